@@ -1,0 +1,24 @@
+# zentara_layer(NAME [SHARED] SOURCES ... [LINK ...] [PRIVATE ...])
+#
+# One folder of the client as a library. LINK names what its headers need and
+# its users see too, PRIVATE what only its sources need. Includes are written
+# from the repository's root for common/ and host/, and from
+# pluginmodule/zentaragallery for the module's own folders.
+function(zentara_layer name)
+  cmake_parse_arguments(ARG "SHARED" "" "SOURCES;LINK;PRIVATE" ${ARGN})
+  if(ARG_SHARED)
+    add_library(${name} SHARED ${ARG_SOURCES})
+  else()
+    add_library(${name} STATIC ${ARG_SOURCES})
+  endif()
+  target_include_directories(${name} PUBLIC ${CMAKE_SOURCE_DIR} ${CMAKE_SOURCE_DIR}/pluginmodule/zentaragallery)
+  target_link_libraries(${name} PUBLIC ${ARG_LINK} PRIVATE ${ARG_PRIVATE})
+  zentara_precompile(${name})
+endfunction()
+
+# Standard headers that nearly every source includes, parsed once per target.
+function(zentara_precompile name)
+  target_precompile_headers(${name} PRIVATE
+    <algorithm> <atomic> <chrono> <cstdint> <filesystem> <functional> <map> <memory> <mutex> <optional>
+    <set> <shared_mutex> <sstream> <string> <string_view> <thread> <unordered_map> <utility> <vector>)
+endfunction()
