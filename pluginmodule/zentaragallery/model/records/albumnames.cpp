@@ -1,0 +1,104 @@
+// Names of albums, and clashes of file names in an album.
+
+#include "common/platform/text.h"
+#include "model/records/album.h"
+#include "model/records/upward.h"
+#include "utils/gallerylog.h"
+#include "utils/globaldata.h"
+#include "utils/methodfunction.h"
+
+namespace {
+
+constexpr int kMaxNumberBehindName = 999;
+
+bool IsForbidden(wchar_t c) {
+  return std::wstring_view(GlobalData::kForbiddenCharacters).find(c) != std::wstring_view::npos;
+}
+
+bool IsTrimmed(wchar_t c) { return c == L' ' || (c >= 0 && c < 30); }
+
+}  // namespace
+
+bool Album::CleanName(std::wstring& name) {
+  const auto first = std::find_if_not(name.begin(), name.end(), IsTrimmed);
+  const auto last = std::find_if_not(name.rbegin(), std::make_reverse_iterator(first), IsTrimmed).base();
+  name = std::wstring(first, last);
+  std::erase_if(name, IsForbidden);
+  return !name.empty();
+}
+
+bool Album::IsNameAllowed(std::wstring_view name) { return std::none_of(name.begin(), name.end(), IsForbidden); }
+
+bool Album::Rename(const std::wstring& newName) {
+  constexpr char kTag[] = "Album::Rename";
+  LogInfo(kTag, "Rename begin.");
+  if (Kind() != AlbumKind::None) {
+    LogError(kTag, "Rename not album_type_none,end.");
+    return false;
+  }
+  std::wstring name = newName;
+  if (!CleanName(name)) {
+    LogError(kTag, "Rename newName illegal,end.");
+    return false;
+  }
+  AlbumName = name;
+  displayName = name;
+  if (GlobalData::cloudGeneration != GlobalData::kGenerationV2) AlbumType = "0";
+  // An album that the cloud has not seen yet stays a creation.
+  if (Operation.Get() != "0") Operation = "1";
+  LogInfo(kTag, "Rename success, end.");
+  return true;
+}
+
+bool Album::NameClashes(const GalleryFile::Ptr& file, std::string_view name) const {
+  platform::ReaderLock hold(nameLock);
+  const auto found = filesByName.Find(name);
+  return std::any_of(found.begin(), found.end(), [this, &file](const GalleryFile::Ptr& other) {
+    return other != file && (!IsBin() || other->AlbumId() == file->AlbumId());
+  });
+}
+
+bool Album::HasNameClash(const GalleryFile::Ptr& file) const {
+  return NameClashes(file, platform::WideToUtf8(file->FileName()));
+}
+
+bool Album::HasFileNamed(std::wstring_view name) const { return !FilesNamed(name).empty(); }
+
+Album::FileList Album::FilesNamed(std::wstring_view name) const {
+  platform::ReaderLock hold(nameLock);
+  return filesByName.Find(platform::WideToUtf8(name));
+}
+
+std::string Album::FreeName(const GalleryFile::Ptr& file) const {
+  const std::string name = platform::WideToUtf8(file->FileName());
+  const auto dot = name.rfind('.');
+  const std::string stem = name.substr(0, dot);
+  const std::string extension = dot == std::string::npos ? std::string() : name.substr(dot);
+  for (int number = 1; number <= kMaxNumberBehindName; ++number) {
+    std::string candidate = stem + "(" + std::to_string(number) + ")" + extension;
+    if (!NameClashes(file, candidate)) return candidate;
+  }
+  return {};
+}
+
+void Album::BreakBurst(const GalleryFile::Ptr& file) {
+  if (file->ContinuousType == 0) return;
+  upward::Context().UnregisterBurst(file);
+  file->ContinuousType = 0;
+  file->ContinuousNo = 0;
+  file->SetContinuousName(L"");
+  file->ClearMembers();
+}
+
+bool Album::RenameToFreeName(const GalleryFile::Ptr& file) {
+  const std::string name = FreeName(file);
+  if (name.empty()) return false;
+  // Out of the burst first: its tables know the file by what its name said.
+  BreakBurst(file);
+  file->SetFileName(platform::Utf8ToWide(name));
+  const auto own = upward::Context().GetAlbum(file->AlbumId());
+  file->SetSourcePath(own ? *own : *this);
+  file->GalleryState = 2;
+  file->OperateTime = MethodFunction::CurrentTime();
+  return true;
+}

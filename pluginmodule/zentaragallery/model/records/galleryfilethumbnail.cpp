@@ -1,0 +1,92 @@
+// Where a file's thumbnails lie, and which content of it the cloud is asked for.
+
+#include <filesystem>
+
+#include "common/platform/paths.h"
+#include "common/platform/text.h"
+#include "host/globalparamwrapper.h"
+#include "model/records/galleryfile.h"
+#include "model/records/upward.h"
+#include "utils/globaldata.h"
+
+namespace {
+
+constexpr wchar_t kGif[] = L".gif";
+// A GIF below this size is its own screen thumbnail, so that it keeps moving.
+constexpr std::int64_t kMovingGifBytes = 2'097'152;
+
+constexpr int kKindScreen = 1;
+constexpr int kKindThumbnail = 2;
+
+bool OnDisk(const std::wstring& path) {
+  std::error_code failed;
+  return !path.empty() && std::filesystem::is_regular_file(platform::NativePath(path), failed);
+}
+
+std::wstring CachePath(const wchar_t* folder) {
+  return GlobalParamWrapper::GetInstance()->GetUserCachePath() + folder;
+}
+
+}  // namespace
+
+std::wstring GalleryFile::ThumbnailName() const {
+  return CachePath(GlobalData::kThumbnailFolder) + platform::Utf8ToWide(Guid()) + L".jpg";
+}
+
+std::wstring GalleryFile::LcdName() const {
+  const bool moving = platform::WideExtension(FileName()) == kGif && Size < kMovingGifBytes;
+  return CachePath(GlobalData::kLcdThumbnailFolder) + platform::Utf8ToWide(Guid()) + (moving ? kGif : L".jpg");
+}
+
+bool GalleryFile::TestThumbnailOnDisk() {
+  thumbExists = OnDisk(ThumbnailName());
+  return thumbExists;
+}
+
+bool GalleryFile::TestLcdOnDisk() {
+  lcdExists = OnDisk(LcdName());
+  return lcdExists;
+}
+
+std::wstring GalleryFile::ThumbnailPath() {
+  const std::wstring path = ThumbnailName();
+  if (thumbExists) return path;
+  if (!IsLocalOnly() || thumbMakeFailed || LocalPath().empty()) return {};
+  if (!TestThumbnailOnDisk()) {
+    upward::Thumbnails().MakeLocal(*this, path, false);
+    if (!TestThumbnailOnDisk()) {
+      thumbMakeFailed = true;
+      return {};
+    }
+  }
+  return path;
+}
+
+std::wstring GalleryFile::LcdPath() {
+  const std::wstring path = LcdName();
+  if (lcdExists) return path;
+  if (!IsLocalOnly() || !OnDisk(LocalPath())) return {};
+  if (!TestLcdOnDisk()) {
+    upward::Thumbnails().MakeLocal(*this, path, true);
+    if (!TestLcdOnDisk()) return {};
+  }
+  return path;
+}
+
+NS::CloudPhoto::V1::UrlSourceInfo GalleryFile::UrlSource(int kind) const {
+  NS::CloudPhoto::V1::UrlSourceInfo source;
+  source.albumId = IsInBin() ? RecycleAlbumId() : AlbumId();
+  source.uniqueId = UniqueId();
+  source.hash = Hash();
+  source.extension = platform::WideExtension(FileName());
+  const auto choose = [&source](std::int32_t type, std::string id) {
+    source.type = type;
+    source.fileId = std::move(id);
+    return source;
+  };
+  if (kind == kKindScreen && source.extension == kGif) return choose(0, FileId());
+  if (IsVideo() && !VideoThumbId().empty()) return choose(3, VideoThumbId());
+  if (kind == kKindScreen && !LcdFileId().empty()) return choose(1, LcdFileId());
+  if (kind == kKindThumbnail && !ThumbFileId().empty()) return choose(2, ThumbFileId());
+  return choose(0, FileId());
+}

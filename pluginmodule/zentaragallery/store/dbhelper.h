@@ -1,0 +1,110 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/databaseoperationbase.h"
+#include "model/records/album.h"
+#include "model/records/galleryfile.h"
+#include "store/storerecords.h"
+
+// The gallery's one door to its database: one operation per statement and no
+// logic beyond. When a row changes is decided by the model and the sync.
+//
+// Safe from any thread; serialising is the base's business. An operation returns
+// whether its statement ran, and logs nothing itself.
+class DBHelper : public DatabaseOperationBase {
+ public:
+  using AlbumPtr = Album::Ptr;
+  using FilePtr = GalleryFile::Ptr;
+  using AlbumVector = std::vector<AlbumPtr>;
+  using FileVector = std::vector<FilePtr>;
+
+  static DBHelper& GetInstance();
+
+  // Makes or opens the database of `userId` (UTF-8), creates what tables are
+  // missing and adds what columns an older client did not know. Non-zero on
+  // success; without success the gallery goes on without a store.
+  int IntiDataBase(const std::string& userId);
+  // The file's name without its folder: 64 hexadecimal digits and "cpp.dat".
+  static std::wstring GetGalleryDBName(const std::string& userId);
+  std::wstring UserFolder() const { return userFolder.Get(); }
+
+  // --- Albums
+  bool AddAlbum(const AlbumPtr& album);
+  bool AddAlbums(const AlbumVector& albums);
+  bool GetAlbums(AlbumVector& albums);
+  // Fills `album` and gives it `id`; true if a row was found.
+  bool GetAlbum(Album& album, const std::string& id);
+  bool ClearAlbums();
+  // The id itself can change: `oldId` names the row.
+  bool UpdateAlbum(const AlbumPtr& album, const std::string& oldId);
+  bool UpdateAlbumName(const AlbumPtr& album);
+  std::int64_t CountAlbums();
+
+  // --- Sync state
+  bool AddLocalVersion(const AlbumLocalVersion& record);
+  bool GetLocalVersions(std::vector<AlbumLocalVersion>& records);
+  bool UpdateLocalVersion(const AlbumLocalVersion& record, const std::string& oldVersion);
+  bool SetFileCursor(const std::string& cursor);
+  bool SetHasDownAll(std::int64_t value);
+  bool SetLostFileQueryCursor(const std::string& cursor);
+  bool SetLastLostFileQueryTimestamp(std::int64_t value);
+  // Of the first record; false when there is none.
+  bool GetHasDownAll(std::int64_t& value);
+  std::string GetCloudPhotoVersion();
+
+  // --- Files
+  bool AddFile(const FilePtr& file);
+  bool AddFiles(const FileVector& files);
+  // Fills `file`; false, with the fields as they were but for the key, when
+  // there is no row.
+  bool GetFile(GalleryFile& file, const std::string& uniqueId);
+  FilePtr GetFile(const std::string& uniqueId);
+  bool GetFileByGuid(GalleryFile& file, const std::string& guid);
+  std::wstring GetLocalPath(const std::string& uniqueId);
+  // All files; with `showLost` false only those whose content the cloud has.
+  bool GetFiles(FileVector& files, bool showLost);
+  bool GetLostFiles(FileVector& files);
+  bool DeleteFiles(const FileVector& files);
+  // The identity can change: this is how a local file takes the cloud's id.
+  bool UpdateFile(const FilePtr& file, const std::string& oldUniqueId);
+  // What the bin, a deletion and a favourite mark change.
+  bool UpdateFiles(const FileVector& files);
+  bool UpdateFilesAlbum(const FileVector& files);
+  bool ChangeAlbumId(const std::string& oldId, const std::string& newId);
+  bool SetLocalPath(const FilePtr& file);
+  bool SetSize(const FilePtr& file);
+  bool SetContentStatus(const std::string& uniqueId, std::int64_t status);
+  // Covers of that burst name: `UniqueId` and the burst fields only.
+  bool GetBurstCovers(const std::wstring& name, FileVector& covers);
+  bool ClearOffsets();
+  std::int64_t GetMaxOffset();
+  std::int64_t GetMinOffset();
+  std::int64_t CountFiles();
+
+  // --- Transfers
+  // Stores the task unless its file has a row already; the id of the new row is
+  // kept in the task.
+  bool AddDownload(DownloadRow& task);
+  bool GetDownloads(std::vector<DownloadRow>& tasks);
+  bool DeleteDownload(std::int64_t id);
+  bool UpdateDownload(const DownloadRow& task, std::int64_t oldId);
+  bool AddCompleted(CompletedRow& task);
+  bool GetCompleted(std::vector<CompletedRow>& tasks);
+  bool DeleteCompleted(std::int64_t id);
+
+ private:
+  DBHelper();
+
+  void CreateTables();
+  bool HasColumn(std::string_view table, std::string_view column);
+  bool ExecuteOne(std::string_view sql, const DatabaseBindParameter& parameter);
+  std::int64_t QueryNumber(std::string_view sql);
+  bool ReadFiles(const std::string& sql, FileVector& files);
+
+  GuardedField<std::wstring> userFolder;
+};

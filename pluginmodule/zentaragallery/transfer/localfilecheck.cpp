@@ -1,0 +1,135 @@
+#include "transfer/localfilecheck.h"
+
+#include <filesystem>
+#include <new>
+
+#include "common/platform/files.h"
+#include "common/platform/paths.h"
+#include "common/platform/text.h"
+#include "host/globalparamwrapper.h"
+#include "utils/mediareader.h"
+#include "utils/mediatypes.h"
+#include "utils/methodfunction.h"
+#include "utils/picturemetadata.h"
+
+namespace {
+
+// Room for the thumbnails of a batch and for the database to grow by it.
+constexpr std::uint64_t kCacheReserveBytes = 8u << 20;
+// File systems take names of 255 bytes or characters; a number for a name clash
+// has to fit behind it.
+constexpr std::size_t kMaxNameCharacters = 250;
+
+constexpr CheckedFile Refuse(const char* textKey, const char* errorReason = nullptr) {
+  return {nullptr, textKey, errorReason};
+}
+
+CheckedFile CheckContent(const std::wstring& path, const std::filesystem::path& native) {
+  std::error_code failed;
+  if (!std::filesystem::is_regular_file(native, failed)) {
+    return Refuse("IDS_GALLERT_FILE_NOT_EXIST", "Gallery file is not exist");
+  }
+  const std::wstring extension = platform::WideExtension(path);
+  if (!IsPictureExtension(extension) && !IsVideoExtension(extension)) {
+    return Refuse("IDS_GALLERT_INCOR_FILE_FORMAT", "Gallery not support this file format");
+  }
+  if (platform::WideFileName(path).size() > kMaxNameCharacters) {
+    return Refuse("IDS_TRANSERR_Error_FileNameTooLong");
+  }
+  if (!platform::CanRead(native)) {
+    return Refuse("IDS_GALLERT_UNABLE_TO_OPEN_FILE", " Galley unable to open file");
+  }
+  if (std::filesystem::file_size(native, failed) == 0) {
+    return Refuse("IDS_GALLERT_FILE_FILE_SIZE_LESS", "Gallery file size is zero");
+  }
+  return {};
+}
+
+void SetProperties(GalleryFile& file, const Album& album, int width, int height, int orientation) {
+  Json::Value expand(Json::objectValue);
+  if (width > 0) expand["resolution"] = std::to_string(width) + " x " + std::to_string(height);
+  expand["rotate"] = std::to_string(DegreesOfOrientation(orientation));
+  expand["first_update_time"] = std::to_string(file.FirstUpdateTime);
+  file.SetExpand(expand);
+  file.SetSourcePath(album);
+}
+
+CheckedFile ReadPicture(const std::wstring& path, const Album& album, const GalleryFile::Ptr& file) {
+  PictureMetadata metadata;
+  std::int64_t time = file->CreateTime;
+  MediaFailure why = MediaFailure::None;
+  if (!ReadExif(path, metadata, time, &why)) {
+    if (why == MediaFailure::TooLarge) return Refuse("IDS_GALLERT_INSUF_MEMORY");
+    return Refuse("IDS_GALLERT_INCOR_FILE_FORMAT", "Gallery not support this file format");
+  }
+  file->CreateTime = time;
+  file->SetPictureMetadata(CompactJson(metadata.ToJson()));
+  SetProperties(*file, album, metadata.width, metadata.height, metadata.rotation);
+  return {file, nullptr, nullptr};
+}
+
+CheckedFile ReadMovie(const std::wstring& path, const Album& album, const GalleryFile::Ptr& file) {
+  VideoMetadata metadata;
+  MediaFailure why = MediaFailure::None;
+  if (!ReadVideo(path, metadata, &why) && why != MediaFailure::NoLibrary) {
+    return Refuse("IDS_GALLERT_VIDEO_CANNOT_PLAYED", "Gallery video cannot played");
+  }
+  file->SetVideoMetadata(CompactJson(metadata.ToJson()));
+  SetProperties(*file, album, metadata.width, metadata.height, 1);
+  return {file, nullptr, nullptr};
+}
+
+GalleryFile::Ptr MakeRecord(const std::wstring& path, const std::filesystem::path& native, const Album& album,
+                            const std::string& hash) {
+  auto file = std::make_shared<GalleryFile>();
+  const std::string guid = MethodFunction::NewGuid();
+  const std::int64_t now = MethodFunction::CurrentTime();
+  file->SetGuid(guid);
+  file->SetUniqueId(guid);
+  file->SetHash(hash);
+  file->SetFileName(platform::WideFileName(path));
+  file->SetLocalPath(path);
+  file->SetAlbumId(album.AlbumId.Get());
+  file->SavedFileType = SavedFileTypeOf(platform::WideExtension(path));
+  std::error_code failed;
+  file->Size = static_cast<std::int64_t>(std::filesystem::file_size(native, failed));
+  file->CreateTime = platform::ModifiedTimeMs(native);
+  file->FirstUpdateTime = now;
+  file->OperateTime = now;
+  file->IsLocalUpload = true;
+  file->GalleryState = 1;
+  return file;
+}
+
+CheckedFile Check(const std::wstring& path, const Album& album,
+                  const std::function<bool(const std::string&)>& isThere) {
+  const auto native = platform::NativePath(path);
+  if (const auto refused = CheckContent(path, native); refused.textKey) return refused;
+  const std::string hash = MethodFunction::FileHashId(path);
+  if (hash.empty()) return Refuse("IDS_GALLERT_MD5_IS_EMPTY");
+  if (isThere(hash)) return Refuse(kAlreadyExists);
+  const auto file = MakeRecord(path, native, album, hash);
+  auto checked = file->IsVideo() ? ReadMovie(path, album, file) : ReadPicture(path, album, file);
+  if (checked.file) checked.file->ParseBurstName();
+  return checked;
+}
+
+}  // namespace
+
+CheckedFile CheckLocalFile(const std::wstring& path, const Album& album,
+                           const std::function<bool(const std::string&)>& isThere) {
+  try {
+    return Check(path, album, isThere);
+  } catch (const std::bad_alloc&) {
+    return Refuse("IDS_GALLERT_INSUF_MEMORY");
+  }
+}
+
+const char* CheckCache() {
+  const auto folder = platform::NativePath(GlobalParamWrapper::GetInstance()->GetUserCachePath());
+  std::error_code failed;
+  std::filesystem::create_directories(folder, failed);
+  if (failed || !platform::CanWrite(folder)) return kWriteDenied;
+  if (platform::FreeSpace(folder) < kCacheReserveBytes) return kNoCacheSpace;
+  return nullptr;
+}

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "model/records/album.h"
+#include "model/records/galleryfile.h"
+
+// The checks of one path that is to be added, and the record that is made of a
+// good one. Stateless; safe from any thread.
+struct CheckedFile {
+  GalleryFile::Ptr file;          // null when refused
+  const char* textKey = nullptr;  // why refused
+  const char* errorReason = nullptr;  // the same for the operation log, where it has one
+};
+
+// Reads the file, and nothing of the gallery; `isThere` tells whether the album
+// holds a content hash already, before the costly steps. The tests against the
+// other files of the list are left to the caller.
+CheckedFile CheckLocalFile(const std::wstring& path, const Album& album,
+                           const std::function<bool(const std::string&)>& isThere);
+
+// The keys of refusals that stand apart from the content of one file.
+inline constexpr char kAlreadyExists[] = "IDS_GALLERT_FILE_ALREADY_EXIST";
+inline constexpr char kAlreadyQueued[] = "IDS_GALLERT_FILE_TOUPLOADED";
+inline constexpr char kNoCacheSpace[] = "IDS_GALLERT_INSUF_CACHE_SPACE";
+inline constexpr char kWriteDenied[] = "IDS_TRANSERR_Error_WRITE_DENIED";
+inline constexpr char kUpperLimit[] = "IDS_GALLERT_FILES_UPPER_LIMIT";
+
+// Room and rights of the cache folder: null when good, else the key.
+const char* CheckCache();

@@ -1,0 +1,65 @@
+#include "transfer/thumbnailhelper.h"
+
+#include <filesystem>
+
+#include "common/platform/paths.h"
+#include "utils/gallerylog.h"
+#include "utils/thumbnailmaker.h"
+
+namespace {
+
+// Sharp in a cell of the widest grid on a dense screen, and on a full screen.
+constexpr int kSmallLongEdge = 360;
+constexpr int kLcdLongEdge = 1920;
+
+// A moving GIF keeps its bytes as its screen thumbnail.
+bool CopyGif(const std::wstring& source, const std::wstring& target) {
+  const auto from = platform::NativePath(source), to = platform::NativePath(target);
+  auto beside = to;
+  beside += ".new";
+  std::error_code failed;
+  std::filesystem::copy_file(from, beside, std::filesystem::copy_options::overwrite_existing, failed);
+  if (!failed) std::filesystem::rename(beside, to, failed);
+  if (!failed) return true;
+  std::error_code ignored;
+  std::filesystem::remove(beside, ignored);
+  LogError("ThumbnailHelper::CreateThumbnail", "copy of picture failed: " + failed.message());
+  return false;
+}
+
+}  // namespace
+
+ThumbnailHelper& ThumbnailHelper::GetInstance() {
+  static ThumbnailHelper instance;
+  return instance;
+}
+
+bool ThumbnailHelper::CreateThumbnail(const std::wstring& source, const std::wstring& target, int longEdge,
+                                      const std::string& guid) {
+  constexpr char kTag[] = "ThumbnailHelper::CreateThumbnail";
+  const auto path = platform::NativePath(target);
+  std::error_code failed;
+  std::filesystem::create_directories(path.parent_path(), failed);
+  const bool moving = platform::WideExtension(target) == L".gif";
+  if (!std::filesystem::is_directory(path, failed) &&
+      (moving ? CopyGif(source, target) : MakeThumbnail(source, target, longEdge))) {
+    return true;
+  }
+  LogError(kTag, "create thumbnail failed! guid: " + guid);
+  return false;
+}
+
+bool ThumbnailHelper::CreateThumbnail(const GalleryFile& file, const std::wstring& target, bool isLcd) {
+  return CreateThumbnail(file.LocalPath(), target, isLcd ? kLcdLongEdge : kSmallLongEdge, file.Guid());
+}
+
+bool ThumbnailHelper::MakeLocal(const GalleryFile& file, const std::wstring& target, bool isLcd) {
+  return CreateThumbnail(file, target, isLcd);
+}
+
+void ThumbnailHelper::Fetch(const std::vector<GalleryFile::Ptr>& files,
+                            std::function<void(const GalleryFile::Ptr&)> done) {
+  for (const auto& file : files) {
+    if (done) done(file);
+  }
+}

@@ -1,0 +1,188 @@
+#include "transfer/uploadcontroller.h"
+
+#include <condition_variable>
+#include <filesystem>
+#include <mutex>
+#include <thread>
+#include <unordered_set>
+
+#include "common/platform/paths.h"
+#include "common/platform/thread.h"
+#include "host/logger.h"
+#include "model/gallery.h"
+#include "store/dbhelper.h"
+#include "transfer/localfilecheck.h"
+#include "utils/gallerylog.h"
+
+namespace {
+
+// Files that reach the database and the lists together: few enough to show
+// progress, enough that a commit is not the cost.
+constexpr std::size_t kCommitFiles = 64;
+
+constexpr int kEventImport = 161;
+
+void DropThumbnail(const GalleryFile& file) {
+  std::error_code ignored;  // A thumbnail without a file is only lost space.
+  std::filesystem::remove(platform::NativePath(file.ThumbnailName()), ignored);
+}
+
+// Checks paths on as many workers as there are processors and hands the results
+// out in the order of the paths.
+class CheckPipeline {
+ public:
+  CheckPipeline(const std::vector<std::wstring>& of, const Album& into, std::unordered_set<std::string> hashes)
+      : paths(of), album(into), known(std::move(hashes)), checked(of.size()), ready(of.size()) {
+    const unsigned count = std::max(1u, std::thread::hardware_concurrency());
+    for (unsigned i = 0; i < count; ++i) workers.emplace_back([this] { Work(); });
+  }
+  ~CheckPipeline() {
+    stopping = true;
+    for (auto& worker : workers) worker.join();
+    for (const auto& left : checked) {
+      if (left.file) DropThumbnail(*left.file);
+    }
+  }
+  CheckPipeline(const CheckPipeline&) = delete;
+  CheckPipeline& operator=(const CheckPipeline&) = delete;
+
+  CheckedFile Take(std::size_t index) {
+    std::unique_lock hold(lock);
+    arrived.wait(hold, [&] { return ready[index]; });
+    return std::exchange(checked[index], {});
+  }
+
+ private:
+  void Work() {
+    platform::SetThreadName("file check");
+    while (!stopping) {
+      const std::size_t index = next++;
+      if (index >= paths.size()) return;
+      CheckedFile result = CheckLocalFile(
+          paths[index], album, [this](const std::string& hash) { return known.contains(hash); });
+      // There when the list first shows the file.
+      if (result.file) (void)result.file->ThumbnailPath();
+      {
+        const std::lock_guard hold(lock);
+        checked[index] = std::move(result);
+        ready[index] = true;
+      }
+      arrived.notify_all();
+    }
+  }
+
+  const std::vector<std::wstring>& paths;
+  const Album& album;
+  const std::unordered_set<std::string> known;
+  std::atomic<std::size_t> next{0};
+  std::atomic<bool> stopping{false};
+  std::mutex lock;
+  std::condition_variable arrived;
+  std::vector<CheckedFile> checked;
+  std::vector<bool> ready;
+  std::vector<std::thread> workers;
+};
+
+// What the album holds already, by content.
+std::unordered_set<std::string> HashesIn(const Album& album) {
+  std::unordered_set<std::string> hashes;
+  for (const auto& file : *album.Files()) {
+    hashes.insert(file->Hash());
+    for (const auto& member : file->GetMembers()) hashes.insert(member->Hash());
+  }
+  return hashes;
+}
+
+// Takes a name of its own for each file before its row is written: a clash that
+// only the list resolved would leave the old name in the row.
+class NameChooser {
+ public:
+  explicit NameChooser(Album& in) : album(in) {}
+
+  void Choose(const GalleryFile::Ptr& file) {
+    if (album.HasNameClash(file) && album.RenameToFreeName(file)) {
+      // The content still has to go up; the name goes with it.
+      file->GalleryState = 1;
+    }
+    pending.insert(file->FileName());
+  }
+  void Clear() { pending.clear(); }
+  bool Pending(const GalleryFile::Ptr& file) const { return pending.contains(file->FileName()); }
+
+ private:
+  Album& album;
+  std::unordered_set<std::wstring> pending;
+};
+
+}  // namespace
+
+UploadController::Result UploadController::AddToLocal(const std::vector<std::wstring>& paths,
+                                                      const Album::Ptr& album) {
+  constexpr char kTag[] = "UploadController::AddToLocal";
+  Result result;
+  if (!album) {
+    LogError(kTag, "get album fail,");
+    return result;
+  }
+  if (paths.size() > kFilesUpperLimit) {
+    result.overLimit = true;
+    return result;
+  }
+  Progress progress{0, paths.size(), 0};
+  std::unordered_set<std::string> hashes = HashesIn(*album);
+  std::unordered_set<std::wstring> seenPaths;
+  NameChooser names(*album);
+  std::vector<GalleryFile::Ptr> batch;
+
+  const auto refuse = [&](const std::wstring& path, const char* key, const char* errorReason) {
+    result.refused.push_back({path, key});
+    if (errorReason) Logger::OutputOperationLog(kEventImport, 1, 1, {{"errorReason", errorReason}});
+  };
+  const auto commit = [&] {
+    if (batch.empty()) return;
+    if (DBHelper::GetInstance().AddFiles(batch)) {
+      Gallery::GetInstance().AddFiles(batch);
+      result.added.insert(result.added.end(), batch.begin(), batch.end());
+    } else {
+      const char* cause = CheckCache();
+      for (const auto& file : batch) refuse(file->LocalPath(), cause ? cause : kWriteDenied, nullptr);
+      for (const auto& file : batch) DropThumbnail(*file);
+    }
+    batch.clear();
+    names.Clear();
+  };
+  const auto take = [&](const std::wstring& path, const CheckedFile& checked) {
+    if (!seenPaths.insert(path).second) return refuse(path, kAlreadyQueued, nullptr);
+    if (!checked.file) return refuse(path, checked.textKey, checked.errorReason);
+    const auto drop = [&](const char* key) {
+      DropThumbnail(*checked.file);
+      refuse(path, key, nullptr);
+    };
+    if (const char* cause = CheckCache()) return drop(cause);
+    if (!hashes.insert(checked.file->Hash()).second) return drop(kAlreadyExists);
+    if (names.Pending(checked.file)) commit();
+    names.Choose(checked.file);
+    progress.bytes += checked.file->Size;
+    batch.push_back(checked.file);
+    if (batch.size() == kCommitFiles) commit();
+  };
+
+  {
+    CheckPipeline pipeline(paths, *album, hashes);
+    for (std::size_t i = 0; i < paths.size(); ++i) {
+      if (stop && *stop) {
+        result.stopped = true;
+        break;
+      }
+      take(paths[i], pipeline.Take(i));
+      ++progress.done;
+      if (onProgress) onProgress(progress);
+    }
+  }
+  commit();
+  Logger::OutputOperationLog(kEventImport, 1, 0,
+                             {{"num", std::to_string(result.added.size())},
+                              {"total", std::to_string(paths.size())},
+                              {"size", std::to_string(progress.bytes)}});
+  return result;
+}

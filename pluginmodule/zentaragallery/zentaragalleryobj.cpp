@@ -1,0 +1,95 @@
+#include "zentaragalleryobj.h"
+
+#include "cloud/cheader.h"
+#include "common/platform/text.h"
+#include "host/databaseservice.h"
+#include "host/globalparamwrapper.h"
+#include "host/logger.h"
+#include "host/userauthservice.h"
+#include "model/gallery.h"
+#include "model/gallerymetadata.h"
+#include "store/dbhelper.h"
+#include "transfer/thumbnailhelper.h"
+#include "utils/gallerylog.h"
+#include "utils/globaldata.h"
+
+namespace {
+
+constexpr std::size_t kHomeItems = 100;
+
+constexpr int kEventClose = 199;
+
+constexpr int kHomePicture = 0;
+constexpr int kHomeBurst = 1;
+constexpr int kHomeVideo = 2;
+
+void InitHeader() {
+  auto* identity = UserAuthService::GetInstance();
+  auto* parameters = GlobalParamWrapper::GetInstance();
+  auto& header = CHeader::GetInstance();
+  (void)header.Init(CHeader::AccessToken, identity->GetCurrentAT());  // Empty while nobody is logged in.
+  (void)header.Init(CHeader::UserId, identity->GetCurrentUserID());
+  (void)header.Init(CHeader::RefreshToken, identity->GetCurrentRT());
+  (void)header.Init(CHeader::DeviceUuid, parameters->GetSystemUUid());
+  (void)header.Init(CHeader::DeviceName, parameters->GetDeviceName());
+}
+
+void ReadServiceAddresses() {
+  constexpr char kTag[] = "ZentaraGalleryObj::InitWnd";
+  auto* parameters = GlobalParamWrapper::GetInstance();
+  GlobalData::globalParam = parameters;
+  GlobalData::cloudPhotoUrl = platform::WideToUtf8(parameters->GetCloudPhotoUrl());
+  GlobalData::cloudPhotoV2Url = platform::WideToUtf8(parameters->GetCloudPhotoV2Url());
+  LogInfo(kTag, "ZentaraGalleryObj cloud photo grs v1:" + GlobalData::cloudPhotoUrl);
+  LogInfo(kTag, "ZentaraGalleryObj cloud photo grs v2:" + GlobalData::cloudPhotoV2Url);
+}
+
+Json::Value HomeItem(const GalleryFile::Ptr& file, const std::string& thumbFolder) {
+  Json::Value item(Json::objectValue);
+  item["guid"] = file->Guid();
+  item["thumbPath"] = thumbFolder;
+  item["createTime"] = Json::Int64{file->CreateTime};
+  item["localPath"] = platform::WideToUtf8(file->LocalPath());
+  item["fileName"] = platform::WideToUtf8(file->FileName());
+  if (file->SavedFileType == 1) item["fileType"] = kHomePicture;
+  if (file->SavedFileType == 4) item["fileType"] = kHomeVideo;
+  if (file->ContinuousType == 1) item["fileType"] = kHomeBurst;
+  item["rotateAngle"] = RotationOfFile(file);
+  item["uniqueId"] = file->UniqueId();
+  return item;
+}
+
+}  // namespace
+
+ZentaraGalleryObj::ZentaraGalleryObj() { requestHeaders.max_load_factor(1.0f); }
+
+void ZentaraGalleryObj::InitWnd() {
+  InitHeader();
+  ReadServiceAddresses();
+  upward::Install(&ThumbnailHelper::GetInstance());
+  (void)DBHelper::GetInstance().IntiDataBase(CHeader::GetInstance().GetUserId());
+  (void)DatabaseService::InitDataBase(GlobalParamWrapper::GetInstance()->GetUserDataBaseFolder());
+  (void)Gallery::GetInstance().Init();
+}
+
+Json::Value ZentaraGalleryObj::GetGalleryHomeData(bool& empty) {
+  Json::Value items(Json::arrayValue);
+  empty = false;
+  const auto timeLine = Gallery::GetInstance().GetAlbum(SystemAlbumId(AlbumKind::TimeLine));
+  auto files = timeLine ? timeLine->LimitedFiles() : Album::FileList();
+  if (files.empty()) {
+    empty = true;
+    return items;
+  }
+  if (files.size() > kHomeItems) files.resize(kHomeItems);
+  const std::string folder = platform::WideToUtf8(GlobalParamWrapper::GetInstance()->GetUserCachePath() +
+                                                  GlobalData::kThumbnailFolder);
+  for (const auto& file : files) items.append(HomeItem(file, folder));
+  return items;
+}
+
+void ZentaraGalleryObj::CloseWndClear() {
+  GlobalData::cloudGeneration = GlobalData::kGenerationUnknown;
+  Logger::OutputOperationLog(kEventClose, 1, 0, {{"total", "0"}});
+}
+

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <json/json.h>
+
+#include <mutex>
+#include <unordered_map>
+
+// The object through which a host drives the gallery. The host constructs it and
+// calls it on its user-interface thread at fixed moments.
+class ZentaraGalleryObj {
+ public:
+  ZentaraGalleryObj();
+  virtual ~ZentaraGalleryObj() = default;
+  ZentaraGalleryObj(const ZentaraGalleryObj&) = delete;
+  ZentaraGalleryObj& operator=(const ZentaraGalleryObj&) = delete;
+
+  // Starts the data side: identity, service addresses, database, and a model with
+  // two empty albums. Rows reach memory when the sync starts. Never fails in a
+  // way the host sees; a database that cannot be opened leaves the gallery
+  // without a store. May be called again for another user.
+  virtual void InitWnd();
+
+  // The newest files for the host's home page, at most 100: an array of objects
+  // with "guid", "thumbPath" (the thumbnail folder), "createTime" (ms since 1970),
+  // "localPath", "fileName", "fileType" (0 picture, 2 video, 1 burst cover),
+  // "rotateAngle" (degrees) and "uniqueId". `empty` tells that there is nothing to
+  // show. Any thread, any time after InitWnd.
+  virtual Json::Value GetGalleryHomeData(bool& empty);
+
+  // Ends what InitWnd started; a log-out calls it.
+  virtual void CloseWndClear();
+
+ private:
+  std::unordered_map<std::string, std::string> requestHeaders;  // handed on to the header block
+  std::mutex lock;
+};
+
+// The module's entry: a new object, owned by the caller.
+extern "C" ZentaraGalleryObj* CreateZentaraGalleryObj();
