@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 // A record with a JSON form.
 class IObjectWidthJson {

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <string_view>
+
+#include "host/logger.h"
+
+// One error line of this folder's sources; `tag` is the class or operation.
+inline void LogUtilsError(int line, std::string_view tag, std::string_view text) {
+  Logger::CloudLogger::GetInstance()->Output("gallery", Logger::Severity::Error, line, tag, text);
+}

@@ -1,0 +1,202 @@
+#include "utils/thumbnailmaker.h"
+
+#include <fstream>
+
+#include "common/platform/files.h"
+#include "common/platform/guid.h"
+#include "common/platform/paths.h"
+#include "utils/bmppicture.h"
+#include "utils/decodelimits.h"
+#include "utils/galleryutilslog.h"
+#include "utils/mediatypes.h"
+#include "utils/pictureformat.h"
+#include "utils/rawpicture.h"
+#include "utils/videoframe.h"
+#include "utils/vipspicture.h"
+
+namespace {
+
+constexpr int kJpegQuality = 85;
+
+bool Fail(int line, const std::string& cause) {
+  LogUtilsError(line, "MakeThumbnail", cause);
+  return false;
+}
+
+// Wraps the way in which the library's operations hand out their result.
+template <typename Operation>
+VipsOwner<VipsImage> Result(Operation operation) {
+  VipsImage* image = nullptr;
+  if (operation(&image) == 0) return VipsOwner<VipsImage>(image);
+  if (image) g_object_unref(image);
+  return nullptr;
+}
+
+// A picture whose colour profile is damaged is shown by its plain numbers.
+template <typename Shrink>
+VipsOwner<VipsImage> ShrinkWithProfile(Shrink shrink) {
+  auto image = Result([&](VipsImage** out) { return shrink(out, "srgb"); });
+  return image ? std::move(image) : Result([&](VipsImage** out) { return shrink(out, nullptr); });
+}
+
+VipsOwner<VipsImage> ShrinkFile(const std::filesystem::path& path, int longEdge) {
+  return ShrinkWithProfile([&](VipsImage** out, const char* profile) {
+    const auto source = OpenSource(path);
+    if (!source) return -1;
+    return vips_thumbnail_source(source.get(), out, longEdge, "height", longEdge, "size", VIPS_SIZE_DOWN,
+                                 profile ? "export_profile" : nullptr, profile, nullptr);
+  });
+}
+
+VipsOwner<VipsImage> ShrinkJpeg(const std::string& jpeg, int longEdge) {
+  auto* bytes = const_cast<char*>(jpeg.data());  // The library takes a plain pointer and only reads.
+  return ShrinkWithProfile([&](VipsImage** out, const char* profile) {
+    return vips_thumbnail_buffer(bytes, jpeg.size(), out, longEdge, "height", longEdge, "size",
+                                 VIPS_SIZE_DOWN, profile ? "export_profile" : nullptr, profile, nullptr);
+  });
+}
+
+VipsOwner<VipsImage> ShrinkPixels(const RgbPicture& picture, int longEdge) {
+  const VipsOwner<VipsImage> whole(vips_image_new_from_memory(
+      picture.pixels.data(), picture.pixels.size(), picture.width, picture.height, 3, VIPS_FORMAT_UCHAR));
+  if (!whole) return nullptr;
+  const auto small = Result([&](VipsImage** out) {
+    return vips_thumbnail_image(whole.get(), out, longEdge, "height", longEdge, "size", VIPS_SIZE_DOWN,
+                                nullptr);
+  });
+  if (!small) return nullptr;
+  const auto turn = static_cast<VipsAngle>(picture.rotation / 90);
+  const auto upright = Result([&](VipsImage** out) { return vips_rot(small.get(), out, turn, nullptr); });
+  // Computes the pixels while `picture` still holds what they are made of.
+  return upright ? VipsOwner<VipsImage>(vips_image_copy_memory(upright.get())) : nullptr;
+}
+
+// JPEG has neither transparency nor more than 8 bits or other colours than
+// grey and RGB here.
+VipsOwner<VipsImage> Opaque(const VipsOwner<VipsImage>& image) {
+  VipsOwner<VipsImage> rgb = Result(
+      [&](VipsImage** out) { return vips_colourspace(image.get(), out, VIPS_INTERPRETATION_sRGB, nullptr); });
+  if (!rgb || !vips_image_hasalpha(rgb.get())) return rgb;
+  const double white[] = {255, 255, 255};
+  const std::unique_ptr<VipsArea, decltype(&vips_area_unref)> background(
+      reinterpret_cast<VipsArea*>(vips_array_double_new(white, 3)), &vips_area_unref);
+  return Result(
+      [&](VipsImage** out) { return vips_flatten(rgb.get(), out, "background", background.get(), nullptr); });
+}
+
+std::string EncodeJpeg(const VipsOwner<VipsImage>& image) {
+  const auto opaque = Opaque(image);
+  if (!opaque) return {};
+  void* bytes = nullptr;
+  std::size_t length = 0;
+  if (vips_jpegsave_buffer(opaque.get(), &bytes, &length, "Q", kJpegQuality, "strip", TRUE, "optimize_coding",
+                           TRUE, nullptr) != 0) {
+    return {};
+  }
+  const std::unique_ptr<void, decltype(&g_free)> owner(bytes, &g_free);
+  return {static_cast<const char*>(bytes), length};
+}
+
+std::string ThumbnailOfFile(const std::filesystem::path& path, PictureFormat format, int longEdge,
+                            std::string& cause) {
+  MediaFailure why = MediaFailure::None;
+  if (!OpenHeader(path, format, why)) {
+    cause = why == MediaFailure::TooLarge ? "picture too large" : "read picture header";
+    return {};
+  }
+  const auto image = ShrinkFile(path, longEdge);
+  std::string jpeg = image ? EncodeJpeg(image) : std::string();
+  if (jpeg.empty()) cause = "decode picture: " + TakeVipsError();
+  return jpeg;
+}
+
+std::string ThumbnailOfPixels(const std::optional<RgbPicture>& picture, int longEdge, std::string& cause) {
+  if (!picture) return {};
+  const auto image = ShrinkPixels(*picture, longEdge);
+  std::string jpeg = image ? EncodeJpeg(image) : std::string();
+  if (jpeg.empty()) cause = "shrink picture: " + TakeVipsError();
+  return jpeg;
+}
+
+std::string ThumbnailOfBmp(const std::filesystem::path& path, const std::string& head, int longEdge,
+                           std::string& cause) {
+  const auto size = BmpSizeOf(head);
+  cause = "bitmap header";
+  if (!size || !MemoryAllowed(size->width, size->height, 4)) return {};
+  std::string bytes;
+  cause = "read bitmap";
+  if (platform::ReadFile(path, bytes)) return {};
+  return ThumbnailOfPixels(DecodeBmp(bytes, cause), longEdge, cause);
+}
+
+std::string ThumbnailOfRaw(const std::filesystem::path& path, int longEdge, std::string& cause) {
+  const std::string preview = ReadRawPreview(path, cause);
+  if (preview.empty()) return {};
+  MediaFailure why = MediaFailure::None;
+  cause = "raw preview is no usable JPEG";
+  if (!OpenHeaderOf(preview, PictureFormat::Jpeg, why)) return {};
+  const auto image = ShrinkJpeg(preview, longEdge);
+  std::string jpeg = image ? EncodeJpeg(image) : std::string();
+  if (jpeg.empty()) cause = "decode raw preview: " + TakeVipsError();
+  return jpeg;
+}
+
+std::string ThumbnailOf(const std::wstring& source, int longEdge, std::string& cause) {
+  const auto path = platform::NativePath(source);
+  const std::wstring extension = platform::WideExtension(source);
+  if (IsVideoExtension(extension)) return ThumbnailOfPixels(DecodePoster(path, cause), longEdge, cause);
+  const std::string head = ReadHead(path, kFormatHeadBytes);
+  switch (const PictureFormat format = FormatOfHead(head)) {
+    case PictureFormat::Bmp:
+      return ThumbnailOfBmp(path, head, longEdge, cause);
+    case PictureFormat::Tiff:
+      if (extension == L".nef") return ThumbnailOfRaw(path, longEdge, cause);
+      [[fallthrough]];
+    case PictureFormat::Unknown:
+      cause = "unknown picture format";
+      return {};
+    default:
+      return ThumbnailOfFile(path, format, longEdge, cause);
+  }
+}
+
+bool IsSameFile(const std::filesystem::path& source, const std::filesystem::path& target) {
+  std::error_code error;
+  return std::filesystem::equivalent(source, target, error) ||
+         platform::Resolve(source) == platform::Resolve(target);
+}
+
+// A thumbnail can be made again at any time, so it is not worth the wait for the
+// disk that a durable write costs; a reader still never sees a part of it.
+bool Replace(const std::filesystem::path& target, const std::string& jpeg) {
+  auto temporary = target;
+  temporary += "." + platform::NewGuid() + ".tmp";
+  std::ofstream file(temporary, std::ios::binary);
+  file.write(jpeg.data(), static_cast<std::streamsize>(jpeg.size()));
+  file.close();
+  const bool written = static_cast<bool>(file);
+  std::error_code ignored;
+  if (written && !std::filesystem::is_directory(target, ignored) &&
+      !platform::RenameOver(temporary, target)) {
+    return true;
+  }
+  std::filesystem::remove(temporary, ignored);
+  return false;
+}
+
+}  // namespace
+
+bool MakeThumbnail(const std::wstring& source, const std::wstring& target, int longEdge) {
+  const auto nativeSource = platform::NativePath(source);
+  const auto nativeTarget = platform::NativePath(target);
+  if (longEdge < 1 || source.empty() || target.empty()) return Fail(__LINE__, "wrong arguments");
+  if (IsSameFile(nativeSource, nativeTarget)) return Fail(__LINE__, "target is the source");
+  if (!StartVips()) return false;
+  std::string cause;
+  const std::string jpeg = ThumbnailOf(source, longEdge, cause);
+  if (jpeg.empty()) return Fail(__LINE__, cause);
+  std::error_code error;
+  std::filesystem::create_directories(nativeTarget.parent_path(), error);
+  if (error) return Fail(__LINE__, "make folder, error:" + std::to_string(error.value()));
+  return Replace(nativeTarget, jpeg) || Fail(__LINE__, "write thumbnail");
+}
