@@ -1,7 +1,7 @@
 // Operations on albums.
 
 #include "common/platform/text.h"
-#include "host/resourcetext.h"
+#include "resources/resourcetext.h"
 #include "model/gallery.h"
 #include "store/dbhelper.h"
 #include "utils/gallerylog.h"

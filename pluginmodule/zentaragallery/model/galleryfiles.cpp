@@ -227,7 +227,7 @@ std::size_t Gallery::AddFiles(const Files& list) {
 }
 
 std::size_t Gallery::RemoveFiles(const Files& list) {
-  constexpr char kTag[] = "Gallery::RemoveFiles";
+  static constexpr char kTag[] = "Gallery::RemoveFiles";
   LogInfo(kTag, [&] { return "RemoveFiles size:" + std::to_string(list.size()); });
   if (list.empty()) return 0;
   AlbumFiles albumFiles;

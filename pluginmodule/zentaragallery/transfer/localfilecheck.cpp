@@ -20,7 +20,7 @@ constexpr std::uint64_t kCacheReserveBytes = 8u << 20;
 // has to fit behind it.
 constexpr std::size_t kMaxNameCharacters = 250;
 
-constexpr CheckedFile Refuse(const char* textKey, const char* errorReason = nullptr) {
+CheckedFile Refuse(const char* textKey, const char* errorReason = nullptr) {
   return {nullptr, textKey, errorReason};
 }
 

@@ -1,0 +1,191 @@
+#include <CLI/CLI.hpp>
+#include <filesystem>
+
+#include "commands.h"
+#include "common/platform/files.h"
+#include "common/platform/paths.h"
+#include "common/platform/text.h"
+#include "resources/resourcetext.h"
+#include "transfer/uploadcontroller.h"
+#include "utils/demopictures.h"
+#include "utils/mediatypes.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct FolderFiles {
+  std::wstring albumName;
+  std::vector<std::wstring> paths;
+};
+
+// The user's choice of files and folders as files, by the album they go to. A
+// folder's files go to an album of its name, and its folders' files to theirs.
+class Choice {
+ public:
+  Choice(std::string to, Output& out) : albumName(std::move(to)), output(out) {}
+
+  void Add(const fs::path& path) {
+    if (fs::is_directory(path)) {
+      AddFolder(path);
+    } else {
+      AddFile(path);
+    }
+  }
+  const std::vector<FolderFiles>& Folders() const { return folders; }
+  std::size_t Count() const { return count; }
+  bool Failed() const { return failed; }
+
+ private:
+  // What is no picture or video in a folder was not chosen by the user.
+  void AddFolder(const fs::path& folder) {
+    platform::WalkFiles(
+        folder,
+        [this](const fs::path& file) {
+          const auto extension = platform::WideExtension(platform::WidePath(file));
+          if (IsPictureExtension(extension) || IsVideoExtension(extension)) AddFile(file);
+          return !Session::Stopped();
+        },
+        [this](const fs::path& path, std::error_code why) {
+          output.Error("cannot read the folder " + path.string() + ": " + why.message());
+          failed = true;
+        });
+  }
+  void AddFile(const fs::path& file) {
+    const fs::path absolute = fs::absolute(file).lexically_normal();
+    std::wstring album = albumName.empty() ? platform::WideFileName(platform::WidePath(absolute.parent_path()))
+                                           : platform::Utf8ToWide(albumName);
+    if (!Album::CleanName(album)) album = L"Imported";
+    const auto same = std::find_if(folders.begin(), folders.end(),
+                                   [&album](const FolderFiles& folder) { return folder.albumName == album; });
+    auto& target = same != folders.end() ? *same : folders.emplace_back(FolderFiles{album, {}});
+    target.paths.push_back(platform::WidePath(absolute));
+    ++count;
+  }
+
+  const std::string albumName;
+  Output& output;
+  std::vector<FolderFiles> folders;
+  std::size_t count = 0;
+  bool failed = false;
+};
+
+// The real album of that name. Where a view has the name, the album stands
+// beside it with a number.
+Album::Ptr AlbumFor(const std::wstring& name) {
+  auto& gallery = Gallery::GetInstance();
+  const auto owner = gallery.AlbumNameIsExist(name);
+  if (!owner) return gallery.CreateAlbum(name, false, -1);
+  if (owner->IsReal()) return owner;
+  if (const auto beside = gallery.AlbumNameIsExist(name + L"(1)"); beside && beside->IsReal()) return beside;
+  return gallery.CreateAlbum(name, true, -1);
+}
+
+void PrintRefused(const RefusedFile& refused, Output& output) {
+  Json::Value json(Json::objectValue);
+  const std::string path = platform::DisplayText(refused.path);
+  const std::string words = ResourceText::GetUtf8(refused.textKey);
+  json["path"] = path;
+  json["refused"] = refused.textKey;
+  json["text"] = words;
+  output.Print(json, "refused  " + path + "  " + refused.textKey + "  " + words);
+}
+
+struct ImportCount {
+  std::size_t added = 0;
+  std::size_t refused = 0;
+  std::int64_t bytes = 0;
+  bool stopped = false;
+};
+
+void ImportFolder(const FolderFiles& folder, std::size_t total, ImportCount& count, Output& output) {
+  const auto album = AlbumFor(folder.albumName);
+  UploadController controller;
+  controller.stop = &Session::Stopped();
+  const std::size_t before = count.added + count.refused;
+  controller.onProgress = [&](const UploadController::Progress& progress) {
+    output.Progress(std::to_string(before + progress.done) + " of " + std::to_string(total) + " files, " +
+                    SizeText(count.bytes + progress.bytes) + "  " +
+                    platform::DisplayText(folder.albumName));
+  };
+  const auto result = controller.AddToLocal(folder.paths, album);
+  for (const auto& refused : result.refused) PrintRefused(refused, output);
+  for (const auto& file : result.added) count.bytes += file->Size;
+  count.added += result.added.size();
+  count.refused += result.refused.size();
+  count.stopped = result.stopped;
+  if (!album) count.refused += folder.paths.size();
+  if (result.overLimit) {
+    output.Error(ResourceText::GetUtf8("IDS_GALLERT_FILES_UPPER_LIMIT"));
+    count.refused += folder.paths.size();
+  }
+}
+
+Exit Import(const std::vector<std::string>& paths, const std::string& albumName, Output& output) {
+  Choice choice(albumName, output);
+  for (const auto& path : paths) choice.Add(path);
+  ImportCount count;
+  for (const auto& folder : choice.Folders()) {
+    ImportFolder(folder, choice.Count(), count, output);
+    if (count.stopped) break;
+  }
+  Json::Value json(Json::objectValue);
+  json["added"] = Json::UInt64{count.added};
+  json["refusedCount"] = Json::UInt64{count.refused};
+  json["size"] = Json::Int64{count.bytes};
+  json["stopped"] = count.stopped;
+  output.Print(json, std::to_string(count.added) + " added (" + SizeText(count.bytes) + "), " +
+                         std::to_string(count.refused) + " refused" + (count.stopped ? ", stopped" : ""));
+  return count.refused > 0 || count.stopped || choice.Failed() ? Exit::Failed : Exit::Done;
+}
+
+bool HoldsPictures(const fs::path& folder) {
+  bool found = false;
+  platform::WalkFiles(
+      folder,
+      [&found](const fs::path& file) {
+        found = IsPictureExtension(platform::WideExtension(platform::WidePath(file)));
+        return !found;
+      },
+      [](const fs::path&, std::error_code) {});
+  return found;
+}
+
+// The pictures of the user, or some to look at where there are none.
+std::string DefaultFolder(Output& output) {
+  const fs::path pictures = platform::PicturesFolder();
+  if (HoldsPictures(pictures)) return pictures.string();
+  const fs::path demo = platform::DataRoot() / "ZentaraCloud" / "Demonstration";
+  output.Say("No pictures in " + pictures.string() + "; showing demonstration pictures.");
+  (void)MakeDemoPictures(demo);
+  return demo.string();
+}
+
+// Imports and shows what is in the gallery then.
+Exit Start(std::vector<std::string> folders, Output& output) {
+  if (folders.empty()) folders.push_back(DefaultFolder(output));
+  const Exit exit = Import(folders, "", output);
+  output.Say("\nTime line");
+  PrintTimeLine(output);
+  output.Say("\nAlbums");
+  PrintAlbums(output);
+  return exit;
+}
+
+}  // namespace
+
+void AddImportCommands(CLI::App& app, const Choose& choose) {
+  auto paths = std::make_shared<std::vector<std::string>>();
+  auto album = std::make_shared<std::string>();
+  auto* import = app.add_subcommand("import", "Add pictures and videos, or folders of them");
+  import->add_option("PATH", *paths)->required();
+  import->add_option("--album", *album, "Add all to this album instead of one for each folder")->type_name("NAME");
+  import->callback([choose, paths, album] {
+    choose([paths, album](Session&, Output& output) { return Import(*paths, *album, output); });
+  });
+  auto* start = app.add_subcommand("start", "Import folders, by default the user's pictures, and show the gallery");
+  start->add_option("FOLDER", *paths);
+  start->callback([choose, paths] {
+    choose([paths](Session&, Output& output) { return Start(*paths, output); });
+  });
+}

@@ -1,0 +1,80 @@
+#include "output.h"
+
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <ctime>
+#include <iostream>
+
+#include "utils/picturemetadata.h"
+
+namespace {
+
+std::string FormatLocal(std::int64_t timeMs, const char* format) {
+  const std::time_t seconds = static_cast<std::time_t>(timeMs / 1000);
+  std::tm local{};
+  localtime_r(&seconds, &local);
+  std::array<char, 64> text{};
+  std::strftime(text.data(), text.size(), format, &local);
+  return text.data();
+}
+
+// Characters of a UTF-8 text: its bytes that do not continue one.
+std::size_t Columns(std::string_view text) {
+  return static_cast<std::size_t>(
+      std::count_if(text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
+}
+
+}  // namespace
+
+void Output::Print(const Json::Value& document, const std::string& text) {
+  EndProgress();
+  std::cout << (json ? CompactJson(document) : text) << '\n';
+}
+
+void Output::Say(const std::string& text) {
+  if (json) return;
+  EndProgress();
+  std::cout << text << '\n';
+}
+
+void Output::Error(const std::string& text) {
+  EndProgress();
+  std::cout.flush();
+  std::cerr << "zentaractl: " << text << '\n';
+}
+
+void Output::Progress(const std::string& text) {
+  if (!isatty(STDERR_FILENO)) return;
+  std::cerr << '\r' << text << "\x1b[K" << std::flush;
+  progressShown = true;
+}
+
+void Output::EndProgress() {
+  if (!std::exchange(progressShown, false)) return;
+  std::cerr << "\r\x1b[K" << std::flush;
+}
+
+std::string SizeText(std::int64_t bytes) {
+  constexpr std::array<const char*, 5> kUnits{"B", "kB", "MB", "GB", "TB"};
+  double value = static_cast<double>(bytes);
+  std::size_t unit = 0;
+  while (value >= 1000 && unit + 1 < kUnits.size()) {
+    value /= 1000;
+    ++unit;
+  }
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), unit == 0 || value >= 100 ? "%.0f %s" : "%.1f %s", value, kUnits[unit]);
+  return text.data();
+}
+
+std::string TimeTextShort(std::int64_t timeMs) { return FormatLocal(timeMs, "%Y-%m-%d %H:%M"); }
+
+std::string DayText(std::int64_t timeMs) { return FormatLocal(timeMs, "%Y-%m-%d"); }
+
+std::string Padded(std::string text, std::size_t width) {
+  const std::size_t columns = Columns(text);
+  if (columns < width) text.append(width - columns, ' ');
+  return text;
+}

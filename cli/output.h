@@ -1,0 +1,37 @@
+#pragma once
+
+#include <json/json.h>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// What a command prints: for people as text, for scripts as one JSON document a
+// line. Results go to standard output, progress and errors to standard error.
+class Output {
+ public:
+  explicit Output(bool jsonLines) : json(jsonLines) {}
+
+  bool IsJson() const { return json; }
+  // One result: the document in JSON form, else the text.
+  void Print(const Json::Value& document, const std::string& text);
+  // A line for people only.
+  void Say(const std::string& text);
+  void Error(const std::string& text);
+  // Overwrites the last progress line; nothing when standard error is no terminal.
+  void Progress(const std::string& text);
+  void EndProgress();
+
+ private:
+  bool json;
+  bool progressShown = false;
+};
+
+// "1.5 MB": decimal units, as people read sizes of files.
+std::string SizeText(std::int64_t bytes);
+// Local date and time as "2024-06-12 10:15", and the day alone.
+std::string TimeTextShort(std::int64_t timeMs);
+std::string DayText(std::int64_t timeMs);
+// Words with blanks behind up to `width` columns.
+std::string Padded(std::string text, std::size_t width);

@@ -1,0 +1,90 @@
+#include "session.h"
+
+#include <csignal>
+
+#include "common/platform/files.h"
+#include "common/platform/paths.h"
+#include "common/platform/text.h"
+#include "host/globalparamwrapper.h"
+#include "host/logger.h"
+#include "host/userauthservice.h"
+#include "resources/resourcetext.h"
+#include "store/dbhelper.h"
+#include "sync/modelload.h"
+
+namespace {
+
+std::atomic<bool> stopped{false};
+
+void OnInterrupt(int) { stopped = true; }
+
+}  // namespace
+
+const std::atomic<bool>& Session::Stopped() { return stopped; }
+
+bool Session::Open(const std::filesystem::path& profile, Output& output) {
+  std::signal(SIGINT, OnInterrupt);
+  std::signal(SIGTERM, OnInterrupt);
+  if (!profile.empty()) platform::SetProfileRoot(std::filesystem::absolute(profile));
+  const auto data = platform::DataRoot() / "ZentaraCloud";
+  std::error_code failed;
+  std::filesystem::create_directories(data, failed);
+  if (failed || !platform::CanWrite(data)) {
+    output.Error("cannot write to the profile folder " + data.string() + (failed ? ": " + failed.message() : ""));
+    return false;
+  }
+  (void)Logger::CloudLogger::GetInstance()->Open(data / "logs" / "zentaractl.log");
+  (void)GlobalParamWrapper::GetInstance()->Load();
+  if (!UserAuthService::GetInstance()->Load()) {
+    output.Error("cannot read or make the account of the profile in " + platform::ConfigRoot().string());
+    return false;
+  }
+  object.InitWnd();
+  LoadModel();
+  return true;
+}
+
+Album::Ptr Session::FindAlbum(const std::string& name) const {
+  auto& gallery = Gallery::GetInstance();
+  if (auto album = gallery.GetAlbum(name)) return album;
+  if (auto album = gallery.AlbumNameIsExist(platform::Utf8ToWide(name))) return album;
+  Gallery::Albums albums;
+  gallery.GetAlbums(albums, true);
+  for (const AlbumKind kind : {AlbumKind::TimeLine, AlbumKind::RecentlyUpload, AlbumKind::AllPictures,
+                               AlbumKind::AllVideos, AlbumKind::Favorite, AlbumKind::RecycleBin}) {
+    if (auto view = gallery.GetAlbum(SystemAlbumId(kind))) albums.push_back(view);
+  }
+  const auto found = std::find_if(albums.begin(), albums.end(),
+                                  [&name](const Album::Ptr& album) { return ShownName(*album) == name; });
+  return found == albums.end() ? nullptr : *found;
+}
+
+GalleryFile::Ptr Session::FindFile(const std::string& id) const { return Gallery::GetInstance().GetFile(id); }
+
+std::string ShownName(const Album& album) {
+  if (album.Kind() == AlbumKind::None) return platform::DisplayText(album.AlbumName.Get());
+  return platform::WideToUtf8(ResourceText::Get(album.displayName.Get()));
+}
+
+Json::Value FileSummary(const GalleryFile& file) {
+  Json::Value json(Json::objectValue);
+  json["id"] = file.UniqueId();
+  json["fileName"] = platform::DisplayText(file.FileName());
+  json["createTime"] = Json::Int64{file.CreateTime};
+  json["size"] = Json::Int64{file.Size};
+  json["albumId"] = file.AlbumId();
+  json["fileType"] = file.SavedFileType.Get();
+  json["favorite"] = file.IsFavorite.Get();
+  json["inBin"] = file.IsInBin();
+  json["state"] = file.GalleryState.Get();
+  if (file.ContinuousType == 1) json["shots"] = static_cast<Json::UInt64>(file.GetMembers().size() + 1);
+  return json;
+}
+
+std::string FileLine(const GalleryFile& file) {
+  std::string marks;
+  if (file.IsFavorite) marks += " *";
+  if (file.ContinuousType == 1) marks += " [" + std::to_string(file.GetMembers().size() + 1) + " shots]";
+  return file.UniqueId() + "  " + TimeTextShort(file.CreateTime) + "  " + Padded(SizeText(file.Size), 8) + "  " +
+         platform::DisplayText(file.FileName()) + marks;
+}
