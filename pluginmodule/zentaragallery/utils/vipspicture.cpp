@@ -12,6 +12,9 @@ namespace {
 constexpr std::array kAllowedLoaders = {"VipsForeignLoadJpeg", "VipsForeignLoadPng", "VipsForeignLoadNsgif",
                                         "VipsForeignLoadHeif"};
 
+// One broken picture can leave a hundred lines.
+constexpr std::size_t kMaxErrorBytes = 300;
+
 void DropMessage(const gchar*, GLogLevelFlags, const gchar*, gpointer) {}
 
 bool Start() {
@@ -78,9 +81,12 @@ bool StartVips() {
 
 std::string TakeVipsError() {
   const std::unique_ptr<char, decltype(&g_free)> copy(vips_error_buffer_copy(), &g_free);
-  std::string text(copy ? copy.get() : "");
-  std::replace(text.begin(), text.end(), '\n', ' ');
-  return text;
+  std::istringstream lines(copy ? copy.get() : "");
+  std::string text;
+  for (std::string line; std::getline(lines, line) && text.size() < kMaxErrorBytes;) {
+    if (line.find('/') == std::string::npos) text += line + " ";
+  }
+  return text.substr(0, kMaxErrorBytes);
 }
 
 VipsOwner<VipsSource> OpenSource(const std::filesystem::path& path) {

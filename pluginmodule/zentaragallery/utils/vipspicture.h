@@ -21,8 +21,9 @@ using VipsOwner = std::unique_ptr<Object, UnrefObject>;
 // the gallery's formats. False when it cannot start.
 bool StartVips();
 
-// The library's last error as one line, and forgets it. Errors of other threads
-// may be mixed in; it is for the log only.
+// The library's last errors as one short line, and forgets them. Lines that name
+// a file are left out. Errors of other threads may be mixed in; it is for the log
+// only.
 std::string TakeVipsError();
 
 // A source that reads the file. Not by the library's own file names, in which
