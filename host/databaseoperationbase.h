@@ -19,6 +19,11 @@ struct sqlite3;
 // write. Each connection prepares a statement once and reuses it. A reader sees
 // everything that was committed before its call.
 //
+// A call is one statement without BEGIN or COMMIT of its own; a text with more
+// than one is refused, and so is a parameter set with a name that the statement
+// does not know or without a value for one of its parameters. Statements that
+// only read go to a reader, all others to the writer.
+//
 // Failures are false, logged here once with the operation, SQLite's code and its
 // text. A busy database is waited for up to 5 s; a full disk fails the call and
 // leaves the file as it was before it.
@@ -40,7 +45,8 @@ class DatabaseOperationBase {
   // succeeds.
   bool Execute(std::string_view sql, const std::vector<DatabaseBindParameter>& parameters);
   // The same for `count` sets of which one is in memory at a time: `fill` puts
-  // the values of set i into an empty parameter set.
+  // the values of set i into an empty parameter set. It runs while the writer is
+  // held and must not call this object.
   bool Execute(std::string_view sql, std::size_t count,
                const std::function<void(std::size_t, DatabaseBindParameter&)>& fill);
 

@@ -16,7 +16,7 @@ class DatabaseParameter {
   struct Value {
     std::basic_string_view<Name> name;
     bool isText = false;
-    std::int64_t number = 0;   // the value, or where the text starts
+    std::int64_t number = 0;  // the value, or where the text starts
     std::size_t textLength = 0;
   };
 
@@ -24,7 +24,9 @@ class DatabaseParameter {
     values.push_back({name, true, static_cast<std::int64_t>(texts.size()), utf8.size()});
     texts.append(utf8);
   }
-  void Insert(std::basic_string_view<Name> name, std::int64_t value) { values.push_back({name, false, value, 0}); }
+  void Insert(std::basic_string_view<Name> name, std::int64_t value) {
+    values.push_back({name, false, value, 0});
+  }
 
   // All values in the order of their insertion.
   const std::vector<Value>& GetValue() const { return values; }

@@ -30,7 +30,8 @@ class DatabaseQueryResult {
 
  private:
   struct Cell {
-    bool isText = false;
+    bool isText = false;  // `text` is filled
+    bool isNull = false;
     std::int64_t number = 0;
     std::string text;
   };

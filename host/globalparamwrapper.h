@@ -50,10 +50,10 @@ class GlobalParamWrapper {
   st_UserInfo GetUserInfo();
 
   // ... see the helper's table: every operation of the client's parameter role.
-  bool GetDataHidePeriod();                 // default false
-  bool GetIsHideData();                     // default false
-  bool GetEnableShowLostCloudPhoto();       // default true
-  bool GetEnableCloudPhotoAssetRefund();    // default true
+  bool GetDataHidePeriod();               // default false
+  bool GetIsHideData();                   // default false
+  bool GetEnableShowLostCloudPhoto();     // default true
+  bool GetEnableCloudPhotoAssetRefund();  // default true
 
  private:
   GlobalParamWrapper();

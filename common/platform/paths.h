@@ -14,9 +14,13 @@
 // On this system a file name may hold a backslash, and bytes that are no UTF-8.
 // So that such a name survives the round trip through wide text, every byte of
 // it that would change its meaning is kept as the private-use character
-// U+F000 + byte, as file servers do it. A genuine character between U+F000 and
-// U+F0FF is kept the same way, byte by byte. WidePath makes this form and
-// NativePath undoes it exactly.
+// U+F000 + byte, as file servers do it: the backslash, and each byte that is no
+// UTF-8. A genuine character between U+F000 and U+F0FF is kept the same way,
+// byte by byte. WidePath makes this form and NativePath undoes it exactly.
+//
+// NativePath undoes nothing but what WidePath makes. A character such as
+// U+F000 + "/" in a name from elsewhere stays a character and cannot lead out of
+// a folder; a zero character becomes U+FFFD.
 namespace platform {
 
 std::filesystem::path NativePath(std::wstring_view wide);
@@ -29,8 +33,10 @@ std::wstring WideFileName(std::wstring_view wide);
 // component, letters folded to small ones; empty without a dot.
 std::wstring WideExtension(std::wstring_view wide);
 
-// A wide name as a person should read it: private-use stand-ins become the
-// characters they stand for.
+// A wide name as a person should read it, in valid UTF-8: private-use stand-ins
+// become the characters they stand for, bytes that are no text become U+FFFD,
+// and control characters their pictures (U+2400...), so that a file's name
+// cannot steer a terminal.
 std::string DisplayText(std::wstring_view wide);
 
 // The user's folders by the XDG base directory rules: data
@@ -39,6 +45,8 @@ std::string DisplayText(std::wstring_view wide);
 std::filesystem::path DataRoot();
 std::filesystem::path CacheRoot();
 std::filesystem::path ConfigRoot();
+// The home folder; the profile's root when one is set.
+std::filesystem::path HomeFolder();
 std::filesystem::path PicturesFolder();
 std::filesystem::path DownloadsFolder();
 
