@@ -223,6 +223,16 @@ TEST_F(ThumbnailMakerTest, ClaimsBeyondTheLimitsAreRefused) {
   EXPECT_EQ(cache.EntryCount(), 0u);
 }
 
+TEST_F(ThumbnailMakerTest, ProgressivePicturesHaveABoundedNumberOfScans) {
+  const std::string jpeg = ProgressiveJpeg(64, 48);
+  ASSERT_TRUE(Make("progressive.jpg", jpeg));
+  EXPECT_TRUE(IsRed(Thumbnail(target).Quarter(0, 0)));
+  // The markers count wherever they stand, so a comment full of them will do.
+  std::string comment("\xff\xfe\x01\x92", 4);
+  for (int i = 0; i < 200; ++i) comment += "\xff\xda";
+  EXPECT_FALSE(Make("bomb.jpg", jpeg.substr(0, 2) + comment + jpeg.substr(2)));
+}
+
 TEST_F(ThumbnailMakerTest, ManyThreadsMakeTheirOwn) {
   const auto source = folder.Write("picture.jpg", JpegWith("", 640, 480));
   std::atomic<int> made{0};

@@ -13,6 +13,7 @@ namespace {
 constexpr ExifByteOrder kOrder = EXIF_BYTE_ORDER_INTEL;
 
 // Tags of the GPS directory, whose numbers the library shares with another one.
+constexpr auto kVersion = static_cast<ExifTag>(0);
 constexpr auto kLatitudeRef = static_cast<ExifTag>(1);
 constexpr auto kLatitude = static_cast<ExifTag>(2);
 constexpr auto kLongitudeRef = static_cast<ExifTag>(3);
@@ -69,6 +70,8 @@ void AddGps(ExifContent* directory, const ExifToWrite& values) {
   if (std::sscanf(values.gpsTime.c_str() + values.gpsTime.find(' '), "%u:%u:%u", &hour, &minute, &second) !=
       3)
     return;
+  if (ExifEntry* version = Add(directory, kVersion, EXIF_FORMAT_BYTE, 4))
+    version->data[0] = version->data[1] = 2;
   AddText(directory, kLatitudeRef, values.latitude < 0 ? "S" : "N");
   AddDegrees(directory, kLatitude, values.latitude);
   AddText(directory, kLongitudeRef, values.longitude < 0 ? "W" : "E");
@@ -94,6 +97,9 @@ std::string WriteExif(const ExifToWrite& values) {
   AddText(exif, EXIF_TAG_DATE_TIME_ORIGINAL, values.time);
   AddShort(exif, EXIF_TAG_COLOR_SPACE, 1);
   if (values.gpsTime.find(' ') != std::string::npos) AddGps(data->ifd[EXIF_IFD_GPS], values);
+  // Adds what the standard demands besides: versions, resolution, components.
+  exif_data_set_data_type(data.get(), EXIF_DATA_TYPE_COMPRESSED);
+  exif_data_fix(data.get());
   unsigned char* bytes = nullptr;
   unsigned int length = 0;
   exif_data_save_data(data.get(), &bytes, &length);

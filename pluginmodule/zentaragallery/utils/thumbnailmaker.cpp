@@ -18,6 +18,11 @@ namespace {
 
 constexpr int kJpegQuality = 85;
 
+// A progressive JPEG has about ten scans. Each walks the whole picture, so a small
+// file of thousands of empty ones would keep a decoder busy for hours.
+constexpr int kMaxScans = 100;
+constexpr std::size_t kScanPassBytes = 0x40000;
+
 bool Fail(int line, const std::string& cause) {
   LogUtilsError(line, "MakeThumbnail", cause);
   return false;
@@ -102,12 +107,31 @@ std::string EncodeJpeg(const VipsOwner<VipsImage>& image) {
   return {static_cast<const char*>(bytes), length};
 }
 
+// Counts the markers FF DA. Within the data of a scan an FF is always followed by
+// 00, so none is counted by mistake there.
+bool HasTooManyScans(const std::filesystem::path& path) {
+  int scans = 0;
+  char previous = 0;
+  const auto error = platform::ReadInPasses(path, kScanPassBytes, [&](std::string_view pass) {
+    for (const char byte : pass) {
+      if (previous == '\xff' && byte == '\xda') ++scans;
+      previous = byte;
+    }
+    return scans <= kMaxScans;
+  });
+  return error || scans > kMaxScans;
+}
+
 std::string ThumbnailOfFile(const std::filesystem::path& path, PictureFormat format, int longEdge,
                             std::string& cause) {
   MediaFailure why = MediaFailure::None;
   const auto header = OpenHeader(path, format, why);
   if (!header) {
     cause = why == MediaFailure::TooLarge ? "picture too large" : "read picture header";
+    return {};
+  }
+  if (format == PictureFormat::Jpeg && IsInterlaced(header.get()) && HasTooManyScans(path)) {
+    cause = "too many scans";
     return {};
   }
   const auto image = ShrinkFile(header.get(), path, longEdge);

@@ -32,15 +32,6 @@ bool Start() {
   return true;
 }
 
-bool IsInterlaced(VipsImage* image) {
-  for (const char* name : {"interlaced", "jpeg-multiscan"}) {
-    int value = 0;
-    if (vips_image_get_typeof(image, name) && vips_image_get_int(image, name, &value) == 0 && value)
-      return true;
-  }
-  return false;
-}
-
 // Bytes that decoding holds for each pixel of the picture; 0 for a format that
 // is read line by line.
 std::int64_t HeldBytesPerPixel(VipsImage* image, PictureFormat format) {
@@ -77,6 +68,15 @@ VipsOwner<VipsImage> Checked(VipsOwner<VipsImage> image, PictureFormat format, M
 bool StartVips() {
   static const bool started = Start();
   return started;
+}
+
+bool IsInterlaced(VipsImage* image) {
+  for (const char* name : {"interlaced", "jpeg-multiscan"}) {
+    int value = 0;
+    if (vips_image_get_typeof(image, name) && vips_image_get_int(image, name, &value) == 0 && value)
+      return true;
+  }
+  return false;
 }
 
 std::string TakeVipsError() {

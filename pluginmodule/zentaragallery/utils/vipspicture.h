@@ -36,3 +36,6 @@ VipsOwner<VipsImage> OpenHeader(const std::filesystem::path& path, PictureFormat
 
 // The same for a picture in memory, which has to outlive the result.
 VipsOwner<VipsImage> OpenHeaderOf(std::string_view bytes, PictureFormat format, MediaFailure& why);
+
+// Whether the picture arrives in several scans, each of which covers all of it.
+bool IsInterlaced(VipsImage* image);
