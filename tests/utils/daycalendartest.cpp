@@ -28,6 +28,13 @@ std::string LocalDate(std::int64_t seconds) {
   return {text, std::strftime(text, sizeof text, "%F", localtime_r(&moment, &local))};
 }
 
+// Processor time of this thread alone, which a busy machine does not stretch.
+std::chrono::nanoseconds ThreadTime() {
+  timespec time{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+  return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
+
 // Expected values of this file come from `TZ=... date -d ... +%s` and zdump.
 TEST(DayKey, IsLocalMidnight) {
   InZone("Asia/Shanghai", [] {
@@ -87,9 +94,9 @@ TEST(DayKey, MillionTimesInAnyOrderAreFast) {
     std::vector<std::int64_t> times(1'000'000);
     for (auto& time : times) time = any(random);
     std::int64_t sum = 0;
-    const auto start = std::chrono::steady_clock::now();
+    const auto start = ThreadTime();
     for (const auto time : times) sum += MethodFunction::GetDayKey(time);
-    const auto elapsed = std::chrono::steady_clock::now() - start;
+    const auto elapsed = ThreadTime() - start;
     EXPECT_NE(sum, 0);
     RecordProperty("milliseconds", static_cast<int>(elapsed / std::chrono::milliseconds(1)));
     EXPECT_LT(elapsed, std::chrono::milliseconds(300));

@@ -45,7 +45,7 @@ constexpr std::size_t kHeaderBytes = 8;
 
 std::string TiffHeader() { return std::string("II*\0", 4) + Long(kHeaderBytes); }
 
-std::string EncodeJpeg(int width, int height) {
+std::string EncodeJpeg(int width, int height, bool progressive = false) {
   std::vector<std::uint8_t> pixels(static_cast<std::size_t>(width * height * 3));
   for (int y = 0; y < height / 2; ++y) {
     for (int x = 0; x < width / 2; ++x) pixels[static_cast<std::size_t>((y * width + x) * 3)] = 255;
@@ -55,7 +55,8 @@ std::string EncodeJpeg(int width, int height) {
       vips_image_new_from_memory_copy(pixels.data(), pixels.size(), width, height, 3, VIPS_FORMAT_UCHAR);
   void* bytes = nullptr;
   std::size_t length = 0;
-  vips_jpegsave_buffer(image, &bytes, &length, "Q", 95, "no_subsample", TRUE, "strip", TRUE, nullptr);
+  vips_jpegsave_buffer(image, &bytes, &length, "Q", 95, "no_subsample", TRUE, "strip", TRUE, "interlace",
+                       progressive ? TRUE : FALSE, nullptr);
   std::string jpeg(static_cast<const char*>(bytes), length);
   g_free(bytes);
   g_object_unref(image);
@@ -101,6 +102,8 @@ std::string JpegWith(const std::string& exif, int width, int height) {
   const std::string segment{'\xff', '\xe1', static_cast<char>(length >> 8), static_cast<char>(length)};
   return jpeg.substr(0, 2) + segment + exif + jpeg.substr(2);
 }
+
+std::string ProgressiveJpeg(int width, int height) { return EncodeJpeg(width, height, true); }
 
 std::string PngClaiming(std::uint32_t width, std::uint32_t height, bool interlaced) {
   const auto chunk = [](const std::string& typeAndData) {

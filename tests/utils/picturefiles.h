@@ -36,6 +36,9 @@ std::string Exif(const std::vector<Tag>& main, const std::vector<Tag>& exif = {}
 // left quarter.
 std::string JpegWith(const std::string& exif, int width = 64, int height = 48);
 
+// A progressive JPEG of that size.
+std::string ProgressiveJpeg(int width, int height);
+
 // A PNG that claims a size and has no pixels to speak of.
 std::string PngClaiming(std::uint32_t width, std::uint32_t height, bool interlaced = false);
 

@@ -89,8 +89,6 @@ bool ReadExif(const std::wstring& path, PictureMetadata& metadata, std::int64_t&
 }
 
 std::int32_t DegreesOfOrientation(std::int32_t orientation) {
-  // 2, 4, 5 and 7 are mirrored as well; the angle is the one after mirroring
-  // left to right.
   switch (orientation) {
     case 3:
     case 4:

@@ -50,7 +50,7 @@ class VideoMetadata : public IObjectWidthJson {
   bool FromJson(const Json::Value& json) override;
   Json::Value ToJson() const override;
 
-  std::int32_t durationTime = 0;
+  std::int32_t durationTime = 0;  // seconds
   std::int32_t height = 0;
   std::int32_t width = 0;
 };

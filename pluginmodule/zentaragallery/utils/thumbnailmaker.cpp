@@ -18,6 +18,11 @@ namespace {
 
 constexpr int kJpegQuality = 85;
 
+// A progressive JPEG has about ten scans. Each walks the whole picture, so a small
+// file of thousands of empty ones would keep a decoder busy for hours.
+constexpr int kMaxScans = 100;
+constexpr std::size_t kScanPassBytes = 0x40000;
+
 bool Fail(int line, const std::string& cause) {
   LogUtilsError(line, "MakeThumbnail", cause);
   return false;
@@ -32,27 +37,32 @@ VipsOwner<VipsImage> Result(Operation operation) {
   return nullptr;
 }
 
-// A picture whose colour profile is damaged is shown by its plain numbers.
+// Setting up a conversion of colours takes longer than all the rest of a small
+// thumbnail, so only a picture with a profile of its own gets one. If its profile
+// is damaged, it is shown by its plain numbers.
 template <typename Shrink>
-VipsOwner<VipsImage> ShrinkWithProfile(Shrink shrink) {
-  auto image = Result([&](VipsImage** out) { return shrink(out, "srgb"); });
-  return image ? std::move(image) : Result([&](VipsImage** out) { return shrink(out, nullptr); });
+VipsOwner<VipsImage> ShrinkWithProfile(VipsImage* header, Shrink shrink) {
+  if (vips_image_get_typeof(header, VIPS_META_ICC_NAME)) {
+    auto image = Result([&](VipsImage** out) { return shrink(out, "export_profile"); });
+    if (image) return image;
+  }
+  return Result([&](VipsImage** out) { return shrink(out, nullptr); });
 }
 
-VipsOwner<VipsImage> ShrinkFile(const std::filesystem::path& path, int longEdge) {
-  return ShrinkWithProfile([&](VipsImage** out, const char* profile) {
+VipsOwner<VipsImage> ShrinkFile(VipsImage* header, const std::filesystem::path& path, int longEdge) {
+  return ShrinkWithProfile(header, [&](VipsImage** out, const char* profileOption) {
     const auto source = OpenSource(path);
     if (!source) return -1;
     return vips_thumbnail_source(source.get(), out, longEdge, "height", longEdge, "size", VIPS_SIZE_DOWN,
-                                 profile ? "export_profile" : nullptr, profile, nullptr);
+                                 profileOption, "srgb", nullptr);
   });
 }
 
-VipsOwner<VipsImage> ShrinkJpeg(const std::string& jpeg, int longEdge) {
+VipsOwner<VipsImage> ShrinkJpeg(VipsImage* header, const std::string& jpeg, int longEdge) {
   auto* bytes = const_cast<char*>(jpeg.data());  // The library takes a plain pointer and only reads.
-  return ShrinkWithProfile([&](VipsImage** out, const char* profile) {
+  return ShrinkWithProfile(header, [&](VipsImage** out, const char* profileOption) {
     return vips_thumbnail_buffer(bytes, jpeg.size(), out, longEdge, "height", longEdge, "size",
-                                 VIPS_SIZE_DOWN, profile ? "export_profile" : nullptr, profile, nullptr);
+                                 VIPS_SIZE_DOWN, profileOption, "srgb", nullptr);
   });
 }
 
@@ -97,14 +107,34 @@ std::string EncodeJpeg(const VipsOwner<VipsImage>& image) {
   return {static_cast<const char*>(bytes), length};
 }
 
+// Counts the markers FF DA. Within the data of a scan an FF is always followed by
+// 00, so none is counted by mistake there.
+bool HasTooManyScans(const std::filesystem::path& path) {
+  int scans = 0;
+  char previous = 0;
+  const auto error = platform::ReadInPasses(path, kScanPassBytes, [&](std::string_view pass) {
+    for (const char byte : pass) {
+      if (previous == '\xff' && byte == '\xda') ++scans;
+      previous = byte;
+    }
+    return scans <= kMaxScans;
+  });
+  return error || scans > kMaxScans;
+}
+
 std::string ThumbnailOfFile(const std::filesystem::path& path, PictureFormat format, int longEdge,
                             std::string& cause) {
   MediaFailure why = MediaFailure::None;
-  if (!OpenHeader(path, format, why)) {
+  const auto header = OpenHeader(path, format, why);
+  if (!header) {
     cause = why == MediaFailure::TooLarge ? "picture too large" : "read picture header";
     return {};
   }
-  const auto image = ShrinkFile(path, longEdge);
+  if (format == PictureFormat::Jpeg && IsInterlaced(header.get()) && HasTooManyScans(path)) {
+    cause = "too many scans";
+    return {};
+  }
+  const auto image = ShrinkFile(header.get(), path, longEdge);
   std::string jpeg = image ? EncodeJpeg(image) : std::string();
   if (jpeg.empty()) cause = "decode picture: " + TakeVipsError();
   return jpeg;
@@ -134,8 +164,9 @@ std::string ThumbnailOfRaw(const std::filesystem::path& path, int longEdge, std:
   if (preview.empty()) return {};
   MediaFailure why = MediaFailure::None;
   cause = "raw preview is no usable JPEG";
-  if (!OpenHeaderOf(preview, PictureFormat::Jpeg, why)) return {};
-  const auto image = ShrinkJpeg(preview, longEdge);
+  const auto header = OpenHeaderOf(preview, PictureFormat::Jpeg, why);
+  if (!header) return {};
+  const auto image = ShrinkJpeg(header.get(), preview, longEdge);
   std::string jpeg = image ? EncodeJpeg(image) : std::string();
   if (jpeg.empty()) cause = "decode raw preview: " + TakeVipsError();
   return jpeg;
@@ -192,6 +223,7 @@ bool MakeThumbnail(const std::wstring& source, const std::wstring& target, int l
   if (longEdge < 1 || source.empty() || target.empty()) return Fail(__LINE__, "wrong arguments");
   if (IsSameFile(nativeSource, nativeTarget)) return Fail(__LINE__, "target is the source");
   if (!StartVips()) return false;
+  (void)TakeVipsError();  // Warnings about earlier pictures.
   std::string cause;
   const std::string jpeg = ThumbnailOf(source, longEdge, cause);
   if (jpeg.empty()) return Fail(__LINE__, cause);

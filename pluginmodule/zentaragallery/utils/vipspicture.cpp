@@ -12,6 +12,9 @@ namespace {
 constexpr std::array kAllowedLoaders = {"VipsForeignLoadJpeg", "VipsForeignLoadPng", "VipsForeignLoadNsgif",
                                         "VipsForeignLoadHeif"};
 
+// One broken picture can leave a hundred lines.
+constexpr std::size_t kMaxErrorBytes = 300;
+
 void DropMessage(const gchar*, GLogLevelFlags, const gchar*, gpointer) {}
 
 bool Start() {
@@ -27,15 +30,6 @@ bool Start() {
   vips_operation_block_set("VipsForeignLoad", TRUE);
   for (const char* loader : kAllowedLoaders) vips_operation_block_set(loader, FALSE);
   return true;
-}
-
-bool IsInterlaced(VipsImage* image) {
-  for (const char* name : {"interlaced", "jpeg-multiscan"}) {
-    int value = 0;
-    if (vips_image_get_typeof(image, name) && vips_image_get_int(image, name, &value) == 0 && value)
-      return true;
-  }
-  return false;
 }
 
 // Bytes that decoding holds for each pixel of the picture; 0 for a format that
@@ -76,11 +70,23 @@ bool StartVips() {
   return started;
 }
 
+bool IsInterlaced(VipsImage* image) {
+  for (const char* name : {"interlaced", "jpeg-multiscan"}) {
+    int value = 0;
+    if (vips_image_get_typeof(image, name) && vips_image_get_int(image, name, &value) == 0 && value)
+      return true;
+  }
+  return false;
+}
+
 std::string TakeVipsError() {
   const std::unique_ptr<char, decltype(&g_free)> copy(vips_error_buffer_copy(), &g_free);
-  std::string text(copy ? copy.get() : "");
-  std::replace(text.begin(), text.end(), '\n', ' ');
-  return text;
+  std::istringstream lines(copy ? copy.get() : "");
+  std::string text;
+  for (std::string line; std::getline(lines, line) && text.size() < kMaxErrorBytes;) {
+    if (line.find('/') == std::string::npos) text += line + " ";
+  }
+  return text.substr(0, kMaxErrorBytes);
 }
 
 VipsOwner<VipsSource> OpenSource(const std::filesystem::path& path) {

@@ -21,8 +21,9 @@ using VipsOwner = std::unique_ptr<Object, UnrefObject>;
 // the gallery's formats. False when it cannot start.
 bool StartVips();
 
-// The library's last error as one line, and forgets it. Errors of other threads
-// may be mixed in; it is for the log only.
+// The library's last errors as one short line, and forgets them. Lines that name
+// a file are left out. Errors of other threads may be mixed in; it is for the log
+// only.
 std::string TakeVipsError();
 
 // A source that reads the file. Not by the library's own file names, in which
@@ -35,3 +36,6 @@ VipsOwner<VipsImage> OpenHeader(const std::filesystem::path& path, PictureFormat
 
 // The same for a picture in memory, which has to outlive the result.
 VipsOwner<VipsImage> OpenHeaderOf(std::string_view bytes, PictureFormat format, MediaFailure& why);
+
+// Whether the picture arrives in several scans, each of which covers all of it.
+bool IsInterlaced(VipsImage* image);
