@@ -1,0 +1,252 @@
+// Bursts: from names to groups behind a cover.
+
+#include <algorithm>
+#include <random>
+#include <regex>
+
+#include "support/gallerytest.h"
+
+namespace {
+
+class BurstTest : public GalleryTest {
+ protected:
+  FilePtr Shot(const std::string& id, int number, bool cover = false, const std::string& albumId = "default-album-1",
+               const std::wstring& stem = L"IMG_1") {
+    auto file = CloudFile(id, albumId, 1'600'000'000'000 + number);
+    wchar_t digits[8];
+    std::swprintf(digits, 8, L"%03d", number);
+    file->SetFileName(stem + L"_BURST" + digits + (cover ? L"_COVER" : L"") + L".jpg");
+    file->ParseBurstName();
+    return file;
+  }
+  Album::Ptr Camera() { return gallery.GetAlbum("default-album-1"); }
+  Album::Ptr TimeLine() { return AlbumOf(AlbumKind::TimeLine); }
+  static int Parse(const std::wstring& name, GalleryFile& file) {
+    file.SetFileName(name);
+    return file.ParseBurstName();
+  }
+};
+
+TEST_F(BurstTest, NameOfACoverAndOfAMember) {
+  GalleryFile cover, member;
+  EXPECT_TRUE(Parse(L"IMG_2024_BURST001_COVER.jpg", cover));
+  EXPECT_EQ(cover.ContinuousType, 1);
+  EXPECT_EQ(cover.ContinuousNo, 1);
+  EXPECT_EQ(cover.ContinuousName(), L"IMG_2024");
+  EXPECT_TRUE(Parse(L"IMG_2024_BURST002.jpg", member));
+  EXPECT_EQ(member.ContinuousType, 2);
+  EXPECT_EQ(member.ContinuousNo, 2);
+  EXPECT_EQ(member.ContinuousName(), L"IMG_2024");
+}
+
+TEST_F(BurstTest, TwoDigitsAreNoBurst) {
+  GalleryFile file;
+  EXPECT_FALSE(Parse(L"IMG_BURST12.jpg", file));
+  EXPECT_EQ(file.ContinuousType, 0);
+}
+
+TEST_F(BurstTest, KnownBurstIsNotReadAgain) {
+  GalleryFile file;
+  Parse(L"A_BURST001.jpg", file);
+  EXPECT_TRUE(Parse(L"plain.jpg", file));
+  EXPECT_EQ(file.ContinuousName(), L"A");
+}
+
+// The reading by hand gives what the standard library's expression gives.
+TEST_F(BurstTest, NamesReadAsTheExpressionSays) {
+  const std::wregex expression(L"([^/]*)_BURST(\\d{3})(_COVER)*.jpg$");
+  std::vector<std::wstring> names{L"", L"_BURST001.jpg", L"a_BURST001xjpg", L"a_BURST001jpg", L"a/b_BURST001.jpg",
+                                  L"a_BURST001/b_BURST002.jpg", L"a_BURST001_BURST002.jpg", L"a_burst001.jpg",
+                                  L"a_BURST001.JPG", L"a_BURST001_COVER_COVER.jpg", L"a_BURST001_COVE.jpg",
+                                  L"a_BURST001.jpg.jpg", L"a_BURST0011.jpg", L"a_BURST001\n.jpg", L"a_BURST001\njpg"};
+  const std::vector<std::wstring> pieces{L"_BURST", L"_COVER", L".jpg", L"jpg", L"001", L"12", L"/", L"a", L"."};
+  std::mt19937 random(3);
+  for (int i = 0; i < 20'000; ++i) {
+    std::wstring name;
+    for (unsigned n = 1 + random() % 7; n > 0; --n) name += pieces[random() % pieces.size()];
+    names.push_back(name);
+  }
+  for (const auto& name : names) {
+    std::wsmatch match;
+    const bool expected = std::regex_search(name, match, expression);
+    GalleryFile file;
+    ASSERT_EQ(Parse(name, file) != 0, expected) << std::string(name.begin(), name.end());
+    if (!expected) continue;
+    ASSERT_EQ(file.ContinuousName(), match[1].str());
+    ASSERT_EQ(file.ContinuousNo, std::stoi(match[2].str()));
+    ASSERT_EQ(file.ContinuousType, match[3].length() > 0 ? 1 : 2);
+  }
+}
+
+TEST_F(BurstTest, NameOfAnyLengthIsRead) {
+  GalleryFile file;
+  EXPECT_TRUE(Parse(std::wstring(1'000'000, L'a') + L"_BURST001.jpg", file));
+}
+
+TEST_F(BurstTest, TenShotsFoldInAnyOrderOfArrival) {
+  std::mt19937 random(11);
+  for (int round = 0; round < 30; ++round) {
+    SCOPED_TRACE(round);
+    Restart();
+    Files shots{Shot("cover", 1, true)};
+    for (int i = 2; i <= 10; ++i) shots.push_back(Shot("m" + std::to_string(i), i));
+    std::shuffle(shots.begin(), shots.end(), random);
+    for (std::size_t at = 0; at < shots.size();) {
+      const std::size_t count = std::min<std::size_t>(1 + random() % 4, shots.size() - at);
+      gallery.AddFiles({shots.begin() + static_cast<std::ptrdiff_t>(at),
+                        shots.begin() + static_cast<std::ptrdiff_t>(at + count)});
+      at += count;
+    }
+    ASSERT_EQ(Ids(Camera()), std::vector<std::string>{"cover"});
+    ASSERT_EQ(Ids(TimeLine()), std::vector<std::string>{"cover"});
+    ASSERT_EQ(Ids(AlbumOf(AlbumKind::AllPictures)), std::vector<std::string>{"cover"});
+    ASSERT_EQ(gallery.GetFile("cover")->GetMembers().size(), 9u);
+    ASSERT_EQ(Camera()->pictureCount, 1u);
+  }
+}
+
+TEST_F(BurstTest, MemberIsListedUntilItsCoverComes) {
+  const auto member = Shot("m", 2);
+  Add({member});
+  EXPECT_TRUE(Holds(Camera(), member));
+  EXPECT_TRUE(Holds(TimeLine(), member));
+  const auto cover = Shot("c", 1, true);
+  Add({cover});
+  EXPECT_FALSE(Holds(Camera(), member));
+  EXPECT_FALSE(Holds(TimeLine(), member));
+  EXPECT_TRUE(cover->HasMember(member));
+}
+
+TEST_F(BurstTest, SecondCoverJoinsTheFirst) {
+  const auto first = Shot("c1", 1, true), second = Shot("c2", 5, true);
+  Add({first});
+  Add({second});
+  EXPECT_EQ(Ids(Camera()), std::vector<std::string>{"c1"});
+  EXPECT_TRUE(first->HasMember(second));
+}
+
+TEST_F(BurstTest, MemberOfAnotherAlbumStaysAlone) {
+  CloudAlbum("other", L"Other");
+  const auto cover = Shot("c", 1, true), member = Shot("m", 2, false, "other");
+  Add({cover, member});
+  EXPECT_FALSE(cover->HasMembers());
+  EXPECT_TRUE(Holds(TimeLine(), member));
+}
+
+TEST_F(BurstTest, TwoShotsOfOneNumberStayBothInSight) {
+  const auto cover = Shot("c", 1, true), member = Shot("m", 2), twin = Shot("t", 2);
+  twin->SetFileName(L"IMG_1_BURST002.jpg");
+  Add({cover, member});
+  twin->SetFileName(L"IMG_1_BURST002 .jpg");  // another name, so that the burst stays
+  Add({twin});
+  EXPECT_TRUE(cover->HasMember(member));
+  EXPECT_TRUE(Holds(Camera(), twin));
+}
+
+TEST_F(BurstTest, AdoptedMembersAreNoFavorites) {
+  const auto member = Shot("m", 2);
+  Add({member});
+  ASSERT_TRUE(gallery.FavoriteFiles(member, true));
+  Add({Shot("c", 1, true)});
+  EXPECT_FALSE(member->IsFavorite);
+  EXPECT_FALSE(Holds(AlbumOf(AlbumKind::Favorite), member));
+  EXPECT_FALSE(Row("m")->IsFavorite);
+}
+
+class WholeBurst : public BurstTest {
+ protected:
+  void SetUp() override {
+    BurstTest::SetUp();
+    Add({cover, first, second});
+  }
+  FilePtr cover = Shot("c", 1, true);
+  FilePtr first = Shot("m2", 2);
+  FilePtr second = Shot("m3", 3);
+  Album::Ptr Bin() { return gallery.GetAlbum("default-album-3"); }
+};
+
+TEST_F(WholeBurst, GoesToTheBinAndBackTogether) {
+  EXPECT_EQ(gallery.RecycleFiles({cover}, false), 3u);
+  for (const auto& file : {cover, first, second}) {
+    EXPECT_TRUE(file->IsInBin());
+    EXPECT_TRUE(Row(file->UniqueId())->IsInBin());
+  }
+  EXPECT_EQ(Ids(Bin()), std::vector<std::string>{"c"});
+  EXPECT_EQ(cover->GetMembers().size(), 2u);
+  EXPECT_TRUE(Ids(Camera()).empty());
+  EXPECT_EQ(gallery.RecoverFiles({cover}, false), 3u);
+  EXPECT_EQ(Ids(Camera()), std::vector<std::string>{"c"});
+  EXPECT_EQ(Ids(TimeLine()), std::vector<std::string>{"c"});
+  EXPECT_TRUE(Ids(Bin()).empty());
+  EXPECT_EQ(cover->GetMembers().size(), 2u);
+}
+
+TEST_F(WholeBurst, OfTheBinAndOneOutsideStayApart) {
+  gallery.RecycleFiles({cover}, false);
+  const auto outside = Shot("outside", 4);
+  Add({outside});
+  EXPECT_TRUE(Holds(Camera(), outside));
+  EXPECT_FALSE(cover->HasMember(outside));
+}
+
+TEST_F(WholeBurst, StaysFoldedInTheBinAfterARestart) {
+  gallery.RecycleFiles({cover}, false);
+  Restart();
+  EXPECT_EQ(Ids(Bin()), std::vector<std::string>{"c"});
+  EXPECT_EQ(gallery.GetFile("c")->GetMembers().size(), 2u);
+}
+
+TEST_F(WholeBurst, MovesTogether) {
+  const auto target = gallery.CreateAlbum(L"Target", false, -1);
+  gallery.MoveFiles({cover}, target, false);
+  for (const auto& file : {cover, first, second}) {
+    EXPECT_EQ(file->AlbumId(), target->AlbumId.Get());
+    EXPECT_EQ(Row(file->UniqueId())->AlbumId(), target->AlbumId.Get());
+    EXPECT_FALSE(Camera()->HasFileNamed(file->FileName()));
+    EXPECT_TRUE(target->HasFileNamed(file->FileName()));
+  }
+  EXPECT_EQ(Ids(target), std::vector<std::string>{"c"});
+  EXPECT_EQ(cover->GetMembers().size(), 2u);
+}
+
+TEST_F(WholeBurst, IsDeletedTogether) {
+  gallery.RecycleFiles({cover}, false);
+  gallery.DeleteFiles({cover}, false);
+  for (const auto& file : {cover, first, second}) {
+    EXPECT_TRUE(file->IsDeleted);
+    EXPECT_TRUE(Row(file->UniqueId())->IsDeleted);
+  }
+}
+
+TEST_F(WholeBurst, MemberTakenAwayLeavesTheCover) {
+  Camera()->DelFiles({first});
+  EXPECT_FALSE(cover->HasMember(first));
+  EXPECT_TRUE(cover->HasMember(second));
+}
+
+TEST_F(WholeBurst, FileRenamedForAClashIsNoBurstAnyMore) {
+  const auto clash = Shot("clash", 3);
+  Add({clash});
+  EXPECT_EQ(clash->FileName(), L"IMG_1_BURST003(1).jpg");
+  EXPECT_EQ(clash->ContinuousType, 0);
+  EXPECT_EQ(clash->ContinuousName(), L"");
+  EXPECT_TRUE(Holds(Camera(), clash));
+  EXPECT_EQ(cover->GetMembers().size(), 2u);
+}
+
+TEST_F(WholeBurst, MemberAskedForByIdShowsItsCover) {
+  EXPECT_EQ(gallery.GetVisibleFile("m3"), cover);
+  EXPECT_EQ(gallery.burstIndex, 2);
+  EXPECT_EQ(gallery.GetVisibleFile("c"), cover);
+  EXPECT_EQ(gallery.GetVisibleFile("nothing"), nullptr);
+  EXPECT_EQ(gallery.CoverOf(first), cover);
+  EXPECT_EQ(gallery.CoverOf(cover), nullptr);
+}
+
+TEST_F(BurstTest, MemberWithoutACoverShowsItself) {
+  const auto member = Shot("m", 2);
+  Add({member});
+  EXPECT_EQ(gallery.GetVisibleFile("m"), member);
+}
+
+}  // namespace

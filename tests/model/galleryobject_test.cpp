@@ -1,0 +1,94 @@
+// The object that a host drives.
+
+#include "host/globalparamwrapper.h"
+#include "host/userauthservice.h"
+#include "common/platform/paths.h"
+#include "common/platform/text.h"
+#include "support/gallerytest.h"
+#include "sync/modelload.h"
+#include "utils/globaldata.h"
+#include "zentaragalleryobj.h"
+
+namespace {
+
+class GalleryObjectTest : public GalleryTest {
+ protected:
+  ZentaraGalleryObj object;
+  bool empty = false;
+};
+
+TEST_F(GalleryObjectTest, HomeIsEmptyBeforeAnyFileIsLoaded) {
+  object.InitWnd();
+  const Json::Value items = object.GetGalleryHomeData(empty);
+  EXPECT_TRUE(empty);
+  EXPECT_TRUE(items.isArray());
+  EXPECT_EQ(items.size(), 0u);
+}
+
+TEST_F(GalleryObjectTest, HomeShowsTheNewestHundred) {
+  Files files;
+  for (int i = 0; i < 150; ++i) files.push_back(CloudFile("f" + std::to_string(i), "default-album-1", 1000 + i));
+  Add(files);
+  const Json::Value items = object.GetGalleryHomeData(empty);
+  EXPECT_FALSE(empty);
+  ASSERT_EQ(items.size(), 100u);
+  EXPECT_EQ(items[0]["uniqueId"].asString(), "f149");
+  EXPECT_EQ(items[99]["uniqueId"].asString(), "f50");
+}
+
+TEST_F(GalleryObjectTest, HomeItemTellsKindPlaceAndTime) {
+  const auto picture = CloudFile("p", "default-album-1", 3000), video = CloudFile("v", "default-album-1", 2000);
+  const auto cover = CloudFile("c", "default-album-1", 1000), other = CloudFile("o", "default-album-1", 500);
+  picture->SetLocalPath(L"/a/\u732b.jpg");
+  picture->SetExpandText(R"({"rotate":"90"})");
+  video->SavedFileType = 4;
+  cover->ContinuousType = 1;
+  other->SavedFileType = 7;
+  Add({picture, video, cover, other});
+  const Json::Value items = object.GetGalleryHomeData(empty);
+  ASSERT_EQ(items.size(), 4u);
+  EXPECT_EQ(items[0]["fileType"].asInt(), 0);
+  EXPECT_EQ(items[1]["fileType"].asInt(), 2);
+  EXPECT_EQ(items[2]["fileType"].asInt(), 1);
+  EXPECT_FALSE(items[3].isMember("fileType"));
+  EXPECT_EQ(items[0]["guid"].asString(), "guid-of-p");
+  EXPECT_EQ(items[0]["createTime"].asInt64(), 3000);
+  EXPECT_EQ(items[0]["localPath"].asString(), "/a/\xE7\x8C\xAB.jpg");
+  EXPECT_EQ(items[0]["fileName"].asString(), "p.jpg");
+  EXPECT_EQ(items[0]["rotateAngle"].asInt(), 90);
+  EXPECT_EQ(items[1]["rotateAngle"].asInt(), 0);
+  const std::string cache = platform::WideToUtf8(GlobalParamWrapper::GetInstance()->GetUserCachePath());
+  EXPECT_EQ(items[0]["thumbPath"].asString(), cache + "\\Thumbnail\\");
+}
+
+TEST_F(GalleryObjectTest, AngleOnAV2CloudComesFromTheMetadata) {
+  const auto file = CloudFile("p");
+  file->SetExpandText(R"({"rotate":"90"})");
+  file->SetPictureMetadata(R"({"rotation":3})");
+  Add({file});
+  GlobalData::cloudGeneration = GlobalData::kGenerationV2;
+  EXPECT_EQ(object.GetGalleryHomeData(empty)[0]["rotateAngle"].asInt(), 180);
+}
+
+TEST_F(GalleryObjectTest, NextUserFindsNothingOfTheFirst) {
+  object.InitWnd();
+  CloudAlbum("default-album-1", L"Camera roll");
+  Add({CloudFile("secret")});
+  gallery.CreateAlbum(L"Private", false, -1);
+  GlobalData::cloudGeneration = GlobalData::kGenerationV2;
+  object.CloseWndClear();
+  EXPECT_EQ(GlobalData::cloudGeneration, GlobalData::kGenerationUnknown);
+
+  const TemporaryFolder otherProfile;
+  platform::SetProfileRoot(otherProfile.Path());
+  ASSERT_TRUE(GlobalParamWrapper::GetInstance()->Load());
+  ASSERT_TRUE(UserAuthService::GetInstance()->Load());
+  object.InitWnd();
+  LoadModel();
+  EXPECT_EQ(gallery.FileCount(), 0u);
+  EXPECT_EQ(gallery.AlbumNameIsExist(L"Private"), nullptr);
+  EXPECT_TRUE(object.GetGalleryHomeData(empty).empty());
+  EXPECT_TRUE(empty);
+}
+
+}  // namespace
