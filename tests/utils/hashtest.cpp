@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 
 #include "common/platform/clock.h"
+#include "host/globalparamwrapper.h"
+#include "host/jsonfile.h"
 #include "temporaryfolder.h"
 #include "utils/encrypthelper.h"
 #include "utils/methodfunction.h"
@@ -97,6 +99,17 @@ TEST(CurrentTime, IsRoundedTowardsZero) {
   EXPECT_EQ((FixedClock(-25'000), MethodFunction::CurrentTime()), -2);
 }
 
-TEST(GalleryFunction, IsOnByDefault) { EXPECT_FALSE(MethodFunction::IsDisableTheGllaryFunction()); }
+TEST(GalleryFunction, IsOffWhenItIsAmongTheClosedOnes) {
+  const TemporaryFolder profile;
+  platform::SetProfileRoot(profile / "");
+  GlobalParamWrapper::GetInstance()->Load();
+  EXPECT_FALSE(MethodFunction::IsDisableTheGllaryFunction());
+  std::filesystem::create_directories(JsonFile::Folder());
+  std::ofstream(JsonFile::Folder() / "settings.json") << R"({"closedFunctions":["gallery"]})";
+  GlobalParamWrapper::GetInstance()->Load();
+  EXPECT_TRUE(MethodFunction::IsDisableTheGllaryFunction());
+  platform::SetProfileRoot({});
+  GlobalParamWrapper::GetInstance()->Load();
+}
 
 }  // namespace

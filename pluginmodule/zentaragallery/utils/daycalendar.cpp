@@ -1,5 +1,6 @@
 #include "utils/daycalendar.h"
 
+#include <algorithm>
 #include <array>
 #include <ctime>
 #include <memory>

@@ -1,5 +1,6 @@
 #include "utils/demolandscape.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t kBufferBytes = 0x400000;
 
-std::string Fail(int line, std::string text) {
+std::string Fail(int line, const std::string& text) {
   Logger::CloudLogger::GetInstance()->Output("gallery", Logger::Severity::Error, line,
                                              "EncryptHelper::FileSha256", text);
   return {};

@@ -2,10 +2,13 @@
 
 #include <libexif/exif-data.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
 #include <ctime>
+#include <memory>
+#include <optional>
 
 #include "common/platform/text.h"
 #include "utils/mediareader.h"

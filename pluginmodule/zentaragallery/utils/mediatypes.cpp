@@ -1,5 +1,6 @@
 #include "utils/mediatypes.h"
 
+#include <algorithm>
 #include <array>
 
 #include "common/platform/text.h"

@@ -8,6 +8,7 @@
 #include "common/platform/guid.h"
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
+#include "host/globalparamwrapper.h"
 #include "host/logger.h"
 #include "utils/daycalendar.h"
 #include "utils/mimetable.h"
@@ -17,6 +18,9 @@ namespace {
 
 // One pass over a file; the same size that an upload reads and sends at a time.
 constexpr std::size_t kPassBytes = 0x400000;
+
+// The gallery's name among the functions that the client can close for a user.
+constexpr wchar_t kGalleryFunction[] = L"gallery";
 
 void LogError(int line, std::string_view tag, std::string_view text) {
   Logger::CloudLogger::GetInstance()->Output("gallery", Logger::Severity::Error, line, tag, text);
@@ -114,6 +118,5 @@ std::string MethodFunction::MimeType(std::wstring_view extension) {
 }
 
 bool MethodFunction::IsDisableTheGllaryFunction() {
-  // TODO: ask the client properties; until the host offers them the gallery is on.
-  return false;
+  return !GlobalParamWrapper::GetInstance()->CheckFunctionOpen(kGalleryFunction);
 }

@@ -1,5 +1,6 @@
 #include "utils/mimetable.h"
 
+#include <algorithm>
 #include <array>
 
 namespace {

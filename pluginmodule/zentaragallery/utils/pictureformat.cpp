@@ -1,5 +1,6 @@
 #include "utils/pictureformat.h"
 
+#include <algorithm>
 #include <array>
 #include <fstream>
 

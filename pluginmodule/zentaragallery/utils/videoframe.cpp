@@ -1,6 +1,9 @@
 #include "utils/videoframe.h"
 
+#include <algorithm>
+#include <chrono>
 #include <cmath>
+#include <memory>
 
 #include "utils/decodelimits.h"
 

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "utils/mediareader.h"
 #include "utils/pictureformat.h"
