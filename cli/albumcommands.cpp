@@ -12,7 +12,7 @@ Json::Value AlbumSummary(const Album& album) {
   json["pictures"] = Json::UInt64{album.pictureCount};
   json["videos"] = Json::UInt64{album.videoCount};
   std::int64_t bytes = 0;
-  for (const auto& file : *album.Files()) {
+  for (const auto& file : album.Files()) {
     bytes += file->Size;
     for (const auto& member : file->GetMembers()) bytes += member->Size;
   }

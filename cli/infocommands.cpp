@@ -16,7 +16,7 @@ Exit ListFiles(const Session& session, const std::string& albumName, bool all, O
     output.Error("no album \"" + albumName + "\"");
     return Exit::Failed;
   }
-  for (const auto& file : *album->Files()) {
+  for (const auto& file : album->Files()) {
     output.Print(FileSummary(*file), FileLine(*file));
     if (!all) continue;
     for (const auto& member : file->GetMembers()) output.Print(FileSummary(*member), "  " + FileLine(*member));

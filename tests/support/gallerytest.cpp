@@ -84,7 +84,7 @@ void GalleryTest::Restart() {
 std::vector<std::string> GalleryTest::Ids(const Album::Ptr& album) {
   std::vector<std::string> ids;
   if (!album) return ids;
-  for (const auto& file : *album->Files()) ids.push_back(file->UniqueId());
+  for (const auto& file : album->Files()) ids.push_back(file->UniqueId());
   return ids;
 }
 

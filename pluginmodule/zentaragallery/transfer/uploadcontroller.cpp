@@ -86,7 +86,7 @@ class CheckPipeline {
 // What the album holds already, by content.
 std::unordered_set<std::string> HashesIn(const Album& album) {
   std::unordered_set<std::string> hashes;
-  for (const auto& file : *album.Files()) {
+  for (const auto& file : album.Files()) {
     hashes.insert(file->Hash());
     for (const auto& member : file->GetMembers()) hashes.insert(member->Hash());
   }

@@ -136,16 +136,16 @@ void Album::SetExpand(const Json::Value& value) {
 
 void Album::SetExpandText(std::string_view json) { SetExpand(ParseJson(json)); }
 
-std::shared_ptr<const FileSequence> Album::Files() const {
+FileSnapshot Album::Files() const {
   platform::ReaderLock hold(filesLock);
-  return files;
+  return FileSnapshot(files);
 }
 
 Album::FileList Album::GetFiles(std::size_t limit) const {
   const auto snapshot = Files();
   FileList list;
-  list.reserve(std::min(limit, snapshot->size()));
-  for (auto it = snapshot->begin(); it != snapshot->end() && list.size() < limit; ++it) list.push_back(*it);
+  list.reserve(std::min(limit, snapshot.size()));
+  for (auto it = snapshot.begin(); it != snapshot.end() && list.size() < limit; ++it) list.push_back(*it);
   return list;
 }
 
@@ -158,7 +158,7 @@ std::int64_t Album::IndexOf(const GalleryFile::Ptr& file) const {
   const auto snapshot = Files();
   if (!file || !order) return -1;
   const std::size_t at = snapshot->Find(file, *order);
-  return at < snapshot->size() ? static_cast<std::int64_t>(at) : -1;
+  return at < snapshot.size() ? static_cast<std::int64_t>(at) : -1;
 }
 
 Album::FileList Album::LimitedFiles() const {
@@ -212,8 +212,8 @@ bool Album::UpdateGalleryFilesLimit() NO_THREAD_SAFETY_ANALYSIS {
 
 void Album::UpdateCover() {
   const auto snapshot = Files();
-  if (snapshot->empty()) return SetCover({});
-  const GalleryFile::Ptr first = *snapshot->begin();
+  if (snapshot.empty()) return SetCover({});
+  const GalleryFile::Ptr first = *snapshot.begin();
   if (!first->thumbExists) first->TestThumbnailOnDisk();
   const std::wstring path = first->ThumbnailPath();
   SetCover(path);

@@ -103,10 +103,10 @@ class Album : public IObjectWidthJson, public std::enable_shared_from_this<Album
   static bool IsNameAllowed(std::wstring_view name);
 
   // --- Files
-  std::shared_ptr<const FileSequence> Files() const;
+  FileSnapshot Files() const;
   // Copies the files, at most `limit`.
   FileList GetFiles(std::size_t limit = ~std::size_t{0}) const;
-  std::size_t FileCount() const { return Files()->size(); }
+  std::size_t FileCount() const { return Files().size(); }
 
   // Adds what belongs here, in one refill; returns how many came in, burst
   // members that went behind their cover among them.

@@ -240,8 +240,7 @@ void Album::ReSetGallery(const GalleryFile::Ptr& file, std::int64_t recycleTime)
 std::size_t Album::ChangeAlbumIds(const std::string& oldId, const std::string& newId) {
   if (oldId.empty() || newId.empty()) return 0;
   std::size_t changed = 0;
-  const auto snapshot = Files();
-  for (const auto& file : *snapshot) {
+  for (const auto& file : Files()) {
     if (file->AlbumId() != oldId) continue;
     file->SetAlbumId(newId);
     for (const auto& member : file->GetMembers()) member->SetAlbumId(newId);
@@ -259,9 +258,9 @@ void Album::ClearExpiresFiles() {
   probe->RecycleTime = MethodFunction::CurrentTime() - kBinPeriodMs;
   const auto snapshot = Files();
   const std::size_t start = snapshot->LowerBound(probe, *order);
-  if (start >= snapshot->size()) return;
+  if (start >= snapshot.size()) return;
   LogInfo(kTag, "itStart file end ");
   FileList expired;
-  for (std::size_t i = start; i < snapshot->size(); ++i) expired.push_back((*snapshot)[i]);
+  for (std::size_t i = start; i < snapshot.size(); ++i) expired.push_back(snapshot[i]);
   upward::Context().DeleteExpired(expired);
 }

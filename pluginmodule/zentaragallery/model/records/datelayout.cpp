@@ -56,6 +56,6 @@ void Album::SetViewConf(std::uint8_t cols, std::uint16_t dateHeight, std::uint16
   nextView->dateHeight = dateHeight;
   nextView->lineHeight = lineHeight;
   const auto snapshot = Files();
-  upward::Views().ComputeLayout(*this, snapshot->size(), *nextView);
-  SwapIn(snapshot, std::move(nextView));
+  upward::Views().ComputeLayout(*this, snapshot.size(), *nextView);
+  SwapIn(snapshot.Sequence(), std::move(nextView));
 }

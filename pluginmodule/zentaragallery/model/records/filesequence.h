@@ -75,5 +75,23 @@ class FileSequence {
   std::vector<std::size_t> starts;  // behind the last file of each chunk
 };
 
+// A hold of a sequence for as long as one looks at it. Loops may run over a
+// temporary one: it lives as long as the loop, unlike what a pointer points to.
+class FileSnapshot {
+ public:
+  explicit FileSnapshot(std::shared_ptr<const FileSequence> of) : sequence(std::move(of)) {}
+
+  FileSequence::Iterator begin() const { return sequence->begin(); }
+  FileSequence::Iterator end() const { return sequence->end(); }
+  std::size_t size() const { return sequence->size(); }
+  bool empty() const { return sequence->empty(); }
+  const GalleryFile::Ptr& operator[](std::size_t index) const { return (*sequence)[index]; }
+  const FileSequence* operator->() const { return sequence.get(); }
+  const std::shared_ptr<const FileSequence>& Sequence() const { return sequence; }
+
+ private:
+  std::shared_ptr<const FileSequence> sequence;
+};
+
 // Sorts by `order`, with each key read once.
 void SortFiles(std::vector<GalleryFile::Ptr>& files, const GalleryFile::OrderBy& order);
