@@ -169,12 +169,12 @@ std::string StoredDeviceId(const fs::path& file) {
 // The id that the profile has from now on; of two processes that ask at once,
 // both get the one that was stored first.
 std::string MakeDeviceId(const fs::path& file) {
-  const std::string made = platform::NewGuid();
+  std::string made = platform::NewGuid();
   std::error_code error = platform::MakeFolder(file.parent_path());
   if (!error) error = platform::CreateAtomically(file, made + "\n");
   if (!error) return made;
   if (error == std::errc::file_exists) {
-    if (const std::string stored = StoredDeviceId(file); !stored.empty()) return stored;
+    if (std::string stored = StoredDeviceId(file); !stored.empty()) return stored;
     error = platform::ReplaceAtomically(file, made + "\n");
   }
   if (error) Log(__LINE__, "GetSystemUUid", "the device id cannot be stored: " + error.message());

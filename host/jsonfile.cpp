@@ -11,7 +11,7 @@
 namespace JsonFile {
 namespace {
 
-constexpr std::uint64_t kMaxFileBytes = 16 * 1024 * 1024;
+constexpr std::uint64_t kMaxFileBytes = std::uint64_t{16} * 1024 * 1024;
 
 bool Parse(const std::string& text, Json::Value& object) {
   Json::CharReaderBuilder builder;

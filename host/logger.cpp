@@ -105,8 +105,8 @@ struct CloudLogger::State {
     {
       platform::WriterLock hold(lock);
       std::swap(logs, next);
+      opened.store(logs.lines != nullptr, std::memory_order_relaxed);
     }
-    opened.store(logs.lines != nullptr, std::memory_order_release);
     Flush(next);
   }
 

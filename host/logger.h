@@ -24,7 +24,7 @@ namespace Logger {
 
 // How much of each log is kept: the newest `files` files of `fileBytes` bytes.
 struct LogLimits {
-  std::size_t fileBytes = 10 * 1024 * 1024;
+  std::size_t fileBytes = std::size_t{10} * 1024 * 1024;
   std::size_t files = 4;
 };
 

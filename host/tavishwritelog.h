@@ -1,6 +1,5 @@
 #pragma once
 
-#include <source_location>
 #include <string_view>
 
 #include "host/logger.h"
@@ -8,8 +7,9 @@
 namespace CommonAbility {
 
 // The log call of window code: the line names source file and function of the
-// caller. Safe from any thread.
+// caller, which the compiler fills in. Safe from any thread.
 void TavishWriteLog(std::string_view text, Logger::Severity severity = Logger::Severity::Information,
-                    std::source_location where = std::source_location::current());
+                    const char* file = __builtin_FILE(), const char* function = __builtin_FUNCTION(),
+                    int line = __builtin_LINE());
 
 }  // namespace CommonAbility

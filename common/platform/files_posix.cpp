@@ -20,7 +20,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t kReadBytes = 256 * 1024;
+constexpr std::size_t kReadBytes = std::size_t{256} * 1024;
 constexpr mode_t kOwnerOnly = 0600;
 
 std::error_code LastError() { return {errno, std::generic_category()}; }

@@ -31,7 +31,7 @@ std::optional<fs::path> AbsoluteFromEnvironment(const char* name) {
 }
 
 fs::path HomeFromAccount() {
-  std::vector<char> buffer(16 * 1024);
+  std::vector<char> buffer(std::size_t{16} * 1024);
   passwd entry{};
   passwd* found = nullptr;
   if (getpwuid_r(getuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found &&

@@ -116,7 +116,7 @@ class Registry {
   HWND Add(std::shared_ptr<Window> window) {
     WriterLock hold(lock);
     // Handles count up and are not addresses of the windows, so none is reused.
-    const auto handle = reinterpret_cast<HWND>(nextHandle);
+    const auto handle = reinterpret_cast<HWND>(nextHandle);  // NOLINT(performance-no-int-to-ptr)
     nextHandle += 4;
     windows.emplace(handle, std::move(window));
     return handle;
