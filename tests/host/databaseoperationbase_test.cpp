@@ -14,7 +14,7 @@
 #include "common/platform/paths.h"
 #include "host/logger.h"
 #include "tests/platform/filesizelimit.h"
-#include "tests/platform/temporaryfolder.h"
+#include "tests/support/temporaryfolder.h"
 
 namespace {
 

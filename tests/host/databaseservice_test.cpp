@@ -4,7 +4,7 @@
 
 #include "common/platform/paths.h"
 #include "host/databaseoperationbase.h"
-#include "tests/platform/temporaryfolder.h"
+#include "tests/support/temporaryfolder.h"
 
 namespace {
 

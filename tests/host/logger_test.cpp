@@ -7,7 +7,7 @@
 #include <fstream>
 
 #include "common/platform/clock.h"
-#include "tests/platform/temporaryfolder.h"
+#include "tests/support/temporaryfolder.h"
 
 namespace {
 

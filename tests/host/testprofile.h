@@ -5,7 +5,7 @@
 
 #include "common/platform/paths.h"
 #include "host/globalparamwrapper.h"
-#include "tests/platform/temporaryfolder.h"
+#include "tests/support/temporaryfolder.h"
 
 // A profile of its own for one test.
 class TestProfile {

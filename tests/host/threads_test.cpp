@@ -10,7 +10,7 @@
 #include "host/modulebase.h"
 #include "host/tavishwritelog.h"
 #include "host/threadadminmodule.h"
-#include "tests/platform/temporaryfolder.h"
+#include "tests/support/temporaryfolder.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <fstream>
 
 #include "filesizelimit.h"
-#include "temporaryfolder.h"
+#include "tests/support/temporaryfolder.h"
 
 namespace {
 

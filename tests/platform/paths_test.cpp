@@ -6,7 +6,7 @@
 #include <fstream>
 #include <optional>
 
-#include "temporaryfolder.h"
+#include "tests/support/temporaryfolder.h"
 
 namespace {
 

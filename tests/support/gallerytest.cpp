@@ -1,22 +1,10 @@
 #include "support/gallerytest.h"
 
-#include <unistd.h>
-
 #include "common/platform/paths.h"
 #include "host/globalparamwrapper.h"
 #include "host/userauthservice.h"
 #include "sync/modelload.h"
 #include "utils/globaldata.h"
-
-TemporaryFolder::TemporaryFolder() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "zentara-test-XXXXXX").string();
-  path = mkdtemp(pattern.data());
-}
-
-TemporaryFolder::~TemporaryFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path, ignored);
-}
 
 void GalleryTest::SetUp() {
   platform::SetProfileRoot(folder.Path());

@@ -10,19 +10,7 @@
 #include "common/platform/clock.h"
 #include "model/gallery.h"
 #include "store/dbhelper.h"
-
-// A folder of its own that goes away with the test.
-class TemporaryFolder {
- public:
-  TemporaryFolder();
-  ~TemporaryFolder();
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  const std::filesystem::path& Path() const { return path; }
-
- private:
-  std::filesystem::path path;
-};
+#include "tests/support/temporaryfolder.h"
 
 // A clock that stands until it is told.
 class TestClock : public platform::Clock {

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "temporaryfolder.h"
+#include "tests/support/temporaryfolder.h"
 #include "utils/mediareader.h"
 #include "utils/thumbnailmaker.h"
 

@@ -3,7 +3,7 @@
 #include "common/platform/clock.h"
 #include "host/globalparamwrapper.h"
 #include "host/jsonfile.h"
-#include "temporaryfolder.h"
+#include "tests/support/temporaryfolder.h"
 #include "utils/encrypthelper.h"
 #include "utils/methodfunction.h"
 #include "utils/streamdigest.h"

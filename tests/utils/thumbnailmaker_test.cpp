@@ -6,8 +6,8 @@
 #include <random>
 
 #include "common/platform/files.h"
-#include "picturefiles.h"
-#include "temporaryfolder.h"
+#include "tests/support/picturefiles.h"
+#include "tests/support/temporaryfolder.h"
 
 namespace {
 

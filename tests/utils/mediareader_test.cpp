@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "picturefiles.h"
-#include "temporaryfolder.h"
+#include "tests/support/picturefiles.h"
+#include "tests/support/temporaryfolder.h"
 #include "utils/mediainfolibrary.h"
 
 namespace {

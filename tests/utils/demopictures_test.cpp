@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "common/platform/files.h"
-#include "temporaryfolder.h"
+#include "tests/support/temporaryfolder.h"
 #include "utils/mediareader.h"
 #include "utils/mediatypes.h"
 #include "utils/thumbnailmaker.h"
