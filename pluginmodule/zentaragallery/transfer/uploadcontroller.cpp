@@ -93,27 +93,6 @@ std::unordered_set<std::string> HashesIn(const Album& album) {
   return hashes;
 }
 
-// Takes a name of its own for each file before its row is written: a clash that
-// only the list resolved would leave the old name in the row.
-class NameChooser {
- public:
-  explicit NameChooser(Album& in) : album(in) {}
-
-  void Choose(const GalleryFile::Ptr& file) {
-    if (album.HasNameClash(file) && album.RenameToFreeName(file)) {
-      // The content still has to go up; the name goes with it.
-      file->GalleryState = 1;
-    }
-    pending.insert(file->FileName());
-  }
-  void Clear() { pending.clear(); }
-  bool Pending(const GalleryFile::Ptr& file) const { return pending.contains(file->FileName()); }
-
- private:
-  Album& album;
-  std::unordered_set<std::wstring> pending;
-};
-
 }  // namespace
 
 UploadController::Result UploadController::AddToLocal(const std::vector<std::wstring>& paths,
@@ -131,7 +110,7 @@ UploadController::Result UploadController::AddToLocal(const std::vector<std::wst
   Progress progress{0, paths.size(), 0};
   std::unordered_set<std::string> hashes = HashesIn(*album);
   std::unordered_set<std::wstring> seenPaths;
-  NameChooser names(*album);
+  std::unordered_set<std::wstring> batchNames;
   std::vector<GalleryFile::Ptr> batch;
 
   const auto refuse = [&](const std::wstring& path, const char* key, const char* errorReason) {
@@ -149,19 +128,27 @@ UploadController::Result UploadController::AddToLocal(const std::vector<std::wst
       for (const auto& file : batch) DropThumbnail(*file);
     }
     batch.clear();
-    names.Clear();
+    batchNames.clear();
+  };
+  // A name of its own before the row is written: a clash that only the list
+  // resolved would leave the old name in the row.
+  const auto takeName = [&](const GalleryFile::Ptr& file) {
+    if (batchNames.contains(file->FileName()) || album->HasNameClash(file)) {
+      commit();  // so that the album knows all names that are taken
+      if (album->RenameToFreeName(file)) file->GalleryState = 1;  // the content goes up with its name
+    }
+    batchNames.insert(file->FileName());
   };
   const auto take = [&](const std::wstring& path, const CheckedFile& checked) {
-    if (!seenPaths.insert(path).second) return refuse(path, kAlreadyQueued, nullptr);
     if (!checked.file) return refuse(path, checked.textKey, checked.errorReason);
     const auto drop = [&](const char* key) {
       DropThumbnail(*checked.file);
       refuse(path, key, nullptr);
     };
+    if (!seenPaths.insert(path).second) return drop(kAlreadyQueued);
     if (const char* cause = CheckCache()) return drop(cause);
     if (!hashes.insert(checked.file->Hash()).second) return drop(kAlreadyExists);
-    if (names.Pending(checked.file)) commit();
-    names.Choose(checked.file);
+    takeName(checked.file);
     progress.bytes += checked.file->Size;
     batch.push_back(checked.file);
     if (batch.size() == kCommitFiles) commit();

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+// A program that a test starts. Standard error goes to the test's own.
+class Process {
+ public:
+  explicit Process(const std::vector<std::string>& command);
+  // Kills the program if it still runs.
+  ~Process();
+  Process(const Process&) = delete;
+  Process& operator=(const Process&) = delete;
+
+  // The next line of its standard output, without the line end; empty at the end.
+  std::string ReadLine();
+  void Signal(int number) const;
+  // Waits for the end. The exit status, or minus the number of the signal that
+  // ended it. What it printed and was not read yet goes to `output`.
+  int Wait(std::string* output = nullptr);
+
+ private:
+  pid_t pid = -1;
+  int fromProgram = -1;
+};
+
+struct Finished {
+  int status = -1;
+  std::string output;
+  std::vector<std::string> Lines() const;
+};
+Finished RunProgram(const std::vector<std::string>& command);
