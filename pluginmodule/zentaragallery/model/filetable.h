@@ -15,8 +15,11 @@ class FileTable {
 
   std::size_t size() const { return files.size(); }
   void Clear() { files = {}; }
-  // Makes room for `count` more files at once.
-  void Expect(std::size_t count) { files.reserve(files.size() + count); }
+  // Makes room for `count` more files at once. Only where room is missing: to
+  // reserve is to hash every file anew, also when the table would shrink.
+  void Expect(std::size_t count) {
+    if (files.size() + count > files.max_load()) files.reserve(files.size() + count);
+  }
 
   FilePtr Find(std::string_view uniqueId) const;
   bool Contains(std::string_view uniqueId) const { return files.contains(uniqueId); }
