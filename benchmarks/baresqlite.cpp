@@ -23,12 +23,13 @@ struct Row {
 constexpr char kColumns[] = "TTTTNNTTNTNTTNNNTNNNTNTTNNTNTTN";
 
 Row MakeRow(const GalleryFile& f) {
-  return {{f.UniqueId(), f.FileId(), f.VideoThumbId(), f.Hash(), f.ThumbFileId(), f.LcdFileId(), f.RecycleAlbumId(),
-           f.Guid(), f.ExpandText(), f.Texts().Get(FileText::LocalPath), f.Texts().Get(FileText::ContinuousName),
-           f.Texts().Get(FileText::FileName), f.AlbumId(), f.CheckSumn(), f.PictureMetadata(), f.VideoMetadata()},
+  return {{f.UniqueId(), f.FileId(), f.VideoThumbId(), f.Hash(), f.ThumbFileId(), f.LcdFileId(),
+           f.RecycleAlbumId(), f.Guid(), f.ExpandText(), f.Texts().Get(FileText::LocalPath),
+           f.Texts().Get(FileText::ContinuousName), f.Texts().Get(FileText::FileName), f.AlbumId(),
+           f.CheckSumn(), f.PictureMetadata(), f.VideoMetadata()},
           {f.CreateTime, f.FirstUpdateTime, f.Size, f.RecycleTime, f.GalleryState, f.IsLocalUpload, f.Offset,
-           f.OperateTime, f.ContinuousNo, f.ContinuousType, f.IsDeleted, f.IsFavorite, f.SavedFileType, f.Sdsmtime,
-           f.cloudContentStatus}};
+           f.OperateTime, f.ContinuousNo, f.ContinuousType, f.IsDeleted, f.IsFavorite, f.SavedFileType,
+           f.Sdsmtime, f.cloudContentStatus}};
 }
 
 }  // namespace
@@ -40,18 +41,20 @@ double BareInsert(const std::filesystem::path& path, const std::vector<GalleryFi
 
   sqlite3* database = nullptr;
   Check(sqlite3_open(path.c_str(), &database) == SQLITE_OK);
-  sqlite3_exec(database,
-               "PRAGMA journal_mode=WAL;PRAGMA synchronous=NORMAL;"
-               "CREATE TABLE GalleryFile(UniqueId VARCHAR PRIMARY KEY NOT NULL,b,c,d,e,f,g,h,i,j,k,l,m,n,o,p,q,r,s,t,"
-               "u,v,w,x,y,z,aa,bb,cc,dd,ee)",
-               nullptr, nullptr, nullptr);
+  sqlite3_exec(
+      database,
+      "PRAGMA journal_mode=WAL;PRAGMA synchronous=NORMAL;"
+      "CREATE TABLE GalleryFile(UniqueId VARCHAR PRIMARY KEY NOT NULL,b,c,d,e,f,g,h,i,j,k,l,m,n,o,p,q,r,s,t,"
+      "u,v,w,x,y,z,aa,bb,cc,dd,ee)",
+      nullptr, nullptr, nullptr);
   const auto start = std::chrono::steady_clock::now();
   sqlite3_exec(database, "BEGIN", nullptr, nullptr, nullptr);
   sqlite3_stmt* insert = nullptr;
-  Check(sqlite3_prepare_v2(database,
-                           "INSERT OR REPLACE INTO GalleryFile VALUES(?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,"
-                           "?,?,?,?,?,?)",
-                           -1, &insert, nullptr) == SQLITE_OK);
+  Check(sqlite3_prepare_v2(
+            database,
+            "INSERT OR REPLACE INTO GalleryFile VALUES(?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,"
+            "?,?,?,?,?,?)",
+            -1, &insert, nullptr) == SQLITE_OK);
   for (const auto& row : rows) {
     std::size_t text = 0, number = 0;
     for (int column = 0; column < 31; ++column) {

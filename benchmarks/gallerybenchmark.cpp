@@ -73,7 +73,8 @@ class RowMaker {
     file->SetPictureMetadata(
         R"({"aperture":1.8,"cameraMaker":"Maker","cameraModel":"Model P40","colorSpace":"sRGB","exifTime":"2023:05:01 12:00:00","exposureTime":0.01,"focalLength":5.5,"height":3000,"isoSpeed":50,"rotation":1,"width":4000})");
     file->SetAlbumId("default-album-200-" + std::to_string(number % kAlbums));
-    file->CreateTime = 1'400'000'000'000 + static_cast<std::int64_t>(random() % static_cast<std::uint64_t>(kTenYearsMs));
+    file->CreateTime =
+        1'400'000'000'000 + static_cast<std::int64_t>(random() % static_cast<std::uint64_t>(kTenYearsMs));
     file->FirstUpdateTime = file->CreateTime;
     file->Size = 3'000'000;
     file->SavedFileType = number % 20 == 0 ? 4 : 1;
@@ -164,16 +165,20 @@ void RunOn(std::size_t count) {
   const double load = Time([] { LoadModel(); });
   Print("rows into records", rows, "s", scan, "bare scan");
   Print("cold load into the model", load, "s", scan, "bare scan");
-  Print("memory of a file, all views", (ResidentBytes() - before) / static_cast<double>(count), "bytes", 0, "");
+  Print("memory of a file, all views", (ResidentBytes() - before) / static_cast<double>(count), "bytes", 0,
+        "");
 
   const double merge = SortedVectorInsert(count) * 1e3;
   auto page = MakeRows(maker, count, kPage);
   Gallery::AlbumFiles albumFiles;
-  Print("classify a page of 100", Time([&] {
-          gallery.ClassifyFiles(Gallery::Everything, page, albumFiles, [](auto, const auto&) {}, nullptr, nullptr);
+  Print("classify a page of 100",
+        Time([&] {
+          gallery.ClassifyFiles(
+              Gallery::Everything, page, albumFiles, [](auto, const auto&) {}, nullptr, nullptr);
         }) * 1e3,
         "ms", 0, "");
-  Print("add a page of 100", Time([&] { (void)gallery.AddFiles(page); }) * 1e3, "ms", merge, "one vector's refill");
+  Print("add a page of 100", Time([&] { (void)gallery.AddFiles(page); }) * 1e3, "ms", merge,
+        "one vector's refill");
 
   Gallery::Files some;
   gallery.GetAllFiles(some);
@@ -182,7 +187,8 @@ void RunOn(std::size_t count) {
   Print("move 1,000 files", Time([&] { (void)gallery.MoveFiles(some, target, false); }) * 1e3, "ms", 0, "");
   Print("recycle 1,000 files", Time([&] { (void)gallery.RecycleFiles(some, false); }) * 1e3, "ms", 0, "");
   const auto timeLine = gallery.GetAlbum(SystemAlbumId(AlbumKind::TimeLine));
-  Print("UpdateGalleryFilesLimit", Time([&] { (void)timeLine->UpdateGalleryFilesLimit(); }) * 1e6, "us", 0, "");
+  Print("UpdateGalleryFilesLimit", Time([&] { (void)timeLine->UpdateGalleryFilesLimit(); }) * 1e6, "us", 0,
+        "");
   (void)gallery.Init();
   fs::remove_all(folder);
 }

@@ -23,8 +23,10 @@ Json::Value AlbumSummary(const Album& album) {
 
 void PrintAlbum(const Album& album, Output& output) {
   const Json::Value json = AlbumSummary(album);
-  output.Print(json, Padded(json["name"].asString(), 28) + "  " + Padded(json["pictures"].asString() + " pictures", 15) +
-                         Padded(json["videos"].asString() + " videos", 12) + SizeText(json["size"].asInt64()));
+  output.Print(json, Padded(json["name"].asString(), 28) + "  " +
+                         Padded(json["pictures"].asString() + " pictures", 15) +
+                         Padded(json["videos"].asString() + " videos", 12) +
+                         SizeText(json["size"].asInt64()));
 }
 
 Exit CreateAlbum(const std::string& name, Output& output) {
@@ -52,7 +54,8 @@ Exit RenameAlbum(Session& session, const std::string& name, const std::string& n
 Exit DeleteAlbum(Session& session, const std::string& name, Output& output) {
   const auto album = session.FindAlbum(name);
   if (album && Gallery::GetInstance().DeleteAlbum(album)) return Exit::Done;
-  output.Error(album ? "\"" + name + "\" is a system album and cannot be deleted" : "no album \"" + name + "\"");
+  output.Error(album ? "\"" + name + "\" is a system album and cannot be deleted"
+                     : "no album \"" + name + "\"");
   return Exit::Failed;
 }
 
@@ -79,14 +82,15 @@ void AddAlbumCommands(CLI::App& app, const Choose& choose) {
   auto newName = std::make_shared<std::string>();
   auto* create = album->add_subcommand("create", "Create an album");
   create->add_option("NAME", *name)->required();
-  create->callback([choose, name] {
-    choose([name](Session&, Output& output) { return CreateAlbum(*name, output); });
-  });
+  create->callback(
+      [choose, name] { choose([name](Session&, Output& output) { return CreateAlbum(*name, output); }); });
   auto* rename = album->add_subcommand("rename", "Rename an album");
   rename->add_option("NAME", *name)->required();
   rename->add_option("NEW_NAME", *newName)->required();
   rename->callback([choose, name, newName] {
-    choose([name, newName](Session& session, Output& output) { return RenameAlbum(session, *name, *newName, output); });
+    choose([name, newName](Session& session, Output& output) {
+      return RenameAlbum(session, *name, *newName, output);
+    });
   });
   auto* remove = album->add_subcommand("delete", "Delete an album; its files go to the recycle bin");
   remove->add_option("NAME", *name)->required();

@@ -7,13 +7,20 @@ namespace {
 
 const char* StateText(Gallery::ProcFileState state) {
   switch (state) {
-    case Gallery::Done: return "done";
-    case Gallery::NotFound: return "not in the gallery";
-    case Gallery::NoAlbum: return "its album does not exist";
-    case Gallery::NoRecycleAlbum: return "there is no recycle bin";
-    case Gallery::AlreadyThere: return "a file of that name is there already";
-    case Gallery::Refused: return "the file cannot be recycled or deleted";
-    case Gallery::MoveRefused: return "the file cannot be moved there";
+    case Gallery::Done:
+      return "done";
+    case Gallery::NotFound:
+      return "not in the gallery";
+    case Gallery::NoAlbum:
+      return "its album does not exist";
+    case Gallery::NoRecycleAlbum:
+      return "there is no recycle bin";
+    case Gallery::AlreadyThere:
+      return "a file of that name is there already";
+    case Gallery::Refused:
+      return "the file cannot be recycled or deleted";
+    case Gallery::MoveRefused:
+      return "the file cannot be moved there";
   }
   return "";
 }
@@ -23,9 +30,7 @@ class Outcome {
  public:
   explicit Outcome(Output& to) : output(to) {}
 
-  void Fail(const std::string& id, const std::string& why) {
-    failed[id] = why;
-  }
+  void Fail(const std::string& id, const std::string& why) { failed[id] = why; }
   Gallery::Report Report() {
     return [this](Gallery::ProcFileState state, const GalleryFile::Ptr& file) {
       if (!file) return;
@@ -66,7 +71,8 @@ Gallery::Files Collect(const Session& session, const std::vector<std::string>& i
 
 using Batch = std::function<void(const Gallery::Files&, const Gallery::Report&)>;
 
-Exit RunBatch(const Session& session, const std::vector<std::string>& ids, Output& output, const Batch& batch) {
+Exit RunBatch(const Session& session, const std::vector<std::string>& ids, Output& output,
+              const Batch& batch) {
   Outcome outcome(output);
   const auto files = Collect(session, ids, outcome);
   if (!files.empty()) batch(files, outcome.Report());
@@ -127,7 +133,8 @@ void AddFileCommands(CLI::App& app, const Choose& choose) {
     };
   };
 
-  add("recycle", "Put files into the recycle bin; one that was never uploaded is deleted", batch([](const auto& files, const auto& report) {
+  add("recycle", "Put files into the recycle bin; one that was never uploaded is deleted",
+      batch([](const auto& files, const auto& report) {
         Gallery::GetInstance().RecycleFiles(files, false, report);
       }));
   add("recover", "Take files out of the recycle bin", batch(RecoverOnly));
@@ -141,8 +148,8 @@ void AddFileCommands(CLI::App& app, const Choose& choose) {
     return SetFavorite(session, list, false, output);
   });
   auto to = std::make_shared<std::string>();
-  auto* move = add("move", "Move files to another album", [to](Session& session, const auto& list, Output& output) {
-    return Move(session, list, *to, output);
-  });
+  auto* move = add(
+      "move", "Move files to another album",
+      [to](Session& session, const auto& list, Output& output) { return Move(session, list, *to, output); });
   move->add_option("--to", *to, "The album")->required()->type_name("ALBUM");
 }

@@ -53,8 +53,9 @@ class Choice {
   }
   void AddFile(const fs::path& file) {
     const fs::path absolute = fs::absolute(file).lexically_normal();
-    std::wstring album = albumName.empty() ? platform::WideFileName(platform::WidePath(absolute.parent_path()))
-                                           : platform::Utf8ToWide(albumName);
+    std::wstring album = albumName.empty()
+                             ? platform::WideFileName(platform::WidePath(absolute.parent_path()))
+                             : platform::Utf8ToWide(albumName);
     if (!Album::CleanName(album)) album = L"Imported";
     const auto same = std::find_if(folders.begin(), folders.end(),
                                    [&album](const FolderFiles& folder) { return folder.albumName == album; });
@@ -105,8 +106,7 @@ void ImportFolder(const FolderFiles& folder, std::size_t total, ImportCount& cou
   const std::size_t before = count.added + count.refused;
   controller.onProgress = [&](const UploadController::Progress& progress) {
     output.Progress(std::to_string(before + progress.done) + " of " + std::to_string(total) + " files, " +
-                    SizeText(count.bytes + progress.bytes) + "  " +
-                    platform::DisplayText(folder.albumName));
+                    SizeText(count.bytes + progress.bytes) + "  " + platform::DisplayText(folder.albumName));
   };
   const auto result = controller.AddToLocal(folder.paths, album);
   for (const auto& refused : result.refused) PrintRefused(refused, output);
@@ -179,13 +179,16 @@ void AddImportCommands(CLI::App& app, const Choose& choose) {
   auto album = std::make_shared<std::string>();
   auto* import = app.add_subcommand("import", "Add pictures and videos, or folders of them");
   import->add_option("PATH", *paths)->required();
-  import->add_option("--album", *album, "Add all to this album instead of one for each folder")->type_name("NAME");
+  import->add_option("--album", *album, "Add all to this album instead of one for each folder")
+      ->type_name("NAME");
   import->callback([choose, paths, album] {
-    choose([paths, album](Session&, Output& output) { return Import(*paths, *album, output); });
-  });
-  auto* start = app.add_subcommand("start", "Import folders, by default the user's pictures, and show the gallery");
-  start->add_option("FOLDER", *paths);
-  start->callback([choose, paths] {
-    choose([paths](Session&, Output& output) { return Start(*paths, output); });
-  });
+    choose([paths, album](Session&, Output& output) { return Import(*paths, *album, output);
+});
+});
+auto* start =
+    app.add_subcommand("start", "Import folders, by default the user's pictures, and show the gallery");
+start->add_option("FOLDER", *paths);
+start->callback([choose, paths] {
+  choose([paths](Session&, Output& output) { return Start(*paths, output); });
+});
 }

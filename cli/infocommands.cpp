@@ -19,7 +19,8 @@ Exit ListFiles(const Session& session, const std::string& albumName, bool all, O
   for (const auto& file : album->Files()) {
     output.Print(FileSummary(*file), FileLine(*file));
     if (!all) continue;
-    for (const auto& member : file->GetMembers()) output.Print(FileSummary(*member), "  " + FileLine(*member));
+    for (const auto& member : file->GetMembers())
+      output.Print(FileSummary(*member), "  " + FileLine(*member));
   }
   return Exit::Done;
 }
@@ -100,7 +101,8 @@ Exit ShowStatus(Output& output) {
   gallery.GetAllFiles(files);
   gallery.GetAlbums(albums, true);
   const auto count = [&files](auto test) {
-    return static_cast<Json::UInt64>(std::count_if(files.begin(), files.end(), [&](const auto& file) { return test(*file); }));
+    return static_cast<Json::UInt64>(
+        std::count_if(files.begin(), files.end(), [&](const auto& file) { return test(*file); }));
   };
   Json::Value status(Json::objectValue);
   status["database"] = platform::NativePath(platform::Utf8ToWide(SQLiteDB::GetInstance().Path())).string();
@@ -110,7 +112,8 @@ Exit ShowStatus(Output& output) {
   status["inBin"] = count([](const GalleryFile& file) { return file.IsInBin() && !file.IsDeleted; });
   status["waitingForUpload"] =
       count([](const GalleryFile& file) { return file.GalleryState == 1 && !file.IsDeleted; });
-  status["changedHere"] = count([](const GalleryFile& file) { return file.GalleryState == 2 && !file.IsDeleted; });
+  status["changedHere"] =
+      count([](const GalleryFile& file) { return file.GalleryState == 2 && !file.IsDeleted; });
   status["deletedHere"] = count([](const GalleryFile& file) { return file.IsDeleted.Get(); });
   if (output.IsJson()) output.Print(status, "");
   SayFields(status, "", output);
@@ -138,7 +141,8 @@ void AddInfoCommands(CLI::App& app, const Choose& choose) {
   list->add_option("--album", *album, "Only this album, by id or name")->type_name("NAME");
   list->add_flag("--all", *all, "Show the shots behind a burst's cover too");
   list->callback([choose, album, all] {
-    choose([album, all](Session& session, Output& output) { return ListFiles(session, *album, *all, output); });
+    choose(
+        [album, all](Session& session, Output& output) { return ListFiles(session, *album, *all, output); });
   });
   app.add_subcommand("timeline", "List the days and how many files each has")->callback([choose] {
     choose([](Session&, Output& output) {

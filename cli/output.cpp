@@ -22,8 +22,8 @@ std::string FormatLocal(std::int64_t timeMs, const char* format) {
 
 // Characters of a UTF-8 text: its bytes that do not continue one.
 std::size_t Columns(std::string_view text) {
-  return static_cast<std::size_t>(
-      std::count_if(text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
+  return static_cast<std::size_t>(std::count_if(
+      text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
 }
 
 }  // namespace
@@ -65,7 +65,8 @@ std::string SizeText(std::int64_t bytes) {
     ++unit;
   }
   std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), unit == 0 || value >= 100 ? "%.0f %s" : "%.1f %s", value, kUnits[unit]);
+  std::snprintf(text.data(), text.size(), unit == 0 || value >= 100 ? "%.0f %s" : "%.1f %s", value,
+                kUnits[unit]);
   return text.data();
 }
 

@@ -30,7 +30,8 @@ bool Session::Open(const std::filesystem::path& profile, Output& output) {
   std::error_code failed;
   std::filesystem::create_directories(data, failed);
   if (failed || !platform::CanWrite(data)) {
-    output.Error("cannot write to the profile folder " + data.string() + (failed ? ": " + failed.message() : ""));
+    output.Error("cannot write to the profile folder " + data.string() +
+                 (failed ? ": " + failed.message() : ""));
     return false;
   }
   (void)Logger::CloudLogger::GetInstance()->Open(data / "logs" / "zentaractl.log");
@@ -85,6 +86,6 @@ std::string FileLine(const GalleryFile& file) {
   std::string marks;
   if (file.IsFavorite) marks += " *";
   if (file.ContinuousType == 1) marks += " [" + std::to_string(file.GetMembers().size() + 1) + " shots]";
-  return file.UniqueId() + "  " + TimeTextShort(file.CreateTime) + "  " + Padded(SizeText(file.Size), 8) + "  " +
-         platform::DisplayText(file.FileName()) + marks;
+  return file.UniqueId() + "  " + TimeTextShort(file.CreateTime) + "  " + Padded(SizeText(file.Size), 8) +
+         "  " + platform::DisplayText(file.FileName()) + marks;
 }

@@ -92,4 +92,3 @@ void ZentaraGalleryObj::CloseWndClear() {
   GlobalData::cloudGeneration = GlobalData::kGenerationUnknown;
   Logger::OutputOperationLog(kEventClose, 1, 0, {{"total", "0"}});
 }
-

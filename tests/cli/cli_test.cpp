@@ -39,7 +39,8 @@ TEST_F(CliTest, SecondImportRefusesEachFileAsAlreadyThere) {
   EXPECT_EQ(again.status, kFailed);
   const auto lines = again.Lines();
   ASSERT_EQ(lines.size(), 5u);
-  for (int i = 0; i < 4; ++i) EXPECT_NE(lines[static_cast<std::size_t>(i)].find("IDS_GALLERT_FILE_ALREADY_EXIST"), std::string::npos);
+  for (int i = 0; i < 4; ++i)
+    EXPECT_NE(lines[static_cast<std::size_t>(i)].find("IDS_GALLERT_FILE_ALREADY_EXIST"), std::string::npos);
   EXPECT_EQ(Run({"ls"}).Lines().size(), 4u);
 }
 

@@ -12,7 +12,8 @@
 // The program on a profile of its own.
 class CliTest : public testing::Test {
  protected:
-  std::vector<std::string> Command(std::vector<std::string> words, const std::string& profileName = "profile") {
+  std::vector<std::string> Command(std::vector<std::string> words,
+                                   const std::string& profileName = "profile") {
     words.insert(words.begin(), {ZENTARACTL, "--profile", (folder / profileName).string(), "--json"});
     return words;
   }

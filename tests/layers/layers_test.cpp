@@ -27,28 +27,34 @@ const std::map<std::string, std::set<std::string>> kMayInclude{
     {"store", {"common/platform", "resources", "host", "utils", "model/records"}},
     {"model", {"common/platform", "resources", "host", "utils", "model/records", "store"}},
     {"cloud", {"common/platform", "resources", "host", "utils", "model/records", "store", "model"}},
-    {"transfer", {"common/platform", "resources", "host", "utils", "model/records", "store", "model", "cloud"}},
+    {"transfer",
+     {"common/platform", "resources", "host", "utils", "model/records", "store", "model", "cloud"}},
     {"sync",
-     {"common/platform", "resources", "host", "utils", "model/records", "store", "model", "cloud", "transfer"}},
+     {"common/platform", "resources", "host", "utils", "model/records", "store", "model", "cloud",
+      "transfer"}},
     {"module",
-     {"common/platform", "resources", "host", "utils", "model/records", "store", "model", "cloud", "transfer", "sync"}},
+     {"common/platform", "resources", "host", "utils", "model/records", "store", "model", "cloud", "transfer",
+      "sync"}},
     {"cli",
-     {"common/platform", "resources", "host", "utils", "model/records", "store", "model", "cloud", "transfer", "sync",
-      "module"}},
+     {"common/platform", "resources", "host", "utils", "model/records", "store", "model", "cloud", "transfer",
+      "sync", "module"}},
     {"photocloud", {}},
 };
 
 // Folders in which Qt may be seen.
 const std::set<std::string> kMayUseQt{"common/toolkit", "common/duilib_business", "ui", "desktop"};
 
-bool StartsWith(const std::string& text, const std::string& start) { return text.compare(0, start.size(), start) == 0; }
+bool StartsWith(const std::string& text, const std::string& start) {
+  return text.compare(0, start.size(), start) == 0;
+}
 
 // The layer of a source file, by its path from the repository's root.
 std::string LayerOf(std::string path) {
   const std::string module = "pluginmodule/zentaragallery/";
   const bool inModule = StartsWith(path, module);
   if (inModule) path.erase(0, module.size());
-  for (const std::string layer : {"common/platform", "common/toolkit", "common/duilib_business", "model/records"}) {
+  for (const std::string layer :
+       {"common/platform", "common/toolkit", "common/duilib_business", "model/records"}) {
     if (StartsWith(path, layer + "/")) return layer;
   }
   const auto slash = path.find('/');

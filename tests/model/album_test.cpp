@@ -333,12 +333,14 @@ TEST_F(AlbumTest, ChangingAlbumIdsReachesMembersAndRows) {
 
 TEST_F(AlbumTest, JsonFormTakesOnlyWhatIsThereAndGivesEverything) {
   const auto album = std::make_shared<Album>();
-  EXPECT_TRUE(album->FromJson(ParseJson(R"({"albumId":"x","albumName":"Näme","createTime":12,"lpath":"/WLAN Direct"})")));
+  EXPECT_TRUE(album->FromJson(
+      ParseJson(R"({"albumId":"x","albumName":"Näme","createTime":12,"lpath":"/WLAN Direct"})")));
   EXPECT_EQ(album->Kind(), AlbumKind::WlanDirect);
   const Json::Value json = album->ToJson();
   EXPECT_EQ(json["albumName"].asString(), "Näme");
   EXPECT_EQ(json["createTime"].asInt64(), 12);
-  for (const char* key : {"albumId", "lpath", "albumType", "source", "flversion", "iversion", "photoNum", "size", "expand"}) {
+  for (const char* key :
+       {"albumId", "lpath", "albumType", "source", "flversion", "iversion", "photoNum", "size", "expand"}) {
     EXPECT_TRUE(json.isMember(key)) << key;
   }
   album->CreateTime = 0;

@@ -10,8 +10,8 @@ namespace {
 
 class BurstTest : public GalleryTest {
  protected:
-  FilePtr Shot(const std::string& id, int number, bool cover = false, const std::string& albumId = "default-album-1",
-               const std::wstring& stem = L"IMG_1") {
+  FilePtr Shot(const std::string& id, int number, bool cover = false,
+               const std::string& albumId = "default-album-1", const std::wstring& stem = L"IMG_1") {
     auto file = CloudFile(id, albumId, 1'600'000'000'000 + number);
     wchar_t digits[8];
     std::swprintf(digits, 8, L"%03d", number);
@@ -55,11 +55,23 @@ TEST_F(BurstTest, KnownBurstIsNotReadAgain) {
 // The reading by hand gives what the standard library's expression gives.
 TEST_F(BurstTest, NamesReadAsTheExpressionSays) {
   const std::wregex expression(L"([^/]*)_BURST(\\d{3})(_COVER)*.jpg$");
-  std::vector<std::wstring> names{L"", L"_BURST001.jpg", L"a_BURST001xjpg", L"a_BURST001jpg", L"a/b_BURST001.jpg",
-                                  L"a_BURST001/b_BURST002.jpg", L"a_BURST001_BURST002.jpg", L"a_burst001.jpg",
-                                  L"a_BURST001.JPG", L"a_BURST001_COVER_COVER.jpg", L"a_BURST001_COVE.jpg",
-                                  L"a_BURST001.jpg.jpg", L"a_BURST0011.jpg", L"a_BURST001\n.jpg", L"a_BURST001\njpg"};
-  const std::vector<std::wstring> pieces{L"_BURST", L"_COVER", L".jpg", L"jpg", L"001", L"12", L"/", L"a", L"."};
+  std::vector<std::wstring> names{L"",
+                                  L"_BURST001.jpg",
+                                  L"a_BURST001xjpg",
+                                  L"a_BURST001jpg",
+                                  L"a/b_BURST001.jpg",
+                                  L"a_BURST001/b_BURST002.jpg",
+                                  L"a_BURST001_BURST002.jpg",
+                                  L"a_burst001.jpg",
+                                  L"a_BURST001.JPG",
+                                  L"a_BURST001_COVER_COVER.jpg",
+                                  L"a_BURST001_COVE.jpg",
+                                  L"a_BURST001.jpg.jpg",
+                                  L"a_BURST0011.jpg",
+                                  L"a_BURST001\n.jpg",
+                                  L"a_BURST001\njpg"};
+  const std::vector<std::wstring> pieces{L"_BURST", L"_COVER", L".jpg", L"jpg", L"001",
+                                         L"12",     L"/",      L"a",    L"."};
   std::mt19937 random(3);
   for (int i = 0; i < 20'000; ++i) {
     std::wstring name;

@@ -20,19 +20,22 @@ TEST_F(GalleryFilesTest, FileThatIsThereAlreadyStays) {
   EXPECT_EQ(gallery.AddFiles({again}), 0u);
   EXPECT_EQ(gallery.GetFile("a"), first);
   Gallery::AlbumFiles albumFiles;
-  gallery.ClassifyFiles(Gallery::Everything, {again}, albumFiles, Collect(),
-                        [this](const FilePtr& file) {
-                          (void)file;
-                          return Gallery::AlreadyThere;
-                        },
-                        nullptr);
+  gallery.ClassifyFiles(
+      Gallery::Everything, {again}, albumFiles, Collect(),
+      [this](const FilePtr& file) {
+        (void)file;
+        return Gallery::AlreadyThere;
+      },
+      nullptr);
   EXPECT_EQ(states, std::vector<int>{4});
   EXPECT_TRUE(albumFiles.empty());
 }
 
 TEST_F(GalleryFilesTest, ClassificationWithoutAReportDoesNothing) {
   Gallery::AlbumFiles albumFiles;
-  EXPECT_EQ(gallery.ClassifyFiles(Gallery::Everything, {CloudFile("a")}, albumFiles, nullptr, nullptr, nullptr), 0u);
+  EXPECT_EQ(
+      gallery.ClassifyFiles(Gallery::Everything, {CloudFile("a")}, albumFiles, nullptr, nullptr, nullptr),
+      0u);
   EXPECT_TRUE(albumFiles.empty());
 }
 
@@ -40,8 +43,8 @@ TEST_F(GalleryFilesTest, ClassificationTellsWhatIsWrongWithAFile) {
   const auto noId = CloudFile("a");
   noId->SetUniqueId("");
   Gallery::AlbumFiles albumFiles;
-  gallery.ClassifyFiles(Gallery::Everything, {nullptr, noId, CloudFile("b", "no-album"), CloudFile("c")}, albumFiles,
-                        Collect(), nullptr, nullptr);
+  gallery.ClassifyFiles(Gallery::Everything, {nullptr, noId, CloudFile("b", "no-album"), CloudFile("c")},
+                        albumFiles, Collect(), nullptr, nullptr);
   EXPECT_EQ(states, (std::vector<int>{1, 1, 2, 0}));
 }
 

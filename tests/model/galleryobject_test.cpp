@@ -1,9 +1,9 @@
 // The object that a host drives.
 
-#include "host/globalparamwrapper.h"
-#include "host/userauthservice.h"
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
+#include "host/globalparamwrapper.h"
+#include "host/userauthservice.h"
 #include "support/gallerytest.h"
 #include "sync/modelload.h"
 #include "utils/globaldata.h"
@@ -27,7 +27,8 @@ TEST_F(GalleryObjectTest, HomeIsEmptyBeforeAnyFileIsLoaded) {
 
 TEST_F(GalleryObjectTest, HomeShowsTheNewestHundred) {
   Files files;
-  for (int i = 0; i < 150; ++i) files.push_back(CloudFile("f" + std::to_string(i), "default-album-1", 1000 + i));
+  for (int i = 0; i < 150; ++i)
+    files.push_back(CloudFile("f" + std::to_string(i), "default-album-1", 1000 + i));
   Add(files);
   const Json::Value items = object.GetGalleryHomeData(empty);
   EXPECT_FALSE(empty);
@@ -37,7 +38,8 @@ TEST_F(GalleryObjectTest, HomeShowsTheNewestHundred) {
 }
 
 TEST_F(GalleryObjectTest, HomeItemTellsKindPlaceAndTime) {
-  const auto picture = CloudFile("p", "default-album-1", 3000), video = CloudFile("v", "default-album-1", 2000);
+  const auto picture = CloudFile("p", "default-album-1", 3000),
+             video = CloudFile("v", "default-album-1", 2000);
   const auto cover = CloudFile("c", "default-album-1", 1000), other = CloudFile("o", "default-album-1", 500);
   picture->SetLocalPath(L"/a/\u732b.jpg");
   picture->SetExpandText(R"({"rotate":"90"})");

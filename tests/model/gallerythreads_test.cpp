@@ -16,7 +16,8 @@ TEST_F(GalleryThreadsTest, ReadersGoOnWhileBatchesComeAndGo) {
   for (int i = 0; i < 2; ++i) {
     readers.emplace_back([&] {
       while (!done) {
-        for (const auto& file : timeLine->Files()) seen += file->FileName().size() + file->ExpandText().size();
+        for (const auto& file : timeLine->Files())
+          seen += file->FileName().size() + file->ExpandText().size();
         (void)gallery.GetFile("f1");
         (void)timeLine->LimitedFiles();
       }

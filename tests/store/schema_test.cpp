@@ -22,7 +22,9 @@ class RawDatabase {
   RawDatabase(const RawDatabase&) = delete;
   RawDatabase& operator=(const RawDatabase&) = delete;
 
-  bool Run(const std::string& sql) { return sqlite3_exec(connection, sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK; }
+  bool Run(const std::string& sql) {
+    return sqlite3_exec(connection, sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
+  }
   std::vector<std::string> Column(const std::string& sql) {
     std::vector<std::string> values;
     sqlite3_exec(
@@ -43,7 +45,9 @@ class SchemaTest : public testing::Test {
  protected:
   void SetUp() override { platform::SetProfileRoot(folder.Path()); }
   static int Open(const std::string& userId) { return DBHelper::GetInstance().IntiDataBase(userId); }
-  static fs::path Path() { return platform::NativePath(platform::Utf8ToWide(SQLiteDB::GetInstance().Path())); }
+  static fs::path Path() {
+    return platform::NativePath(platform::Utf8ToWide(SQLiteDB::GetInstance().Path()));
+  }
 
   TemporaryFolder folder;
 };
@@ -61,7 +65,8 @@ TEST_F(SchemaTest, FileIsNamedAfterDigestsOfTheUser) {
 TEST_F(SchemaTest, EmptyUserGetsTheDigestOfTheWordAlone) {
   ASSERT_TRUE(Open(""));
   EXPECT_EQ(Path().filename(), "352cfc749e55222e135ee48e67631ba33f834d936c137560fd39063d2e57e5cbcpp.dat");
-  EXPECT_EQ(Path().parent_path().filename(), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
+  EXPECT_EQ(Path().parent_path().filename(),
+            "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
 }
 
 TEST_F(SchemaTest, TwoUsersShareNothingAndNoPathTellsTheirNames) {
@@ -76,9 +81,11 @@ TEST_F(SchemaTest, TwoUsersShareNothingAndNoPathTellsTheirNames) {
 TEST_F(SchemaTest, HasTheFiveTablesAndNoIndexOfItsOwn) {
   ASSERT_TRUE(Open("alice"));
   RawDatabase raw(Path());
-  EXPECT_EQ(raw.Column("SELECT name FROM sqlite_master WHERE type='table' AND name NOT LIKE 'sqlite_%' ORDER BY name"),
-            (std::vector<std::string>{"Album", "AlbumLocalVersion", "DownloadTask", "GalleryFile",
-                                      "TransferCompleteCloudTask"}));
+  EXPECT_EQ(
+      raw.Column(
+          "SELECT name FROM sqlite_master WHERE type='table' AND name NOT LIKE 'sqlite_%' ORDER BY name"),
+      (std::vector<std::string>{"Album", "AlbumLocalVersion", "DownloadTask", "GalleryFile",
+                                "TransferCompleteCloudTask"}));
   EXPECT_TRUE(raw.Column("SELECT name FROM sqlite_master WHERE type='index' AND sql IS NOT NULL").empty());
   EXPECT_EQ(raw.Column("PRAGMA journal_mode"), std::vector<std::string>{"wal"});
 }
@@ -86,16 +93,39 @@ TEST_F(SchemaTest, HasTheFiveTablesAndNoIndexOfItsOwn) {
 TEST_F(SchemaTest, GalleryFileHasItsColumnsInOrder) {
   ASSERT_TRUE(Open("alice"));
   RawDatabase raw(Path());
-  EXPECT_EQ(raw.Column("SELECT name || ' ' || type || coalesce(' ' || dflt_value, '') FROM pragma_table_info('GalleryFile')"),
-            (std::vector<std::string>{
-                "UniqueId VARCHAR", "FileId VARCHAR", "VideoThumbId VARCHAR", "Hash VARCHAR", "CreateTime INTEGER",
-                "FirstUpdateTime INTEGER", "ThumbFileId VARCHAR", "LcdFileId VARCHAR", "Size INTEGER",
-                "RecycleAlbumId VARCHAR", "RecycleTime INTEGER", "Guid VARCHAR", "Expand VARCHAR",
-                "GalleryState INTEGER", "IsLocalUpload INTEGER", "Offset INTEGER", "LocalPath VARCHAR",
-                "OperateTime INTEGER", "ContinuousNo INTEGER", "ContinuousType INTEGER", "ContinuousName VARCHAR",
-                "IsDeleted INTEGER", "FileName VARCHAR", "AlbumId VARCHAR", "IsFavorite INTEGER",
-                "SavedFileType INTEGER", "CheckSumn VARCHAR", "Sdsmtime DATETIME", "PictureMetadata VARCHAR",
-                "VideoMetadata VARCHAR", "cloudContentStatus INTEGER 0"}));
+  EXPECT_EQ(raw.Column("SELECT name || ' ' || type || coalesce(' ' || dflt_value, '') FROM "
+                       "pragma_table_info('GalleryFile')"),
+            (std::vector<std::string>{"UniqueId VARCHAR",
+                                      "FileId VARCHAR",
+                                      "VideoThumbId VARCHAR",
+                                      "Hash VARCHAR",
+                                      "CreateTime INTEGER",
+                                      "FirstUpdateTime INTEGER",
+                                      "ThumbFileId VARCHAR",
+                                      "LcdFileId VARCHAR",
+                                      "Size INTEGER",
+                                      "RecycleAlbumId VARCHAR",
+                                      "RecycleTime INTEGER",
+                                      "Guid VARCHAR",
+                                      "Expand VARCHAR",
+                                      "GalleryState INTEGER",
+                                      "IsLocalUpload INTEGER",
+                                      "Offset INTEGER",
+                                      "LocalPath VARCHAR",
+                                      "OperateTime INTEGER",
+                                      "ContinuousNo INTEGER",
+                                      "ContinuousType INTEGER",
+                                      "ContinuousName VARCHAR",
+                                      "IsDeleted INTEGER",
+                                      "FileName VARCHAR",
+                                      "AlbumId VARCHAR",
+                                      "IsFavorite INTEGER",
+                                      "SavedFileType INTEGER",
+                                      "CheckSumn VARCHAR",
+                                      "Sdsmtime DATETIME",
+                                      "PictureMetadata VARCHAR",
+                                      "VideoMetadata VARCHAR",
+                                      "cloudContentStatus INTEGER 0"}));
 }
 
 class OldDatabase : public SchemaTest {
@@ -108,20 +138,21 @@ class OldDatabase : public SchemaTest {
     Open("bob");  // lets go of the file
     for (const char* suffix : {"", "-wal", "-shm"}) fs::remove(path.string() + suffix);
     RawDatabase raw(path);
-    ASSERT_TRUE(raw.Run("CREATE TABLE AlbumLocalVersion(AlbumVersion VARCHAR PRIMARY KEY NOT NULL,"
-                        "AlbumListVersion VARCHAR,LatestVersion INTEGER,ClearVersion VARCHAR,UpdateTime INTEGER,"
-                        "HasDownAll INTEGER,TempVersion INTEGER,Cursor VARCHAR,RecyCursor VARCHAR,BriefingTime INTEGER,"
-                        "SyncToken VARCHAR,CloudPhotoVersion VARCHAR,FileCursor VARCHAR);"
-                        "INSERT INTO AlbumLocalVersion VALUES('v','l',5,'',0,1,-1,'','',0,'t','v2.0','');"
-                        "CREATE TABLE GalleryFile(UniqueId VARCHAR PRIMARY KEY NOT NULL,FileId VARCHAR,"
-                        "VideoThumbId VARCHAR,Hash VARCHAR,CreateTime INTEGER,FirstUpdateTime INTEGER,"
-                        "ThumbFileId VARCHAR,LcdFileId VARCHAR,Size INTEGER,RecycleAlbumId VARCHAR,RecycleTime INTEGER,"
-                        "Guid VARCHAR,Expand VARCHAR,GalleryState INTEGER,IsLocalUpload INTEGER,[Offset] INTEGER,"
-                        "LocalPath VARCHAR,OperateTime INTEGER,ContinuousNo INTEGER,ContinuousType INTEGER,"
-                        "ContinuousName VARCHAR,IsDeleted INTEGER,FileName VARCHAR,AlbumId VARCHAR,IsFavorite INTEGER,"
-                        "SavedFileType INTEGER,CheckSumn VARCHAR,Sdsmtime DATETIME,PictureMetadata VARCHAR,"
-                        "VideoMetadata VARCHAR);"
-                        "INSERT INTO GalleryFile(UniqueId,FileName,Size) VALUES('old','old.jpg',7);"));
+    ASSERT_TRUE(raw.Run(
+        "CREATE TABLE AlbumLocalVersion(AlbumVersion VARCHAR PRIMARY KEY NOT NULL,"
+        "AlbumListVersion VARCHAR,LatestVersion INTEGER,ClearVersion VARCHAR,UpdateTime INTEGER,"
+        "HasDownAll INTEGER,TempVersion INTEGER,Cursor VARCHAR,RecyCursor VARCHAR,BriefingTime INTEGER,"
+        "SyncToken VARCHAR,CloudPhotoVersion VARCHAR,FileCursor VARCHAR);"
+        "INSERT INTO AlbumLocalVersion VALUES('v','l',5,'',0,1,-1,'','',0,'t','v2.0','');"
+        "CREATE TABLE GalleryFile(UniqueId VARCHAR PRIMARY KEY NOT NULL,FileId VARCHAR,"
+        "VideoThumbId VARCHAR,Hash VARCHAR,CreateTime INTEGER,FirstUpdateTime INTEGER,"
+        "ThumbFileId VARCHAR,LcdFileId VARCHAR,Size INTEGER,RecycleAlbumId VARCHAR,RecycleTime INTEGER,"
+        "Guid VARCHAR,Expand VARCHAR,GalleryState INTEGER,IsLocalUpload INTEGER,[Offset] INTEGER,"
+        "LocalPath VARCHAR,OperateTime INTEGER,ContinuousNo INTEGER,ContinuousType INTEGER,"
+        "ContinuousName VARCHAR,IsDeleted INTEGER,FileName VARCHAR,AlbumId VARCHAR,IsFavorite INTEGER,"
+        "SavedFileType INTEGER,CheckSumn VARCHAR,Sdsmtime DATETIME,PictureMetadata VARCHAR,"
+        "VideoMetadata VARCHAR);"
+        "INSERT INTO GalleryFile(UniqueId,FileName,Size) VALUES('old','old.jpg',7);"));
   }
   std::vector<std::string> Schema() {
     return RawDatabase(path).Column("SELECT sql FROM sqlite_master WHERE sql IS NOT NULL ORDER BY name");
@@ -133,7 +164,8 @@ TEST_F(OldDatabase, GetsTheMissingColumnsWithTheirDefaults) {
   ASSERT_TRUE(Open("alice"));
   RawDatabase raw(path);
   EXPECT_EQ(raw.Column("SELECT cloudContentStatus FROM GalleryFile"), std::vector<std::string>{"0"});
-  EXPECT_EQ(raw.Column("SELECT lastLostFileQueryTimestamp FROM AlbumLocalVersion"), std::vector<std::string>{"0"});
+  EXPECT_EQ(raw.Column("SELECT lastLostFileQueryTimestamp FROM AlbumLocalVersion"),
+            std::vector<std::string>{"0"});
   EXPECT_EQ(raw.Column("SELECT lostFileQueryCursor FROM AlbumLocalVersion"), std::vector<std::string>{""});
   const auto file = DBHelper::GetInstance().GetFile("old");
   ASSERT_NE(file, nullptr);

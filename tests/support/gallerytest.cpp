@@ -22,7 +22,8 @@ void GalleryTest::TearDown() {
   (void)gallery.Init();
 }
 
-GalleryFile::Ptr GalleryTest::CloudFile(const std::string& id, const std::string& albumId, std::int64_t createTime) {
+GalleryFile::Ptr GalleryTest::CloudFile(const std::string& id, const std::string& albumId,
+                                        std::int64_t createTime) {
   auto file = std::make_shared<GalleryFile>();
   file->SetUniqueId(id);
   file->SetGuid("guid-of-" + id);
@@ -76,4 +77,6 @@ std::vector<std::string> GalleryTest::Ids(const Album::Ptr& album) {
   return ids;
 }
 
-bool GalleryTest::Holds(const Album::Ptr& album, const FilePtr& file) { return album && album->IndexOf(file) >= 0; }
+bool GalleryTest::Holds(const Album::Ptr& album, const FilePtr& file) {
+  return album && album->IndexOf(file) >= 0;
+}

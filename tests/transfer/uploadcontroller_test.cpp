@@ -84,7 +84,8 @@ TEST_F(UploadControllerTest, EachReasonForARefusalIsTold) {
   EXPECT_EQ(ReasonOf(Write("letter.jpg", "Dear")), "IDS_GALLERT_INCOR_FILE_FORMAT");
   EXPECT_EQ(ReasonOf(Write("empty.jpg", "")), "IDS_GALLERT_FILE_FILE_SIZE_LESS");
   EXPECT_EQ(ReasonOf(Write("broken.mp4", "no video")), "IDS_GALLERT_VIDEO_CANNOT_PLAYED");
-  EXPECT_EQ(ReasonOf(Write(std::string(247, 'n') + ".jpg", Picture(1))), "IDS_TRANSERR_Error_FileNameTooLong");
+  EXPECT_EQ(ReasonOf(Write(std::string(247, 'n') + ".jpg", Picture(1))),
+            "IDS_TRANSERR_Error_FileNameTooLong");
   EXPECT_EQ(ReasonOf(Write("huge.png", PngClaiming(60'000, 60'000))), "IDS_GALLERT_INSUF_MEMORY");
   EXPECT_EQ(album->FileCount(), 0u);
   EXPECT_EQ(DBHelper::GetInstance().CountFiles(), 0);
@@ -98,7 +99,8 @@ TEST_F(UploadControllerTest, SameContentIsRefusedInTheAlbumNotInAnother) {
 }
 
 TEST_F(UploadControllerTest, SameContentTwiceInOneListIsTakenOnce) {
-  const auto result = Import({Write("a.jpg", Picture(1)), Write("b.jpg", Picture(1)), pictures.Wide("a.jpg")});
+  const auto result =
+      Import({Write("a.jpg", Picture(1)), Write("b.jpg", Picture(1)), pictures.Wide("a.jpg")});
   EXPECT_EQ(result.added.size(), 1u);
   ASSERT_EQ(result.refused.size(), 2u);
   EXPECT_STREQ(result.refused[0].textKey, "IDS_GALLERT_FILE_ALREADY_EXIST");
@@ -109,7 +111,8 @@ TEST_F(UploadControllerTest, SameContentTwiceInOneListIsTakenOnce) {
 }
 
 TEST_F(UploadControllerTest, OtherContentOfOneNameGetsANumberInRowAndList) {
-  const auto result = Import({Write("x/a.jpg", Picture(1)), Write("y/a.jpg", Picture(2)), Write("z/a.jpg", Picture(3))});
+  const auto result =
+      Import({Write("x/a.jpg", Picture(1)), Write("y/a.jpg", Picture(2)), Write("z/a.jpg", Picture(3))});
   ASSERT_EQ(result.added.size(), 3u);
   EXPECT_EQ(result.added[1]->FileName(), L"a(1).jpg");
   EXPECT_EQ(result.added[2]->FileName(), L"a(2).jpg");
@@ -138,9 +141,12 @@ TEST_F(UploadControllerTest, BurstFoldsUnderItsCoverInAnyOrder) {
 
 TEST_F(UploadControllerTest, NamesOfAllScriptsSurviveARestart) {
   const std::vector<std::string> names{"\xE7\x8C\xAB.jpg", "\xE0\xB9\x81\xE0\xB8\xA1\xE0\xB8\xA7.jpg",
-                                       "\xF0\x9F\x90\xB1.jpg", "back\\slash.jpg", "bad\xFF\xFE" "bytes.jpg"};
+                                       "\xF0\x9F\x90\xB1.jpg", "back\\slash.jpg",
+                                       "bad\xFF\xFE"
+                                       "bytes.jpg"};
   std::vector<std::wstring> paths;
-  for (std::size_t i = 0; i < names.size(); ++i) paths.push_back(Write(names[i], Picture(static_cast<int>(i))));
+  for (std::size_t i = 0; i < names.size(); ++i)
+    paths.push_back(Write(names[i], Picture(static_cast<int>(i))));
   ASSERT_EQ(Import(paths).added.size(), names.size());
   Restart();
   std::set<std::string> found;

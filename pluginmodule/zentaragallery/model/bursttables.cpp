@@ -6,7 +6,8 @@ constexpr std::int32_t kCover = 1;
 constexpr std::int32_t kMember = 2;
 
 template <typename Table>
-BurstTables::Files Select(const Table& table, const std::wstring& name, const std::string& albumId, bool inBin) {
+BurstTables::Files Select(const Table& table, const std::wstring& name, const std::string& albumId,
+                          bool inBin) {
   BurstTables::Files selected;
   const auto entry = table.find(name);
   if (entry == table.end()) return selected;
@@ -36,7 +37,8 @@ void BurstTables::Unregister(const FilePtr& file) {
   if (file->ContinuousType == 0) return;
   const std::wstring name = file->ContinuousName();
   platform::MutexLock hold(burstLock);
-  if (const auto covers = burstCovers.find(name); covers != burstCovers.end() && covers->second.erase(file) > 0) {
+  if (const auto covers = burstCovers.find(name);
+      covers != burstCovers.end() && covers->second.erase(file) > 0) {
     file->ClearMembers();
     if (covers->second.empty()) burstCovers.erase(covers);
   }
@@ -46,13 +48,15 @@ void BurstTables::Unregister(const FilePtr& file) {
   }
 }
 
-BurstTables::Files BurstTables::Covers(const std::wstring& name, const std::string& albumId, bool inBin) const {
+BurstTables::Files BurstTables::Covers(const std::wstring& name, const std::string& albumId,
+                                       bool inBin) const {
   if (name.empty() || albumId.empty()) return {};
   platform::MutexLock hold(burstLock);
   return Select(burstCovers, name, albumId, inBin);
 }
 
-BurstTables::Files BurstTables::Members(const std::wstring& name, const std::string& albumId, bool inBin) const {
+BurstTables::Files BurstTables::Members(const std::wstring& name, const std::string& albumId,
+                                        bool inBin) const {
   if (name.empty() || albumId.empty()) return {};
   platform::MutexLock hold(burstLock);
   return Select(burstMembers, name, albumId, inBin);

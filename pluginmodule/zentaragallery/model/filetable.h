@@ -39,7 +39,9 @@ class FileTable {
   struct Hash {
     using is_transparent = void;
     std::size_t operator()(std::string_view id) const { return std::hash<std::string_view>()(id); }
-    std::size_t operator()(const FilePtr& file) const { return file->Texts().With(FileText::UniqueId, *this); }
+    std::size_t operator()(const FilePtr& file) const {
+      return file->Texts().With(FileText::UniqueId, *this);
+    }
     std::size_t operator()(const Former& former) const { return (*this)(former.id); }
   };
   struct Equal {
@@ -52,9 +54,7 @@ class FileTable {
     }
     bool operator()(const Former& former, const FilePtr& file) const { return former.file == file.get(); }
     template <typename Key>
-    bool operator()(const FilePtr& file, const Key& key) const
-      requires(!std::is_same_v<Key, FilePtr>)
-    {
+    bool operator()(const FilePtr& file, const Key& key) const requires(!std::is_same_v<Key, FilePtr>) {
       return (*this)(key, file);
     }
   };

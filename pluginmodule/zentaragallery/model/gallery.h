@@ -31,11 +31,11 @@ class Gallery : public IGalleryContext {
   // What became of one file of a batch.
   enum ProcFileState : int {
     Done = 0,
-    NotFound = 1,       // null, without an id, or not in the gallery
-    NoAlbum = 2,        // its album does not exist; or a recovery failed
+    NotFound = 1,  // null, without an id, or not in the gallery
+    NoAlbum = 2,   // its album does not exist; or a recovery failed
     NoRecycleAlbum = 3,
-    AlreadyThere = 4,   // exists (adding), or a same-named file blocks it (moving)
-    Refused = 5,        // cannot be recycled or deleted
+    AlreadyThere = 4,  // exists (adding), or a same-named file blocks it (moving)
+    Refused = 5,       // cannot be recycled or deleted
     MoveRefused = 6,
   };
   using Report = std::function<void(ProcFileState, const FilePtr&)>;
@@ -107,7 +107,8 @@ class Gallery : public IGalleryContext {
   std::size_t RecoverFiles(const Files& list, bool fromSync, const Report& report = nullptr);
   // All files of `source`; returns how many did not move, -1 for a null album.
   std::int64_t MoveFiles(const AlbumPtr& source, const AlbumPtr& target);
-  std::size_t MoveFiles(const Files& list, const AlbumPtr& target, bool fromSync, const Report& report = nullptr);
+  std::size_t MoveFiles(const Files& list, const AlbumPtr& target, bool fromSync,
+                        const Report& report = nullptr);
   bool FavoriteFiles(const FilePtr& file, bool on);
   // After an upload: the row of `oldId` and the file table take the file's new id.
   void UpdateFileUId(const FilePtr& file, const std::string& oldId);
@@ -155,7 +156,8 @@ class Gallery : public IGalleryContext {
   ProcFileState TakeIn(const FilePtr& file) REQUIRES(fileLock);
   ProcFileState InTable(const FilePtr& file) REQUIRES(fileLock);
   bool BlocksMove(const Album& target, const FilePtr& file) const;
-  void ForEachAlbum(const AlbumFiles& albumFiles, const std::function<void(const AlbumPtr&, const Files&)>& work);
+  void ForEachAlbum(const AlbumFiles& albumFiles,
+                    const std::function<void(const AlbumPtr&, const Files&)>& work);
   void MoveOut(const AlbumPtr& source, const Files& list, const AlbumPtr& target);
 
   platform::SharedMutex albumLock;

@@ -1,8 +1,8 @@
 // Operations on albums.
 
 #include "common/platform/text.h"
-#include "resources/resourcetext.h"
 #include "model/gallery.h"
+#include "resources/resourcetext.h"
 #include "store/dbhelper.h"
 #include "utils/gallerylog.h"
 #include "utils/globaldata.h"
@@ -60,7 +60,8 @@ bool Gallery::LoadLiveAlbum(const AlbumPtr& row, Albums& renamed, Albums& shown)
   const std::string id = row->AlbumId.Get();
   if (albums.contains(id)) return false;
   deletedAlbums.erase(id);
-  if (const auto owner = albumsByName.find(row->AlbumName.Get()); owner != albumsByName.end() && !row->IsBin()) {
+  if (const auto owner = albumsByName.find(row->AlbumName.Get());
+      owner != albumsByName.end() && !row->IsBin()) {
     const AlbumPtr other = owner->second;
     const std::wstring oldName = other->AlbumName.Get();
     if (!AutoRenameAlbum(other)) return false;

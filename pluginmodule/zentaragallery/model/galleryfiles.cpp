@@ -2,10 +2,10 @@
 
 #include <thread>
 
-#include "common/platform/text.h"
-#include "common/platform/thread.h"
 #include "common/platform/clock.h"
 #include "common/platform/paths.h"
+#include "common/platform/text.h"
+#include "common/platform/thread.h"
 #include "model/deferredevents.h"
 #include "model/gallery.h"
 #include "store/dbhelper.h"
@@ -60,7 +60,8 @@ class Gallery::Classifier {
       REQUIRES(gallery.fileLock) {
     if (!file) return NotFound;
     if (!OwnAlbumOf(file) && !file->IsInBin()) return NoAlbum;
-    if (file->Texts().With(FileText::UniqueId, [](std::string_view id) { return id.empty(); })) return NotFound;
+    if (file->Texts().With(FileText::UniqueId, [](std::string_view id) { return id.empty(); }))
+      return NotFound;
     const auto burst = file->GetMembers();
     members.insert(members.end(), burst.begin(), burst.end());
     if (const auto state = before ? before(file) : Done; state != Done) return state;
@@ -138,8 +139,8 @@ Gallery::AlbumPtr Gallery::RecycleAlbum() {
   return revived;
 }
 
-std::size_t Gallery::ClassifyFiles(unsigned mask, const Files& list, AlbumFiles& albumFiles, const Report& report,
-                                   const Step& before, const Step& after) {
+std::size_t Gallery::ClassifyFiles(unsigned mask, const Files& list, AlbumFiles& albumFiles,
+                                   const Report& report, const Step& before, const Step& after) {
   constexpr char kTag[] = "Gallery::ClassifyFiles";
   LogInfo(kTag, [&] { return "ClassifyFiles files size:" + std::to_string(list.size()); });
   if (list.empty()) return 0;
@@ -236,7 +237,8 @@ std::size_t Gallery::RemoveFiles(const Files& list) {
     LogInfo(kTag, [&] { return "ClassifyFiles state =" + std::to_string(state); });
     if (state != Done) return;
     LogInfo(kTag, [&] {
-      return "ClassifyFiles file uniqueId = " + file->UniqueId() + " isDeleted = " + std::to_string(file->IsDeleted);
+      return "ClassifyFiles file uniqueId = " + file->UniqueId() +
+             " isDeleted = " + std::to_string(file->IsDeleted);
     });
     files.Erase(file);
   };
@@ -255,12 +257,12 @@ std::size_t Gallery::RecycleFiles(const Files& list, bool fromSync, const Report
   }
   const std::int64_t time = MethodFunction::CurrentTime();
   AlbumFiles albumFiles;
-  const std::size_t done = ClassifyFiles(
-      EverythingButBin, list, albumFiles, OrNothing(report), nullptr,
-      [this, time, fromSync](const FilePtr& file) NO_THREAD_SAFETY_ANALYSIS {
-        if (InTable(file) != Done) return NotFound;
-        return file->Recycle(time, fromSync) ? Done : Refused;
-      });
+  const std::size_t done =
+      ClassifyFiles(EverythingButBin, list, albumFiles, OrNothing(report), nullptr,
+                    [this, time, fromSync](const FilePtr& file) NO_THREAD_SAFETY_ANALYSIS {
+                      if (InTable(file) != Done) return NotFound;
+                      return file->Recycle(time, fromSync) ? Done : Refused;
+                    });
   ForEachAlbum(albumFiles, [](const AlbumPtr& album, const Files& files_) { album->DelFiles(files_); });
   // Each file is in exactly one real album, which takes it on to the bin.
   ForEachAlbum(albumFiles, [this](const AlbumPtr& album, const Files& files_) {
@@ -307,7 +309,8 @@ std::size_t Gallery::DeleteFiles(const Files& list, bool fromSync, const Report&
     ++deleted;
   }
   if (!needRecycle.empty()) {
-    LogInfo(kTag, [&] { return "DeleteFiles need recycle files size:" + std::to_string(needRecycle.size()); });
+    LogInfo(kTag,
+            [&] { return "DeleteFiles need recycle files size:" + std::to_string(needRecycle.size()); });
     (void)RecycleFiles(needRecycle, fromSync, report);
     // What could not be recycled (its album is gone, say) was reported there. The
     // cloud's word deletes it all the same.
@@ -347,14 +350,15 @@ std::size_t Gallery::RecoverFiles(const Files& list, bool fromSync, const Report
   }
   const std::int64_t time = MethodFunction::CurrentTime();
   AlbumFiles albumFiles;
-  const std::size_t done = ClassifyFiles(
-      EverythingButBin, list, albumFiles, OrNothing(report), nullptr,
-      [this, time, fromSync](const FilePtr& file) NO_THREAD_SAFETY_ANALYSIS {
-        if (InTable(file) != Done) return NotFound;
-        return file->Recover(time, fromSync) ? Done : NoAlbum;
-      });
+  const std::size_t done =
+      ClassifyFiles(EverythingButBin, list, albumFiles, OrNothing(report), nullptr,
+                    [this, time, fromSync](const FilePtr& file) NO_THREAD_SAFETY_ANALYSIS {
+                      if (InTable(file) != Done) return NotFound;
+                      return file->Recover(time, fromSync) ? Done : NoAlbum;
+                    });
   LogInfo(kTag, [&] { return "RecoverFiles needProcFiles size:" + std::to_string(done); });
-  ForEachAlbum(albumFiles, [](const AlbumPtr& album, const Files& files_) { album->AddFilesInternal(files_); });
+  ForEachAlbum(albumFiles,
+               [](const AlbumPtr& album, const Files& files_) { album->AddFilesInternal(files_); });
   const auto bin = GetAlbum(kRecycleAlbumId);
   LogAction(kEventRecover, ActionDetails(list, bin ? bin->FileCount() : 0));
   ForEachAlbum(albumFiles, [this](const AlbumPtr& album, const Files& files_) {
@@ -404,7 +408,8 @@ void Gallery::MoveOut(const AlbumPtr& source, const Files& list, const AlbumPtr&
   LogAction(kEventMove, details);
 }
 
-std::size_t Gallery::MoveFiles(const Files& list, const AlbumPtr& target, bool fromSync, const Report& report) {
+std::size_t Gallery::MoveFiles(const Files& list, const AlbumPtr& target, bool fromSync,
+                               const Report& report) {
   constexpr char kTag[] = "Gallery::MoveFiles";
   LogInfo(kTag, [&] { return "MoveFiles files size:" + std::to_string(list.size()); });
   if (list.empty()) {
@@ -435,7 +440,8 @@ std::size_t Gallery::MoveFiles(const Files& list, const AlbumPtr& target, bool f
     if (!fromSource.empty() && fromSource.back() == file) fromSource.pop_back();
     return movedMembers.contains(file) ? Done : MoveRefused;
   };
-  const std::size_t moved = ClassifyFiles(ClassifyMask::OwnAlbum, list, albumFiles, OrNothing(report), before, after);
+  const std::size_t moved =
+      ClassifyFiles(ClassifyMask::OwnAlbum, list, albumFiles, OrNothing(report), before, after);
   ForEachAlbum(albumFiles, [this, &target](const AlbumPtr& source, const Files& files_) {
     MoveOut(source, files_, target);
   });

@@ -35,15 +35,15 @@ std::string CreateStatement(std::string_view table, const std::array<Column, cou
 
 // "INSERT" or "INSERT OR REPLACE" of all columns but `leaveOut`.
 template <std::size_t count>
-std::string InsertStatement(std::string_view verb, std::string_view table, const std::array<Column, count>& columns,
-                            std::string_view leaveOut = {}) {
+std::string InsertStatement(std::string_view verb, std::string_view table,
+                            const std::array<Column, count>& columns, std::string_view leaveOut = {}) {
   std::string values;
   for (const auto& column : columns) {
     if (column.sql == leaveOut) continue;
     values += (values.empty() ? "" : ",") + ParameterText(column);
   }
-  return std::string(verb) + " INTO " + std::string(table) + " (" + ColumnList(columns, leaveOut) + ") VALUES (" +
-         values + ");";
+  return std::string(verb) + " INTO " + std::string(table) + " (" + ColumnList(columns, leaveOut) +
+         ") VALUES (" + values + ");";
 }
 
 template <std::size_t count>

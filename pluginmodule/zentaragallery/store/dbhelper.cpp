@@ -145,7 +145,8 @@ int DBHelper::IntiDataBase(const std::string& userId) {
   std::error_code failed;
   std::filesystem::create_directories(platform::NativePath(folder), failed);
   if (failed) {
-    LogError(kTag, "Create database directory failed." + platform::WideToUtf8(folder) + ": " + failed.message());
+    LogError(kTag,
+             "Create database directory failed." + platform::WideToUtf8(folder) + ": " + failed.message());
     return 0;
   }
   const std::wstring path = folder + L"\\" + GetGalleryDBName(userId);
@@ -179,7 +180,8 @@ bool DBHelper::HasColumn(std::string_view table, std::string_view column) {
   DatabaseBindParameter set;
   set.Insert(L":tableName", table);
   DatabaseQueryResultList rows;
-  (void)Query("SELECT COUNT(*) FROM SQLITE_MASTER WHERE NAME = :tableName AND SQL LIKE '%" + std::string(column) + "%'",
+  (void)Query("SELECT COUNT(*) FROM SQLITE_MASTER WHERE NAME = :tableName AND SQL LIKE '%" +
+                  std::string(column) + "%'",
               set, rows);
   return !rows.empty() && rows.front().GetInt() != 0;
 }
@@ -200,7 +202,8 @@ bool DBHelper::AddAlbum(const AlbumPtr& album) { return AddAlbums({album}); }
 
 bool DBHelper::AddAlbums(const AlbumVector& albums) {
   static const std::string sql = InsertStatement("INSERT OR REPLACE", "Album", kAlbumColumns);
-  return Execute(sql, albums.size(), [&](std::size_t i, DatabaseBindParameter& set) { BindAlbum(*albums[i], set); });
+  return Execute(sql, albums.size(),
+                 [&](std::size_t i, DatabaseBindParameter& set) { BindAlbum(*albums[i], set); });
 }
 
 bool DBHelper::GetAlbums(AlbumVector& albums) {

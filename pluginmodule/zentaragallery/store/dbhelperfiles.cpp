@@ -153,7 +153,8 @@ bool DBHelper::AddFile(const FilePtr& file) { return AddFiles({file}); }
 
 bool DBHelper::AddFiles(const FileVector& files) {
   static const std::string sql = InsertStatement("INSERT OR REPLACE", "GalleryFile", kColumns);
-  return Execute(sql, files.size(), [&](std::size_t i, DatabaseBindParameter& set) { BindFile(*files[i], set); });
+  return Execute(sql, files.size(),
+                 [&](std::size_t i, DatabaseBindParameter& set) { BindFile(*files[i], set); });
 }
 
 bool DBHelper::GetFile(GalleryFile& file, const std::string& uniqueId) {
@@ -228,8 +229,10 @@ bool DBHelper::UpdateFile(const FilePtr& file, const std::string& oldUniqueId) {
 
 bool DBHelper::UpdateFiles(const FileVector& files) {
   return Execute(
-      "UPDATE GalleryFile SET RecycleAlbumId = :RecycleAlbumId, RecycleTime = :RecycleTime, Expand = :Expand, "
-      "GalleryState = :GalleryState, OperateTime = :OperateTime, IsDeleted = :IsDeleted, IsFavorite = :IsFavorite "
+      "UPDATE GalleryFile SET RecycleAlbumId = :RecycleAlbumId, RecycleTime = :RecycleTime, Expand = "
+      ":Expand, "
+      "GalleryState = :GalleryState, OperateTime = :OperateTime, IsDeleted = :IsDeleted, IsFavorite = "
+      ":IsFavorite "
       "WHERE UniqueId = :UniqueId;",
       files.size(), [&](std::size_t i, DatabaseBindParameter& set) {
         const GalleryFile& file = *files[i];
@@ -276,8 +279,8 @@ bool DBHelper::SetSize(const FilePtr& file) {
 bool DBHelper::SetContentStatus(const std::string& uniqueId, std::int64_t status) {
   DatabaseBindParameter set = UniqueIdOf(uniqueId);
   set.Insert(L":cloudContentStatus", status);
-  return ExecuteOne("UPDATE GalleryFile SET cloudContentStatus = :cloudContentStatus WHERE UniqueId = :UniqueId;",
-                    set);
+  return ExecuteOne(
+      "UPDATE GalleryFile SET cloudContentStatus = :cloudContentStatus WHERE UniqueId = :UniqueId;", set);
 }
 
 bool DBHelper::GetBurstCovers(const std::wstring& name, FileVector& covers) {

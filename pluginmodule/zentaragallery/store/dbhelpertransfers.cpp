@@ -87,7 +87,9 @@ DatabaseBindParameter IdSet(std::int64_t id) {
 }  // namespace
 
 std::string DownloadTableStatement() { return CreateStatement("DownloadTask", kDownloadColumns); }
-std::string CompletedTableStatement() { return CreateStatement("TransferCompleteCloudTask", kCompletedColumns); }
+std::string CompletedTableStatement() {
+  return CreateStatement("TransferCompleteCloudTask", kCompletedColumns);
+}
 
 bool DBHelper::AddDownload(DownloadRow& task) {
   static const std::string sql = InsertStatement("INSERT", "DownloadTask", kDownloadColumns, "Id");

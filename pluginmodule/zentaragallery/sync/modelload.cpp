@@ -10,7 +10,8 @@ void LoadModel(const std::function<void()>& onAlbumsLoaded) {
   auto* parameters = GlobalParamWrapper::GetInstance();
 
   Gallery::Albums rows;
-  (void)database.GetAlbums(rows);  // A database that cannot be read loads as an empty one; the base logged why.
+  (void)database.GetAlbums(
+      rows);  // A database that cannot be read loads as an empty one; the base logged why.
   if (parameters->GetDataHidePeriod()) rows.clear();
   (void)gallery.LoadAlbums(rows);
   if (onAlbumsLoaded) onAlbumsLoaded();

@@ -9,8 +9,8 @@
 // The checks of one path that is to be added, and the record that is made of a
 // good one. Stateless; safe from any thread.
 struct CheckedFile {
-  GalleryFile::Ptr file;          // null when refused
-  const char* textKey = nullptr;  // why refused
+  GalleryFile::Ptr file;              // null when refused
+  const char* textKey = nullptr;      // why refused
   const char* errorReason = nullptr;  // the same for the operation log, where it has one
 };
 

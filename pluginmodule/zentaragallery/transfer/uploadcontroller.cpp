@@ -31,7 +31,8 @@ void DropThumbnail(const GalleryFile& file) {
 // out in the order of the paths.
 class CheckPipeline {
  public:
-  CheckPipeline(const std::vector<std::wstring>& of, const Album& into, std::unordered_set<std::string> hashes)
+  CheckPipeline(const std::vector<std::wstring>& of, const Album& into,
+                std::unordered_set<std::string> hashes)
       : paths(of), album(into), known(std::move(hashes)), checked(of.size()), ready(of.size()) {
     const unsigned count = std::max(1u, std::thread::hardware_concurrency());
     for (unsigned i = 0; i < count; ++i) workers.emplace_back([this] { Work(); });
@@ -58,8 +59,8 @@ class CheckPipeline {
     while (!stopping) {
       const std::size_t index = next++;
       if (index >= paths.size()) return;
-      CheckedFile result = CheckLocalFile(
-          paths[index], album, [this](const std::string& hash) { return known.contains(hash); });
+      CheckedFile result = CheckLocalFile(paths[index], album,
+                                          [this](const std::string& hash) { return known.contains(hash); });
       // There when the list first shows the file.
       if (result.file) (void)result.file->ThumbnailPath();
       {

@@ -38,7 +38,7 @@ class UploadController {
   struct Result {
     std::vector<GalleryFile::Ptr> added;
     std::vector<RefusedFile> refused;
-    bool stopped = false;   // by `stop`; what was added until then stays
+    bool stopped = false;    // by `stop`; what was added until then stays
     bool overLimit = false;  // nothing was added
   };
 

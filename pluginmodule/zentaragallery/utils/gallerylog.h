@@ -28,7 +28,8 @@ void LogInfo(std::string_view tag, Text text, std::source_location where = std::
 }
 
 template <typename Text>
-void LogWarning(std::string_view tag, Text text, std::source_location where = std::source_location::current()) {
+void LogWarning(std::string_view tag, Text text,
+                std::source_location where = std::source_location::current()) {
   GalleryLog(Logger::Severity::Warning, tag, text, where);
 }
 

@@ -199,7 +199,8 @@ bool Album::UpdateGalleryFilesLimit() NO_THREAD_SAFETY_ANALYSIS {
     std::shared_lock filesHold(filesLock, std::defer_lock);
     std::lock(limitedHold, filesHold);
     FileList newest;
-    for (auto it = files->begin(); it != files->end() && newest.size() < kHomeFiles; ++it) newest.push_back(*it);
+    for (auto it = files->begin(); it != files->end() && newest.size() < kHomeFiles; ++it)
+      newest.push_back(*it);
     const std::set<GalleryFile::Ptr> before(limitedFiles.begin(), limitedFiles.end());
     const std::set<GalleryFile::Ptr> after(newest.begin(), newest.end());
     if (before == after) return files->empty();
@@ -239,7 +240,8 @@ bool Album::FromJson(const Json::Value& json) {
     if (json[key].isString()) take(json[key].asString());
   };
   const auto number = [&json](const char* key, auto& field) {
-    if (json[key].isInt64()) field = static_cast<std::remove_reference_t<decltype(field.Get())>>(json[key].asInt64());
+    if (json[key].isInt64())
+      field = static_cast<std::remove_reference_t<decltype(field.Get())>>(json[key].asInt64());
   };
   text("albumId", [this](std::string value) { AlbumId = std::move(value); });
   number("createTime", CreateTime);

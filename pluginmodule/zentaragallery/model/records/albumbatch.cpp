@@ -82,7 +82,8 @@ std::size_t Album::AddFilesInternal(const FileList& list) {
 
 bool Album::AddOne(const GalleryFile::Ptr& file, Aftermath& after) {
   if (sortedFiles->Contains(file)) return false;
-  if (KeepsNames() && HasNameClash(file)) (void)RenameToFreeName(file);  // Without a free name it keeps its own.
+  if (KeepsNames() && HasNameClash(file))
+    (void)RenameToFreeName(file);  // Without a free name it keeps its own.
   if (file->ContinuousType != 0) {
     const auto covers = upward::Context().BurstCovers(file->ContinuousName(), file->AlbumId(), IsBin());
     if (FoldBehindCover(file, covers, after)) return true;
@@ -185,7 +186,8 @@ std::size_t Album::DelFilesInternal(const FileList& list) {
     LogInfo(kTag, [&] { return "albumId = " + AlbumId.Get() + ",procCount = " + std::to_string(procCount); });
     Refill();
     // The time of recycling is the bin's sort key: it changes once the file is out.
-    for (const auto& file : left) file->RecycleTime = HasExpired(file->RecycleTime) ? kExpired : kRecoveredInTime;
+    for (const auto& file : left)
+      file->RecycleTime = HasExpired(file->RecycleTime) ? kExpired : kRecoveredInTime;
   }
   if (FileCount() == 0 && !listable) upward::Context().HideFromPanel(shared_from_this());
   Notify();
@@ -205,11 +207,12 @@ bool Album::DelOne(const GalleryFile::Ptr& file) {
     return true;
   }
   LogInfo("Album::DelFilesInternal", [&] {
-    return "uniqueId:" + file->UniqueId() + ",albumId:" + file->AlbumId() + ",delete:" +
-           std::to_string(file->IsDeleted);
+    return "uniqueId:" + file->UniqueId() + ",albumId:" + file->AlbumId() +
+           ",delete:" + std::to_string(file->IsDeleted);
   });
   if (IsBin() && file->RecycleTime >= 1 && HasExpired(file->RecycleTime)) {
-    LogInfo("Album::DelFilesInternal", [&] { return "file recycleTime = " + std::to_string(file->RecycleTime); });
+    LogInfo("Album::DelFilesInternal",
+            [&] { return "file recycleTime = " + std::to_string(file->RecycleTime); });
     file->RecycleTime = kExpired;
   }
   return false;
@@ -246,7 +249,8 @@ std::size_t Album::ChangeAlbumIds(const std::string& oldId, const std::string& n
     for (const auto& member : file->GetMembers()) member->SetAlbumId(newId);
     ++changed;
   }
-  (void)upward::Context().WriteAlbumIdOfFiles(oldId, newId);  // Memory leads; the next sync sets the rows right.
+  (void)upward::Context().WriteAlbumIdOfFiles(oldId,
+                                              newId);  // Memory leads; the next sync sets the rows right.
   return changed;
 }
 

@@ -27,7 +27,9 @@ bool Album::CleanName(std::wstring& name) {
   return !name.empty();
 }
 
-bool Album::IsNameAllowed(std::wstring_view name) { return std::none_of(name.begin(), name.end(), IsForbidden); }
+bool Album::IsNameAllowed(std::wstring_view name) {
+  return std::none_of(name.begin(), name.end(), IsForbidden);
+}
 
 bool Album::Rename(const std::wstring& newName) {
   constexpr char kTag[] = "Album::Rename";

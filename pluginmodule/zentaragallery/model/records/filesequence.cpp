@@ -89,17 +89,17 @@ FileSequence::Iterator::difference_type FileSequence::Iterator::operator-(const 
 }
 
 const FileSequence::FilePtr& FileSequence::operator[](std::size_t index) const {
-  const auto chunk = static_cast<std::size_t>(std::upper_bound(starts.begin(), starts.end(), index) - starts.begin());
+  const auto chunk =
+      static_cast<std::size_t>(std::upper_bound(starts.begin(), starts.end(), index) - starts.begin());
   return (*chunks[chunk])[index - (chunk == 0 ? 0 : starts[chunk - 1])];
 }
 
 // The first chunk whose last file does not sort before `file`; the last chunk
 // when all do.
 std::size_t FileSequence::ChunkOf(const FilePtr& file, const GalleryFile::OrderBy& order) const {
-  const auto found = std::lower_bound(chunks.begin(), chunks.end(), file,
-                                      [&order](const Chunk& chunk, const FilePtr& probe) {
-                                        return order(chunk->back(), probe);
-                                      });
+  const auto found = std::lower_bound(
+      chunks.begin(), chunks.end(), file,
+      [&order](const Chunk& chunk, const FilePtr& probe) { return order(chunk->back(), probe); });
   return static_cast<std::size_t>(found - chunks.begin());
 }
 
@@ -131,7 +131,8 @@ void FileSequence::Append(Files files) {
   }
   for (std::size_t at = 0; at < files.size(); at += kNewChunkFiles) {
     const auto first = files.begin() + static_cast<std::ptrdiff_t>(at);
-    const auto last = files.begin() + static_cast<std::ptrdiff_t>(std::min(at + kNewChunkFiles, files.size()));
+    const auto last =
+        files.begin() + static_cast<std::ptrdiff_t>(std::min(at + kNewChunkFiles, files.size()));
     Append(std::make_shared<const Files>(std::move_iterator(first), std::move_iterator(last)));
   }
 }
@@ -149,12 +150,13 @@ std::shared_ptr<const FileSequence> FileSequence::Changed(Files removed, Files a
     const Files& files = *chunks[i];
     const bool last = i + 1 == chunks.size();
     // What sorts behind a chunk's last file belongs to the next chunk.
-    const auto removeEnd = last ? removed.cend() : std::find_if(remove, removed.cend(), [&](const FilePtr& file) {
-      return order(files.back(), file);
-    });
-    const auto addEnd = last ? added.end() : std::find_if(add, added.end(), [&](const FilePtr& file) {
-      return order(files.back(), file);
-    });
+    const auto removeEnd =
+        last ? removed.cend() : std::find_if(remove, removed.cend(), [&](const FilePtr& file) {
+          return order(files.back(), file);
+        });
+    const auto addEnd =
+        last ? added.end()
+             : std::find_if(add, added.end(), [&](const FilePtr& file) { return order(files.back(), file); });
     if (remove == removeEnd && add == addEnd) {
       next->Append(chunks[i]);
     } else {

@@ -76,7 +76,9 @@ GalleryFile::GalleryFile(const NS::CloudPhoto::V1::FileInfo& record) {
   const std::string expand = record.expand.isNull() ? std::string() : CompactJson(record.expand);
   const std::string fileName = platform::WideToUtf8(record.fileName);
   FileTexts all{};
-  const auto put = [&all](FileText which, std::string_view text) { all[static_cast<std::size_t>(which)] = text; };
+  const auto put = [&all](FileText which, std::string_view text) {
+    all[static_cast<std::size_t>(which)] = text;
+  };
   put(FileText::UniqueId, record.uniqueId);
   put(FileText::FileId, record.fileId);
   put(FileText::VideoThumbId, record.videoThumbId);
@@ -157,9 +159,8 @@ std::string GalleryFile::ExpandText() const {
 }
 
 std::string GalleryFile::ExpandValue(const char* key) const {
-  const bool mayHold = texts.With(FileText::Expand, [key](std::string_view text) {
-    return text.find(key) != std::string_view::npos;
-  });
+  const bool mayHold = texts.With(
+      FileText::Expand, [key](std::string_view text) { return text.find(key) != std::string_view::npos; });
   if (!mayHold) return {};
   const Json::Value expand = Expand();
   if (!expand.isObject()) return {};

@@ -127,8 +127,8 @@ class GalleryFile : public std::enable_shared_from_this<GalleryFile> {
   Field<std::int64_t> Size;
   Field<std::int64_t> RecycleTime{-1};  // -1 never or early recovered, -2 expired, else when recycled
   Field<std::int64_t> Offset;
-  Field<std::int64_t> OperateTime;  // time of the last local change
-  Field<std::int64_t> Sdsmtime;     // the cloud's change time
+  Field<std::int64_t> OperateTime;   // time of the last local change
+  Field<std::int64_t> Sdsmtime;      // the cloud's change time
   Field<std::int32_t> GalleryState;  // 0 in step, 1 content to upload, 2 metadata to send
   Field<std::int32_t> ContinuousNo;
   Field<std::int32_t> ContinuousType;  // 0 none, 1 burst cover, 2 burst member

@@ -35,7 +35,8 @@ std::wstring GalleryFile::ThumbnailName() const {
 
 std::wstring GalleryFile::LcdName() const {
   const bool moving = platform::WideExtension(FileName()) == kGif && Size < kMovingGifBytes;
-  return CachePath(GlobalData::kLcdThumbnailFolder) + platform::Utf8ToWide(Guid()) + (moving ? kGif : L".jpg");
+  return CachePath(GlobalData::kLcdThumbnailFolder) + platform::Utf8ToWide(Guid()) +
+         (moving ? kGif : L".jpg");
 }
 
 bool GalleryFile::TestThumbnailOnDisk() {

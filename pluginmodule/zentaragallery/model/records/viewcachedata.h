@@ -11,7 +11,7 @@ struct DateGroup {
 
   std::int64_t date = 0;  // local midnight in seconds since 1970; 0 in a key: unused
   mutable std::uint64_t count = 0;
-  mutable std::uint64_t firstFile = 0;      // index in the album's files
+  mutable std::uint64_t firstFile = 0;       // index in the album's files
   mutable std::uint64_t firstRow = kUnused;  // row of the header
   mutable std::uint64_t rows = 0;            // header included
   mutable std::uint64_t top = kUnused;       // pixel of the header's top edge
