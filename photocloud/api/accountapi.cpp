@@ -2,11 +2,13 @@
 
 #include "photocloud/api/handlers.h"
 #include "photocloud/base/json.h"
+#include "photocloud/base/text.h"
 
 namespace photocloud {
 namespace {
 
 constexpr std::size_t kMaxKeysBytes = 64 << 10;
+constexpr std::size_t kLongestDevice = 256;
 
 Answer TokenAnswer(const std::variant<Tokens, ErrorCode>& result) {
   if (const auto* refused = std::get_if<ErrorCode>(&result)) return *refused;

@@ -168,13 +168,13 @@ Answer PatchRevision(Exchange& exchange) {
   if (reported == ContentStatus::Whole && !isWhole) return ErrorCode::ObjectsMissing;
   // Whole here and lost there: the device could not make sense of the bytes,
   // and only a device that holds the original can say more.
-  exchange.services.store.Atomically([&] {
+  const bool hasChanged = exchange.services.store.Atomically([&] {
     const auto now = FindPlace(exchange);
     if (!std::holds_alternative<Place>(now)) return false;
     const AssetRecord& asset = std::get<Place>(now).asset;
     return exchange.services.vault.SetAssetStatus(exchange.Account(), asset, reported, exchange.Device());
   });
-  exchange.TellDevices();
+  if (hasChanged) exchange.TellDevices();
   Json::Value json(Json::objectValue);
   json["mediaId"] = place.media.id;
   json["assetId"] = place.asset.id;

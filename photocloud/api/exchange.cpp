@@ -7,6 +7,8 @@
 namespace photocloud {
 namespace {
 
+constexpr std::size_t kLongestDevice = 256;
+
 Json::Value ErrorRecord(const ErrorInfo& info, const std::string& subject) {
   Json::Value item(Json::objectValue);
   item["code"] = std::string(info.code);
@@ -37,7 +39,9 @@ Answer::Answer(ErrorCode error, const std::string& subject)
 
 std::string Exchange::Device() const {
   const std::string named = request.Header("x-zt-device-id");
-  return named.empty() ? caller.deviceId : named;
+  // It is stored with every change, so a name that is no name does not count.
+  const bool isName = !named.empty() && named.size() <= kLongestDevice && IsPlainText(named);
+  return isName ? named : caller.deviceId;
 }
 
 std::int64_t Exchange::NextVersion() {

@@ -5,6 +5,8 @@
 
 #include <exception>
 
+#include "photocloud/base/text.h"
+
 namespace photocloud {
 namespace {
 
@@ -44,6 +46,7 @@ std::optional<Json::Value> ParseJson(std::string_view text, JsonFault& fault) {
   fault = JsonFault::TooLarge;
   if (!IsWithinLimits(text)) return std::nullopt;
   fault = JsonFault::Malformed;
+  if (!IsUtf8(text)) return std::nullopt;
   try {
     const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
     Json::Value value;

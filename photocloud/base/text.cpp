@@ -2,6 +2,7 @@
 
 #include <sodium.h>
 
+#include <algorithm>
 #include <cctype>
 #include <charconv>
 
@@ -109,17 +110,24 @@ bool EqualSecrets(std::string_view left, std::string_view right) {
   return left.size() == right.size() && sodium_memcmp(left.data(), right.data(), left.size()) == 0;
 }
 
-bool IsPlainText(std::string_view text) {
+bool IsUtf8(std::string_view text) {
   for (std::size_t i = 0; i < text.size();) {
-    const auto lead = static_cast<unsigned char>(text[i]);
-    const auto length = SequenceLength(lead);
-    if (lead < 0x20 || lead == 0x7F || length == 0 || i + length > text.size()) return false;
+    const auto length = SequenceLength(static_cast<unsigned char>(text[i]));
+    if (length == 0 || i + length > text.size()) return false;
     for (std::size_t k = 1; k < length; ++k) {
       if ((static_cast<unsigned char>(text[i + k]) & 0xC0) != 0x80) return false;
     }
     i += length;
   }
   return true;
+}
+
+bool IsPlainText(std::string_view text) {
+  const auto isControl = [](char letter) {
+    const auto byte = static_cast<unsigned char>(letter);
+    return byte < 0x20 || byte == 0x7F;
+  };
+  return std::none_of(text.begin(), text.end(), isControl) && IsUtf8(text);
 }
 
 }  // namespace photocloud

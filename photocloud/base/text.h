@@ -32,7 +32,8 @@ std::optional<std::string> PercentDecode(std::string_view text, bool plusIsBlank
 // Compares in a time that does not tell where the texts differ.
 bool EqualSecrets(std::string_view left, std::string_view right);
 
-// True for well-formed UTF-8 without control characters.
+bool IsUtf8(std::string_view text);
+// True for UTF-8 without control characters.
 bool IsPlainText(std::string_view text);
 
 }  // namespace photocloud

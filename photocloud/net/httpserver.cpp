@@ -97,8 +97,8 @@ struct HttpServer::State {
         handle(std::move(handler)),
         events(std::move(serverEvents)),
         io(settings.threads),
-        acceptor(io),
-        signals(io),
+        acceptor(asio::make_strand(io)),
+        signals(acceptor.get_executor()),
         stopTimer(io) {}
 
   bool Join(const std::shared_ptr<Connection>& connection) {
@@ -116,6 +116,7 @@ struct HttpServer::State {
   }
 
   void Accept();
+  // Runs on the acceptor's strand, since no other thread may use it meanwhile.
   void OnStop();
   void Repeat(std::shared_ptr<asio::steady_timer> timer, milliseconds period, std::function<void()> task);
 
@@ -489,7 +490,7 @@ void HttpServer::Run(std::function<void()> onStop) {
 }
 
 void HttpServer::Stop() {
-  asio::post(state->io, [self = state.get()] { self->OnStop(); });
+  asio::post(state->acceptor.get_executor(), [self = state.get()] { self->OnStop(); });
 }
 
 }  // namespace photocloud

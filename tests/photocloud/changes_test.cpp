@@ -55,6 +55,17 @@ TEST_F(CloudTest, ChangeNamesTheDeviceThatMadeIt) {
   EXPECT_EQ(reply.json["newStartCursor"], cloud.Version(anna));
 }
 
+TEST_F(CloudTest, DeviceNameThatIsNoneDoesNotCount) {
+  Device odd = anna;
+  for (const std::string& name : {std::string(300, 'x'), std::string("\xFF")}) {
+    odd.name = name;
+    cloud.MakeMedia(odd, "a.jpg");
+  }
+  const Reply reply = Changes(cloud, anna, "0");
+  ASSERT_EQ(reply.json["changes"].size(), 2u);
+  for (const Json::Value& change : reply.json["changes"]) EXPECT_EQ(change["device"], "");
+}
+
 TEST_F(CloudTest, DeletionIsListedWithoutItsMedia) {
   const std::string id = cloud.MakeMedia(anna, "a.jpg");
   const std::string start = cloud.Version(anna);

@@ -1,3 +1,5 @@
+#include <fstream>
+
 #include "photocloud/base/digest.h"
 #include "photocloud/base/json.h"
 #include "testcloud.h"
@@ -315,6 +317,19 @@ TEST_F(ContentTest, UploadThatGoesOnIsKept) {
   cloud.clock.Advance(20 * 3600 * 1000);
   cloud.services.Sweep();
   EXPECT_TRUE(cloud.store.FindMedia(cloud.store.FindAccountByName("anna")->id, media["id"].asString()));
+}
+
+TEST_F(ContentTest, DiskThatRefusesLeavesNoRecordOfTheObject) {
+  const std::string target = TargetOf(Announce()["uploadUrl"]["url"].asString());
+  const auto account = cloud.store.FindAccountByName("anna")->id;
+  // A file stands where the account's folder would be.
+  const auto blocked = cloud.folder.path / "objects" / std::to_string(account);
+  std::ofstream(blocked) << "in the way";
+  EXPECT_EQ(cloud.Call({}, "PUT", target, bytes).Code(), "31085000");
+  EXPECT_FALSE(cloud.store.FindObject(account, Sha256Hex(bytes)));
+  EXPECT_EQ(cloud.store.FindAccount(account)->usedBytes, 0);
+  std::filesystem::remove(blocked);
+  EXPECT_EQ(cloud.Call({}, "PUT", target, bytes).status, 200);
 }
 
 TEST_F(ContentTest, PlainContentHasLinks) {

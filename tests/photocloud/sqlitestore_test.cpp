@@ -134,6 +134,56 @@ TEST_F(SqliteStoreTest, DamagedFileIsToldNotUsed) {
   EXPECT_THROW(SqliteStore{file}, StoreFailure);
 }
 
+// Makes every insert into a table fail, as a full disk would.
+class RefusedTable {
+ public:
+  RefusedTable(const std::filesystem::path& file, const std::string& name) : table(name) {
+    sqlite3_open(file.c_str(), &connection);
+    Execute("CREATE TRIGGER refuse_insert BEFORE INSERT ON " + table +
+            " BEGIN SELECT RAISE(ABORT,'full'); END");
+    Execute("CREATE TRIGGER refuse_update BEFORE UPDATE ON " + table +
+            " BEGIN SELECT RAISE(ABORT,'full'); END");
+  }
+  ~RefusedTable() {
+    Execute("DROP TRIGGER refuse_insert");
+    Execute("DROP TRIGGER refuse_update");
+    sqlite3_close(connection);
+  }
+
+ private:
+  void Execute(const std::string& sql) {
+    EXPECT_EQ(sqlite3_exec(connection, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sql;
+  }
+  const std::string table;
+  sqlite3* connection = nullptr;
+};
+
+TEST_F(CloudTest, EachFailedWriteOfAnUploadLeavesNothing) {
+  const auto account = cloud.store.FindAccountByName("anna")->id;
+  const Json::Value body = UploadBody("a.jpg", std::string(100, 'a'), "s", "l");
+  for (const char* table : {"media", "assets", "slices"}) {
+    const RefusedTable refused(cloud.folder.path / "photocloud.db", table);
+    EXPECT_EQ(cloud.Call(anna, "POST", "/cloudPhoto/v1/media?mode=temp", body).Code(), "31085000") << table;
+    EXPECT_TRUE(cloud.store.ListUploadsBefore(INT64_MAX, 10).empty()) << table;
+    EXPECT_EQ(cloud.store.ReservedBytes(account), 0) << table;
+  }
+  Upload(cloud, anna, "a.jpg", std::string(100, 'a'));
+}
+
+TEST_F(CloudTest, EachFailedWriteOfAChangeLeavesTheVersion) {
+  const std::string id = cloud.MakeMedia(anna, "a.jpg");
+  const std::string version = cloud.Version(anna);
+  for (const char* table : {"media", "accounts"}) {
+    const RefusedTable refused(cloud.folder.path / "photocloud.db", table);
+    EXPECT_EQ(cloud.Call(anna, "PATCH", "/cloudPhoto/v1/media/" + id, Json(R"({"favorite":true})")).status,
+              500);
+    EXPECT_EQ(cloud.Call(anna, "DELETE", "/cloudPhoto/v1/media/" + id).status, 500);
+    EXPECT_EQ(cloud.Version(anna), version) << table;
+    EXPECT_EQ(cloud.Call(anna, "GET", "/cloudPhoto/v1/media/" + id).json["favorite"], false);
+  }
+  EXPECT_EQ(cloud.Call(anna, "DELETE", "/cloudPhoto/v1/media/" + id).status, 200);
+}
+
 TEST_F(SqliteStoreTest, CopyIsAStoreOfItsOwn) {
   const auto account = Account("anna");
   store.PutAlbum(account, Album("a"));

@@ -1,6 +1,7 @@
 #include "photocloud/base/text.h"
 
 #include "photocloud/base/digest.h"
+#include "photocloud/base/json.h"
 #include "photocloud/base/timetext.h"
 #include "photocloud/net/message.h"
 #include "testcloud.h"
@@ -27,6 +28,12 @@ TEST(Text, PlainTextIsUtf8WithoutControls) {
                                   std::string(1, '\0'), std::string("\xC0\x80"), std::string("\x7F")}) {
     EXPECT_FALSE(IsPlainText(text));
   }
+}
+
+TEST(Json, TextThatIsNoUtf8IsRefused) {
+  EXPECT_TRUE(ParseJson("{\"a\":\"\xC3\xA4\"}"));
+  EXPECT_FALSE(ParseJson("{\"a\":\"\xC3\"}"));
+  EXPECT_FALSE(ParseJson("{\"a\":\"\\ud800\"}"));
 }
 
 TEST(Text, RandomIdsDiffer) { EXPECT_NE(RandomId(), RandomId()); }
