@@ -132,7 +132,10 @@ int RemoveUser(const Options& options) {
   const auto account = data.store.FindAccountByName(options.userName);
   if (!account) return Fail("no such user");
   data.store.RemoveAccount(account->id);
-  ObjectVault(data.store, data.objects, data.clock).SweepOrphans();
+  // Only this account's files: names of other accounts' objects may be coming
+  // back in a running server.
+  for (const std::string& object : data.objects.List(account->id))
+    (void)data.objects.Remove(account->id, object);
   return 0;
 }
 

@@ -23,15 +23,14 @@ constexpr std::size_t kLongestUserName = 200;
 
 struct OwnAlbum {
   const char* id;
-  const char* name;
   const char* type;
 };
 
 // Albums that every account has from its start. The bin is of another type, so
-// that lists of ordinary albums leave it out.
-constexpr OwnAlbum kOwnAlbums[] = {{"default-album-1", "Camera", "0"},
-                                   {"default-album-2", "Screenshots", "0"},
-                                   {"default-album-3", "Recycle bin", "4"}};
+// that lists of ordinary albums leave it out. Devices show names of their own
+// for them; here the id stands in, so that no name of a user's album is taken.
+constexpr OwnAlbum kOwnAlbums[] = {
+    {"default-album-1", "0"}, {"default-album-2", "0"}, {"default-album-3", "4"}};
 
 std::string NewToken() { return ToBase64Url(RandomBytes(32)); }
 
@@ -39,7 +38,7 @@ void AddOwnAlbums(MetadataStore& store, std::int64_t account, std::int64_t nowMs
   for (const OwnAlbum& own : kOwnAlbums) {
     AlbumRecord album;
     album.id = own.id;
-    album.albumName = own.name;
+    album.albumName = own.id;
     album.type = own.type;
     album.createdMs = nowMs;
     album.createdTime = FormatTime(nowMs);

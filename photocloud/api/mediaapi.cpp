@@ -134,6 +134,21 @@ void StorePlans(Exchange& exchange, const std::vector<AssetPlan>& plans) {
   }
 }
 
+// Devices send metadata of the picture with its content; they belong to the
+// media all the same.
+Json::Value WithContentMetadata(const Json::Value& body) {
+  Json::Value whole = body;
+  for (const Json::Value& attachment : body["attachments"]) {
+    if (TextOf(attachment, "usage") != "content") continue;
+    const Json::Value& attributes = attachment["asset"]["attributes"];
+    for (const char* key : {"pictureMetadata", "videoMetadata"}) {
+      if (attributes.isObject() && attributes.isMember(key) && !whole.isMember(key))
+        whole[key] = attributes[key];
+    }
+  }
+  return whole;
+}
+
 Answer CreateMedia(Exchange& exchange) {
   if (exchange.request.Query("mode") != "temp") return Answer(ErrorCode::Malformed, "mode");
   if (exchange.body.isMember("id")) return ReopenMedia(exchange);
@@ -146,12 +161,13 @@ Answer CreateMedia(Exchange& exchange) {
   own["favorite"] = false;
   own["deviceId"] = exchange.Device();
   media.fields = WriteJson(own);
-  std::string fault = TakeMediaFields(exchange.body, media);
+  // First the attachments: their shape is known to be right afterwards.
+  auto planned = PlanAssets(exchange, media.id);
+  if (const auto* error = std::get_if<ErrorCode>(&planned)) return Answer(*error, "attachments");
+  std::string fault = TakeMediaFields(WithContentMetadata(exchange.body), media);
   if (fault.empty()) fault = TakePlace(exchange.body, media.touchedMs, media);
   if (!fault.empty()) return Answer(ErrorCode::Malformed, fault);
   if (!HasAlbum(exchange, media)) return ErrorCode::AlbumUnknown;
-  auto planned = PlanAssets(exchange, media.id);
-  if (const auto* error = std::get_if<ErrorCode>(&planned)) return Answer(*error, "attachments");
   auto& plans = std::get<std::vector<AssetPlan>>(planned);
   for (AssetPlan& plan : plans) LinkHeldObjects(exchange, plan);
   if (!HasSpace(exchange, BytesToCome(plans))) return ErrorCode::NoSpace;

@@ -43,6 +43,8 @@ constexpr seconds kStreamLife(1800);
 // Requests under way at a stop get this long.
 constexpr seconds kStopTimeout(10);
 
+constexpr milliseconds kAcceptPause(200);
+
 constexpr const char* kStreamHead =
     "HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nCache-Control: no-store\r\nConnection: "
     "close\r\n\r\n";
@@ -99,6 +101,7 @@ struct HttpServer::State {
         io(settings.threads),
         acceptor(asio::make_strand(io)),
         signals(acceptor.get_executor()),
+        acceptTimer(acceptor.get_executor()),
         stopTimer(io) {}
 
   bool Join(const std::shared_ptr<Connection>& connection) {
@@ -116,6 +119,7 @@ struct HttpServer::State {
   }
 
   void Accept();
+  void AcceptLater();
   // Runs on the acceptor's strand, since no other thread may use it meanwhile.
   void OnStop();
   void Repeat(std::shared_ptr<asio::steady_timer> timer, milliseconds period, std::function<void()> task);
@@ -127,6 +131,7 @@ struct HttpServer::State {
   std::optional<asio::ssl::context> tls;
   tcp::acceptor acceptor;
   asio::signal_set signals;
+  asio::steady_timer acceptTimer;
   asio::steady_timer stopTimer;
   std::function<void()> onStop;
   std::atomic<bool> isStopping{false};
@@ -393,21 +398,30 @@ bool ParseAddress(const std::string& text, tcp::endpoint& endpoint) {
 void HttpServer::State::Accept() {
   acceptor.async_accept(asio::make_strand(io), [this](beast::error_code error, tcp::socket socket) {
     if (!acceptor.is_open()) return;
-    if (!error) {
-      beast::error_code ignored;
-      const auto peer = socket.remote_endpoint(ignored);
-      socket.set_option(tcp::no_delay(true), ignored);
-      const auto launch = [this, executor = socket.get_executor()](auto session) {
-        if (Join(session)) asio::post(executor, [session] { session->Start(); });
-      };
-      using TlsStream = beast::ssl_stream<beast::tcp_stream>;
-      if (tls) {
-        launch(std::make_shared<Session<TlsStream, State>>(this, peer, std::move(socket), *tls));
-      } else {
-        launch(std::make_shared<Session<beast::tcp_stream, State>>(this, peer, std::move(socket)));
-      }
+    if (error) return AcceptLater();
+    beast::error_code ignored;
+    const auto peer = socket.remote_endpoint(ignored);
+    socket.set_option(tcp::no_delay(true), ignored);
+    const auto launch = [this, executor = socket.get_executor()](auto session) {
+      if (Join(session)) asio::post(executor, [session] { session->Start(); });
+    };
+    using TlsStream = beast::ssl_stream<beast::tcp_stream>;
+    if (tls) {
+      launch(std::make_shared<Session<TlsStream, State>>(this, peer, std::move(socket), *tls));
+    } else {
+      launch(std::make_shared<Session<beast::tcp_stream, State>>(this, peer, std::move(socket)));
     }
     Accept();
+  });
+}
+
+// Out of handles, most likely: some come back when connections end, and trying
+// again at once would only take their time.
+void HttpServer::State::AcceptLater() {
+  Log(LogLevel::Warning, "cannot accept");
+  acceptTimer.expires_after(kAcceptPause);
+  acceptTimer.async_wait([this](beast::error_code error) {
+    if (!error && acceptor.is_open()) Accept();
   });
 }
 
@@ -416,6 +430,7 @@ void HttpServer::State::OnStop() {
   Log(LogLevel::Info, "stopping");
   beast::error_code ignored;
   acceptor.close(ignored);
+  acceptTimer.cancel();
   signals.cancel(ignored);
   if (onStop) onStop();
   const std::lock_guard guard(connectionsLock);

@@ -113,6 +113,10 @@ TEST_F(CloudTest, OwnAlbumsOfTheCloudStay) {
   EXPECT_EQ(cloud.Version(anna), version);
 }
 
+TEST_F(CloudTest, OwnAlbumsTakeNoNameAUserWouldGive) {
+  for (const char* name : {"Camera", "Screenshots", "Recycle bin"}) cloud.MakeAlbum(anna, name, name);
+}
+
 TEST_F(CloudTest, AlbumFieldsOfAWrongTypeAreNamed) {
   const std::pair<const char*, const char*> cases[] = {
       {R"({"albumName":1})", "albumName"},

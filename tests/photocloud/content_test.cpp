@@ -332,6 +332,27 @@ TEST_F(ContentTest, DiskThatRefusesLeavesNoRecordOfTheObject) {
   EXPECT_EQ(cloud.Call({}, "PUT", target, bytes).status, 200);
 }
 
+TEST_F(ContentTest, MetadataMayComeWithTheContent) {
+  Json::Value body = UploadBody("a.jpg", content, small, large);
+  body["attachments"][0]["asset"]["attributes"]["pictureMetadata"]["width"] = 40;
+  const Reply made = cloud.Call(anna, "POST", std::string(kCreate) + "&fields=id,pictureMetadata", body);
+  EXPECT_EQ(made.json["pictureMetadata"]["width"], 40);
+  body["attachments"][0]["asset"]["attributes"]["pictureMetadata"] = "text";
+  EXPECT_EQ(cloud.Call(anna, "POST", kCreate, body).json["error"]["errors"][0]["subject"], "pictureMetadata");
+}
+
+TEST_F(ContentTest, AttachmentsOfAWrongShapeAreRefused) {
+  for (const char* attachments :
+       {"{}", "[1]", R"([{"usage":"content"}])", R"([{"usage":"content","asset":[]}])"}) {
+    Json::Value body = UploadBody("a.jpg", content, small, large);
+    body["attachments"] = Json(attachments);
+    EXPECT_EQ(cloud.Call(anna, "POST", kCreate, body).Code(), "31084000") << attachments;
+  }
+  Json::Value twice = UploadBody("a.jpg", content, small, large);
+  twice["attachments"][1] = twice["attachments"][0];
+  EXPECT_EQ(cloud.Call(anna, "POST", kCreate, twice).Code(), "31084000");
+}
+
 TEST_F(ContentTest, PlainContentHasLinks) {
   Json::Value body = UploadBody("a.jpg", "short content", "s", "l");
   body["attachments"][0]["asset"].removeMember("cipher");
