@@ -2,13 +2,11 @@
 
 #include "photocloud/api/handlers.h"
 #include "photocloud/base/json.h"
-#include "photocloud/base/text.h"
 
 namespace photocloud {
 namespace {
 
 constexpr std::size_t kMaxKeysBytes = 64 << 10;
-constexpr std::size_t kLongestDevice = 256;
 
 Answer TokenAnswer(const std::variant<Tokens, ErrorCode>& result) {
   if (const auto* refused = std::get_if<ErrorCode>(&result)) return *refused;
@@ -27,8 +25,10 @@ Answer Login(Exchange& exchange) {
   const Json::Value& body = exchange.body;
   if (!body["userName"].isString()) return Answer(ErrorCode::Malformed, "userName");
   if (!body["password"].isString()) return Answer(ErrorCode::Malformed, "password");
-  return TokenAnswer(exchange.services.accounts.Login(TextOf(body, "userName"), TextOf(body, "password"),
-                                                      TextOf(body, "deviceId")));
+  const std::string device = TextOf(body, "deviceId");
+  if (!IsDeviceName(device)) return Answer(ErrorCode::Malformed, "deviceId");
+  const std::string user = TextOf(body, "userName");
+  return TokenAnswer(exchange.services.accounts.Login(user, TextOf(body, "password"), device));
 }
 
 Answer Refresh(Exchange& exchange) {

@@ -39,10 +39,10 @@ Answer::Answer(ErrorCode error, const std::string& subject)
 
 std::string Exchange::Device() const {
   const std::string named = request.Header("x-zt-device-id");
-  // It is stored with every change, so a name that is no name does not count.
-  const bool isName = !named.empty() && named.size() <= kLongestDevice && IsPlainText(named);
-  return isName ? named : caller.deviceId;
+  return !named.empty() && IsDeviceName(named) ? named : caller.deviceId;
 }
+
+bool IsDeviceName(const std::string& text) { return text.size() <= kLongestDevice && IsPlainText(text); }
 
 std::int64_t Exchange::NextVersion() {
   TellDevices();

@@ -59,6 +59,9 @@ struct Exchange {
   void TellDevices();
 };
 
+// True for a name that may stand in records as the device of a change.
+bool IsDeviceName(const std::string& text);
+
 // A page of a list: `cursor` and `pageSize` of the request.
 constexpr int kMaxPageSize = 100;
 std::variant<int, ErrorCode> PageSize(const Request& request);

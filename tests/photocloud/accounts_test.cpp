@@ -20,6 +20,17 @@ TEST_F(CloudTest, LoginGivesTokensThatWork) {
             200);
 }
 
+TEST_F(CloudTest, LoginNamesTheDeviceOfRequestsThatNameNone) {
+  Json::Value body = LoginBody("anna", "secret of anna");
+  body["deviceId"] = "desktop";
+  Device unnamed{"", cloud.Call({}, "POST", "/cloudPhoto/v1/auth/login", body).json["accessToken"].asString(),
+                 anna.lock};
+  cloud.MakeMedia(unnamed, "a.jpg");
+  EXPECT_EQ(cloud.Call(anna, "GET", "/cloudPhoto/v1/changes").json["changes"][0]["device"], "desktop");
+  body["deviceId"] = std::string(300, 'x');
+  EXPECT_EQ(cloud.Call({}, "POST", "/cloudPhoto/v1/auth/login", body).Code(), "31084000");
+}
+
 TEST_F(CloudTest, WrongPasswordAndUnknownNameAnswerAlike) {
   const Reply wrong = cloud.Call({}, "POST", "/cloudPhoto/v1/auth/login", LoginBody("anna", "guess"));
   const Reply unknown = cloud.Call({}, "POST", "/cloudPhoto/v1/auth/login", LoginBody("nobody", "guess"));
