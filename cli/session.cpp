@@ -9,7 +9,7 @@
 #include "host/logger.h"
 #include "host/userauthservice.h"
 #include "resources/resourcetext.h"
-#include "store/dbhelper.h"
+#include "store/sqlitedb.h"
 #include "sync/modelload.h"
 
 namespace {
@@ -41,8 +41,11 @@ bool Session::Open(const std::filesystem::path& profile, Output& output) {
     return false;
   }
   object.InitWnd();
-  LoadModel();
-  return true;
+  if (LoadModel()) return true;
+  output.Error("cannot read the gallery's database " +
+               platform::NativePath(platform::Utf8ToWide(SQLiteDB::GetInstance().Path())).string() +
+               "; the log in " + (data / "logs").string() + " tells why");
+  return false;
 }
 
 Album::Ptr Session::FindAlbum(const std::string& name) const {
@@ -51,9 +54,10 @@ Album::Ptr Session::FindAlbum(const std::string& name) const {
   if (auto album = gallery.AlbumNameIsExist(platform::Utf8ToWide(name))) return album;
   Gallery::Albums albums;
   gallery.GetAlbums(albums, true);
+  if (const auto bin = gallery.GetAlbum(kRecycleAlbumId)) albums.push_back(bin);
   for (const AlbumKind kind : {AlbumKind::TimeLine, AlbumKind::RecentlyUpload, AlbumKind::AllPictures,
-                               AlbumKind::AllVideos, AlbumKind::Favorite, AlbumKind::RecycleBin}) {
-    if (auto view = gallery.GetAlbum(SystemAlbumId(kind))) albums.push_back(view);
+                               AlbumKind::AllVideos, AlbumKind::Favorite}) {
+    if (auto view = gallery.GetOrCreateSystemAlbum(kind)) albums.push_back(view);
   }
   const auto found = std::find_if(albums.begin(), albums.end(),
                                   [&name](const Album::Ptr& album) { return ShownName(*album) == name; });

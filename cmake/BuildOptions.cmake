@@ -16,8 +16,10 @@ find_program(CCACHE ccache)
 if(CCACHE)
   # Without this sloppiness every change of a precompiled header's time stamp
   # would be a cache miss.
-  set(CMAKE_CXX_COMPILER_LAUNCHER env CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
-                                  ${CCACHE})
+  # The base folder lets clones and work trees share what was compiled.
+  set(CMAKE_CXX_COMPILER_LAUNCHER
+      env CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
+      CCACHE_BASEDIR=${CMAKE_SOURCE_DIR} CCACHE_NOHASHDIR=1 ${CCACHE})
   add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-fpch-preprocess>)
 endif()
 find_program(MOLD mold)

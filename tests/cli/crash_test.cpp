@@ -14,9 +14,9 @@ class CrashTest : public CliTest {
  protected:
   void SetUp() override { WritePictures("Trip", kPictures); }
   std::vector<std::string> ImportCommand() { return Command({"import", (folder / "Trip").string()}); }
-  // The import, until its database holds about `files` rows.
-  void WaitForRows(std::size_t files) {
-    while (Run({"ls"}).Lines().size() < files) {
+  // Lets the import run until the gallery holds that many files.
+  void WaitForRows(Process& import, std::size_t files) {
+    while (import.Running() && Run({"ls"}).Lines().size() < files) {
     }
   }
 };
@@ -25,7 +25,7 @@ TEST_F(CrashTest, KilledImportOpensWithWholeRowsAndIsCompletedByTheNext) {
   std::mt19937 random(5);
   for (int round = 0; round < 6; ++round) {
     Process import(ImportCommand());
-    WaitForRows(static_cast<std::size_t>(round) * 250 + random() % 200);
+    WaitForRows(import, static_cast<std::size_t>(round) * 250 + random() % 200);
     import.Signal(SIGKILL);
     (void)import.Wait();
     const auto files = Documents({"ls", "--all"});
@@ -44,7 +44,7 @@ TEST_F(CrashTest, KilledImportOpensWithWholeRowsAndIsCompletedByTheNext) {
 
 TEST_F(CrashTest, InterruptedImportStopsBetweenFiles) {
   Process import(ImportCommand());
-  WaitForRows(100);
+  WaitForRows(import, 100);
   import.Signal(SIGINT);
   std::string output;
   EXPECT_EQ(import.Wait(&output), 1);

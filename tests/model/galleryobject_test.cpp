@@ -86,7 +86,7 @@ TEST_F(GalleryObjectTest, NextUserFindsNothingOfTheFirst) {
   ASSERT_TRUE(GlobalParamWrapper::GetInstance()->Load());
   ASSERT_TRUE(UserAuthService::GetInstance()->Load());
   object.InitWnd();
-  LoadModel();
+  ASSERT_TRUE(LoadModel());
   EXPECT_EQ(gallery.FileCount(), 0u);
   EXPECT_EQ(gallery.AlbumNameIsExist(L"Private"), nullptr);
   EXPECT_TRUE(object.GetGalleryHomeData(empty).empty());

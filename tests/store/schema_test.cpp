@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
@@ -188,6 +189,19 @@ TEST_F(SchemaTest, FreshDatabaseNeedsNoUpgrade) {
   const auto version = RawDatabase(Path()).Column("PRAGMA schema_version");
   ASSERT_TRUE(Open("alice"));
   EXPECT_EQ(RawDatabase(Path()).Column("PRAGMA schema_version"), version);
+}
+
+TEST_F(SchemaTest, ProcessesThatStartAtOnceAllGetTheirDatabase) {
+  for (int round = 0; round < 20; ++round) {
+    const std::string path = (folder.Path() / ("shared" + std::to_string(round))).string();
+    std::atomic<int> created{0};
+    std::vector<std::thread> starters;
+    for (int i = 0; i < 4; ++i) {
+      starters.emplace_back([&] { created += SQLiteDB::GetInstance().CreateDb(path); });
+    }
+    for (auto& starter : starters) starter.join();
+    EXPECT_EQ(created, 4);
+  }
 }
 
 TEST_F(SchemaTest, UserFolderThatCannotBeMadeLeavesTheGalleryWithoutAStore) {

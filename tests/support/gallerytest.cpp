@@ -67,7 +67,7 @@ Album::Ptr GalleryTest::CloudAlbum(const std::string& id, const std::wstring& na
 
 void GalleryTest::Restart() {
   ASSERT_TRUE(gallery.Init());
-  LoadModel();
+  ASSERT_TRUE(LoadModel());
 }
 
 std::vector<std::string> GalleryTest::Ids(const Album::Ptr& album) {

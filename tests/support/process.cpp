@@ -42,6 +42,11 @@ std::string Process::ReadLine() {
   return line;
 }
 
+bool Process::Running() {
+  siginfo_t ended{};
+  return waitid(P_PID, static_cast<id_t>(pid), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 && ended.si_pid == 0;
+}
+
 void Process::Signal(int number) const { kill(pid, number); }
 
 int Process::Wait(std::string* output) {

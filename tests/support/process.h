@@ -16,6 +16,8 @@ class Process {
 
   // The next line of its standard output, without the line end; empty at the end.
   std::string ReadLine();
+  // False once the program has ended, which is noticed here.
+  bool Running();
   void Signal(int number) const;
   // Waits for the end. The exit status, or minus the number of the signal that
   // ended it. What it printed and was not read yet goes to `output`.

@@ -12,6 +12,7 @@ namespace {
 
 constexpr int kOpenFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
 static_assert(kOpenFlags == 32774);
+constexpr int kBusyMs = 5000;
 
 struct ConnectionCloser {
   void operator()(sqlite3* connection) const { sqlite3_close_v2(connection); }
@@ -37,6 +38,8 @@ int SQLiteDB::CreateDb(const std::string& file) {
     LogError(kTag, "Create sync database failed,error code is ." + std::to_string(openCode));
     return 0;
   }
+  // Another process of the same user may be at the same file at this moment.
+  sqlite3_busy_timeout(connection.get(), kBusyMs);
   char* reason = nullptr;
   const int walCode = sqlite3_exec(connection.get(), "PRAGMA journal_mode=WAL;", nullptr, nullptr, &reason);
   sqlite3_free(reason);

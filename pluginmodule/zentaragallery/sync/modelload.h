@@ -6,5 +6,6 @@
 // Gallery::Init: albums first, told to `onAlbumsLoaded` (null: nobody asks), then
 // files, less those whose content the cloud has lost unless the host shows these.
 // In the user's hidden period no album is loaded. Any thread but the
-// user-interface thread: it reads every row.
-void LoadModel(const std::function<void()>& onAlbumsLoaded = nullptr);
+// user-interface thread: it reads every row. False when the database cannot be
+// read; the gallery is then empty.
+bool LoadModel(const std::function<void()>& onAlbumsLoaded = nullptr);
