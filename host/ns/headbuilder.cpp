@@ -50,7 +50,9 @@ std::vector<std::string> HeadBuilder::Lines(const Json::Value& headers) {
   for (const std::string& name : headers.getMemberNames()) {
     const Json::Value& value = headers[name];
     const Json::Value& text = value.isArray() && !value.empty() ? value[0] : value;
-    if (text.isString()) lines.push_back(name + ":" + text.asString());
+    if (!text.isString()) continue;
+    // Without a value the library would take "name:" for an order to leave it out.
+    lines.push_back(text.asString().empty() ? name + ";" : name + ":" + text.asString());
   }
   return lines;
 }

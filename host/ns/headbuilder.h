@@ -22,7 +22,8 @@ class HeadBuilder {
   static void SetProvider(Provider provider);
 
   static Json::Value Build(const std::string& lockToken = {});
-  // "name:value", in the order of names.
+  // "name:value", in the order of names; "name;" for an empty value, as libcurl
+  // wants it.
   static std::vector<std::string> Lines(const Json::Value& headers);
 };
 

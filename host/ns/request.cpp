@@ -55,7 +55,8 @@ RawAnswer SendOnce(const SingleRequest& request) {
   const std::string sent = request.body.isNull() ? std::string() : JsonText::Write(request.body);
   std::string received;
   CurlConn connection;
-  if (!connection.SetUrl(base + request.uri)) {
+  // Without a service there is nothing to refuse, and so nothing to log.
+  if (base.empty() || !connection.SetUrl(base + request.uri)) {
     answer.curlCode = curlppx::kCurlUrlMalformat;
     return answer;
   }
