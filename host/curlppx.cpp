@@ -120,6 +120,8 @@ struct CurlConn::State {
   Writer writer;
   Reader reader;
   Progress progress;
+  std::uint64_t uploadBytes = 0;
+  std::uint64_t uploadLeft = 0;  // of the present attempt
 };
 
 std::size_t CurlConn::State::OnWrite(char* data, std::size_t size, std::size_t count, void* self) {
@@ -132,8 +134,14 @@ std::size_t CurlConn::State::OnWrite(char* data, std::size_t size, std::size_t c
 }
 
 std::size_t CurlConn::State::OnRead(char* buffer, std::size_t size, std::size_t count, void* self) {
+  auto& state = *static_cast<State*>(self);
+  const auto wanted = std::min<std::uint64_t>(size * count, state.uploadLeft);
+  if (wanted == 0) return 0;
   try {
-    return static_cast<State*>(self)->reader(buffer, size * count);
+    const std::size_t given = state.reader(buffer, wanted);
+    state.uploadLeft -= std::min<std::uint64_t>(given, state.uploadLeft);
+    // The other side waits for what was announced, until it loses its patience.
+    return given == 0 ? CURL_READFUNC_ABORT : given;
   } catch (const std::exception&) {
     return CURL_READFUNC_ABORT;
   }
@@ -227,6 +235,7 @@ void CurlConn::SetMethod(Method method, const std::string& body) {
 
 void CurlConn::SetUpload(std::int64_t bytes, Reader reader) {
   state->reader = std::move(reader);
+  state->uploadBytes = static_cast<std::uint64_t>(std::max<std::int64_t>(bytes, 0));
   state->Set(CURLOPT_UPLOAD, 1L);
   state->Set(CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(bytes));
   state->Set(CURLOPT_READFUNCTION, &State::OnRead);
@@ -247,6 +256,7 @@ void CurlConn::SetNoLowestSpeed() { state->Set(CURLOPT_LOW_SPEED_LIMIT, 0L); }
 TransferResult CurlConn::Perform() {
   if (!IsReady()) return {kCurlOutOfMemory, 0};
   TransferResult result;
+  state->uploadLeft = state->uploadBytes;
   result.curlCode = curl_easy_perform(state->easy.get());
   curl_easy_getinfo(state->easy.get(), CURLINFO_RESPONSE_CODE, &result.httpCode);
   if (result.curlCode == kCurlPeerCertificate) {

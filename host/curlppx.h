@@ -87,7 +87,8 @@ class CurlConn {
   // `body` is not copied: it must live as long as this object. GET and DELETE
   // send none.
   void SetMethod(Method method, const std::string& body);
-  // Makes the request a PUT of `bytes` bytes that `reader` gives.
+  // Makes the request a PUT of `bytes` bytes that `reader` gives. No more are
+  // sent, and with fewer the transfer fails.
   void SetUpload(std::int64_t bytes, Reader reader);
   void SetWriter(Writer writer);
   void SetProgress(Progress progress);

@@ -212,12 +212,12 @@ TEST_F(CloudHelperTest, MediaComeInPagesOfAHundred) {
 
 TEST_F(CloudHelperTest, AlbumListingLeavesOtherAlbumsAndTheBinOut) {
   OtherDevice other(server, "other");
-  other.AddAlbum("it's & more", "Trip");
-  const std::string id = other.AddMedia("in.jpg", "it's & more");
+  other.AddAlbum("it's 50% more", "Trip");
+  const std::string id = other.AddMedia("in.jpg", "it's 50% more");
   other.AddMedia("elsewhere.jpg");
-  const std::string binned = other.AddMedia("binned.jpg", "it's & more");
+  const std::string binned = other.AddMedia("binned.jpg", "it's 50% more");
   other.Send("PATCH", "/media/" + binned, R"({"albumId":"default-album-3"})");
-  const auto page = CloudPhotoV2Helper::GetFilesByAlbumId("it's & more");
+  const auto page = CloudPhotoV2Helper::GetFilesByAlbumId("it's 50% more");
   ASSERT_NE(page, nullptr);
   ASSERT_EQ(page->media.size(), 1U);
   EXPECT_EQ(page->media[0].uniqueId, id);
@@ -305,7 +305,7 @@ TEST_F(CloudHelperTest, CutAnswerAndNoAnswerAreNoEmptyListing) {
   const LogText log;
   FillTables();
   OtherDevice(server, "other").AddMedia("a.jpg");
-  server.Fault(R"({"path":"GET|/cloudPhoto/v1/media","cutAfterBytes":20})");
+  server.Fault(R"({"method":"GET","path":"/cloudPhoto/v1/media","cutAfterBytes":20})");
   std::string cursor;
   EXPECT_EQ(CloudPhotoV2Helper::GetFiles(cursor, 0), nullptr);
   EXPECT_TRUE(log.Has("net error! info:"));

@@ -108,7 +108,8 @@ Json::Value CloudServer::Control(const std::string& method, const std::string& p
 
 std::vector<std::string> CloudServer::Requests() {
   std::vector<std::string> requests;
-  for (const Json::Value& seen : Control("GET", "/faults/requests", {})["requests"]) {
+  const Json::Value answer = Control("GET", "/faults/requests", {});
+  for (const Json::Value& seen : answer["requests"]) {
     const std::string text = seen["method"].asString() + " " + seen["path"].asString();
     requests.push_back(seen["inBatch"].asBool() ? "[" + text + "]" : text);
   }

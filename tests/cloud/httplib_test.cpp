@@ -221,6 +221,13 @@ TEST_F(UploadFileTest, OtherAnswersAreTriedThreeTimesAndFail) {
   EXPECT_TRUE(log.Has("request fail, code:204\\n response:"));
 }
 
+TEST_F(UploadFileTest, RetryDoesNotRewindAndFailsAtOnce) {
+  LoopbackServer server({Answer(500), Answer(500), Answer(200)});
+  EXPECT_FALSE(Upload(server));
+  EXPECT_EQ(params.readPosition, 9);
+  EXPECT_THAT(server.Requests().at(0), EndsWith("encrypted"));
+}
+
 TEST_F(UploadFileTest, SourceThatIsGoneEndsIt) {
   LoopbackServer server({Answer(200)});
   std::filesystem::remove(source);

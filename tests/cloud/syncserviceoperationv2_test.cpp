@@ -34,7 +34,8 @@ class SyncOperationTest : public CloudTest {
     album->Classify();
     return album;
   }
-  // The service's own view, by another device.
+  // The service's own view, by another device. Three albums are there from the
+  // start: two ordinary ones and the bin.
   Json::Value AlbumsThere() { return OtherDevice(server, "reader").Send("GET", "/albums")["albums"]; }
   Json::Value MediaThere(const std::string& id) {
     return OtherDevice(server, "reader").Send("GET", "/media/" + id);
@@ -184,7 +185,7 @@ TEST_F(SyncOperationTest, AlbumsAreCreatedUnderTheirOwnIds) {
     EXPECT_EQ(album["createdTime"].asString(), "2024-05-01T10:20:30.125Z");
     EXPECT_EQ(album["properties"]["emptyShow"].asString(), "1");
   }
-  EXPECT_EQ(AlbumsThere().size(), 4U);
+  EXPECT_EQ(AlbumsThere().size(), 5U);
 }
 
 TEST_F(SyncOperationTest, SomeRefusedItemsGiveBothLists) {
@@ -285,7 +286,7 @@ TEST_F(SyncOperationTest, BatchWithoutTheLockChangesNothing) {
   const auto result = operation.UploadCreateAlbum({NewAlbum("a1", L"Trip")}, "no-lock");
   ASSERT_NE(result, nullptr);
   EXPECT_EQ(result->code, 1);
-  EXPECT_EQ(AlbumsThere().size(), 2U);
+  EXPECT_EQ(AlbumsThere().size(), 3U);
 }
 
 TEST_F(SyncOperationTest, FailedBatchGivesNoResult) {
@@ -304,7 +305,7 @@ TEST_F(SyncOperationTest, EnvelopeCarriesTheItemsInTheirOrder) {
   server.ForgetRequests();
   ASSERT_NE(operation.UploadDeleteAlbum({"b", "a/1"}, lock), nullptr);
   EXPECT_THAT(server.Requests(), ElementsAre("POST /cloudPhoto/v1/batch", "[DELETE /cloudPhoto/v1/albums/b]",
-                                             "[DELETE /cloudPhoto/v1/albums/a/1]"));
+                                             "[DELETE /cloudPhoto/v1/albums/a%2F1]"));
 }
 
 }  // namespace
