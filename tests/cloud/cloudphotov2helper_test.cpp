@@ -235,6 +235,13 @@ TEST_F(CloudHelperTest, DetailsComeForThoseThatTheCloudHas) {
   EXPECT_EQ((*files)[2].uniqueId, b);
 }
 
+TEST_F(CloudHelperTest, DetailThatCouldNotBeLookedUpIsNotTakenForGone) {
+  const std::string id = OtherDevice(server, "other").AddMedia("a.jpg");
+  server.Fault(R"({"method":"GET","path":"/cloudPhoto/v1/media/","status":503})");
+  EXPECT_EQ(CloudPhotoV2Helper::GetFileDetail({id}), nullptr);
+  EXPECT_NE(CloudPhotoV2Helper::GetFileDetail({id}), nullptr);
+}
+
 TEST_F(CloudHelperTest, DetailsOfAnEmptyIdAreNotAskedFor) {
   const LogText log;
   EXPECT_EQ(CloudPhotoV2Helper::GetFileDetail({"a", ""}), nullptr);

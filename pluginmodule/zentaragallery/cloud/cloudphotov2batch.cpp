@@ -11,6 +11,7 @@ namespace V2 = NS::CloudPhoto::V2;
 using CloudAnswers::HasPayload;
 using Items = std::vector<NS::SingleRequest>;
 
+constexpr int kNotFound = 404;
 constexpr char kDetailFields[] =
     "albumId,createdTime,favorite,id,fileName,hashId,recycled,recycledTime,fileType,size,properties,"
     "editedTime,"
@@ -31,18 +32,20 @@ Items ItemsOf(const List& list, Make make) {
   return items;
 }
 
-// Adds the records of the answers that are good. One that is not is no record of
-// the cloud any more, which is an answer as well.
-void AddRecords(const std::vector<NS::SingleAnswer>& answers, std::vector<CloudFileInfo>& files) {
+// Adds the records that the cloud has. False, logged, for an item that failed: a
+// caller would take what is missing for deleted.
+bool AddRecords(const std::vector<NS::SingleAnswer>& answers, std::vector<CloudFileInfo>& files) {
   for (const NS::SingleAnswer& answer : answers) {
     V2::Media media;
     if (answer.Ok() && V2::Read(answer.body, media)) {
       files.push_back(CloudRecords::ToFileInfo(media));
-    } else {
+    } else if (answer.code != kNotFound) {
       LogError("CloudPhotoV2Helper::GetFileDetail",
                "code:" + std::to_string(answer.code) + " " + (answer.error ? answer.error->Text() : ""));
+      return false;
     }
   }
+  return true;
 }
 
 }  // namespace
@@ -63,8 +66,7 @@ std::unique_ptr<std::vector<CloudFileInfo>> CloudPhotoV2Helper::GetFileDetail(
     const auto answers = Send(
         ItemsOf(part, [](const std::string& id) { return V2::MediaReq::GetMetadata(id, kDetailFields); }),
         "GetFileDetail");
-    if (!answers) return nullptr;
-    AddRecords(*answers, *files);
+    if (!answers || !AddRecords(*answers, *files)) return nullptr;
   }
   return files;
 }

@@ -44,6 +44,7 @@ class CloudPhotoV2Helper {
   // next page's, empty behind the last.
   static std::unique_ptr<MediaPage> GetFiles(std::string& cursor, int kind);
   static std::unique_ptr<MediaPage> GetFilesByAlbumId(const std::string& albumId);
+  // Those of the media that the cloud has; null when one could not be looked up.
   static std::unique_ptr<std::vector<CloudFileInfo>> GetFileDetail(const std::vector<std::string>& ids);
   // One page of changes with `otype`, `device` and what the change holds.
   static std::unique_ptr<std::vector<CloudFileInfo>> GetChangeFiles(const std::string& startCursor,
