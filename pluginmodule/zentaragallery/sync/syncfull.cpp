@@ -93,12 +93,18 @@ class SyncHelper::KnownFiles {
   KnownFiles() {
     Gallery::Files files;
     Gallery::GetInstance().GetAllFiles(files);
-    for (const auto& file : files) ids.insert(file->UniqueId());
+    for (const auto& file : files) {
+      ids.insert(file->UniqueId());
+      fromCloud = fromCloud || !file->IsLocalOnly();
+    }
   }
+  // Whether one of them came from the cloud before.
+  bool HoldsCloudFiles() const { return fromCloud; }
   bool Contains(const std::string& id) const { return ids.contains(id); }
 
  private:
   std::unordered_set<std::string> ids;
+  bool fromCloud = false;
 };
 
 bool SyncHelper::FullSync(SyncMode next) {
@@ -211,9 +217,9 @@ bool SyncHelper::FullSyncGalleryFilesV2(SyncMode next) {
     return result == 0;
   }
   LogInfo(kTag, "All Download V2 Begin");
-  bool skippedKnown = false;
+  bool heldBefore = false;
   fullListing = true;
-  const bool listed = RequestDownLoadFileV2(skippedKnown);
+  const bool listed = RequestDownLoadFileV2(heldBefore);
   fullListing = false;
   if (!listed) return Fail(kTag, "All DownLoad V2 Faild");
   const auto version = QueryVersion();
@@ -226,7 +232,7 @@ bool SyncHelper::FullSyncGalleryFilesV2(SyncMode next) {
       !row.AlbumVersion.empty() && row.LatestVersion > 0 && row.LatestVersion < version->fileVersion;
   // What was here before the listing started was not compared with it, and what
   // the cloud has deleted since stands in no listing.
-  if (moved || (skippedKnown && next == SyncMode::Full)) {
+  if (moved || (heldBefore && next == SyncMode::Full)) {
     briefingType = kMovedWhileListing;
     return Briefing(briefingType) != 0 || FinishFullSync();
   }
@@ -235,21 +241,21 @@ bool SyncHelper::FullSyncGalleryFilesV2(SyncMode next) {
   return true;
 }
 
-bool SyncHelper::RequestDownLoadFileV2(bool& skippedKnown) {
+bool SyncHelper::RequestDownLoadFileV2(bool& heldBefore) {
   constexpr char kStep[] = "SyncHelper::RequestDownLoadFileV2";
   const auto listing = Listing();
   if (!listing) return false;
   std::int64_t offset = DBHelper::GetInstance().GetMaxOffset();
   std::string cursor = localOperation.GetVersionRecord().FileCursor;
   const KnownFiles known;
+  heldBefore = known.HoldsCloudFiles();
   BackgroundAdder adder(localOperation);
   do {
     if (cancelTask) return Fail(kStep, "stopped");
     const auto page = listing->GetFiles(cursor, kWholeRecords);
     if (!page) return Fail(kStep, "the files could not be listed");
     SyncLocalOperation::Files fresh;
-    if (!StoreListedPage(*page, known, offset, skippedKnown, fresh))
-      return Fail(kStep, "a page could not be stored");
+    if (!StoreListedPage(*page, known, offset, fresh)) return Fail(kStep, "a page could not be stored");
     adder.Add(std::move(fresh));
     // Behind the rows: a stop in between repeats the page.
     if (!DBHelper::GetInstance().SetFileCursor(cursor)) return Fail(kStep, "the cursor could not be stored");
@@ -259,12 +265,9 @@ bool SyncHelper::RequestDownLoadFileV2(bool& skippedKnown) {
 }
 
 bool SyncHelper::StoreListedPage(const ICloudListing::MediaPage& page, const KnownFiles& known,
-                                 std::int64_t& offset, bool& skippedKnown, SyncLocalOperation::Files& fresh) {
+                                 std::int64_t& offset, SyncLocalOperation::Files& fresh) {
   for (std::size_t i = 0; i < page.media.size(); ++i) {
-    if (known.Contains(page.media[i].uniqueId)) {
-      skippedKnown = true;
-      continue;
-    }
+    if (known.Contains(page.media[i].uniqueId)) continue;
     const std::int64_t edited = i < page.editedTime.size() ? page.editedTime[i] : 0;
     fresh.push_back(FileOfListing(page.media[i], edited, offset++));
   }

@@ -137,9 +137,9 @@ class SyncHelper {
   bool AlignMemoryWithTable();
   bool FullSyncAlbumsV2();
   bool FullSyncGalleryFilesV2(SyncMode mode);
-  bool RequestDownLoadFileV2(bool& skippedKnown);
+  bool RequestDownLoadFileV2(bool& heldBefore);
   bool StoreListedPage(const ICloudListing::MediaPage& page, const KnownFiles& known, std::int64_t& offset,
-                       bool& skippedKnown, SyncLocalOperation::Files& fresh);
+                       SyncLocalOperation::Files& fresh);
   bool FinishFullSync();
   bool EndFullSync(bool good);
 
