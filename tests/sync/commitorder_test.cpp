@@ -38,13 +38,7 @@ class CommitOrderTest : public SyncTest {
   // Runs one round with fault number `n`; false when the round needed fewer.
   template <typename Arm, typename Count>
   bool Round(int n, const std::string& name, Arm arm, Count count, bool restart) {
-    TearDown();
-    SetUp();
-    // A profile of its own for each round.
-    const TemporaryFolder fresh;
-    cloud.~FakeAccount();
-    new (&cloud) FakeAccount();
-    EXPECT_TRUE(DBHelper::GetInstance().Execute("DELETE FROM GalleryFile;"));
+    StartAfresh();
     Prepare();
     ChangeBothSides();
     arm(n);
@@ -100,10 +94,7 @@ class FirstDownloadOrderTest : public SyncTest {};
 
 TEST_F(FirstDownloadOrderTest, EachFailedWriteOfAFirstDownloadIsMadeUpFor) {
   for (int n = 1; n < 100; ++n) {
-    TearDown();
-    SetUp();
-    cloud.~FakeAccount();
-    new (&cloud) FakeAccount();
+    StartAfresh();
     cloud.pageSize = 2;
     cloud.CreateAlbum("default-album-300-a", L"Alpha");
     for (int i = 0; i < 5; ++i) cloud.AddMedia("m" + std::to_string(i), L"m" + std::to_wstring(i) + L".jpg");

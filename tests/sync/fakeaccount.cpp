@@ -277,7 +277,14 @@ class FakeListing : public ICloudListing {
   FakeAccount& account;
 };
 
-FakeAccount::FakeAccount() {
+FakeAccount::FakeAccount() { Forget(); }
+
+void FakeAccount::Forget() {
+  std::lock_guard hold(lock);
+  albums.clear();
+  media.clear();
+  version = 0;
+  lockToken.clear();
   albums["default-album-1"] = {"default-album-1", L"Camera roll", 1, "/DCIM/default-album-1",
                                Json::objectValue};
 }

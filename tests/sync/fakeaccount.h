@@ -47,6 +47,9 @@ class FakeAccount {
   bool Delete(const std::string& id);
   void Touch() { NextVersion(); }  // something that is neither album nor media changed
 
+  // As new.
+  void Forget();
+
   // --- State
   std::int64_t Version();
   bool IsLocked();

@@ -95,6 +95,15 @@ void SyncTest::MakeSync() {
   sync->SetCallback(&listener);
 }
 
+void SyncTest::StartAfresh() {
+  for (const char* table : {"Album", "AlbumLocalVersion", "GalleryFile"}) {
+    ASSERT_TRUE(DBHelper::GetInstance().Execute("DELETE FROM " + std::string(table) + ";"));
+  }
+  TearDown();
+  cloud.Forget();
+  SetUp();
+}
+
 void SyncTest::Settle(int atMost) {
   std::string before;
   for (int i = 0; i < atMost; ++i) {

@@ -31,6 +31,8 @@ class SyncTest : public GalleryTest {
   void TearDown() override;
 
   void MakeSync();
+  // Both sides as at the start of a test.
+  void StartAfresh();
   bool Cycle() { return sync->RunOnce(); }
   // Runs until nothing changes on either side any more.
   void Settle(int atMost = 8);
