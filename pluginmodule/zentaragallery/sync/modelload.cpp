@@ -10,14 +10,15 @@ bool LoadModel(const std::function<void()>& onAlbumsLoaded) {
   auto* parameters = GlobalParamWrapper::GetInstance();
 
   Gallery::Albums rows;
-  const bool albumsRead = database.GetAlbums(rows);
+  bool good = database.GetAlbums(rows);  // The base logged why.
   if (parameters->GetDataHidePeriod()) rows.clear();
   (void)gallery.LoadAlbums(rows);
   if (onAlbumsLoaded) onAlbumsLoaded();
 
   Gallery::Files files;
-  const bool filesRead = database.GetFiles(files, parameters->GetEnableShowLostCloudPhoto());
-  gallery.ClearBursts();
+  good = database.GetFiles(files, parameters->GetEnableShowLostCloudPhoto()) && good;
+  // Files that are in memory already keep their places in their bursts.
+  if (gallery.FileCount() == 0) gallery.ClearBursts();
   (void)gallery.AddFiles(files);
-  return albumsRead && filesRead;
+  return good;
 }

@@ -1,0 +1,167 @@
+// The briefing: the whole listing of the cloud, in a cheap form, against the
+// whole gallery.
+
+#include "common/platform/paths.h"
+#include "host/globalparamwrapper.h"
+#include "store/dbhelper.h"
+#include "sync/briefingitem.h"
+#include "sync/synchelper.h"
+#include "utils/gallerylog.h"
+#include "utils/methodfunction.h"
+
+namespace {
+
+constexpr int kDone = 0;
+constexpr int kFailed = 1;
+constexpr int kAlreadyRunning = 2;
+constexpr int kRefused = 4;
+constexpr int kByPush = 2;
+constexpr int kExpired = 1;
+
+constexpr int kForComparison = 1;
+constexpr char kOwnAlbums[] = "default-album";
+constexpr std::int32_t kContentToUpload = 1;
+
+bool IsOnDisk(const GalleryFile& file) {
+  const std::wstring path = file.LocalPath();
+  std::error_code ignored;
+  return !path.empty() && std::filesystem::exists(platform::NativePath(path), ignored);
+}
+
+}  // namespace
+
+int SyncHelper::Briefing(int type) {
+  constexpr char kTag[] = "SyncHelper::Briefing";
+  LogInfo(kTag, [type] { return "Briefing type: " + std::to_string(type); });
+  if (type == kByPush && fullListing) {
+    LogInfo(kTag, "[Briefing]Is AllDown Now");
+    return kRefused;
+  }
+  if (briefingBusy.exchange(true)) {
+    LogInfo(kTag, "[Briefing]Is Briefing Now");
+    return kAlreadyRunning;
+  }
+  LogInfo(kTag,
+          [type] { return "[Briefing]-------Begin Briefing By :" + std::to_string(type) + "----------"; });
+  // Changes behind this point are left to the pull that follows.
+  const auto version = QueryVersion();
+  const bool nothingHere = Gallery::GetInstance().FileCount() == 0;
+  const bool compared = BriefingFullUpdate(type == kExpired);
+  if (!compared) (void)Fail(kTag, "[Briefing]Briefing Failed!");
+  LogInfo(kTag, "[Briefing]-----------Briefing End-------------");
+  bool good = compared && version;
+  if (compared && !version) (void)Fail(kTag, "the cloud's version is not known");
+  if (good) {
+    LogInfo(kTag, [&] { return "latestStartCursor:" + std::to_string(version->fileVersion); });
+    // An empty gallery was not compared: what the cloud has comes by the pull,
+    // from where the last one ended.
+    good = (nothingHere || localOperation.SetLatestVersion(version->fileVersion)) && FinishFullSync();
+  }
+  if (good) (void)IncrementSync();  // What fails there is repeated by the next tick.
+  briefingBusy = false;
+  return good ? kDone : kFailed;
+}
+
+bool SyncHelper::BriefingFullUpdate(bool purge) {
+  constexpr char kTag[] = "SyncHelper::BriefingFullUpdate";
+  LogInfo(kTag, "BriefingFullUpdate begin");
+  auto& gallery = Gallery::GetInstance();
+  Gallery::Files local;
+  gallery.GetAllFiles(local);
+  if (local.empty()) {
+    LogInfo(kTag, "[Briefing]localFilesList is empty");
+    return true;
+  }
+  std::size_t listed = 0;
+  LogInfo(kTag, "[Briefing]Begin Defalut Album Briefing");
+  if (!BriefingProcessAlbum(local, false, listed)) return false;
+  LogInfo(kTag, "[Briefing]Begin Recyle Album Briefing");
+  if (!BriefingProcessAlbum(local, true, listed)) return false;
+  // A listing without a single file is silence, and deletes nothing.
+  if (listed == 0) local.clear();
+  SyncLocalOperation::Files uploadAgain;
+  std::erase_if(local, [&](const GalleryFile::Ptr& file) {
+    if (file->GalleryState == kContentToUpload || file->IsLocalOnly()) return true;
+    if (!(purge || purgeNotInCloud) || file->IsDeleted || file->IsInBin() || !IsOnDisk(*file)) return false;
+    uploadAgain.push_back(file);
+    return true;
+  });
+  if (!UploadAgain(uploadAgain)) return false;
+  LogInfo(kTag, [&] { return "[Briefing]Briefing GetCloudDelFiles Count: " + std::to_string(local.size()); });
+  Ids gone;
+  for (const auto& file : local) gone.push_back(file->UniqueId());
+  if (!localOperation.DeleteForGood(gone)) return Fail(kTag, "rows could not be deleted");
+  const std::int64_t now = MethodFunction::CurrentTime();
+  (void)localOperation.ChangeVersionRecord(
+      [now](AlbumLocalVersion& row) { row.UpdateTime = row.BriefingTime = now; });
+  return true;
+}
+
+bool SyncHelper::UploadAgain(const SyncLocalOperation::Files& files) {
+  for (const auto& file : files) {
+    const std::string former = file->UniqueId();
+    file->GalleryState = kContentToUpload;
+    file->SetFileId("");
+    // The upload takes files whose id is the one made here.
+    file->SetUniqueId(file->Guid());
+    Gallery::GetInstance().UpdateFileUId(file, former);
+  }
+  return localOperation.SaveFiles(files);
+}
+
+bool SyncHelper::GetCloudBriefingFiles(std::string& cursor, bool recycle, std::vector<BriefingItem>& items) {
+  // The one listing of this service holds the bin too.
+  if (recycle) {
+    cursor.clear();
+    return true;
+  }
+  const auto listing = Listing();
+  const auto page = listing ? listing->GetFiles(cursor, kForComparison) : nullptr;
+  if (!page) return false;
+  for (std::size_t i = 0; i < page->media.size(); ++i) {
+    const auto& media = page->media[i];
+    BriefingItem item;
+    item.uniqueId = media.uniqueId;
+    item.albumId = media.albumId;
+    item.size = media.size;
+    item.editedTime = i < page->editedTime.size() ? page->editedTime[i] : 0;
+    item.status = media.cloudContentStatus;
+    items.push_back(std::move(item));
+  }
+  return true;
+}
+
+bool SyncHelper::BriefingProcessAlbum(Gallery::Files& local, bool recycle, std::size_t& listed) {
+  constexpr char kTag[] = "SyncHelper::BriefingProcessAlbum";
+  std::string cursor;
+  do {
+    if (cancelTask) return Fail(kTag, "stopped");
+    std::vector<BriefingItem> items;
+    if (!GetCloudBriefingFiles(cursor, recycle, items))
+      return Fail(kTag, "GetCloudBriefingFiles return false");
+    listed += items.size();
+    if (!BriefingPage(items, local)) return false;
+  } while (!cursor.empty());
+  return true;
+}
+
+bool SyncHelper::BriefingPage(const std::vector<BriefingItem>& page, Gallery::Files& local) {
+  constexpr char kTag[] = "SyncHelper::BriefingProcessAlbum";
+  std::vector<BriefingItem> items = page;
+  Ids empty;
+  for (const auto& item : items) {
+    if (item.size == 0) empty.push_back(item.uniqueId);
+  }
+  LogInfo(kTag, [&] {
+    return "content refund tasks need to be created for the photo whose size is 0,number:" +
+           std::to_string(empty.size());
+  });
+  if (!empty.empty()) (void)RefundGetLock(empty, 0, true);
+  std::set<std::string> ids;
+  for (const auto& item : items) ids.insert(item.uniqueId);
+  const auto shared = std::erase_if(items, [](const BriefingItem& item) { return !item.IsOwn(kOwnAlbums); });
+  LogInfo(kTag, [shared] { return "[Briefing]Remove ShareFiles Count : " + std::to_string(shared); });
+  if (!DetailedProcessing(items)) return false;
+  std::erase_if(local, [&ids](const GalleryFile::Ptr& file) { return ids.contains(file->UniqueId()); });
+  return true;
+}

@@ -1,0 +1,289 @@
+// The full download: albums, then every file of the cloud's listing.
+
+#include <condition_variable>
+#include <deque>
+#include <unordered_set>
+
+#include "common/platform/thread.h"
+#include "store/dbhelper.h"
+#include "sync/synchelper.h"
+#include "utils/gallerylog.h"
+#include "utils/globaldata.h"
+#include "utils/methodfunction.h"
+
+namespace {
+
+constexpr char kDeleteListed[] = "Delete From GalleryFile Where Offset != 0 And GalleryState = 0;";
+constexpr char kFirstAlbumCursor[] = "0";
+constexpr int kWholeRecords = 0;
+constexpr std::int32_t kDeletedHere = 1;
+constexpr int kMovedWhileListing = 3;
+
+Gallery::Albums KnownAlbums() {
+  auto& gallery = Gallery::GetInstance();
+  Gallery::Albums albums, deleted;
+  gallery.GetAlbums(albums, true);
+  gallery.GetDeletedAlbums(deleted);
+  std::copy_if(deleted.begin(), deleted.end(), std::back_inserter(albums),
+               [](const Album::Ptr& album) { return album->IsDelete == kDeletedHere; });
+  if (const auto bin = gallery.GetAlbum(kRecycleAlbumId)) albums.push_back(bin);
+  return albums;
+}
+
+// Puts stored pages into memory beside the listing, so that the next request
+// does not wait for the views.
+class BackgroundAdder {
+ public:
+  explicit BackgroundAdder(SyncLocalOperation& to) : operation(to), worker([this] { Run(); }) {}
+  ~BackgroundAdder() {
+    {
+      std::lock_guard hold(lock);
+      done = true;
+    }
+    changed.notify_all();
+    worker.join();
+  }
+  BackgroundAdder(const BackgroundAdder&) = delete;
+  BackgroundAdder& operator=(const BackgroundAdder&) = delete;
+
+  void Add(Gallery::Files page) {
+    {
+      std::lock_guard hold(lock);
+      pages.push_back(std::move(page));
+    }
+    changed.notify_all();
+  }
+
+ private:
+  void Run() {
+    platform::SetThreadName("sync memory");
+    std::unique_lock hold(lock);
+    while (true) {
+      changed.wait(hold, [this] { return done || !pages.empty(); });
+      if (pages.empty()) return;
+      const Gallery::Files page = std::move(pages.front());
+      pages.pop_front();
+      hold.unlock();
+      (void)operation.AddToMemory(page);  // What a clash of names changed is written with the next cycle.
+      hold.lock();
+    }
+  }
+
+  SyncLocalOperation& operation;
+  std::mutex lock;
+  std::condition_variable changed;
+  std::deque<Gallery::Files> pages;
+  bool done = false;
+  std::thread worker;
+};
+
+GalleryFile::Ptr FileOfListing(const CloudFileInfo& record, std::int64_t editedTime, std::int64_t offset) {
+  const auto file = std::make_shared<GalleryFile>(record);
+  if (record.recycleTime < 0) file->RecycleTime = 0;
+  if (editedTime > 0) file->Sdsmtime = editedTime;
+  if (file->SavedFileType == 0) file->SavedFileType = 1;  // A type that is no number is a picture.
+  file->Offset = offset;
+  return file;
+}
+
+}  // namespace
+
+class SyncHelper::KnownFiles {
+ public:
+  KnownFiles() {
+    Gallery::Files files;
+    Gallery::GetInstance().GetAllFiles(files);
+    for (const auto& file : files) {
+      ids.insert(file->UniqueId());
+      fromCloud = fromCloud || !file->IsLocalOnly();
+    }
+  }
+  // Whether one of them came from the cloud before.
+  bool HoldsCloudFiles() const { return fromCloud; }
+  bool Contains(const std::string& id) const { return ids.contains(id); }
+
+ private:
+  std::unordered_set<std::string> ids;
+  bool fromCloud = false;
+};
+
+bool SyncHelper::FullSync(SyncMode next) {
+  if (!syncSwitch) return false;
+  LogInfo("SyncHelper::FullSync", "Begin Full Sync");
+  Tell(SyncStatus::DOWNLOAD, -1);
+  ClearStopFlags();
+  cycleRunning = true;
+  if (!localOperation.SaveUnsaved()) {
+    (void)Fail("SyncHelper::FullSync", "rows of the last cycle could not be written");
+    return EndFullSync(false);
+  }
+  if (next == SyncMode::Full ? !EmptyForFullSync() : !LoadDataToMemory()) return EndFullSync(false);
+  if (GlobalData::cloudGeneration != GlobalData::kGenerationV2) return EndFullSync(false);
+  if (!FullSyncAlbumsV2()) return EndFullSync(false);
+  Tell(SyncStatus::ALBUMSREADY, -1);
+  if (IsPaused()) return EndFullSync(true);
+  if (!FullSyncGalleryFilesV2(next)) return EndFullSync(false);
+  return EndFullSync(true);
+}
+
+bool SyncHelper::EndFullSync(bool good) {
+  cycleRunning = false;
+  if (!good) {
+    Enter(SyncStatus::SYNCERROR);
+    Tell(SyncStatus::SYNCERROR, -1);
+    return false;
+  }
+  if (IsPaused()) {
+    Tell(SyncStatus::PAUSE, -1);
+    return true;
+  }
+  Enter(SyncStatus::IDLE);
+  Tell(SyncStatus::IDLE, -1);
+  LogInfo("SyncHelper::FullSync", "End Full Sync");
+  return true;
+}
+
+bool SyncHelper::EmptyForFullSync() {
+  constexpr char kStep[] = "SyncHelper::EmptyForFullSync";
+  auto& database = DBHelper::GetInstance();
+  // What waits for the cloud must be in memory before its rows can go.
+  if (!LoadDataToMemory()) return false;
+  if (!database.ClearAlbums()) return Fail(kStep, "albums could not be cleared");
+  Gallery::Albums pending = KnownAlbums();
+  std::erase_if(pending, [](const Album::Ptr& album) {
+    return album->Operation.Get().empty() && album->IsDelete == 0 && !album->IsBin();
+  });
+  if (!localOperation.SaveAlbums(pending)) return Fail(kStep, "waiting albums could not be stored");
+  if (!database.Execute(kDeleteListed)) return Fail(kStep, "listed files could not be cleared");
+  if (!database.ClearOffsets()) return Fail(kStep, "offsets could not be cleared");
+  return AlignMemoryWithTable();
+}
+
+// The listing skips what memory holds: a file whose row has gone would never get
+// one again.
+bool SyncHelper::AlignMemoryWithTable() {
+  Gallery::Files rows, files;
+  if (!DBHelper::GetInstance().GetFiles(rows, true)) {
+    return Fail("SyncHelper::AlignMemoryWithTable", "the files could not be read");
+  }
+  std::unordered_set<std::string> stored;
+  for (const auto& row : rows) stored.insert(row->UniqueId());
+  Gallery::GetInstance().GetAllFiles(files);
+  std::erase_if(files, [&stored](const GalleryFile::Ptr& file) {
+    return stored.contains(file->UniqueId()) || HasLocalChange(*file) || file->IsLocalOnly();
+  });
+  (void)Gallery::GetInstance().RemoveFiles(files);
+  return true;
+}
+
+bool SyncHelper::FullSyncAlbumsV2() {
+  constexpr char kStep[] = "SyncHelper::FullSyncAlbumsV2";
+  const auto listing = Listing();
+  auto albums = listing ? listing->GetAlbums(kFirstAlbumCursor) : nullptr;
+  ISyncCallback* listener = callback;
+  if (!albums) {
+    if (listener) listener->Notify(1);
+    return Fail(kStep, "the albums could not be listed");
+  }
+  LogInfo(kStep,
+          [&] { return "Download from the cloud and type:0 count:" + std::to_string(albums->size()); });
+  auto& gallery = Gallery::GetInstance();
+  const Gallery::Albums known = KnownAlbums();
+  if (!localOperation.SaveAlbums(known)) return Fail(kStep, "albums could not be stored");
+  // Albums that are known may have changed in the cloud: without a version the
+  // next pull compares them.
+  if (!known.empty() &&
+      !localOperation.ChangeVersionRecord([](AlbumLocalVersion& row) { row.AlbumListVersion.clear(); })) {
+    return Fail(kStep, "the version row could not be stored");
+  }
+  std::erase_if(*albums, [&gallery](const Album::Ptr& album) {
+    return gallery.GetAlbum(album->AlbumId.Get()) || gallery.GetDeletedAlbum(album->AlbumId.Get());
+  });
+  for (const auto& album : *albums) album->Classify();
+  std::sort(albums->begin(), albums->end(), AlbumSortsBefore);
+  if (!DBHelper::GetInstance().AddAlbums(*albums)) return Fail(kStep, "albums could not be stored");
+  (void)gallery.LoadAlbums(*albums);
+  if (listener) listener->Notify(0);
+  return true;
+}
+
+bool SyncHelper::FullSyncGalleryFilesV2(SyncMode next) {
+  constexpr char kTag[] = "SyncHelper::FullSyncGalleryFilesV2";
+  if (next == SyncMode::Briefing) {
+    LogInfo(kTag, [this] { return "Briefing strart! type:" + std::to_string(briefingType); });
+    const int result = Briefing(briefingType);
+    LogInfo(kTag, [result] { return "Briefing result: " + std::to_string(result); });
+    LogInfo(kTag, "Briefing end!");
+    return result == 0;
+  }
+  LogInfo(kTag, "All Download V2 Begin");
+  bool heldBefore = false;
+  fullListing = true;
+  const bool listed = RequestDownLoadFileV2(heldBefore);
+  fullListing = false;
+  if (!listed) return Fail(kTag, "All DownLoad V2 Faild");
+  const auto version = QueryVersion();
+  if (!version) {
+    LogWarning(kTag, "All DownLoad V2 Faild");
+    return true;  // The listing itself was good; the next tick goes on from its end.
+  }
+  const AlbumLocalVersion row = localOperation.GetVersionRecord();
+  const bool moved =
+      !row.AlbumVersion.empty() && row.LatestVersion > 0 && row.LatestVersion < version->fileVersion;
+  // What was here before the listing started was not compared with it, and what
+  // the cloud has deleted since stands in no listing.
+  if (moved || (heldBefore && next == SyncMode::Full)) {
+    briefingType = kMovedWhileListing;
+    return Briefing(briefingType) != 0 || FinishFullSync();
+  }
+  if (!FinishFullSync()) return false;
+  LogInfo(kTag, "full sync success!");
+  return true;
+}
+
+bool SyncHelper::RequestDownLoadFileV2(bool& heldBefore) {
+  constexpr char kStep[] = "SyncHelper::RequestDownLoadFileV2";
+  const auto listing = Listing();
+  if (!listing) return false;
+  std::int64_t offset = DBHelper::GetInstance().GetMaxOffset();
+  std::string cursor = localOperation.GetVersionRecord().FileCursor;
+  const KnownFiles known;
+  heldBefore = known.HoldsCloudFiles();
+  BackgroundAdder adder(localOperation);
+  do {
+    if (cancelTask) return Fail(kStep, "stopped");
+    const auto page = listing->GetFiles(cursor, kWholeRecords);
+    if (!page) return Fail(kStep, "the files could not be listed");
+    SyncLocalOperation::Files fresh;
+    if (!StoreListedPage(*page, known, offset, fresh)) return Fail(kStep, "a page could not be stored");
+    adder.Add(std::move(fresh));
+    // Behind the rows: a stop in between repeats the page.
+    if (!DBHelper::GetInstance().SetFileCursor(cursor)) return Fail(kStep, "the cursor could not be stored");
+    LogInfo(kStep, [&] { return "AllDown download Onetime Count " + std::to_string(page->media.size()); });
+  } while (!cursor.empty());
+  return true;
+}
+
+bool SyncHelper::StoreListedPage(const ICloudListing::MediaPage& page, const KnownFiles& known,
+                                 std::int64_t& offset, SyncLocalOperation::Files& fresh) {
+  for (std::size_t i = 0; i < page.media.size(); ++i) {
+    if (known.Contains(page.media[i].uniqueId)) continue;
+    const std::int64_t edited = i < page.editedTime.size() ? page.editedTime[i] : 0;
+    fresh.push_back(FileOfListing(page.media[i], edited, offset++));
+  }
+  return DBHelper::GetInstance().AddFiles(fresh);
+}
+
+bool SyncHelper::FinishFullSync() {
+  const std::int64_t now = MethodFunction::CurrentTime();
+  const bool stored = localOperation.ChangeVersionRecord([now](AlbumLocalVersion& row) {
+    row.HasDownAll = 1;
+    row.UpdateTime = row.BriefingTime = now;
+    row.FileCursor.clear();
+  });
+  if (!stored || !DBHelper::GetInstance().ClearOffsets()) {
+    return Fail("SyncHelper::FinishFullSync", "the end of the download could not be stored");
+  }
+  dataLoaded = true;
+  return true;
+}

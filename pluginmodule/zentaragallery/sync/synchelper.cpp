@@ -1,0 +1,249 @@
+// Start, stop, tick and status.
+
+#include "sync/synchelper.h"
+
+#include <random>
+
+#include "common/platform/thread.h"
+#include "host/globalparamwrapper.h"
+#include "store/dbhelper.h"
+#include "sync/modelload.h"
+#include "transfer/gallerytransmanager.h"
+#include "utils/gallerylog.h"
+#include "utils/globaldata.h"
+#include "utils/messages.h"
+#include "utils/methodfunction.h"
+
+namespace {
+
+constexpr std::int64_t kTickMs = 60'000;
+// The generator of the first clients gave 15 bits, so that all of them start
+// within half a minute although a day is asked for; a wider spread would move
+// the briefings of one account's devices apart.
+constexpr std::uint32_t kRandomMask = 0x7fff;
+constexpr std::int64_t kDayMs = 86'400'000;
+constexpr std::int32_t kDefaultBriefingDays = 30;
+// A service that refuses is asked again after n * n * 120 + 120 seconds; after
+// this many refusals not before the next start.
+constexpr std::int32_t kMaxFailures503 = 3;
+constexpr std::int64_t kBackOffMs = 120'000;
+constexpr std::int32_t kPendingUpload = 2;
+
+std::atomic<SyncHelper*> replacement{nullptr};
+
+}  // namespace
+
+SyncHelper& SyncHelper::GetInstance() {
+  static SyncHelper instance;
+  SyncHelper* other = replacement;
+  return other ? *other : instance;
+}
+
+void SyncHelper::Replace(SyncHelper* other) { replacement = other; }
+
+SyncHelper::SyncHelper() : localOperation(services, [this] { timer.Wake(); }) {}
+
+SyncHelper::~SyncHelper() {
+  closed = stopRequested = cancelTask = true;
+  timer.Stop();
+  ReleaseLock();
+  platform::MutexLock hold(watchLock);
+  if (watchThread.joinable()) watchThread.join();
+  if (playerThread.joinable()) playerThread.join();
+}
+
+void SyncHelper::StartSync() {
+  constexpr char kTag[] = "SyncHelper::StartSync";
+  if (started) return;
+  LogInfo(kTag, "StartSync");
+  closed = false;
+  if (GlobalData::cloudGeneration == GlobalData::kGenerationUnknown) (void)CutStatus();
+  CheckAndClearDatabase();
+  std::mt19937 generator(std::random_device{}());
+  briefingRandomMs = static_cast<std::int64_t>(generator() & kRandomMask) % kDayMs;
+  LogInfo(kTag, [this] { return "Briefing Random Time :" + std::to_string(briefingRandomMs) + " ms"; });
+  briefingPeriodDays = services.briefingPeriodDays ? services.briefingPeriodDays() : kDefaultBriefingDays;
+  started = true;
+  cancelTask = stopRequested = false;
+  timer.diskHealth = services.diskHealth;
+  timer.Start(
+      kTickMs, [this] { (void)RunOnce(); }, false);
+  GalleryTransManager::GetInstance().GalleryInit();
+  if (GlobalData::cloudGeneration == GlobalData::kGenerationV2) {
+    if (services.startLostFiles) {
+      services.startLostFiles([this](const Ids& ids) { return RefundGetLock(ids, 0, false); },
+                              [this](const Ids& ids) { return RefundGetLock(ids, 1, false); });
+    }
+    StartWatch();
+  }
+  const Ids pending = services.pendingUploads ? services.pendingUploads() : Ids();
+  if (!pending.empty()) (void)RefundGetLock(pending, kPendingUpload, false);
+  if (services.registerPush) {
+    services.registerPush(
+        [this](const std::string& command, const std::string& body) { ProcessPushMsg(command, body); });
+  }
+  platform::MutexLock hold(watchLock);
+  if (services.makePlayer && !playerThread.joinable()) playerThread = std::thread(services.makePlayer);
+}
+
+void SyncHelper::StartWatch() {
+  platform::MutexLock hold(watchLock);
+  if (watchThread.joinable()) watchThread.join();
+  const bool shown = GlobalParamWrapper::GetInstance()->GetEnableShowLostCloudPhoto();
+  watchThread = std::thread([this, shown] {
+    platform::SetThreadName("display watch");
+    LoadDataToMemoryWhenDisplaySwitchChanged(shown);
+  });
+}
+
+void SyncHelper::StopSync() {
+  LogInfo("SyncHelper::StopSync", "StopSync");
+  closed = true;
+  stopRequested = cancelTask = true;
+  if (services.clearSelection) services.clearSelection();
+  auto& gallery = Gallery::GetInstance();
+  (void)gallery.Init();
+  (void)gallery.AddFiles({});
+  if (services.removePush) services.removePush();
+  localOperation.ForgetUnsaved();
+  started = dataLoaded = false;
+}
+
+void SyncHelper::ClearStopFlags() {
+  stopRequested = keepLockStop = cancelTask = false;
+  // A stop that came between must not be forgotten.
+  if (closed) stopRequested = cancelTask = true;
+}
+
+void SyncHelper::SetSyncSwitch(bool on) {
+  syncSwitch = on;
+  if (started) SetPaused(!on);
+}
+
+void SyncHelper::SetPaused(bool paused) {
+  if (paused) {
+    status = static_cast<std::int32_t>(SyncStatus::PAUSE);
+    Tell(SyncStatus::PAUSE, uploadPending);
+    return;
+  }
+  if (!IsPaused()) return;
+  Tell(SyncStatus::DOWNLOAD, uploadPending);
+  status = static_cast<std::int32_t>(SyncStatus::CHECK);
+  timer.Wake();
+}
+
+void SyncHelper::Tell(SyncStatus next, std::int64_t count) {
+  if (ISyncCallback* listener = callback) listener->OnSyncStatus(next, count);
+}
+
+// A cycle never takes the pause away: only the user's switch does.
+void SyncHelper::Enter(SyncStatus next) {
+  std::int32_t now = status;
+  while (now != static_cast<std::int32_t>(SyncStatus::PAUSE) &&
+         !status.compare_exchange_weak(now, static_cast<std::int32_t>(next))) {
+  }
+}
+
+bool SyncHelper::Fail(const char* step, const std::string& text, const std::string& item) {
+  LogWarning(step, text + (item.empty() ? "" : " " + item));
+  // The first cause of a cycle is the one that helps.
+  if (lastError.Get().step.empty()) lastError.Set({step, text, item});
+  return false;
+}
+
+void SyncHelper::PostToFrame(unsigned message) const {
+  platform::PostMessageW(GlobalParamWrapper::GetInstance()->GetMainWnd(), message, 0, 0);
+}
+
+void SyncHelper::NotifyTimeLine(std::atomic<bool>& done) {
+  if (done.exchange(true)) return;
+  if (const auto album = Gallery::GetInstance().GetAlbum(SystemAlbumId(AlbumKind::TimeLine))) album->Notify();
+}
+
+std::int64_t SyncHelper::PendingUploads() {
+  return static_cast<std::int64_t>(localOperation.GetUploadFiles().size());
+}
+
+bool SyncHelper::RunOnce() {
+  if (ticking.exchange(true)) return false;
+  lastError.Set({});
+  SyncTick();
+  ticking = false;
+  return lastError.Get().step.empty();
+}
+
+void SyncHelper::SyncTick() {
+  if (closed) return;
+  uploadPending = PendingUploads();
+  if (!syncSwitch) {
+    Tell(SyncStatus::PAUSE, uploadPending);
+    return;
+  }
+  Tell(SyncStatus::DOWNLOAD, 0);
+  const SpaceInfo space = services.spaceInfo ? services.spaceInfo() : SpaceInfo();
+  if (space.status == 0 && space.total > 0 && space.free == 0 &&
+      status == static_cast<std::int32_t>(SyncStatus::IDLE)) {
+    Tell(SyncStatus::IDLE, uploadPending);
+    return;
+  }
+  if (cycleRunning) return;
+  const SyncMode next = GetSyncMode();
+  mode = static_cast<std::int32_t>(next);
+  if (next == SyncMode::Failed || next == SyncMode::NewAccount) {
+    NotifyTimeLine(timeLineToldIdle);
+    return;
+  }
+  PostToFrame(WM_FRAME_SYNC_BEGIN);
+  (void)RunMode(next);  // What failed stands in lastError.
+  PostToFrame(WM_FRAME_SYNC_END);
+  NotifyTimeLine(timeLineToldCycle);
+}
+
+bool SyncHelper::RunMode(SyncMode next) {
+  if (next == SyncMode::Increment) {
+    hasSynced = true;
+    return IncrementSync();
+  }
+  if (WaitsAfter503()) return Fail("SyncHelper::SyncTick", "service unavailable, waiting");
+  hasSynced = false;
+  const bool good = FullSync(next);
+  hasSynced = true;
+  return good;
+}
+
+bool SyncHelper::WaitsAfter503() const {
+  const auto listing = Listing();
+  const std::int64_t failures = listing ? listing->Failures503() : 0;
+  if (failures == 0) return false;
+  if (failures > kMaxFailures503) return true;
+  return MethodFunction::CurrentTime() <=
+         listing->Last503Ms() + failures * failures * kBackOffMs + kBackOffMs;
+}
+
+bool SyncHelper::LoadDataToMemory() {
+  if (dataLoaded) return true;
+  if (!LoadModel([this] {
+        if (ISyncCallback* listener = callback) listener->Notify(0);
+      })) {
+    return Fail("SyncHelper::LoadDataToMemory", "the database could not be read");
+  }
+  dataLoaded = true;
+  return true;
+}
+
+SyncState SyncHelper::GetState() {
+  SyncState state;
+  state.status = static_cast<SyncStatus>(status.load());
+  state.mode = static_cast<SyncMode>(mode.load());
+  state.started = started;
+  state.hasSynced = hasSynced;
+  state.lockHeld = !GalleryTransManager::GetInstance().LockToken().empty();
+  (void)localOperation.ReadVersionRecord(state.row, state.hasRow);  // Unreadable shows as no row.
+  state.targetVersion = targetVersion;
+  state.pendingAlbums = localOperation.GetCreatedAlbums().size() + localOperation.GetModifyAlbums().size() +
+                        localOperation.GetDeleteAlbums().size();
+  state.pendingFiles = localOperation.GetChangedFiles().size() + localOperation.GetDeleteFiles().size();
+  state.pendingUploads = localOperation.GetUploadFiles().size();
+  state.lastError = lastError.Get();
+  return state;
+}

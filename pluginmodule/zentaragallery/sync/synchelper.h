@@ -1,0 +1,230 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "common/platform/mutex.h"
+#include "sync/isynccallback.h"
+#include "sync/synclocaloperation.h"
+#include "sync/syncservices.h"
+#include "sync/syncstatus.h"
+#include "sync/threadtimer.h"
+
+struct BriefingItem;
+
+// Keeps the gallery and the photo cloud in step: one object for the process that
+// ticks every 60 seconds and runs one whole cycle a tick.
+//
+// Commit order: a page is in the tables before its cursor is stored, a version is
+// stored after all its pages, the version of the album list after its albums.
+// Changes of the user go up only after a good pull and are followed by another,
+// which takes over the version that they made. Nothing is deleted here because
+// the cloud was silent: a deletion needs a tombstone, or a whole listing.
+//
+// Threads: cycles run on the timer's thread, or on the caller's of RunOnce, and
+// never overlap. StartSync, StopSync, SetPaused, ProcessPushMsg and GetState may
+// be called from any thread; StopTimer from any but a cycle's.
+class SyncHelper {
+ public:
+  using Ids = std::vector<std::string>;
+
+  static SyncHelper& GetInstance();
+  // A test stands in for the process-wide object; null puts it back.
+  static void Replace(SyncHelper* other);
+
+  SyncHelper();
+  ~SyncHelper();
+  SyncHelper(const SyncHelper&) = delete;
+  SyncHelper& operator=(const SyncHelper&) = delete;
+
+  // Before the first tick.
+  void SetServices(SyncServices next) { services = std::move(next); }
+  // Null: nobody looks. Must outlive its registration.
+  void SetCallback(ISyncCallback* next) { callback = next; }
+
+  // --- Driver
+
+  // Once a login: checks the database against the cloud and starts the ticks.
+  void StartSync();
+  // Ends what runs at its next check, and empties the views. Ticks do nothing
+  // from then on until the next StartSync.
+  void StopSync();
+  void StopTimer() { timer.Stop(); }
+  // The user's switch: stored, and told to a sync that has started.
+  void SetSyncSwitch(bool on);
+  void SetPaused(bool paused);
+  void ProcessPushMsg(const std::string& command, const std::string& body);
+
+  // Exactly one tick on the caller's thread, without the timer. False when a
+  // tick is under way elsewhere, or the cycle failed.
+  bool RunOnce();
+  SyncState GetState();
+
+  // Reads the rows into the gallery, once a start; a database that cannot be
+  // read is tried again by the next call. False then.
+  bool LoadDataToMemory();
+
+  // --- Lock
+
+  // Takes the cloud's lock and pulls what came before it; true at once when it is
+  // held. The threads that lock must not do so at the same time.
+  bool Lock();
+  void ReleaseLock();
+  // Takes the lock and has tasks made that give `fileIds` back to the cloud. Type
+  // 0 contents, 1 thumbnails, 2 uploads that were pending at the start; `force`
+  // takes content whose name is not known too.
+  bool RefundGetLock(const Ids& fileIds, std::int32_t type, bool force);
+
+  // --- Parts of a cycle; the timer's thread
+
+  struct CloudMarks {
+    std::string albumListVersion;
+    std::int64_t fileVersion = -1;
+    std::string clearVersion;
+  };
+  SyncMode GetSyncMode();
+  bool FullSync(SyncMode mode);
+  bool IncrementSync();
+  // Pulls to the given state of the cloud, or to its present one.
+  bool DownLoadFromCloud(const std::optional<CloudMarks>& marks);
+  bool SyncUpload();
+  // 0 done, 1 failed, 2 already running, 4 refused. Types: 0 far behind during a
+  // full sync, 1 expired, 2 by push, 3 changes arrived during a full sync.
+  int Briefing(int type);
+  bool BriefingFullUpdate(bool purge);
+
+  // --- Client init
+
+  // Empties a database that the cloud says is out of date.
+  void CheckAndClearDatabase();
+  static bool DoNeedToInitClient(const std::string& body);
+  // Whether a cloud's clear marker is newer than the one of the row.
+  static bool IsClearNewer(const std::string& local, const std::string& cloud);
+  // One look of the watch on the display switch; `shown` is the setting last
+  // seen.
+  void CheckDisplaySwitch(bool& shown);
+
+ private:
+  class KnownFiles;
+
+  // synchelper.cpp
+  void SyncTick();
+  bool RunMode(SyncMode mode);
+  bool WaitsAfter503() const;
+  void NotifyTimeLine(std::atomic<bool>& done);
+  void PostToFrame(unsigned message) const;
+  void Tell(SyncStatus next, std::int64_t count);
+  void Enter(SyncStatus next);
+  bool IsPaused() const { return status == static_cast<std::int32_t>(SyncStatus::PAUSE); }
+  bool Fail(const char* step, const std::string& text, const std::string& item = {});
+  void StartWatch();
+  void ClearStopFlags();
+  std::int64_t PendingUploads();
+
+  // syncmode.cpp
+  std::int32_t CutStatus();
+  std::shared_ptr<ICloudListing> Listing() const;
+  std::unique_ptr<CloudVersion> QueryVersion();
+  SyncMode DecideWithoutFullRow(bool hasRow, const AlbumLocalVersion& row);
+  SyncMode RestartFull(const AlbumLocalVersion& row, const CloudVersion& cloud);
+
+  // syncfull.cpp
+  bool EmptyForFullSync();
+  bool AlignMemoryWithTable();
+  bool FullSyncAlbumsV2();
+  bool FullSyncGalleryFilesV2(SyncMode mode);
+  bool RequestDownLoadFileV2(bool& heldBefore);
+  bool StoreListedPage(const ICloudListing::MediaPage& page, const KnownFiles& known, std::int64_t& offset,
+                       SyncLocalOperation::Files& fresh);
+  bool FinishFullSync();
+  bool EndFullSync(bool good);
+
+  // syncpull.cpp
+  bool IncrementCycle();
+  void EndFailedPull();
+  bool PullAlbums(const std::string& version, Gallery::Albums& deleted, bool& storeLater);
+  bool PullFiles(std::int64_t from, std::int64_t to);
+  bool SyncAblum(Gallery::Albums& deleted);
+  bool SyncGeneralFiles(std::int64_t fromVersion);
+  bool SyncRecycleFiles(const Ids& albumIds, std::int64_t fromVersion);
+  bool FillGap(std::int64_t fileVersion);
+
+  // synclock.cpp
+  void KeepLock(std::int32_t intervalSeconds);
+  std::vector<RefundTask> BuildRefundTasks(const Ids& fileIds, std::int32_t type, bool force);
+
+  // syncupload.cpp
+  bool UploadCreatedAlbums();
+  bool UploadModifyAlbums();
+  bool UploadModifyFiles();
+  bool UploadFileGroup(const SyncLocalOperation::Files& group);
+  bool UploadDeleteFiles();
+  bool UploadDeleteAlbums();
+  bool RecycleLeftFiles(const std::string& albumId);
+  bool UploadFailed(const char* text);
+
+  // synccontent.cpp
+  void UploadContent();
+  bool WaitForTasks(std::size_t remaining);
+
+  // briefing.cpp
+  bool UploadAgain(const SyncLocalOperation::Files& files);
+  bool BriefingProcessAlbum(Gallery::Files& local, bool recycle, std::size_t& listed);
+  bool BriefingPage(const std::vector<BriefingItem>& items, Gallery::Files& local);
+  bool DetailedProcessing(const std::vector<BriefingItem>& items);
+  bool DetailedProcessAddFile(const Ids& ids);
+  bool DetailedProcessModifyFile(const Ids& ids);
+  void DetailedProcessLostFile(const Ids& ids);
+  bool GetDetail(const Ids& ids, Ids& missing, std::vector<CloudFileInfo>& details);
+  bool GetCloudBriefingFiles(std::string& cursor, bool recycle, std::vector<BriefingItem>& items);
+
+  // syncinit.cpp
+  void ProcessClientInitPushMsg(const std::string& body);
+  void LoadDataToMemoryWhenDisplaySwitchChanged(bool shown);
+  bool SleepWhileLoggedIn(std::int64_t seconds) const;
+
+  SyncServices services;  // constant while the sync runs
+  ThreadTimer timer;
+  SyncLocalOperation localOperation;
+  std::atomic<ISyncCallback*> callback{nullptr};
+  std::atomic<ISyncServiceOperation*> serviceOperation{nullptr};  // owned by localOperation
+
+  std::atomic<std::int32_t> status{0};
+  std::atomic<std::int32_t> mode{0};
+  std::atomic<std::int64_t> targetVersion{-1};
+  std::atomic<std::int64_t> uploadPending{0};
+  std::atomic<std::int32_t> briefingPeriodDays{0};
+  std::atomic<std::int64_t> briefingRandomMs{0};
+  std::atomic<int> briefingType{0};
+  std::atomic<int> lockCount{0};
+
+  std::atomic<bool> started{false};
+  std::atomic<bool> closed{false};   // StopSync came: no cycle may clear its flags
+  std::atomic<bool> ticking{false};  // a tick is under way on some thread
+  std::atomic<bool> cycleRunning{false};
+  std::atomic<bool> hasSynced{false};
+  std::atomic<bool> briefingBusy{false};
+  std::atomic<bool> fullListing{false};
+  std::atomic<bool> dataLoaded{false};
+  std::atomic<bool> syncSwitch{true};
+  std::atomic<bool> purgeNotInCloud{false};
+  std::atomic<bool> refundHoldsLock{false};
+  std::atomic<bool> stopRequested{false};  // its address is the cancel word of GetLock
+  std::atomic<bool> keepLockStop{false};
+  std::atomic<bool> cancelTask{false};  // looked at between pages and batches
+  std::atomic<bool> timeLineToldIdle{false};
+  std::atomic<bool> timeLineToldCycle{false};
+
+  platform::Mutex keeperLock;
+  std::thread keepLockThread GUARDED_BY(keeperLock);
+
+  platform::Mutex watchLock;
+  std::thread watchThread GUARDED_BY(watchLock);
+  std::thread playerThread GUARDED_BY(watchLock);
+
+  GuardedField<SyncError> lastError;
+};

@@ -1,0 +1,155 @@
+// Push messages, the clear marker, and the switch that shows lost files.
+
+#include <json/json.h>
+
+#include <charconv>
+
+#include "cloud/cheader.h"
+#include "common/platform/text.h"
+#include "host/globalparamwrapper.h"
+#include "store/dbhelper.h"
+#include "sync/synchelper.h"
+#include "utils/gallerylog.h"
+#include "utils/globaldata.h"
+#include "utils/picturemetadata.h"
+
+namespace {
+
+constexpr char kClientInit[] = "301";
+constexpr std::array<std::string_view, 3> kInitOperations{"clearfile", "clearmetadata", "clearthumbnail"};
+constexpr std::int64_t kWatchSeconds = 60;
+
+std::string Member(const Json::Value& body, const char* key) {
+  return body[key].isString() ? body[key].asString() : std::string();
+}
+
+// The number behind the first "-", or of the whole marker.
+std::int64_t MarkerNumber(std::string_view marker) {
+  if (const auto dash = marker.find('-'); dash != std::string_view::npos) marker.remove_prefix(dash + 1);
+  std::int64_t number = 0;
+  std::from_chars(marker.data(), marker.data() + marker.size(), number);
+  return number;
+}
+
+}  // namespace
+
+void SyncHelper::ProcessPushMsg(const std::string& command, const std::string& body) {
+  LogInfo("SyncHelper::ProcessPushMsg", "Processes push msg,cmd:" + command);
+  if (command == kClientInit) ProcessClientInitPushMsg(body);
+}
+
+bool SyncHelper::DoNeedToInitClient(const std::string& body) {
+  if (body.empty()) return false;
+  const Json::Value json = ParseJson(body);
+  if (!json.isObject()) {
+    LogWarning("SyncHelper::DoNeedToInitClient", "Failed to parse the body");
+    return false;
+  }
+  if (Member(json, "deviceCategory") != "pc" || Member(json, "serviceType") != "cloudphoto") return false;
+  return std::find(kInitOperations.begin(), kInitOperations.end(), Member(json, "operType")) !=
+         kInitOperations.end();
+}
+
+void SyncHelper::ProcessClientInitPushMsg(const std::string& body) {
+  constexpr char kTag[] = "SyncHelper::ProcessClientInitPushMsg";
+  LogInfo(kTag, "Processes client init push msg");
+  if (!DoNeedToInitClient(body)) {
+    LogInfo(kTag, "The client does't need to be initialized");
+    return;
+  }
+  AlbumLocalVersion row;
+  bool found = false;
+  if (!localOperation.ReadVersionRecord(row, found) || !found) {
+    LogWarning(kTag, "Album Local Version list is empty");
+  } else {
+    const bool stored = localOperation.ChangeVersionRecord([](AlbumLocalVersion& stored_) {
+      stored_.HasDownAll = 0;
+      stored_.FileCursor.clear();
+    });
+    if (stored) return;
+    LogWarning(kTag, "Failed to update the HasDownAll and FileCursor fields");
+  }
+  (void)DBHelper::GetInstance().SetHasDownAll(0);  // The last that can be done.
+  (void)DBHelper::GetInstance().SetFileCursor("");
+}
+
+bool SyncHelper::IsClearNewer(const std::string& local, const std::string& cloud) {
+  if (cloud.empty()) return false;
+  if (local.empty()) return true;
+  return MarkerNumber(cloud) > MarkerNumber(local);
+}
+
+void SyncHelper::CheckAndClearDatabase() {
+  constexpr char kTag[] = "SyncHelper::CheckAndClearDatabase";
+  LogInfo(kTag, "Check whether the database needs to be cleared");
+  if (GlobalData::cloudGeneration == GlobalData::kGenerationUnknown) (void)CutStatus();
+  if (GlobalData::cloudGeneration == GlobalData::kGenerationV1) return;
+  LogInfo(kTag, "cutStatus is not v1.0");
+  // The marker is the first generation's.
+  ISyncServiceOperation* service = localOperation.ChooseService(GlobalData::kGenerationV1);
+  if (!service) {
+    LogInfo(kTag, "_serviceOperation is nullptr");
+    return;
+  }
+  AlbumLocalVersion row;
+  bool found = false;
+  if (!localOperation.ReadVersionRecord(row, found) || !found) {
+    LogInfo(kTag, "AlbumLocalVersion not obtained from database");
+    return;
+  }
+  const auto cloud = service->GetCloudVersion();
+  if (!cloud || cloud->code != 0) {
+    LogInfo(kTag, "QueryVersionResponse not obtained from cloud");
+    return;
+  }
+  if (!IsClearNewer(row.ClearVersion, cloud->clearVersion)) return;
+  LogInfo(kTag, "The database needs to be cleared");
+  auto& database = DBHelper::GetInstance();
+  const std::wstring path =
+      database.UserFolder() + L"\\" + DBHelper::GetGalleryDBName(CHeader::GetInstance().GetUserId());
+  if (services.resetDatabase) (void)services.resetDatabase(path);  // Logged there; the old state goes on.
+}
+
+bool SyncHelper::SleepWhileLoggedIn(std::int64_t seconds) const {
+  constexpr std::chrono::milliseconds kStepMs{100};  // so that a stop is seen at once
+  for (std::int64_t step = 0; step < seconds * 10; ++step) {
+    if (closed || !GlobalParamWrapper::GetInstance()->GetIsUserLoggedIn()) return false;
+    std::this_thread::sleep_for(kStepMs);
+  }
+  return !closed && GlobalParamWrapper::GetInstance()->GetIsUserLoggedIn();
+}
+
+void SyncHelper::LoadDataToMemoryWhenDisplaySwitchChanged(bool shown) {
+  constexpr char kTag[] = "SyncHelper::LoadDataToMemoryWhenDisplaySwitchChanged";
+  while (true) {
+    if (closed || !GlobalParamWrapper::GetInstance()->GetIsUserLoggedIn()) return;
+    std::int64_t complete = 0;
+    if (DBHelper::GetInstance().GetHasDownAll(complete) && complete != 0) break;
+    LogInfo(kTag, "wait for stop loop");
+    if (!SleepWhileLoggedIn(1)) return;
+  }
+  LogInfo(kTag, "Start to check whether enableShowLostCloudPhoto changes");
+  do {
+    CheckDisplaySwitch(shown);
+  } while (SleepWhileLoggedIn(kWatchSeconds));
+}
+
+void SyncHelper::CheckDisplaySwitch(bool& shown) {
+  auto* parameters = GlobalParamWrapper::GetInstance();
+  const bool now = parameters->GetEnableShowLostCloudPhoto();
+  if (!now || shown) {
+    shown = now;
+    return;
+  }
+  auto& gallery = Gallery::GetInstance();
+  Gallery::Files lost;
+  if (!DBHelper::GetInstance().GetLostFiles(lost)) return;  // The next look tries again.
+  std::erase_if(lost, [&gallery](const GalleryFile::Ptr& file) {
+    return gallery.GetFile(file->UniqueId()) != nullptr;
+  });
+  if (!closed && parameters->GetIsUserLoggedIn() && !lost.empty()) (void)gallery.AddFiles(lost);
+  LogInfo("SyncHelper::LoadDataToMemoryWhenDisplaySwitchChanged", [&] {
+    return "enableShowLostCloudPhoto:0->1,adding gallery files to memory,size:" + std::to_string(lost.size());
+  });
+  shown = now;
+}

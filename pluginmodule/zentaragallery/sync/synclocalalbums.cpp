@@ -1,0 +1,211 @@
+// Albums of the cloud into gallery and table, and what the user changed in them.
+
+#include "common/platform/text.h"
+#include "store/dbhelper.h"
+#include "sync/synclocaloperation.h"
+#include "utils/gallerylog.h"
+#include "utils/globaldata.h"
+
+namespace {
+
+constexpr char kUsualType[] = "0";
+constexpr char kDefaultType[] = "4";
+constexpr std::int32_t kDeletedHere = 1;
+constexpr std::int32_t kDeletedEverywhere = 2;
+constexpr int kMaxNumberBehindName = 999;
+
+// Codes of albums that the cloud refused.
+constexpr char kUnknownAlbum[] = "4";
+constexpr char kNameTaken[] = "5";
+constexpr char kKnownUnderOtherId[] = "21";
+
+bool IsDefaultAlbum(const std::string& id) {
+  return id == "default-album-1" || id == "default-album-2" || id == kRecycleAlbumId;
+}
+
+bool IsSecondGeneration() { return GlobalData::cloudGeneration == GlobalData::kGenerationV2; }
+
+bool IsModified(const Album& cloud, const Album& here) {
+  if (cloud.AlbumName.Get() != here.AlbumName.Get()) return true;
+  return IsSecondGeneration() && (cloud.Expand() != here.Expand() || cloud.IsHidden() != here.IsHidden());
+}
+
+// A change of the user that the cloud does not know yet: its own copy must wait.
+bool IsPending(const Album& album) { return !album.Operation.Get().empty(); }
+
+Gallery::Albums RealAlbums() {
+  Gallery::Albums albums;
+  Gallery::GetInstance().GetAlbums(albums, true);
+  return albums;
+}
+
+Gallery::Albums WithOperation(const char* operation) {
+  Gallery::Albums albums = RealAlbums();
+  std::erase_if(albums, [operation](const Album::Ptr& album) { return album->Operation.Get() != operation; });
+  return albums;
+}
+
+std::string Count(std::size_t count) { return std::to_string(count); }
+
+}  // namespace
+
+std::vector<AlbumChange> SyncLocalOperation::GetCloudChangedAlbums(const Albums& cloudAlbums) {
+  constexpr char kTag[] = "SyncLocalOperation::GetCloudChangedAlbums";
+  std::vector<AlbumChange> changes;
+  if (cloudAlbums.empty()) return changes;
+  std::set<std::string> inCloud;
+  for (const auto& album : cloudAlbums) {
+    if (IsSecondGeneration())
+      album->AlbumType = IsDefaultAlbum(album->AlbumId.Get()) ? kDefaultType : kUsualType;
+    inCloud.insert(album->AlbumId.Get());
+  }
+  for (const auto& album : RealAlbums()) {
+    if (album->Operation.Get() == kAlbumCreated || inCloud.contains(album->AlbumId.Get())) continue;
+    changes.push_back({album, AlbumChange::Delete});
+  }
+  const std::size_t deletes = changes.size();
+  LogInfo(kTag, [&] { return "Cloud delete Albums Count:" + Count(deletes); });
+  auto& gallery = Gallery::GetInstance();
+  for (const auto& album : cloudAlbums) {
+    const auto deleted = gallery.GetDeletedAlbum(album->AlbumId.Get());
+    if (gallery.GetAlbum(album->AlbumId.Get()) || (deleted && deleted->IsDelete != kDeletedEverywhere))
+      continue;
+    changes.push_back({album, AlbumChange::Add});
+  }
+  const std::size_t adds = changes.size() - deletes;
+  LogInfo(kTag, [&] { return "Cloud Add Albums Count:" + Count(adds); });
+  for (const auto& album : cloudAlbums) {
+    const auto here = gallery.GetAlbum(album->AlbumId.Get());
+    if (!here || here == album || IsPending(*here) || !IsModified(*album, *here)) continue;
+    changes.push_back({album, AlbumChange::Modify});
+  }
+  LogInfo(kTag, [&] { return "Cloud Modify Albums Count:" + Count(changes.size() - deletes - adds); });
+  return changes;
+}
+
+bool SyncLocalOperation::SetLocalAlbums(const std::vector<AlbumChange>& changes, Albums& deleted) {
+  constexpr char kTag[] = "SyncLocalOperation::SetLocalAlbums";
+  auto& gallery = Gallery::GetInstance();
+  Albums updates, creates;
+  for (const auto& change : changes) {
+    if (change.changeType == AlbumChange::Delete) {
+      deleted.push_back(change.album);
+    } else if (gallery.GetAlbum(change.album->AlbumId.Get())) {
+      updates.push_back(change.album);
+    } else {
+      creates.push_back(change.album);
+    }
+  }
+  LogInfo(kTag, [&] { return "delete Albums count :" + Count(deleted.size()); });
+  LogInfo(kTag, [&] { return "update Albums count :" + Count(updates.size()); });
+  LogInfo(kTag, [&] { return "create Albums count :" + Count(creates.size()); });
+  (void)gallery.UpdateAlbums(updates);
+  Albums updated;
+  for (const auto& record : updates) {
+    if (const auto album = gallery.GetAlbum(record->AlbumId.Get())) updated.push_back(album);
+  }
+  if (!SaveAlbums(updated)) return false;
+  // Rows first: an album that is in memory but not in the table would never be
+  // seen as missing again.
+  for (const auto& album : creates) album->Classify();
+  if (!creates.empty() && !DBHelper::GetInstance().AddAlbums(creates)) return false;
+  (void)gallery.LoadAlbums(creates);
+  return true;
+}
+
+bool SyncLocalOperation::DeleteAlbums(const Albums& deleted) {
+  if (deleted.empty()) return true;
+  (void)Gallery::GetInstance().DelAlbums(deleted);
+  return SaveAlbums(deleted);
+}
+
+// --- Changes of the user
+
+SyncLocalOperation::Albums SyncLocalOperation::GetCreatedAlbums() {
+  const Albums albums = WithOperation(kAlbumCreated);
+  LogInfo("SyncLocalOperation::GetCreatedAlbums",
+          [&] { return "Get Local Created Albums Success Count:" + Count(albums.size()); });
+  return albums;
+}
+
+SyncLocalOperation::Albums SyncLocalOperation::GetModifyAlbums() {
+  const Albums albums = WithOperation(kAlbumModified);
+  LogInfo("SyncLocalOperation::GetModifyAlbums",
+          [&] { return "Get Local Modfiy Albums Success Count :" + Count(albums.size()); });
+  return albums;
+}
+
+SyncLocalOperation::Albums SyncLocalOperation::GetDeleteAlbums() {
+  Albums albums = RealAlbums();
+  Gallery::GetInstance().GetDeletedAlbums(albums);
+  std::erase_if(albums, [](const Album::Ptr& album) { return album->IsDelete != kDeletedHere; });
+  LogInfo("SyncLocalOperation::GetDeleteAlbums",
+          [&] { return "Get Local Delete Albums Success Count:" + Count(albums.size()); });
+  return albums;
+}
+
+void SyncLocalOperation::ChangeAlbumName(const std::string& albumId) {
+  auto& gallery = Gallery::GetInstance();
+  const auto album = gallery.GetAlbum(albumId);
+  if (!album) return;
+  const std::wstring name = album->AlbumName.Get();
+  LogInfo("SyncLocalOperation::ChangeAlbumName", [&] { return "album name is exist:" + albumId; });
+  for (int number = 1; number <= kMaxNumberBehindName; ++number) {
+    const std::wstring next = name + L"(" + std::to_wstring(number) + L")";
+    if (gallery.AlbumNameIsExist(next)) continue;
+    if (gallery.RenameAlbum(album, next)) (void)SaveAlbums({album});
+    return;
+  }
+}
+
+// Two albums claim one name: the cloud's keeps it and takes the files.
+void SyncLocalOperation::ResolveAlbumConflict(const FailedItem& item) {
+  auto& gallery = Gallery::GetInstance();
+  const auto album = gallery.GetAlbum(item.id);
+  if (item.conflictId.empty() || !album) return;
+  if (item.conflictId == item.id) {
+    album->Operation = kAlbumModified;
+    (void)SaveAlbums({album});
+    return;
+  }
+  const auto target = gallery.GetAlbum(item.conflictId);
+  if (!target) return;  // The next pull brings it.
+  (void)gallery.MoveFiles(album, target);
+  LogInfo("SyncLocalOperation::UploadCreatedAlbumsFailed", "Un Def Sync Conflict!");
+  (void)DeleteAlbums({album});
+}
+
+void SyncLocalOperation::UploadCreatedAlbumsFailed(const std::vector<FailedItem>& failed) {
+  for (const auto& item : failed) {
+    if (item.code == kNameTaken) ChangeAlbumName(item.id);
+    if (item.code == kKnownUnderOtherId) ResolveAlbumConflict(item);
+    if (item.code != kUnknownAlbum) continue;
+    if (const auto album = Gallery::GetInstance().GetAlbum(item.id)) {
+      album->Operation = kAlbumModified;
+      (void)SaveAlbums({album});
+    }
+  }
+}
+
+void SyncLocalOperation::UploadModifyAlbumsFailed(const std::vector<FailedItem>& failed) {
+  for (const auto& item : failed) {
+    if (item.code == kNameTaken) ChangeAlbumName(item.id);
+  }
+}
+
+void SyncLocalOperation::SetAlbumsUploaded(const std::vector<std::string>& ids,
+                                           const std::string& operation) {
+  const bool deleted = operation == kAlbumDeleted;
+  if (!deleted && operation != kAlbumCreated && operation != kAlbumModified) return;
+  auto& gallery = Gallery::GetInstance();
+  Albums albums;
+  for (const auto& id : ids) {
+    auto album = gallery.GetAlbum(id);
+    if (!album) album = gallery.GetDeletedAlbum(id);
+    if (!album) continue;
+    album->Operation = "";
+    if (deleted) album->IsDelete = kDeletedEverywhere;
+    albums.push_back(album);
+  }
+  (void)SaveAlbums(albums);  // Kept for the next cycle when the database refuses.
+}

@@ -1,0 +1,136 @@
+// The cloud's lock, its keeper, and contents that are given back under it.
+
+#include "common/platform/thread.h"
+#include "host/globalparamwrapper.h"
+#include "store/dbhelper.h"
+#include "sync/synchelper.h"
+#include "transfer/gallerytransmanager.h"
+#include "utils/gallerylog.h"
+
+namespace {
+
+constexpr std::chrono::milliseconds kKeeperStepMs{10};
+constexpr std::int32_t kContent = 0;
+constexpr std::int32_t kPendingUpload = 2;
+
+GalleryTransManager& Transfers() { return GalleryTransManager::GetInstance(); }
+
+}  // namespace
+
+bool SyncHelper::Lock() {
+  constexpr char kTag[] = "SyncHelper::Lock";
+  if (lockCount > 0 || !Transfers().LockToken().empty()) return true;
+  ISyncServiceOperation* service = serviceOperation;
+  if (!service) return false;
+  LogInfo(kTag, "Begin Get Lock");
+  const auto lock = service->GetLock(&stopRequested);
+  if (!lock || lock->code != 0) return Fail(kTag, "End Get Lock failed!");
+  ++lockCount;
+  Transfers().SetLockToken(lock->token);
+  LogInfo(kTag, "End Get Lock ok");
+  if (lockCount >= 2) {
+    LogInfo(kTag, "already get lock, not need to keepLock");
+    return true;
+  }
+  if (lock->keepInterval != 0) {
+    platform::MutexLock hold(keeperLock);
+    keepLockStop = false;
+    keepLockThread = std::thread([this, interval = lock->keepInterval] { KeepLock(interval); });
+  }
+  // The cloud may have moved while this cycle worked.
+  if (DownLoadFromCloud(CloudMarks{lock->albumListVersion, lock->fileVersion, lock->clearVersion}))
+    return true;
+  LogInfo(kTag, "Release lock");
+  ReleaseLock();
+  return false;
+}
+
+void SyncHelper::KeepLock(std::int32_t intervalSeconds) {
+  constexpr char kTag[] = "SyncHelper::KeepLock";
+  platform::SetThreadName("keep lock");
+  while (true) {
+    // Twice a validity, so that one slow answer does not lose the lock.
+    const auto end =
+        std::chrono::steady_clock::now() + std::chrono::milliseconds(intervalSeconds * 1000LL / 2);
+    while (!keepLockStop && std::chrono::steady_clock::now() < end)
+      std::this_thread::sleep_for(kKeeperStepMs);
+    if (keepLockStop) {
+      LogInfo(kTag, "Stop KeepLock");
+      return;
+    }
+    ISyncServiceOperation* service = serviceOperation;
+    const auto kept = service ? service->KeepLock(Transfers().LockToken()) : nullptr;
+    if (!kept || kept->code != 0 || kept->keepInterval == 0) {
+      cancelTask = true;
+      (void)Fail(kTag, "keepLock Error,cancel Task!");
+      return;
+    }
+    intervalSeconds = kept->keepInterval;
+  }
+}
+
+void SyncHelper::ReleaseLock() {
+  keepLockStop = true;
+  {
+    platform::MutexLock hold(keeperLock);  // Its thread takes no lock of ours.
+    if (keepLockThread.joinable()) keepLockThread.join();
+  }
+  const std::string token = Transfers().LockToken();
+  ISyncServiceOperation* service = serviceOperation;
+  if (!token.empty() && service) {
+    LogInfo("SyncHelper::ReleaseLock", "Release lock");
+    (void)service->ReleaseLock(token);  // One that stays runs out by itself.
+  }
+  Transfers().SetLockToken("");
+  lockCount = 0;
+}
+
+std::vector<RefundTask> SyncHelper::BuildRefundTasks(const Ids& fileIds, std::int32_t type, bool force) {
+  std::vector<RefundTask> tasks;
+  for (const auto& id : fileIds) {
+    RefundTask task{id, type, nullptr};
+    if (type != kPendingUpload) {
+      task.file = DBHelper::GetInstance().GetFile(id);
+      if (!task.file) {
+        LogWarning("SyncHelper::RefundGetLock", "CreateGalleryTasks find error fileId = " + id);
+        continue;
+      }
+      if (type == kContent && !force && task.file->FileName().empty()) continue;
+    }
+    tasks.push_back(std::move(task));
+  }
+  return tasks;
+}
+
+bool SyncHelper::RefundGetLock(const Ids& fileIds, std::int32_t type, bool force) {
+  constexpr char kTag[] = "SyncHelper::RefundGetLock";
+  auto* parameters = GlobalParamWrapper::GetInstance();
+  LogInfo(kTag, [&] { return "CreateGalleryTask size = " + std::to_string(fileIds.size()); });
+  if (fileIds.empty()) return true;
+  if (!parameters->GetIsUserLoggedIn()) {
+    LogWarning(kTag, "change account");
+    return false;
+  }
+  const auto tasks = BuildRefundTasks(fileIds, type, force);
+  if (tasks.empty()) {
+    LogInfo(kTag, "create gallery refund task, data is empty");
+    return true;
+  }
+  // TODO: without a transfer engine nobody could do the tasks, and a lock for
+  // them would never be given back.
+  if (!services.createRefundTasks) return true;
+  serviceOperation = localOperation.ChooseService(CutStatus());
+  if (!parameters->GetIsUserLoggedIn()) {
+    LogWarning(kTag, "change account");
+  } else {
+    LogInfo(kTag, "get lock from gallery refund task");
+    if (Lock()) refundHoldsLock = true;
+  }
+  services.createRefundTasks(tasks, refundHoldsLock, [this] {
+    refundHoldsLock = false;
+    if (PendingUploads() != 0) return;
+    LogInfo("SyncHelper::RefundGetLock", "Release lock from refund");
+    ReleaseLock();
+  });
+  return true;
+}

@@ -1,0 +1,122 @@
+// What the next tick has to do.
+
+#include "host/globalparamwrapper.h"
+#include "store/dbhelper.h"
+#include "sync/synchelper.h"
+#include "utils/gallerylog.h"
+#include "utils/globaldata.h"
+#include "utils/methodfunction.h"
+
+namespace {
+
+constexpr char kTag[] = "SyncHelper::GetSyncMode";
+constexpr char kSecondGeneration[] = "v2.0";
+constexpr std::int64_t kHourMs = 3'600'000;
+constexpr std::int64_t kDefaultBriefingDays = 30;
+// With this much down a comparison costs less than another listing.
+constexpr std::int64_t kEnoughIsDown = 50;
+
+bool SaysNothing(const std::string& version) { return version.empty() || version == "0"; }
+
+bool IsNewAccount(const CloudVersion& cloud) {
+  return SaysNothing(cloud.albumVersion) && SaysNothing(cloud.albumListVersion) && cloud.fileVersion < 1;
+}
+
+AlbumLocalVersion RecordOf(const CloudVersion& cloud) {
+  AlbumLocalVersion record;
+  record.AlbumVersion = cloud.albumVersion;
+  record.AlbumListVersion = cloud.albumListVersion;
+  record.LatestVersion = cloud.fileVersion;
+  record.ClearVersion = cloud.clearVersion;
+  record.TempVersion = -1;
+  record.CloudPhotoVersion = kSecondGeneration;
+  record.lastLostFileQueryTimestamp = GlobalParamWrapper::GetInstance()->GetServerTime();
+  return record;
+}
+
+}  // namespace
+
+std::shared_ptr<ICloudListing> SyncHelper::Listing() const {
+  return services.listing ? services.listing() : nullptr;
+}
+
+std::int32_t SyncHelper::CutStatus() {
+  const auto listing = Listing();
+  return listing ? listing->GetCutStatus() : GlobalData::cloudGeneration.load();
+}
+
+std::unique_ptr<CloudVersion> SyncHelper::QueryVersion() {
+  const auto listing = Listing();
+  if (GlobalData::cloudGeneration != GlobalData::kGenerationV2 || !listing) return nullptr;
+  auto version = listing->GetAllVersion();
+  return version && version->code == 0 ? std::move(version) : nullptr;
+}
+
+SyncMode SyncHelper::GetSyncMode() {
+  AlbumLocalVersion row;
+  bool hasRow = false;
+  // A row that cannot be read is not a row that is missing: taking it for that
+  // would list the whole cloud again.
+  if (!localOperation.ReadVersionRecord(row, hasRow)) {
+    (void)Fail(kTag, "the version row could not be read");
+    return SyncMode::Failed;
+  }
+  const bool complete = hasRow && !row.AlbumVersion.empty() && row.HasDownAll != 0;
+  if (complete && !LoadDataToMemory()) return SyncMode::Failed;
+  if (GlobalData::cloudGeneration == GlobalData::kGenerationUnknown) (void)CutStatus();
+  if (!complete) return DecideWithoutFullRow(hasRow, row);
+  const std::int64_t now = MethodFunction::CurrentTime();
+  if (row.BriefingTime == 0) {
+    row.BriefingTime = now;
+    (void)localOperation.ChangeVersionRecord([now](AlbumLocalVersion& stored) { stored.BriefingTime = now; });
+  }
+  const std::int64_t days = briefingPeriodDays > 0 ? briefingPeriodDays.load() : kDefaultBriefingDays;
+  if (now <= row.BriefingTime + days * 24 * kHourMs + briefingRandomMs) return SyncMode::Increment;
+  LogInfo(kTag, "start briefing by expired!");
+  briefingType = 1;
+  return SyncMode::Briefing;
+}
+
+SyncMode SyncHelper::DecideWithoutFullRow(bool hasRow, const AlbumLocalVersion& row) {
+  const auto cloud = QueryVersion();
+  if (!cloud) {
+    (void)Fail(kTag, "get cloud ver fail!");
+    if (ISyncCallback* listener = callback; listener && !dataLoaded) listener->Notify(1);
+    return SyncMode::Failed;
+  }
+  const bool fresh = IsNewAccount(*cloud);
+  if (hasRow && !fresh && !row.AlbumVersion.empty()) return RestartFull(row, *cloud);
+  AlbumLocalVersion record = RecordOf(*cloud);
+  if (fresh) {
+    record.HasDownAll = 1;
+    record.UpdateTime = MethodFunction::CurrentTime();
+    LogInfo(kTag, "new account, set hasdown to 1, quit full sync!");
+    (void)Gallery::GetInstance().AddFiles({});
+    if (!LoadDataToMemory()) return SyncMode::Failed;
+  }
+  const bool stored = hasRow ? DBHelper::GetInstance().UpdateLocalVersion(record, row.AlbumVersion)
+                             : DBHelper::GetInstance().AddLocalVersion(record);
+  if (!stored) {
+    (void)Fail(kTag, "the version row could not be stored");
+    return SyncMode::Failed;
+  }
+  return fresh ? SyncMode::NewAccount : SyncMode::Full;
+}
+
+SyncMode SyncHelper::RestartFull(const AlbumLocalVersion& row, const CloudVersion& cloud) {
+  if (cloud.fileVersion <= row.LatestVersion) return SyncMode::Resume;
+  const std::int64_t max = DBHelper::GetInstance().GetMaxOffset(),
+                     min = DBHelper::GetInstance().GetMinOffset();
+  if (max + (min < 1 ? min : 0) >= kEnoughIsDown) {
+    briefingType = 0;
+    return SyncMode::Briefing;
+  }
+  const bool stored = localOperation.ChangeVersionRecord([&cloud](AlbumLocalVersion& stored_) {
+    stored_.LatestVersion = cloud.fileVersion;
+    stored_.UpdateTime = 0;
+    stored_.FileCursor.clear();
+  });
+  if (stored) return SyncMode::Full;
+  (void)Fail(kTag, "the version row could not be stored");
+  return SyncMode::Failed;
+}

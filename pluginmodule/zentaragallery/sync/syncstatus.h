@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <utility>
+
+#include "store/storerecords.h"
+
+// What the sync is doing, as the user sees it.
+enum class SyncStatus : std::int32_t {
+  IDLE = 0,         // a cycle ended; told with the number of files still to upload
+  DOWNLOAD = 1,     // changes are being pulled
+  UPLOAD = 2,       // local changes or contents are being sent; told with their count
+  CHECK = 3,        // an increment cycle started
+  PAUSE = 4,        // the sync switch is off
+  SYNCERROR = 5,    // a cycle failed
+  NOTREADY = 6,     // the database is not ready for a cycle
+  ALBUMSREADY = 7,  // albums are in memory
+  NOSPACE = 8,      // a content would not fit into the cloud's free space
+};
+
+// What a tick does.
+enum class SyncMode : std::int32_t {
+  Failed = 0,      // the cloud did not tell its version
+  NewAccount = 1,  // nothing to download
+  Full = 2,        // everything, from the start
+  Resume = 3,      // everything, from where it stopped
+  Briefing = 4,    // compare with the cloud's listing
+  Increment = 5,   // what has changed
+};
+
+// Why a cycle did not get through.
+struct SyncError {
+  std::string step;   // the operation
+  std::string cause;  // what it said
+  std::string item;   // id of the file or album, or empty
+  void swap(SyncError& other) noexcept { std::swap(*this, other); }
+};
+
+// A snapshot for status displays.
+struct SyncState {
+  SyncStatus status = SyncStatus::IDLE;
+  SyncMode mode = SyncMode::Failed;  // of the last tick
+  bool started = false;
+  bool hasSynced = false;
+  bool lockHeld = false;
+  bool hasRow = false;
+  AlbumLocalVersion row;            // versions and cursors as stored
+  std::int64_t targetVersion = -1;  // of the pull under way
+  std::size_t pendingAlbums = 0;    // albums to create, change or delete in the cloud
+  std::size_t pendingFiles = 0;     // files to change or delete in the cloud
+  std::size_t pendingUploads = 0;   // files whose content waits
+  SyncError lastError;              // of the last tick; empty when it went well
+};

@@ -1,0 +1,145 @@
+#include "synctest.h"
+
+namespace {
+
+class FullSyncTest : public SyncTest {
+ protected:
+  void Fill(int count) {
+    cloud.CreateAlbum("default-album-300-x", L"Trip");
+    for (int i = 0; i < count; ++i) {
+      cloud.AddMedia("m" + std::to_string(1000 + i), L"m" + std::to_wstring(i) + L".jpg",
+                     i % 2 ? "default-album-300-x" : "default-album-1");
+    }
+  }
+};
+
+TEST_F(FullSyncTest, FirstDownloadBringsEverything) {
+  Fill(250);
+  EXPECT_TRUE(Cycle());
+  EXPECT_EQ(sync->GetState().mode, SyncMode::Full);
+  EXPECT_EQ(VersionRow().HasDownAll, 1);
+  EXPECT_TRUE(VersionRow().FileCursor.empty());
+  EXPECT_EQ(DBHelper::GetInstance().GetMaxOffset(), 0);
+  ExpectInStep();
+  EXPECT_TRUE(ToldStatus(SyncStatus::ALBUMSREADY));
+}
+
+TEST_F(FullSyncTest, DownloadGoesOnAfterAnyPage) {
+  cloud.pageSize = 10;
+  Fill(55);
+  for (int page = 1; page <= 6; ++page) {
+    std::atomic<int> pages{0};
+    cloud.onCall = [&](const std::string& call) {
+      if (call == "GetFiles" && ++pages == 2) cloud.FailCall(1);
+    };
+    (void)Cycle();
+    cloud.onCall = nullptr;
+    EXPECT_EQ(DBHelper::GetInstance().CountFiles(), std::min(page * 10, 55)) << page;
+    RestartClient();
+  }
+  Settle();
+  EXPECT_EQ(VersionRow().HasDownAll, 1);
+  ExpectInStep();
+}
+
+TEST_F(FullSyncTest, ChangesWhileListingAreComparedAfterwards) {
+  cloud.pageSize = 10;
+  Fill(30);
+  std::atomic<int> pages{0};
+  cloud.onCall = [&](const std::string& call) {
+    if (call != "GetFiles" || ++pages != 3) return;
+    cloud.Delete("m1001");
+    cloud.AddMedia("a-early", L"early.jpg");
+  };
+  EXPECT_TRUE(Cycle());
+  cloud.onCall = nullptr;
+  EXPECT_EQ(VersionRow().HasDownAll, 1);
+  ExpectInStep();
+}
+
+TEST_F(FullSyncTest, FarBehindInterruptedDownloadIsCompared) {
+  cloud.pageSize = 30;
+  Fill(90);
+  std::atomic<int> pages{0};
+  cloud.onCall = [&](const std::string& call) {
+    if (call == "GetFiles" && ++pages == 3) cloud.FailCall(1);
+  };
+  EXPECT_FALSE(Cycle());
+  cloud.onCall = nullptr;
+  cloud.Delete("m1000");
+  EXPECT_TRUE(Cycle());
+  EXPECT_EQ(sync->GetState().mode, SyncMode::Briefing);
+  ExpectInStep();
+}
+
+TEST_F(FullSyncTest, EarlyInterruptedDownloadStartsAgain) {
+  cloud.pageSize = 10;
+  Fill(90);
+  std::atomic<int> pages{0};
+  cloud.onCall = [&](const std::string& call) {
+    if (call == "GetFiles" && ++pages == 3) cloud.FailCall(1);
+  };
+  EXPECT_FALSE(Cycle());
+  cloud.onCall = nullptr;
+  cloud.Delete("m1000");
+  cloud.Delete("m1003");
+  EXPECT_TRUE(Cycle());
+  EXPECT_EQ(sync->GetState().mode, SyncMode::Full);
+  Settle();
+  ExpectInStep();
+}
+
+TEST_F(FullSyncTest, NegativeOffsetsCountAgainstWhatIsDown) {
+  Fill(3);
+  auto row = AlbumLocalVersion();
+  row.AlbumVersion = "1";
+  row.CloudPhotoVersion = "v2.0";
+  ASSERT_TRUE(DBHelper::GetInstance().AddLocalVersion(row));
+  const auto far = CloudFile("m1000"), recycled = CloudFile("m1001");
+  far->Offset = 60;
+  recycled->Offset = -20;
+  ASSERT_TRUE(DBHelper::GetInstance().AddFiles({far, recycled}));
+  EXPECT_EQ(sync->GetSyncMode(), SyncMode::Full);
+  far->Offset = 70;
+  row.LatestVersion = 0;
+  ASSERT_TRUE(DBHelper::GetInstance().AddLocalVersion(row));
+  ASSERT_TRUE(DBHelper::GetInstance().AddFiles({far}));
+  EXPECT_EQ(sync->GetSyncMode(), SyncMode::Briefing);
+}
+
+TEST_F(FullSyncTest, ExpiredCursorListsAgainAndKeepsWaitingChanges) {
+  Fill(20);
+  Settle();
+  gallery.FavoriteFiles(gallery.GetFile("m1001"), true);
+  const auto mine = gallery.CreateAlbum(L"Mine", false, -1);
+  cloud.Delete("m1002");
+  // What the cloud layer does when the service says so.
+  auto& database = DBHelper::GetInstance();
+  ASSERT_TRUE(database.Execute("Delete From GalleryFile Where GalleryState = 0;"));
+  ASSERT_TRUE(database.ClearOffsets());
+  ASSERT_TRUE(database.Execute("DELETE FROM AlbumLocalVersion; "));
+  ASSERT_TRUE(database.ClearAlbums());
+  Settle();
+  EXPECT_TRUE(cloud.MediaInfo("m1001").favorite);
+  EXPECT_NE(cloud.Tree().find("Mine"), std::string::npos);
+  ExpectInStep();
+}
+
+TEST_F(FullSyncTest, FailedAlbumListIsTold) {
+  Fill(1);
+  cloud.FailCall(2);
+  EXPECT_FALSE(Cycle());
+  EXPECT_EQ(listener.Notified().back(), 1);
+  EXPECT_TRUE(ToldStatus(SyncStatus::SYNCERROR));
+  EXPECT_EQ(VersionRow().HasDownAll, 0);
+}
+
+TEST_F(FullSyncTest, FilesAddedBeforeTheFirstDownloadAreThereAfterIt) {
+  Add({LocalFile("waiting")});
+  RestartClient();
+  Fill(3);
+  EXPECT_TRUE(Cycle());
+  EXPECT_TRUE(gallery.GetFile("waiting"));
+}
+
+}  // namespace

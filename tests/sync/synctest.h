@@ -1,0 +1,60 @@
+#pragma once
+
+#include "fakeaccount.h"
+#include "support/gallerytest.h"
+#include "sync/synchelper.h"
+
+// A real gallery and database with a sync of its own against a fake account.
+// Tests talk to both sides and run cycles one by one.
+class SyncTest : public GalleryTest {
+ protected:
+  struct Told {
+    SyncStatus status;
+    std::int64_t count;
+    bool operator==(const Told&) const = default;
+  };
+  class Listener : public ISyncCallback {
+   public:
+    void Notify(std::int32_t state) override;
+    void OnSyncStatus(SyncStatus status, std::int64_t count) override;
+    void ShowWindow() override {}
+    std::vector<Told> Statuses();
+    std::vector<std::int32_t> Notified();
+
+   private:
+    std::mutex lock;
+    std::vector<Told> statuses;
+    std::vector<std::int32_t> notified;
+  };
+
+  void SetUp() override;
+  void TearDown() override;
+
+  void MakeSync();
+  // Both sides as at the start of a test.
+  void StartAfresh();
+  bool Cycle() { return sync->RunOnce(); }
+  // Runs until nothing changes on either side any more.
+  void Settle(int atMost = 8);
+  // What memory and table hold, in the words of the account.
+  static std::string ModelTree();
+  static std::string TableTree();
+  void ExpectInStep(const std::string& when = {});
+  static AlbumLocalVersion VersionRow();
+  // Forgets memory, as an end of the process does, and starts anew.
+  void RestartClient();
+  bool ToldStatus(SyncStatus status);
+
+  FakeAccount cloud;
+  Listener listener;
+  SyncServices services;
+  std::unique_ptr<SyncHelper> sync;
+};
+
+// Fails the n-th write to any database from now on, 1 the next; 0 none.
+class DatabaseFaults {
+ public:
+  static void Install();
+  static void FailWrite(int number);
+  static int Writes();
+};
