@@ -26,7 +26,8 @@ class Choice {
   Choice(std::string to, Output& out) : albumName(std::move(to)), output(out) {}
 
   void Add(const fs::path& path) {
-    if (fs::is_directory(path)) {
+    std::error_code failed;  // A path that cannot be looked at is refused as a file.
+    if (fs::is_directory(path, failed)) {
       AddFolder(path);
     } else {
       AddFile(path);
@@ -52,7 +53,8 @@ class Choice {
         });
   }
   void AddFile(const fs::path& file) {
-    const fs::path absolute = fs::absolute(file).lexically_normal();
+    std::error_code failed;
+    const fs::path absolute = fs::absolute(file, failed).lexically_normal();
     std::wstring album = albumName.empty()
                              ? platform::WideFileName(platform::WidePath(absolute.parent_path()))
                              : platform::Utf8ToWide(albumName);
@@ -92,6 +94,13 @@ void PrintRefused(const RefusedFile& refused, Output& output) {
   output.Print(json, "refused  " + path + "  " + refused.textKey + "  " + words);
 }
 
+std::string UpperLimitText() {
+  char text[260];
+  std::snprintf(text, sizeof text, ResourceText::GetUtf8("IDS_GALLERT_FILES_UPPER_LIMIT").c_str(),
+                static_cast<int>(UploadController::kFilesUpperLimit));
+  return text;
+}
+
 struct ImportCount {
   std::size_t added = 0;
   std::size_t refused = 0;
@@ -114,11 +123,9 @@ void ImportFolder(const FolderFiles& folder, std::size_t total, ImportCount& cou
   count.added += result.added.size();
   count.refused += result.refused.size();
   count.stopped = result.stopped;
-  if (!album) count.refused += folder.paths.size();
-  if (result.overLimit) {
-    output.Error(ResourceText::GetUtf8("IDS_GALLERT_FILES_UPPER_LIMIT"));
-    count.refused += folder.paths.size();
-  }
+  if (!album) output.Error("cannot make the album \"" + platform::DisplayText(folder.albumName) + "\"");
+  if (result.overLimit) output.Error(UpperLimitText());
+  if (!album || result.overLimit) count.refused += folder.paths.size();
 }
 
 Exit Import(const std::vector<std::string>& paths, const std::string& albumName, Output& output) {

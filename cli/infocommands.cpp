@@ -111,7 +111,7 @@ Exit ShowStatus(Output& output) {
   status["files"] = static_cast<Json::UInt64>(files.size());
   status["inBin"] = count([](const GalleryFile& file) { return file.IsInBin() && !file.IsDeleted; });
   status["waitingForUpload"] =
-      count([](const GalleryFile& file) { return file.GalleryState == 1 && !file.IsDeleted; });
+      count([](const GalleryFile& file) { return file.IsLocalOnly() && !file.IsDeleted; });
   status["changedHere"] =
       count([](const GalleryFile& file) { return file.GalleryState == 2 && !file.IsDeleted; });
   status["deletedHere"] = count([](const GalleryFile& file) { return file.IsDeleted.Get(); });

@@ -40,6 +40,9 @@ void ReadServiceAddresses() {
   GlobalData::globalParam = parameters;
   GlobalData::cloudPhotoUrl = platform::WideToUtf8(parameters->GetCloudPhotoUrl());
   GlobalData::cloudPhotoV2Url = platform::WideToUtf8(parameters->GetCloudPhotoV2Url());
+  // A login names its service.
+  if (GlobalData::cloudPhotoV2Url.empty())
+    GlobalData::cloudPhotoV2Url = UserAuthService::GetInstance()->GetServerUrl();
   LogInfo(kTag, "ZentaraGalleryObj cloud photo grs v1:" + GlobalData::cloudPhotoUrl);
   LogInfo(kTag, "ZentaraGalleryObj cloud photo grs v2:" + GlobalData::cloudPhotoV2Url);
 }

@@ -153,6 +153,8 @@ TEST_F(BurstTest, TwoShotsOfOneNumberStayBothInSight) {
   Add({twin});
   EXPECT_TRUE(cover->HasMember(member));
   EXPECT_TRUE(Holds(Camera(), twin));
+  EXPECT_TRUE(Holds(TimeLine(), twin));
+  EXPECT_TRUE(Holds(AlbumOf(AlbumKind::AllPictures), twin));
 }
 
 TEST_F(BurstTest, AdoptedMembersAreNoFavorites) {
@@ -228,6 +230,49 @@ TEST_F(WholeBurst, IsDeletedTogether) {
     EXPECT_TRUE(file->IsDeleted);
     EXPECT_TRUE(Row(file->UniqueId())->IsDeleted);
   }
+}
+
+TEST_F(WholeBurst, StaysFoldedWhenAMemberIsNamedBeforeItsCover) {
+  gallery.RecycleFiles({first, cover}, false);
+  EXPECT_EQ(Ids(Bin()), std::vector<std::string>{"c"});
+  gallery.RecoverFiles({second, cover}, false);
+  EXPECT_EQ(Ids(Camera()), std::vector<std::string>{"c"});
+  EXPECT_EQ(Ids(TimeLine()), std::vector<std::string>{"c"});
+  EXPECT_EQ(cover->GetMembers().size(), 2u);
+}
+
+TEST_F(WholeBurst, MemberMovedAloneIsShownOnItsOwn) {
+  const auto target = gallery.CreateAlbum(L"Target", false, -1);
+  gallery.MoveFiles({first}, target, false);
+  EXPECT_EQ(Ids(target), std::vector<std::string>{"m2"});
+  EXPECT_TRUE(Holds(TimeLine(), first));
+  EXPECT_TRUE(Holds(AlbumOf(AlbumKind::AllPictures), first));
+  EXPECT_FALSE(cover->HasMember(first));
+}
+
+TEST_F(WholeBurst, MembersGoAndComeWithTheirCover) {
+  gallery.RemoveFiles({cover});
+  EXPECT_EQ(gallery.FileCount(), 0u);
+  EXPECT_TRUE(Ids(TimeLine()).empty());
+  gallery.AddFiles({cover, first, second});
+  EXPECT_EQ(Ids(Camera()), std::vector<std::string>{"c"});
+  EXPECT_EQ(cover->GetMembers().size(), 2u);
+  gallery.DeleteFiles({cover}, true);
+  EXPECT_EQ(gallery.FileCount(), 0u);
+  EXPECT_EQ(Row("m2"), nullptr);
+}
+
+TEST_F(WholeBurst, RenamedMemberLeavesTheCoverInOrder) {
+  const auto target = gallery.CreateAlbum(L"Target", false, -1);
+  const auto there = CloudFile("there", target->AlbumId.Get());
+  there->SetFileName(L"IMG_1_BURST002.jpg");
+  Add({there});
+  gallery.MoveFiles({cover}, target, false);
+  EXPECT_EQ(first->FileName(), L"IMG_1_BURST002(1).jpg");
+  EXPECT_FALSE(cover->HasMember(first));
+  EXPECT_TRUE(cover->HasMember(second));
+  EXPECT_TRUE(Holds(target, first));
+  EXPECT_EQ(Row("m2")->FileName(), L"IMG_1_BURST002(1).jpg");
 }
 
 TEST_F(WholeBurst, MemberTakenAwayLeavesTheCover) {

@@ -142,6 +142,7 @@ TEST_F(GalleryAlbumsTest, HiddenAlbumIsThereButNotListed) {
   const auto hidden = Record("h", L"Hidden");
   hidden->SetExpandText(R"({"hide":"1"})");
   gallery.LoadAlbums({hidden});
+  Add({CloudFile("f", "h")});
   EXPECT_EQ(gallery.GetAlbum("h"), hidden);
   EXPECT_FALSE(hidden->listed);
   Gallery::Albums shown, all;
@@ -149,6 +150,28 @@ TEST_F(GalleryAlbumsTest, HiddenAlbumIsThereButNotListed) {
   gallery.GetAlbums(all, true);
   EXPECT_EQ(shown.size() + 1, all.size());
   EXPECT_TRUE(batchEvents.empty());
+}
+
+TEST_F(GalleryAlbumsTest, ViewThatComesLaterLeavesTheUsersAlbumItsName) {
+  const auto own = gallery.CreateAlbum(L"AllVideos", false, -1);
+  gallery.GetOrCreateSystemAlbum(AlbumKind::AllVideos);
+  EXPECT_EQ(gallery.AlbumNameIsExist(L"AllVideos"), own);
+}
+
+TEST_F(GalleryAlbumsTest, AlbumsOfOneNameAndMillisecondHaveTheirOwnIds) {
+  const auto first = gallery.CreateAlbum(L"Trip", true, -1);
+  ASSERT_TRUE(gallery.RenameAlbum(first, L"Other"));
+  const auto second = gallery.CreateAlbum(L"Trip", true, -1);
+  EXPECT_NE(first->AlbumId.Get(), second->AlbumId.Get());
+  EXPECT_EQ(gallery.GetAlbum(first->AlbumId.Get()), first);
+}
+
+TEST_F(GalleryAlbumsTest, CloudNameThatIsCleanedToATakenOneGetsANumber) {
+  const auto own = gallery.CreateAlbum(L"Trip", false, -1);
+  const auto album = CloudAlbum("cloud", L"Tour");
+  gallery.UpdateAlbums({Record("cloud", L"T rip")});
+  EXPECT_EQ(gallery.AlbumNameIsExist(L"Trip"), own);
+  EXPECT_EQ(album->AlbumName.Get(), L"Trip(1)");
 }
 
 TEST_F(GalleryAlbumsTest, CloudRecordRenamesAndSettlesAnAlbum) {

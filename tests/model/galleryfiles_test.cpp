@@ -204,6 +204,9 @@ TEST_F(GalleryFilesTest, RecoveryWithoutAHomeFails) {
   EXPECT_EQ(gallery.RecoverFiles({file}, false, Collect()), 0u);
   EXPECT_EQ(states, std::vector<int>{2});
   EXPECT_TRUE(file->IsInBin());
+  EXPECT_EQ(Ids(Bin()), std::vector<std::string>{"a"});
+  EXPECT_TRUE(Ids(AlbumOf(AlbumKind::TimeLine)).empty());
+  EXPECT_EQ(file->RecycleTime, -1);
 }
 
 TEST_F(GalleryFilesTest, MovedFilesChangeAlbumInMemoryAndTable) {

@@ -37,9 +37,10 @@ void BurstTables::Unregister(const FilePtr& file) {
   if (file->ContinuousType == 0) return;
   const std::wstring name = file->ContinuousName();
   platform::MutexLock hold(burstLock);
-  if (const auto covers = burstCovers.find(name);
-      covers != burstCovers.end() && covers->second.erase(file) > 0) {
-    file->ClearMembers();
+  if (const auto covers = burstCovers.find(name); covers != burstCovers.end()) {
+    // While the file still has the number by which it stands in a cover.
+    for (const auto& cover : covers->second) cover->RemoveMember(file);
+    if (covers->second.erase(file) > 0) file->ClearMembers();
     if (covers->second.empty()) burstCovers.erase(covers);
   }
   if (const auto members = burstMembers.find(name); members != burstMembers.end()) {

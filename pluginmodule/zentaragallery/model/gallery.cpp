@@ -24,13 +24,11 @@ bool Gallery::Init() {
     files.Clear();
   }
   bursts.Clear();
-  {
+  for (const AlbumKind kind : {AlbumKind::TimeLine, AlbumKind::RecentlyUpload}) {
+    const auto album = Album::CreateSystem(kind);
+    if (!album) return false;
     platform::WriterLock hold(albumLock);
-    for (const AlbumKind kind : {AlbumKind::TimeLine, AlbumKind::RecentlyUpload}) {
-      const auto album = Album::CreateSystem(kind);
-      if (!album) return false;
-      InsertLive(album);
-    }
+    InsertLive(album);
   }
   Announce(AlbumEvent::Removed, AlbumPtr());
   upward::Views().SetCurrentAlbum(SystemAlbumId(AlbumKind::TimeLine));
@@ -76,6 +74,8 @@ Gallery::AlbumPtr Gallery::RestoreAlbum(const std::wstring& name, std::int64_t c
 bool Gallery::ReadAlbumRow(Album& album, const std::string& id) {
   return DBHelper::GetInstance().GetAlbum(album, id);
 }
+
+bool Gallery::WriteRows(const Files& list) { return DBHelper::GetInstance().AddFiles(list); }
 
 bool Gallery::WriteAlbumIdOfFiles(const std::string& oldId, const std::string& newId) {
   return DBHelper::GetInstance().ChangeAlbumId(oldId, newId);

@@ -19,9 +19,11 @@
 // Memory is changed first and the row second; a failed write is not rolled back,
 // and the next sync sets it right.
 //
-// Safe from any thread. Lock order: fileLock, albumLock, a burst's lock, an album's writeLock, nameLock,
-// then filesLock. Listeners are called outside all locks and may call back.
-// Batches are synchronous to their caller and work on their albums in parallel.
+// Safe from any thread. Lock order: fileLock, a burst's lock, an album's writeLock,
+// nameLock, then filesLock. albumLock is held around its maps only, and no album's
+// writeLock is taken under it. Listeners are called outside all locks and may call
+// back; reports and steps of a batch run under fileLock and may not. Batches are
+// synchronous to their caller and work on their albums in parallel.
 class Gallery : public IGalleryContext {
  public:
   using AlbumPtr = Album::Ptr;
@@ -53,6 +55,8 @@ class Gallery : public IGalleryContext {
     Favorites = 64,
     Everything = 255,
     EverythingButBin = 223,
+    // On the way out: also the views that would not take the file any more.
+    Leaving = 256,
   };
 
   using AlbumsListener = std::function<void(int event, const Albums&)>;
@@ -132,6 +136,7 @@ class Gallery : public IGalleryContext {
   // IGalleryContext, for files and albums.
   AlbumPtr RestoreAlbum(const std::wstring& name, std::int64_t createTime) override;
   bool ReadAlbumRow(Album& album, const std::string& id) override;
+  bool WriteRows(const Files& list) override;
   bool WriteAlbumIdOfFiles(const std::string& oldId, const std::string& newId) override;
   void ShowInPanel(const AlbumPtr& album) override { (void)ShowAlbum(album); }
   void HideFromPanel(const AlbumPtr& album) override { (void)HideAlbum(album); }
@@ -158,6 +163,7 @@ class Gallery : public IGalleryContext {
   bool BlocksMove(const Album& target, const FilePtr& file) const;
   void ForEachAlbum(const AlbumFiles& albumFiles,
                     const std::function<void(const AlbumPtr&, const Files&)>& work);
+  void ShowReleasedMembers(const Files& list, const AlbumPtr& target);
   void MoveOut(const AlbumPtr& source, const Files& list, const AlbumPtr& target);
 
   platform::SharedMutex albumLock;

@@ -98,7 +98,11 @@ std::size_t Gallery::LoadAlbums(const Albums& rows) {
 
 // Gives `album` the name of `record`; false when that name cannot be made free.
 bool Gallery::TakeName(const AlbumPtr& album, const AlbumPtr& record) {
-  const bool taken = albumsByName.contains(record->AlbumName.Get());
+  std::wstring name = record->AlbumName.Get();
+  if (album->Kind() == AlbumKind::None) (void)Album::CleanName(name);  // as Rename will store it
+  const auto owner = albumsByName.find(name);
+  const bool taken = owner != albumsByName.end() && owner->second != album;
+  if (taken) record->AlbumName = name;
   if (taken && !AutoRenameAlbum(record)) return false;
   EraseName(album);
   (void)album->Rename(record->AlbumName.Get());  // A system album keeps its name.
@@ -177,7 +181,9 @@ std::size_t Gallery::DelAlbums(const Albums& records) {
       if (record && DropAlbum(record, removed)) ++counted;
     }
   }
-  (void)DBHelper::GetInstance().AddAlbums(records);
+  Albums rows = records;
+  std::erase(rows, nullptr);
+  (void)DBHelper::GetInstance().AddAlbums(rows);
   if (counted > 0) Announce(AlbumEvent::Removed, removed);
   return counted;
 }
@@ -206,6 +212,12 @@ Gallery::AlbumPtr Gallery::CreateAlbum(const std::wstring& name, bool restore, s
     if (taken && !AutoRenameAlbum(album)) {
       LogError(kTag, "CreateAlbum null,end.");
       return nullptr;
+    }
+    // Two albums of one name and millisecond would share an id.
+    const std::string id = album->AlbumId.Get();
+    for (int more = 1; albums.contains(album->AlbumId.Get()) || deletedAlbums.contains(album->AlbumId.Get());
+         ++more) {
+      album->AlbumId = id + std::to_string(more);
     }
     InsertLive(album);
   }
@@ -263,8 +275,14 @@ bool Gallery::RenameAlbum(const AlbumPtr& album, const std::wstring& newName) {
   }
   {
     platform::WriterLock hold(albumLock);
-    const AlbumPtr before = album;
-    EraseName(before);
+    const auto live = albums.find(album->AlbumId.Get());
+    const auto owner = albumsByName.find(cleaned);
+    if (live == albums.end() || live->second != album ||
+        (owner != albumsByName.end() && owner->second != album)) {
+      LogError(kTag, "RenameAlbum end.");
+      return false;
+    }
+    EraseName(album);
     const bool renamed = album->Rename(newName);
     albumsByName[album->AlbumName.Get()] = album;
     if (!renamed) {
@@ -328,6 +346,8 @@ Gallery::AlbumPtr Gallery::GetOrCreateSystemAlbum(AlbumKind kind) {
   {
     platform::WriterLock hold(albumLock);
     if (const auto raced = albums.find(id); raced != albums.end()) return raced->second;
+    if (!album->IsBin() && albumsByName.contains(album->AlbumName.Get()) && !AutoRenameAlbum(album))
+      return nullptr;
     if (kind == AlbumKind::RecycleBin) (void)DBHelper::GetInstance().AddAlbum(album);
     InsertLive(album);
   }

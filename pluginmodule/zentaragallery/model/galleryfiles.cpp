@@ -44,6 +44,13 @@ std::map<std::string, std::string> ActionDetails(const Gallery::Files& files, st
   return {{"total", std::to_string(total)}, {"size", std::to_string(bytes)}, {"fileType", joined}};
 }
 
+// Takes a file that refused out of the lists that it was just put into.
+void TakeOut(Gallery::AlbumFiles& albumFiles, const GalleryFile::Ptr& file) {
+  for (auto& [album, files] : albumFiles) {
+    if (!files.empty() && files.back() == file) files.pop_back();
+  }
+}
+
 void LogAction(int event, const std::map<std::string, std::string>& details) {
   Logger::OutputOperationLog(event, 1, 0, details);
 }
@@ -89,8 +96,9 @@ class Gallery::Classifier {
     } else {
       Put(ClassifyMask::AllVideos, AlbumKind::AllVideos, file);
     }
+    const bool leaving = (mask & Leaving) != 0;
     if (file->IsFavorite) Put(ClassifyMask::Favorites, AlbumKind::Favorite, file);
-    if (file->IsLocalUpload && file->FirstUpdateTime + kRecentMs > now) {
+    if (file->IsLocalUpload && (leaving || file->FirstUpdateTime + kRecentMs > now)) {
       Put(ClassifyMask::RecentlyUpload, AlbumKind::RecentlyUpload, file);
     }
   }
@@ -166,7 +174,7 @@ std::size_t Gallery::ClassifyFiles(unsigned mask, const Files& list, AlbumFiles&
 }
 
 Gallery::ProcFileState Gallery::InTable(const FilePtr& file) {
-  return files.Contains(file->UniqueId()) ? Done : NotFound;
+  return files.Find(file->UniqueId()) == file ? Done : NotFound;
 }
 
 Gallery::ProcFileState Gallery::TakeIn(const FilePtr& file) {
@@ -242,8 +250,13 @@ std::size_t Gallery::RemoveFiles(const Files& list) {
     });
     files.Erase(file);
   };
-  const std::size_t removed = ClassifyFiles(Everything, list, albumFiles, report, nullptr, nullptr);
+  const std::size_t removed = ClassifyFiles(Everything | Leaving, list, albumFiles, report, nullptr, nullptr);
   ForEachAlbum(albumFiles, [](const AlbumPtr& album, const Files& files_) { album->DelFiles(files_); });
+  // A file that comes again registers again; one that does not must not be found
+  // behind a cover.
+  for (const auto& [album, files_] : albumFiles) {
+    for (const auto& file : files_) bursts.Unregister(file);
+  }
   return removed;
 }
 
@@ -257,12 +270,13 @@ std::size_t Gallery::RecycleFiles(const Files& list, bool fromSync, const Report
   }
   const std::int64_t time = MethodFunction::CurrentTime();
   AlbumFiles albumFiles;
-  const std::size_t done =
-      ClassifyFiles(EverythingButBin, list, albumFiles, OrNothing(report), nullptr,
-                    [this, time, fromSync](const FilePtr& file) NO_THREAD_SAFETY_ANALYSIS {
-                      if (InTable(file) != Done) return NotFound;
-                      return file->Recycle(time, fromSync) ? Done : Refused;
-                    });
+  const std::size_t done = ClassifyFiles(
+      EverythingButBin | Leaving, list, albumFiles, OrNothing(report), nullptr,
+      [&](const FilePtr& file) NO_THREAD_SAFETY_ANALYSIS {
+        const auto state = InTable(file) != Done ? NotFound : file->Recycle(time, fromSync) ? Done : Refused;
+        if (state != Done) TakeOut(albumFiles, file);
+        return state;
+      });
   ForEachAlbum(albumFiles, [](const AlbumPtr& album, const Files& files_) { album->DelFiles(files_); });
   // Each file is in exactly one real album, which takes it on to the bin.
   ForEachAlbum(albumFiles, [this](const AlbumPtr& album, const Files& files_) {
@@ -327,7 +341,10 @@ std::size_t Gallery::DeleteFiles(const Files& list, bool fromSync, const Report&
   if (fromSync) {
     platform::WriterLock hold(fileLock);
     LogInfo(kTag, [&] { return "DeleteFiles need proc files size:" + std::to_string(toDelete.size()); });
-    for (const auto& file : toDelete) files.Erase(file);
+    for (const auto& file : toDelete) {
+      files.Erase(file);
+      bursts.Unregister(file);
+    }
   }
   if (fromSync) {
     LogInfo(kTag, "DeleteFiles DeleteGalleryFiles.");
@@ -350,12 +367,13 @@ std::size_t Gallery::RecoverFiles(const Files& list, bool fromSync, const Report
   }
   const std::int64_t time = MethodFunction::CurrentTime();
   AlbumFiles albumFiles;
-  const std::size_t done =
-      ClassifyFiles(EverythingButBin, list, albumFiles, OrNothing(report), nullptr,
-                    [this, time, fromSync](const FilePtr& file) NO_THREAD_SAFETY_ANALYSIS {
-                      if (InTable(file) != Done) return NotFound;
-                      return file->Recover(time, fromSync) ? Done : NoAlbum;
-                    });
+  const std::size_t done = ClassifyFiles(
+      EverythingButBin, list, albumFiles, OrNothing(report), nullptr,
+      [&](const FilePtr& file) NO_THREAD_SAFETY_ANALYSIS {
+        const auto state = InTable(file) != Done ? NotFound : file->Recover(time, fromSync) ? Done : NoAlbum;
+        if (state != Done) TakeOut(albumFiles, file);
+        return state;
+      });
   LogInfo(kTag, [&] { return "RecoverFiles needProcFiles size:" + std::to_string(done); });
   ForEachAlbum(albumFiles,
                [](const AlbumPtr& album, const Files& files_) { album->AddFilesInternal(files_); });
@@ -398,9 +416,22 @@ bool Gallery::BlocksMove(const Album& target, const FilePtr& file) const {
   });
 }
 
+// A shot that left its cover behind was in no view until now.
+void Gallery::ShowReleasedMembers(const Files& list, const AlbumPtr& target) {
+  Files released;
+  for (const auto& file : list) {
+    if (file->ContinuousType == 2 && target->IndexOf(file) >= 0) released.push_back(file);
+  }
+  AlbumFiles views;
+  constexpr unsigned kViews = ClassifyMask::TimeLine | RecentlyUpload | AllPictures | AllVideos | Favorites;
+  ClassifyFiles(kViews, released, views, ReportNothing, nullptr, nullptr);
+  for (const auto& [view, files_] : views) view->AddFilesInternal(files_);
+}
+
 void Gallery::MoveOut(const AlbumPtr& source, const Files& list, const AlbumPtr& target) {
   source->DelFiles(list);
   target->AddFilesInternal(list);
+  ShowReleasedMembers(list, target);
   (void)DBHelper::GetInstance().UpdateFilesAlbum(list);
   auto details = ActionDetails(list, list.size());
   details["Oldid"] = source->AlbumId.Get();
@@ -428,7 +459,9 @@ std::size_t Gallery::MoveFiles(const Files& list, const AlbumPtr& target, bool f
   };
   std::set<FilePtr> movedMembers;
   const auto after = [&](const FilePtr& file) {
-    Files& fromSource = albumFiles[GetAlbum(file->AlbumId())];
+    const AlbumPtr source = GetAlbum(file->AlbumId());
+    Files nowhere;
+    Files& fromSource = source ? albumFiles[source] : nowhere;
     if (file->MoveToAlbum(time, fromSync, target)) {
       // Members go with their cover now; their own turn then finds them moved.
       for (const auto& member : file->GetMembers()) {
@@ -516,7 +549,7 @@ Gallery::FilePtr Gallery::GetVisibleFile(const std::string& uniqueId) {
   FilePtr visible;
   for (const auto& row : covers) {
     const FilePtr cover = GetFile(row->UniqueId());
-    if (cover && (!visible || cover->AlbumId() == file->AlbumId())) visible = cover;
+    if (cover && cover->AlbumId() == file->AlbumId() && cover->IsInBin() == file->IsInBin()) visible = cover;
   }
   if (!visible) return file;
   burstIndex = file->ContinuousNo - 1;

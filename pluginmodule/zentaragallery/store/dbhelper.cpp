@@ -1,7 +1,6 @@
 #include "store/dbhelper.h"
 
-#include <filesystem>
-
+#include "common/platform/files.h"
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
 #include "store/columns.h"
@@ -142,15 +141,14 @@ int DBHelper::IntiDataBase(const std::string& userId) {
   const std::wstring productFolder = platform::WidePath(platform::DataRoot()) + L"\\ZentaraCloud";
   const std::wstring folder = productFolder + L"\\" + platform::Utf8ToWide(MethodFunction::Sha256(userId));
   userFolder = folder;
-  std::error_code failed;
-  std::filesystem::create_directories(platform::NativePath(folder), failed);
-  if (failed) {
+  const std::wstring path = folder + L"\\" + GetGalleryDBName(userId);
+  // Also when nothing comes of it: the rows of the user before must not be read on.
+  SetDatabasePath(path);
+  if (const auto failed = platform::MakeFolder(platform::NativePath(folder))) {
     LogError(kTag,
              "Create database directory failed." + platform::WideToUtf8(folder) + ": " + failed.message());
     return 0;
   }
-  const std::wstring path = folder + L"\\" + GetGalleryDBName(userId);
-  SetDatabasePath(path);
   const std::string utf8Path = platform::WideToUtf8(path);
   LogInfo(kTag, [&] { return "gallery database path:" + utf8Path; });
   const int created = SQLiteDB::GetInstance().CreateDb(utf8Path);

@@ -12,7 +12,11 @@ namespace {
 
 constexpr int kOpenFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
 static_assert(kOpenFlags == 32774);
-constexpr int kBusyMs = 5000;
+
+// Another process of the same user may be at the same file at this moment. The
+// change of the journal does not wait for it by itself.
+constexpr int kBusyTries = 500;
+constexpr int kBusyWaitMs = 10;
 
 struct ConnectionCloser {
   void operator()(sqlite3* connection) const { sqlite3_close_v2(connection); }
@@ -20,6 +24,17 @@ struct ConnectionCloser {
 using Connection = std::unique_ptr<sqlite3, ConnectionCloser>;
 
 constexpr char kTag[] = "SQLiteDB::CreateDb";
+
+int SetWal(sqlite3* connection) {
+  int code = SQLITE_BUSY;
+  for (int i = 0; i < kBusyTries && code == SQLITE_BUSY; ++i) {
+    if (i > 0) sqlite3_sleep(kBusyWaitMs);
+    char* reason = nullptr;
+    code = sqlite3_exec(connection, "PRAGMA journal_mode=WAL;", nullptr, nullptr, &reason);
+    sqlite3_free(reason);
+  }
+  return code;
+}
 
 }  // namespace
 
@@ -38,11 +53,7 @@ int SQLiteDB::CreateDb(const std::string& file) {
     LogError(kTag, "Create sync database failed,error code is ." + std::to_string(openCode));
     return 0;
   }
-  // Another process of the same user may be at the same file at this moment.
-  sqlite3_busy_timeout(connection.get(), kBusyMs);
-  char* reason = nullptr;
-  const int walCode = sqlite3_exec(connection.get(), "PRAGMA journal_mode=WAL;", nullptr, nullptr, &reason);
-  sqlite3_free(reason);
+  const int walCode = SetWal(connection.get());
   if (walCode != SQLITE_OK) {
     LogError(kTag, "Set WAL failed,error code is " + std::to_string(walCode) +
                        ",reason:" + sqlite3_errmsg(connection.get()));

@@ -110,7 +110,9 @@ CheckedFile Check(const std::wstring& path, const Album& album,
   if (isThere(hash)) return Refuse(kAlreadyExists);
   const auto file = MakeRecord(path, native, album, hash);
   auto checked = file->IsVideo() ? ReadMovie(path, album, file) : ReadPicture(path, album, file);
-  if (checked.file) checked.file->ParseBurstName();
+  if (!checked.file) return checked;
+  checked.file->ParseBurstName();
+  (void)checked.file->ThumbnailPath();  // there when a list first shows the file
   return checked;
 }
 

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "common/platform/guid.h"
 #include "common/platform/paths.h"
 #include "utils/gallerylog.h"
 #include "utils/thumbnailmaker.h"
@@ -16,7 +17,7 @@ constexpr int kLcdLongEdge = 1920;
 bool CopyGif(const std::wstring& source, const std::wstring& target) {
   const auto from = platform::NativePath(source), to = platform::NativePath(target);
   auto beside = to;
-  beside += ".new";
+  beside += "." + platform::NewGuid();  // two threads may make one thumbnail
   std::error_code failed;
   std::filesystem::copy_file(from, beside, std::filesystem::copy_options::overwrite_existing, failed);
   if (!failed) std::filesystem::rename(beside, to, failed);

@@ -61,8 +61,6 @@ class CheckPipeline {
       if (index >= paths.size()) return;
       CheckedFile result = CheckLocalFile(paths[index], album,
                                           [this](const std::string& hash) { return known.contains(hash); });
-      // There when the list first shows the file.
-      if (result.file) (void)result.file->ThumbnailPath();
       {
         const std::lock_guard hold(lock);
         checked[index] = std::move(result);
@@ -94,6 +92,14 @@ std::unordered_set<std::string> HashesIn(const Album& album) {
   return hashes;
 }
 
+// Rows of files without the row of their album would be shown by no list after
+// the next start.
+bool HasRow(const Album::Ptr& album) {
+  Album row;
+  auto& database = DBHelper::GetInstance();
+  return database.GetAlbum(row, album->AlbumId.Get()) || database.AddAlbum(album);
+}
+
 }  // namespace
 
 UploadController::Result UploadController::AddToLocal(const std::vector<std::wstring>& paths,
@@ -120,13 +126,26 @@ UploadController::Result UploadController::AddToLocal(const std::vector<std::wst
   };
   const auto commit = [&] {
     if (batch.empty()) return;
-    if (DBHelper::GetInstance().AddFiles(batch)) {
-      Gallery::GetInstance().AddFiles(batch);
-      result.added.insert(result.added.end(), batch.begin(), batch.end());
-    } else {
+    const auto giveBack = [&](const GalleryFile::Ptr& file) {
       const char* cause = CheckCache();
-      for (const auto& file : batch) refuse(file->LocalPath(), cause ? cause : kWriteDenied, nullptr);
-      for (const auto& file : batch) DropThumbnail(*file);
+      refuse(file->LocalPath(), cause ? cause : kWriteDenied, nullptr);
+      hashes.erase(file->Hash());
+      progress.bytes -= file->Size;
+      DropThumbnail(*file);
+    };
+    if (HasRow(album) && DBHelper::GetInstance().AddFiles(batch)) {
+      Gallery::GetInstance().AddFiles(batch);
+      for (const auto& file : batch) {
+        if (Gallery::GetInstance().GetFile(file->UniqueId()) == file) {
+          result.added.push_back(file);
+        } else {
+          // The album was deleted meanwhile: no list would show the row.
+          (void)DBHelper::GetInstance().DeleteFiles({file});
+          giveBack(file);
+        }
+      }
+    } else {
+      for (const auto& file : batch) giveBack(file);
     }
     batch.clear();
     batchNames.clear();

@@ -19,9 +19,9 @@ struct RefusedFile {
 // gallery, where they wait for upload.
 //
 // Checks of one path, in this order, so that a user gets the reason that helps
-// most: there at all, a supported kind, a usable name, openable, not empty, not
-// twice in the list, room and rights in the cache, hash, not there already in
-// the album, playable or decodable.
+// most: there at all, a supported kind, a usable name, openable, not empty, hash,
+// not there already in the album, playable or decodable, not twice in the list,
+// room and rights in the cache.
 //
 // AddToLocal blocks its caller and checks on workers; call it off the
 // user-interface thread. One call at a time for each album.

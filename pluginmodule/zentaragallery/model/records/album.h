@@ -153,6 +153,7 @@ class Album : public IObjectWidthJson, public std::enable_shared_from_this<Album
   struct Aftermath {
     FileList takeOutOfViews;
     FileList adoptedFavorites;
+    FileList renamed;
   };
   class Batch;
 

@@ -53,6 +53,8 @@ bool Album::Accepts(const GalleryFile::Ptr& file, Batch& batch) const {
     LogInfo("Album::AddFilesInternal", [&] { return "Album add a deleted file:" + file->UniqueId(); });
     return false;
   }
+  // A file of the bin stands nowhere else, whatever a batch was told meanwhile.
+  if (!IsBin() && file->IsInBin()) return false;
   if (IsReal()) return batch.IsOwn(*file);
   if (Kind() == AlbumKind::Favorite && !file->IsFavorite) return false;
   if (IsBin() && !file->IsInBin()) return false;
@@ -73,17 +75,18 @@ std::size_t Album::AddFilesInternal(const FileList& list) {
   }
   // Other albums and listeners come after the lock: both may come back here.
   upward::Context().FoldIntoBurst(after.takeOutOfViews, after.adoptedFavorites);
+  // Otherwise the clash would be resolved anew at each start, maybe the other way.
+  if (!after.renamed.empty()) (void)upward::Context().WriteRows(after.renamed);
   if (FileCount() > 0 || listable) {
     Notify();
-    upward::Context().ShowInPanel(shared_from_this());
+    if (!hidden) upward::Context().ShowInPanel(shared_from_this());
   }
   return came;
 }
 
 bool Album::AddOne(const GalleryFile::Ptr& file, Aftermath& after) {
   if (sortedFiles->Contains(file)) return false;
-  if (KeepsNames() && HasNameClash(file))
-    (void)RenameToFreeName(file);  // Without a free name it keeps its own.
+  if (KeepsNames() && HasNameClash(file) && RenameToFreeName(file)) after.renamed.push_back(file);
   if (file->ContinuousType != 0) {
     const auto covers = upward::Context().BurstCovers(file->ContinuousName(), file->AlbumId(), IsBin());
     if (FoldBehindCover(file, covers, after)) return true;
@@ -98,13 +101,18 @@ bool Album::AddOne(const GalleryFile::Ptr& file, Aftermath& after) {
   return true;
 }
 
-// True when another cover of the burst is listed here and shows the file.
+// True when a cover shows the file in its place.
 bool Album::FoldBehindCover(const GalleryFile::Ptr& file, const FileList& covers, Aftermath& after) {
+  // A view follows the real album, which may show a file of a burst on its own.
+  if (!KeepsNames()) {
+    return std::any_of(covers.begin(), covers.end(), [&file](const GalleryFile::Ptr& candidate) {
+      return candidate != file && candidate->HasMember(file);
+    });
+  }
   const auto cover = std::find_if(covers.begin(), covers.end(), [&](const GalleryFile::Ptr& candidate) {
     return candidate != file && sortedFiles->Contains(candidate);
   });
   if (cover == covers.end()) return false;
-  if (!KeepsNames()) return true;
   // Another shot has this number already: shown on its own rather than not at all.
   if (!(*cover)->HasMember(file) && !(*cover)->AddMember(file)) return false;
   {
@@ -121,7 +129,7 @@ void Album::Adopt(const GalleryFile::Ptr& cover, Aftermath& after) {
   const FileList covers = context.BurstCovers(cover->ContinuousName(), cover->AlbumId(), IsBin());
   group.insert(group.end(), covers.begin(), covers.end());
   for (const auto& file : group) {
-    if (file == cover || !cover->AddMember(file)) continue;
+    if (file == cover || (!cover->HasMember(file) && !cover->AddMember(file))) continue;
     if (file->IsFavorite) after.adoptedFavorites.push_back(file);
     if (sortedFiles->Erase(file)) Count(*file, -1);
     if (!IsBin()) after.takeOutOfViews.push_back(file);
@@ -261,7 +269,9 @@ void Album::ClearExpiresFiles() {
   const auto probe = std::make_shared<GalleryFile>();
   probe->RecycleTime = MethodFunction::CurrentTime() - kBinPeriodMs;
   const auto snapshot = Files();
-  const std::size_t start = snapshot->LowerBound(probe, *order);
+  std::size_t start = snapshot->LowerBound(probe, *order);
+  // Files of the very same millisecond stand on either side of the probe.
+  while (start > 0 && snapshot[start - 1]->RecycleTime == probe->RecycleTime) --start;
   if (start >= snapshot.size()) return;
   LogInfo(kTag, "itStart file end ");
   FileList expired;

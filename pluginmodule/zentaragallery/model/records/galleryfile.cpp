@@ -69,6 +69,7 @@ GalleryFile::GalleryFile(const NS::CloudPhoto::V1::AlbumFile& record) {
   SetAlbumId(record.albumId);
   SetUniqueId(record.uniqueId);
   SetHash(record.hash);
+  SetGuid(MethodFunction::NewGuid());
 }
 
 GalleryFile::GalleryFile(const NS::CloudPhoto::V1::FileInfo& record) {

@@ -66,9 +66,12 @@ void GalleryFile::DeleteThumbnails(const std::wstring& localPath) {
   for (const std::wstring& path : {TestThumbnailOnDisk() ? ThumbnailName() : std::wstring(),
                                    TestLcdOnDisk() ? LcdName() : std::wstring()}) {
     // A record may name its own thumbnail as the local file.
-    if (path.empty() || platform::NativePath(path) == platform::NativePath(localPath)) continue;
+    const auto native = platform::NativePath(path);
+    if (path.empty() || native == platform::NativePath(localPath) ||
+        native == platform::NativePath(LocalPath()))
+      continue;
     std::error_code ignored;  // Not there is as good as deleted.
-    std::filesystem::remove(platform::NativePath(path), ignored);
+    std::filesystem::remove(native, ignored);
   }
   thumbExists = false;
   lcdExists = false;

@@ -9,6 +9,7 @@ class NoContext : public IGalleryContext {
   std::shared_ptr<Album> GetAlbum(const std::string&) override { return nullptr; }
   std::shared_ptr<Album> RestoreAlbum(const std::wstring&, std::int64_t) override { return nullptr; }
   bool ReadAlbumRow(Album&, const std::string&) override { return false; }
+  bool WriteRows(const Files&) override { return false; }
   bool WriteAlbumIdOfFiles(const std::string&, const std::string&) override { return false; }
   void ShowInPanel(const std::shared_ptr<Album>&) override {}
   void HideFromPanel(const std::shared_ptr<Album>&) override {}

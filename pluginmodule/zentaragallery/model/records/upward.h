@@ -32,6 +32,7 @@ class IGalleryContext {
   virtual std::shared_ptr<Album> RestoreAlbum(const std::wstring& name, std::int64_t createTime) = 0;
   // Fills `album` from its row; false when there is none.
   virtual bool ReadAlbumRow(Album& album, const std::string& id) = 0;
+  virtual bool WriteRows(const Files& files) = 0;
   virtual bool WriteAlbumIdOfFiles(const std::string& oldId, const std::string& newId) = 0;
 
   virtual void ShowInPanel(const std::shared_ptr<Album>& album) = 0;
