@@ -4,14 +4,25 @@
 
 // Who is logged in.
 //
-// For now a local account: on first use a profile gets a user id of its own,
-// kept in "ZentaraCloud/account.json" below the configuration folder with rights
-// for the owner only. It holds "userId", "countryCode", "accessToken",
-// "refreshToken" and, as hexadecimal digits, the keys "mk1", "mk2", "userKey1",
-// "userKey3" and the ids "userKeyId1", "userKeyId3". All keys are made together
-// with the account: of two processes that start at once on a new profile, one
-// makes it and the other takes it over, and no content is ever encrypted with a
-// key that is then lost.
+// On first use a profile gets a local account with a user id of its own, kept in
+// "ZentaraCloud/account.json" below the configuration folder with rights for the
+// owner only. It holds "userId", "countryCode", "accessToken", "refreshToken" and,
+// as hexadecimal digits, the keys "mk1", "mk2", "userKey1", "userKey3" and the ids
+// "userKeyId1", "userKeyId3". All keys are made together with the account: of two
+// processes that start at once on a new profile, one makes it and the other takes
+// it over, and no content is ever encrypted with a key that is then lost.
+//
+// A login puts the account of the service in its place, which has the service's
+// user id, and besides "server", "userName", "accessTokenEnds" (seconds since
+// 1970) and "localUserId". The account that stood there is kept beside it with
+// its keys, as "account-" and 32 digits of the SHA-256 of its user id, and comes
+// back at its user's next login, the local one at a logout. A gallery belongs to
+// a user id, so two users never see each other's.
+//
+// An access token ends after a while. Requests renew it in time through
+// KeepTokenFresh; each renewal spends the refresh token and stores the next one.
+// Two processes of one profile share the file: before one renews, it looks
+// whether the other has.
 // Safe from any thread.
 class UserAuthService {
  public:
@@ -23,6 +34,33 @@ class UserAuthService {
   // file is left alone, since its id names the user's gallery. Called by the host
   // before InitWnd; calling it again reads anew, as after SetProfileRoot.
   bool Load();
+
+  enum class LoginResult {
+    Done,
+    Refused,      // wrong name or password, or the account is disabled
+    Unreachable,  // no answer, or none of a photo cloud
+    NotAllowed,   // neither https nor this computer itself
+    NotStored,    // the profile cannot be written
+  };
+  // Opens a session at the photo cloud `server` ("https://host:port"). Talks to
+  // the service and waits for it. On any result but Done, logged, everything is as
+  // it was. The gallery of the user before is closed by the host first.
+  LoginResult Login(const std::string& server, const std::string& userName, const std::string& password);
+  // Ends the session, also when the service cannot be told, and goes back to the
+  // local account. False, logged, when the profile cannot be written.
+  bool Logout();
+
+  // Renews the session when its access token ends within a few minutes. True when
+  // there is nothing to do or it is done; false, logged, when the service did not
+  // renew it. Talks to the service only when it is due.
+  bool KeepTokenFresh();
+  // Renews the session because the service refused `refusedToken`. True when
+  // another token is current now.
+  bool RenewToken(const std::wstring& refusedToken);
+
+  // The service of this user, without a "/" at the end; empty for a local account.
+  std::string GetServerUrl() const;
+  std::string GetUserName() const;  // the name at that service, UTF-8
 
   std::wstring GetCurrentAT() const;  // access token; empty while not logged in
   std::wstring GetCurrentRT() const;  // refresh token
@@ -36,6 +74,8 @@ class UserAuthService {
   bool InitMk1AndMk2();
 
  private:
+  bool Renew(const std::string& refused);
+
   UserAuthService();
   ~UserAuthService() = delete;  // lives until the process ends
   struct State;

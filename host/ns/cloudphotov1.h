@@ -34,6 +34,8 @@ struct FileInfo {
   std::string recycleAlbumId;
   std::int64_t recycleTime = -1;
   std::int64_t sdsmtime = 0;
+  std::int64_t operateTime = 0;  // last change on the device that sends the record; 0 not told
+  std::string source;            // the album that a recycled file came from
   Json::Value expand;
   std::string device;
   std::string otype;

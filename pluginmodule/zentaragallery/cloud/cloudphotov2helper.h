@@ -7,17 +7,24 @@
 #include <vector>
 
 #include "cloud/syncrecords.h"
+#include "host/ns/request.h"
 #include "model/records/galleryfile.h"
 
 // The calls of the photo cloud's second generation, one operation each. Static,
 // synchronous, any thread. Null or false is an error that was logged already.
+//
+// An answer of the service is looked at in this order: no answer, an error record,
+// a payload, anything else. A listing whose cursor has expired (code "...4100")
+// empties the tables but for rows with changes of this computer, so that the next
+// cycle starts from the beginning. Codes about the user ("4977", "4052", "4933")
+// tell the host's frame window.
 class CloudPhotoV2Helper {
  public:
   struct Lock {
     std::string token;
     std::int32_t expiresInSeconds = 0;
   };
-  // An album that lists its media, in the order of the answer.
+  // Media in the order of the answer.
   struct MediaPage {
     std::vector<CloudFileInfo> media;  // `otype` is not set
     std::vector<std::string> status;   // of each media, in the service's words
@@ -37,13 +44,28 @@ class CloudPhotoV2Helper {
   // next page's, empty behind the last.
   static std::unique_ptr<MediaPage> GetFiles(std::string& cursor, int kind);
   static std::unique_ptr<MediaPage> GetFilesByAlbumId(const std::string& albumId);
+  // Those of the media that the cloud has; null when one could not be looked up.
   static std::unique_ptr<std::vector<CloudFileInfo>> GetFileDetail(const std::vector<std::string>& ids);
   // One page of changes with `otype`, `device` and what the change holds.
   static std::unique_ptr<std::vector<CloudFileInfo>> GetChangeFiles(const std::string& startCursor,
                                                                     std::string& nextCursor);
 
+  // Takes the account's lock with an empty token, else renews it.
   static std::unique_ptr<Lock> GetV2Lock(const std::string& token);
   static bool DeleteV2Lock(const std::string& token);
+
+  // Changes under the lock `lockToken`, all in one request: one answer for each
+  // item, in the order of the items. Callers keep to maxBatchNumber.
+  using BatchResult = std::unique_ptr<std::vector<NS::SingleAnswer>>;
+  static BatchResult BatchCreateAlbum(const std::vector<Album::Ptr>& albums, const std::string& lockToken);
+  static BatchResult BatchModifyAlbum(const std::vector<Album::Ptr>& albums, const std::string& lockToken);
+  static BatchResult BatchDeleteAlbum(const std::vector<std::string>& albumIds, const std::string& lockToken);
+  static BatchResult BatchModifyFile(const std::vector<CloudFileInfo>& files, const std::string& lockToken);
+  static BatchResult BatchDeleteFile(const std::vector<CloudFileInfo>& files, const std::string& lockToken);
+
+  // The frame is told once that the user's data is hidden ("4052"); this makes it
+  // told once more. Armed at the start of the process.
+  static void ArmDataHideNotice();
 
   // How often the media listing was answered with 503, and when last (ms). Never
   // lowered while the process lives.

@@ -1,0 +1,93 @@
+#include "host/ns/basic.h"
+
+#include "host/curlppx.h"
+#include "host/ns/jsontext.h"
+
+namespace NS::Basic {
+namespace {
+
+using curlppx::CurlUrl;
+
+std::string Path(const std::string& rest) { return std::string("/cloudPhoto/v1").append(rest); }
+
+template <typename Record>
+Call<Record> Open(const std::string& server, const char* method, const char* path) {
+  Call<Record> call;
+  call.method = method;
+  call.uri = Path(path);
+  call.baseUrl = server;
+  call.open = true;
+  return call;
+}
+
+template <typename Record>
+Call<Record> Get(const std::string& pathAndQuery) {
+  Call<Record> call;
+  call.uri = Path(pathAndQuery);
+  return call;
+}
+
+}  // namespace
+
+bool Read(const Json::Value& json, Tokens& tokens) {
+  tokens.accessToken = JsonText::Text(json, "accessToken");
+  tokens.refreshToken = JsonText::Text(json, "refreshToken");
+  tokens.expiresIn = JsonText::Number(json, "expiresIn");
+  tokens.userId = JsonText::Text(json, "userId");
+  tokens.userName = JsonText::Text(json, "userName");
+  return !tokens.accessToken.empty() && !tokens.userId.empty();
+}
+
+Call<Tokens> Session::Login(const std::string& server, const std::string& userName,
+                            const std::string& password, const std::string& deviceId) {
+  auto call = Open<Tokens>(server, "POST", "/auth/login");
+  call.body["userName"] = userName;
+  call.body["password"] = password;
+  call.body["deviceId"] = deviceId;
+  return call;
+}
+
+Call<Tokens> Session::Refresh(const std::string& server, const std::string& refreshToken) {
+  auto call = Open<Tokens>(server, "POST", "/auth/refresh");
+  call.body["refreshToken"] = refreshToken;
+  return call;
+}
+
+SingleRequest Session::Logout() {
+  SingleRequest request;
+  request.method = "POST";
+  request.uri = Path("/auth/logout");
+  request.body = Json::Value(Json::objectValue);
+  return request;
+}
+
+bool Read(const Json::Value& json, UserRegisterInfo& info) {
+  info.userId = JsonText::Text(json, "userId");
+  info.userStatus = JsonText::Text(json, "userStatus");
+  return true;
+}
+
+Call<UserRegisterInfo> UserRegisterInfoQuery::Get(const std::string& countryCode, const std::string& fields) {
+  return Basic::Get<UserRegisterInfo>(
+      "/users/registerInfo?" + CurlUrl::BuildQuery({{"countryCode", countryCode}, {"fields", fields}}));
+}
+
+bool Read(const Json::Value& json, Quota& quota) {
+  quota.totalSpace = JsonText::Number(json, "totalSpace", -1);
+  quota.usedSpace = JsonText::Number(json, "usedSpace", -1);
+  quota.freeSpace = JsonText::Number(json, "freeSpace", -1);
+  return quota.totalSpace >= 0 && quota.freeSpace >= 0;
+}
+
+Call<Quota> QuotaQuery::Get() { return Basic::Get<Quota>("/quota"); }
+
+bool Read(const Json::Value& json, ServerTime& time) {
+  time.seconds = JsonText::Number(json, "serverTime");
+  return time.seconds > 0;
+}
+
+Call<ServerTime> ServerTimeQuery::Get(const std::string& server) {
+  return Open<ServerTime>(server, "GET", "/time");
+}
+
+}  // namespace NS::Basic

@@ -1,0 +1,168 @@
+#include "photocloud/accounts/accountservice.h"
+
+#include "photocloud/base/digest.h"
+#include "photocloud/base/text.h"
+#include "photocloud/base/timetext.h"
+
+namespace photocloud {
+namespace {
+
+// Short, because a stolen one works until then.
+constexpr std::int64_t kAccessSeconds = 3600;
+// A device that stays off for a month asks for the password again.
+constexpr std::int64_t kRefreshSeconds = 30 * 24 * 3600;
+// For a device that lost the answer of its refresh.
+constexpr std::int64_t kPreviousRefreshMs = 60 * 1000;
+
+// Guesses of one name's password: then a minute of silence.
+constexpr int kMostFailures = 5;
+constexpr std::int64_t kFailureWindowMs = 60 * 1000;
+constexpr std::size_t kMostRememberedNames = 10000;
+
+constexpr std::size_t kLongestUserName = 200;
+
+struct OwnAlbum {
+  const char* id;
+  const char* name;
+  const char* type;
+};
+
+// Albums that every account has from its start. The bin is of another type, so
+// that lists of ordinary albums leave it out.
+constexpr OwnAlbum kOwnAlbums[] = {{"default-album-1", "Camera", "0"},
+                                   {"default-album-2", "Screenshots", "0"},
+                                   {"default-album-3", "Recycle bin", "4"}};
+
+std::string NewToken() { return ToBase64Url(RandomBytes(32)); }
+
+void AddOwnAlbums(MetadataStore& store, std::int64_t account, std::int64_t nowMs) {
+  for (const OwnAlbum& own : kOwnAlbums) {
+    AlbumRecord album;
+    album.id = own.id;
+    album.albumName = own.name;
+    album.type = own.type;
+    album.createdMs = nowMs;
+    album.createdTime = FormatTime(nowMs);
+    album.properties = "{}";
+    store.PutAlbum(account, album);
+  }
+}
+
+}  // namespace
+
+AccountService::AccountService(MetadataStore& metadataStore, const Clock& serviceClock,
+                               PasswordCost passwordCost)
+    : store(metadataStore),
+      clock(serviceClock),
+      cost(passwordCost),
+      strangerVerifier(MakeVerifier(NewToken(), passwordCost)) {}
+
+bool AccountService::Create(const std::string& userName, const std::string& password,
+                            std::int64_t quotaBytes) {
+  if (userName.empty() || userName.size() > kLongestUserName || !IsPlainText(userName) || password.empty()) {
+    return false;
+  }
+  Account account;
+  account.userId = RandomId();
+  account.userName = userName;
+  account.verifier = MakeVerifier(password, cost);
+  account.quotaBytes = quotaBytes;
+  if (account.verifier.empty()) return false;
+  return store.Atomically([&] {
+    const auto id = store.InsertAccount(account);
+    if (id) AddOwnAlbums(store, *id, clock.NowMs());
+    return id.has_value();
+  });
+}
+
+bool AccountService::SetDisabled(const std::string& userName, bool disabled) {
+  return store.Atomically([&] {
+    auto account = store.FindAccountByName(userName);
+    if (!account) return false;
+    account->disabled = disabled;
+    store.UpdateAccount(*account);
+    if (disabled) store.RemoveSessionsOf(account->id);
+    return true;
+  });
+}
+
+std::variant<Tokens, ErrorCode> AccountService::Login(const std::string& userName,
+                                                      const std::string& password,
+                                                      const std::string& deviceId) {
+  if (userName.size() > kLongestUserName) return ErrorCode::LoginRefused;
+  if (IsThrottled(userName)) return ErrorCode::TooManyRequests;
+  const auto account = store.FindAccountByName(userName);
+  // An unknown name costs as much time as a wrong password, so that the time
+  // does not tell which names exist.
+  if (!VerifyPassword(account ? account->verifier : strangerVerifier, password) || !account) {
+    CountFailure(userName);
+    return ErrorCode::LoginRefused;
+  }
+  if (account->disabled) return ErrorCode::AccountDisabled;
+  Session session;
+  session.accountId = account->id;
+  session.deviceId = deviceId;
+  const Tokens tokens = Renew(session, *account);
+  store.InsertSession(session);
+  return tokens;
+}
+
+std::variant<Tokens, ErrorCode> AccountService::Refresh(const std::string& refreshToken) {
+  std::variant<Tokens, ErrorCode> result = ErrorCode::RefreshRefused;
+  const std::string hash = Sha256Hex(refreshToken);
+  store.Atomically([&] {
+    auto session = store.FindSessionByRefresh(hash);
+    if (!session) return false;
+    const bool isPresent = session->refreshHash == hash;
+    if ((isPresent ? session->refreshUntilMs : session->previousUntilMs) < clock.NowMs()) return false;
+    const auto account = store.FindAccount(session->accountId);
+    if (!account) return false;
+    if (account->disabled) {
+      result = ErrorCode::AccountDisabled;
+      return false;
+    }
+    session->previousHash = hash;
+    session->previousUntilMs = isPresent ? clock.NowMs() + kPreviousRefreshMs : session->previousUntilMs;
+    result = Renew(*session, *account);
+    store.UpdateSession(*session);
+    return true;
+  });
+  return result;
+}
+
+std::variant<Caller, ErrorCode> AccountService::Authenticate(const std::string& accessToken) {
+  if (accessToken.empty()) return ErrorCode::TokenInvalid;
+  const auto session = store.FindSessionByAccess(Sha256Hex(accessToken));
+  if (!session || session->accessUntilMs < clock.NowMs()) return ErrorCode::TokenInvalid;
+  auto account = store.FindAccount(session->accountId);
+  if (!account) return ErrorCode::TokenInvalid;
+  if (account->disabled) return ErrorCode::AccountDisabled;
+  return Caller{std::move(*account), session->id, session->deviceId};
+}
+
+Tokens AccountService::Renew(Session& session, const Account& account) const {
+  Tokens tokens{NewToken(), kAccessSeconds, NewToken(), kRefreshSeconds, account.userId, account.userName};
+  session.accessHash = Sha256Hex(tokens.accessToken);
+  session.accessUntilMs = clock.NowMs() + kAccessSeconds * 1000;
+  session.refreshHash = Sha256Hex(tokens.refreshToken);
+  session.refreshUntilMs = clock.NowMs() + kRefreshSeconds * 1000;
+  return tokens;
+}
+
+bool AccountService::IsThrottled(const std::string& userName) {
+  const std::lock_guard guard(failuresLock);
+  const auto found = failures.find(userName);
+  return found != failures.end() && found->second.count >= kMostFailures &&
+         found->second.untilMs > clock.NowMs();
+}
+
+void AccountService::CountFailure(const std::string& userName) {
+  const std::lock_guard guard(failuresLock);
+  if (failures.size() >= kMostRememberedNames) failures.clear();
+  Failures& entry = failures[userName];
+  if (entry.untilMs <= clock.NowMs()) entry.count = 0;
+  entry.count += 1;
+  entry.untilMs = clock.NowMs() + kFailureWindowMs;
+}
+
+}  // namespace photocloud

@@ -1,0 +1,96 @@
+// Sessions, wrapped keys and the push stream of an account.
+
+#include "photocloud/api/handlers.h"
+#include "photocloud/base/json.h"
+
+namespace photocloud {
+namespace {
+
+constexpr std::size_t kMaxKeysBytes = 64 << 10;
+
+Answer TokenAnswer(const std::variant<Tokens, ErrorCode>& result) {
+  if (const auto* refused = std::get_if<ErrorCode>(&result)) return *refused;
+  const Tokens& tokens = std::get<Tokens>(result);
+  Json::Value json(Json::objectValue);
+  json["accessToken"] = tokens.accessToken;
+  json["expiresIn"] = Json::Int64(tokens.accessSeconds);
+  json["refreshToken"] = tokens.refreshToken;
+  json["refreshExpiresIn"] = Json::Int64(tokens.refreshSeconds);
+  json["userId"] = tokens.userId;
+  json["userName"] = tokens.userName;
+  return json;
+}
+
+Answer Login(Exchange& exchange) {
+  const Json::Value& body = exchange.body;
+  if (!body["userName"].isString()) return Answer(ErrorCode::Malformed, "userName");
+  if (!body["password"].isString()) return Answer(ErrorCode::Malformed, "password");
+  return TokenAnswer(exchange.services.accounts.Login(TextOf(body, "userName"), TextOf(body, "password"),
+                                                      TextOf(body, "deviceId")));
+}
+
+Answer Refresh(Exchange& exchange) {
+  if (!exchange.body["refreshToken"].isString()) return Answer(ErrorCode::Malformed, "refreshToken");
+  return TokenAnswer(exchange.services.accounts.Refresh(TextOf(exchange.body, "refreshToken")));
+}
+
+Answer Logout(Exchange& exchange) {
+  exchange.services.accounts.Logout(exchange.caller);
+  return {};
+}
+
+Answer KeysAnswer(const WrappedKeys& keys) {
+  Json::Value json(Json::objectValue);
+  json["keys"] = keys.revision == 0 ? Json::Value() : ParseJson(keys.keys).value_or(Json::Value());
+  json["revision"] = Json::Int64(keys.revision);
+  return json;
+}
+
+Answer GetKeys(Exchange& exchange) {
+  return KeysAnswer(exchange.services.store.LoadKeys(exchange.Account()));
+}
+
+Answer PutKeys(Exchange& exchange) {
+  const Json::Value& body = exchange.body;
+  if (!body["keys"].isObject()) return Answer(ErrorCode::Malformed, "keys");
+  if (!body["ifRevision"].isInt64()) return Answer(ErrorCode::Malformed, "ifRevision");
+  WrappedKeys keys = exchange.services.store.LoadKeys(exchange.Account());
+  if (keys.revision != body["ifRevision"].asInt64()) return Answer(ErrorCode::CompareFailed, "ifRevision");
+  keys.keys = WriteJson(body["keys"]);
+  if (keys.keys.size() > kMaxKeysBytes) return Answer(ErrorCode::BodyTooLarge, "keys");
+  keys.revision += 1;
+  exchange.services.store.StoreKeys(exchange.Account(), keys);
+  return KeysAnswer(keys);
+}
+
+Answer OpenPush(Exchange& exchange) {
+  Response response;
+  response.contentType = "text/event-stream";
+  response.stream = exchange.services.push.Subscribe(exchange.Account(), exchange.Device());
+  return response;
+}
+
+}  // namespace
+
+std::vector<Route> AccountRoutes() {
+  RouteRules open;
+  open.token = false;
+  open.hideable = false;
+  open.json = true;
+  open.batchable = false;
+  RouteRules own;
+  own.hideable = false;
+  RouteRules change = own;
+  change.json = true;
+  change.atomic = true;
+  RouteRules push = own;
+  push.batchable = false;
+  return {{"POST", "/cloudPhoto/v1/auth/login", Login, open},
+          {"POST", "/cloudPhoto/v1/auth/refresh", Refresh, open},
+          {"POST", "/cloudPhoto/v1/auth/logout", Logout, own},
+          {"GET", "/cloudPhoto/v1/keys", GetKeys, own},
+          {"PUT", "/cloudPhoto/v1/keys", PutKeys, change},
+          {"GET", "/cloudPhoto/v1/push", OpenPush, push}};
+}
+
+}  // namespace photocloud

@@ -1,0 +1,162 @@
+#include "photocloud/api/handlers.h"
+#include "photocloud/base/json.h"
+#include "photocloud/base/text.h"
+#include "photocloud/base/timetext.h"
+
+namespace photocloud {
+namespace {
+
+constexpr std::size_t kLongestId = 256;
+constexpr std::size_t kLongestName = 1024;
+constexpr std::size_t kLongestPath = 4096;
+constexpr std::size_t kLongestType = 16;
+constexpr std::size_t kLongestProperties = 64 << 10;
+
+bool IsReserved(const std::string& albumId) {
+  return albumId == "default-album-1" || albumId == "default-album-2" || albumId == "default-album-3";
+}
+
+Json::Value ToJson(const AlbumRecord& album) {
+  Json::Value json(Json::objectValue);
+  json["id"] = album.id;
+  json["albumName"] = album.albumName;
+  json["type"] = album.type;
+  json["createdTime"] = album.createdTime;
+  json["localPath"] = album.localPath;
+  json["properties"] = ParseJson(album.properties).value_or(Json::Value(Json::objectValue));
+  json["version"] = std::to_string(album.version);
+  return json;
+}
+
+// Copies an optional text member; false when it is no text or too long.
+bool TakeText(const Json::Value& body, const char* key, std::size_t longest, std::string& target) {
+  if (!body.isMember(key)) return true;
+  target = TextOf(body, key);
+  return body[key].isString() && target.size() <= longest && IsPlainText(target);
+}
+
+bool TakeTime(const Json::Value& body, AlbumRecord& album) {
+  if (!body.isMember("createdTime")) return true;
+  const auto time = ParseTime(TextOf(body, "createdTime"));
+  if (!time) return false;
+  album.createdTime = TextOf(body, "createdTime");
+  album.createdMs = *time;
+  return true;
+}
+
+bool TakeProperties(const Json::Value& body, AlbumRecord& album) {
+  if (!body.isMember("properties")) return true;
+  album.properties = WriteJson(body["properties"]);
+  return body["properties"].isObject() && album.properties.size() <= kLongestProperties;
+}
+
+// Fills what the body names; the name of the first member at fault, or empty.
+std::string Fill(const Json::Value& body, AlbumRecord& album) {
+  if (!TakeText(body, "albumName", kLongestName, album.albumName) || album.albumName.empty())
+    return "albumName";
+  if (!TakeText(body, "localPath", kLongestPath, album.localPath)) return "localPath";
+  if (!TakeText(body, "type", kLongestType, album.type)) return "type";
+  if (!TakeTime(body, album)) return "createdTime";
+  if (!TakeProperties(body, album)) return "properties";
+  return {};
+}
+
+bool IsSame(const AlbumRecord& left, const AlbumRecord& right) {
+  return left.albumName == right.albumName && left.type == right.type &&
+         left.createdTime == right.createdTime && left.localPath == right.localPath &&
+         left.properties == right.properties && left.deleted == right.deleted;
+}
+
+// Stores `album` in place of `known`. An unchanged album makes no version, so a
+// repeated request makes no noise.
+Answer Store(Exchange& exchange, AlbumRecord album, const std::optional<AlbumRecord>& known) {
+  const auto sameName = exchange.services.store.FindAlbumByName(exchange.Account(), album.albumName);
+  if (sameName && sameName->id != album.id) return ErrorCode::AlbumNameExists;
+  if (!known || !IsSame(album, *known)) {
+    album.version = exchange.NextVersion();
+    exchange.services.store.PutAlbum(exchange.Account(), album);
+  }
+  return ToJson(album);
+}
+
+Answer ListAlbums(Exchange& exchange) {
+  const auto size = PageSize(exchange.request);
+  if (const auto* error = std::get_if<ErrorCode>(&size)) return Answer(*error, "pageSize");
+  const auto cursor = ReadListCursor(exchange);
+  if (const auto* error = std::get_if<ErrorCode>(&cursor)) return *error;
+  const auto terms = QueryTerms(exchange.request);
+  if (!terms) return Answer(ErrorCode::Malformed, "queryParam");
+  const auto& [version, position] = std::get<ListCursor>(cursor);
+  const auto type = terms->find("albumType");
+  auto albums = exchange.services.store.ListAlbums(
+      exchange.Account(), type == terms->end() ? "" : type->second, position, std::get<int>(size) + 1);
+  Json::Value json(Json::objectValue);
+  json["nextCursor"] = "";
+  if (static_cast<int>(albums.size()) > std::get<int>(size)) {
+    albums.pop_back();
+    json["nextCursor"] = WriteCursor(version, {albums.back().createdMs, albums.back().id});
+  }
+  json["albums"] = Json::Value(Json::arrayValue);
+  for (const AlbumRecord& album : albums) json["albums"].append(ToJson(album));
+  return json;
+}
+
+Answer CreateAlbum(Exchange& exchange) {
+  AlbumRecord album;
+  album.id = exchange.body.isMember("id") ? TextOf(exchange.body, "id") : RandomId();
+  if (album.id.empty() || album.id.size() > kLongestId || !IsPlainText(album.id)) {
+    return Answer(ErrorCode::Malformed, "id");
+  }
+  const auto known = exchange.services.store.FindAlbum(exchange.Account(), album.id);
+  // The bin is there from the start, and clients bring it along as their own.
+  if (known && IsReserved(album.id)) return ToJson(*known);
+  album.createdMs = exchange.services.clock.NowMs();
+  album.createdTime = FormatTime(album.createdMs);
+  album.properties = "{}";
+  const std::string fault = Fill(exchange.body, album);
+  if (!fault.empty()) return Answer(ErrorCode::Malformed, fault);
+  return Store(exchange, album, known);
+}
+
+Answer UpdateAlbum(Exchange& exchange) {
+  const auto known = exchange.services.store.FindAlbum(exchange.Account(), exchange.arguments[0]);
+  if (!known || known->deleted) return ErrorCode::AlbumUnknown;
+  AlbumRecord album = *known;
+  const std::string fault = Fill(exchange.body, album);
+  if (!fault.empty()) return Answer(ErrorCode::Malformed, fault);
+  return Store(exchange, album, known);
+}
+
+Answer DeleteAlbum(Exchange& exchange) {
+  const std::string& id = exchange.arguments[0];
+  auto album = exchange.services.store.FindAlbum(exchange.Account(), id);
+  if (!album) return ErrorCode::AlbumUnknown;
+  if (IsReserved(id)) return ErrorCode::AlbumReserved;
+  if (!album->deleted) {
+    if (exchange.services.store.AlbumHoldsMedia(exchange.Account(), id)) return ErrorCode::AlbumNotEmpty;
+    album->deleted = true;
+    album->version = exchange.NextVersion();
+    exchange.services.store.PutAlbum(exchange.Account(), *album);
+  }
+  // Also when it was gone before: the device that repeats its request, and the
+  // second of two devices, both got what they asked for.
+  Json::Value json(Json::objectValue);
+  json["id"] = id;
+  return json;
+}
+
+}  // namespace
+
+std::vector<Route> AlbumRoutes() {
+  RouteRules change;
+  change.lock = true;
+  change.atomic = true;
+  RouteRules write = change;
+  write.json = true;
+  return {{"GET", "/cloudPhoto/v1/albums", ListAlbums, {}},
+          {"POST", "/cloudPhoto/v1/albums", CreateAlbum, write},
+          {"PATCH", "/cloudPhoto/v1/albums/{albumId}", UpdateAlbum, write},
+          {"DELETE", "/cloudPhoto/v1/albums/{albumId}", DeleteAlbum, change}};
+}
+
+}  // namespace photocloud

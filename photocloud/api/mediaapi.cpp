@@ -1,0 +1,274 @@
+#include <set>
+
+#include "photocloud/api/handlers.h"
+#include "photocloud/api/mediafields.h"
+#include "photocloud/api/mediaview.h"
+#include "photocloud/base/json.h"
+#include "photocloud/base/text.h"
+#include "photocloud/base/timetext.h"
+
+namespace photocloud {
+namespace {
+
+std::optional<MediaRecord> FindVisible(Exchange& exchange, const std::string& id) {
+  auto media = exchange.services.store.FindMedia(exchange.Account(), id);
+  if (media && media->phase != MediaPhase::Visible) media.reset();
+  return media;
+}
+
+// A media outside the bin lives in an album that exists. One in the bin may
+// have come from an album that is gone.
+bool HasAlbum(Exchange& exchange, const MediaRecord& media) {
+  if (media.recycled) return true;
+  const auto album = exchange.services.store.FindAlbum(exchange.Account(), media.albumId);
+  return album && !album->deleted && media.albumId != kRecycleAlbum;
+}
+
+std::optional<MediaFilter> ReadFilter(const Request& request) {
+  const auto terms = QueryTerms(request);
+  if (!terms) return std::nullopt;
+  MediaFilter filter;
+  for (const auto& [name, value] : *terms) {
+    if (name == "albumId") filter.albumId = value;
+    if (name != "recycled") continue;
+    if (value != "true" && value != "false") return std::nullopt;
+    filter.recycled = value == "true";
+  }
+  return filter;
+}
+
+Answer ListMedia(Exchange& exchange) {
+  const auto size = PageSize(exchange.request);
+  if (const auto* error = std::get_if<ErrorCode>(&size)) return Answer(*error, "pageSize");
+  const auto cursor = ReadListCursor(exchange);
+  if (const auto* error = std::get_if<ErrorCode>(&cursor)) return *error;
+  const auto filter = ReadFilter(exchange.request);
+  if (!filter) return Answer(ErrorCode::Malformed, "queryParam");
+  const auto& [version, position] = std::get<ListCursor>(cursor);
+  auto page =
+      exchange.services.store.ListMedia(exchange.Account(), *filter, position, std::get<int>(size) + 1);
+  Json::Value json(Json::objectValue);
+  json["nextCursor"] = "";
+  if (static_cast<int>(page.size()) > std::get<int>(size)) {
+    page.pop_back();
+    json["nextCursor"] = WriteCursor(version, {page.back().createdMs, page.back().id});
+  }
+  json["media"] = Json::Value(Json::arrayValue);
+  const FieldSelector fields = exchange.fields.Inside("media");
+  for (const MediaRecord& media : page) json["media"].append(ViewInList(exchange, media, fields));
+  return json;
+}
+
+Answer GetMedia(Exchange& exchange) {
+  const auto media = FindVisible(exchange, exchange.arguments[0]);
+  if (!media) return ErrorCode::MediaUnknown;
+  return ViewOne(exchange, *media);
+}
+
+// Takes digests over from an asset of the same content that is all there: the
+// same bytes need not travel again.
+void LinkHeldObjects(Exchange& exchange, AssetPlan& plan) {
+  const auto twin = exchange.services.store.FindWholeAsset(exchange.Account(), plan.asset);
+  if (!twin) return;
+  const auto held = exchange.services.store.ListSlices(exchange.Account(), twin->id);
+  if (held.size() != plan.slices.size()) return;
+  for (std::size_t i = 0; i < held.size(); ++i) {
+    if (held[i].length != plan.slices[i].length) return;
+    plan.slices[i].md5 = held[i].md5;
+    plan.slices[i].sha256 = held[i].sha256;
+    plan.slices[i].stored = true;
+  }
+}
+
+std::variant<std::vector<AssetPlan>, ErrorCode> PlanAssets(Exchange& exchange, const std::string& mediaId) {
+  std::vector<AssetPlan> plans;
+  const Json::Value& attachments = exchange.body["attachments"];
+  if (attachments.isNull()) return plans;
+  if (!attachments.isArray()) return ErrorCode::Malformed;
+  std::set<std::string> usages;
+  for (const Json::Value& attachment : attachments) {
+    auto plan = PlanAsset(attachment, mediaId, exchange.services.settings.content);
+    if (const auto* error = std::get_if<ErrorCode>(&plan)) return *error;
+    plans.push_back(std::move(std::get<AssetPlan>(plan)));
+    if (!usages.insert(plans.back().asset.usage).second) return ErrorCode::Malformed;
+  }
+  return plans;
+}
+
+std::int64_t BytesToCome(const std::vector<AssetPlan>& plans) {
+  std::int64_t bytes = 0;
+  for (const AssetPlan& plan : plans) {
+    for (const SliceRecord& slice : plan.slices) bytes += slice.stored ? 0 : slice.length;
+  }
+  return bytes;
+}
+
+bool HasSpace(Exchange& exchange, std::int64_t bytes) {
+  // Read anew: the caller's copy is older than this transaction.
+  const auto account = exchange.services.store.FindAccount(exchange.Account());
+  return account && exchange.services.vault.FreeBytes(*account) >= bytes &&
+         exchange.services.objects.FreeBytes() >= bytes;
+}
+
+// Answers a visible record to a device that gives its content back.
+Answer ReopenMedia(Exchange& exchange) {
+  const auto media = FindVisible(exchange, TextOf(exchange.body, "id"));
+  if (!media) return ErrorCode::MediaUnknown;
+  const auto plans = PlanAssets(exchange, media->id);
+  if (const auto* error = std::get_if<ErrorCode>(&plans)) return Answer(*error, "attachments");
+  for (const AssetPlan& plan : std::get<std::vector<AssetPlan>>(plans)) {
+    bool isKnown = false;
+    for (const AssetRecord& asset : exchange.services.store.ListAssets(exchange.Account(), media->id)) {
+      isKnown = isKnown || (asset.usage == plan.asset.usage && asset.hash == plan.asset.hash &&
+                            asset.sha256 == plan.asset.sha256 && asset.length == plan.asset.length);
+    }
+    if (!isKnown) return Answer(ErrorCode::CompareFailed, "attachments");
+  }
+  return ViewOne(exchange, *media);
+}
+
+void StorePlans(Exchange& exchange, const std::vector<AssetPlan>& plans) {
+  for (const AssetPlan& plan : plans) {
+    exchange.services.store.PutAsset(exchange.Account(), plan.asset);
+    for (const SliceRecord& slice : plan.slices) exchange.services.store.PutSlice(exchange.Account(), slice);
+  }
+}
+
+Answer CreateMedia(Exchange& exchange) {
+  if (exchange.request.Query("mode") != "temp") return Answer(ErrorCode::Malformed, "mode");
+  if (exchange.body.isMember("id")) return ReopenMedia(exchange);
+  MediaRecord media;
+  media.id = RandomId();
+  media.createdMs = exchange.services.clock.NowMs();
+  media.touchedMs = media.createdMs;
+  Json::Value own(Json::objectValue);
+  own["createdTime"] = FormatTime(media.createdMs);
+  own["favorite"] = false;
+  own["deviceId"] = exchange.Device();
+  media.fields = WriteJson(own);
+  std::string fault = TakeMediaFields(exchange.body, media);
+  if (fault.empty()) fault = TakePlace(exchange.body, media.touchedMs, media);
+  if (!fault.empty()) return Answer(ErrorCode::Malformed, fault);
+  if (!HasAlbum(exchange, media)) return ErrorCode::AlbumUnknown;
+  auto planned = PlanAssets(exchange, media.id);
+  if (const auto* error = std::get_if<ErrorCode>(&planned)) return Answer(*error, "attachments");
+  auto& plans = std::get<std::vector<AssetPlan>>(planned);
+  for (AssetPlan& plan : plans) LinkHeldObjects(exchange, plan);
+  if (!HasSpace(exchange, BytesToCome(plans))) return ErrorCode::NoSpace;
+  exchange.services.store.PutMedia(exchange.Account(), media);
+  StorePlans(exchange, plans);
+  return ViewOne(exchange, media);
+}
+
+bool HasAllObjects(Exchange& exchange, const MediaRecord& media) {
+  for (const AssetRecord& asset : exchange.services.store.ListAssets(exchange.Account(), media.id)) {
+    if (!exchange.services.vault.IsComplete(exchange.Account(), asset.id)) return false;
+  }
+  return true;
+}
+
+void MarkWhole(Exchange& exchange, const std::string& mediaId) {
+  for (const AssetRecord& asset : exchange.services.store.ListAssets(exchange.Account(), mediaId)) {
+    if (exchange.services.vault.SetAssetStatus(exchange.Account(), asset, ContentStatus::Whole,
+                                               exchange.Device())) {
+      exchange.TellDevices();
+    }
+  }
+}
+
+// The content's length stands in for a size that was never given.
+void FillSize(Exchange& exchange, MediaRecord& media) {
+  Json::Value fields = ParseJson(media.fields).value_or(Json::Value(Json::objectValue));
+  if (fields.isMember("size")) return;
+  fields["size"] = 0;
+  for (const AssetRecord& asset : exchange.services.store.ListAssets(exchange.Account(), media.id)) {
+    if (asset.usage == "content") fields["size"] = Json::Int64(asset.length);
+  }
+  media.fields = WriteJson(fields);
+}
+
+void StoreChange(Exchange& exchange, MediaRecord& media) {
+  media.version = exchange.NextVersion();
+  media.device = exchange.Device();
+  media.touchedMs = exchange.services.clock.NowMs();
+  if (media.phase == MediaPhase::Upload) {
+    media.phase = MediaPhase::Visible;
+    media.createdVersion = media.version;
+    FillSize(exchange, media);
+  }
+  exchange.services.store.PutMedia(exchange.Account(), media);
+}
+
+bool IsSame(const MediaRecord& left, const MediaRecord& right) {
+  return left.fields == right.fields && left.albumId == right.albumId && left.recycled == right.recycled;
+}
+
+Answer PatchMedia(Exchange& exchange) {
+  const std::string& id = exchange.arguments[0];
+  const std::string mode = exchange.request.Query("mode");
+  if (!mode.empty() && mode != "normal") return Answer(ErrorCode::Malformed, "mode");
+  const auto known = exchange.services.store.FindMedia(exchange.Account(), id);
+  if (!known || known->phase == MediaPhase::Deleted) return ErrorCode::MediaUnknown;
+  const bool isUpload = known->phase == MediaPhase::Upload;
+  if (isUpload && mode.empty()) return ErrorCode::MediaUnknown;
+  if (exchange.body.isMember("id") && TextOf(exchange.body, "id") != id)
+    return Answer(ErrorCode::Malformed, "id");
+  const bool saysNormal = exchange.body.isMember("status");
+  if (saysNormal && TextOf(exchange.body, "status") != "normal")
+    return Answer(ErrorCode::Malformed, "status");
+
+  MediaRecord media = *known;
+  std::string fault = TakeMediaFields(exchange.body, media);
+  if (fault.empty()) fault = TakePlace(exchange.body, exchange.services.clock.NowMs(), media);
+  if (!fault.empty()) return Answer(ErrorCode::Malformed, fault);
+  if (!HasAlbum(exchange, media)) return ErrorCode::AlbumUnknown;
+  const bool isWhole = HasAllObjects(exchange, media);
+  if (!isWhole && (isUpload || saysNormal)) return ErrorCode::ObjectsMissing;
+  // An unchanged record makes no version, so a repeated request makes no noise.
+  if (isUpload || !IsSame(media, *known)) StoreChange(exchange, media);
+  if (isWhole && (saysNormal || !mode.empty())) MarkWhole(exchange, id);
+  return ViewOne(exchange, exchange.services.store.FindMedia(exchange.Account(), id).value_or(media));
+}
+
+MediaRecord MakeTombstone(Exchange& exchange, const std::string& id) {
+  MediaRecord tombstone;
+  tombstone.id = id;
+  tombstone.phase = MediaPhase::Deleted;
+  tombstone.version = exchange.NextVersion();
+  tombstone.device = exchange.Device();
+  tombstone.touchedMs = exchange.services.clock.NowMs();
+  tombstone.fields = "{}";
+  return tombstone;
+}
+
+Answer DeleteMedia(Exchange& exchange) {
+  const std::string& id = exchange.arguments[0];
+  const auto media = exchange.services.store.FindMedia(exchange.Account(), id);
+  if (!media) return ErrorCode::MediaUnknown;
+  if (media->phase != MediaPhase::Deleted) exchange.services.vault.ReleaseMedia(exchange.Account(), id);
+  // An upload that nobody saw goes without a trace.
+  if (media->phase == MediaPhase::Upload) exchange.services.store.RemoveMedia(exchange.Account(), id);
+  if (media->phase == MediaPhase::Visible) {
+    exchange.services.store.PutMedia(exchange.Account(), MakeTombstone(exchange, id));
+  }
+  Json::Value json(Json::objectValue);
+  json["id"] = id;
+  return json;
+}
+
+}  // namespace
+
+std::vector<Route> MediaRoutes() {
+  RouteRules change;
+  change.lock = true;
+  change.atomic = true;
+  RouteRules write = change;
+  write.json = true;
+  return {{"GET", "/cloudPhoto/v1/media", ListMedia, {}},
+          {"POST", "/cloudPhoto/v1/media", CreateMedia, write},
+          {"GET", "/cloudPhoto/v1/media/{mediaId}", GetMedia, {}},
+          {"PATCH", "/cloudPhoto/v1/media/{mediaId}", PatchMedia, write},
+          {"DELETE", "/cloudPhoto/v1/media/{mediaId}", DeleteMedia, change}};
+}
+
+}  // namespace photocloud

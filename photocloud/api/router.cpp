@@ -1,0 +1,192 @@
+#include "photocloud/api/router.h"
+
+#include <chrono>
+
+#include "photocloud/api/handlers.h"
+#include "photocloud/base/json.h"
+#include "photocloud/base/log.h"
+#include "photocloud/base/text.h"
+
+namespace photocloud {
+namespace {
+
+// The parts of a path; nothing when one does not decode.
+std::optional<std::vector<std::string>> MatchPattern(const std::vector<std::string>& pattern,
+                                                     const std::vector<std::string>& path) {
+  if (pattern.size() != path.size()) return std::nullopt;
+  std::vector<std::string> arguments;
+  for (std::size_t i = 0; i < pattern.size(); ++i) {
+    if (pattern[i].empty() || pattern[i].front() != '{') {
+      if (pattern[i] != path[i]) return std::nullopt;
+      continue;
+    }
+    auto decoded = PercentDecode(path[i], false);
+    if (!decoded || decoded->empty()) return std::nullopt;
+    arguments.push_back(std::move(*decoded));
+  }
+  return arguments;
+}
+
+std::string BearerToken(const Request& request) {
+  const std::string header = request.Header("authorization");
+  constexpr std::string_view kScheme = "bearer ";
+  if (ToLower(header.substr(0, kScheme.size())) != kScheme) return {};
+  return header.substr(kScheme.size());
+}
+
+// The body of a push message about an ordinary change.
+std::string SyncMessage(std::int64_t version) {
+  Json::Value body(Json::objectValue);
+  body["deviceCategory"] = "pc";
+  body["serviceType"] = "cloudphoto";
+  body["operType"] = "sync";
+  body["version"] = std::to_string(version);
+  return WriteJson(body);
+}
+
+Answer FaultAnswer(const FaultRule& rule) {
+  Answer answer(ErrorCode::Malformed);
+  answer.status = rule.status ? rule.status : answer.status;
+  Json::Value& error = answer.json["error"];
+  error["status"] = answer.status;
+  error["description"] = "fault";
+  error["errors"][0]["code"] =
+      rule.errorCode.empty() ? "3108" + std::to_string(answer.status) : rule.errorCode;
+  error["errors"][0]["reason"] = "fault";
+  return answer;
+}
+
+}  // namespace
+
+Response ToResponse(Answer answer) {
+  if (answer.raw) return std::move(*answer.raw);
+  Response response;
+  response.status = answer.status;
+  response.body = WriteJson(answer.json);
+  if (answer.status == Describe(ErrorCode::TooManyRequests).status)
+    response.headers.emplace_back("Retry-After", "60");
+  return response;
+}
+
+Router::Router(Services& allServices) : services(allServices), routes(ApiRoutes()) {
+  if (!services.faults) return;
+  const auto faultRoutes = FaultRoutes();
+  routes.insert(routes.end(), faultRoutes.begin(), faultRoutes.end());
+}
+
+Response Router::Handle(const Request& request) {
+  const auto start = std::chrono::steady_clock::now();
+  const Match match = Find(request);
+  MessageScope scope;
+  Response response;
+  try {
+    response = ToResponse(Run(request, scope));
+    if (scope.hasChanged) {
+      const auto account = services.store.FindAccount(scope.account);
+      if (account) services.push.Publish(account->id, scope.changedBy, "301", SyncMessage(account->version));
+    }
+  } catch (const std::exception& failure) {
+    Log(LogLevel::Error, "request failed", {{"path", request.path}, {"reason", failure.what()}});
+    response = ToResponse(ErrorCode::Internal);
+  }
+  response.delivery = scope.delivery;
+  const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+  // Metrics and log name the route and not the path, which holds ids.
+  const std::string route = match.route ? match.route->pattern : "other";
+  services.metrics.CountRequest(match.route ? request.method : "other", route, response.status, took.count());
+  Log(LogLevel::Info, "request",
+      {{"method", request.method},
+       {"route", route},
+       {"status", std::to_string(response.status)},
+       {"milliseconds", std::to_string(static_cast<std::int64_t>(took.count() * 1000))}});
+  return response;
+}
+
+Answer Router::Run(const Request& request, MessageScope& scope) {
+  const bool isAboutFaults = request.path.rfind("/faults", 0) == 0;
+  if (services.faults && !isAboutFaults) return RunWithFaults(request, scope);
+  return RunRoute(Find(request), request, scope);
+}
+
+Answer Router::RunWithFaults(const Request& request, MessageScope& scope) {
+  std::size_t order = 0;
+  const auto rule = services.faults->Note(
+      {request.method, request.path, request.queryText, request.Header("x-zt-device-id"), request.inBatch, 0},
+      order);
+  if (!rule) {
+    Answer answer = RunRoute(Find(request), request, scope);
+    services.faults->SetStatus(order, answer.status);
+    return answer;
+  }
+  scope.delivery = {rule->delayMs, rule->cutAfterBytes, rule->close || rule->dropRequest};
+  if (rule->before.isObject()) RunFaultAction(services, rule->before);
+  const bool isReplaced = rule->status != 0 || !rule->errorCode.empty() || rule->dropRequest;
+  Answer answer = isReplaced ? FaultAnswer(*rule) : RunRoute(Find(request), request, scope);
+  if (rule->after.isObject()) RunFaultAction(services, rule->after);
+  services.faults->SetStatus(order, answer.status);
+  return answer;
+}
+
+Router::Match Router::Find(const Request& request) const {
+  Match match;
+  const auto path = Split(request.path, '/');
+  for (const Route& route : routes) {
+    auto arguments = MatchPattern(Split(route.pattern, '/'), path);
+    if (!arguments) continue;
+    match.isPathKnown = true;
+    if (request.method != route.method) continue;
+    match.route = &route;
+    match.arguments = std::move(*arguments);
+    return match;
+  }
+  return match;
+}
+
+Answer Router::RunRoute(const Match& match, const Request& request, MessageScope& scope) {
+  if (!match.route) return match.isPathKnown ? ErrorCode::MethodNotAllowed : ErrorCode::PathUnknown;
+  if (request.inBatch && !match.route->rules.batchable) return ErrorCode::Malformed;
+  Exchange exchange{request, services, *this, scope, match.arguments, {}, {}, {}};
+  if (auto refusal = Admit(exchange, match.route->rules)) return *refusal;
+  Answer answer = Execute(exchange, *match.route);
+  if (!answer.raw && !answer.isSelected) answer.json = exchange.fields.Apply(answer.json);
+  return answer;
+}
+
+std::optional<Answer> Router::Admit(Exchange& exchange, const RouteRules& rules) {
+  if (rules.token) {
+    auto caller = services.accounts.Authenticate(BearerToken(exchange.request));
+    if (const auto* refused = std::get_if<ErrorCode>(&caller)) return Answer(*refused);
+    exchange.caller = std::move(std::get<Caller>(caller));
+    if (rules.hideable && exchange.caller.account.hidden) return Answer(ErrorCode::DataHidden);
+  }
+  auto fields = FieldSelector::Parse(exchange.request.Query("fields"));
+  if (!fields) return Answer(ErrorCode::Malformed, "fields");
+  exchange.fields = std::move(*fields);
+  if (!rules.json) return std::nullopt;
+  JsonFault fault = JsonFault::None;
+  auto body = ParseJson(exchange.request.body, fault);
+  if (fault == JsonFault::TooLarge) return Answer(ErrorCode::TooManyItems);
+  if (!body || !body->isObject()) return Answer(ErrorCode::Malformed, "body");
+  exchange.body = std::move(*body);
+  return std::nullopt;
+}
+
+Answer Router::Execute(Exchange& exchange, const Route& route) {
+  if (!route.rules.atomic) return route.handle(exchange);
+  Answer answer;
+  const bool hadChanged = exchange.scope.hasChanged;
+  const bool stored = services.store.Atomically([&] {
+    // The lock is looked at inside the transaction, so that nobody can take it
+    // between the look and the change.
+    if (route.rules.lock && !HoldsLock(exchange)) {
+      answer = ErrorCode::LockInvalid;
+      return false;
+    }
+    answer = route.handle(exchange);
+    return answer.status < 400;
+  });
+  if (!stored) exchange.scope.hasChanged = hadChanged;
+  return answer;
+}
+
+}  // namespace photocloud

@@ -1,0 +1,48 @@
+#include "photocloud/api/services.h"
+
+#include "photocloud/base/log.h"
+
+namespace photocloud {
+namespace {
+
+constexpr int kUploadsPerStep = 200;
+
+void SweepUploads(Services& services) {
+  const auto before = services.clock.NowMs() - services.settings.uploadKeepMs;
+  while (true) {
+    const auto uploads = services.store.ListUploadsBefore(before, kUploadsPerStep);
+    for (const auto& [account, id] : uploads) {
+      services.store.Atomically([&, owner = account, media = id] {
+        services.vault.ReleaseMedia(owner, media);
+        services.store.RemoveMedia(owner, media);
+        return true;
+      });
+    }
+    if (uploads.size() < kUploadsPerStep) return;
+  }
+}
+
+}  // namespace
+
+Services::Services(MetadataStore& metadata, ObjectStore& objectStore, Clock& serviceClock,
+                   const ServiceSettings& serviceSettings, PasswordCost cost)
+    : store(metadata),
+      objects(objectStore),
+      clock(serviceClock),
+      settings(serviceSettings),
+      accounts(metadata, serviceClock, cost),
+      vault(metadata, objectStore, serviceClock),
+      signer(metadata.Secret(), serviceClock) {}
+
+void Services::Sweep() {
+  try {
+    SweepUploads(*this);
+    store.PruneTombstones(clock.NowMs() - settings.tombstoneKeepMs);
+    accounts.SweepSessions();
+    vault.SweepOrphans();
+  } catch (const StoreFailure& failure) {
+    Log(LogLevel::Error, "sweep failed", {{"reason", failure.what()}});
+  }
+}
+
+}  // namespace photocloud

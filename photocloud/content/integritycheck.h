@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "photocloud/content/objectvault.h"
+#include "photocloud/store/sqlitestore.h"
+
+namespace photocloud {
+
+struct CheckResult {
+  std::int64_t media = 0;
+  std::int64_t objects = 0;
+  std::int64_t damagedObjects = 0;
+  std::vector<std::string> lostMedia;  // "user/media id"
+};
+
+// Reads every object of every visible media. What is missing or damaged is
+// noted, so that its media come onto the list of lost ones. May run beside the
+// server.
+CheckResult CheckAll(MetadataStore& store, ObjectVault& vault);
+
+// Copies metadata and all objects that they name into a folder, which may hold
+// an earlier backup: objects that are there already are not copied again. May
+// run beside the server. Returns why it failed, or an empty text.
+std::string BackUp(SqliteStore& store, const ObjectStore& objects, const std::filesystem::path& folder);
+
+}  // namespace photocloud

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "photocloud/base/clock.h"
+
+namespace photocloud {
+
+// Signs paths of objects, so that bytes travel without the caller's token and
+// only for a while. A signature holds for one method and one object.
+class UrlSigner {
+ public:
+  UrlSigner(std::string secret, const Clock& clock);
+
+  // "?expires=...&signature=..."
+  std::string Query(const std::string& method, const std::string& objectId) const;
+  bool Accepts(const std::string& method, const std::string& objectId, const std::string& expires,
+               const std::string& signature) const;
+
+ private:
+  std::string Sign(const std::string& method, const std::string& objectId, const std::string& expires) const;
+
+  const std::string secret;
+  const Clock& clock;
+};
+
+}  // namespace photocloud

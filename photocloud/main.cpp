@@ -1,0 +1,234 @@
+// zentara-photocloud: the self-hosted photo cloud.
+
+#include <sodium.h>
+
+#include <CLI/CLI.hpp>
+#include <csignal>
+#include <fstream>
+#include <iostream>
+
+#include "photocloud/api/router.h"
+#include "photocloud/base/log.h"
+#include "photocloud/content/integritycheck.h"
+#include "photocloud/net/httpserver.h"
+#include "photocloud/store/folderobjectstore.h"
+#include "photocloud/store/sqlitestore.h"
+
+namespace photocloud {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::int64_t kSweepPeriodMs = 60 * 1000;
+constexpr std::int64_t kGiga = 1 << 30;
+
+struct Options {
+  std::string data;
+  ServerSettings server;
+  ServiceSettings service;
+  bool faults = false;
+  bool fastPasswords = false;
+  std::string userName;
+  std::string passwordFile;
+  std::int64_t quotaGigabytes = 1024;
+  std::string backupFolder;
+};
+
+PasswordCost CostOf(const Options& options) {
+  return options.fastPasswords ? PasswordCost::Least : PasswordCost::Interactive;
+}
+
+// The stores of a data folder.
+struct Data {
+  explicit Data(const Options& options)
+      : store(Open(options.data)), objects(fs::path(options.data) / "objects") {}
+
+  static fs::path Open(const std::string& folder) {
+    fs::create_directories(folder);
+    fs::permissions(folder, fs::perms::owner_all);
+    return fs::path(folder) / "photocloud.db";
+  }
+
+  SqliteStore store;
+  FolderObjectStore objects;
+  Clock clock;
+};
+
+// Passwords come from a file or standard input: arguments can be read by every
+// user of the machine.
+std::string ReadPassword(const std::string& file) {
+  std::string password;
+  if (file.empty() || file == "-") {
+    std::getline(std::cin, password);
+  } else {
+    std::ifstream stream(file);
+    std::getline(stream, password);
+  }
+  if (!password.empty() && password.back() == '\r') password.pop_back();
+  return password;
+}
+
+int Fail(const std::string& reason) {
+  std::cerr << reason << '\n';
+  return 1;
+}
+
+int Serve(const Options& options) {
+  if (options.server.certificateFile.empty() != options.server.keyFile.empty()) {
+    return Fail("--tls-cert and --tls-key go together");
+  }
+  Data data(options);
+  Services services(data.store, data.objects, data.clock, options.service, CostOf(options));
+  if (options.faults) services.faults = std::make_unique<FaultPlan>();
+  Router router(services);
+  ServerSettings settings = options.server;
+  settings.maxObjectBytes = static_cast<std::size_t>(options.service.content.MaxObjectBytes());
+  HttpServer server(settings, [&](const Request& request) { return router.Handle(request); },
+                    {[&](std::int64_t change) { services.metrics.connections += change; },
+                     [&](std::int64_t received, std::int64_t sent) {
+                       services.metrics.bytesIn += received;
+                       services.metrics.bytesOut += sent;
+                     }});
+  const std::string failure = server.Listen();
+  if (!failure.empty()) return Fail(failure);
+  services.Sweep();
+  server.Every(kSweepPeriodMs, [&] { services.Sweep(); });
+  // Flushed at once: whoever started the server waits for this line.
+  std::cout << "listening on " << server.BoundAddress() << std::endl;
+  server.Run([&] { services.push.Close(); });
+  Log(LogLevel::Info, "stopped");
+  return 0;
+}
+
+int AddUser(const Options& options) {
+  Data data(options);
+  AccountService accounts(data.store, data.clock, CostOf(options));
+  const std::string password = ReadPassword(options.passwordFile);
+  if (password.empty()) return Fail("no password was given");
+  if (!accounts.Create(options.userName, password, options.quotaGigabytes * kGiga)) {
+    return Fail("the name is taken or cannot be used");
+  }
+  return 0;
+}
+
+int ListUsers(const Options& options) {
+  Data data(options);
+  for (const Account& account : data.store.ListAccounts()) {
+    std::cout << account.userName << '\t' << (account.disabled ? "disabled" : "enabled") << '\t'
+              << account.usedBytes << '\t' << account.quotaBytes << '\n';
+  }
+  return 0;
+}
+
+int SetUserDisabled(const Options& options, bool disabled) {
+  Data data(options);
+  AccountService accounts(data.store, data.clock, CostOf(options));
+  if (!accounts.SetDisabled(options.userName, disabled)) return Fail("no such user");
+  return 0;
+}
+
+int RemoveUser(const Options& options) {
+  Data data(options);
+  const auto account = data.store.FindAccountByName(options.userName);
+  if (!account) return Fail("no such user");
+  data.store.RemoveAccount(account->id);
+  ObjectVault(data.store, data.objects, data.clock).SweepOrphans();
+  return 0;
+}
+
+int Check(const Options& options) {
+  Data data(options);
+  ObjectVault vault(data.store, data.objects, data.clock);
+  const CheckResult result = CheckAll(data.store, vault);
+  std::cout << result.media << " media, " << result.objects << " objects, " << result.damagedObjects
+            << " damaged, " << result.lostMedia.size() << " media lost\n";
+  for (const std::string& name : result.lostMedia) std::cout << "lost " << name << '\n';
+  return result.lostMedia.empty() && result.damagedObjects == 0 ? 0 : 2;
+}
+
+int Backup(const Options& options) {
+  Data data(options);
+  const std::string failure = BackUp(data.store, data.objects, options.backupFolder);
+  return failure.empty() ? 0 : Fail(failure);
+}
+
+CLI::App* AddCommand(CLI::App& parent, const char* name, const char* text, Options& options) {
+  CLI::App* command = parent.add_subcommand(name, text);
+  command->add_option("--data", options.data, "data folder")->required();
+  return command;
+}
+
+CLI::App* AddUserCommand(CLI::App& users, const char* name, const char* text, Options& options) {
+  CLI::App* command = AddCommand(users, name, text, options);
+  command->add_option("name", options.userName, "user name")->required();
+  return command;
+}
+
+void AddServeOptions(CLI::App& serve, Options& options) {
+  serve.add_option("--listen", options.server.address, "address and port; port 0 takes a free one")
+      ->required();
+  serve.add_option("--tls-cert", options.server.certificateFile, "certificate chain, PEM");
+  serve.add_option("--tls-key", options.server.keyFile, "private key, PEM");
+  serve.add_option("--threads", options.server.threads, "threads")->check(CLI::Range(1, 256));
+  serve.add_option("--slice-size", options.service.content.sliceSize, "plain bytes of one object")
+      ->check(CLI::Range(std::int64_t{16}, std::int64_t{64} << 20));
+  serve.add_option("--lock-seconds", options.service.lockSeconds, "validity of the writer lock")
+      ->check(CLI::Range(std::int64_t{1}, std::int64_t{3600}));
+  serve.add_option("--max-batch", options.service.maxBatchNumber, "items of one batch")
+      ->check(CLI::Range(1, 1000));
+  serve.add_flag("--faults", options.faults, "for tests: lets anybody who can connect make the server fail");
+}
+
+int Main(int argc, char** argv) {
+  Options options;
+  CLI::App app("Self-hosted photo cloud");
+  app.require_subcommand(1);
+  int result = 0;
+  CLI::App* serve = AddCommand(app, "serve", "run the server", options);
+  AddServeOptions(*serve, options);
+  serve->callback([&] { result = Serve(options); });
+  CLI::App* users = app.add_subcommand("user", "manage accounts")->require_subcommand(1);
+  CLI::App* add = AddUserCommand(*users, "add", "make an account", options);
+  add->add_option("--password-file", options.passwordFile,
+                  "first line is the password; standard input without");
+  add->add_option("--quota-gb", options.quotaGigabytes, "space in GiB")
+      ->check(CLI::Range(std::int64_t{0}, std::int64_t{1} << 30));
+  add->add_flag("--fast-password", options.fastPasswords,
+                "for tests: a verifier that is cheap to make and to break");
+  add->callback([&] { result = AddUser(options); });
+  AddCommand(*users, "list", "list accounts: name, state, used and allowed bytes", options)->callback([&] {
+    result = ListUsers(options);
+  });
+  AddUserCommand(*users, "disable", "refuse logins and requests", options)->callback([&] {
+    result = SetUserDisabled(options, true);
+  });
+  AddUserCommand(*users, "enable", "take a disabled account back", options)->callback([&] {
+    result = SetUserDisabled(options, false);
+  });
+  AddUserCommand(*users, "remove", "delete an account and all its data", options)->callback([&] {
+    result = RemoveUser(options);
+  });
+  AddCommand(app, "check", "read all objects; 2 when something is lost", options)->callback([&] {
+    result = Check(options);
+  });
+  CLI::App* backup = AddCommand(app, "backup", "copy everything to a folder", options);
+  backup->add_option("--to", options.backupFolder, "target folder")->required();
+  backup->callback([&] { result = Backup(options); });
+  CLI11_PARSE(app, argc, argv);
+  return result;
+}
+
+}  // namespace
+}  // namespace photocloud
+
+int main(int argc, char** argv) {
+  // A peer that goes away in the middle of an answer is no reason to end.
+  std::signal(SIGPIPE, SIG_IGN);
+  if (sodium_init() < 0) return 1;
+  try {
+    return photocloud::Main(argc, argv);
+  } catch (const std::exception& failure) {
+    std::cerr << failure.what() << '\n';
+    return 1;
+  }
+}

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace photocloud {
+
+// The messages that wait for one device, as text of server-sent events.
+//
+// The hub writes, the connection reads. Safe to call from any thread; the
+// listener is called outside the lock.
+class PushStream {
+ public:
+  // `listener` is called whenever there is something to take or the end has
+  // come. An empty one ends the calls.
+  void SetListener(std::function<void()> listener);
+  void Add(const std::string& event);
+  void End();
+
+  // Everything that waits, as one text.
+  std::string Take();
+  bool HasEnded() const;
+
+ private:
+  void Wake();
+
+  mutable std::mutex streamLock;
+  // Guarded by streamLock.
+  std::function<void()> onReady;
+  std::deque<std::string> waiting;
+  bool ended = false;
+};
+
+// Carries messages to the devices of an account that are listening now. A
+// device that is not listening misses them and finds out by its next pull.
+// Safe to call from any thread.
+class PushHub {
+ public:
+  std::shared_ptr<PushStream> Subscribe(std::int64_t account, const std::string& device);
+
+  // Sends to all devices of the account but `exceptDevice`.
+  void Publish(std::int64_t account, const std::string& exceptDevice, const std::string& cmd,
+               const std::string& body);
+
+  // Ends all streams, and each new one at once.
+  void Close();
+  std::size_t Count();
+
+ private:
+  struct Subscriber {
+    std::string device;
+    std::weak_ptr<PushStream> stream;
+  };
+
+  std::mutex hubLock;
+  // Guarded by hubLock.
+  std::map<std::int64_t, std::vector<Subscriber>> subscribers;
+  bool closed = false;
+};
+
+}  // namespace photocloud

@@ -1,0 +1,45 @@
+#include "photocloud/store/sqlitestatement.h"
+
+#include "photocloud/store/metadatastore.h"
+
+namespace photocloud {
+
+SqliteStatement::~SqliteStatement() {
+  sqlite3_reset(statement);
+  sqlite3_clear_bindings(statement);
+}
+
+bool SqliteStatement::Step() {
+  const int result = sqlite3_step(statement);
+  if (result == SQLITE_ROW) return true;
+  if (result != SQLITE_DONE) Check(result);
+  return false;
+}
+
+int SqliteStatement::Run() {
+  while (Step()) {
+  }
+  return sqlite3_changes(sqlite3_db_handle(statement));
+}
+
+std::string SqliteStatement::Text(int column) const {
+  const auto* bytes = static_cast<const char*>(sqlite3_column_blob(statement, column));
+  return bytes ? std::string(bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement, column)))
+               : std::string();
+}
+
+void SqliteStatement::Bind(int index, const std::string& text) {
+  Check(sqlite3_bind_text(statement, index, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT));
+}
+
+void SqliteStatement::Bind(int index, std::int64_t number) {
+  Check(sqlite3_bind_int64(statement, index, number));
+}
+
+void SqliteStatement::Check(int result) const {
+  if (result == SQLITE_OK) return;
+  throw StoreFailure(std::string(sqlite3_errmsg(sqlite3_db_handle(statement))) + " in " +
+                     sqlite3_sql(statement));
+}
+
+}  // namespace photocloud

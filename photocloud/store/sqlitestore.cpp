@@ -1,0 +1,583 @@
+#include "photocloud/store/sqlitestore.h"
+
+#include "photocloud/base/text.h"
+
+namespace photocloud {
+namespace {
+
+// A command beside a running server waits this long for its turn to write.
+constexpr int kBusyTimeoutMs = 20000;
+
+constexpr const char* kTables = R"sql(
+CREATE TABLE IF NOT EXISTS settings(name TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;
+CREATE TABLE IF NOT EXISTS accounts(
+  id INTEGER PRIMARY KEY AUTOINCREMENT, user_id TEXT NOT NULL UNIQUE, user_name TEXT NOT NULL UNIQUE,
+  verifier TEXT NOT NULL, disabled INTEGER NOT NULL, hidden INTEGER NOT NULL, user_status TEXT NOT NULL,
+  suspend_cursor TEXT NOT NULL, version INTEGER NOT NULL DEFAULT 0, oldest_cursor INTEGER NOT NULL DEFAULT 0,
+  quota_bytes INTEGER NOT NULL, used_bytes INTEGER NOT NULL DEFAULT 0);
+CREATE TABLE IF NOT EXISTS sessions(
+  id INTEGER PRIMARY KEY, account INTEGER NOT NULL, device TEXT NOT NULL, access_hash TEXT NOT NULL UNIQUE,
+  access_until INTEGER NOT NULL, refresh_hash TEXT NOT NULL UNIQUE, refresh_until INTEGER NOT NULL,
+  previous_hash TEXT NOT NULL, previous_until INTEGER NOT NULL);
+CREATE INDEX IF NOT EXISTS sessions_previous ON sessions(previous_hash) WHERE previous_hash != '';
+CREATE INDEX IF NOT EXISTS sessions_account ON sessions(account);
+CREATE TABLE IF NOT EXISTS wrapped_keys(account INTEGER PRIMARY KEY, keys TEXT NOT NULL, revision INTEGER NOT NULL);
+CREATE TABLE IF NOT EXISTS locks(
+  account INTEGER PRIMARY KEY, token TEXT NOT NULL, device TEXT NOT NULL, until_ms INTEGER NOT NULL);
+CREATE TABLE IF NOT EXISTS albums(
+  account INTEGER NOT NULL, id TEXT NOT NULL, name TEXT NOT NULL, type TEXT NOT NULL, created_time TEXT NOT NULL,
+  created_ms INTEGER NOT NULL, local_path TEXT NOT NULL, properties TEXT NOT NULL, version INTEGER NOT NULL,
+  deleted INTEGER NOT NULL, PRIMARY KEY(account, id)) WITHOUT ROWID;
+CREATE UNIQUE INDEX IF NOT EXISTS albums_name ON albums(account, name) WHERE deleted = 0;
+CREATE INDEX IF NOT EXISTS albums_created ON albums(account, created_ms DESC, id DESC) WHERE deleted = 0;
+CREATE TABLE IF NOT EXISTS media(
+  account INTEGER NOT NULL, id TEXT NOT NULL, phase INTEGER NOT NULL, album_id TEXT NOT NULL,
+  recycled INTEGER NOT NULL, created_ms INTEGER NOT NULL, version INTEGER NOT NULL, created_version INTEGER NOT NULL,
+  device TEXT NOT NULL, status INTEGER NOT NULL, lost_version INTEGER NOT NULL, touched_ms INTEGER NOT NULL,
+  fields TEXT NOT NULL, PRIMARY KEY(account, id));
+CREATE INDEX IF NOT EXISTS media_created ON media(account, created_ms DESC, id DESC) WHERE phase = 1;
+CREATE INDEX IF NOT EXISTS media_album ON media(account, album_id, created_ms DESC, id DESC) WHERE phase = 1;
+CREATE INDEX IF NOT EXISTS media_version ON media(account, version) WHERE phase != 0;
+CREATE INDEX IF NOT EXISTS media_lost ON media(account, lost_version) WHERE lost_version > 0;
+CREATE INDEX IF NOT EXISTS media_upload ON media(account, touched_ms) WHERE phase = 0;
+CREATE INDEX IF NOT EXISTS media_tombstone ON media(account, touched_ms) WHERE phase = 2;
+CREATE TABLE IF NOT EXISTS assets(
+  account INTEGER NOT NULL, media_id TEXT NOT NULL, id TEXT NOT NULL, version_id TEXT NOT NULL, usage TEXT NOT NULL,
+  hash TEXT NOT NULL, sha256 TEXT NOT NULL, length INTEGER NOT NULL, slice_size INTEGER NOT NULL,
+  status INTEGER NOT NULL, fields TEXT NOT NULL, PRIMARY KEY(account, id));
+CREATE INDEX IF NOT EXISTS assets_media ON assets(account, media_id);
+CREATE INDEX IF NOT EXISTS assets_hash ON assets(account, hash);
+CREATE TABLE IF NOT EXISTS slices(
+  object_id TEXT PRIMARY KEY, account INTEGER NOT NULL, media_id TEXT NOT NULL, asset_id TEXT NOT NULL,
+  number INTEGER NOT NULL, start INTEGER NOT NULL, length INTEGER NOT NULL, md5 TEXT NOT NULL, sha256 TEXT NOT NULL)
+  WITHOUT ROWID;
+CREATE INDEX IF NOT EXISTS slices_asset ON slices(account, asset_id, number);
+CREATE INDEX IF NOT EXISTS slices_media ON slices(account, media_id);
+CREATE INDEX IF NOT EXISTS slices_object ON slices(account, sha256);
+CREATE TABLE IF NOT EXISTS objects(
+  account INTEGER NOT NULL, sha256 TEXT NOT NULL, md5 TEXT NOT NULL, length INTEGER NOT NULL, whole INTEGER NOT NULL,
+  PRIMARY KEY(account, sha256)) WITHOUT ROWID;
+CREATE TABLE IF NOT EXISTS orphans(account INTEGER NOT NULL, sha256 TEXT NOT NULL, PRIMARY KEY(account, sha256))
+  WITHOUT ROWID;
+)sql";
+
+// Column lists in the order of the readers below; macros, because statements are literals.
+#define ACCOUNT_COLUMNS                                                                                   \
+  "id,user_id,user_name,verifier,disabled,hidden,user_status,suspend_cursor,version,oldest_cursor,quota_" \
+  "bytes,"                                                                                                \
+  "used_bytes"
+#define SESSION_COLUMNS \
+  "id,account,device,access_hash,access_until,refresh_hash,refresh_until,previous_hash,previous_until"
+#define ALBUM_COLUMNS "id,name,type,created_time,created_ms,local_path,properties,version,deleted"
+#define MEDIA_COLUMNS                                                                                    \
+  "id,phase,album_id,recycled,created_ms,version,created_version,device,status,lost_version,touched_ms," \
+  "fields"
+#define ASSET_COLUMNS "media_id,id,version_id,usage,hash,sha256,length,slice_size,status,fields"
+#define SLICE_COLUMNS                                                                                        \
+  "s.object_id,s.media_id,s.asset_id,s.number,s.start,s.length,s.md5,s.sha256,EXISTS(SELECT 1 FROM objects " \
+  "o "                                                                                                       \
+  "WHERE o.account=s.account AND o.sha256=s.sha256 AND o.length=s.length AND o.whole=1)"
+
+Account ReadAccount(const SqliteStatement& row) {
+  return {row.Number(0), row.Text(1), row.Text(2),   row.Text(3),   row.Flag(4),    row.Flag(5),
+          row.Text(6),   row.Text(7), row.Number(8), row.Number(9), row.Number(10), row.Number(11)};
+}
+
+Session ReadSession(const SqliteStatement& row) {
+  return {row.Number(0), row.Number(1), row.Text(2), row.Text(3),  row.Number(4),
+          row.Text(5),   row.Number(6), row.Text(7), row.Number(8)};
+}
+
+AlbumRecord ReadAlbum(const SqliteStatement& row) {
+  return {row.Text(0), row.Text(1), row.Text(2),   row.Text(3), row.Number(4),
+          row.Text(5), row.Text(6), row.Number(7), row.Flag(8)};
+}
+
+MediaRecord ReadMedia(const SqliteStatement& row) {
+  return {row.Text(0),
+          static_cast<MediaPhase>(row.Number(1)),
+          row.Text(2),
+          row.Flag(3),
+          row.Number(4),
+          row.Number(5),
+          row.Number(6),
+          row.Text(7),
+          static_cast<ContentStatus>(row.Number(8)),
+          row.Number(9),
+          row.Number(10),
+          row.Text(11)};
+}
+
+AssetRecord ReadAsset(const SqliteStatement& row) {
+  return {row.Text(0),   row.Text(1),   row.Text(2),
+          row.Text(3),   row.Text(4),   row.Text(5),
+          row.Number(6), row.Number(7), static_cast<ContentStatus>(row.Number(8)),
+          row.Text(9)};
+}
+
+SliceRecord ReadSlice(const SqliteStatement& row) {
+  return {row.Text(0),   row.Text(1), row.Text(2), row.Number(3), row.Number(4),
+          row.Number(5), row.Text(6), row.Text(7), row.Flag(8)};
+}
+
+ObjectRecord ReadObject(const SqliteStatement& row) {
+  return {row.Text(0), row.Text(1), row.Number(2), row.Flag(3)};
+}
+
+std::string ReadText(const SqliteStatement& row) { return row.Text(0); }
+std::int64_t ReadNumber(const SqliteStatement& row) { return row.Number(0); }
+
+}  // namespace
+
+SqliteStore::SqliteStore(const std::filesystem::path& file) {
+  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX;
+  if (sqlite3_open_v2(file.c_str(), &connection, flags, nullptr) != SQLITE_OK) {
+    const std::string reason = connection ? sqlite3_errmsg(connection) : "out of memory";
+    sqlite3_close_v2(connection);
+    throw StoreFailure("cannot open " + file.string() + ": " + reason);
+  }
+  try {
+    sqlite3_busy_timeout(connection, kBusyTimeoutMs);
+    Execute("PRAGMA journal_mode=WAL");
+    Execute("PRAGMA synchronous=FULL");
+    Execute("PRAGMA cache_size=-65536");
+    MakeTables();
+  } catch (...) {
+    sqlite3_close_v2(connection);
+    throw;
+  }
+}
+
+SqliteStore::~SqliteStore() {
+  for (const auto& [sql, statement] : prepared) sqlite3_finalize(statement);
+  sqlite3_close_v2(connection);
+}
+
+void SqliteStore::MakeTables() {
+  Atomically([this] {
+    Execute(kTables);
+    return true;
+  });
+}
+
+void SqliteStore::CopyTo(const std::filesystem::path& file) {
+  const Guard guard(storeLock);
+  Run("VACUUM INTO ?", file.string());
+}
+
+void SqliteStore::Execute(const char* sql) {
+  char* text = nullptr;
+  if (sqlite3_exec(connection, sql, nullptr, nullptr, &text) == SQLITE_OK) return;
+  const std::string reason = text ? text : "unknown failure";
+  sqlite3_free(text);
+  throw StoreFailure(reason);
+}
+
+sqlite3_stmt* SqliteStore::Prepare(const char* sql) {
+  // Keyed by the literal's address: each place in this file keeps its own.
+  sqlite3_stmt*& statement = prepared[sql];
+  if (statement) return statement;
+  if (sqlite3_prepare_v3(connection, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) != SQLITE_OK) {
+    throw StoreFailure(std::string(sqlite3_errmsg(connection)) + " in " + sql);
+  }
+  return statement;
+}
+
+template <typename... Values>
+int SqliteStore::Run(const char* sql, const Values&... values) {
+  const Guard guard(storeLock);
+  return SqliteStatement(Prepare(sql), values...).Run();
+}
+
+template <typename Read, typename... Values>
+auto SqliteStore::Rows(Read read, const char* sql, const Values&... values) {
+  const Guard guard(storeLock);
+  SqliteStatement statement(Prepare(sql), values...);
+  std::vector<decltype(read(statement))> rows;
+  while (statement.Step()) rows.push_back(read(statement));
+  return rows;
+}
+
+template <typename Read, typename... Values>
+auto SqliteStore::Row(Read read, const char* sql, const Values&... values) {
+  const Guard guard(storeLock);
+  SqliteStatement statement(Prepare(sql), values...);
+  std::optional<decltype(read(statement))> row;
+  if (statement.Step()) row = read(statement);
+  return row;
+}
+
+bool SqliteStore::Atomically(const std::function<bool()>& work) {
+  const Guard guard(storeLock);
+  // The writer's place is taken at once: a transaction that only found out at
+  // its first write that another process writes would have to start again.
+  Execute(depth == 0 ? "BEGIN IMMEDIATE" : "SAVEPOINT nested");
+  const char* const keep = depth == 0 ? "COMMIT" : "RELEASE nested";
+  const char* const undo = depth == 0 ? "ROLLBACK" : "ROLLBACK TO nested; RELEASE nested";
+  ++depth;
+  bool done = false;
+  try {
+    done = work();
+    if (done) Execute(keep);
+  } catch (...) {
+    --depth;
+    // After a failed commit there may be nothing left to undo.
+    (void)sqlite3_exec(connection, undo, nullptr, nullptr, nullptr);
+    throw;
+  }
+  --depth;
+  if (!done) Execute(undo);
+  return done;
+}
+
+std::string SqliteStore::Secret() {
+  Run("INSERT OR IGNORE INTO settings(name,value) VALUES('secret',?)", ToHex(RandomBytes(32)));
+  return Row(ReadText, "SELECT value FROM settings WHERE name='secret'").value_or("");
+}
+
+std::optional<std::int64_t> SqliteStore::InsertAccount(const Account& account) {
+  const Guard guard(storeLock);
+  const int rows = Run(
+      "INSERT OR IGNORE INTO accounts(user_id,user_name,verifier,disabled,hidden,user_status,suspend_cursor,"
+      "quota_bytes) VALUES(?,?,?,?,?,?,?,?)",
+      account.userId, account.userName, account.verifier, account.disabled, account.hidden,
+      account.userStatus, account.suspendCursor, account.quotaBytes);
+  if (rows == 0) return std::nullopt;
+  return sqlite3_last_insert_rowid(connection);
+}
+
+std::optional<Account> SqliteStore::FindAccount(std::int64_t id) {
+  return Row(ReadAccount, "SELECT " ACCOUNT_COLUMNS " FROM accounts WHERE id=?", id);
+}
+
+std::optional<Account> SqliteStore::FindAccountByName(const std::string& userName) {
+  return Row(ReadAccount, "SELECT " ACCOUNT_COLUMNS " FROM accounts WHERE user_name=?", userName);
+}
+
+std::vector<Account> SqliteStore::ListAccounts() {
+  return Rows(ReadAccount, "SELECT " ACCOUNT_COLUMNS " FROM accounts ORDER BY id");
+}
+
+void SqliteStore::UpdateAccount(const Account& account) {
+  Run("UPDATE accounts SET verifier=?,disabled=?,hidden=?,user_status=?,suspend_cursor=?,quota_bytes=? WHERE "
+      "id=?",
+      account.verifier, account.disabled, account.hidden, account.userStatus, account.suspendCursor,
+      account.quotaBytes, account.id);
+}
+
+void SqliteStore::RemoveAccount(std::int64_t id) {
+  Atomically([&] {
+    Run("DELETE FROM sessions WHERE account=?", id);
+    Run("DELETE FROM wrapped_keys WHERE account=?", id);
+    Run("DELETE FROM locks WHERE account=?", id);
+    Run("DELETE FROM albums WHERE account=?", id);
+    Run("DELETE FROM media WHERE account=?", id);
+    Run("DELETE FROM assets WHERE account=?", id);
+    Run("DELETE FROM slices WHERE account=?", id);
+    Run("INSERT OR IGNORE INTO orphans SELECT account,sha256 FROM objects WHERE account=?", id);
+    Run("DELETE FROM objects WHERE account=?", id);
+    Run("DELETE FROM accounts WHERE id=?", id);
+    return true;
+  });
+}
+
+std::int64_t SqliteStore::NextVersion(std::int64_t account) {
+  return Row(ReadNumber, "UPDATE accounts SET version=version+1 WHERE id=? RETURNING version", account)
+      .value_or(0);
+}
+
+void SqliteStore::AddUsedBytes(std::int64_t account, std::int64_t bytes) {
+  Run("UPDATE accounts SET used_bytes=max(0,used_bytes+?) WHERE id=?", bytes, account);
+}
+
+void SqliteStore::InsertSession(const Session& session) {
+  Run("INSERT INTO sessions(account,device,access_hash,access_until,refresh_hash,refresh_until,previous_hash,"
+      "previous_until) VALUES(?,?,?,?,?,?,?,?)",
+      session.accountId, session.deviceId, session.accessHash, session.accessUntilMs, session.refreshHash,
+      session.refreshUntilMs, session.previousHash, session.previousUntilMs);
+}
+
+void SqliteStore::UpdateSession(const Session& session) {
+  Run("UPDATE sessions SET access_hash=?,access_until=?,refresh_hash=?,refresh_until=?,previous_hash=?,"
+      "previous_until=? WHERE id=?",
+      session.accessHash, session.accessUntilMs, session.refreshHash, session.refreshUntilMs,
+      session.previousHash, session.previousUntilMs, session.id);
+}
+
+void SqliteStore::RemoveSession(std::int64_t id) { Run("DELETE FROM sessions WHERE id=?", id); }
+
+void SqliteStore::RemoveSessionsOf(std::int64_t account) {
+  Run("DELETE FROM sessions WHERE account=?", account);
+}
+
+std::optional<Session> SqliteStore::FindSessionByAccess(const std::string& accessHash) {
+  return Row(ReadSession, "SELECT " SESSION_COLUMNS " FROM sessions WHERE access_hash=?", accessHash);
+}
+
+std::optional<Session> SqliteStore::FindSessionByRefresh(const std::string& refreshHash) {
+  return Row(ReadSession,
+             "SELECT " SESSION_COLUMNS " FROM sessions WHERE refresh_hash=?1 OR previous_hash=?1",
+             refreshHash);
+}
+
+void SqliteStore::RemoveSessionsBefore(std::int64_t refreshUntilMs) {
+  Run("DELETE FROM sessions WHERE refresh_until<?", refreshUntilMs);
+}
+
+WrappedKeys SqliteStore::LoadKeys(std::int64_t account) {
+  const auto read = [](const SqliteStatement& row) { return WrappedKeys{row.Text(0), row.Number(1)}; };
+  return Row(read, "SELECT keys,revision FROM wrapped_keys WHERE account=?", account).value_or(WrappedKeys());
+}
+
+void SqliteStore::StoreKeys(std::int64_t account, const WrappedKeys& keys) {
+  Run("INSERT OR REPLACE INTO wrapped_keys(account,keys,revision) VALUES(?,?,?)", account, keys.keys,
+      keys.revision);
+}
+
+LockRecord SqliteStore::LoadLock(std::int64_t account) {
+  const auto read = [](const SqliteStatement& row) {
+    return LockRecord{row.Text(0), row.Text(1), row.Number(2)};
+  };
+  return Row(read, "SELECT token,device,until_ms FROM locks WHERE account=?", account).value_or(LockRecord());
+}
+
+void SqliteStore::StoreLock(std::int64_t account, const LockRecord& lock) {
+  Run("INSERT OR REPLACE INTO locks(account,token,device,until_ms) VALUES(?,?,?,?)", account, lock.token,
+      lock.device, lock.untilMs);
+}
+
+std::optional<AlbumRecord> SqliteStore::FindAlbum(std::int64_t account, const std::string& id) {
+  return Row(ReadAlbum, "SELECT " ALBUM_COLUMNS " FROM albums WHERE account=? AND id=?", account, id);
+}
+
+std::optional<AlbumRecord> SqliteStore::FindAlbumByName(std::int64_t account, const std::string& name) {
+  return Row(ReadAlbum, "SELECT " ALBUM_COLUMNS " FROM albums WHERE account=? AND name=? AND deleted=0",
+             account, name);
+}
+
+void SqliteStore::PutAlbum(std::int64_t account, const AlbumRecord& album) {
+  Run("INSERT INTO albums(account," ALBUM_COLUMNS
+      ") VALUES(?,?,?,?,?,?,?,?,?,?) ON CONFLICT(account,id) DO UPDATE SET "
+      "name=excluded.name,type=excluded.type,"
+      "created_time=excluded.created_time,created_ms=excluded.created_ms,local_path=excluded.local_path,"
+      "properties=excluded.properties,version=excluded.version,deleted=excluded.deleted",
+      account, album.id, album.albumName, album.type, album.createdTime, album.createdMs, album.localPath,
+      album.properties, album.version, album.deleted);
+}
+
+std::vector<AlbumRecord> SqliteStore::ListAlbums(std::int64_t account, const std::string& type,
+                                                 const std::optional<ListPosition>& after, int limit) {
+  const ListPosition from = after.value_or(ListPosition{INT64_MAX, ""});
+  return Rows(
+      ReadAlbum,
+      "SELECT " ALBUM_COLUMNS
+      " FROM albums WHERE account=?1 AND deleted=0 AND (created_ms,id)<(?2,?3) AND (?4='' OR type=?4) "
+      "ORDER BY created_ms DESC,id DESC LIMIT ?5",
+      account, from.createdMs, from.id, type, limit);
+}
+
+bool SqliteStore::AlbumHoldsMedia(std::int64_t account, const std::string& albumId) {
+  return Row(ReadNumber,
+             "SELECT 1 FROM media WHERE account=? AND album_id=? AND phase=1 AND recycled=0 LIMIT 1", account,
+             albumId)
+      .has_value();
+}
+
+std::optional<MediaRecord> SqliteStore::FindMedia(std::int64_t account, const std::string& id) {
+  return Row(ReadMedia, "SELECT " MEDIA_COLUMNS " FROM media WHERE account=? AND id=?", account, id);
+}
+
+void SqliteStore::PutMedia(std::int64_t account, const MediaRecord& media) {
+  Run("INSERT INTO media(account," MEDIA_COLUMNS
+      ") VALUES(?,?,?,?,?,?,?,?,?,?,?,?,?) ON CONFLICT(account,id) DO UPDATE SET phase=excluded.phase,"
+      "album_id=excluded.album_id,recycled=excluded.recycled,created_ms=excluded.created_ms,"
+      "version=excluded.version,created_version=excluded.created_version,device=excluded.device,"
+      "status=excluded.status,lost_version=excluded.lost_version,touched_ms=excluded.touched_ms,"
+      "fields=excluded.fields",
+      account, media.id, static_cast<int>(media.phase), media.albumId, media.recycled, media.createdMs,
+      media.version, media.createdVersion, media.device, static_cast<int>(media.status), media.lostVersion,
+      media.touchedMs, media.fields);
+}
+
+void SqliteStore::RemoveMedia(std::int64_t account, const std::string& id) {
+  Run("DELETE FROM media WHERE account=? AND id=?", account, id);
+}
+
+std::vector<MediaRecord> SqliteStore::ListMedia(std::int64_t account, const MediaFilter& filter,
+                                                const std::optional<ListPosition>& after, int limit) {
+  const ListPosition from = after.value_or(ListPosition{INT64_MAX, ""});
+  const int recycled = filter.recycled ? (*filter.recycled ? 1 : 0) : -1;
+  // Two statements, because one with an optional album would not use its index.
+  if (!filter.albumId.empty()) {
+    return Rows(
+        ReadMedia,
+        "SELECT " MEDIA_COLUMNS
+        " FROM media WHERE account=?1 AND phase=1 AND album_id=?5 AND (created_ms,id)<(?2,?3) AND (?4<0 OR "
+        "recycled=?4) ORDER BY created_ms DESC,id DESC LIMIT ?6",
+        account, from.createdMs, from.id, recycled, filter.albumId, limit);
+  }
+  return Rows(
+      ReadMedia,
+      "SELECT " MEDIA_COLUMNS
+      " FROM media WHERE account=?1 AND phase=1 AND (created_ms,id)<(?2,?3) AND (?4<0 OR recycled=?4) ORDER "
+      "BY created_ms DESC,id DESC LIMIT ?5",
+      account, from.createdMs, from.id, recycled, limit);
+}
+
+std::vector<MediaRecord> SqliteStore::ListChanges(std::int64_t account, std::int64_t afterVersion,
+                                                  bool includeDeleted, int limit) {
+  return Rows(ReadMedia,
+              "SELECT " MEDIA_COLUMNS
+              " FROM media WHERE account=?1 AND phase!=0 AND version>?2 AND (?3 OR phase=1) ORDER BY version "
+              "LIMIT ?4",
+              account, afterVersion, includeDeleted, limit);
+}
+
+std::vector<MediaRecord> SqliteStore::ListLosts(std::int64_t account, std::int64_t afterVersion, int limit) {
+  return Rows(
+      ReadMedia,
+      "SELECT " MEDIA_COLUMNS
+      " FROM media WHERE account=? AND lost_version>? AND lost_version>0 AND phase=1 ORDER BY lost_version "
+      "LIMIT ?",
+      account, afterVersion, limit);
+}
+
+std::vector<std::pair<std::int64_t, std::string>> SqliteStore::ListUploadsBefore(std::int64_t touchedMs,
+                                                                                 int limit) {
+  const auto read = [](const SqliteStatement& row) { return std::make_pair(row.Number(0), row.Text(1)); };
+  return Rows(read, "SELECT account,id FROM media WHERE phase=0 AND touched_ms<? LIMIT ?", touchedMs, limit);
+}
+
+void SqliteStore::PruneTombstones(std::int64_t touchedBeforeMs) {
+  Atomically([&] {
+    Run("UPDATE accounts SET oldest_cursor=max(oldest_cursor,(SELECT coalesce(max(version),0) FROM media "
+        "WHERE "
+        "media.account=accounts.id AND phase=2 AND touched_ms<?))",
+        touchedBeforeMs);
+    // By version and not by time, so that no tombstone stays behind the mark.
+    Run("DELETE FROM media WHERE phase=2 AND version<=(SELECT oldest_cursor FROM accounts WHERE "
+        "accounts.id=media.account)");
+    return true;
+  });
+}
+
+void SqliteStore::ExpireCursors(std::int64_t account) {
+  Atomically([&] {
+    Run("UPDATE accounts SET version=version+1 WHERE id=?", account);
+    Run("UPDATE accounts SET oldest_cursor=version WHERE id=?", account);
+    return true;
+  });
+}
+
+std::vector<AssetRecord> SqliteStore::ListAssets(std::int64_t account, const std::string& mediaId) {
+  return Rows(ReadAsset, "SELECT " ASSET_COLUMNS " FROM assets WHERE account=? AND media_id=? ORDER BY usage",
+              account, mediaId);
+}
+
+void SqliteStore::PutAsset(std::int64_t account, const AssetRecord& asset) {
+  Run("INSERT OR REPLACE INTO assets(account," ASSET_COLUMNS ") VALUES(?,?,?,?,?,?,?,?,?,?,?)", account,
+      asset.mediaId, asset.id, asset.versionId, asset.usage, asset.hash, asset.sha256, asset.length,
+      asset.sliceSize, static_cast<int>(asset.status), asset.fields);
+}
+
+std::optional<AssetRecord> SqliteStore::FindWholeAsset(std::int64_t account, const AssetRecord& like) {
+  return Row(
+      ReadAsset,
+      "SELECT " ASSET_COLUMNS
+      " FROM assets a WHERE account=?1 AND hash=?2 AND sha256=?3 AND usage=?4 AND length=?5 AND "
+      "slice_size=?6 "
+      "AND EXISTS(SELECT 1 FROM media m WHERE m.account=?1 AND m.id=a.media_id AND m.phase=1) AND NOT "
+      "EXISTS(SELECT 1 FROM slices s WHERE s.account=?1 AND s.asset_id=a.id AND NOT EXISTS(SELECT 1 FROM "
+      "objects o WHERE o.account=?1 AND o.sha256=s.sha256 AND o.length=s.length AND o.whole=1)) LIMIT 1",
+      account, like.hash, like.sha256, like.usage, like.length, like.sliceSize);
+}
+
+std::vector<SliceRecord> SqliteStore::ListSlices(std::int64_t account, const std::string& assetId) {
+  return Rows(ReadSlice,
+              "SELECT " SLICE_COLUMNS " FROM slices s WHERE s.account=? AND s.asset_id=? ORDER BY s.number",
+              account, assetId);
+}
+
+std::optional<std::pair<std::int64_t, SliceRecord>> SqliteStore::FindSlice(const std::string& objectId) {
+  const auto read = [](const SqliteStatement& row) { return std::make_pair(row.Number(9), ReadSlice(row)); };
+  return Row(read, "SELECT " SLICE_COLUMNS ",s.account FROM slices s WHERE s.object_id=?", objectId);
+}
+
+void SqliteStore::PutSlice(std::int64_t account, const SliceRecord& slice) {
+  Run("INSERT OR REPLACE INTO slices(account,object_id,media_id,asset_id,number,start,length,md5,sha256) "
+      "VALUES(?,?,?,?,?,?,?,?,?)",
+      account, slice.objectId, slice.mediaId, slice.assetId, slice.number, slice.start, slice.length,
+      slice.md5, slice.sha256);
+}
+
+std::vector<std::string> SqliteStore::RemoveAssets(std::int64_t account, const std::string& mediaId) {
+  std::vector<std::string> objects;
+  Atomically([&] {
+    objects =
+        Rows(ReadText, "SELECT DISTINCT sha256 FROM slices WHERE account=? AND media_id=? AND sha256!=''",
+             account, mediaId);
+    Run("DELETE FROM slices WHERE account=? AND media_id=?", account, mediaId);
+    Run("DELETE FROM assets WHERE account=? AND media_id=?", account, mediaId);
+    return true;
+  });
+  return objects;
+}
+
+std::int64_t SqliteStore::ReservedBytes(std::int64_t account) {
+  return Row(ReadNumber,
+             "SELECT coalesce(sum(s.length),0) FROM media m JOIN slices s ON s.account=m.account AND "
+             "s.media_id=m.id WHERE m.account=? AND m.phase=0 AND NOT EXISTS(SELECT 1 FROM objects o WHERE "
+             "o.account=s.account AND o.sha256=s.sha256 AND o.length=s.length AND o.whole=1)",
+             account)
+      .value_or(0);
+}
+
+std::optional<ObjectRecord> SqliteStore::FindObject(std::int64_t account, const std::string& sha256) {
+  return Row(ReadObject, "SELECT sha256,md5,length,whole FROM objects WHERE account=? AND sha256=?", account,
+             sha256);
+}
+
+void SqliteStore::PutObject(std::int64_t account, const ObjectRecord& object) {
+  Run("INSERT OR REPLACE INTO objects(account,sha256,md5,length,whole) VALUES(?,?,?,?,?)", account,
+      object.sha256, object.md5, object.length, object.whole);
+}
+
+void SqliteStore::RemoveObject(std::int64_t account, const std::string& sha256) {
+  Atomically([&] {
+    Run("DELETE FROM objects WHERE account=? AND sha256=?", account, sha256);
+    Run("INSERT OR IGNORE INTO orphans(account,sha256) VALUES(?,?)", account, sha256);
+    return true;
+  });
+}
+
+std::vector<std::pair<std::int64_t, std::string>> SqliteStore::ListOrphans(int limit) {
+  const auto read = [](const SqliteStatement& row) { return std::make_pair(row.Number(0), row.Text(1)); };
+  return Rows(read, "SELECT account,sha256 FROM orphans LIMIT ?", limit);
+}
+
+void SqliteStore::ForgetOrphan(std::int64_t account, const std::string& sha256) {
+  Run("DELETE FROM orphans WHERE account=? AND sha256=?", account, sha256);
+}
+
+std::vector<ObjectRecord> SqliteStore::ListObjects(std::int64_t account, const std::string& afterSha256,
+                                                   int limit) {
+  return Rows(
+      ReadObject,
+      "SELECT sha256,md5,length,whole FROM objects WHERE account=? AND sha256>? ORDER BY sha256 LIMIT ?",
+      account, afterSha256, limit);
+}
+
+bool SqliteStore::IsObjectUsed(std::int64_t account, const std::string& sha256) {
+  return Row(ReadNumber, "SELECT 1 FROM slices WHERE account=? AND sha256=? LIMIT 1", account, sha256)
+      .has_value();
+}
+
+std::vector<std::string> SqliteStore::ListMediaOfObject(std::int64_t account, const std::string& sha256) {
+  return Rows(ReadText,
+              "SELECT DISTINCT s.media_id FROM slices s JOIN media m ON m.account=s.account AND "
+              "m.id=s.media_id WHERE "
+              "s.account=? AND s.sha256=? AND m.phase=1",
+              account, sha256);
+}
+
+}  // namespace photocloud

@@ -1,0 +1,120 @@
+#pragma once
+
+#include <sqlite3.h>
+
+#include <filesystem>
+#include <mutex>
+#include <string_view>
+#include <unordered_map>
+
+#include "photocloud/store/metadatastore.h"
+#include "photocloud/store/sqlitestatement.h"
+
+namespace photocloud {
+
+// The metadata store in one SQLite file.
+//
+// Write-ahead log with a full flush at each commit, so that a commit outlives a
+// power cut. One connection, used by one thread at a time under `storeLock`;
+// Atomically keeps that lock while it runs. Other processes, such as the
+// account commands beside a running server, wait for their turn.
+class SqliteStore : public MetadataStore {
+ public:
+  // Opens the file and brings its tables up to date. Throws StoreFailure.
+  explicit SqliteStore(const std::filesystem::path& file);
+  ~SqliteStore() override;
+  SqliteStore(const SqliteStore&) = delete;
+  SqliteStore& operator=(const SqliteStore&) = delete;
+
+  // Writes a consistent copy of the present state to a new file.
+  void CopyTo(const std::filesystem::path& file);
+
+  bool Atomically(const std::function<bool()>& work) override;
+  std::string Secret() override;
+
+  std::optional<std::int64_t> InsertAccount(const Account& account) override;
+  std::optional<Account> FindAccount(std::int64_t id) override;
+  std::optional<Account> FindAccountByName(const std::string& userName) override;
+  std::vector<Account> ListAccounts() override;
+  void UpdateAccount(const Account& account) override;
+  void RemoveAccount(std::int64_t id) override;
+  std::int64_t NextVersion(std::int64_t account) override;
+  void AddUsedBytes(std::int64_t account, std::int64_t bytes) override;
+
+  void InsertSession(const Session& session) override;
+  void UpdateSession(const Session& session) override;
+  void RemoveSession(std::int64_t id) override;
+  void RemoveSessionsOf(std::int64_t account) override;
+  std::optional<Session> FindSessionByAccess(const std::string& accessHash) override;
+  std::optional<Session> FindSessionByRefresh(const std::string& refreshHash) override;
+  void RemoveSessionsBefore(std::int64_t refreshUntilMs) override;
+
+  WrappedKeys LoadKeys(std::int64_t account) override;
+  void StoreKeys(std::int64_t account, const WrappedKeys& keys) override;
+  LockRecord LoadLock(std::int64_t account) override;
+  void StoreLock(std::int64_t account, const LockRecord& lock) override;
+
+  std::optional<AlbumRecord> FindAlbum(std::int64_t account, const std::string& id) override;
+  std::optional<AlbumRecord> FindAlbumByName(std::int64_t account, const std::string& name) override;
+  void PutAlbum(std::int64_t account, const AlbumRecord& album) override;
+  std::vector<AlbumRecord> ListAlbums(std::int64_t account, const std::string& type,
+                                      const std::optional<ListPosition>& after, int limit) override;
+  bool AlbumHoldsMedia(std::int64_t account, const std::string& albumId) override;
+
+  std::optional<MediaRecord> FindMedia(std::int64_t account, const std::string& id) override;
+  void PutMedia(std::int64_t account, const MediaRecord& media) override;
+  void RemoveMedia(std::int64_t account, const std::string& id) override;
+  std::vector<MediaRecord> ListMedia(std::int64_t account, const MediaFilter& filter,
+                                     const std::optional<ListPosition>& after, int limit) override;
+  std::vector<MediaRecord> ListChanges(std::int64_t account, std::int64_t afterVersion, bool includeDeleted,
+                                       int limit) override;
+  std::vector<MediaRecord> ListLosts(std::int64_t account, std::int64_t afterVersion, int limit) override;
+  std::vector<std::pair<std::int64_t, std::string>> ListUploadsBefore(std::int64_t touchedMs,
+                                                                      int limit) override;
+  void PruneTombstones(std::int64_t touchedBeforeMs) override;
+  void ExpireCursors(std::int64_t account) override;
+
+  std::vector<AssetRecord> ListAssets(std::int64_t account, const std::string& mediaId) override;
+  void PutAsset(std::int64_t account, const AssetRecord& asset) override;
+  std::optional<AssetRecord> FindWholeAsset(std::int64_t account, const AssetRecord& like) override;
+  std::vector<SliceRecord> ListSlices(std::int64_t account, const std::string& assetId) override;
+  std::optional<std::pair<std::int64_t, SliceRecord>> FindSlice(const std::string& objectId) override;
+  void PutSlice(std::int64_t account, const SliceRecord& slice) override;
+  std::vector<std::string> RemoveAssets(std::int64_t account, const std::string& mediaId) override;
+  std::int64_t ReservedBytes(std::int64_t account) override;
+
+  std::optional<ObjectRecord> FindObject(std::int64_t account, const std::string& sha256) override;
+  void PutObject(std::int64_t account, const ObjectRecord& object) override;
+  void RemoveObject(std::int64_t account, const std::string& sha256) override;
+  std::vector<std::pair<std::int64_t, std::string>> ListOrphans(int limit) override;
+  void ForgetOrphan(std::int64_t account, const std::string& sha256) override;
+  std::vector<ObjectRecord> ListObjects(std::int64_t account, const std::string& afterSha256,
+                                        int limit) override;
+  bool IsObjectUsed(std::int64_t account, const std::string& sha256) override;
+  std::vector<std::string> ListMediaOfObject(std::int64_t account, const std::string& sha256) override;
+
+ private:
+  using Guard = std::lock_guard<std::recursive_mutex>;
+
+  void Execute(const char* sql);
+  void MakeTables();
+  sqlite3_stmt* Prepare(const char* sql);
+
+  // Runs a statement without rows; returns the count of changed rows.
+  template <typename... Values>
+  int Run(const char* sql, const Values&... values);
+  // Reads all rows, or the first one, through `read`.
+  template <typename Read, typename... Values>
+  auto Rows(Read read, const char* sql, const Values&... values);
+  template <typename Read, typename... Values>
+  auto Row(Read read, const char* sql, const Values&... values);
+
+  std::recursive_mutex storeLock;
+
+  // Guarded by storeLock.
+  sqlite3* connection = nullptr;
+  int depth = 0;  // Of nested calls of Atomically.
+  std::unordered_map<const char*, sqlite3_stmt*> prepared;
+};
+
+}  // namespace photocloud

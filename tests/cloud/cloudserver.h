@@ -1,0 +1,85 @@
+#pragma once
+
+#include <json/value.h>
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+#include "host/userauthservice.h"
+#include "support/gallerytest.h"
+
+// The real photo cloud in a process of its own, on a free loopback port, with its
+// fault switches and the user "alice" whose password is "wonderland".
+class CloudServer {
+ public:
+  explicit CloudServer(const std::vector<std::string>& more = {});
+  ~CloudServer();
+  CloudServer(const CloudServer&) = delete;
+  CloudServer& operator=(const CloudServer&) = delete;
+
+  std::string Url() const { return "http://127.0.0.1:" + std::to_string(port); }
+  void AddUser(const std::string& name, const std::string& password);
+  // Ends the process as a crash does.
+  void Kill();
+
+  // One fault rule or action, as the server's contract has them.
+  void Fault(const std::string& ruleJson) { (void)Control("POST", "/faults", ruleJson); }
+  void Action(const std::string& actionJson) { (void)Control("POST", "/faults/actions", actionJson); }
+  void ForgetRequests() { (void)Control("DELETE", "/faults/requests", {}); }
+  // "METHOD path" of the requests seen, in order; those of a batch in "[]".
+  std::vector<std::string> Requests();
+
+ private:
+  Json::Value Control(const std::string& method, const std::string& path, const std::string& body);
+
+  TemporaryFolder data;
+  pid_t process = -1;
+  int port = 0;
+};
+
+// Another device of the account, which talks to the service without any of the
+// client's classes above the connection.
+class OtherDevice {
+ public:
+  OtherDevice(const CloudServer& cloudServer, std::string deviceId);
+
+  // Sends under the lock, which it takes at first use. Fails the test for an
+  // answer other than 200.
+  Json::Value Send(const std::string& method, const std::string& path, const std::string& body = {});
+  void TakeLock();
+  void GiveLockBack();
+  void AddAlbum(const std::string& id, const std::string& name);
+  // A visible media without contents; returns its id. `more` are further members:
+  // ,"favorite":true
+  std::string AddMedia(const std::string& fileName, const std::string& albumId = "default-album-1",
+                       const std::string& more = {});
+
+ private:
+  const CloudServer& server;
+  const std::string device;
+  std::string token;
+  std::string lock;
+};
+
+// A client that is logged in at a server of its own.
+class CloudTest : public GalleryTest {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+
+  UserAuthService& session = *UserAuthService::GetInstance();
+  CloudServer server;
+};
+
+// What the log has been told while this object lives.
+class LogText {
+ public:
+  LogText();
+  ~LogText();
+  std::string Text() const;
+  bool Has(const std::string& text) const { return Text().find(text) != std::string::npos; }
+
+ private:
+  TemporaryFolder folder;
+};

@@ -1,0 +1,148 @@
+#include "photocloud/store/sqlitestore.h"
+
+#include <thread>
+
+#include "testcloud.h"
+
+namespace photocloud::testing {
+namespace {
+
+class SqliteStoreTest : public ::testing::Test {
+ protected:
+  std::int64_t Account(const std::string& name) {
+    photocloud::Account account;
+    account.userId = "id of " + name;
+    account.userName = name;
+    return store.InsertAccount(account).value_or(0);
+  }
+  static AlbumRecord Album(const std::string& id) {
+    AlbumRecord album;
+    album.id = id;
+    album.albumName = "name of " + id;
+    return album;
+  }
+
+  TempFolder folder;
+  SqliteStore store{folder.path / "test.db"};
+};
+
+TEST_F(SqliteStoreTest, RefusedWorkLeavesNothing) {
+  const auto account = Account("anna");
+  EXPECT_FALSE(store.Atomically([&] {
+    store.PutAlbum(account, Album("a"));
+    return false;
+  }));
+  EXPECT_FALSE(store.FindAlbum(account, "a"));
+}
+
+TEST_F(SqliteStoreTest, ThrownFailureLeavesNothing) {
+  const auto account = Account("anna");
+  EXPECT_THROW(store.Atomically([&]() -> bool {
+    store.PutAlbum(account, Album("a"));
+    throw StoreFailure("disk full");
+  }),
+               StoreFailure);
+  EXPECT_FALSE(store.FindAlbum(account, "a"));
+  EXPECT_TRUE(store.Atomically([&] {
+    store.PutAlbum(account, Album("b"));
+    return true;
+  }));
+  EXPECT_TRUE(store.FindAlbum(account, "b"));
+}
+
+TEST_F(SqliteStoreTest, InnerRefusalUndoesItsPartOnly) {
+  const auto account = Account("anna");
+  EXPECT_TRUE(store.Atomically([&] {
+    store.PutAlbum(account, Album("kept"));
+    EXPECT_FALSE(store.Atomically([&] {
+      store.PutAlbum(account, Album("undone"));
+      return false;
+    }));
+    EXPECT_TRUE(store.Atomically([&] {
+      store.PutAlbum(account, Album("inner"));
+      return true;
+    }));
+    return true;
+  }));
+  EXPECT_TRUE(store.FindAlbum(account, "kept"));
+  EXPECT_TRUE(store.FindAlbum(account, "inner"));
+  EXPECT_FALSE(store.FindAlbum(account, "undone"));
+}
+
+TEST_F(SqliteStoreTest, OuterRefusalUndoesInnerParts) {
+  const auto account = Account("anna");
+  store.Atomically([&] {
+    store.Atomically([&] {
+      store.PutAlbum(account, Album("inner"));
+      return true;
+    });
+    return false;
+  });
+  EXPECT_FALSE(store.FindAlbum(account, "inner"));
+}
+
+TEST_F(SqliteStoreTest, VersionsOfSeveralThreadsNeverRepeat) {
+  const auto account = Account("anna");
+  std::mutex lock;
+  std::set<std::int64_t> versions;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      for (int k = 0; k < 50; ++k) {
+        const auto version = store.NextVersion(account);
+        const std::lock_guard guard(lock);
+        EXPECT_TRUE(versions.insert(version).second);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(versions.size(), 200u);
+  EXPECT_EQ(*versions.rbegin(), 200);
+}
+
+TEST_F(SqliteStoreTest, SecondProcessSeesWhatIsCommittedOnly) {
+  const auto account = Account("anna");
+  SqliteStore other(folder.path / "test.db");
+  store.Atomically([&] {
+    store.PutAlbum(account, Album("a"));
+    EXPECT_FALSE(other.FindAlbum(account, "a"));
+    return true;
+  });
+  EXPECT_TRUE(other.FindAlbum(account, "a"));
+}
+
+TEST_F(SqliteStoreTest, SecretStaysTheSame) {
+  const std::string secret = store.Secret();
+  EXPECT_EQ(secret.size(), 64u);
+  EXPECT_EQ(SqliteStore(folder.path / "test.db").Secret(), secret);
+}
+
+TEST_F(SqliteStoreTest, BytesSurviveInTexts) {
+  const auto account = Account("anna");
+  AlbumRecord album = Album("a");
+  album.properties = "{\"x\":\"\xC3\xA4 ' \\u0000\"}";
+  store.PutAlbum(account, album);
+  EXPECT_EQ(store.FindAlbum(account, "a")->properties, album.properties);
+}
+
+TEST_F(SqliteStoreTest, DamagedFileIsToldNotUsed) {
+  const auto file = folder.path / "broken.db";
+  std::FILE* stream = std::fopen(file.c_str(), "wb");
+  const std::string text(8192, 'x');
+  std::fwrite(text.data(), 1, text.size(), stream);
+  std::fclose(stream);
+  EXPECT_THROW(SqliteStore{file}, StoreFailure);
+}
+
+TEST_F(SqliteStoreTest, CopyIsAStoreOfItsOwn) {
+  const auto account = Account("anna");
+  store.PutAlbum(account, Album("a"));
+  store.CopyTo(folder.path / "copy.db");
+  store.PutAlbum(account, Album("b"));
+  SqliteStore copy(folder.path / "copy.db");
+  EXPECT_TRUE(copy.FindAlbum(account, "a"));
+  EXPECT_FALSE(copy.FindAlbum(account, "b"));
+}
+
+}  // namespace
+}  // namespace photocloud::testing
