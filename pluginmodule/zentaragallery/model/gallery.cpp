@@ -24,13 +24,15 @@ bool Gallery::Init() {
     files.Clear();
   }
   bursts.Clear();
+  Albums base;
+  for (const AlbumKind kind : {AlbumKind::TimeLine, AlbumKind::RecentlyUpload}) {
+    base.push_back(Album::CreateSystem(kind));
+    if (!base.back()) return false;
+  }
   {
+    // Albums ask for others under their own lock, so none is made under this one.
     platform::WriterLock hold(albumLock);
-    for (const AlbumKind kind : {AlbumKind::TimeLine, AlbumKind::RecentlyUpload}) {
-      const auto album = Album::CreateSystem(kind);
-      if (!album) return false;
-      InsertLive(album);
-    }
+    for (const auto& album : base) InsertLive(album);
   }
   Announce(AlbumEvent::Removed, AlbumPtr());
   upward::Views().SetCurrentAlbum(SystemAlbumId(AlbumKind::TimeLine));
