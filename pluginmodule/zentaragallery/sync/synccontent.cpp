@@ -22,7 +22,7 @@ void SyncHelper::UploadContent() {
   uploadPending = static_cast<std::int64_t>(files.size());
   if (files.empty()) return;
   const SpaceInfo space = services.spaceInfo ? services.spaceInfo() : SpaceInfo();
-  const bool limited = space.status == 0;
+  const bool limited = services.spaceInfo && space.status == 0;
   std::int64_t bytes = 0;
   for (std::size_t next = 0; next < files.size();) {
     if (cancelTask) break;

@@ -34,14 +34,15 @@ std::atomic<SyncHelper*> replacement{nullptr};
 }  // namespace
 
 SyncHelper& SyncHelper::GetInstance() {
-  static SyncHelper instance;
-  SyncHelper* other = replacement;
-  return other ? *other : instance;
+  if (SyncHelper* other = replacement) return *other;
+  static SyncHelper instance{HostSyncServices()};
+  return instance;
 }
 
 void SyncHelper::Replace(SyncHelper* other) { replacement = other; }
 
-SyncHelper::SyncHelper() : localOperation(services, [this] { timer.Wake(); }) {}
+SyncHelper::SyncHelper(SyncServices given)
+    : services(std::move(given)), localOperation(services, [this] { timer.Wake(); }) {}
 
 SyncHelper::~SyncHelper() {
   closed = stopRequested = cancelTask = true;

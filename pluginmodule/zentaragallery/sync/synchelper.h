@@ -36,7 +36,7 @@ class SyncHelper {
   // A test stands in for the process-wide object; null puts it back.
   static void Replace(SyncHelper* other);
 
-  SyncHelper();
+  explicit SyncHelper(SyncServices given = {});
   ~SyncHelper();
   SyncHelper(const SyncHelper&) = delete;
   SyncHelper& operator=(const SyncHelper&) = delete;

@@ -7,15 +7,9 @@
 #include <vector>
 
 #include "cloud/isyncserviceoperation.h"
+#include "host/cloudspacequery.h"
 #include "model/records/galleryfile.h"
 #include "sync/icloudlisting.h"
-
-// How much room the cloud has. `status` 0: the numbers are good.
-struct SpaceInfo {
-  std::int32_t status = -1;
-  std::int64_t total = 0;
-  std::int64_t free = 0;
-};
 
 // One content to give back to the cloud. Type 0 its content, 1 its thumbnails,
 // 2 an upload that was pending at the start.
@@ -57,3 +51,6 @@ struct SyncServices {
   using Refund = std::function<bool(const std::vector<std::string>& ids)>;
   std::function<void(Refund content, Refund thumbnails)> startLostFiles;
 };
+
+// The services of this program: the second generation's cloud and the host.
+SyncServices HostSyncServices();

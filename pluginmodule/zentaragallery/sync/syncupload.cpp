@@ -65,11 +65,11 @@ CloudFileInfo RecordForUpload(const GalleryFile& file) {
   record.videoThumbId = file.VideoThumbId();
   record.hash = file.Hash();
   record.expand = file.Expand();
-  record.sdsmtime = file.OperateTime;
+  record.operateTime = file.OperateTime;
   record.albumId = file.AlbumId();
   if (file.IsInBin()) {
     record.albumId = kRecycleAlbumId;
-    record.recycleAlbumId = file.AlbumId();  // the album that it came from
+    record.source = file.AlbumId();
     record.recycleTime = file.RecycleTime;
   }
   if (!IsSecondGeneration()) return record;

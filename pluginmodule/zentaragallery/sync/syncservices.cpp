@@ -1,0 +1,71 @@
+#include "sync/syncservices.h"
+
+#include "cloud/syncserviceoperationv2.h"
+#include "host/coperationmanageservice.h"
+#include "host/cserverpushservice.h"
+#include "host/databaseservice.h"
+
+namespace {
+
+// The service itself, through its static calls.
+class CloudV2Listing : public ICloudListing {
+ public:
+  std::int32_t GetCutStatus() override { return CloudPhotoV2Helper::GetCutStatus(); }
+  std::unique_ptr<CloudVersion> GetAllVersion() override { return CloudPhotoV2Helper::GetAllVersion(); }
+  std::unique_ptr<std::vector<Album::Ptr>> GetAlbums(const std::string& cursor) override {
+    return CloudPhotoV2Helper::GetAlbums(cursor);
+  }
+  std::unique_ptr<MediaPage> GetFiles(std::string& cursor, int kind) override {
+    return CloudPhotoV2Helper::GetFiles(cursor, kind);
+  }
+  std::unique_ptr<MediaPage> GetFilesByAlbumId(const std::string& albumId) override {
+    return CloudPhotoV2Helper::GetFilesByAlbumId(albumId);
+  }
+  std::unique_ptr<std::vector<CloudFileInfo>> GetFileDetail(const std::vector<std::string>& ids) override {
+    return CloudPhotoV2Helper::GetFileDetail(ids);
+  }
+  std::int32_t Failures503() const override { return CloudPhotoV2Helper::failures503; }
+  std::int64_t Last503Ms() const override { return CloudPhotoV2Helper::last503Ms; }
+};
+
+// Hands the push service's messages on. One for the process, as the service's
+// delegates are told apart by their object.
+class PushDelegate {
+ public:
+  static PushDelegate& GetInstance() {
+    static PushDelegate instance;
+    return instance;
+  }
+  void Register(SyncServices::Push next) {
+    Remove();
+    push = std::move(next);  // Nobody calls while it is not registered.
+    CServerPushService::GetInstance()->AddDelegate({this, &PushDelegate::OnMessage});
+  }
+  void Remove() { CServerPushService::GetInstance()->RemoveDelegate({this, &PushDelegate::OnMessage}); }
+
+ private:
+  void OnMessage(const PushMessage& message) {
+    if (push) push(message.command, message.body);
+  }
+  SyncServices::Push push;
+};
+
+}  // namespace
+
+SyncServices HostSyncServices() {
+  SyncServices services;
+  services.listing = [] { return std::make_shared<CloudV2Listing>(); };
+  services.makeService = [] { return std::make_unique<SyncServiceOperationV2>(); };
+  services.briefingPeriodDays = [] {
+    return COperationManageService::GetInstance()->GetPcClientProPertiesConfig().briefingPeriodDays;
+  };
+  services.spaceInfo = [] { return CloudSpaceQuery::GetSpaceInfo(); };
+  services.registerPush = [](SyncServices::Push push) {
+    PushDelegate::GetInstance().Register(std::move(push));
+  };
+  services.removePush = [] { PushDelegate::GetInstance().Remove(); };
+  services.resetDatabase = [](const std::wstring& path) {
+    return DatabaseService::GalleryDBProvider::ResetGalleryDatabase(path);
+  };
+  return services;
+}
