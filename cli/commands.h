@@ -19,7 +19,10 @@ void AddImportCommands(CLI::App& app, const Choose& choose);
 void AddAlbumCommands(CLI::App& app, const Choose& choose);
 void AddFileCommands(CLI::App& app, const Choose& choose);
 void AddInfoCommands(CLI::App& app, const Choose& choose);
+void AddSyncCommands(CLI::App& app, const Choose& choose);
 
 // Days with their counts, albums with their sizes.
 void PrintTimeLine(Output& output);
 void PrintAlbums(Output& output);
+// How far the gallery is in step with its photo cloud; nothing without a session.
+void PrintSyncState(Output& output);

@@ -117,6 +117,7 @@ Exit ShowStatus(Output& output) {
   status["deletedHere"] = count([](const GalleryFile& file) { return file.IsDeleted.Get(); });
   if (output.IsJson()) output.Print(status, "");
   SayFields(status, "", output);
+  PrintSyncState(output);
   return Exit::Done;
 }
 

@@ -22,6 +22,7 @@ int main(int argc, char** argv) {
   AddAlbumCommands(app, choose);
   AddFileCommands(app, choose);
   AddInfoCommands(app, choose);
+  AddSyncCommands(app, choose);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

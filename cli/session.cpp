@@ -10,7 +10,7 @@
 #include "host/userauthservice.h"
 #include "resources/resourcetext.h"
 #include "store/sqlitedb.h"
-#include "sync/modelload.h"
+#include "sync/synchelper.h"
 
 namespace {
 
@@ -41,7 +41,9 @@ bool Session::Open(const std::filesystem::path& profile, Output& output) {
     return false;
   }
   object.InitWnd();
-  if (LoadModel()) return true;
+  auto& sync = SyncHelper::GetInstance();
+  sync.SetServices(HostSyncServices());
+  if (sync.LoadDataToMemory()) return true;
   output.Error("cannot read the gallery's database " +
                platform::NativePath(platform::Utf8ToWide(SQLiteDB::GetInstance().Path())).string() +
                "; the log in " + (data / "logs").string() + " tells why");

@@ -9,6 +9,7 @@
 #include "model/gallery.h"
 #include "model/gallerymetadata.h"
 #include "store/dbhelper.h"
+#include "sync/synchelper.h"
 #include "transfer/thumbnailhelper.h"
 #include "utils/gallerylog.h"
 #include "utils/globaldata.h"
@@ -92,6 +93,8 @@ Json::Value ZentaraGalleryObj::GetGalleryHomeData(bool& empty) {
 }
 
 void ZentaraGalleryObj::CloseWndClear() {
+  SyncHelper::GetInstance().StopSync();
+  SyncHelper::GetInstance().StopTimer();
   GlobalData::cloudGeneration = GlobalData::kGenerationUnknown;
   Logger::OutputOperationLog(kEventClose, 1, 0, {{"total", "0"}});
 }

@@ -9,5 +9,3 @@ inline constexpr platform::UINT WM_FRAME_SYNC_END = 3095;       // SyncHelper to
 inline constexpr platform::UINT WM_FRAME_SYNC_BEGIN = 3096;     // SyncHelper to the host's frame window: 0, 0
 inline constexpr platform::UINT WM_FRAME_SILENT_USER = 3356;    // V2 calls to the frame: 0, 0
 inline constexpr platform::UINT WM_FRAME_DATA_HIDE_REQUEST_FAILED = 3363;  // V2 calls to the frame: 0, 0
-inline constexpr platform::UINT WM_FRAME_SYNC_END = 3095;    // SyncHelper to the host's frame window: 0, 0
-inline constexpr platform::UINT WM_FRAME_SYNC_BEGIN = 3096;  // SyncHelper to the host's frame window: 0, 0
