@@ -1,12 +1,15 @@
 // zentara-photocloud: the self-hosted photo cloud.
 
 #include <sodium.h>
+#include <termios.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <csignal>
 #include <fstream>
 #include <iostream>
 
+#include "photocloud/accounts/loginsecret.h"
 #include "photocloud/api/router.h"
 #include "photocloud/base/log.h"
 #include "photocloud/content/integritycheck.h"
@@ -30,6 +33,7 @@ struct Options {
   bool fastPasswords = false;
   std::string userName;
   std::string passwordFile;
+  std::string loginSecretFile;
   std::int64_t quotaGigabytes = 1024;
   std::string backupFolder;
 };
@@ -54,18 +58,43 @@ struct Data {
   Clock clock;
 };
 
+std::string FirstLine(std::istream& input) {
+  std::string line;
+  std::getline(input, line);
+  if (line.ends_with('\r')) line.pop_back();
+  return line;
+}
+
+// Asks at a terminal, without showing what is typed.
+std::string AskPassword() {
+  termios shown{};
+  const bool terminal = tcgetattr(STDIN_FILENO, &shown) == 0;
+  termios hidden = shown;
+  hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+  if (terminal) {
+    std::cerr << "Password: " << std::flush;
+    tcsetattr(STDIN_FILENO, TCSAFLUSH, &hidden);
+  }
+  const std::string password = FirstLine(std::cin);
+  if (terminal) {
+    tcsetattr(STDIN_FILENO, TCSAFLUSH, &shown);
+    std::cerr << '\n';
+  }
+  return password;
+}
+
 // Passwords come from a file or standard input: arguments can be read by every
 // user of the machine.
-std::string ReadPassword(const std::string& file) {
-  std::string password;
-  if (file.empty() || file == "-") {
-    std::getline(std::cin, password);
-  } else {
-    std::ifstream stream(file);
-    std::getline(stream, password);
-  }
-  if (!password.empty() && password.back() == '\r') password.pop_back();
-  return password;
+std::string ReadSecret(const std::string& file) {
+  if (file.empty() || file == "-") return AskPassword();
+  std::ifstream stream(file);
+  return FirstLine(stream);
+}
+
+std::string LoginSecretOf(const Options& options) {
+  if (!options.loginSecretFile.empty()) return ReadSecret(options.loginSecretFile);
+  const std::string password = ReadSecret(options.passwordFile);
+  return password.empty() ? password : DeriveLoginSecret(options.userName, password);
 }
 
 int Fail(const std::string& reason) {
@@ -103,9 +132,9 @@ int Serve(const Options& options) {
 int AddUser(const Options& options) {
   Data data(options);
   AccountService accounts(data.store, data.clock, CostOf(options));
-  const std::string password = ReadPassword(options.passwordFile);
-  if (password.empty()) return Fail("no password was given");
-  if (!accounts.Create(options.userName, password, options.quotaGigabytes * kGiga)) {
+  const std::string secret = LoginSecretOf(options);
+  if (secret.empty()) return Fail("no password was given, or too little memory to derive from it");
+  if (!accounts.Create(options.userName, secret, options.quotaGigabytes * kGiga)) {
     return Fail("the name is taken or cannot be used");
   }
   return 0;
@@ -192,8 +221,11 @@ int Main(int argc, char** argv) {
   serve->callback([&] { result = Serve(options); });
   CLI::App* users = app.add_subcommand("user", "manage accounts")->require_subcommand(1);
   CLI::App* add = AddUserCommand(*users, "add", "make an account", options);
-  add->add_option("--password-file", options.passwordFile,
-                  "first line is the password; standard input without");
+  CLI::Option* password = add->add_option("--password-file", options.passwordFile,
+                                          "first line is the password; standard input without");
+  add->add_option("--login-secret-file", options.loginSecretFile,
+                  "first line is what devices derive from the password; the password stays unknown here")
+      ->excludes(password);
   add->add_option("--quota-gb", options.quotaGigabytes, "space in GiB")
       ->check(CLI::Range(std::int64_t{0}, std::int64_t{1} << 30));
   add->add_flag("--fast-password", options.fastPasswords,

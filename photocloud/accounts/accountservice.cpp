@@ -56,15 +56,16 @@ AccountService::AccountService(MetadataStore& metadataStore, const Clock& servic
       cost(passwordCost),
       strangerVerifier(MakeVerifier(NewToken(), passwordCost)) {}
 
-bool AccountService::Create(const std::string& userName, const std::string& password,
+bool AccountService::Create(const std::string& userName, const std::string& loginSecret,
                             std::int64_t quotaBytes) {
-  if (userName.empty() || userName.size() > kLongestUserName || !IsPlainText(userName) || password.empty()) {
+  if (userName.empty() || userName.size() > kLongestUserName || !IsPlainText(userName) ||
+      loginSecret.empty()) {
     return false;
   }
   Account account;
   account.userId = RandomId();
   account.userName = userName;
-  account.verifier = MakeVerifier(password, cost);
+  account.verifier = MakeVerifier(loginSecret, cost);
   account.quotaBytes = quotaBytes;
   if (account.verifier.empty()) return false;
   return store.Atomically([&] {
@@ -86,14 +87,14 @@ bool AccountService::SetDisabled(const std::string& userName, bool disabled) {
 }
 
 std::variant<Tokens, ErrorCode> AccountService::Login(const std::string& userName,
-                                                      const std::string& password,
+                                                      const std::string& loginSecret,
                                                       const std::string& deviceId) {
   if (userName.size() > kLongestUserName) return ErrorCode::LoginRefused;
   if (IsThrottled(userName)) return ErrorCode::TooManyRequests;
   const auto account = store.FindAccountByName(userName);
   // An unknown name costs as much time as a wrong password, so that the time
   // does not tell which names exist.
-  if (!VerifyPassword(account ? account->verifier : strangerVerifier, password) || !account) {
+  if (!VerifyPassword(account ? account->verifier : strangerVerifier, loginSecret) || !account) {
     CountFailure(userName);
     return ErrorCode::LoginRefused;
   }

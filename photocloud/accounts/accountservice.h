@@ -32,18 +32,20 @@ struct Caller {
   std::string deviceId;
 };
 
-// Accounts and their sessions. Safe to call from any thread.
+// Accounts and their sessions. A device proves that it knows the password by its
+// login secret (loginsecret.h); the password itself opens the account's keys and is
+// none of the service's business. Safe to call from any thread.
 class AccountService {
  public:
   AccountService(MetadataStore& store, const Clock& clock, PasswordCost cost);
 
   // Makes an account with the cloud's own albums in it. Returns false when the
-  // name is taken, empty, or longer than 200 bytes, or the password is empty.
-  bool Create(const std::string& userName, const std::string& password, std::int64_t quotaBytes);
+  // name is taken, empty, or longer than 200 bytes, or the secret is empty.
+  bool Create(const std::string& userName, const std::string& loginSecret, std::int64_t quotaBytes);
   // Takes effect on the next request, also on a server that runs meanwhile.
   bool SetDisabled(const std::string& userName, bool disabled);
 
-  std::variant<Tokens, ErrorCode> Login(const std::string& userName, const std::string& password,
+  std::variant<Tokens, ErrorCode> Login(const std::string& userName, const std::string& loginSecret,
                                         const std::string& deviceId);
   std::variant<Tokens, ErrorCode> Refresh(const std::string& refreshToken);
   void Logout(const Caller& caller) { store.RemoveSession(caller.sessionId); }

@@ -10,6 +10,9 @@
 namespace photocloud {
 namespace {
 
+// How ids of albums begin that devices make.
+constexpr char kDeviceAlbums[] = "default-album-";
+
 std::optional<MediaRecord> FindVisible(Exchange& exchange, const std::string& id) {
   auto media = exchange.services.store.FindMedia(exchange.Account(), id);
   if (media && media->phase != MediaPhase::Visible) media.reset();
@@ -68,9 +71,9 @@ Answer GetMedia(Exchange& exchange) {
 // Takes digests over from an asset of the same content that is all there: the
 // same bytes need not travel again.
 void LinkHeldObjects(Exchange& exchange, AssetPlan& plan) {
-  const auto twin = exchange.services.store.FindWholeAsset(exchange.Account(), plan.asset);
-  if (!twin) return;
-  const auto held = exchange.services.store.ListSlices(exchange.Account(), twin->id);
+  const auto twins = exchange.services.store.ListWholeAssets(exchange.Account(), plan.asset, 1);
+  if (twins.empty()) return;
+  const auto held = exchange.services.store.ListSlices(exchange.Account(), twins.front().id);
   if (held.size() != plan.slices.size()) return;
   for (std::size_t i = 0; i < held.size(); ++i) {
     if (held[i].length != plan.slices[i].length) return;
@@ -149,6 +152,30 @@ Json::Value WithContentMetadata(const Json::Value& body) {
   return whole;
 }
 
+// So many records of one content that a device made under one name are looked at.
+constexpr int kMostTwins = 100;
+
+// A device whose answer to the last step of an upload got lost sends it all once
+// more: it gets the record that it has made, not a second one.
+std::optional<MediaRecord> FindRepeated(Exchange& exchange, const std::vector<AssetPlan>& plans,
+                                        const MediaRecord& media) {
+  const Json::Value wanted = ParseJson(media.fields).value_or(Json::Value(Json::objectValue));
+  for (const AssetPlan& plan : plans) {
+    if (plan.asset.usage != "content") continue;
+    for (const AssetRecord& twin :
+         exchange.services.store.ListWholeAssets(exchange.Account(), plan.asset, kMostTwins)) {
+      const auto known = FindVisible(exchange, twin.mediaId);
+      if (!known || known->albumId != media.albumId || known->recycled != media.recycled) continue;
+      const Json::Value fields = ParseJson(known->fields).value_or(Json::Value(Json::objectValue));
+      const bool isSame = fields["fileName"] == wanted["fileName"] &&
+                          fields["createdTime"] == wanted["createdTime"] &&
+                          fields["deviceId"] == wanted["deviceId"];
+      if (isSame && !TextOf(wanted, "deviceId").empty()) return known;
+    }
+  }
+  return std::nullopt;
+}
+
 Answer CreateMedia(Exchange& exchange) {
   if (exchange.request.Query("mode") != "temp") return Answer(ErrorCode::Malformed, "mode");
   if (exchange.body.isMember("id")) return ReopenMedia(exchange);
@@ -169,6 +196,7 @@ Answer CreateMedia(Exchange& exchange) {
   if (!fault.empty()) return Answer(ErrorCode::Malformed, fault);
   if (!HasAlbum(exchange, media)) return ErrorCode::AlbumUnknown;
   auto& plans = std::get<std::vector<AssetPlan>>(planned);
+  if (const auto known = FindRepeated(exchange, plans, media)) return ViewOne(exchange, *known);
   for (AssetPlan& plan : plans) LinkHeldObjects(exchange, plan);
   if (!HasSpace(exchange, BytesToCome(plans))) return ErrorCode::NoSpace;
   exchange.services.store.PutMedia(exchange.Account(), media);
@@ -219,6 +247,18 @@ bool IsSame(const MediaRecord& left, const MediaRecord& right) {
   return left.fields == right.fields && left.albumId == right.albumId && left.recycled == right.recycled;
 }
 
+// A device that moves a media and then puts it into the bin sends both in one
+// request: the bin as album, and where the media came from as source. That album
+// may be gone or still to come; a source without the form of an album's id is
+// something else, a camera say.
+void TakeOrigin(Exchange& exchange, MediaRecord& media) {
+  const std::string origin = TextOf(exchange.body, "source");
+  if (TextOf(exchange.body, "albumId") != kRecycleAlbum || origin == kRecycleAlbum) return;
+  if (origin.rfind(kDeviceAlbums, 0) == 0 || exchange.services.store.FindAlbum(exchange.Account(), origin)) {
+    media.albumId = origin;
+  }
+}
+
 Answer PatchMedia(Exchange& exchange) {
   const std::string& id = exchange.arguments[0];
   const std::string mode = exchange.request.Query("mode");
@@ -237,6 +277,7 @@ Answer PatchMedia(Exchange& exchange) {
   std::string fault = TakeMediaFields(exchange.body, media);
   if (fault.empty()) fault = TakePlace(exchange.body, exchange.services.clock.NowMs(), media);
   if (!fault.empty()) return Answer(ErrorCode::Malformed, fault);
+  TakeOrigin(exchange, media);
   if (!HasAlbum(exchange, media)) return ErrorCode::AlbumUnknown;
   const bool isWhole = HasAllObjects(exchange, media);
   if (!isWhole && (isUpload || saysNormal)) return ErrorCode::ObjectsMissing;

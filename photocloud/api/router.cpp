@@ -81,6 +81,7 @@ Response Router::Handle(const Request& request) {
   Response response;
   try {
     response = ToResponse(Run(request, scope));
+    services.store.Flush();
     if (scope.hasChanged) {
       const auto account = services.store.FindAccount(scope.account);
       if (account) services.push.Publish(account->id, scope.changedBy, "301", SyncMessage(account->version));

@@ -126,6 +126,8 @@ void ObjectVault::ReleaseObject(std::int64_t account, const std::string& sha256)
 void ObjectVault::SweepOrphans() {
   while (true) {
     const auto orphans = metadata.ListOrphans(kOrphansPerStep);
+    // A file that is gone cannot come back with a record that is.
+    metadata.Flush();
     for (const auto& [account, sha256] : orphans) {
       const std::unique_lock guard(filesLock);
       // An object that came back under the same name keeps its file. A file

@@ -47,6 +47,11 @@ bool Take(const Json::Value& rule, const char* key, Json::Value& target) {
   return target.isObject();
 }
 
+// Answers of a fault have a body, which 204 and 304 must not have.
+bool IsWithBody(std::int64_t status) {
+  return status >= 200 && status < 600 && status != 204 && status != 304;
+}
+
 bool Fill(const Json::Value& source, FaultRule& rule) {
   std::int64_t status = 0;
   std::int64_t cut = -1;
@@ -58,7 +63,7 @@ bool Fill(const Json::Value& source, FaultRule& rule) {
                     Take(source, "before", rule.before) && Take(source, "after", rule.after);
   rule.status = static_cast<int>(status);
   if (cut >= 0) rule.cutAfterBytes = cut;
-  return good && rule.nth >= 1 && (status == 0 || (status >= 200 && status < 600));
+  return good && rule.nth >= 1 && (status == 0 || IsWithBody(status));
 }
 
 bool Hits(const FaultRule& rule) {

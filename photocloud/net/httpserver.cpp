@@ -31,6 +31,7 @@ using std::chrono::seconds;
 namespace {
 
 // How long a connection may stay silent between two requests.
+constexpr std::size_t kReadBytes = 64 << 10;
 constexpr seconds kIdleTimeout(75);
 constexpr seconds kHandshakeTimeout(15);
 // A message may take this long, and longer by its length at the slowest rate.
@@ -183,6 +184,8 @@ class Session : public Connection, public std::enable_shared_from_this<Session<S
   void ReadHeader() {
     if (state->isStopping) return Close();
     parser.emplace();
+    // The library reads as much at a time as the buffer holds already.
+    buffer.reserve(kReadBytes);
     parser->header_limit(static_cast<std::uint32_t>(state->settings.maxHeaderBytes));
     parser->body_limit(state->settings.maxBodyBytes);
     isIdle = true;

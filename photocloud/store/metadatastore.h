@@ -37,8 +37,9 @@ struct MediaFilter {
 //
 // The one place where data of accounts is told apart: each operation names the
 // account and touches no other. Safe to call from any thread. What an operation
-// has written outlives a crash once it has returned, or inside Atomically once
-// the outermost Atomically has returned.
+// has written outlives the end of this process once it has returned, or inside
+// Atomically once the outermost Atomically has returned; a power cut, after the
+// next Flush.
 class MetadataStore {
  public:
   virtual ~MetadataStore() = default;
@@ -47,6 +48,12 @@ class MetadataStore {
   // false or throws. Calls nest; only one runs at a time, in all processes that
   // share the store. Returns what `work` returned.
   virtual bool Atomically(const std::function<bool()>& work) = 0;
+
+  // Returns when everything that any thread has written so far is on the disk.
+  // Comes before whatever relies on it outside the store: an answer, also one
+  // that only tells what others have written, and the removal of a file. Many
+  // threads that wait share one flush. Not called inside Atomically.
+  virtual void Flush() = 0;
 
   // A secret of this installation, made on first use; signs URLs.
   virtual std::string Secret() = 0;
@@ -107,8 +114,9 @@ class MetadataStore {
 
   virtual std::vector<AssetRecord> ListAssets(std::int64_t account, const std::string& mediaId) = 0;
   virtual void PutAsset(std::int64_t account, const AssetRecord& asset) = 0;
-  // A visible asset of the same content all of whose objects are stored.
-  virtual std::optional<AssetRecord> FindWholeAsset(std::int64_t account, const AssetRecord& like) = 0;
+  // Visible assets of the same content all of whose objects are stored.
+  virtual std::vector<AssetRecord> ListWholeAssets(std::int64_t account, const AssetRecord& like,
+                                                   int limit) = 0;
   // In the order of their numbers.
   virtual std::vector<SliceRecord> ListSlices(std::int64_t account, const std::string& assetId) = 0;
   virtual std::optional<std::pair<std::int64_t, SliceRecord>> FindSlice(const std::string& objectId) = 0;

@@ -1,5 +1,8 @@
 #include "photocloud/store/sqlitestore.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include "photocloud/base/text.h"
 
 namespace photocloud {
@@ -124,12 +127,23 @@ ObjectRecord ReadObject(const SqliteStatement& row) {
   return {row.Text(0), row.Text(1), row.Number(2), row.Flag(3)};
 }
 
+// The library's pages of a log that is taken over into the database.
+constexpr int kPagesOfLog = 1000;
+
+bool SyncPath(const std::filesystem::path& path) {
+  const int handle = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (handle < 0) return false;
+  const bool done = ::fsync(handle) == 0;
+  ::close(handle);
+  return done;
+}
+
 std::string ReadText(const SqliteStatement& row) { return row.Text(0); }
 std::int64_t ReadNumber(const SqliteStatement& row) { return row.Number(0); }
 
 }  // namespace
 
-SqliteStore::SqliteStore(const std::filesystem::path& file) {
+SqliteStore::SqliteStore(const std::filesystem::path& file) : logFile(file.string() + "-wal") {
   const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX;
   if (sqlite3_open_v2(file.c_str(), &connection, flags, nullptr) != SQLITE_OK) {
     const std::string reason = connection ? sqlite3_errmsg(connection) : "out of memory";
@@ -139,9 +153,15 @@ SqliteStore::SqliteStore(const std::filesystem::path& file) {
   try {
     sqlite3_busy_timeout(connection, kBusyTimeoutMs);
     Execute("PRAGMA journal_mode=WAL");
-    Execute("PRAGMA synchronous=FULL");
+    // Flushes the log before it is taken over into the database, and no more.
+    Execute("PRAGMA synchronous=NORMAL");
     Execute("PRAGMA cache_size=-65536");
+    sqlite3_wal_hook(connection, &SqliteStore::OnCommit, this);
     MakeTables();
+    Flush();
+    // The log's own name was new.
+    if (!SyncPath(file.has_parent_path() ? file.parent_path() : "."))
+      throw StoreFailure("cannot flush the folder");
   } catch (...) {
     sqlite3_close_v2(connection);
     throw;
@@ -151,6 +171,24 @@ SqliteStore::SqliteStore(const std::filesystem::path& file) {
 SqliteStore::~SqliteStore() {
   for (const auto& [sql, statement] : prepared) sqlite3_finalize(statement);
   sqlite3_close_v2(connection);
+}
+
+// Takes the place of the library's own hook, and so does its work too.
+int SqliteStore::OnCommit(void* self, sqlite3* connection, const char* database, int pages) {
+  ++static_cast<SqliteStore*>(self)->commits;
+  if (pages < kPagesOfLog) return SQLITE_OK;
+  // One that cannot run now runs after a later commit.
+  (void)sqlite3_wal_checkpoint_v2(connection, database, SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
+  return SQLITE_OK;
+}
+
+void SqliteStore::Flush() {
+  const std::uint64_t wanted = commits;
+  const std::lock_guard guard(flushLock);
+  if (flushed >= wanted) return;
+  const std::uint64_t reached = commits;
+  if (!SyncPath(logFile)) throw StoreFailure("cannot flush " + logFile.string());
+  flushed = reached;
 }
 
 void SqliteStore::MakeTables() {
@@ -480,16 +518,17 @@ void SqliteStore::PutAsset(std::int64_t account, const AssetRecord& asset) {
       asset.sliceSize, static_cast<int>(asset.status), asset.fields);
 }
 
-std::optional<AssetRecord> SqliteStore::FindWholeAsset(std::int64_t account, const AssetRecord& like) {
-  return Row(
+std::vector<AssetRecord> SqliteStore::ListWholeAssets(std::int64_t account, const AssetRecord& like,
+                                                      int limit) {
+  return Rows(
       ReadAsset,
       "SELECT " ASSET_COLUMNS
       " FROM assets a WHERE account=?1 AND hash=?2 AND sha256=?3 AND usage=?4 AND length=?5 AND "
       "slice_size=?6 "
       "AND EXISTS(SELECT 1 FROM media m WHERE m.account=?1 AND m.id=a.media_id AND m.phase=1) AND NOT "
       "EXISTS(SELECT 1 FROM slices s WHERE s.account=?1 AND s.asset_id=a.id AND NOT EXISTS(SELECT 1 FROM "
-      "objects o WHERE o.account=?1 AND o.sha256=s.sha256 AND o.length=s.length AND o.whole=1)) LIMIT 1",
-      account, like.hash, like.sha256, like.usage, like.length, like.sliceSize);
+      "objects o WHERE o.account=?1 AND o.sha256=s.sha256 AND o.length=s.length AND o.whole=1)) LIMIT ?7",
+      account, like.hash, like.sha256, like.usage, like.length, like.sliceSize, limit);
 }
 
 std::vector<SliceRecord> SqliteStore::ListSlices(std::int64_t account, const std::string& assetId) {

@@ -214,6 +214,22 @@ TEST_F(ContentTest, RangesOfAnObject) {
             part.raw.headers.end());
 }
 
+TEST_F(ContentTest, UploadThatIsRepeatedAsAWholeMakesNoSecondRecord) {
+  SendObjects(cloud, anna, media, content, small, large);
+  const std::string id = media["id"].asString();
+  const std::string shown = "/cloudPhoto/v1/media/" + id + "?mode=normal";
+  ASSERT_EQ(cloud.Call(anna, "PATCH", shown, Json("{}")).status, 200);
+  const Json::Value made = cloud.Call(anna, "GET", "/cloudPhoto/v1/media/" + id).json;
+  Json::Value body = UploadBody("a.jpg", content, small, large);
+  body["createdTime"] = made["createdTime"];
+  EXPECT_EQ(cloud.Call(anna, "POST", kCreate, body).json["id"], id);
+  EXPECT_EQ(cloud.Call(anna, "PATCH", shown, Json("{}")).status, 200);
+  EXPECT_EQ(cloud.Call(anna, "GET", "/cloudPhoto/v1/media").json["media"].size(), 1u);
+  // Under another name it is another picture.
+  body["fileName"] = "b.jpg";
+  EXPECT_NE(cloud.Call(anna, "POST", kCreate, body).json["id"], id);
+}
+
 TEST_F(ContentTest, SameContentIsNotAskedForAgain) {
   SendObjects(cloud, anna, media, content, small, large);
   cloud.Call(anna, "PATCH", "/cloudPhoto/v1/media/" + media["id"].asString() + "?mode=normal", Json("{}"));

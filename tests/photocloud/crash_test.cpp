@@ -16,8 +16,9 @@ namespace {
 class CrashTest : public ::testing::Test {
  protected:
   CrashTest() {
-    const ProgramResult added = RunProgram(
-        {PHOTOCLOUD_PROGRAM, "user", "add", "--data", folder.path, "--fast-password", "anna"}, "secret\n");
+    const ProgramResult added = RunProgram({PHOTOCLOUD_PROGRAM, "user", "add", "--data", folder.path,
+                                            "--fast-password", "--login-secret-file", "-", "anna"},
+                                           "secret\n");
     EXPECT_EQ(added.status, 0) << added.output;
     Start();
     const HttpReply login =

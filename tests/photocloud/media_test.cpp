@@ -96,6 +96,21 @@ TEST_F(CloudTest, GivenRecycledTimeIsKept) {
   EXPECT_EQ(Get(cloud, anna, id)["recycledTime"], "2020-01-02T03:04:05");
 }
 
+TEST_F(CloudTest, MovedOnTheWayIntoTheBinComesFromItsNewAlbum) {
+  cloud.MakeAlbum(anna, "trip", "Trip");
+  const std::string id = cloud.MakeMedia(anna, "a.jpg");
+  cloud.Call(anna, "PATCH", "/cloudPhoto/v1/media/" + id,
+             Json(R"({"albumId":"default-album-3","recycled":true,"source":"trip"})"));
+  EXPECT_EQ(Get(cloud, anna, id)["albumId"], "trip");
+  cloud.Call(anna, "PATCH", "/cloudPhoto/v1/media/" + id,
+             Json(R"({"albumId":"default-album-3","recycled":true,"source":"a scanner"})"));
+  EXPECT_EQ(Get(cloud, anna, id)["albumId"], "trip");
+  EXPECT_EQ(Get(cloud, anna, id)["recycled"], true);
+  cloud.Call(anna, "PATCH", "/cloudPhoto/v1/media/" + id,
+             Json(R"({"albumId":"default-album-3","recycled":true,"source":"default-album-300-1"})"));
+  EXPECT_EQ(Get(cloud, anna, id)["albumId"], "default-album-300-1");
+}
+
 TEST_F(CloudTest, UnchangedPatchMakesNoVersion) {
   const std::string id = cloud.MakeMedia(anna, "a.jpg");
   const Json::Value patch = Json(R"({"favorite":true})");

@@ -29,12 +29,13 @@ class ServerTest : public ::testing::Test {
     arguments.insert(arguments.begin(), PHOTOCLOUD_PROGRAM);
     return RunProgram(arguments, input);
   }
-  ProgramResult AddUser(const std::string& name, const std::string& password) {
-    return Run({"user", "add", "--data", Data(), "--fast-password", name}, password + "\n");
+  ProgramResult AddUser(const std::string& name, const std::string& secret) {
+    return Run({"user", "add", "--data", Data(), "--fast-password", "--login-secret-file", "-", name},
+               secret + "\n");
   }
-  HttpReply Login(const std::string& name, const std::string& password) {
+  HttpReply Login(const std::string& name, const std::string& secret) {
     return http->Call("POST", "/cloudPhoto/v1/auth/login",
-                      R"({"userName":")" + name + R"(","password":")" + password + R"("})");
+                      R"({"userName":")" + name + R"(","password":")" + secret + R"("})");
   }
   HttpReply Call(const std::string& method, const std::string& target, const std::string& body = "") {
     return http->Call(method, target, body, headers);
@@ -214,6 +215,28 @@ TEST_F(ServerTest, UsersAreManagedBesideTheRunningServer) {
   EXPECT_EQ(Run({"user", "remove", "--data", Data(), "berta"}).status, 0);
   EXPECT_EQ(Login("berta", "other").status, 401);
   EXPECT_NE(Run({"user", "remove", "--data", Data(), "berta"}).status, 0);
+}
+
+// The secrets' source stands in the test of the client's derivation: the argon2
+// command and Python's BLAKE2b.
+TEST_F(ServerTest, UserAddedByPasswordLogsInWithTheDerivedSecretOnly) {
+  const auto add = [this](const std::string& name, const std::string& password) {
+    return Run({"user", "add", "--data", Data(), "--fast-password", name}, password + "\r\n").status;
+  };
+  ASSERT_EQ(add("Alice", "wonderland"), 0);
+  ASSERT_EQ(add("\u00c4nne.B", "p\u00e4ss w\u00f6rd"), 0);
+  EXPECT_EQ(Login("Alice", "61d8056e8d26e1639ef03eeec0e707e4d0c5a357a9fed7fc23be7aa1bf2fc2ca").status, 200);
+  EXPECT_EQ(Login("\u00c4nne.B", "9d24305208dd25d6490ed46692cac62c992d63e32c5ff09a3ec1b660aa8f63f5").status,
+            200);
+  EXPECT_EQ(Login("Alice", "wonderland").status, 401);
+}
+
+TEST_F(ServerTest, PasswordAndSecretAreNotTakenTogether) {
+  EXPECT_NE(
+      Run({"user", "add", "--data", Data(), "--password-file", "-", "--login-secret-file", "-", "berta"},
+          "secret\n")
+          .status,
+      0);
 }
 
 TEST_F(ServerTest, CheckAndBackupRunBesideTheServer) {
