@@ -20,6 +20,9 @@ void AddAlbumCommands(CLI::App& app, const Choose& choose);
 void AddFileCommands(CLI::App& app, const Choose& choose);
 void AddInfoCommands(CLI::App& app, const Choose& choose);
 void AddSyncCommands(CLI::App& app, const Choose& choose);
+void AddTransferCommands(CLI::App& app, const Choose& choose);
+void AddKeyCommands(CLI::App& app, const Choose& choose);
+void AddThumbnailCommands(CLI::App& app, const Choose& choose);
 
 // Days with their counts, albums with their sizes.
 void PrintTimeLine(Output& output);

@@ -101,9 +101,15 @@ std::string UpperLimitText() {
   return text;
 }
 
+// What a file that is in its album already counts as.
+enum class Known { Refused, PassedOver };
+constexpr char kIsThere[] = "IDS_GALLERT_FILE_ALREADY_EXIST";
+
 struct ImportCount {
+  const Known known;
   std::size_t added = 0;
   std::size_t refused = 0;
+  std::size_t passedOver = 0;
   std::int64_t bytes = 0;
   bool stopped = false;
 };
@@ -112,12 +118,16 @@ void ImportFolder(const FolderFiles& folder, std::size_t total, ImportCount& cou
   const auto album = AlbumFor(folder.albumName);
   UploadController controller;
   controller.stop = &Session::Stopped();
-  const std::size_t before = count.added + count.refused;
+  const std::size_t before = count.added + count.refused + count.passedOver;
   controller.onProgress = [&](const UploadController::Progress& progress) {
     output.Progress(std::to_string(before + progress.done) + " of " + std::to_string(total) + " files, " +
                     SizeText(count.bytes + progress.bytes) + "  " + platform::DisplayText(folder.albumName));
   };
-  const auto result = controller.AddToLocal(folder.paths, album);
+  auto result = controller.AddToLocal(folder.paths, album);
+  if (count.known == Known::PassedOver) {
+    count.passedOver += std::erase_if(
+        result.refused, [](const RefusedFile& file) { return std::string_view(file.textKey) == kIsThere; });
+  }
   for (const auto& refused : result.refused) PrintRefused(refused, output);
   for (const auto& file : result.added) count.bytes += file->Size;
   count.added += result.added.size();
@@ -128,20 +138,23 @@ void ImportFolder(const FolderFiles& folder, std::size_t total, ImportCount& cou
   if (!album || result.overLimit) count.refused += folder.paths.size();
 }
 
-Exit Import(const std::vector<std::string>& paths, const std::string& albumName, Output& output) {
+Exit Import(const std::vector<std::string>& paths, const std::string& albumName, Known known,
+            Output& output) {
   Choice choice(albumName, output);
   for (const auto& path : paths) choice.Add(path);
-  ImportCount count;
+  ImportCount count{known};
   for (const auto& folder : choice.Folders()) {
     ImportFolder(folder, choice.Count(), count, output);
     if (count.stopped) break;
   }
   Json::Value json(Json::objectValue);
   json["added"] = Json::UInt64{count.added};
+  json["thereAlready"] = Json::UInt64{count.passedOver};
   json["refusedCount"] = Json::UInt64{count.refused};
   json["size"] = Json::Int64{count.bytes};
   json["stopped"] = count.stopped;
   output.Print(json, std::to_string(count.added) + " added (" + SizeText(count.bytes) + "), " +
+                         (count.passedOver > 0 ? std::to_string(count.passedOver) + " there already, " : "") +
                          std::to_string(count.refused) + " refused" + (count.stopped ? ", stopped" : ""));
   return count.refused > 0 || count.stopped || choice.Failed() ? Exit::Failed : Exit::Done;
 }
@@ -171,7 +184,7 @@ std::string DefaultFolder(Output& output) {
 // Imports and shows what is in the gallery then.
 Exit Start(std::vector<std::string> folders, Output& output) {
   if (folders.empty()) folders.push_back(DefaultFolder(output));
-  const Exit exit = Import(folders, "", output);
+  const Exit exit = Import(folders, "", Known::PassedOver, output);
   output.Say("\nTime line");
   PrintTimeLine(output);
   output.Say("\nAlbums");
@@ -189,7 +202,7 @@ void AddImportCommands(CLI::App& app, const Choose& choose) {
   import->add_option("--album", *album, "Add all to this album instead of one for each folder")
       ->type_name("NAME");
   import->callback([choose, paths, album] {
-    choose([paths, album](Session&, Output& output) { return Import(*paths, *album, output);
+    choose([paths, album](Session&, Output& output) { return Import(*paths, *album, Known::Refused, output);
 });
 });
 auto* start =

@@ -107,6 +107,8 @@ Exit ShowStatus(Output& output) {
   Json::Value status(Json::objectValue);
   status["database"] = platform::NativePath(platform::Utf8ToWide(SQLiteDB::GetInstance().Path())).string();
   status["userId"] = platform::WideToUtf8(UserAuthService::GetInstance()->GetCurrentUserID());
+  status["server"] = UserAuthService::GetInstance()->GetServerUrl();
+  status["userName"] = UserAuthService::GetInstance()->GetUserName();
   status["albums"] = static_cast<Json::UInt64>(albums.size());
   status["files"] = static_cast<Json::UInt64>(files.size());
   status["inBin"] = count([](const GalleryFile& file) { return file.IsInBin() && !file.IsDeleted; });

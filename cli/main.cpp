@@ -23,6 +23,9 @@ int main(int argc, char** argv) {
   AddFileCommands(app, choose);
   AddInfoCommands(app, choose);
   AddSyncCommands(app, choose);
+  AddTransferCommands(app, choose);
+  AddKeyCommands(app, choose);
+  AddThumbnailCommands(app, choose);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -45,6 +45,8 @@ void Output::Error(const std::string& text) {
   std::cerr << "zentaractl: " << text << '\n';
 }
 
+void Output::Flush() { std::cout.flush(); }
+
 void Output::Progress(const std::string& text) {
   if (!isatty(STDERR_FILENO)) return;
   std::cerr << '\r' << text << "\x1b[K" << std::flush;

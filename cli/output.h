@@ -19,6 +19,8 @@ class Output {
   // A line for people only.
   void Say(const std::string& text);
   void Error(const std::string& text);
+  // Sends on what was printed: a command that stays must not keep it from a script.
+  void Flush();
   // Overwrites the last progress line; nothing when standard error is no terminal.
   void Progress(const std::string& text);
   void EndProgress();

@@ -1,16 +1,15 @@
 #include <CLI/CLI.hpp>
-#include <fstream>
-#include <iostream>
 #include <thread>
 
-#include <termios.h>
-#include <unistd.h>
-
 #include "commands.h"
+#include "common/platform/paths.h"
 #include "common/platform/text.h"
+#include "downloadrun.h"
 #include "host/cserverpushservice.h"
 #include "host/userauthservice.h"
+#include "password.h"
 #include "sync/synchelper.h"
+#include "transfer/gallerytransmanager.h"
 
 namespace {
 
@@ -18,40 +17,6 @@ namespace {
 // for good: a first download, a pull, what goes up, and what that causes.
 constexpr int kMaxCycles = 10;
 constexpr std::chrono::milliseconds kWatchStep{200};
-
-// Keeps what is typed off the screen.
-class HiddenInput {
- public:
-  HiddenInput() {
-    hidden = tcgetattr(STDIN_FILENO, &before) == 0;
-    termios silent = before;
-    silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-    if (hidden) tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
-  }
-  ~HiddenInput() {
-    if (hidden) tcsetattr(STDIN_FILENO, TCSAFLUSH, &before);
-  }
-  HiddenInput(const HiddenInput&) = delete;
-  HiddenInput& operator=(const HiddenInput&) = delete;
-
- private:
-  termios before{};
-  bool hidden = false;
-};
-
-std::string ReadPassword(const std::string& file) {
-  std::string password;
-  if (!file.empty()) {
-    std::ifstream input(file);
-    std::getline(input, password);
-    return password;
-  }
-  std::cerr << "Password: " << std::flush;
-  const HiddenInput hidden;
-  std::getline(std::cin, password);
-  std::cerr << '\n';
-  return password;
-}
 
 const char* LoginText(UserAuthService::LoginResult result) {
   switch (result) {
@@ -65,19 +30,42 @@ const char* LoginText(UserAuthService::LoginResult result) {
       return "the address must begin with https:// unless it is this computer";
     case UserAuthService::LoginResult::NotStored:
       return "the profile cannot be written";
+    case UserAuthService::LoginResult::KeysUnreadable:
+      return "the account's keys do not open with this password; nothing was stored";
+    case UserAuthService::LoginResult::NoMemory:
+      return "there is too little memory to derive keys from the password";
   }
   return "";
 }
 
 Exit Login(const std::string& server, const std::string& user, const std::string& passwordFile,
            Output& output) {
-  const auto result = UserAuthService::GetInstance()->Login(server, user, ReadPassword(passwordFile));
+  const auto password = ReadPassword(passwordFile);
+  if (!password) {
+    output.Error("cannot read the password file " + passwordFile);
+    return Exit::Failed;
+  }
+  const auto result = UserAuthService::GetInstance()->Login(server, user, *password);
   if (result == UserAuthService::LoginResult::Done) {
     output.Say("Logged in at " + server + " as " + user + ".");
     return Exit::Done;
   }
   output.Error("cannot log in at " + server + ": " + LoginText(result));
   return Exit::Failed;
+}
+
+// The name that a user knows what failed by; empty when it is about no one thing.
+std::string FileOf(const SyncError& error) {
+  auto& gallery = Gallery::GetInstance();
+  if (const auto file = gallery.GetFile(error.item)) return platform::DisplayText(file->FileName());
+  if (const auto album = gallery.GetAlbum(error.item)) return ShownName(*album);
+  return error.item;
+}
+
+// "failed at STEP, NAME: CAUSE"
+std::string ErrorText(const SyncError& error) {
+  const std::string name = FileOf(error);
+  return "failed at " + error.step + (name.empty() ? "" : ", " + name) + ": " + error.cause;
 }
 
 Json::Value StateJson(const SyncState& state) {
@@ -96,6 +84,8 @@ Json::Value StateJson(const SyncState& state) {
   json["errorStep"] = state.lastError.step;
   json["errorCause"] = state.lastError.cause;
   json["errorItem"] = state.lastError.item;
+  json["errorFile"] = FileOf(state.lastError);
+  json["errorTime"] = Json::Int64{state.lastError.timeMs};
   return json;
 }
 
@@ -107,9 +97,37 @@ void PrintCycle(const SyncState& state, Output& output) {
           ", waiting: " + std::to_string(state.pendingAlbums) + " albums, " +
           std::to_string(state.pendingFiles) + " changed files, " + std::to_string(state.pendingUploads) +
           " contents";
-  if (!state.lastError.step.empty())
-    text += "; failed at " + state.lastError.step + ": " + state.lastError.cause;
+  if (!state.lastError.step.empty()) text += "; " + ErrorText(state.lastError);
   output.Print(StateJson(state), text);
+}
+
+// Shows how many contents are still on their way up.
+class UploadProgress : public ISyncCallback {
+ public:
+  explicit UploadProgress(Output& to) : output(to) { SyncHelper::GetInstance().SetCallback(this); }
+  ~UploadProgress() { SyncHelper::GetInstance().SetCallback(nullptr); }
+
+  void Notify(std::int32_t) override {}
+  void ShowWindow() override {}
+  void OnSyncStatus(SyncStatus status, std::int64_t count) override {
+    if (status != SyncStatus::UPLOAD || count < 0) return;
+    const auto figures = GalleryTransManager::GetInstance().GetFigures(TaskType::Upload);
+    output.Progress(std::to_string(count) + " files to upload, " + SizeText(figures.speed) + "/s");
+  }
+
+ private:
+  Output& output;
+};
+
+// Uploads that have failed in this run; their files keep waiting.
+bool PrintFailedUploads(Output& output) {
+  bool any = false;
+  for (const auto& task : GalleryTransManager::GetInstance().Tasks(TaskType::Upload)) {
+    if (task->Status() != TaskStatus::Failed) continue;
+    PrintFailure(*task, output);
+    any = true;
+  }
+  return any;
 }
 
 bool InStep(const SyncState& state) {
@@ -117,14 +135,44 @@ bool InStep(const SyncState& state) {
          state.pendingFiles == 0;
 }
 
+// Tells how each cycle ended, unless it ended as the one before. Called on the
+// timer's thread.
+class CycleTeller : public ISyncCallback {
+ public:
+  explicit CycleTeller(Output& to) : output(to) { SyncHelper::GetInstance().SetCallback(this); }
+  ~CycleTeller() { SyncHelper::GetInstance().SetCallback(nullptr); }
+  CycleTeller(const CycleTeller&) = delete;
+  CycleTeller& operator=(const CycleTeller&) = delete;
+
+  void Notify(std::int32_t) override {}
+  void ShowWindow() override {}
+  void OnSyncStatus(SyncStatus status, std::int64_t) override {
+    if (status != SyncStatus::IDLE && status != SyncStatus::SYNCERROR) return;
+    const SyncState state = SyncHelper::GetInstance().GetState();
+    Json::Value told = StateJson(state);
+    told.removeMember("errorTime");
+    if (told == last) return;
+    last = told;
+    PrintCycle(state, output);
+    output.Flush();
+  }
+
+ private:
+  Output& output;
+  Json::Value last;
+};
+
 Exit Watch(Output& output) {
   auto& sync = SyncHelper::GetInstance();
+  CycleTeller teller(output);
   CServerPushService::GetInstance()->Start();
   sync.StartSync();
   output.Say("Watching; Ctrl-C ends it.");
+  output.Flush();
   while (!Session::Stopped()) std::this_thread::sleep_for(kWatchStep);
   CServerPushService::GetInstance()->Stop();
-  PrintCycle(sync.GetState(), output);
+  sync.StopSync();
+  sync.StopTimer();
   return Exit::Done;
 }
 
@@ -135,10 +183,12 @@ Exit Sync(bool watch, Output& output) {
   }
   if (watch) return Watch(output);
   auto& sync = SyncHelper::GetInstance();
+  const UploadProgress progress(output);
   for (int cycle = 0; cycle < kMaxCycles && !Session::Stopped(); ++cycle) {
     (void)sync.RunOnce();  // The state tells how it went.
     const SyncState state = sync.GetState();
     PrintCycle(state, output);
+    if (PrintFailedUploads(output)) return Exit::Failed;
     if (!state.lastError.step.empty() || state.mode == SyncMode::Failed) return Exit::Failed;
     if (InStep(state)) return Exit::Done;
   }
@@ -176,6 +226,11 @@ void AddSyncCommands(CLI::App& app, const Choose& choose) {
 void PrintSyncState(Output& output) {
   if (UserAuthService::GetInstance()->GetServerUrl().empty()) return;
   const SyncState state = SyncHelper::GetInstance().GetState();
-  output.Print(StateJson(state), "cloud               " + UserAuthService::GetInstance()->GetServerUrl() +
-                                     ", version " + std::to_string(state.row.LatestVersion));
+  std::string text = "cloud               " + UserAuthService::GetInstance()->GetServerUrl() + ", version " +
+                     std::to_string(state.row.LatestVersion);
+  if (!state.lastError.step.empty()) {
+    text +=
+        "\nlast cycle          " + ErrorText(state.lastError) + ", " + TimeTextShort(state.lastError.timeMs);
+  }
+  output.Print(StateJson(state), text);
 }

@@ -6,6 +6,7 @@
 
 #include <mutex>
 
+#include "common/platform/mutex.h"
 #include "host/globalparamwrapper.h"
 #include "host/jsonfile.h"
 #include "host/logger.h"
@@ -19,6 +20,10 @@ static_assert(kTlsVersions == 0x10006);
 // Servers that do not know "Expect: 100-continue" never answer it; the body then
 // goes out at once.
 constexpr long kExpectTimeoutMs = 1;
+// Contents are megabytes; the library's own buffer takes a call for every 16 KiB.
+constexpr long kBufferBytes = 256 << 10;
+// As many as transfers run side by side.
+constexpr std::size_t kIdleHandles = 32;
 
 void LogError(int line, const std::string& text) {
   Logger::CloudLogger::GetInstance()->Output("Host", Logger::Severity::Error, line, "CurlConn::SetUrl", text);
@@ -97,6 +102,38 @@ std::string CurlUrl::Place(const std::string& url) {
   return port.empty() ? place : place.append(":").append(port);
 }
 
+namespace {
+
+// Handles that rest, with their open connections.
+class IdleHandles {
+ public:
+  static IdleHandles& GetInstance() {
+    static IdleHandles* const instance = new IdleHandles;  // lives until the process ends
+    return *instance;
+  }
+  CURL* Take() {
+    const platform::MutexLock hold(lock);
+    if (handles.empty()) return curl_easy_init();
+    CURL* const handle = handles.back();
+    handles.pop_back();
+    return handle;
+  }
+  void Give(CURL* handle) {
+    curl_easy_reset(handle);
+    {
+      const platform::MutexLock hold(lock);
+      if (handles.size() < kIdleHandles) return handles.push_back(handle);
+    }
+    curl_easy_cleanup(handle);
+  }
+
+ private:
+  platform::Mutex lock;
+  std::vector<CURL*> handles GUARDED_BY(lock);
+};
+
+}  // namespace
+
 struct CurlConn::State {
   using Easy = std::unique_ptr<CURL, decltype(&curl_easy_cleanup)>;
   using List = std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)>;
@@ -120,6 +157,7 @@ struct CurlConn::State {
   Writer writer;
   Reader reader;
   Progress progress;
+  bool isKept = false;
   std::uint64_t uploadBytes = 0;
   std::uint64_t uploadLeft = 0;  // of the present attempt
 };
@@ -164,6 +202,8 @@ void CurlConn::State::SetLimits() {
   Set(CURLOPT_LOW_SPEED_LIMIT, parameters->GetLimitLowSpeed());
   Set(CURLOPT_LOW_SPEED_TIME, parameters->GetTimeoutLowSpeed());
   Set(CURLOPT_EXPECT_100_TIMEOUT_MS, kExpectTimeoutMs);
+  Set(CURLOPT_BUFFERSIZE, kBufferBytes);
+  Set(CURLOPT_UPLOAD_BUFFERSIZE, kBufferBytes);
 }
 
 void CurlConn::State::SetVerification() {
@@ -181,9 +221,10 @@ void CurlConn::State::SetVerification() {
   Set(CURLOPT_CAINFO, file.c_str());
 }
 
-CurlConn::CurlConn() : state(new State) {
+CurlConn::CurlConn(Connection connection) : state(new State) {
   CurlGlobal::Init();
-  state->easy.reset(curl_easy_init());
+  state->isKept = connection == Connection::Kept;
+  state->easy.reset(state->isKept ? IdleHandles::GetInstance().Take() : curl_easy_init());
   state->Set(CURLOPT_NOSIGNAL, 1L);
   // An empty text also keeps proxies of the environment out.
   state->Set(CURLOPT_PROXY, "");
@@ -196,7 +237,9 @@ CurlConn::CurlConn() : state(new State) {
   state->SetVerification();
 }
 
-CurlConn::~CurlConn() = default;
+CurlConn::~CurlConn() {
+  if (state->isKept && state->easy) IdleHandles::GetInstance().Give(state->easy.release());
+}
 
 bool CurlConn::IsReady() const { return state->easy != nullptr; }
 
@@ -258,11 +301,17 @@ TransferResult CurlConn::Perform() {
   TransferResult result;
   state->uploadLeft = state->uploadBytes;
   result.curlCode = curl_easy_perform(state->easy.get());
-  curl_easy_getinfo(state->easy.get(), CURLINFO_RESPONSE_CODE, &result.httpCode);
+  result.httpCode = HttpCode();
   if (result.curlCode == kCurlPeerCertificate) {
     GlobalParamWrapper::GetInstance()->SetIsUseLocalCertificate(true);
   }
   return result;
+}
+
+long CurlConn::HttpCode() const {
+  long code = 0;
+  curl_easy_getinfo(state->easy.get(), CURLINFO_RESPONSE_CODE, &code);
+  return code;
 }
 
 }  // namespace curlppx

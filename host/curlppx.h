@@ -73,7 +73,13 @@ class CurlConn {
   // Called about once a second and with every piece; false ends the transfer.
   using Progress = std::function<bool(const Counters& counters)>;
 
-  CurlConn();
+  // A kept connection to the service is taken from the last transfer that is
+  // done with it, and left for the next: a handshake costs more than most
+  // requests. One that has gone stale meanwhile is replaced and the request sent
+  // on the new one, so that the other side may see it twice.
+  enum class Connection { New, Kept };
+
+  explicit CurlConn(Connection connection = Connection::New);
   ~CurlConn();
   CurlConn(const CurlConn&) = delete;
   CurlConn& operator=(const CurlConn&) = delete;
@@ -96,6 +102,8 @@ class CurlConn {
   void SetNoLowestSpeed();
 
   TransferResult Perform();
+  // Of the answer whose body is arriving, for a writer to look at; 0 before.
+  long HttpCode() const;
 
  private:
   struct State;

@@ -31,6 +31,10 @@ constexpr std::uint32_t kLostStatus = 2;
 constexpr long kTimeoutConnectMs = 15'000;
 constexpr long kLimitLowSpeedBytes = 1;
 constexpr long kTimeoutLowSpeedSeconds = 30;
+// Enough to fill a line while some files wait for an answer; more than the other
+// would only make a home router stumble.
+constexpr int kWorkers = 4;
+constexpr int kMostWorkers = 16;
 // Countries with a decimal comma by the locale data of Unicode (CLDR).
 constexpr std::initializer_list<const wchar_t*> kCommaCountries = {
     L"AR", L"AT", L"BE", L"BG", L"BR", L"CL", L"CO", L"CZ", L"DE", L"DK", L"EE", L"ES",
@@ -100,6 +104,9 @@ struct GlobalParamWrapper::State {
   Number Amount(const char* key, Number missing) {
     const Json::Value value = Setting(key);
     return value.isInt() && value.asInt() >= 0 ? Number{value.asInt()} : missing;
+  }
+  std::size_t Workers(const char* key) {
+    return static_cast<std::size_t>(std::clamp(Amount(key, kWorkers), 1, kMostWorkers));
   }
   std::wstring Text(const char* key, const std::wstring& missing) {
     const Json::Value value = Setting(key);
@@ -281,6 +288,10 @@ long GlobalParamWrapper::GetLimitLowSpeed() {
 long GlobalParamWrapper::GetTimeoutLowSpeed() {
   return state->Amount("timeoutLowSpeedSeconds", kTimeoutLowSpeedSeconds);
 }
+std::size_t GlobalParamWrapper::GetUploadWorkers() { return state->Workers("uploadWorkers"); }
+std::size_t GlobalParamWrapper::GetDownloadWorkers() { return state->Workers("downloadWorkers"); }
+bool GlobalParamWrapper::GetTransfersPaused() { return state->Flag("transfersPaused", false); }
+bool GlobalParamWrapper::SetTransfersPaused(bool paused) { return state->Store("transfersPaused", paused); }
 bool GlobalParamWrapper::GetIsUseLocalCertificate() { return state->Flag("useLocalCertificate", false); }
 void GlobalParamWrapper::SetIsUseLocalCertificate(bool use) {
   (void)state->Store("useLocalCertificate", use);  // Logged; the value holds until the process ends.

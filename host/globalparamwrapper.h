@@ -103,6 +103,13 @@ class GlobalParamWrapper {
   // A transfer below this many bytes a second for this many seconds is given up.
   long GetLimitLowSpeed();    // "limitLowSpeedBytes", 1
   long GetTimeoutLowSpeed();  // "timeoutLowSpeedSeconds", 30
+  // How many files are on their way at once, each way; from 1 to 16.
+  std::size_t GetUploadWorkers();    // "uploadWorkers", 4
+  std::size_t GetDownloadWorkers();  // "downloadWorkers", 4
+  // The user's pause of all transfers; it holds over restarts. Set stores it and
+  // is false, logged, when it cannot.
+  bool GetTransfersPaused();  // "transfersPaused", false
+  bool SetTransfersPaused(bool paused);
   // Whether certificates are checked with the system's store. Set stores it.
   bool GetIsUseLocalCertificate();  // "useLocalCertificate", false
   void SetIsUseLocalCertificate(bool use);

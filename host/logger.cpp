@@ -174,6 +174,11 @@ void CloudLogger::OutputOperation(const std::string& json) {
   if (log) log->log(spdlog::level::info, MaskCredentials(json));
 }
 
+void CloudLogger::ReportLog(int event, const std::string& json) {
+  OutputOperation("{\"event\":" + std::to_string(event) + ",\"report\":" + json +
+                  ",\"time\":" + std::to_string(platform::NowMs()) + "}");
+}
+
 void OutputOperationLog(int event, int type, int action, const std::map<std::string, std::string>& values) {
   Json::Value entry;
   entry["time"] = Json::Int64{platform::NowMs()};

@@ -51,6 +51,9 @@ class CloudLogger {
 
   // Flushes what is buffered, so that a report that is made now is complete.
   void ReportLog();
+  // The report of one run of a task under its event number: a line of the
+  // operation log, {"event":16018,"report":{...},"time":...}. `json` is an object.
+  void ReportLog(int event, const std::string& json);
 
   // One line of the operation log; used through OutputOperationLog.
   void OutputOperation(const std::string& json);

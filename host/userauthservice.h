@@ -1,16 +1,23 @@
 #pragma once
 
+#include <json/value.h>
+
 #include <string>
+
+struct PasswordKeys;
+namespace NS::Basic {
+struct Tokens;
+}
 
 // Who is logged in.
 //
 // On first use a profile gets a local account with a user id of its own, kept in
 // "ZentaraCloud/account.json" below the configuration folder with rights for the
-// owner only. It holds "userId", "countryCode", "accessToken", "refreshToken" and,
-// as hexadecimal digits, the keys "mk1", "mk2", "userKey1", "userKey3" and the ids
-// "userKeyId1", "userKeyId3". All keys are made together with the account: of two
-// processes that start at once on a new profile, one makes it and the other takes
-// it over, and no content is ever encrypted with a key that is then lost.
+// owner only. It holds "userId", "countryCode", "accessToken", "refreshToken" and
+// the keys that AccountKeys names. All keys are made together with the account:
+// of two processes that start at once on a new profile, one makes it and the
+// other takes it over, and no content is ever encrypted with a key that is then
+// lost.
 //
 // A login puts the account of the service in its place, which has the service's
 // user id, and besides "server", "userName", "accessTokenEnds" (seconds since
@@ -18,6 +25,10 @@
 // its keys, as "account-" and 32 digits of the SHA-256 of its user id, and comes
 // back at its user's next login, the local one at a logout. A gallery belongs to
 // a user id, so two users never see each other's.
+//
+// The keys of such an account are made by its first device and lie at the service
+// sealed under the password (docs/encryption.md); a login brings them to the
+// device, or this device's to the service, before anything is stored here.
 //
 // An access token ends after a while. Requests renew it in time through
 // KeepTokenFresh; each renewal spends the refresh token and stores the next one.
@@ -37,17 +48,20 @@ class UserAuthService {
 
   enum class LoginResult {
     Done,
-    Refused,      // wrong name or password, or the account is disabled
-    Unreachable,  // no answer, or none of a photo cloud
-    NotAllowed,   // neither https nor this computer itself
-    NotStored,    // the profile cannot be written
+    Refused,         // wrong name or password, or the account is disabled
+    Unreachable,     // no answer, or none of a photo cloud
+    NotAllowed,      // neither https nor this computer itself
+    NotStored,       // the profile cannot be written
+    KeysUnreadable,  // the account's keys do not open with this password
+    NoMemory,        // deriving keys from the password takes 64 MiB
   };
   // Opens a session at the photo cloud `server` ("https://host:port"). Talks to
   // the service and waits for it. On any result but Done, logged, everything is as
   // it was. The gallery of the user before is closed by the host first.
   LoginResult Login(const std::string& server, const std::string& userName, const std::string& password);
-  // Ends the session, also when the service cannot be told, and goes back to the
-  // local account. False, logged, when the profile cannot be written.
+  // Ends the transfers of all modules and the session, also when the service
+  // cannot be told, and goes back to the local account. False, logged, when the
+  // profile cannot be written.
   bool Logout();
 
   // Renews the session when its access token ends within a few minutes. True when
@@ -69,11 +83,32 @@ class UserAuthService {
   bool IsChinaAccount() const;                 // the country is "CN"
 
   // Has the master keys mk1 and mk2 ready in GlobalParamWrapper; made at random
-  // for an account that has none. False, logged, when they cannot be stored, when
-  // those that are there are no keys, and without an account.
+  // for a local account that has none. False, logged, when they cannot be stored,
+  // when those that are there are no keys or a service's account has none (its
+  // next login brings them), and without an account.
   bool InitMk1AndMk2();
 
+  // The keys for a file that is kept in a safe place: {"format":"zentara-keys-1",
+  // "userId","userName","server","keys":{...}}. Null when the account has none.
+  Json::Value ExportKeys() const;
+
+  enum class ImportResult {
+    Done,
+    NoKeys,       // the record is no export, or damaged
+    InUse,        // other keys are in use, and contents lie at the service under them
+    Refused,      // wrong password
+    Unreachable,  // no answer, or the keys were not taken
+    NotStored,    // the profile cannot be written
+  };
+  enum class Replace { UnusedKeys, AnyKeys };
+  // Puts the keys of an export in place of the account's, at the service first.
+  // `password` is that of the account there; none is needed for a local account.
+  // Talks to the service. On any result but Done, logged, the profile is as it was.
+  ImportResult ImportKeys(const Json::Value& exported, const std::string& password, Replace replace);
+
  private:
+  LoginResult Enter(const std::string& server, const NS::Basic::Tokens& tokens, const PasswordKeys& keys);
+  ImportResult ReplaceAtService(const Json::Value& keys, const std::string& password, Replace replace);
   bool Renew(const std::string& refused);
 
   UserAuthService();

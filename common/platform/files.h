@@ -37,6 +37,13 @@ enum class Rights { Default, OwnerOnly };
 [[nodiscard]] std::error_code RenameOver(const std::filesystem::path& finished,
                                          const std::filesystem::path& target);
 
+// The same, but fails with std::errc::file_exists when the name is taken.
+[[nodiscard]] std::error_code RenameNew(const std::filesystem::path& finished,
+                                        const std::filesystem::path& target);
+
+// Brings what was written to a file to the disk.
+[[nodiscard]] std::error_code FlushFile(const std::filesystem::path& path);
+
 // Bytes that this user can still write below `folder`, or below its nearest
 // existing parent; 0 when that cannot be found out.
 std::uint64_t FreeSpace(const std::filesystem::path& folder);

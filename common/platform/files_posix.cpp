@@ -233,6 +233,18 @@ std::error_code CreateAtomically(const fs::path& target, std::string_view bytes,
   return WriteAndPublish(target, bytes, rights, &PublishNew);
 }
 
+std::error_code FlushFile(const fs::path& path) {
+  FileHandle file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file.IsOpen() || ::fsync(file.Get()) != 0) return LastError();
+  return file.Close();
+}
+
+std::error_code RenameNew(const fs::path& finished, const fs::path& target) {
+  if (const auto error = PublishNew(finished, target)) return error;
+  FlushFolder(FolderOf(target));
+  return {};
+}
+
 std::error_code MakeFolder(const fs::path& folder) {
   struct stat status {};
   if (::stat(folder.c_str(), &status) == 0) {

@@ -39,10 +39,10 @@ bool Read(const Json::Value& json, Tokens& tokens) {
 }
 
 Call<Tokens> Session::Login(const std::string& server, const std::string& userName,
-                            const std::string& password, const std::string& deviceId) {
+                            const std::string& loginSecret, const std::string& deviceId) {
   auto call = Open<Tokens>(server, "POST", "/auth/login");
   call.body["userName"] = userName;
-  call.body["password"] = password;
+  call.body["password"] = loginSecret;
   call.body["deviceId"] = deviceId;
   return call;
 }
@@ -59,6 +59,35 @@ SingleRequest Session::Logout() {
   request.uri = Path("/auth/logout");
   request.body = Json::Value(Json::objectValue);
   return request;
+}
+
+SingleRequest Session::Logout(const std::string& server, const std::string& accessToken) {
+  SingleRequest request = Logout();
+  request.baseUrl = server;
+  request.open = true;
+  request.accessToken = accessToken;
+  return request;
+}
+
+bool Read(const Json::Value& json, KeysRecord& record) {
+  record.keys = JsonText::Object(json, "keys");
+  record.revision = JsonText::Number(json, "revision", -1);
+  return record.revision >= 0;
+}
+
+Call<KeysRecord> KeysReq::Get(const std::string& server, const std::string& accessToken) {
+  auto call = Open<KeysRecord>(server, "GET", "/keys");
+  call.accessToken = accessToken;
+  return call;
+}
+
+Call<KeysRecord> KeysReq::Put(const std::string& server, const std::string& accessToken,
+                              const Json::Value& keys, std::int64_t ifRevision) {
+  auto call = Open<KeysRecord>(server, "PUT", "/keys");
+  call.accessToken = accessToken;
+  call.body["keys"] = keys;
+  call.body["ifRevision"] = Json::Int64{ifRevision};
+  return call;
 }
 
 bool Read(const Json::Value& json, UserRegisterInfo& info) {

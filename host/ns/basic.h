@@ -19,10 +19,29 @@ bool Read(const Json::Value& json, Tokens& tokens);
 
 class Session {
  public:
+  // `loginSecret` travels as "password"; see PasswordKeys.
   static Call<Tokens> Login(const std::string& server, const std::string& userName,
-                            const std::string& password, const std::string& deviceId);
+                            const std::string& loginSecret, const std::string& deviceId);
   static Call<Tokens> Refresh(const std::string& server, const std::string& refreshToken);
   static SingleRequest Logout();
+  // Of a session that is not the present one.
+  static SingleRequest Logout(const std::string& server, const std::string& accessToken);
+};
+
+// The keys of an account as the service holds them.
+struct KeysRecord {
+  Json::Value keys;           // sealed; null when there are none
+  std::int64_t revision = 0;  // 0 when there are none
+};
+bool Read(const Json::Value& json, KeysRecord& record);
+
+// Both for a session that need not be the present one's.
+class KeysReq {
+ public:
+  static Call<KeysRecord> Get(const std::string& server, const std::string& accessToken);
+  // Refused with 31084093 when `ifRevision` is not the present revision.
+  static Call<KeysRecord> Put(const std::string& server, const std::string& accessToken,
+                              const Json::Value& keys, std::int64_t ifRevision);
 };
 
 struct UserRegisterInfo {

@@ -127,12 +127,18 @@ class AlbumsReq {
   static Call<Nothing> Delete(const std::string& id, const std::string& lockToken);
 };
 
+class P2ReqMediaPatchMetadataRet;  // cloudphotov2losts.h
+
 class MediaReq {
  public:
   static Call<MediaPage> List(const ListParameters& parameters);
   static Call<Media> GetMetadata(const std::string& id, const std::string& fields);
   static Call<Media> PatchMetadata(const std::string& id, const Json::Value& body,
                                    const std::string& lockToken);
+  // Ends a lost state: "normal", which the service takes when every object is whole.
+  static Call<P2ReqMediaPatchMetadataRet> UpdateMediaStatus(const std::string& id, const std::string& fields,
+                                                            const std::string& status,
+                                                            const std::string& lockToken);
   static Call<Nothing> Delete(const std::string& id, const std::string& lockToken);
 };
 

@@ -45,6 +45,7 @@ void ReadBody(const std::string& body, RawAnswer& answer) {
 Json::Value HeadersOf(const SingleRequest& request) {
   Json::Value headers = HeadBuilder::Build(request.lockToken);
   if (request.open) headers.removeMember("Authorization");
+  if (!request.accessToken.empty()) headers["Authorization"].append("Bearer " + request.accessToken);
   return headers;
 }
 

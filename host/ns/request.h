@@ -40,8 +40,9 @@ struct SingleRequest {
   std::string uri;   // path and query
   Json::Value body;  // null: none
   std::string lockToken;
-  std::string baseUrl;  // empty: the service of the logged-in user
-  bool open = false;    // needs no session, and opens none when its token has ended
+  std::string baseUrl;      // empty: the service of the logged-in user
+  bool open = false;        // needs no session, and opens none when its token has ended
+  std::string accessToken;  // of an open request that belongs to a session in the making
 };
 
 // What came back. Either no answer (NetError), or an error record, or a body.

@@ -10,6 +10,7 @@
 #include "model/gallerymetadata.h"
 #include "store/dbhelper.h"
 #include "sync/synchelper.h"
+#include "transfer/gallerytransmanager.h"
 #include "transfer/thumbnailhelper.h"
 #include "utils/gallerylog.h"
 #include "utils/globaldata.h"
@@ -74,6 +75,7 @@ void ZentaraGalleryObj::InitWnd() {
   (void)DBHelper::GetInstance().IntiDataBase(CHeader::GetInstance().GetUserId());
   (void)DatabaseService::InitDataBase(GlobalParamWrapper::GetInstance()->GetUserDataBaseFolder());
   (void)Gallery::GetInstance().Init();
+  GalleryTransManager::GetInstance().GalleryInit();
 }
 
 Json::Value ZentaraGalleryObj::GetGalleryHomeData(bool& empty) {
@@ -93,6 +95,7 @@ Json::Value ZentaraGalleryObj::GetGalleryHomeData(bool& empty) {
 }
 
 void ZentaraGalleryObj::CloseWndClear() {
+  GalleryTransManager::GetInstance().GalleryStop();
   SyncHelper::GetInstance().StopSync();
   SyncHelper::GetInstance().StopTimer();
   GlobalData::cloudGeneration = GlobalData::kGenerationUnknown;

@@ -170,4 +170,14 @@ TEST_F(CliTest, SamplesOfRealCamerasComeInOrAreRefusedWithAReason) {
   EXPECT_EQ(upright, 16u);
 }
 
+TEST_F(CliTest, StartPassesOverWhatIsThereAlready) {
+  WritePictures("pics", 3);
+  EXPECT_EQ(Run({"start", (folder / "pics").string()}).status, 0);
+  folder.Write("pics/new.jpg", Picture(99));
+  const Finished again = Run({"start", (folder / "pics").string()});
+  EXPECT_EQ(again.status, 0);
+  EXPECT_NE(again.output.find("\"added\":1"), std::string::npos) << again.output;
+  EXPECT_NE(again.output.find("\"thereAlready\":3"), std::string::npos) << again.output;
+}
+
 }  // namespace

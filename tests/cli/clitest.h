@@ -21,15 +21,16 @@ class CliTest : public testing::Test {
   // The documents that a command prints, one a line.
   std::vector<Json::Value> Documents(const std::vector<std::string>& words) {
     std::vector<Json::Value> documents;
-    for (const auto& line : Run(words).Lines()) {
-      std::istringstream text(line);
-      Json::Value document;
-      Json::CharReaderBuilder builder;
-      std::string errors;
-      EXPECT_TRUE(Json::parseFromStream(builder, text, &document, &errors)) << line;
-      documents.push_back(document);
-    }
+    for (const auto& line : Run(words).Lines()) documents.push_back(Parsed(line));
     return documents;
+  }
+  static Json::Value Parsed(const std::string& line) {
+    std::istringstream text(line);
+    Json::Value document;
+    Json::CharReaderBuilder builder;
+    std::string errors;
+    EXPECT_TRUE(Json::parseFromStream(builder, text, &document, &errors)) << line;
+    return document;
   }
   // A small picture unlike every other.
   static std::string Picture(int number) {

@@ -43,8 +43,11 @@ std::string FirstLine(int input) {
 std::string Exchange(const std::string& method, const std::string& url,
                      const std::vector<std::string>& headers, const std::string& body, long& httpCode) {
   using Method = curlppx::CurlConn::Method;
-  static const std::map<std::string, Method> methods = {
-      {"GET", Method::Get}, {"POST", Method::Post}, {"DELETE", Method::Delete}, {"PATCH", Method::Patch}};
+  static const std::map<std::string, Method> methods = {{"GET", Method::Get},
+                                                        {"POST", Method::Post},
+                                                        {"DELETE", Method::Delete},
+                                                        {"PATCH", Method::Patch},
+                                                        {"PUT", Method::Put}};
   std::string received;
   curlppx::CurlConn connection;
   EXPECT_TRUE(connection.SetUrl(url));
@@ -61,7 +64,7 @@ std::string Exchange(const std::string& method, const std::string& url,
 }  // namespace
 
 CloudServer::CloudServer(const std::vector<std::string>& more) {
-  AddUser("alice", "wonderland");
+  AddUserBy("--login-secret-file", "alice", kAliceSecret);
   int pipe[2];
   EXPECT_EQ(::pipe2(pipe, O_CLOEXEC), 0);
   std::vector<std::string> arguments = {"serve",    "--data",      data.Path().string(),
@@ -84,13 +87,15 @@ void CloudServer::Kill() {
   process = -1;
 }
 
-void CloudServer::AddUser(const std::string& name, const std::string& password) {
-  const auto file = data.Path() / "password";
-  std::ofstream(file) << password << '\n';
+void CloudServer::AddUserBy(const std::string& option, const std::string& name, const std::string& secret,
+                            const std::vector<std::string>& more) {
+  const auto file = data.Path() / "secret";
+  std::ofstream(file) << secret << '\n';
   const int nothing = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
-  const pid_t child = Spawn({"user", "add", name, "--data", data.Path().string(), "--password-file",
-                             file.string(), "--fast-password"},
-                            nothing);
+  std::vector<std::string> arguments = {
+      "user", "add", name, "--data", data.Path().string(), option, file.string(), "--fast-password"};
+  arguments.insert(arguments.end(), more.begin(), more.end());
+  const pid_t child = Spawn(std::move(arguments), nothing);
   ::close(nothing);
   int status = -1;
   ::waitpid(child, &status, 0);
@@ -118,8 +123,9 @@ std::vector<std::string> CloudServer::Requests() {
 
 OtherDevice::OtherDevice(const CloudServer& cloudServer, std::string deviceId)
     : server(cloudServer), device(std::move(deviceId)) {
-  token = Send("POST", "/auth/login", R"({"userName":"alice","password":"wonderland"})")["accessToken"]
-              .asString();
+  const std::string body =
+      std::string(R"({"userName":"alice","password":")") + CloudServer::kAliceSecret + "\"}";
+  token = Send("POST", "/auth/login", body)["accessToken"].asString();
 }
 
 Json::Value OtherDevice::Send(const std::string& method, const std::string& path, const std::string& body) {
@@ -131,6 +137,23 @@ Json::Value OtherDevice::Send(const std::string& method, const std::string& path
       Exchange(method, server.Url() + "/cloudPhoto/v1" + path, headers, body, httpCode);
   EXPECT_EQ(httpCode, 200) << path << " " << answer;
   return NS::JsonText::Parse(answer).value_or(Json::Value());
+}
+
+void OtherDevice::PutObject(const std::string& url, const std::string& bytes) {
+  long httpCode = 0;
+  const std::string answer = Exchange("PUT", url, {"Content-Type:application/octet-stream"}, bytes, httpCode);
+  EXPECT_EQ(httpCode, 200) << answer;
+}
+
+long OtherDevice::AskForObject(const std::string& mediaId, const std::string& usage) {
+  long httpCode = 0;
+  const Json::Value media = Send("GET", "/media/" + mediaId);
+  for (const Json::Value& attachment : media["attachments"]) {
+    if (attachment["usage"] != usage) continue;
+    const Json::Value& object = attachment["asset"]["resource"]["objects"][0];
+    (void)Exchange("GET", object["downloadUrl"]["url"].asString(), {}, {}, httpCode);
+  }
+  return httpCode;
 }
 
 void OtherDevice::TakeLock() {

@@ -13,24 +13,35 @@
 // fault switches and the user "alice" whose password is "wonderland".
 class CloudServer {
  public:
+  // What a device of alice sends in place of the password; see passwordkeys_test
+  // for where it comes from.
+  static constexpr char kAliceSecret[] = "61d8056e8d26e1639ef03eeec0e707e4d0c5a357a9fed7fc23be7aa1bf2fc2ca";
+
   explicit CloudServer(const std::vector<std::string>& more = {});
   ~CloudServer();
   CloudServer(const CloudServer&) = delete;
   CloudServer& operator=(const CloudServer&) = delete;
 
   std::string Url() const { return "http://127.0.0.1:" + std::to_string(port); }
-  void AddUser(const std::string& name, const std::string& password);
+  // `more` go on the command line.
+  void AddUser(const std::string& name, const std::string& password,
+               const std::vector<std::string>& more = {}) {
+    AddUserBy("--password-file", name, password, more);
+  }
   // Ends the process as a crash does.
   void Kill();
 
   // One fault rule or action, as the server's contract has them.
   void Fault(const std::string& ruleJson) { (void)Control("POST", "/faults", ruleJson); }
   void Action(const std::string& actionJson) { (void)Control("POST", "/faults/actions", actionJson); }
+  void ClearFaults() { (void)Control("DELETE", "/faults", {}); }
   void ForgetRequests() { (void)Control("DELETE", "/faults/requests", {}); }
   // "METHOD path" of the requests seen, in order; those of a batch in "[]".
   std::vector<std::string> Requests();
 
  private:
+  void AddUserBy(const std::string& option, const std::string& name, const std::string& secret,
+                 const std::vector<std::string>& more = {});
   Json::Value Control(const std::string& method, const std::string& path, const std::string& body);
 
   TemporaryFolder data;
@@ -47,6 +58,10 @@ class OtherDevice {
   // Sends under the lock, which it takes at first use. Fails the test for an
   // answer other than 200.
   Json::Value Send(const std::string& method, const std::string& path, const std::string& body = {});
+  // Sends bytes to a signed address that the service gave out.
+  static void PutObject(const std::string& url, const std::string& bytes);
+  // Asks for the bytes of a media's object, as a download does; the HTTP code.
+  long AskForObject(const std::string& mediaId, const std::string& usage);
   void TakeLock();
   void GiveLockBack();
   void AddAlbum(const std::string& id, const std::string& name);
@@ -65,6 +80,8 @@ class OtherDevice {
 // A client that is logged in at a server of its own.
 class CloudTest : public GalleryTest {
  protected:
+  // `more` go on the server's command line.
+  explicit CloudTest(const std::vector<std::string>& more = {}) : server(more) {}
   void SetUp() override;
   void TearDown() override;
 

@@ -11,6 +11,7 @@
 #include "host/ns/basic.h"
 #include "host/ns/cloudphotov2.h"
 #include "loopbackserver.h"
+#include "support/faketask.h"
 
 namespace {
 
@@ -78,6 +79,19 @@ TEST_F(SessionTest, FailedLoginsChangeNothing) {
 TEST_F(SessionTest, AnotherKindOfServerIsUnreachable) {
   LoopbackServer other({LoopbackServer::Answer(200, "<html></html>")});
   EXPECT_EQ(session.Login(other.Url(), "alice", "wonderland"), LoginResult::Unreachable);
+}
+
+TEST_F(SessionTest, LogoutEndsTheTransfersFirst) {
+  ASSERT_EQ(Login(), LoginResult::Done);
+  FakeManager manager;
+  const auto task = std::make_shared<FakeTask>(TaskType::Upload, "a");
+  std::string userAtTheEnd;
+  task->WhenDone([&](const TransferTask::Ptr&) { userAtTheEnd = session.GetUserName(); });
+  ASSERT_TRUE(manager.AddUpload(task));
+  task->WaitForRun(1);
+  ASSERT_TRUE(session.Logout());
+  EXPECT_EQ(userAtTheEnd, "alice");
+  EXPECT_TRUE(manager.Tasks(TaskType::Upload).empty());
 }
 
 TEST_F(SessionTest, LogoutEndsTheSessionAndBringsTheLocalAccountBack) {

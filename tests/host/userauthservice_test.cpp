@@ -91,6 +91,53 @@ TEST_F(UserAuthTest, MissingMasterKeysAreMadeAndStored) {
   EXPECT_EQ(Rights(), 0600U);
 }
 
+TEST_F(UserAuthTest, MissingMasterKeysOfAServicesAccountAreNotMadeUp) {
+  profile.Write("account.json", R"({"userId":"me","server":"https://cloud.example"})");
+  const std::string before = profile.Read("account.json");
+  ASSERT_TRUE(auth.Load());
+  EXPECT_FALSE(auth.InitMk1AndMk2());
+  EXPECT_EQ(profile.Read("account.json"), before);
+}
+
+TEST_F(UserAuthTest, ExportedKeysOfALocalAccountCanBeImportedByAnother) {
+  ASSERT_TRUE(auth.Load());
+  const Json::Value exported = auth.ExportKeys();
+  const Json::Value first = Stored();
+  EXPECT_EQ(exported["format"], "zentara-keys-1");
+  EXPECT_EQ(exported["userId"], first["userId"]);
+  for (const char* name : {"mk1", "mk2", "userKey1", "userKey3", "userKeyId1", "userKeyId3"})
+    EXPECT_EQ(exported["keys"][name], first[name]) << name;
+  const TestProfile other;
+  ASSERT_TRUE(auth.Load());
+  Json::Value before;
+  std::istringstream(other.Read("account.json")) >> before;
+  ASSERT_EQ(auth.ImportKeys(exported, "", UserAuthService::Replace::UnusedKeys),
+            UserAuthService::ImportResult::Done);
+  Json::Value after;
+  std::istringstream(other.Read("account.json")) >> after;
+  EXPECT_EQ(after["mk1"], first["mk1"]);
+  EXPECT_EQ(after["userKeyId3"], first["userKeyId3"]);
+  EXPECT_EQ(after["userId"], before["userId"]);
+  ASSERT_EQ(after["formerKeys"].size(), 1U);
+  EXPECT_EQ(after["formerKeys"][0]["mk1"], before["mk1"]);
+}
+
+TEST_F(UserAuthTest, DamagedExportsAreRefused) {
+  ASSERT_TRUE(auth.Load());
+  const std::string before = profile.Read("account.json");
+  Json::Value shortKey = auth.ExportKeys();
+  shortKey["keys"]["mk2"] = "00";
+  Json::Value noKeys = auth.ExportKeys();
+  noKeys["keys"] = 5;
+  Json::Value later = auth.ExportKeys();
+  later["format"] = "zentara-keys-2";
+  for (const Json::Value& damaged : {shortKey, noKeys, later, Json::Value(), Json::Value("text")}) {
+    EXPECT_EQ(auth.ImportKeys(damaged, "", UserAuthService::Replace::AnyKeys),
+              UserAuthService::ImportResult::NoKeys);
+  }
+  EXPECT_EQ(profile.Read("account.json"), before);
+}
+
 TEST_F(UserAuthTest, DamagedMasterKeysAreRefusedAndKept) {
   profile.Write("account.json", R"({"userId":"me","mk1":"zz","mk2":""})");
   const std::string before = profile.Read("account.json");

@@ -329,6 +329,9 @@ TEST_F(AlbumTest, ChangingAlbumIdsReachesMembersAndRows) {
   EXPECT_EQ(member->AlbumId(), "next");
   EXPECT_EQ(Row("m")->AlbumId(), "next");
   EXPECT_EQ(Bin()->ChangeAlbumIds("", "next"), 0u);
+  // Otherwise another device would bring them back into another album.
+  EXPECT_EQ(file->GalleryState, 2);
+  EXPECT_EQ(Row("m")->GalleryState, 2);
 }
 
 TEST_F(AlbumTest, JsonFormTakesOnlyWhatIsThereAndGivesEverything) {

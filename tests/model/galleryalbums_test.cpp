@@ -166,13 +166,16 @@ TEST_F(GalleryAlbumsTest, AlbumsOfOneNameAndMillisecondHaveTheirOwnIds) {
   EXPECT_EQ(gallery.GetAlbum(first->AlbumId.Get()), first);
 }
 
-TEST_F(GalleryAlbumsTest, CloudNameThatIsCleanedToATakenOneGetsANumber) {
+TEST_F(GalleryAlbumsTest, NameOfTheCloudIsTakenAsItIs) {
   const auto own = gallery.CreateAlbum(L"Trip", false, -1);
   const auto album = CloudAlbum("cloud", L"Tour");
   gallery.UpdateAlbums({Record("cloud", L"T rip")});
   EXPECT_EQ(gallery.AlbumNameIsExist(L"Trip"), own);
-  EXPECT_EQ(album->AlbumName.Get(), L"Trip(1)");
+  EXPECT_EQ(gallery.AlbumNameIsExist(L"T rip"), album);
+  EXPECT_EQ(album->AlbumName.Get(), L"T rip");
+  EXPECT_EQ(album->Operation.Get(), "");
 }
+
 
 TEST_F(GalleryAlbumsTest, CloudRecordRenamesAndSettlesAnAlbum) {
   const auto album = gallery.CreateAlbum(L"Trip", false, -1);

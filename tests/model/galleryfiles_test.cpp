@@ -293,6 +293,21 @@ TEST_F(GalleryFilesTest, UploadedFileIsFoundUnderItsNewId) {
   EXPECT_TRUE(Holds(Camera(), file));
 }
 
+TEST_F(GalleryFilesTest, NewIdThatCouldNotBeWrittenIsWrittenLater) {
+  const auto file = LocalFile("local");
+  Add({file});
+  auto& store = DBHelper::GetInstance();
+  ASSERT_TRUE(store.Execute("ALTER TABLE GalleryFile RENAME TO Away;"));
+  file->SetUniqueId("cloud");
+  EXPECT_FALSE(gallery.UpdateFileUId(file, "local"));
+  EXPECT_EQ(gallery.GetFile("cloud"), file);
+  EXPECT_FALSE(gallery.WriteLateIds());
+  ASSERT_TRUE(store.Execute("ALTER TABLE Away RENAME TO GalleryFile;"));
+  EXPECT_TRUE(gallery.WriteLateIds());
+  EXPECT_EQ(Row("local"), nullptr);
+  EXPECT_NE(Row("cloud"), nullptr);
+}
+
 TEST_F(GalleryFilesTest, IdsAreLookedUpInTheirOrder) {
   const auto a = CloudFile("a"), b = CloudFile("b");
   Add({a, b});

@@ -278,17 +278,17 @@ TEST_F(DBHelperTest, SyncStateIsOneRow) {
 }
 
 TEST_F(DBHelperTest, SecondDownloadOfAFileIsNotStored) {
-  DownloadRow task;
+  DownloadTaskProperty task;
   task.UniqueId = "u";
   task.FileName = L"\u00fc.jpg";
   task.TotalLength = 10;
   task.IsLocalFileDownload = true;
   ASSERT_TRUE(database.AddDownload(task));
   EXPECT_GT(task.Id, 0);
-  DownloadRow again = task;
+  DownloadTaskProperty again = task;
   again.TotalLength = 20;
   ASSERT_TRUE(database.AddDownload(again));
-  std::vector<DownloadRow> rows;
+  std::vector<DownloadTaskProperty> rows;
   ASSERT_TRUE(database.GetDownloads(rows));
   ASSERT_EQ(rows.size(), 1u);
   EXPECT_EQ(rows[0].TotalLength, 10);
@@ -305,8 +305,25 @@ TEST_F(DBHelperTest, SecondDownloadOfAFileIsNotStored) {
   EXPECT_TRUE(rows.empty());
 }
 
+TEST_F(DBHelperTest, DownloadsOfABatchGetTheirIdsAndNoSecondRow) {
+  DownloadTaskProperty stored, fresh, twice;
+  stored.UniqueId = "stored";
+  fresh.UniqueId = twice.UniqueId = "fresh";
+  ASSERT_TRUE(database.AddDownload(stored));
+  DownloadTaskProperty again = stored;
+  again.TotalLength = 20;
+  ASSERT_TRUE(database.AddDownloads({&again, &fresh, &twice}));
+  std::vector<DownloadTaskProperty> rows;
+  ASSERT_TRUE(database.GetDownloads(rows));
+  ASSERT_EQ(rows.size(), 2u);
+  EXPECT_EQ(rows[0].TotalLength, 0);
+  EXPECT_EQ(rows[1].UniqueId, "fresh");
+  EXPECT_EQ(rows[1].Id, fresh.Id);
+  ASSERT_TRUE(database.AddDownloads({}));
+}
+
 TEST_F(DBHelperTest, FinishedTransfersKeepTheirOwnIds) {
-  CompletedRow first, second;
+  CompletedTaskProperty first, second;
   first.UniqueId = second.UniqueId = "u";
   first.EndTime = 1;
   second.EndTime = 2;
@@ -314,7 +331,7 @@ TEST_F(DBHelperTest, FinishedTransfersKeepTheirOwnIds) {
   ASSERT_TRUE(database.AddCompleted(second));
   EXPECT_NE(first.Id, second.Id);
   ASSERT_TRUE(database.DeleteCompleted(first.Id));
-  std::vector<CompletedRow> rows;
+  std::vector<CompletedTaskProperty> rows;
   ASSERT_TRUE(database.GetCompleted(rows));
   ASSERT_EQ(rows.size(), 1u);
   EXPECT_EQ(rows[0].Id, second.Id);

@@ -8,12 +8,17 @@
 // A program that a test starts. Standard error goes to the test's own.
 class Process {
  public:
-  explicit Process(const std::vector<std::string>& command);
+  // Where the program reads: what the test itself reads, or what it writes.
+  enum class Input { Inherited, Written };
+
+  explicit Process(const std::vector<std::string>& command, Input input = Input::Inherited);
   // Kills the program if it still runs.
   ~Process();
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
 
+  // Sends a line, with the line end; false when the program no longer reads.
+  bool WriteLine(const std::string& line) const;
   // The next line of its standard output, without the line end; empty at the end.
   std::string ReadLine();
   // False once the program has ended, which is noticed here.
@@ -26,6 +31,8 @@ class Process {
  private:
   pid_t pid = -1;
   int fromProgram = -1;
+  int toProgram = -1;
+  std::string unread;
 };
 
 struct Finished {

@@ -125,6 +125,20 @@ TEST_F(FullSyncTest, ExpiredCursorListsAgainAndKeepsWaitingChanges) {
   ExpectInStep();
 }
 
+TEST_F(FullSyncTest, FileChangedAfterItsRowWasForgottenIsStoredAgain) {
+  Fill(3);
+  Settle();
+  auto& store = DBHelper::GetInstance();
+  ASSERT_TRUE(store.Execute("Delete From GalleryFile Where GalleryState = 0;"));
+  ASSERT_TRUE(store.Execute("DELETE FROM AlbumLocalVersion; "));
+  ASSERT_TRUE(store.ClearAlbums());
+  gallery.FavoriteFiles(gallery.GetFile("m1001"), true);
+  gallery.RecycleFiles({gallery.GetFile("m1000")}, false);
+  Settle();
+  EXPECT_FALSE(cloud.MediaInfo("m1000").recycleAlbumId.empty());
+  ExpectInStep();
+}
+
 TEST_F(FullSyncTest, FailedAlbumListIsTold) {
   Fill(1);
   cloud.FailCall(2);

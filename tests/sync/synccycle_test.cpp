@@ -90,7 +90,8 @@ TEST_F(SyncCycleTest, CutFromTheFirstGenerationIsFollowedByABriefing) {
 TEST_F(SyncCycleTest, FullCloudWithoutRoomEndsTheTick) {
   services.spaceInfo = [] { return SpaceInfo{0, 100, 0}; };
   MakeSync();
-  EXPECT_TRUE(Cycle());
+  EXPECT_FALSE(Cycle());
+  EXPECT_EQ(sync->GetState().lastError.cause, "the cloud's space is used up");
   EXPECT_TRUE(cloud.CallNames().empty());
   EXPECT_EQ(listener.Statuses().back(), (Told{SyncStatus::IDLE, 0}));
 }

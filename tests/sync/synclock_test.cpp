@@ -98,4 +98,27 @@ TEST_F(SyncLockTest, RefundHoldsTheLockUntilItsTasksEnd) {
   EXPECT_FALSE(cloud.IsLocked());
 }
 
+TEST_F(SyncLockTest, WorkUnderTheLockLeavesItToTasksThatHoldIt) {
+  std::function<void()> done;
+  services.createRefundTasks = [&](const std::vector<RefundTask>&, bool, std::function<void()> then) {
+    done = std::move(then);
+  };
+  RestartClient();
+  ASSERT_TRUE(Cycle());
+  EXPECT_TRUE(sync->WithLock([this] { return cloud.IsLocked(); }));
+  EXPECT_FALSE(cloud.IsLocked());
+  ASSERT_TRUE(sync->RefundGetLock({"a"}, 0, false));
+  EXPECT_TRUE(sync->WithLock([this] { return cloud.IsLocked(); }));
+  EXPECT_TRUE(cloud.IsLocked());
+  done();
+  EXPECT_FALSE(cloud.IsLocked());
+}
+
+TEST_F(SyncLockTest, CycleDoesNotBeginDuringWorkBetweenCycles) {
+  EXPECT_TRUE(sync->BetweenCycles([this] { return !Cycle(); }));
+  EXPECT_TRUE(Cycle());
+  sync->StopSync();
+  EXPECT_FALSE(sync->BetweenCycles([] { return true; }));
+}
+
 }  // namespace

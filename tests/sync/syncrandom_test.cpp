@@ -125,21 +125,19 @@ class SyncRandomTest : public SyncTest {
 
   // Uploads at once, as an engine does with small files on a good line.
   void InstallEngine() {
-    GalleryTransManager::Engine engine;
-    engine.upload = [this](const GalleryTransManager::Files& files) {
+    const auto upload = [this](const GalleryFile::Ptr& file, const Album::Ptr&) -> TransferTask::Ptr {
       DatabaseFaults::FailWrite(0);  // The engine's own writes are not under test.
-      for (const auto& file : files) {
-        const std::string old = file->UniqueId(), id = NewId("uploaded");
-        if (!cloud.AddMedia(id, file->FileName(), file->AlbumId(), "this-device")) continue;
-        (void)cloud.Edit(
-            id, [&](CloudFileInfo& info) { info.favorite = file->IsFavorite; }, "this-device");
-        file->SetUniqueId(id);
-        file->SetFileId(id);
-        file->GalleryState = 0;
-        gallery.UpdateFileUId(file, old);
-      }
+      const std::string old = file->UniqueId(), id = NewId("uploaded");
+      if (!cloud.AddMedia(id, file->FileName(), file->AlbumId(), "this-device")) return nullptr;
+      (void)cloud.Edit(
+          id, [&](CloudFileInfo& info) { info.favorite = file->IsFavorite; }, "this-device");
+      file->SetUniqueId(id);
+      file->SetFileId(id);
+      file->GalleryState = 0;
+      gallery.UpdateFileUId(file, old);
+      return nullptr;
     };
-    GalleryTransManager::GetInstance().SetEngine(engine);
+    GalleryTransManager::GetInstance().SetMakeUpload(upload);
   }
 };
 

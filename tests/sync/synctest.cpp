@@ -58,6 +58,12 @@ void SyncTest::Listener::Notify(std::int32_t state) {
 void SyncTest::Listener::OnSyncStatus(SyncStatus status, std::int64_t count) {
   std::lock_guard hold(lock);
   statuses.push_back({status, count});
+  changed.notify_all();
+}
+
+void SyncTest::Listener::WaitForStatus(const Told& status) {
+  std::unique_lock hold(lock);
+  changed.wait(hold, [&] { return std::find(statuses.begin(), statuses.end(), status) != statuses.end(); });
 }
 
 std::vector<SyncTest::Told> SyncTest::Listener::Statuses() {
@@ -75,6 +81,8 @@ void SyncTest::SetUp() {
   DatabaseFaults::FailWrite(0);
   GalleryTest::SetUp();
   ASSERT_TRUE(CHeader::GetInstance().Init(CHeader::DeviceUuid, L"this-device"));
+  // Contents go up only in tests that say how.
+  GalleryTransManager::GetInstance().SetMakeUpload([](const auto&, const auto&) { return nullptr; });
   services.listing = [this] { return cloud.Listing(); };
   services.makeService = [this] { return cloud.Service(); };
   MakeSync();
@@ -84,7 +92,8 @@ void SyncTest::TearDown() {
   DatabaseFaults::FailWrite(0);
   cloud.onCall = nullptr;
   sync.reset();
-  GalleryTransManager::GetInstance().SetEngine({});
+  GalleryTransManager::GetInstance().OnLogout();
+  GalleryTransManager::GetInstance().SetMakeUpload({});
   GlobalData::cloudGeneration = GlobalData::kGenerationUnknown;
   GalleryTest::TearDown();
 }

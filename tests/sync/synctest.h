@@ -20,9 +20,12 @@ class SyncTest : public GalleryTest {
     void ShowWindow() override {}
     std::vector<Told> Statuses();
     std::vector<std::int32_t> Notified();
+    // Returns once this status has been told.
+    void WaitForStatus(const Told& status);
 
    private:
     std::mutex lock;
+    std::condition_variable changed;
     std::vector<Told> statuses;
     std::vector<std::int32_t> notified;
   };

@@ -1,3 +1,4 @@
+#include "support/faketask.h"
 #include "synctest.h"
 #include "transfer/gallerytransmanager.h"
 
@@ -15,6 +16,33 @@ class SyncUploadTest : public SyncTest {
     const auto calls = cloud.CallNames();
     return static_cast<int>(std::count(calls.begin(), calls.end(), name));
   }
+  // Uploads that end when the test says so.
+  void UploadsByHand() {
+    transfers.SetMakeUpload([this](const GalleryFile::Ptr& file, const Album::Ptr&) {
+      auto task = std::make_shared<FakeTask>(TaskType::Upload, file->UniqueId());
+      const std::lock_guard hold(lock);
+      uploads.push_back(task);
+      made.notify_all();
+      return task;
+    });
+  }
+  std::vector<std::shared_ptr<FakeTask>> WaitForUploads(std::size_t count) {
+    std::unique_lock hold(lock);
+    made.wait(hold, [&] { return uploads.size() >= count; });
+    return uploads;
+  }
+  void AddWaiting(int count) {
+    Files files;
+    for (int i = 0; i < count; ++i) {
+      std::string number = std::to_string(i);
+      files.push_back(LocalFile("l" + number));
+    }
+    Add(files);
+  }
+  GalleryTransManager& transfers = GalleryTransManager::GetInstance();
+  std::mutex lock;
+  std::condition_variable made;
+  std::vector<std::shared_ptr<FakeTask>> uploads;
 };
 
 TEST_F(SyncUploadTest, OneBatchAndOneMore) {
@@ -140,35 +168,137 @@ TEST_F(SyncUploadTest, AlbumWithFilesOfAnotherDeviceSendsThemToTheBin) {
   ExpectInStep();
 }
 
+TEST_F(SyncUploadTest, FileMovedOutOfADeletedAlbumDoesNotGoToTheBin) {
+  Fill(1);
+  cloud.CreateAlbum("default-album-300-x", L"Trip");
+  cloud.AddMedia("moved", L"moved.jpg", "default-album-300-x");
+  Settle();
+  // The recycled file goes first, so that the move waits for the next cycle.
+  gallery.RecycleFiles({gallery.GetFile("m0")}, false);
+  gallery.MoveFiles({gallery.GetFile("moved")}, gallery.GetAlbum("default-album-1"), false);
+  ASSERT_TRUE(gallery.DeleteAlbum(gallery.GetAlbum("default-album-300-x")));
+  Settle();
+  EXPECT_EQ(cloud.MediaInfo("moved").recycleAlbumId, "");
+  EXPECT_EQ(cloud.MediaInfo("moved").albumId, "default-album-1");
+  ExpectInStep();
+}
+
 TEST_F(SyncUploadTest, ContentBeyondTheFreeSpaceStaysAndIsTold) {
   Fill(1);
   services.spaceInfo = [] { return SpaceInfo{0, 5000, 1500}; };
   std::vector<std::string> handed;
-  GalleryTransManager::Engine engine;
-  engine.upload = [&](const GalleryTransManager::Files& files) {
-    for (const auto& file : files) handed.push_back(file->UniqueId());
-  };
-  GalleryTransManager::GetInstance().SetEngine(engine);
+  transfers.SetMakeUpload([&](const GalleryFile::Ptr& file, const Album::Ptr&) {
+    handed.push_back(file->UniqueId());
+    return nullptr;
+  });
   RestartClient();
   ASSERT_TRUE(Cycle());
   Add({LocalFile("l1"), LocalFile("l2")});
-  EXPECT_TRUE(Cycle());
+  EXPECT_FALSE(Cycle());
   EXPECT_EQ(handed.size(), 1u);
+  const SyncError error = sync->GetState().lastError;
+  EXPECT_EQ(error.step, "SyncHelper::UploadContent");
+  EXPECT_EQ(error.cause, "the cloud has room for 500 more bytes, the file has 1000");
+  EXPECT_EQ(error.item, handed.front() == "l1" ? "l2" : "l1");
   const auto told = listener.Statuses();
   EXPECT_NE(std::find(told.begin(), told.end(), Told{SyncStatus::NOSPACE, 2}), told.end());
 }
 
 TEST_F(SyncUploadTest, HundredAndOneFilesMakeOnePass) {
   Fill(1);
-  std::vector<std::size_t> passes;
-  GalleryTransManager::Engine engine;
-  engine.upload = [&](const GalleryTransManager::Files& files) { passes.push_back(files.size()); };
-  GalleryTransManager::GetInstance().SetEngine(engine);
-  Files files;
-  for (int i = 0; i < 102; ++i) files.push_back(LocalFile("l" + std::to_string(i)));
-  Add(files);
+  UploadsByHand();
+  AddWaiting(102);
+  std::thread cycle([this] { EXPECT_TRUE(Cycle()); });
+  const auto pass = WaitForUploads(101);
+  // What lies behind the pass is told less the hundred that are as good as up.
+  listener.WaitForStatus({SyncStatus::UPLOAD, 2 + 101});
+  for (const auto& task : pass) task->Let(TransferErrorInterface::kNone);
+  const auto all = WaitForUploads(102);
+  all.back()->Let(TransferErrorInterface::kNone);
+  cycle.join();
+  EXPECT_EQ(all.size(), 102u);
+}
+
+TEST_F(SyncUploadTest, PauseOfTransfersEndsTheUploadsAndKeepsTheFiles) {
+  Fill(1);
+  std::atomic<bool> paused{false};
+  services.contentPaused = [&] { return paused.load(); };
+  RestartClient();
+  ASSERT_TRUE(Cycle());
+  UploadsByHand();
+  AddWaiting(3);
+  std::thread cycle([this] { EXPECT_TRUE(Cycle()); });
+  (void)WaitForUploads(3);
+  paused = true;
+  transfers.OnClockMoved();  // any change has the pause looked at
+  cycle.join();
+  EXPECT_TRUE(transfers.Tasks(TaskType::Upload).empty());
+  EXPECT_EQ(sync->GetState().pendingUploads, 3u);
   EXPECT_TRUE(Cycle());
-  EXPECT_EQ(passes, (std::vector<std::size_t>{101, 1}));
+  EXPECT_EQ(uploads.size(), 3u);
+}
+
+TEST_F(SyncUploadTest, FileThatIsOnItsWayIsNotQueuedAgain) {
+  Fill(1);
+  UploadsByHand();
+  AddWaiting(1);
+  const auto file = gallery.GetFile("l0");
+  EXPECT_EQ(transfers.GalleryUpload({file}, nullptr), 1u);
+  EXPECT_EQ(transfers.GalleryUpload({file}, nullptr), 0u);
+  EXPECT_EQ(transfers.Tasks(TaskType::Upload).size(), 1u);
+}
+
+class RefusedUploadTest : public SyncTest {
+ protected:
+  void SetUp() override {
+    SyncTest::SetUp();
+    cloud.CreateAlbum("default-album-300-there", L"There");
+    cloud.AddMedia("m0", L"m0.jpg", "default-album-1");
+    cloud.AddMedia("m1", L"m1.jpg", "default-album-1");
+    Settle();
+    mine = gallery.CreateAlbum(L"Mine", false, -1);
+    ASSERT_TRUE(mine);
+    ASSERT_EQ(gallery.MoveFiles({gallery.GetFile("m0")}, mine, false), 1u);
+  }
+  FailedItem Conflict(const std::string& with) {
+    FailedItem item;
+    item.id = mine->AlbumId.Get();
+    item.code = "21";
+    item.conflictId = with;
+    return item;
+  }
+  SyncLocalOperation local{services, [] {}};
+  Album::Ptr mine;
+};
+
+TEST_F(RefusedUploadTest, AlbumKnownUnderAnotherIdGivesItsFilesToThatOne) {
+  local.UploadCreatedAlbumsFailed({Conflict("default-album-300-there")});
+  EXPECT_EQ(gallery.GetFile("m0")->AlbumId(), "default-album-300-there");
+  EXPECT_FALSE(gallery.GetAlbum(mine->AlbumId.Get()));
+  Settle();
+  ExpectInStep();
+}
+
+TEST_F(RefusedUploadTest, AlbumKnownUnderItsOwnIdGoesUpAsAChange) {
+  local.UploadCreatedAlbumsFailed({Conflict(mine->AlbumId.Get())});
+  EXPECT_EQ(mine->Operation.Get(), "1");
+}
+
+TEST_F(RefusedUploadTest, ConflictWithoutAnotherAlbumChangesNothing) {
+  local.UploadCreatedAlbumsFailed({Conflict("")});
+  local.UploadCreatedAlbumsFailed({Conflict("default-album-300-nowhere")});
+  EXPECT_EQ(mine->Operation.Get(), "0");
+  EXPECT_EQ(gallery.GetFile("m0")->AlbumId(), mine->AlbumId.Get());
+}
+
+TEST_F(RefusedUploadTest, FileWhoseNameIsTakenThereGetsANumber) {
+  FailedItem item;
+  item.id = "m1";
+  item.code = "104";
+  local.UploadModifyFilesFailed({item});
+  EXPECT_EQ(gallery.GetFile("m1")->FileName(), L"m1(1).jpg");
+  EXPECT_EQ(Row("m1")->FileName(), L"m1(1).jpg");
+  EXPECT_EQ(Row("m1")->GalleryState, 2);
 }
 
 }  // namespace

@@ -120,7 +120,7 @@ bool HttpLib::Request(const HttpHeaders& headers, const std::string& body, std::
     return false;
   }
   if (method < kHttpGet || method > kHttpPut) return false;
-  CurlConn connection;
+  CurlConn connection(CurlConn::Connection::Kept);
   if (!connection.IsReady() || !connection.SetUrl(url)) return false;
   connection.SetHeaders(HeaderLines(headers));
   connection.SetMethod(static_cast<CurlConn::Method>(method), body);
@@ -156,7 +156,7 @@ bool HttpLib::UploadFile(UploadFileCommandParams& params, const std::string& url
   const bool isInit = url.find("init") != std::string::npos;
   if (isInit) sent["Content-Length"] = "0";
   LogInfo(kTag, [&] { return "Upload file url:" + LogUrl(url) + " headers:" + HeaderNames(sent); });
-  CurlConn connection;
+  CurlConn connection(CurlConn::Connection::Kept);
   if (!connection.IsReady() || !connection.SetUrl(url)) return false;
   connection.SetHeaders(HeaderLines(sent));
   connection.SetWriter(AppendTo(response));

@@ -23,6 +23,10 @@ bool Gallery::Init() {
     platform::WriterLock hold(fileLock);
     files.Clear();
   }
+  {
+    platform::MutexLock hold(lateIdsLock);
+    lateIds.clear();
+  }
   bursts.Clear();
   for (const AlbumKind kind : {AlbumKind::TimeLine, AlbumKind::RecentlyUpload}) {
     const auto album = Album::CreateSystem(kind);

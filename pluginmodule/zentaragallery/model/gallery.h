@@ -115,7 +115,11 @@ class Gallery : public IGalleryContext {
                         const Report& report = nullptr);
   bool FavoriteFiles(const FilePtr& file, bool on);
   // After an upload: the row of `oldId` and the file table take the file's new id.
-  void UpdateFileUId(const FilePtr& file, const std::string& oldId);
+  // False, logged, when the row could not be written: WriteLateIds tries again.
+  bool UpdateFileUId(const FilePtr& file, const std::string& oldId);
+  // False while a row still has an id that its file no longer has: the next start
+  // would upload the content a second time.
+  [[nodiscard]] bool WriteLateIds();
   std::size_t GetGalleryFiles(const std::vector<std::string>& ids, Files& out);
   FilePtr GetFile(const std::string& uniqueId);
   // The file, or its cover if it is a burst member.
@@ -179,6 +183,9 @@ class Gallery : public IGalleryContext {
 
   platform::SharedMutex fileLock;
   FileTable files GUARDED_BY(fileLock);
+
+  platform::Mutex lateIdsLock;  // held over the writes
+  std::vector<std::pair<FilePtr, std::string>> lateIds GUARDED_BY(lateIdsLock);
 
   BurstTables bursts;
 };

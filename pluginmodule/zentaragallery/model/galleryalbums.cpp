@@ -98,14 +98,11 @@ std::size_t Gallery::LoadAlbums(const Albums& rows) {
 
 // Gives `album` the name of `record`; false when that name cannot be made free.
 bool Gallery::TakeName(const AlbumPtr& album, const AlbumPtr& record) {
-  std::wstring name = record->AlbumName.Get();
-  if (album->Kind() == AlbumKind::None) (void)Album::CleanName(name);  // as Rename will store it
-  const auto owner = albumsByName.find(name);
+  const auto owner = albumsByName.find(record->AlbumName.Get());
   const bool taken = owner != albumsByName.end() && owner->second != album;
-  if (taken) record->AlbumName = name;
   if (taken && !AutoRenameAlbum(record)) return false;
   EraseName(album);
-  (void)album->Rename(record->AlbumName.Get());  // A system album keeps its name.
+  (void)album->TakeCloudName(record->AlbumName.Get());  // A system album keeps its name.
   albumsByName[album->AlbumName.Get()] = album;
   if (!taken) album->Operation = "";
   return true;

@@ -514,13 +514,27 @@ bool Gallery::FavoriteFiles(const FilePtr& file, bool on) {
   return true;
 }
 
-void Gallery::UpdateFileUId(const FilePtr& file, const std::string& oldId) {
+bool Gallery::UpdateFileUId(const FilePtr& file, const std::string& oldId) {
   LogInfo("Gallery::UpdateFileUId", "UpdateFileUId entry");
-  if (!file) return;
-  (void)DBHelper::GetInstance().UpdateFile(file, oldId);
-  platform::WriterLock hold(fileLock);
-  files.EraseFormer(oldId, file);
-  files.Insert(file);
+  if (!file) return false;
+  const bool written = DBHelper::GetInstance().UpdateFile(file, oldId);
+  {
+    platform::WriterLock hold(fileLock);
+    files.EraseFormer(oldId, file);
+    files.Insert(file);
+  }
+  if (written) return true;
+  LogError("Gallery::UpdateFileUId", "the row of " + oldId + " could not be written");
+  platform::MutexLock hold(lateIdsLock);
+  lateIds.emplace_back(file, oldId);
+  return false;
+}
+
+bool Gallery::WriteLateIds() {
+  platform::MutexLock hold(lateIdsLock);
+  std::erase_if(lateIds,
+                [](const auto& late) { return DBHelper::GetInstance().UpdateFile(late.first, late.second); });
+  return lateIds.empty();
 }
 
 std::size_t Gallery::GetGalleryFiles(const std::vector<std::string>& ids, Files& out) {

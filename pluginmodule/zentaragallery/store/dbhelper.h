@@ -79,6 +79,9 @@ class DBHelper : public DatabaseOperationBase {
   bool SetLocalPath(const FilePtr& file);
   bool SetSize(const FilePtr& file);
   bool SetContentStatus(const std::string& uniqueId, std::int64_t status);
+  // Ids with their statuses, in one batch.
+  using ContentStatuses = std::vector<std::pair<std::string, std::int64_t>>;
+  bool SetContentStatus(const ContentStatuses& statuses);
   // Covers of that burst name: `UniqueId` and the burst fields only.
   bool GetBurstCovers(const std::wstring& name, FileVector& covers);
   bool ClearOffsets();
@@ -89,12 +92,14 @@ class DBHelper : public DatabaseOperationBase {
   // --- Transfers
   // Stores the task unless its file has a row already; the id of the new row is
   // kept in the task.
-  bool AddDownload(DownloadRow& task);
-  bool GetDownloads(std::vector<DownloadRow>& tasks);
+  bool AddDownload(DownloadTaskProperty& task);
+  // The same for many, all of them or none.
+  bool AddDownloads(const std::vector<DownloadTaskProperty*>& tasks);
+  bool GetDownloads(std::vector<DownloadTaskProperty>& tasks);
   bool DeleteDownload(std::int64_t id);
-  bool UpdateDownload(const DownloadRow& task, std::int64_t oldId);
-  bool AddCompleted(CompletedRow& task);
-  bool GetCompleted(std::vector<CompletedRow>& tasks);
+  bool UpdateDownload(const DownloadTaskProperty& task, std::int64_t oldId);
+  bool AddCompleted(CompletedTaskProperty& task);
+  bool GetCompleted(std::vector<CompletedTaskProperty>& tasks);
   bool DeleteCompleted(std::int64_t id);
 
  private:

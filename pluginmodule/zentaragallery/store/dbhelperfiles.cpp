@@ -277,10 +277,16 @@ bool DBHelper::SetSize(const FilePtr& file) {
 }
 
 bool DBHelper::SetContentStatus(const std::string& uniqueId, std::int64_t status) {
-  DatabaseBindParameter set = UniqueIdOf(uniqueId);
-  set.Insert(L":cloudContentStatus", status);
-  return ExecuteOne(
-      "UPDATE GalleryFile SET cloudContentStatus = :cloudContentStatus WHERE UniqueId = :UniqueId;", set);
+  return SetContentStatus(ContentStatuses{{uniqueId, status}});
+}
+
+bool DBHelper::SetContentStatus(const ContentStatuses& statuses) {
+  return Execute(
+      "UPDATE GalleryFile SET cloudContentStatus = :cloudContentStatus WHERE UniqueId = :UniqueId;",
+      statuses.size(), [&statuses](std::size_t i, DatabaseBindParameter& set) {
+        set.Insert(L":UniqueId", statuses[i].first);
+        set.Insert(L":cloudContentStatus", statuses[i].second);
+      });
 }
 
 bool DBHelper::GetBurstCovers(const std::wstring& name, FileVector& covers) {

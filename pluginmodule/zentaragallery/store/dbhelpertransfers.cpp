@@ -33,7 +33,7 @@ constexpr std::array<Column, 9> kCompletedColumns{{
     {"Id", L":Id", "INTEGER PRIMARY KEY AUTOINCREMENT NOT NULL"},
 }};
 
-void BindDownload(const DownloadRow& task, DatabaseBindParameter& set) {
+void BindDownload(const DownloadTaskProperty& task, DatabaseBindParameter& set) {
   set.Insert(L":FileName", platform::WideToUtf8(task.FileName));
   set.Insert(L":AlbumId", task.AlbumId);
   set.Insert(L":FileId", task.FileId);
@@ -46,8 +46,8 @@ void BindDownload(const DownloadRow& task, DatabaseBindParameter& set) {
   set.Insert(L":IsLocalFileDownload", std::int64_t{task.IsLocalFileDownload});
 }
 
-DownloadRow ReadDownload(DatabaseQueryResult& row) {
-  DownloadRow task;
+DownloadTaskProperty ReadDownload(DatabaseQueryResult& row) {
+  DownloadTaskProperty task;
   task.FileName = row.GetWstring();
   task.AlbumId = row.GetString();
   task.FileId = row.GetString();
@@ -62,8 +62,8 @@ DownloadRow ReadDownload(DatabaseQueryResult& row) {
   return task;
 }
 
-CompletedRow ReadCompleted(DatabaseQueryResult& row) {
-  CompletedRow task;
+CompletedTaskProperty ReadCompleted(DatabaseQueryResult& row) {
+  CompletedTaskProperty task;
   task.FileName = row.GetWstring();
   task.FileId = row.GetString();
   task.UniqueId = row.GetString();
@@ -91,7 +91,7 @@ std::string CompletedTableStatement() {
   return CreateStatement("TransferCompleteCloudTask", kCompletedColumns);
 }
 
-bool DBHelper::AddDownload(DownloadRow& task) {
+bool DBHelper::AddDownload(DownloadTaskProperty& task) {
   static const std::string sql = InsertStatement("INSERT", "DownloadTask", kDownloadColumns, "Id");
   DatabaseBindParameter key;
   key.Insert(L":UniqueId", task.UniqueId);
@@ -105,7 +105,27 @@ bool DBHelper::AddDownload(DownloadRow& task) {
   return true;
 }
 
-bool DBHelper::GetDownloads(std::vector<DownloadRow>& tasks) {
+bool DBHelper::AddDownloads(const std::vector<DownloadTaskProperty*>& tasks) {
+  static const std::string sql = InsertStatement("INSERT", "DownloadTask", kDownloadColumns, "Id");
+  std::map<std::string, std::int64_t> ids;
+  const auto readIds = [&] {
+    std::vector<DownloadTaskProperty> rows;
+    if (!GetDownloads(rows)) return false;
+    for (const auto& row : rows) ids[row.UniqueId] = row.Id;
+    return true;
+  };
+  if (!readIds()) return false;
+  std::vector<DownloadTaskProperty*> fresh;
+  for (DownloadTaskProperty* task : tasks) {
+    if (ids.emplace(task->UniqueId, 0).second) fresh.push_back(task);
+  }
+  const auto fill = [&fresh](std::size_t i, DatabaseBindParameter& set) { BindDownload(*fresh[i], set); };
+  if (!Execute(sql, fresh.size(), fill) || !readIds()) return false;
+  for (DownloadTaskProperty* task : fresh) task->Id = ids[task->UniqueId];
+  return true;
+}
+
+bool DBHelper::GetDownloads(std::vector<DownloadTaskProperty>& tasks) {
   static const std::string sql = SelectStatement("DownloadTask", kDownloadColumns);
   return Query(sql, DatabaseBindParameter(),
                [&tasks](DatabaseQueryResult& row) { tasks.push_back(ReadDownload(row)); });
@@ -115,7 +135,7 @@ bool DBHelper::DeleteDownload(std::int64_t id) {
   return ExecuteOne("DELETE FROM DownloadTask WHERE Id = :Id;", IdSet(id));
 }
 
-bool DBHelper::UpdateDownload(const DownloadRow& task, std::int64_t oldId) {
+bool DBHelper::UpdateDownload(const DownloadTaskProperty& task, std::int64_t oldId) {
   static const std::string sql = UpdateStatement("DownloadTask", kDownloadColumns, "Id = :OldId");
   DatabaseBindParameter set;
   BindDownload(task, set);
@@ -124,7 +144,7 @@ bool DBHelper::UpdateDownload(const DownloadRow& task, std::int64_t oldId) {
   return ExecuteOne(sql, set);
 }
 
-bool DBHelper::AddCompleted(CompletedRow& task) {
+bool DBHelper::AddCompleted(CompletedTaskProperty& task) {
   static const std::string sql =
       InsertStatement("INSERT", "TransferCompleteCloudTask", kCompletedColumns, "Id");
   DatabaseBindParameter set;
@@ -143,7 +163,7 @@ bool DBHelper::AddCompleted(CompletedRow& task) {
   return true;
 }
 
-bool DBHelper::GetCompleted(std::vector<CompletedRow>& tasks) {
+bool DBHelper::GetCompleted(std::vector<CompletedTaskProperty>& tasks) {
   static const std::string sql = SelectStatement("TransferCompleteCloudTask", kCompletedColumns);
   return Query(sql, DatabaseBindParameter(),
                [&tasks](DatabaseQueryResult& row) { tasks.push_back(ReadCompleted(row)); });

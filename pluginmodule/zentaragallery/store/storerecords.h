@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <string>
 
+#include "host/transfer/taskproperties.h"
+
 // The one row of the table AlbumLocalVersion: how far this gallery is in step
 // with the cloud. Fields are named after the columns.
 struct AlbumLocalVersion {
@@ -23,30 +25,6 @@ struct AlbumLocalVersion {
   std::string lostFileQueryCursor;
 };
 
-// A row of the table DownloadTask: a download that survives a restart.
-struct DownloadRow {
-  std::wstring FileName;
-  std::string AlbumId;
-  std::string FileId;
-  std::string UniqueId;
-  std::int64_t TotalLength = 0;
-  std::int64_t Position = 0;
-  std::wstring LocalPath;
-  std::wstring OriginalFileLocalPath;
-  std::int64_t TaskType = 0;
-  bool IsLocalFileDownload = false;
-  std::int64_t Id = 0;
-};
-
-// A row of the table TransferCompleteCloudTask: a finished transfer.
-struct CompletedRow {
-  std::wstring FileName;
-  std::string FileId;
-  std::string UniqueId;
-  std::int64_t TotalLength = 0;
-  std::wstring LocalPath;
-  std::int64_t TaskType = 0;
-  std::int64_t EndTime = 0;
-  bool IsLocalFileDownload = false;
-  std::int64_t Id = 0;
-};
+// Rows of the tables DownloadTask and TransferCompleteCloudTask.
+using DatabaseService::TransmissionDB::CompletedTaskProperty;
+using DatabaseService::TransmissionDB::DownloadTaskProperty;

@@ -53,9 +53,10 @@ int SyncHelper::Briefing(int type) {
   if (compared && !version) (void)Fail(kTag, "the cloud's version is not known");
   if (good) {
     LogInfo(kTag, [&] { return "latestStartCursor:" + std::to_string(version->fileVersion); });
-    // An empty gallery was not compared: what the cloud has comes by the pull,
-    // from where the last one ended.
-    good = (nothingHere || localOperation.SetLatestVersion(version->fileVersion)) && FinishFullSync();
+    // An empty gallery or an empty listing was not compared: what the cloud has,
+    // or no longer has, comes by the pull from where the last one ended.
+    good = (nothingHere || listedNothing || localOperation.SetLatestVersion(version->fileVersion)) &&
+           FinishFullSync();
   }
   if (good) (void)IncrementSync();  // What fails there is repeated by the next tick.
   briefingBusy = false;
@@ -68,6 +69,7 @@ bool SyncHelper::BriefingFullUpdate(bool purge) {
   auto& gallery = Gallery::GetInstance();
   Gallery::Files local;
   gallery.GetAllFiles(local);
+  listedNothing = false;
   if (local.empty()) {
     LogInfo(kTag, "[Briefing]localFilesList is empty");
     return true;
@@ -78,7 +80,8 @@ bool SyncHelper::BriefingFullUpdate(bool purge) {
   LogInfo(kTag, "[Briefing]Begin Recyle Album Briefing");
   if (!BriefingProcessAlbum(local, true, listed)) return false;
   // A listing without a single file is silence, and deletes nothing.
-  if (listed == 0) local.clear();
+  listedNothing = listed == 0;
+  if (listedNothing) local.clear();
   SyncLocalOperation::Files uploadAgain;
   std::erase_if(local, [&](const GalleryFile::Ptr& file) {
     if (file->GalleryState == kContentToUpload || file->IsLocalOnly()) return true;
@@ -98,15 +101,16 @@ bool SyncHelper::BriefingFullUpdate(bool purge) {
 }
 
 bool SyncHelper::UploadAgain(const SyncLocalOperation::Files& files) {
+  bool renamed = true;
   for (const auto& file : files) {
     const std::string former = file->UniqueId();
     file->GalleryState = kContentToUpload;
     file->SetFileId("");
     // The upload takes files whose id is the one made here.
     file->SetUniqueId(file->Guid());
-    Gallery::GetInstance().UpdateFileUId(file, former);
+    renamed = Gallery::GetInstance().UpdateFileUId(file, former) && renamed;
   }
-  return localOperation.SaveFiles(files);
+  return renamed || Fail("SyncHelper::UploadAgain", "rows could not be written");
 }
 
 bool SyncHelper::GetCloudBriefingFiles(std::string& cursor, bool recycle, std::vector<BriefingItem>& items) {

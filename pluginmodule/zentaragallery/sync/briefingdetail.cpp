@@ -90,7 +90,7 @@ void SyncHelper::DetailedProcessLostFile(const Ids& ids) {
     file->SetLcdFileId("");
     file->SetGuid(fresh);
     file->SetUniqueId(fresh);
-    Gallery::GetInstance().UpdateFileUId(file, former);
+    (void)Gallery::GetInstance().UpdateFileUId(file, former);  // Written late when the database refuses.
   }
 }
 

@@ -10,13 +10,17 @@ namespace {
 // enough that a pause takes hold soon.
 constexpr std::size_t kFilesOfPass = 101;
 constexpr std::int64_t kShownAhead = 100;
-constexpr std::chrono::milliseconds kPollMs{500};
-constexpr std::int32_t kUploads = 1;
+
+std::string NoRoom(std::int64_t free) {
+  return "the cloud has room for " + std::to_string(std::max<std::int64_t>(free, 0)) + " more bytes";
+}
 
 }  // namespace
 
+bool SyncHelper::ContentIsPaused() const { return services.contentPaused && services.contentPaused(); }
+
 void SyncHelper::UploadContent() {
-  if (services.contentPaused && services.contentPaused()) return;
+  if (ContentIsPaused()) return;
   auto& transfers = GalleryTransManager::GetInstance();
   const auto files = localOperation.GetUploadFiles();
   uploadPending = static_cast<std::int64_t>(files.size());
@@ -35,26 +39,32 @@ void SyncHelper::UploadContent() {
     for (; next < files.size() && pass.size() < kFilesOfPass; ++next) {
       if (limited && bytes + files[next]->Size > space.free) {
         Enter(SyncStatus::NOSPACE);
+        (void)Fail("SyncHelper::UploadContent",
+                   NoRoom(space.free - bytes) + ", the file has " + std::to_string(files[next]->Size),
+                   files[next]->UniqueId());
         continue;
       }
       bytes += files[next]->Size;
       pass.push_back(files[next]);
     }
     if (pass.empty()) break;
-    transfers.GalleryUpload(pass);
+    (void)transfers.GalleryUpload(pass, nullptr);  // What cannot be queued keeps waiting in the gallery.
     if (!WaitForTasks(remaining)) break;
   }
-  transfers.StopAllTask(kUploads);
+  transfers.StopAllTask(TaskType::Upload);
   uploadPending = PendingUploads();
 }
 
 bool SyncHelper::WaitForTasks(std::size_t remaining) {
+  const auto& transfers = GalleryTransManager::GetInstance();
   const std::int64_t behind = std::max<std::int64_t>(static_cast<std::int64_t>(remaining) - kShownAhead, 0);
-  while (true) {
-    const auto running = static_cast<std::int64_t>(GalleryTransManager::GetInstance().RunningTasks());
-    if (running == 0) return true;
-    if (cancelTask || IsPaused()) return false;
-    Tell(SyncStatus::UPLOAD, behind + running);
-    std::this_thread::sleep_for(kPollMs);
-  }
+  std::int64_t told = 0;
+  return transfers.WaitUntilIdle(TaskType::Upload, [&] {
+    const auto figures = transfers.GetFigures(TaskType::Upload);
+    const auto now = static_cast<std::int64_t>(figures.waiting + figures.running);
+    if (now == 0) return false;
+    if (cancelTask || IsPaused() || ContentIsPaused()) return true;
+    if (std::exchange(told, now) != now) Tell(SyncStatus::UPLOAD, behind + now);
+    return false;
+  });
 }

@@ -169,10 +169,15 @@ bool SyncHelper::AlignMemoryWithTable() {
   std::unordered_set<std::string> stored;
   for (const auto& row : rows) stored.insert(row->UniqueId());
   Gallery::GetInstance().GetAllFiles(files);
-  std::erase_if(files, [&stored](const GalleryFile::Ptr& file) {
-    return stored.contains(file->UniqueId()) || HasLocalChange(*file) || file->IsLocalOnly();
+  std::erase_if(files, [&stored](const GalleryFile::Ptr& file) { return stored.contains(file->UniqueId()); });
+  // Changed after its row had gone: only memory tells of it.
+  const auto waiting = std::partition(files.begin(), files.end(), [](const GalleryFile::Ptr& file) {
+    return !HasLocalChange(*file) && !file->IsLocalOnly();
   });
-  (void)Gallery::GetInstance().RemoveFiles(files);
+  if (!localOperation.SaveFiles({waiting, files.end()})) {
+    return Fail("SyncHelper::AlignMemoryWithTable", "waiting files could not be stored");
+  }
+  (void)Gallery::GetInstance().RemoveFiles({files.begin(), waiting});
   return true;
 }
 

@@ -7,6 +7,7 @@
 #include "common/platform/thread.h"
 #include "host/globalparamwrapper.h"
 #include "store/dbhelper.h"
+#include "sync/lasterrorfile.h"
 #include "sync/modelload.h"
 #include "transfer/gallerytransmanager.h"
 #include "utils/gallerylog.h"
@@ -46,7 +47,7 @@ SyncHelper::SyncHelper(SyncServices given)
 
 SyncHelper::~SyncHelper() {
   closed = stopRequested = cancelTask = true;
-  timer.Stop();
+  StopTimer();
   ReleaseLock();
   platform::MutexLock hold(watchLock);
   if (watchThread.joinable()) watchThread.join();
@@ -70,10 +71,15 @@ void SyncHelper::StartSync() {
   timer.Start(
       kTickMs, [this] { (void)RunOnce(); }, false);
   GalleryTransManager::GetInstance().GalleryInit();
+  (void)GalleryTransManager::GetInstance().LoadTaskFromDB();  // What cannot be read has been logged.
   if (GlobalData::cloudGeneration == GlobalData::kGenerationV2) {
     if (services.startLostFiles) {
-      services.startLostFiles([this](const Ids& ids) { return RefundGetLock(ids, 0, false); },
-                              [this](const Ids& ids) { return RefundGetLock(ids, 1, false); });
+      const auto refund = [this](std::int32_t type) {
+        return [this, type](const Ids& ids) {
+          return BetweenCycles([&] { return RefundGetLock(ids, type, false); });
+        };
+      };
+      services.startLostFiles(refund(0), refund(1));
     }
     StartWatch();
   }
@@ -85,6 +91,11 @@ void SyncHelper::StartSync() {
   }
   platform::MutexLock hold(watchLock);
   if (services.makePlayer && !playerThread.joinable()) playerThread = std::thread(services.makePlayer);
+}
+
+void SyncHelper::StopTimer() {
+  timer.Stop();
+  if (services.stopLostFiles) services.stopLostFiles();
 }
 
 void SyncHelper::StartWatch() {
@@ -148,7 +159,7 @@ void SyncHelper::Enter(SyncStatus next) {
 bool SyncHelper::Fail(const char* step, const std::string& text, const std::string& item) {
   LogWarning(step, text + (item.empty() ? "" : " " + item));
   // The first cause of a cycle is the one that helps.
-  if (lastError.Get().step.empty()) lastError.Set({step, text, item});
+  if (lastError.Get().step.empty()) lastError.Set({step, text, item, MethodFunction::CurrentTime()});
   return false;
 }
 
@@ -168,9 +179,18 @@ std::int64_t SyncHelper::PendingUploads() {
 bool SyncHelper::RunOnce() {
   if (ticking.exchange(true)) return false;
   lastError.Set({});
+  hasTicked = true;
   SyncTick();
   ticking = false;
   return lastError.Get().step.empty();
+}
+
+// For processes that ask later. Written only when it changed: a tick that fails
+// each minute would otherwise wake the disk each minute.
+void SyncHelper::KeepLastError() {
+  const SyncError error = lastError.Get(), kept = LastErrorFile::Load();
+  if (error.step == kept.step && error.cause == kept.cause && error.item == kept.item) return;
+  (void)LastErrorFile::Store(error);  // Logged there; this process knows it anyway.
 }
 
 void SyncHelper::SyncTick() {
@@ -184,6 +204,8 @@ void SyncHelper::SyncTick() {
   const SpaceInfo space = services.spaceInfo ? services.spaceInfo() : SpaceInfo();
   if (space.status == 0 && space.total > 0 && space.free == 0 &&
       status == static_cast<std::int32_t>(SyncStatus::IDLE)) {
+    (void)Fail("SyncHelper::SyncTick", "the cloud's space is used up");
+    KeepLastError();
     Tell(SyncStatus::IDLE, uploadPending);
     return;
   }
@@ -191,11 +213,13 @@ void SyncHelper::SyncTick() {
   const SyncMode next = GetSyncMode();
   mode = static_cast<std::int32_t>(next);
   if (next == SyncMode::Failed || next == SyncMode::NewAccount) {
+    KeepLastError();
     NotifyTimeLine(timeLineToldIdle);
     return;
   }
   PostToFrame(WM_FRAME_SYNC_BEGIN);
   (void)RunMode(next);  // What failed stands in lastError.
+  KeepLastError();
   PostToFrame(WM_FRAME_SYNC_END);
   NotifyTimeLine(timeLineToldCycle);
 }
@@ -245,6 +269,6 @@ SyncState SyncHelper::GetState() {
                         localOperation.GetDeleteAlbums().size();
   state.pendingFiles = localOperation.GetChangedFiles().size() + localOperation.GetDeleteFiles().size();
   state.pendingUploads = localOperation.GetUploadFiles().size();
-  state.lastError = lastError.Get();
+  state.lastError = hasTicked ? lastError.Get() : LastErrorFile::Load();
   return state;
 }

@@ -53,10 +53,12 @@ class SyncHelper {
   // Ends what runs at its next check, and empties the views. Ticks do nothing
   // from then on until the next StartSync.
   void StopSync();
-  void StopTimer() { timer.Stop(); }
+  void StopTimer();
   // The user's switch: stored, and told to a sync that has started.
   void SetSyncSwitch(bool on);
   void SetPaused(bool paused);
+  // The command "301" brings the next tick at once; with a body that says so, it
+  // has the client forget what is down.
   void ProcessPushMsg(const std::string& command, const std::string& body);
 
   // Exactly one tick on the caller's thread, without the timer. False when a
@@ -78,6 +80,14 @@ class SyncHelper {
   // 0 contents, 1 thumbnails, 2 uploads that were pending at the start; `force`
   // takes content whose name is not known too.
   bool RefundGetLock(const Ids& fileIds, std::int32_t type, bool force);
+  // For a thread that is not the timer's: runs `work` while no cycle runs, waiting
+  // for one that does, and gives its result. False, without it, after StopSync.
+  bool BetweenCycles(const std::function<bool()>& work);
+  // The same under the lock, which is given back unless tasks hold it; false,
+  // without `work`, when the lock cannot be had.
+  bool WithLock(const std::function<bool()>& work);
+  // What runs is to end at its next check.
+  bool IsStopRequested() const { return stopRequested; }
 
   // --- Parts of a cycle; the timer's thread
 
@@ -114,6 +124,7 @@ class SyncHelper {
   // synchelper.cpp
   void SyncTick();
   bool RunMode(SyncMode mode);
+  void KeepLastError();
   bool WaitsAfter503() const;
   void NotifyTimeLine(std::atomic<bool>& done);
   void PostToFrame(unsigned message) const;
@@ -166,8 +177,11 @@ class SyncHelper {
   bool UploadDeleteAlbums();
   bool RecycleLeftFiles(const std::string& albumId);
   bool UploadFailed(const char* text);
+  void NoteRefused(const char* step, const std::vector<FailedItem>& failed,
+                   const std::function<bool(const std::string& code)>& isDealtWith);
 
   // synccontent.cpp
+  bool ContentIsPaused() const;
   void UploadContent();
   bool WaitForTasks(std::size_t remaining);
 
@@ -205,10 +219,12 @@ class SyncHelper {
   std::atomic<bool> started{false};
   std::atomic<bool> closed{false};   // StopSync came: no cycle may clear its flags
   std::atomic<bool> ticking{false};  // a tick is under way on some thread
+  std::atomic<bool> hasTicked{false};
   std::atomic<bool> cycleRunning{false};
   std::atomic<bool> hasSynced{false};
   std::atomic<bool> briefingBusy{false};
   std::atomic<bool> fullListing{false};
+  std::atomic<bool> listedNothing{false};  // by the last comparison
   std::atomic<bool> dataLoaded{false};
   std::atomic<bool> syncSwitch{true};
   std::atomic<bool> purgeNotInCloud{false};

@@ -35,7 +35,10 @@ std::int64_t MarkerNumber(std::string_view marker) {
 
 void SyncHelper::ProcessPushMsg(const std::string& command, const std::string& body) {
   LogInfo("SyncHelper::ProcessPushMsg", "Processes push msg,cmd:" + command);
-  if (command == kClientInit) ProcessClientInitPushMsg(body);
+  if (command != kClientInit) return;
+  ProcessClientInitPushMsg(body);
+  // The service sends this command for every change of another device too.
+  timer.Wake();
 }
 
 bool SyncHelper::DoNeedToInitClient(const std::string& body) {

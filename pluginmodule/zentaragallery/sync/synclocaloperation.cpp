@@ -169,6 +169,8 @@ bool SyncLocalOperation::SaveUnsaved() {
     erase.swap(rowsToErase);
   }
   auto& gallery = Gallery::GetInstance();
+  // First: a row under the former id would stand beside the one written below.
+  const bool idsWritten = gallery.WriteLateIds();
   Files present;
   for (const auto& file : files) {
     if (gallery.GetFile(file->UniqueId()) == file) present.push_back(file);
@@ -179,7 +181,7 @@ bool SyncLocalOperation::SaveUnsaved() {
   }
   const bool albumsSaved = SaveAlbums({albums.begin(), albums.end()});
   const bool filesSaved = SaveFiles(present);
-  return EraseRows(gone) && albumsSaved && filesSaved;
+  return EraseRows(gone) && albumsSaved && filesSaved && idsWritten;
 }
 
 void SyncLocalOperation::ForgetUnsaved() {

@@ -117,6 +117,9 @@ class SyncLocalOperation : public ISyncLocalOperation {
 // copy must not overwrite it.
 bool HasLocalChange(const GalleryFile& file);
 
+// Whether a failure code says that the cloud no longer has the file.
+bool IsGoneInCloud(const std::string& code);
+
 // The log line for a change that the user made to `file` while `sent` was on its
 // way; null when there was none.
 const char* ChangeSince(const CloudFileInfo& sent, const GalleryFile& file);

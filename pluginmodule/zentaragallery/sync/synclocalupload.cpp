@@ -10,9 +10,6 @@ namespace {
 constexpr std::int32_t kMetadataChanged = 2;
 constexpr char kNameClash[] = "104";
 
-// The cloud no longer has the file.
-bool IsGone(const std::string& code) { return code == "301" || code == "31084041"; }
-
 template <typename Test>
 Gallery::Files FilesThat(Test test) {
   Gallery::Files files;
@@ -46,6 +43,8 @@ void TakeReturned(GalleryFile& file, const CloudFileInfo& record) {
 }
 
 }  // namespace
+
+bool IsGoneInCloud(const std::string& code) { return code == "301" || code == "31084041"; }
 
 const char* ChangeSince(const CloudFileInfo& sent, const GalleryFile& file) {
   if (file.FileName() != sent.fileName) return "File Name is Changed : ";
@@ -98,7 +97,7 @@ void SyncLocalOperation::SetFilesUploaded(const std::vector<CloudFileInfo>& done
 void SyncLocalOperation::UploadModifyFilesFailed(const std::vector<FailedItem>& failed) {
   std::vector<std::string> gone;
   for (const auto& item : failed) {
-    if (IsGone(item.code)) gone.push_back(item.id);
+    if (IsGoneInCloud(item.code)) gone.push_back(item.id);
     if (item.code != kNameClash) continue;
     const auto file = Gallery::GetInstance().GetFile(item.id);
     const auto album = file ? Gallery::GetInstance().GetAlbum(file->AlbumId()) : nullptr;
@@ -110,7 +109,7 @@ void SyncLocalOperation::UploadModifyFilesFailed(const std::vector<FailedItem>& 
 std::vector<std::string> SyncLocalOperation::UploadDeleteFilesFailed(const std::vector<FailedItem>& failed) {
   std::vector<std::string> gone;
   for (const auto& item : failed) {
-    if (IsGone(item.code)) gone.push_back(item.id);
+    if (IsGoneInCloud(item.code)) gone.push_back(item.id);
   }
   (void)DeleteForGood(gone);
   return gone;

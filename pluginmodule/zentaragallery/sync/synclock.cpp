@@ -10,6 +10,7 @@
 namespace {
 
 constexpr std::chrono::milliseconds kKeeperStepMs{10};
+constexpr std::chrono::milliseconds kCyclePollMs{50};
 constexpr std::int32_t kContent = 0;
 constexpr std::int32_t kPendingUpload = 2;
 
@@ -85,6 +86,27 @@ void SyncHelper::ReleaseLock() {
   lockCount = 0;
 }
 
+bool SyncHelper::BetweenCycles(const std::function<bool()>& work) {
+  while (ticking.exchange(true)) {
+    if (closed) return false;
+    std::this_thread::sleep_for(kCyclePollMs);
+  }
+  const bool done = !closed && work();
+  ticking = false;
+  return done;
+}
+
+bool SyncHelper::WithLock(const std::function<bool()>& work) {
+  return BetweenCycles([&] {
+    if (!serviceOperation) serviceOperation = localOperation.ChooseService(CutStatus());
+    if (!Lock()) return false;
+    const bool done = work();
+    // Contents on their way up need the lock until the last of them has ended.
+    if (!refundHoldsLock) ReleaseLock();
+    return done;
+  });
+}
+
 std::vector<RefundTask> SyncHelper::BuildRefundTasks(const Ids& fileIds, std::int32_t type, bool force) {
   std::vector<RefundTask> tasks;
   for (const auto& id : fileIds) {
@@ -116,8 +138,7 @@ bool SyncHelper::RefundGetLock(const Ids& fileIds, std::int32_t type, bool force
     LogInfo(kTag, "create gallery refund task, data is empty");
     return true;
   }
-  // TODO: without a transfer engine nobody could do the tasks, and a lock for
-  // them would never be given back.
+  // Nobody could do the tasks, and a lock for them would never be given back.
   if (!services.createRefundTasks) return true;
   serviceOperation = localOperation.ChooseService(CutStatus());
   if (!parameters->GetIsUserLoggedIn()) {

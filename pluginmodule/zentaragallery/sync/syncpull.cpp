@@ -38,7 +38,8 @@ bool SyncHelper::IncrementCycle() {
   serviceOperation = localOperation.ChooseService(CutStatus());
   if (!serviceOperation) {
     if (IsPaused()) Tell(SyncStatus::PAUSE, uploadPending);
-    return true;
+    if (GlobalData::cloudGeneration != GlobalData::kGenerationUnknown) return true;
+    return Fail(kTag, "the cloud did not tell its generation");
   }
   Tell(SyncStatus::ALBUMSREADY, -1);
   Enter(SyncStatus::CHECK);

@@ -4,6 +4,11 @@
 #include "host/coperationmanageservice.h"
 #include "host/cserverpushservice.h"
 #include "host/databaseservice.h"
+#include "host/globalparamwrapper.h"
+#include "host/transfer/galleryupthdmng.h"
+#include "sync/lostfilemanager.h"
+
+using ZentaraDeskClient::GalleryUpThdMng;
 
 namespace {
 
@@ -50,6 +55,12 @@ class PushDelegate {
   SyncServices::Push push;
 };
 
+void CreateRefundTasks(const std::vector<RefundTask>& tasks, bool lockHeld, std::function<void()> done) {
+  std::vector<GalleryUpThdMng::Request> requests;
+  for (const RefundTask& task : tasks) requests.push_back({task.fileId, task.type});
+  GalleryUpThdMng::GetInstance().CreateTask(std::move(requests), lockHeld, std::move(done));
+}
+
 }  // namespace
 
 SyncServices HostSyncServices() {
@@ -67,5 +78,17 @@ SyncServices HostSyncServices() {
   services.resetDatabase = [](const std::wstring& path) {
     return DatabaseService::GalleryDBProvider::ResetGalleryDatabase(path);
   };
+  const auto lostFiles = std::make_shared<CloudPhoto::LostFileManager>();
+  services.startLostFiles = [lostFiles](SyncServices::Refund content, SyncServices::Refund thumbnails) {
+    lostFiles->StartupRefundTask(std::move(content), std::move(thumbnails));
+  };
+  services.stopLostFiles = [lostFiles] { lostFiles->Stop(); };
+  services.contentPaused = [] { return GlobalParamWrapper::GetInstance()->GetTransfersPaused(); };
+  services.pendingUploads = [] {
+    std::vector<std::string> ids;
+    for (const auto& request : GalleryUpThdMng::GetInstance().PendingTasks()) ids.push_back(request.fileId);
+    return ids;
+  };
+  services.createRefundTasks = CreateRefundTasks;
   return services;
 }

@@ -50,6 +50,7 @@ struct SyncServices {
   // Starts the search for files that the cloud has lost.
   using Refund = std::function<bool(const std::vector<std::string>& ids)>;
   std::function<void(Refund content, Refund thumbnails)> startLostFiles;
+  std::function<void()> stopLostFiles;  // waits until it has ended
 };
 
 // The services of this program: the second generation's cloud and the host.

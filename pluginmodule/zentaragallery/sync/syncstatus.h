@@ -34,6 +34,7 @@ struct SyncError {
   std::string step;   // the operation
   std::string cause;  // what it said
   std::string item;   // id of the file or album, or empty
+  std::int64_t timeMs = 0;
   void swap(SyncError& other) noexcept { std::swap(*this, other); }
 };
 
@@ -50,5 +51,6 @@ struct SyncState {
   std::size_t pendingAlbums = 0;    // albums to create, change or delete in the cloud
   std::size_t pendingFiles = 0;     // files to change or delete in the cloud
   std::size_t pendingUploads = 0;   // files whose content waits
-  SyncError lastError;              // of the last tick; empty when it went well
+  SyncError
+      lastError;  // of the last tick, before the first one of an earlier process; empty when it went well
 };

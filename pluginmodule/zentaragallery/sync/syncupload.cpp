@@ -13,12 +13,28 @@ constexpr int kEventUploadFailed = 280;
 // The code of an album that still holds files, at the end of a longer one.
 constexpr char kAlbumNotEmpty[] = "4038";
 constexpr char kUnknownAlbum[] = "4";
+constexpr char kNameTaken[] = "5";
+constexpr char kKnownUnderOtherId[] = "21";
+constexpr char kFileNameClash[] = "104";
 constexpr char kDerivedType[] = "3";
 constexpr char kUsualType[] = "0";
 
 std::string LockToken() { return GalleryTransManager::GetInstance().LockToken(); }
 
 bool HasFailures(std::int32_t code) { return code == kAllFailed || code == kPartlyFailed; }
+
+bool IsAlbumCode(const std::string& code) {
+  return code == kUnknownAlbum || code == kNameTaken || code == kKnownUnderOtherId;
+}
+
+bool IsAlbumDeletionCode(const std::string& code) {
+  return code == kUnknownAlbum || code.find(kAlbumNotEmpty) != std::string::npos;
+}
+
+// A file whose album got another name first waits for the next cycle.
+bool IsFileCode(const std::string& code) {
+  return code == kFileNameClash || code == kUnknownAlbum || IsGoneInCloud(code);
+}
 
 bool IsSecondGeneration() { return GlobalData::cloudGeneration == GlobalData::kGenerationV2; }
 
@@ -89,6 +105,15 @@ bool SyncHelper::UploadFailed(const char* text) {
   return Fail("SyncHelper::SyncUpload", text);
 }
 
+// Refusals that no rule deals with; what they are about keeps waiting.
+void SyncHelper::NoteRefused(const char* step, const std::vector<FailedItem>& failed,
+                             const std::function<bool(const std::string& code)>& isDealtWith) {
+  for (const auto& item : failed) {
+    if (!isDealtWith(item.code))
+      (void)Fail(step, "refused with code " + item.code + " " + item.reason, item.id);
+  }
+}
+
 bool SyncHelper::SyncUpload() {
   if (!serviceOperation) return false;
   if (!UploadCreatedAlbums()) return UploadFailed("Upload Created Albums Fialed!");
@@ -117,6 +142,7 @@ bool SyncHelper::UploadCreatedAlbums() {
                         }
                         if (HasFailures(result->code))
                           localOperation.UploadCreatedAlbumsFailed(result->failed);
+                        NoteRefused(kTag, result->failed, IsAlbumCode);
                         localOperation.SetAlbumsUploaded(result->succeeded, kAlbumCreated);
                         LogInfo(kTag,
                                 Counts("Upload Created Albums Success Count : ", result->succeeded.size(),
@@ -142,6 +168,7 @@ bool SyncHelper::UploadModifyAlbums() {
                         }
                         if (HasFailures(result->code))
                           localOperation.UploadModifyAlbumsFailed(result->failed);
+                        NoteRefused(kTag, result->failed, IsAlbumCode);
                         localOperation.SetAlbumsUploaded(result->succeeded, kAlbumModified);
                         LogInfo(kTag, Counts("Upload Modify Albums Success Count :", result->succeeded.size(),
                                              "Failed Count : ", result->failed.size()));
@@ -178,6 +205,7 @@ bool SyncHelper::UploadFileGroup(const SyncLocalOperation::Files& group) {
   const auto result = serviceOperation.load()->UploadModifyFile(records, LockToken());
   if (!result) return false;
   if (HasFailures(result->code)) localOperation.UploadModifyFilesFailed(result->failed);
+  NoteRefused(kTag, result->failed, IsFileCode);
   std::vector<CloudFileInfo> done;
   for (const auto& answer : result->succeeded) {
     const auto record = sent.find(answer.uniqueId);
@@ -219,6 +247,7 @@ bool SyncHelper::UploadDeleteFiles() {
                         if (!result) return false;
                         if (HasFailures(result->code))
                           (void)localOperation.UploadDeleteFilesFailed(result->failed);
+                        NoteRefused(kTag, result->failed, IsFileCode);
                         Ids done;
                         for (const auto& record : result->succeeded) done.push_back(record.uniqueId);
                         localOperation.SetFilesDeleted(done);
@@ -238,6 +267,10 @@ bool SyncHelper::RecycleLeftFiles(const std::string& albumId) {
   for (const auto& media : page->media) ids.push_back(media.uniqueId);
   SyncLocalOperation::Files files;
   (void)Gallery::GetInstance().GetGalleryFiles(ids, files);
+  // The user moved these out, and the cloud hears of it in a later batch.
+  std::erase_if(files, [&albumId](const GalleryFile::Ptr& file) {
+    return HasLocalChange(*file) && !file->IsInBin() && file->AlbumId() != albumId;
+  });
   (void)localOperation.RecycleHere(files);  // Rows that could not be written wait for the next cycle.
   return true;
 }
@@ -260,6 +293,7 @@ bool SyncHelper::UploadDeleteAlbums() {
           // The other device was faster; there is nothing left to delete.
           if (item.code == kUnknownAlbum) result->succeeded.push_back(item.id);
         }
+        NoteRefused(kTag, result->failed, IsAlbumDeletionCode);
         localOperation.SetAlbumsUploaded(result->succeeded, kAlbumDeleted);
         LogInfo(kTag, "Upload Delete Albums Success Count :" + std::to_string(result->succeeded.size()));
         LogInfo(kTag, "Upload Delete Albums Failed Count :" + std::to_string(result->failed.size()));

@@ -1,35 +1,273 @@
 #include "transfer/gallerytransmanager.h"
 
+#include <json/value.h>
+
+#include "cloud/cheader.h"
+#include "common/platform/paths.h"
+#include "common/platform/text.h"
+#include "host/globalparamwrapper.h"
+#include "host/ns/jsontext.h"
+#include "model/gallery.h"
+#include "model/records/upward.h"
+#include "store/dbhelper.h"
+#include "transfer/downloadplaces.h"
+#include "transfer/gallerycompletetask.h"
+#include "transfer/gallerydownloadtask.h"
+#include "transfer/galleryuploadtask.h"
 #include "utils/gallerylog.h"
+
+using ZentaraDeskClient::GalleryUpThdMng;
+
+namespace {
+
+constexpr int kEventDownload = 184;
+
+// What was asked for, in the words of the operation log: kinds of files with
+// their counts, "heic:2,jpg:31".
+void LogDownload(const std::vector<GalleryTransManager::DownloadPtr>& batch, std::size_t asked) {
+  std::int64_t bytes = 0;
+  std::map<std::string, int> kinds;
+  for (const auto& task : batch) {
+    bytes += task->GetTotalSize();
+    const std::wstring extension = platform::WideExtension(task->FileName);
+    ++kinds[platform::WideToUtf8(extension.substr(extension.empty() ? 0 : 1))];
+  }
+  std::string suffixes;
+  for (const auto& [kind, count] : kinds)
+    suffixes += (suffixes.empty() ? "" : ",") + kind + ":" + std::to_string(count);
+  Logger::OutputOperationLog(kEventDownload, 1, 0,
+                             {{"num", std::to_string(batch.size())},
+                              {"total", std::to_string(asked)},
+                              {"size", std::to_string(bytes)},
+                              {"suf", suffixes}});
+}
+
+bool IsIn(const std::wstring& folder, const std::wstring& path) {
+  return platform::NativePath(path).lexically_normal().parent_path() ==
+         (platform::NativePath(folder) / "").lexically_normal().parent_path();
+}
+
+// An upload sends both along. A record knows of its thumbnails once somebody has
+// looked; for a file of the cloud nobody has in a program without windows.
+void FindThumbnails(GalleryFile& file) {
+  auto& thumbnails = upward::Thumbnails();
+  if (!file.TestThumbnailOnDisk() && thumbnails.MakeLocal(file, file.ThumbnailName(), false))
+    (void)file.TestThumbnailOnDisk();
+  if (!file.TestLcdOnDisk() && thumbnails.MakeLocal(file, file.LcdName(), true)) (void)file.TestLcdOnDisk();
+}
+
+}  // namespace
 
 GalleryTransManager& GalleryTransManager::GetInstance() {
   static GalleryTransManager instance;
   return instance;
 }
 
-void GalleryTransManager::SetEngine(Engine next) {
-  platform::MutexLock hold(engineLock);
-  engine = std::move(next);
+GalleryTransManager::GalleryTransManager() = default;
+
+// Here, since tasks ask this class for the cloud's generation and its lock.
+GalleryTransManager::~GalleryTransManager() { OnLogout(); }
+
+void GalleryTransManager::GalleryInit() {
+  LogInfo("GalleryTransManager::GalleryInit", "GalleryInit");
+  Register();
+  GalleryUpThdMng::GetInstance().SetEngine(
+      this, [this](const GalleryUpThdMng::Request& request) { return NewRefund(request); });
 }
 
-GalleryTransManager::Engine GalleryTransManager::CurrentEngine() const {
-  platform::MutexLock hold(engineLock);
-  return engine;
+void GalleryTransManager::GalleryStop() {
+  OnLogout();
+  GalleryUpThdMng::GetInstance().Close();
 }
 
-void GalleryTransManager::GalleryInit() { LogInfo("GalleryTransManager::GalleryInit", "GalleryInit"); }
-
-void GalleryTransManager::GalleryUpload(const Files& files) {
-  const Engine now = CurrentEngine();
-  if (now.upload) now.upload(files);
+GalleryVer GalleryTransManager::GetGalleryVer() {
+  const GalleryVer asked = ::GetGalleryVer();
+  galleryVer = asked;
+  return asked;
 }
 
-std::size_t GalleryTransManager::RunningTasks() const {
-  const Engine now = CurrentEngine();
-  return now.runningTasks ? now.runningTasks() : 0;
+bool GalleryTransManager::GetHttpHeader(std::map<std::string, std::string>& headers) {
+  auto& common = CHeader::GetInstance();
+  if (GetGalleryVer() == GalleryVer::V1) {
+    common.Build(headers);
+    return true;
+  }
+  Json::Value lists(Json::objectValue);
+  common.BuildJson(lists, "");
+  for (const std::string& name : lists.getMemberNames()) {
+    const Json::Value& values = lists[name];
+    if (values.isArray() && !values.empty() && values[0].isString()) headers[name] = values[0].asString();
+  }
+  return true;
 }
 
-void GalleryTransManager::StopAllTask(std::int32_t kind) {
-  const Engine now = CurrentEngine();
-  if (now.stopAllTasks) now.stopAllTasks(kind);
+void GalleryTransManager::SetMakeUpload(MakeUpload next) {
+  platform::MutexLock hold(makeLock);
+  makeUpload = std::move(next);
+}
+
+TransferTask::Ptr GalleryTransManager::NewUpload(const GalleryFile::Ptr& file,
+                                                 const Album::Ptr& album) const {
+  MakeUpload make;
+  {
+    platform::MutexLock hold(makeLock);
+    make = makeUpload;
+  }
+  if (make) return make(file, album);
+  return std::make_shared<GalleryUploadTask>(file, album);
+}
+
+// What goes back to the cloud; null for a file without local content, which
+// another device may have.
+TransferTask::Ptr GalleryTransManager::NewRefund(const GalleryUpThdMng::Request& request) const {
+  auto file = Gallery::GetInstance().GetFile(request.fileId);
+  if (!file) file = DBHelper::GetInstance().GetFile(request.fileId);
+  if (!file || file->LocalPath().empty()) return nullptr;
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(platform::NativePath(file->LocalPath()), error)) return nullptr;
+  FindThumbnails(*file);
+  return NewUpload(file, nullptr);
+}
+
+std::size_t GalleryTransManager::GalleryUpload(const Files& files, const Album::Ptr& album,
+                                               const Done& done) {
+  return GalleryUpload(files, album, std::vector<Done>(files.size(), done));
+}
+
+std::size_t GalleryTransManager::GalleryUpload(const Files& files, const Album::Ptr& album,
+                                               const std::vector<Done>& done) {
+  std::size_t queued = 0;
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    const auto task = NewUpload(files[i], album);
+    if (!task || !task->AddToDB()) continue;
+    if (i < done.size()) task->WhenDone(done[i]);
+    if (AddUpload(task)) ++queued;
+  }
+  return queued;
+}
+
+// An interrupted download into the same folder goes on; one into another begins
+// anew.
+GalleryTransManager::DownloadPtr GalleryTransManager::NewDownload(const GalleryFile::Ptr& file,
+                                                                  const std::wstring& folder,
+                                                                  DownloadPlaces& places) const {
+  const std::string id = file->UniqueId();
+  if (const DownloadTaskProperty* stored = places.RowOf(id)) {
+    auto earlier = std::make_shared<GalleryDownloadTask>(*stored);
+    if (IsIn(folder, stored->LocalPath)) return earlier;
+    (void)earlier->DeleteFromDB();  // A row that stays is the new task's; it then has no ".download" file.
+  }
+  DownloadTaskProperty row;
+  row.FileName = file->FileName();
+  row.AlbumId = file->AlbumId();
+  row.FileId = file->FileId();
+  row.UniqueId = id;
+  row.TotalLength = file->Size;
+  row.LocalPath = places.Take(folder, file->FileName(), platform::Utf8ToWide(id));
+  row.OriginalFileLocalPath = file->LocalPath();
+  row.TaskType = static_cast<std::int64_t>(TaskType::Download);
+  return std::make_shared<GalleryDownloadTask>(row);
+}
+
+std::size_t GalleryTransManager::GalleryDownload(const GalleryFile::Ptr& file, const std::wstring& folder,
+                                                 const Done& done) {
+  return GalleryDownload(Files{file}, folder, done);
+}
+
+std::size_t GalleryTransManager::GalleryDownload(const Files& files, const std::wstring& folder,
+                                                 const Done& done) {
+  constexpr char kTag[] = "GalleryTransManager::GalleryDownload";
+  const bool loggedIn = GlobalParamWrapper::GetInstance()->GetIsUserLoggedIn();
+  DownloadPlaces places;
+  if (!loggedIn || !places.Load()) {
+    LogError(kTag, loggedIn ? "the stored downloads cannot be read" : "nobody is logged in");
+    return 0;
+  }
+  std::vector<DownloadPtr> batch;
+  std::set<std::string> seen;
+  std::vector<std::string> listed;
+  for (const auto& file : files) {
+    if (!file) {
+      LogWarning(kTag, "file nullptr");
+      continue;
+    }
+    const std::string id = file->UniqueId();
+    if (HasTask(TaskType::Download, id) || !seen.insert(id).second) {
+      LogInfo(kTag, "delete download task:" + id);
+      listed.push_back(id);
+      continue;
+    }
+    batch.push_back(NewDownload(file, folder, places));
+    batch.back()->WhenDone(done);
+    (void)batch.back()->SetStatus(TaskStatus::Waiting, 0);
+  }
+  // Without rows they are lost at the next end of the program, but not now.
+  if (!AddDownloadsDB(batch)) LogError(kTag, "the downloads cannot be stored");
+  AddDownloads({batch.begin(), batch.end()}, TaskStatus::Waiting);
+  Resume(TaskType::Download, listed);
+  LogDownload(batch, files.size());
+  return batch.size();
+}
+
+void GalleryTransManager::GalleryDownloadFromPortal(const std::string& json, const std::wstring& folder) {
+  constexpr char kTag[] = "GalleryTransManager::GalleryDownloadFromPortal";
+  const auto request = NS::JsonText::Parse(json);
+  if (!request || !request->isObject() || !(*request)["files"].isArray()) {
+    LogError(kTag, "jsonReader files fail:");
+    return;
+  }
+  if (folder.empty()) {
+    LogError(kTag, "downLoadPath empty ");
+    return;
+  }
+  Files files;
+  for (const Json::Value& wanted : (*request)["files"]) {
+    const std::string id = wanted.isObject() ? NS::JsonText::Text(wanted, "uniqueId") : std::string();
+    const auto file = Gallery::GetInstance().GetFile(id);
+    if (file) {
+      files.push_back(file);
+    } else {
+      LogWarning(kTag, "not found galleryFile, uniqueId: " + id);
+    }
+  }
+  if (files.empty() || GalleryDownload(files, folder) == 0)
+    LogError(kTag, "GalleryDownloadFromPortal files fail:");
+}
+
+bool GalleryTransManager::AddDownloadsDB(const std::vector<DownloadPtr>& tasks) {
+  LogInfo("GalleryTransManager::AddDownloadsDB", "Add DownLoadTask To DB");
+  std::vector<DownloadTaskProperty*> rows;
+  for (const auto& task : tasks) rows.push_back(task.get());
+  return DBHelper::GetInstance().AddDownloads(rows);
+}
+
+std::size_t GalleryTransManager::LoadTaskFromDB() {
+  constexpr char kTag[] = "GalleryTransManager::LoadTaskFromDB";
+  LogInfo(kTag, "Load DownloadTask From DB");
+  std::vector<DownloadTaskProperty> rows;
+  std::vector<CompletedTaskProperty> finishedRows;
+  auto& database = DBHelper::GetInstance();
+  if (!database.GetDownloads(rows) || !database.GetCompleted(finishedRows))
+    LogError(kTag, "the stored transfers cannot be read");
+  std::vector<TransferTask::Ptr> tasks, finished;
+  tasks.reserve(rows.size());
+  for (const auto& row : rows) tasks.push_back(std::make_shared<GalleryDownloadTask>(row));
+  for (const auto& row : finishedRows) finished.push_back(std::make_shared<GalleryCompleteTask>(row));
+  const bool paused = GlobalParamWrapper::GetInstance()->GetTransfersPaused();
+  AddDownloads(tasks, paused ? TaskStatus::PausedByUser : TaskStatus::Waiting);
+  const std::size_t count = tasks.size() + finished.size();
+  SetFinished(std::move(finished));
+  return count;
+}
+
+void GalleryTransManager::DelAllTaskDB(TaskType kind) {
+  if (kind == TaskType::Download) (void)DBHelper::GetInstance().Execute("DELETE FROM DownloadTask");
+  if (kind == TaskType::Complete)
+    (void)DBHelper::GetInstance().Execute("DELETE FROM TransferCompleteCloudTask;");
+}
+
+void GalleryTransManager::DeleteTasks(const std::vector<TransferTask::Ptr>& tasks) {
+  std::vector<std::string> ids;
+  for (const auto& task : tasks) ids.push_back(task->GetTransferId());
+  DelTasks(ids);
 }

@@ -4,6 +4,8 @@
 
 #include "common/platform/guid.h"
 #include "common/platform/paths.h"
+#include "transfer/gallerythumbnailmodule.h"
+#include "transfer/thumbnaildownload.h"
 #include "utils/gallerylog.h"
 #include "utils/thumbnailmaker.h"
 
@@ -60,7 +62,49 @@ bool ThumbnailHelper::MakeLocal(const GalleryFile& file, const std::wstring& tar
 
 void ThumbnailHelper::Fetch(const std::vector<GalleryFile::Ptr>& files,
                             std::function<void(const GalleryFile::Ptr&)> done) {
-  for (const auto& file : files) {
-    if (done) done(file);
+  std::vector<ThumbnailRequest> requests;
+  for (const auto& file : files) requests.push_back({file, false, false, done, {}});
+  DownloadThumbs(requests);
+}
+
+void ThumbnailHelper::DownloadThumbs(const std::vector<ThumbnailRequest>& requests) {
+  constexpr char kTag[] = "ThumbnailHelper::DownloadThumbs";
+  auto& module = ZentaraDeskClient::GalleryThumbnailModule::GetInstance();
+  for (const ThumbnailRequest& request : requests) {
+    const std::string key = (request.isLcd ? "lcd " : "") + request.file->UniqueId();
+    if (!Enter(key, request.uiCallback)) {
+      LogInfo(kTag, [&key] { return "thumbGuidSet exist " + key; });
+      continue;
+    }
+    const auto ended = [this, key, file = request.file] { Leave(key, file); };
+    if (!module.Add(request, ended)) ended();
   }
+  LogInfo(kTag, [this] {
+    platform::MutexLock hold(thumbLock);
+    return "thumbGuidSet.size:" + std::to_string(thumbGuidSet.size());
+  });
+}
+
+bool ThumbnailHelper::Enter(const std::string& key, const Done& done) {
+  platform::MutexLock hold(thumbLock);
+  const auto [place, isNew] = thumbGuidSet.try_emplace(key);
+  if (done) place->second.push_back(done);
+  return isNew;
+}
+
+void ThumbnailHelper::Leave(const std::string& key, const GalleryFile::Ptr& file) {
+  std::vector<Done> waiting;
+  {
+    platform::MutexLock hold(thumbLock);
+    const auto place = thumbGuidSet.find(key);
+    if (place == thumbGuidSet.end()) return;
+    waiting.swap(place->second);
+    thumbGuidSet.erase(place);
+  }
+  for (const Done& done : waiting) done(file);
+}
+
+bool ThumbnailHelper::DownloadThumbnailV2(const GalleryFile::Ptr& file, bool isLcd,
+                                          const std::function<bool()>& goesOn) {
+  return ThumbnailDownload(file, isLcd, goesOn).DownloadThumbnailV2();
 }

@@ -1,12 +1,20 @@
 #pragma once
 
+#include <functional>
+#include <map>
 #include <string>
+#include <vector>
 
+#include "common/platform/mutex.h"
 #include "model/records/upward.h"
+#include "transfer/gallerythumbnaildownloadtask.h"
 
-// Thumbnails of files: made from the local file. Safe from any thread.
+// Thumbnails of files: made from the local file, or fetched from the cloud. Safe
+// from any thread.
 class ThumbnailHelper : public IThumbnails {
  public:
+  using Done = std::function<void(const GalleryFile::Ptr& file)>;
+
   static ThumbnailHelper& GetInstance();
 
   // Makes `target` from the local picture or video: the folder is made, an
@@ -17,6 +25,16 @@ class ThumbnailHelper : public IThumbnails {
   // The file's small or screen-sized thumbnail, from its `LocalPath`.
   bool CreateThumbnail(const GalleryFile& file, const std::wstring& target, bool isLcd);
 
+  // Hands the requests to the background task of GalleryThumbnailModule, but for
+  // thumbnails that are under way: their callbacks wait for the fetch that runs. So a
+  // list may ask again with every repaint. Without that module the callbacks are
+  // called at once.
+  void DownloadThumbs(const std::vector<ThumbnailRequest>& requests);
+  // Fetches one thumbnail from the second generation's service on the caller's
+  // thread. `goesOn` false ends it. False, logged, when none came about; a file of
+  // the final name is always a whole picture.
+  bool DownloadThumbnailV2(const GalleryFile::Ptr& file, bool isLcd, const std::function<bool()>& goesOn);
+
   // IThumbnails
   bool MakeLocal(const GalleryFile& file, const std::wstring& target, bool isLcd) override;
   void Fetch(const std::vector<GalleryFile::Ptr>& files,
@@ -24,4 +42,11 @@ class ThumbnailHelper : public IThumbnails {
 
  private:
   ThumbnailHelper() = default;
+
+  bool Enter(const std::string& key, const Done& done);
+  void Leave(const std::string& key, const GalleryFile::Ptr& file);
+
+  platform::Mutex thumbLock;
+  // Thumbnails under way, and who waits for each.
+  std::map<std::string, std::vector<Done>> thumbGuidSet GUARDED_BY(thumbLock);
 };

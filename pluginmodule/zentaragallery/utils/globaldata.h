@@ -28,6 +28,10 @@ inline constexpr int kGenerationV2 = 2;
 inline constexpr int kGenerationUnknown = 3;
 inline std::atomic<int> cloudGeneration{kGenerationUnknown};
 
+// The user's gallery came over from the first generation. Set by downloads that
+// see the mark on a record, and never taken back.
+inline std::atomic<bool> GalleryMigrated{false};
+
 inline std::atomic<HWND> mainWnd{nullptr};            // the host's window
 inline std::atomic<HWND> galleryWnd{nullptr};         // the gallery's main window
 inline std::atomic<HWND> transferWnd{nullptr};        // the transfer window

@@ -96,6 +96,9 @@ class Album : public IObjectWidthJson, public std::enable_shared_from_this<Album
 
   // --- Names
   bool Rename(const std::wstring& newName);
+  // The name that the cloud has, as it is: a cleaned one would differ from the
+  // cloud's for ever. False for a system album and an empty name.
+  bool TakeCloudName(const std::wstring& name);
   // Trims the name and drops the characters that a name may not have; false when
   // nothing is left.
   static bool CleanName(std::wstring& name);
@@ -116,7 +119,7 @@ class Album : public IObjectWidthJson, public std::enable_shared_from_this<Album
   // The one way to change the sort key of a member of the bin.
   void ReSetGallery(const GalleryFile::Ptr& file, std::int64_t recycleTime);
   // Gives the files of album `oldId` that stand here, and their rows, the album
-  // `newId`; returns how many.
+  // `newId`, as a change that the cloud has to hear of; returns how many.
   std::size_t ChangeAlbumIds(const std::string& oldId, const std::string& newId);
   // In the bin: deletes what has been there for 30 days or more.
   void ClearExpiresFiles();
@@ -156,6 +159,8 @@ class Album : public IObjectWidthJson, public std::enable_shared_from_this<Album
     FileList renamed;
   };
   class Batch;
+
+  void SetName(const std::wstring& name);
 
   bool Accepts(const GalleryFile::Ptr& file, Batch& batch) const;
   bool KeepsNames() const { return IsReal() || IsBin(); }

@@ -16,6 +16,8 @@ namespace {
 constexpr std::chrono::milliseconds kSwapRetryMs{50};
 constexpr std::int64_t kBinPeriodMs = 2'592'000'000;  // 30 days
 
+constexpr std::int32_t kMetadataChanged = 2;
+
 constexpr std::int64_t kRecoveredInTime = -1;
 constexpr std::int64_t kExpired = -2;
 
@@ -251,14 +253,25 @@ void Album::ReSetGallery(const GalleryFile::Ptr& file, std::int64_t recycleTime)
 std::size_t Album::ChangeAlbumIds(const std::string& oldId, const std::string& newId) {
   if (oldId.empty() || newId.empty()) return 0;
   std::size_t changed = 0;
+  FileList untold;
+  // The cloud has to hear of it, or other devices would bring these files back
+  // into another album.
+  const auto change = [&newId, &untold](const GalleryFile::Ptr& file) {
+    file->SetAlbumId(newId);
+    if (file->GalleryState != 0 || file->IsLocalOnly()) return;
+    file->GalleryState = kMetadataChanged;
+    file->OperateTime = MethodFunction::CurrentTime();
+    untold.push_back(file);
+  };
   for (const auto& file : Files()) {
     if (file->AlbumId() != oldId) continue;
-    file->SetAlbumId(newId);
-    for (const auto& member : file->GetMembers()) member->SetAlbumId(newId);
+    change(file);
+    for (const auto& member : file->GetMembers()) change(member);
     ++changed;
   }
-  (void)upward::Context().WriteAlbumIdOfFiles(oldId,
-                                              newId);  // Memory leads; the next sync sets the rows right.
+  // Memory leads; the next sync sets the rows right.
+  (void)upward::Context().WriteAlbumIdOfFiles(oldId, newId);
+  if (!untold.empty()) (void)upward::Context().WriteRows(untold);
   return changed;
 }
 

@@ -43,13 +43,23 @@ bool Album::Rename(const std::wstring& newName) {
     LogError(kTag, "Rename newName illegal,end.");
     return false;
   }
+  SetName(name);
+  LogInfo(kTag, "Rename success, end.");
+  return true;
+}
+
+bool Album::TakeCloudName(const std::wstring& name) {
+  if (Kind() != AlbumKind::None || name.empty()) return false;
+  SetName(name);
+  return true;
+}
+
+void Album::SetName(const std::wstring& name) {
   AlbumName = name;
   displayName = name;
   if (GlobalData::cloudGeneration != GlobalData::kGenerationV2) AlbumType = "0";
   // An album that the cloud has not seen yet stays a creation.
   if (Operation.Get() != "0") Operation = "1";
-  LogInfo(kTag, "Rename success, end.");
-  return true;
 }
 
 bool Album::NameClashes(const GalleryFile::Ptr& file, std::string_view name) const {

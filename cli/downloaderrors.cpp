@@ -1,0 +1,57 @@
+#include "downloaderrors.h"
+
+#include "common/platform/files.h"
+#include "common/platform/paths.h"
+#include "host/globalparamwrapper.h"
+#include "host/jsonfile.h"
+#include "host/logger.h"
+#include "host/ns/jsontext.h"
+#include "store/dbhelper.h"
+
+namespace {
+
+std::filesystem::path File() {
+  return platform::NativePath(GlobalParamWrapper::GetInstance()->GetUserDataBaseFolder()) /
+         "downloaderrors.json";
+}
+
+}  // namespace
+
+Json::Value DownloadErrors::Of(const TransferTask& task) {
+  const auto error = task.LastErr();
+  Json::Value json(Json::objectValue);
+  json["error"] = error.code;
+  json["step"] = error.step;
+  json["text"] = std::string(TransferErrorInterface::Describe(error.code));
+  json["cause"] = error.cause;
+  return json;
+}
+
+std::string DownloadErrors::Text(const Json::Value& error) {
+  const std::string cause = NS::JsonText::Text(error, "cause");
+  return NS::JsonText::Text(error, "step") + ": " + NS::JsonText::Text(error, "text") +
+         (cause.empty() ? "" : ": " + cause);
+}
+
+Json::Value DownloadErrors::Load() {
+  Json::Value errors;
+  const bool loaded = JsonFile::Load(File(), errors) == JsonFile::LoadResult::Loaded;
+  return loaded && errors.isObject() ? errors : Json::Value(Json::objectValue);
+}
+
+void DownloadErrors::Keep(const std::vector<TransferTask::Ptr>& failed) {
+  const Json::Value before = Load();
+  Json::Value known = before;
+  for (const auto& task : failed) known[task->GetTransferId()] = Of(*task);
+  Json::Value errors(Json::objectValue);
+  std::vector<DownloadTaskProperty> rows;
+  if (!DBHelper::GetInstance().GetDownloads(rows)) return;
+  for (const auto& row : rows) {
+    if (known.isMember(row.UniqueId)) errors[row.UniqueId] = known[row.UniqueId];
+  }
+  if (errors == before) return;
+  const auto error = platform::ReplaceAtomically(File(), JsonFile::Text(errors));
+  if (!error) return;
+  Logger::CloudLogger::GetInstance()->Output("Transfer", Logger::Severity::Warning, __LINE__,
+                                             "DownloadErrors::Keep", error.message());
+}

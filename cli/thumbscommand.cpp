@@ -1,0 +1,78 @@
+#include <CLI/CLI.hpp>
+#include <condition_variable>
+#include <mutex>
+
+#include "commands.h"
+#include "transfer/gallerythumbnailmodule.h"
+#include "transfer/thumbnailhelper.h"
+
+namespace {
+
+constexpr std::chrono::milliseconds kProgressStep{200};
+
+// Counts the files whose turn is over, and whether they have a thumbnail then; told
+// by the worker.
+class Progress {
+ public:
+  void Add(bool there) {
+    std::lock_guard hold(lock);
+    ++(there ? present : missing);
+    changed.notify_all();
+  }
+  // Until all have ended or the user has had enough.
+  void Wait(std::size_t total, Output& output) {
+    std::unique_lock hold(lock);
+    while (present + missing < total && !Session::Stopped()) {
+      changed.wait_for(hold, kProgressStep);
+      output.Progress(std::to_string(present + missing) + " of " + std::to_string(total));
+    }
+  }
+  std::size_t Present() const { return present; }
+  std::size_t Missing() const { return missing; }
+
+ private:
+  std::mutex lock;
+  std::condition_variable changed;
+  std::size_t present = 0;
+  std::size_t missing = 0;
+};
+
+Gallery::Files Wanted(bool missingOnly) {
+  Gallery::Files files;
+  Gallery::GetInstance().GetAllFiles(files);
+  if (missingOnly) std::erase_if(files, [](const auto& file) { return file->TestThumbnailOnDisk(); });
+  return files;
+}
+
+Exit FetchThumbnails(bool missingOnly, Output& output) {
+  auto& module = ZentaraDeskClient::GalleryThumbnailModule::GetInstance();
+  const Gallery::Files files = Wanted(missingOnly);
+  Progress progress;
+  std::vector<ThumbnailRequest> requests;
+  for (const auto& file : files) {
+    const auto ended = [&progress](const GalleryFile::Ptr& done) { progress.Add(done->thumbExists); };
+    requests.push_back({file, false, !missingOnly, ended, {}});
+  }
+  (void)module.StartFetching();  // Nobody else has.
+  ThumbnailHelper::GetInstance().DownloadThumbs(requests);
+  progress.Wait(files.size(), output);
+  module.Stop();  // Also calls back for what is left after Ctrl-C.
+  output.EndProgress();
+  Json::Value document(Json::objectValue);
+  document["thumbnails"] = static_cast<Json::UInt64>(progress.Present());
+  document["missing"] = static_cast<Json::UInt64>(progress.Missing());
+  document["stopped"] = Session::Stopped().load();
+  output.Print(document, std::to_string(progress.Present()) + " thumbnails, " +
+                             std::to_string(progress.Missing()) + " could not be had");
+  return progress.Missing() == 0 ? Exit::Done : Exit::Failed;
+}
+
+}  // namespace
+
+void AddThumbnailCommands(CLI::App& app, const Choose& choose) {
+  auto missing = std::make_shared<bool>(false);
+  auto* thumbs = app.add_subcommand("thumbs", "Fetch the small thumbnails of all files anew");
+  thumbs->add_flag("--missing", *missing, "Only those that are not there");
+  thumbs->callback(
+      [=] { choose([=](Session&, Output& output) { return FetchThumbnails(*missing, output); }); });
+}

@@ -1,0 +1,6 @@
+#include "host/transfer/galleryshowtask.h"
+
+bool ZentaraDeskClient::TransferManagerSpace::ShowTaskEntity::GetThumbnailPath(std::wstring& path) {
+  path.clear();
+  return false;
+}

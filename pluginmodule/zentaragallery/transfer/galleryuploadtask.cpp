@@ -1,0 +1,412 @@
+#include "transfer/galleryuploadtask.h"
+
+#include <chrono>
+#include <filesystem>
+
+#include "cloud/galleryver.h"
+#include "common/platform/paths.h"
+#include "common/platform/text.h"
+#include "host/globalparamwrapper.h"
+#include "host/logger.h"
+#include "host/ns/jsontext.h"
+#include "host/ns/request.h"
+#include "host/transfer/completetask.h"
+#include "host/transfer/galleryshowtask.h"
+#include "host/userauthservice.h"
+#include "model/gallery.h"
+#include "store/dbhelper.h"
+#include "transfer/contentcrypto.h"
+#include "transfer/gallerytransmanager.h"
+#include "transfer/slicereader.h"
+#include "utils/gallerylog.h"
+#include "utils/methodfunction.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using NS::JsonText::Number;
+using NS::JsonText::Text;
+
+constexpr int kRunReport = 16018;
+constexpr std::int32_t kContent = 0;
+constexpr std::int32_t kThumbnail = 1;
+constexpr int kMustSend = 2;
+constexpr std::int64_t kContentThere = 1;
+
+std::int64_t SizeOf(const std::wstring& path) {
+  std::error_code error;
+  const auto size = fs::file_size(platform::NativePath(path), error);
+  return error ? -1 : static_cast<std::int64_t>(size);
+}
+
+template <std::size_t N>
+bool IsSet(const unsigned char (&key)[N]) {
+  return std::any_of(std::begin(key), std::end(key), [](unsigned char byte) { return byte != 0; });
+}
+
+// Reading what is not there makes nothing and throws nothing.
+const Json::Value& Member(const Json::Value& json, const char* key) {
+  return json.isObject() ? json[key] : Json::Value::nullSingleton();
+}
+
+// The cloud cuts the content; a cut that does not fit it would send wrong bytes.
+bool IsAsset(const Json::Value& attachment) {
+  if (!attachment.isObject() || !attachment["asset"].isObject()) return false;
+  const Json::Value& resource = attachment["asset"]["resource"];
+  if (!resource.isObject() || !resource["objects"].isArray()) return false;
+  return std::all_of(resource["objects"].begin(), resource["objects"].end(),
+                     [](const Json::Value& object) { return object.isObject(); });
+}
+
+bool IsRecord(const Json::Value& doc) {
+  if (!doc.isObject() || doc.empty() || Text(doc, "id").empty()) return false;
+  const Json::Value& list = doc["attachments"];
+  return list.isArray() && list.size() >= 2 && IsAsset(list[0]) && IsAsset(list[1]);
+}
+
+HttpHeaders Headers(const Json::Value& json) {
+  HttpHeaders headers;
+  if (!json.isObject()) return headers;
+  for (const std::string& name : json.getMemberNames()) {
+    const Json::Value& value = json[name].isArray() && !json[name].empty() ? json[name][0] : json[name];
+    if (value.isString()) headers[name] = value.asString();
+  }
+  return headers;
+}
+
+}  // namespace
+
+GalleryUploadTask::GalleryUploadTask(const GalleryFile::Ptr& uploaded, const Album::Ptr& target)
+    : TransferTask(TaskType::Upload),
+      file(uploaded),
+      album(target),
+      localPath(uploaded->LocalPath()),
+      transferId(uploaded->UniqueId()),
+      fileSize(SizeOf(localPath)) {}
+
+bool GalleryUploadTask::LoadFromDB() {
+  LogInfo("GalleryUploadTask::LoadFromDB", "Load UploadTask From DB");
+  return true;
+}
+
+bool GalleryUploadTask::AddToDB() {
+  constexpr char kStep[] = "GalleryUploadTask::AddToDB";
+  const std::int64_t size = SizeOf(localPath);
+  if (size < 0) {
+    ForgetFile();
+    return Fail(kSourceGone, kStep, __LINE__);
+  }
+  if (size != fileSize) {
+    ForgetFile();
+    return Fail(kSourceChanged, kStep, __LINE__);
+  }
+  return true;
+}
+
+void GalleryUploadTask::StopTask(TaskStatus status, std::int32_t errorCode) {
+  if (HasEnded()) return;
+  TransferTask::StopTask(status, errorCode);
+  httpLib.Stop();
+}
+
+std::shared_ptr<CompleteTask> GalleryUploadTask::GetCompleteTask() { return nullptr; }
+
+std::shared_ptr<GalleryShowTask> GalleryUploadTask::GetCompleteShowTask(
+    const std::shared_ptr<CompleteTask>&) {
+  auto shown = std::make_shared<GalleryShowTask>(nullptr);
+  shown->SetFileName(GetFileName());
+  shown->SetUniqueId(file->UniqueId());
+  shown->SetFileId(file->FileId());
+  shown->SetTotalLength(fileSize);
+  shown->SetLocalPath(localPath);
+  shown->SetTaskType(static_cast<std::int64_t>(TaskType::Upload));
+  return shown;
+}
+
+bool GalleryUploadTask::GetThumbnailPath(std::wstring& path) {
+  path = file->ThumbnailPath();
+  return !path.empty();
+}
+
+bool GalleryUploadTask::StartTask() {
+  const auto begin = std::chrono::steady_clock::now();
+  const bool done = StartRun();
+  const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
+  Logger::CloudLogger::GetInstance()->ReportLog(
+      kRunReport, GetResultReportInfo(file->UniqueId(), platform::WideToUtf8(file->FileName()),
+                                      elapsed.count(), LastErr().code));
+  return done;
+}
+
+bool GalleryUploadTask::StartRun() {
+  constexpr char kStep[] = "GalleryUploadTask::StartRun";
+  if (!TransferTask::StartTask()) return false;
+  if (file->ThumbnailPath().empty() || file->LcdPath().empty()) {
+    Fail(kGeneral, kStep, __LINE__, "the file has no thumbnails");
+    OnStop();
+    return false;
+  }
+  if (Status() != TaskStatus::Running || !CheckMK()) {
+    OnStop();
+    return false;
+  }
+  platform::MutexLock hold(runLock);
+  httpLib.Reset();
+  // A stop that came before the reset would be lost.
+  const bool done = MayGoOn() && RunByVersion();
+  source = UploadSource();  // A task that has ended stays listed; its thumbnails need not.
+  if (done && OnComplete()) return true;
+  httpLib.Reset();
+  OnStop();
+  return false;
+}
+
+bool GalleryUploadTask::RunByVersion() {
+  switch (GetGalleryVer()) {
+    case GalleryVer::V2:
+      return UploadV2();
+    case GalleryVer::V1:
+      return Fail(kVersionUnknown, "GalleryUploadTask::UploadV1", __LINE__,
+                  "the first generation is not served");
+    default:
+      return Fail(kVersionUnknown, "GalleryUploadTask::StartRun", __LINE__);
+  }
+}
+
+bool GalleryUploadTask::CheckMK() {
+  auto* parameters = GlobalParamWrapper::GetInstance();
+  const auto areSet = [parameters] {
+    return !parameters->GetHMAC_MK1().empty() && !parameters->GetHMAC_MK2().empty();
+  };
+  if (areSet()) return true;
+  UserAuthService::GetInstance()->InitMk1AndMk2();
+  if (areSet()) return true;
+  return Fail(kGeneral, "GalleryUploadTask::CheckMK", __LINE__, "mk1 or mk2 is empty");
+}
+
+bool GalleryUploadTask::CheckUserKeyNoEmpty() {
+  const st_UserInfo user = GlobalParamWrapper::GetInstance()->GetUserInfo();
+  return user.userKeyId1[0] != 0 && user.userKeyId3[0] != 0 && IsSet(user.userKey1) && IsSet(user.userKey3);
+}
+
+bool GalleryUploadTask::InitUploadFileHmac(UploadFileCommandParams& params) {
+  const std::string masterKey = ContentCrypto::MasterKey(GlobalParamWrapper::GetInstance()->GetHMAC_MK1());
+  std::string failure;
+  source = UploadSource();
+  const bool read = source.Read(
+      localPath, file->ThumbnailPath(), file->LcdPath(), masterKey, [this] { return MayGoOn(); }, failure);
+  if (!read) {
+    LogError("GalleryUploadTask::UploadV2", " FILE upload init Hmac Failed!");
+    return Fail(kGeneral, "GalleryUploadTask::InitUploadFileHmac", __LINE__, failure);
+  }
+  const ContentCrypto::KeyAndIv keys = ContentCrypto::KeysOfHmac(source.contentHmac);
+  params.file = file;
+  params.contentHmac = source.contentHmac;
+  params.thumbHmac = source.thumbHmac;
+  params.aesKey.assign(keys.key.begin(), keys.key.end());
+  params.aesIv.assign(keys.iv.begin(), keys.iv.end());
+  fileSize = source.size;
+  return keys.IsUsable();
+}
+
+bool GalleryUploadTask::UploadV2() {
+  constexpr char kStep[] = "GalleryUploadTask::UploadV2";
+  if (!CheckUserKeyNoEmpty()) return Fail(kGeneral, kStep, __LINE__, "Get userkey is empty Failed!");
+  UploadFileCommandParams params;
+  if (!InitUploadFileHmac(params)) return false;
+  FileSliceCmdParamsV2 record;
+  record.file = file;
+  record.album = album;
+  record.lockToken = GalleryTransManager::GetInstance().LockToken();
+  record.contentHmac = params.contentHmac;
+  record.thumbHmac = params.thumbHmac;
+  record.source = &source;
+  if (!CreateRecord(record)) return false;
+  for (Json::ArrayIndex index : {0, 1}) {
+    if (!UploadAttachment(index, record, params)) return false;
+  }
+  return PublishRecord(record);
+}
+
+bool GalleryUploadTask::CreateRecord(FileSliceCmdParamsV2& record) {
+  constexpr char kStep[] = "GalleryUploadTask::CreateRecord";
+  Json::Value answer;
+  if (!Send(kCreateMedia, record, answer)) return false;
+  if (!IsRecord(answer)) return FailAnswer(kStep, __LINE__, answer);
+  record.doc = std::move(answer);
+  return true;
+}
+
+bool GalleryUploadTask::UploadAttachment(Json::ArrayIndex index, FileSliceCmdParamsV2& record,
+                                         UploadFileCommandParams& params) {
+  record.attachmentIndex = index;
+  const std::int32_t kind = Text(record.Attachment(), "usage") == "content" ? kContent : kThumbnail;
+  return UploadV2Slice(index, record.Asset()["resource"]["objects"].size(), params, kind, record);
+}
+
+bool GalleryUploadTask::UploadV2Slice(Json::ArrayIndex attachmentIndex, Json::ArrayIndex objectCount,
+                                      UploadFileCommandParams& params, std::int32_t kind,
+                                      FileSliceCmdParamsV2& record) {
+  record.attachmentIndex = attachmentIndex;
+  params.kind = kind;
+  SliceReader reader(localPath, params, record.Asset()["resource"]);
+  for (Json::ArrayIndex index = 0; index < objectCount; ++index) {
+    record.objectIndex = index;
+    params.readPosition = 0;
+    params.fileOffset = reader.Start(index);
+    params.slicePlainLength = reader.PlainLength(index);
+    if (!(kind == kContent ? EncryptOriginalData(reader, params, record)
+                           : EncryptThumbData(params, record)) ||
+        !UploadV2SliceRequestUrl(record) || !SendObject(params, record) ||
+        !UploadV2SliceRequestUploadState(record)) {
+      return false;
+    }
+    if (kind == kContent) SetTransferred(params.fileOffset + params.slicePlainLength);
+  }
+  return true;
+}
+
+bool GalleryUploadTask::EncryptOriginalData(SliceReader& reader, UploadFileCommandParams& params,
+                                            FileSliceCmdParamsV2& record) {
+  EncryptedSlice slice = reader.Take(record.objectIndex);
+  if (!slice.isWhole) {
+    if (SourceIsGone()) ForgetFile();
+    return Fail(kGeneral, "GalleryUploadTask::EncryptOriginalData", __LINE__, "the source cannot be read");
+  }
+  params.body = std::move(slice.bytes);
+  record.md5 = slice.md5;
+  record.sha256 = slice.sha256;
+  return true;
+}
+
+bool GalleryUploadTask::EncryptThumbData(UploadFileCommandParams& params, FileSliceCmdParamsV2& record) {
+  params.body = AES_128_CBC_Thumb(record);
+  record.md5 = ContentCrypto::Md5(params.body);
+  record.sha256 = MethodFunction::Sha256(params.body);
+  return true;
+}
+
+// Leaves out what the cloud holds already, as a whole or of this object.
+bool GalleryUploadTask::SendObject(UploadFileCommandParams& params, FileSliceCmdParamsV2& record) {
+  const Json::Value& resource = record.Asset()["resource"];
+  const Json::Value& object = resource["objects"][record.objectIndex];
+  const Json::Value& answered = record.sliceResponse["resource"]["objects"][record.objectIndex];
+  params.sliceLength = static_cast<std::uint32_t>(Number(object, "length"));
+  const bool isAsked = Number(resource, "state") == kMustSend && Text(record.doc, "uploadType") == "client" &&
+                       Number(answered, "state", kMustSend) == kMustSend;
+  if (isAsked) return PutObject(params, object, answered["uploadUrl"]);
+  LogInfo("GalleryUploadTask::UploadV2Slice",
+          [&] { return "upload file rapid, fileid: " + Text(record.doc, "id"); });
+  return true;
+}
+
+bool GalleryUploadTask::PutObject(UploadFileCommandParams& params, const Json::Value& object,
+                                  const Json::Value& uploadUrl) {
+  constexpr char kStep[] = "GalleryUploadTask::PutObject";
+  // Fewer bytes than the cloud waits for: the file has changed since its start.
+  if (params.body.size() != params.sliceLength) {
+    return Fail(kSourceChanged, kStep, __LINE__, "the source has another length now");
+  }
+  if (!MayGoOn()) return false;
+  httpLib.Reset();
+  if (!MayGoOn()) return false;
+  LogInfo(kStep, [&] { return "upload slice idx:" + Text(object, "number"); });
+  std::string response;
+  if (uploadUrl.isObject() &&
+      httpLib.UploadFile(params, Text(uploadUrl, "url"), Headers(uploadUrl["headers"]), response)) {
+    return true;
+  }
+  if (!MayGoOn()) return false;
+  if (SourceIsGone()) {
+    ForgetFile();
+    return Fail(kGeneral, kStep, __LINE__, "the source was deleted while it was sent");
+  }
+  return FailAnswer(kStep, __LINE__, NS::JsonText::Parse(response).value_or(Json::Value()));
+}
+
+bool GalleryUploadTask::UploadV2SliceRequestUrl(FileSliceCmdParamsV2& record) {
+  constexpr char kStep[] = "GalleryUploadTask::UploadV2SliceRequestUrl";
+  Json::Value answer;
+  if (!Send(kAnnounceSlice, record, answer)) return false;
+  const Json::Value& objects = Member(Member(answer, "resource"), "objects");
+  if (!objects.isArray() || record.objectIndex >= objects.size() || !objects[record.objectIndex].isObject()) {
+    return FailAnswer(kStep, __LINE__, answer);
+  }
+  record.sliceResponse = std::move(answer);
+  return true;
+}
+
+bool GalleryUploadTask::UploadV2SliceRequestUploadState(FileSliceCmdParamsV2& record) {
+  Json::Value answer;
+  if (!Send(kConfirmSlice, record, answer)) return false;
+  return Member(answer, "resource").isObject() ||
+         FailAnswer("GalleryUploadTask::UploadV2SliceRequestUploadState", __LINE__, answer);
+}
+
+bool GalleryUploadTask::PublishRecord(FileSliceCmdParamsV2& record) {
+  constexpr char kStep[] = "GalleryUploadTask::PublishRecord";
+  // Its digests were taken before its slices were: a change in between makes a
+  // record that no reader can check.
+  if (!source.IsUnchanged(localPath)) return Fail(kSourceChanged, kStep, __LINE__);
+  Json::Value answer;
+  if (!Send(kPublishMedia, record, answer)) return false;
+  if (Text(answer, "id").empty()) return FailAnswer(kStep, __LINE__, answer);
+  TakeOver(answer);
+  return true;
+}
+
+bool GalleryUploadTask::Send(std::int32_t command, FileSliceCmdParamsV2& record, Json::Value& answer) {
+  constexpr char kStep[] = "GalleryUploadTask::Send";
+  if (!MayGoOn()) return false;
+  httpLib.Reset();
+  UserAuthService::GetInstance()->KeepTokenFresh();
+  FileParamsConstruct<FileSliceCmdParamsV2> request(command, record);
+  std::string response;
+  const bool answered = httpLib.RequestInterface(request, response);
+  if (!MayGoOn()) return false;
+  if (!answered) return Fail(kGeneral, kStep, __LINE__, "no answer to request " + std::to_string(command));
+  auto parsed = NS::JsonText::Parse(response);
+  if (!parsed || !parsed->isObject() || parsed->empty()) {
+    return Fail(kGeneral, kStep, __LINE__,
+                "request " + std::to_string(command) + " was answered without a record");
+  }
+  answer = std::move(*parsed);
+  return !answer.isMember("error") || FailAnswer(kStep, __LINE__, answer);
+}
+
+void GalleryUploadTask::TakeOver(const Json::Value& published) {
+  const std::string id = Text(published, "id"), before = file->UniqueId();
+  const std::string name = Text(published, "fileName");
+  if (!name.empty()) file->SetFileName(platform::Utf8ToWide(name));
+  file->SetFileId(id);
+  file->SetUniqueId(id);
+  file->GalleryState = 0;
+  LogInfo("GalleryUploadTask::UploadV2", [&] { return "upload file complete:" + id; });
+  Gallery::GetInstance().UpdateFileUId(file, before);
+  if (id == before) DBHelper::GetInstance().SetContentStatus(id, kContentThere);
+}
+
+bool GalleryUploadTask::MayGoOn() const { return Status() == TaskStatus::Running; }
+
+bool GalleryUploadTask::Fail(ErrCode code, const char* step, std::int32_t line, const std::string& cause) {
+  AddErr(code, kError, step, line, cause);
+  return false;
+}
+
+bool GalleryUploadTask::FailAnswer(const char* step, std::int32_t line, const Json::Value& answer) {
+  const auto error = NS::ErrorResp::From(answer);
+  return Fail(kGeneral, step, line, error ? error->Text() : "the cloud's answer is not what was asked for");
+}
+
+bool GalleryUploadTask::SourceIsGone() const {
+  std::error_code error;
+  return fs::status(platform::NativePath(localPath), error).type() == fs::file_type::not_found;
+}
+
+void GalleryUploadTask::ForgetFile() {
+  // What the cloud has already stays in the gallery without its local file.
+  if (!file->IsLocalOnly()) return;
+  (void)DBHelper::GetInstance().DeleteFiles({file});  // A row that stays is dropped by the next run.
+  Gallery::GetInstance().RemoveFiles({file});
+}

@@ -1,0 +1,30 @@
+#include "transfer/httpfetch.h"
+
+namespace {
+
+constexpr std::size_t kErrorHead = 4096;
+
+}  // namespace
+
+HttpFetched FetchByHttp(const std::string& url, const std::vector<std::string>& headers,
+                        const curlppx::CurlConn::Writer& writer, const std::function<bool()>& goesOn) {
+  curlppx::CurlConn connection(curlppx::CurlConn::Connection::Kept);
+  HttpFetched fetched;
+  if (!connection.IsReady() || !connection.SetUrl(url)) {
+    fetched.curlCode = curlppx::kCurlUrlMalformat;
+    return fetched;
+  }
+  connection.SetHeaders(headers);
+  connection.SetMethod(curlppx::CurlConn::Method::Get, {});
+  connection.SetWriter([&](std::string_view piece) {
+    const long code = connection.HttpCode();
+    if (code >= 200 && code <= 299) return writer(piece);
+    fetched.response.append(piece.substr(0, kErrorHead - fetched.response.size()));
+    return true;
+  });
+  connection.SetProgress([&goesOn](const curlppx::CurlConn::Counters&) { return goesOn(); });
+  const curlppx::TransferResult result = connection.Perform();
+  fetched.curlCode = result.curlCode;
+  fetched.httpCode = result.httpCode;
+  return fetched;
+}

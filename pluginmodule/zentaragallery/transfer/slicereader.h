@@ -1,0 +1,34 @@
+#pragma once
+
+#include <json/value.h>
+
+#include <cstdint>
+#include <future>
+#include <string>
+
+#include "cloud/uploadfilecommandparams.h"
+#include "transfer/uploadsource.h"
+
+// Encrypts the slices of a content one ahead of the one that is sent. For one
+// thread; `resource` outlives it.
+class SliceReader {
+ public:
+  // `resource` tells how the cloud cuts the content.
+  SliceReader(std::wstring path, const UploadFileCommandParams& params, const Json::Value& resource);
+
+  // Where object `index` begins in the plain content, and how much of it it holds.
+  std::int64_t Start(Json::ArrayIndex index) const;
+  std::int64_t PlainLength(Json::ArrayIndex index) const;
+
+  // In the order of the objects.
+  EncryptedSlice Take(Json::ArrayIndex index);
+
+ private:
+  std::future<EncryptedSlice> Begin(Json::ArrayIndex index) const;
+
+  const std::wstring source;
+  const std::string key;
+  const std::string iv;
+  const Json::Value& resource;
+  std::future<EncryptedSlice> next;
+};

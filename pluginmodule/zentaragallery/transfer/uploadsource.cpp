@@ -1,0 +1,123 @@
+#include "transfer/uploadsource.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+
+#include "common/platform/files.h"
+#include "common/platform/paths.h"
+#include "transfer/contentcrypto.h"
+#include "utils/gallerylog.h"
+#include "utils/streamdigest.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t kPassBytes = 0x400000;
+// Small enough to stay in the processor's cache between reading, encrypting and
+// digesting.
+constexpr std::size_t kCachedBytes = 0x10000;
+// Thumbnails are at most a screen large.
+constexpr std::uint64_t kLargestThumbnail = 16 << 20;
+
+std::int64_t SizeOf(const fs::path& path) {
+  std::error_code error;
+  const auto size = fs::file_size(path, error);
+  return error ? -1 : static_cast<std::int64_t>(size);
+}
+
+using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+
+File OpenAt(const std::wstring& path, std::int64_t start) {
+  File file(std::fopen(platform::NativePath(path).c_str(), "rb"), std::fclose);
+  if (file) std::setvbuf(file.get(), nullptr, _IONBF, 0);
+  if (file && fseeko(file.get(), start, SEEK_SET) != 0) file.reset();
+  return file;
+}
+
+bool ReadThumbnail(const std::wstring& path, std::string& bytes, std::string& failure) {
+  const auto error = platform::ReadFile(platform::NativePath(path), bytes, kLargestThumbnail);
+  if (error) failure = "cannot read a thumbnail: " + error.message();
+  return !error;
+}
+
+}  // namespace
+
+bool UploadSource::Read(const std::wstring& path, const std::wstring& smallPath,
+                        const std::wstring& largePath, const std::string& masterKey,
+                        const std::function<bool()>& goOn, std::string& failure) {
+  if (!ReadThumbnail(smallPath, smallThumbnail, failure)) return false;
+  if (!ReadThumbnail(largePath, largeThumbnail, failure)) return false;
+  const fs::path native = platform::NativePath(path);
+  size = SizeOf(native);
+  modifiedMs = platform::ModifiedTimeMs(native);
+  StreamDigest hmac = StreamDigest::Hmac(masterKey), plain(StreamDigest::Kind::Sha256);
+  StreamDigest unkeyed = StreamDigest::Hmac({});
+  std::int64_t bytes = 0;
+  const auto error = platform::ReadInPasses(native, kPassBytes, [&](std::string_view pass) {
+    bytes += static_cast<std::int64_t>(pass.size());
+    while (!pass.empty()) {
+      const std::string_view part = pass.substr(0, kCachedBytes);
+      if (!hmac.Update(part) || !plain.Update(part) || !unkeyed.Update(part)) return false;
+      pass.remove_prefix(part.size());
+    }
+    return goOn();
+  });
+  contentHmac = hmac.Finish();
+  sha256 = plain.Finish();
+  hashId = unkeyed.Finish();
+  thumbHmac = CalContentHmac(masterKey, smallThumbnail + largeThumbnail);
+  if (error) failure = "cannot read the file: " + error.message();
+  if (!error && !goOn()) failure = "stopped";
+  if (!error && goOn() && bytes != size) failure = "the file's size changes";
+  return failure.empty() && !contentHmac.empty() && !thumbHmac.empty();
+}
+
+bool UploadSource::IsUnchanged(const std::wstring& path) const {
+  const fs::path native = platform::NativePath(path);
+  return SizeOf(native) == size && platform::ModifiedTimeMs(native) == modifiedMs;
+}
+
+std::string UploadSource::CalContentHmac(const std::string& masterKey, std::string_view bytes) {
+  StreamDigest digest = StreamDigest::Hmac(masterKey);
+  digest.Update(bytes);
+  return digest.Finish();
+}
+
+EncryptedSlice GetEncryptSliceHash(const std::wstring& path, const std::string& key, const std::string& iv,
+                                   std::int64_t length, std::int64_t start) {
+  constexpr char kTag[] = "GalleryUploadTask::EncryptOriginalData";
+  EncryptedSlice slice;
+  const File file = OpenAt(path, start);
+  if (!file) {
+    LogError(kTag, "open file fail, error code:" + std::to_string(errno));
+    return slice;
+  }
+  ContentCrypto::StreamCipher cipher(key, iv);
+  StreamDigest md5(StreamDigest::Kind::Md5), sha256(StreamDigest::Kind::Sha256);
+  slice.bytes.resize(static_cast<std::size_t>(ContentCrypto::PaddedSize(length)));
+  std::string buffer(kCachedBytes, '\0');
+  std::size_t done = 0, written = 0;
+  const auto digest = [&] {
+    const std::string_view fresh(slice.bytes.data() + done, written);
+    done += written;
+    return md5.Update(fresh) && sha256.Update(fresh);
+  };
+  bool sound = true;
+  while (sound && length > 0) {
+    const auto wanted = static_cast<std::size_t>(std::min<std::int64_t>(length, kCachedBytes));
+    const std::size_t taken = std::fread(buffer.data(), 1, wanted, file.get());
+    if (taken == 0) break;
+    sound =
+        cipher.Update(std::string_view(buffer.data(), taken), slice.bytes.data() + done, written) && digest();
+    length -= static_cast<std::int64_t>(taken);
+  }
+  sound =
+      sound && std::ferror(file.get()) == 0 && cipher.Finish(slice.bytes.data() + done, written) && digest();
+  slice.bytes.resize(done);
+  slice.md5 = md5.Finish();
+  slice.sha256 = sha256.Finish();
+  slice.isWhole = sound && !slice.md5.empty() && !slice.sha256.empty();
+  return slice;
+}

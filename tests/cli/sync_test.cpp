@@ -1,0 +1,175 @@
+// The photo cloud from the command line: sessions, cycles, and what a later
+// process can tell of them.
+
+#include <csignal>
+
+#include "accountapi.h"
+#include "clitest.h"
+
+namespace {
+
+constexpr int kDone = 0, kFailed = 1;
+
+class CliSyncTest : public CliTest {
+ protected:
+  int Login(const std::string& password = "wonderland") {
+    folder.Write("password", password + "\nsecond line\n");
+    return Run({"login", "--server", cloud.Url(), "--user", "alice", "--password-file",
+                (folder / "password").string()})
+        .status;
+  }
+  // The last document of a command: of "status" what the sync says.
+  Json::Value Last(const std::vector<std::string>& words) {
+    const auto documents = Documents(words);
+    return documents.empty() ? Json::Value() : documents.back();
+  }
+
+  CloudProcess cloud;
+  AccountApi api{cloud};
+};
+
+TEST_F(CliSyncTest, PasswordFileOpensASessionThatOutlivesTheProcess) {
+  EXPECT_EQ(Login(), kDone);
+  api.AddMedia("a.jpg");
+  EXPECT_EQ(Run({"sync"}).status, kDone);
+  EXPECT_EQ(Documents({"ls"}).size(), 1u);
+}
+
+TEST_F(CliSyncTest, PictureWithoutRoomInTheCloudIsToldAndKeepsWaiting) {
+  folder.Write("secret", "builder\n");
+  ASSERT_EQ(
+      RunProgram({PHOTOCLOUD_PROGRAM, "user", "add", "bob", "--data", cloud.Data().string(),
+                  "--fast-password", "--quota-gb", "0", "--password-file", (folder / "secret").string()})
+          .status,
+      kDone);
+  ASSERT_EQ(Run({"login", "--server", cloud.Url(), "--user", "bob", "--password-file",
+                 (folder / "secret").string()})
+                .status,
+            kDone);
+  WritePictures("Trip", 1);
+  Run({"import", (folder / "Trip").string()});
+  EXPECT_EQ(Run({"sync"}).status, kFailed);
+  const Json::Value status = Last({"status"});
+  EXPECT_EQ(status["errorFile"], "p0.jpg");
+  EXPECT_EQ(status["errorStep"], "SyncHelper::UploadContent");
+  EXPECT_NE(status["errorCause"].asString().find("room for 0 more bytes"), std::string::npos) << status;
+  EXPECT_EQ(status["pendingUploads"], 1);
+}
+
+TEST_F(CliSyncTest, WrongPasswordIsRefusedAndChangesNothing) {
+  WritePictures("Trip", 1);
+  Run({"import", (folder / "Trip").string()});
+  EXPECT_EQ(Login("looking-glass"), kFailed);
+  EXPECT_EQ(Documents({"ls"}).size(), 1u);
+  EXPECT_EQ(Run({"sync"}).status, kFailed);
+}
+
+TEST_F(CliSyncTest, MissingPasswordFileIsRefused) {
+  EXPECT_EQ(Run({"login", "--server", cloud.Url(), "--user", "alice", "--password-file",
+                 (folder / "nowhere").string()})
+                .status,
+            kFailed);
+}
+
+TEST_F(CliSyncTest, ServerThatIsNotThereIsTold) {
+  folder.Write("password", "wonderland\n");
+  EXPECT_EQ(Run({"login", "--server", "http://127.0.0.1:1", "--user", "alice", "--password-file",
+                 (folder / "password").string()})
+                .status,
+            kFailed);
+}
+
+TEST_F(CliSyncTest, SyncWithoutASessionSaysSo) { EXPECT_EQ(Run({"sync"}).status, kFailed); }
+
+TEST_F(CliSyncTest, SyncBringsAndSendsChanges) {
+  ASSERT_EQ(Login(), kDone);
+  const std::string id = api.AddMedia("a.jpg");
+  ASSERT_EQ(Run({"sync"}).status, kDone);
+  EXPECT_EQ(Run({"favorite", id}).status, kDone);
+  EXPECT_EQ(Run({"album", "create", "Trip"}).status, kDone);
+  EXPECT_EQ(Run({"move", id, "--to", "Trip"}).status, kDone);
+  EXPECT_EQ(Last({"status"})["pendingFiles"].asInt(), 1);
+  const Json::Value synced = Last({"sync"});
+  EXPECT_EQ(synced["pendingFiles"].asInt(), 0);
+  EXPECT_EQ(synced["errorStep"].asString(), "");
+  const Json::Value there = api.Dump();
+  EXPECT_TRUE(there["files"][id]["favorite"].asBool());
+  EXPECT_EQ(there["albums"][there["files"][id]["album"].asString()]["name"].asString(), "Trip");
+}
+
+TEST_F(CliSyncTest, LogoutGoesBackToTheLocalGallery) {
+  WritePictures("Trip", 2);
+  Run({"import", (folder / "Trip").string()});
+  ASSERT_EQ(Login(), kDone);
+  api.AddMedia("a.jpg");
+  ASSERT_EQ(Run({"sync"}).status, kDone);
+  EXPECT_EQ(Documents({"ls"}).size(), 1u);
+  EXPECT_EQ(Run({"logout"}).status, kDone);
+  EXPECT_EQ(Documents({"ls"}).size(), 2u);
+  EXPECT_EQ(Run({"sync"}).status, kFailed);
+  ASSERT_EQ(Login(), kDone);
+  EXPECT_EQ(Documents({"ls"}).size(), 1u);
+}
+
+TEST_F(CliSyncTest, StatusTellsWhyTheLastCycleFailedUntilOneGoesWell) {
+  ASSERT_EQ(Login(), kDone);
+  api.AddMedia("a.jpg");
+  ASSERT_EQ(Run({"sync"}).status, kDone);
+  api.AddMedia("b.jpg");
+  cloud.Rule(R"({"path":"/changes\\?","status":500,"times":0})");
+  EXPECT_EQ(Run({"sync"}).status, kFailed);
+  const Json::Value failed = Last({"status"});
+  EXPECT_EQ(failed["errorStep"].asString(), "SyncHelper::SyncGeneralFiles");
+  EXPECT_EQ(failed["errorCause"].asString(), "a page of changes did not come");
+  EXPECT_GT(failed["errorTime"].asInt64(), 0);
+  cloud.ClearRules();
+  EXPECT_EQ(Run({"sync"}).status, kDone);
+  EXPECT_EQ(Last({"status"})["errorStep"].asString(), "");
+}
+
+TEST_F(CliSyncTest, StatusNamesTheFileThatTheCloudRefused) {
+  ASSERT_EQ(Login(), kDone);
+  const std::string id = api.AddMedia("refused.jpg");
+  ASSERT_EQ(Run({"sync"}).status, kDone);
+  ASSERT_EQ(Run({"favorite", id}).status, kDone);
+  cloud.Rule(R"({"method":"PATCH","path":"/media/","errorCode":"31084000","times":0})");
+  EXPECT_EQ(Run({"sync"}).status, kFailed);
+  const Json::Value failed = Last({"status"});
+  EXPECT_EQ(failed["errorFile"].asString(), "refused.jpg");
+  EXPECT_EQ(failed["errorItem"].asString(), id);
+  EXPECT_EQ(failed["errorStep"].asString(), "SyncHelper::UploadModifyFiles");
+  EXPECT_NE(failed["errorCause"].asString().find("31084000"), std::string::npos);
+}
+
+TEST_F(CliSyncTest, SyncOfANewProcessFailsWhenTheServerIsGone) {
+  ASSERT_EQ(Login(), kDone);
+  api.AddMedia("a.jpg");
+  ASSERT_EQ(Run({"sync"}).status, kDone);
+  cloud.Stop();
+  EXPECT_EQ(Run({"sync"}).status, kFailed);
+  EXPECT_NE(Last({"status"})["errorCause"].asString(), "");
+  EXPECT_EQ(Documents({"ls"}).size(), 1u);
+}
+
+TEST_F(CliSyncTest, WatchTakesOverAChangeWhenTheServicePushesIt) {
+  ASSERT_EQ(Login(), kDone);
+  ASSERT_EQ(Run({"sync"}).status, kDone);
+  Process watch(Command({"sync", "--watch"}));
+  cloud.AwaitRequest("push");
+  api.AddMedia("a.jpg");
+  // A line for each cycle that ended unlike the one before; the timer's own would
+  // come a minute later.
+  const auto before = std::chrono::steady_clock::now();
+  std::string line;
+  const std::string version = "\"latestVersion\":" + std::to_string(api.Version()) + ",";
+  do {
+    line = watch.ReadLine();
+  } while (!line.empty() && line.find(version) == std::string::npos);
+  EXPECT_NE(line, "");
+  EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(30));
+  watch.Signal(SIGTERM);
+  EXPECT_EQ(watch.Wait(), kDone);
+  EXPECT_EQ(Documents({"ls"}).size(), 1u);
+}
+
+}  // namespace

@@ -1,0 +1,231 @@
+#include "contenttest.h"
+
+#include <gmock/gmock.h>
+
+#include <fstream>
+#include <thread>
+
+#include "common/platform/paths.h"
+#include "host/curlppx.h"
+#include "host/ns/cloudphotov2.h"
+#include "host/ns/cloudphotov2assets.h"
+#include "transfer/gallerytransmanager.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using testing::HasSubstr;
+
+using UploadTaskTest = ContentTest;
+
+TEST_F(UploadTaskTest, RequestsComeInTheirOrder) {
+  const auto file = Source("two", Noise(kSliceSize + 1));
+  ASSERT_TRUE(Upload(file));
+  std::vector<std::string> seen;
+  for (std::string request : server.Requests()) {
+    const auto slash = request.find("/cloudPhoto/v1");
+    request.erase(slash, 14);
+    if (request.find("/assets/") != std::string::npos) request = request.substr(0, 4) + " asset";
+    if (request.starts_with("PUT")) request = "PUT object";
+    if (request.starts_with("PATCH")) request = "PATCH media";
+    seen.push_back(request);
+  }
+  EXPECT_EQ(seen, (std::vector<std::string>{"POST /media", "POST asset", "PUT object", "POST asset",
+                                            "POST asset", "PUT object", "POST asset", "POST asset",
+                                            "PUT object", "POST asset", "PATCH media"}))
+      << testing::PrintToString(server.Requests());
+}
+
+TEST_F(UploadTaskTest, FileTakesTheCloudsIdAndIsInStep) {
+  const auto file = Source("one", Noise(100));
+  ASSERT_TRUE(Upload(file));
+  EXPECT_NE(file->UniqueId(), "one");
+  EXPECT_EQ(file->FileId(), file->UniqueId());
+  EXPECT_EQ(file->GalleryState, 0);
+  EXPECT_EQ(gallery.GetFile("one"), nullptr);
+  EXPECT_EQ(gallery.GetFile(file->UniqueId()), file);
+  const auto row = Row(file->UniqueId());
+  ASSERT_TRUE(row);
+  EXPECT_EQ(row->GalleryState, 0);
+  EXPECT_TRUE(IsVisible(file->UniqueId()));
+}
+
+TEST_F(UploadTaskTest, HeldContentIsNotSentAgainButStillConfirmed) {
+  const std::string bytes = Noise(2 * kSliceSize + 5);
+  ASSERT_TRUE(Upload(Source("first", bytes)));
+  const auto again = Source("again", bytes);
+  fs::copy_file(platform::NativePath(gallery.GetFile("again")->LocalPath()), folder / "copy");
+  server.ForgetRequests();
+  ASSERT_TRUE(Upload(again));
+  EXPECT_EQ(CountRequests("PUT"), 1u);  // its own thumbnails
+  EXPECT_EQ(CountRequests("POST /cloudPhoto/v1/media/"), 8u);
+}
+
+TEST_F(UploadTaskTest, RepeatSendsOnlyWhatTheCloudLacks) {
+  const auto file = Source("three", Noise(3 * kSliceSize));
+  server.Fault(R"({"method":"PUT","path":"/objects/","nth":3,"times":3,"status":500})");
+  EXPECT_FALSE(Upload(file));
+  EXPECT_EQ(VisibleCount(), 0u);
+  EXPECT_EQ(file->GalleryState, 1);
+  server.ClearFaults();
+  server.ForgetRequests();
+  ASSERT_TRUE(Upload(file));
+  EXPECT_EQ(CountRequests("PUT"), 2u);  // the third slice and the thumbnails
+}
+
+// What an attempt at the fault leaves behind is seen by the next run.
+TEST_F(UploadTaskTest, EachRequestMayFailAndARepeatFinishes) {
+  const std::vector<std::string> faults = {R"("status":403)",     R"("status":404)", R"("status":500)",
+                                           R"("status":503)",     R"("close":true)", R"("dropRequest":true)",
+                                           R"("cutAfterBytes":5)"};
+  unsigned seed = 100;
+  for (const std::string& fault : faults) {
+    for (int nth = 1; nth <= 8; ++nth) {
+      SCOPED_TRACE(fault + " at request " + std::to_string(nth));
+      const std::string name = "f" + std::to_string(++seed);
+      const auto file = Source(name, Noise(100, seed));
+      const std::size_t before = VisibleCount();
+      // Requests that a client repeats by itself fail as often as it asks.
+      server.Fault(R"({"path":"/media|/objects/","nth":)" + std::to_string(nth) + R"(,"times":3,)" + fault +
+                   "}");
+      const auto task = UploadTask(file);
+      const bool done = Run(*task);
+      if (!done) {
+        EXPECT_EQ(task->Status(), TaskStatus::Failed);
+        EXPECT_EQ(task->LastErr().code, TransferErrorInterface::kGeneral);
+        EXPECT_NE(task->LastErr().step, "");
+        EXPECT_NE(task->LastErr().cause, "");
+        server.ClearFaults();
+        EXPECT_TRUE(Run(*task));
+      }
+      server.ClearFaults();
+      EXPECT_EQ(VisibleCount(), before + 1);
+      const auto download = DownloadTask(file, name);
+      EXPECT_TRUE(Run(*download));
+      EXPECT_TRUE(Bytes(download) == Noise(100, seed));
+    }
+  }
+}
+
+TEST_F(UploadTaskTest, FileWithoutThumbnailsSendsNothing) {
+  const auto file = Source("bare", "no picture at all");
+  fs::remove(platform::NativePath(file->ThumbnailName()));
+  file->thumbExists = false;
+  const auto task = UploadTask(file);
+  EXPECT_FALSE(Run(*task));
+  EXPECT_EQ(task->LastErr().code, TransferErrorInterface::kGeneral);
+  EXPECT_EQ(server.Requests().size(), 0u);
+}
+
+TEST_F(UploadTaskTest, ChangedSourceIsNotPublished) {
+  const auto file = Source("changed", Noise(3 * kSliceSize));
+  const fs::path path = platform::NativePath(file->LocalPath());
+  server.Fault(R"({"method":"PATCH","path":"/media/","status":500,"times":3})");
+  const auto task = UploadTask(file);
+  EXPECT_FALSE(Run(*task));
+  // The next run finds other bytes: another content, whole in itself.
+  std::ofstream(path, std::ios::binary) << Noise(kSliceSize, 7);
+  server.ClearFaults();
+  ASSERT_TRUE(Run(*UploadTask(file)));
+  const auto download = DownloadTask(file, "changed.jpg");
+  ASSERT_TRUE(Run(*download));
+  EXPECT_TRUE(Bytes(download) == Noise(kSliceSize, 7));
+}
+
+TEST_F(UploadTaskTest, SourceThatChangesWhileItIsSentIsRefused) {
+  const auto file = Source("growing", Noise(2 * kSliceSize));
+  const fs::path path = platform::NativePath(file->LocalPath());
+  const auto task = UploadTask(file);
+  task->SetStatus(TaskStatus::Running, 0);
+  // The progress of the first slice is the moment.
+  std::thread changer([&] {
+    while (CountRequests("PUT") == 0 && !task->HasEnded()) std::this_thread::yield();
+    fs::last_write_time(path, fs::last_write_time(path) + std::chrono::seconds(5));
+  });
+  server.Fault(R"({"method":"PUT","path":"/objects/","nth":2,"delayMs":2000})");
+  const bool done = task->StartTask();
+  changer.join();
+  EXPECT_FALSE(done);
+  EXPECT_EQ(task->LastErr().code, TransferErrorInterface::kSourceChanged);
+  EXPECT_EQ(VisibleCount(), 0u);
+}
+
+TEST_F(UploadTaskTest, DeletedSourceLeavesTheGallery) {
+  const auto file = Source("gone", Noise(10));
+  const auto task = UploadTask(file);
+  fs::remove(platform::NativePath(file->LocalPath()));
+  EXPECT_FALSE(task->AddToDB());
+  EXPECT_EQ(task->LastErr().code, TransferErrorInterface::kSourceGone);
+  EXPECT_EQ(gallery.GetFile("gone"), nullptr);
+  EXPECT_EQ(Row("gone"), nullptr);
+}
+
+TEST_F(UploadTaskTest, SourceDeletedWhileItIsSentLeavesTheGallery) {
+  const auto file = Source("vanishing", Noise(2 * kSliceSize));
+  const fs::path path = platform::NativePath(file->LocalPath());
+  const auto task = UploadTask(file);
+  task->SetStatus(TaskStatus::Running, 0);
+  std::thread deleter([&] {
+    while (CountRequests("PUT") == 0 && !task->HasEnded()) std::this_thread::yield();
+    fs::remove(path);
+  });
+  server.Fault(R"({"method":"PUT","path":"/objects/","nth":1,"delayMs":3000})");
+  EXPECT_FALSE(task->StartTask());
+  deleter.join();
+  EXPECT_EQ(task->LastErr().code, TransferErrorInterface::kGeneral);
+  EXPECT_EQ(gallery.GetFile("vanishing"), nullptr);
+  EXPECT_EQ(VisibleCount(), 0u);
+}
+
+TEST_F(UploadTaskTest, StopBetweenObjectsLeavesEarlierOnesInTheCloud) {
+  const auto file = Source("stopped", Noise(4 * kSliceSize));
+  const auto task = UploadTask(file);
+  task->SetStatus(TaskStatus::Running, 0);
+  std::thread stopper([&] {
+    while (CountRequests("PUT") == 0 && !task->HasEnded()) std::this_thread::yield();
+    task->StopTask(TaskStatus::PausedByUser, 0);
+  });
+  server.Fault(R"({"method":"PUT","path":"/objects/","nth":2,"delayMs":3000})");
+  EXPECT_FALSE(task->StartTask());
+  stopper.join();
+  EXPECT_EQ(task->Status(), TaskStatus::PausedByUser);
+  EXPECT_EQ(task->LastErr().code, TransferErrorInterface::kNone);
+  EXPECT_EQ(VisibleCount(), 0u);
+  server.ForgetRequests();
+  ASSERT_TRUE(Run(*task));
+  EXPECT_LT(CountRequests("PUT"), 5u);
+  EXPECT_EQ(VisibleCount(), 1u);
+}
+
+TEST_F(UploadTaskTest, StopAfterTheEndDoesNothing) {
+  const auto file = Source("ended", Noise(10));
+  const auto task = UploadTask(file);
+  ASSERT_TRUE(Run(*task));
+  task->StopTask(TaskStatus::PausedByUser, 0);
+  EXPECT_EQ(task->Status(), TaskStatus::Completed);
+}
+
+TEST_F(UploadTaskTest, WithoutLockNothingIsStored) {
+  GalleryTransManager::GetInstance().SetLockToken("");
+  const auto task = UploadTask(Source("unlocked", Noise(10)));
+  EXPECT_FALSE(Run(*task));
+  EXPECT_THAT(task->LastErr().cause, HasSubstr("lock"));
+  EXPECT_EQ(VisibleCount(), 0u);
+}
+
+TEST_F(UploadTaskTest, ContentOfAKnownFileGoesBackIntoItsRecord) {
+  const auto file = Source("known", Noise(100));
+  ASSERT_TRUE(Upload(file));
+  const std::string id = file->UniqueId();
+  server.Action(R"({"action":"loseObject","userName":"alice","mediaId":")" + id + R"("})");
+  const auto download = DownloadTask(file, "known.jpg");
+  EXPECT_FALSE(Run(*download));  // The cloud notices its loss.
+  ASSERT_TRUE(Upload(file));
+  EXPECT_EQ(file->UniqueId(), id);
+  EXPECT_EQ(VisibleCount(), 1u);
+  ASSERT_TRUE(Run(*download));
+  EXPECT_TRUE(Bytes(download) == Noise(100));
+}
+
+}  // namespace

@@ -1,0 +1,196 @@
+// Every expected value was made with the openssl command line, for the text of
+// kFox, the master keys 000102...0f and f0f1...ff, and the user's keys 1011...1f
+// and 2021...3f:
+//   openssl dgst -sha256 -mac HMAC -macopt hexkey:MK1 FILE
+//   openssl enc -aes-128-cbc -K KEY -iv IV -in FILE | xxd -p
+
+#include "transfer/contentcrypto.h"
+
+#include <gtest/gtest.h>
+
+#include "support/temporaryfolder.h"
+#include "transfer/fileparamsconstruct.h"
+#include "transfer/uploadsource.h"
+
+namespace {
+
+using ContentCrypto::FromHex;
+using ContentCrypto::ToHex;
+
+constexpr char kFox[] = "The quick brown fox jumps over the lazy dog";
+constexpr char kFoxHmac[] = "19cef782d548b76d9e5e1b5c057dd9c1f2817c1df3a626e4c5dfffc88e6e4304";
+constexpr char kFoxCipher[] =
+    "2d45a20b2ce89269b84ce59b521eb570f008b616bda9bb186d61908f1c57fb8f142ab31d6fa09dccb2ac238103b88505";
+constexpr char kMasterKey1[] = "000102030405060708090a0b0c0d0e0f";
+// Digits behind the first 32 do not count.
+constexpr char kMasterKey2[] = "F0F1F2F3F4F5F6F7F8F9FAFBFCFDFEFF00112233445566778899aabbccddeeff";
+
+st_UserInfo User() {
+  st_UserInfo user;
+  user.userId = L"user-1";
+  for (int i = 0; i < 16; ++i) user.userKey1[i] = static_cast<unsigned char>(0x10 + i);
+  for (int i = 0; i < 32; ++i) user.userKey3[i] = static_cast<unsigned char>(0x20 + i);
+  const std::wstring id1 = L"key-one", id3 = L"key-three";
+  std::copy(id1.begin(), id1.end(), user.userKeyId1);
+  std::copy(id3.begin(), id3.end(), user.userKeyId3);
+  return user;
+}
+
+TEST(ContentCryptoTest, HexTakesEitherCaseAndRefusesTheRest) {
+  EXPECT_EQ(FromHex("00aAFf"), std::string("\x00\xaa\xff", 3));
+  EXPECT_EQ(FromHex("abc"), "");
+  EXPECT_EQ(FromHex("zz"), "");
+  EXPECT_EQ(ContentCrypto::ToUpperHex("\xab"), "AB");
+}
+
+TEST(ContentCryptoTest, KeyAndIvAreTheHalvesOfTheHmac) {
+  const std::string masterKey = ContentCrypto::MasterKey(kMasterKey1);
+  EXPECT_EQ(UploadSource::CalContentHmac(masterKey, kFox), kFoxHmac);
+  const auto keys = ContentCrypto::KeysOfHmac(kFoxHmac);
+  EXPECT_EQ(ToHex(keys.key), "19cef782d548b76d9e5e1b5c057dd9c1");
+  EXPECT_EQ(ToHex(keys.iv), "f2817c1df3a626e4c5dfffc88e6e4304");
+  EXPECT_FALSE(ContentCrypto::KeysOfHmac("").IsUsable());
+}
+
+TEST(ContentCryptoTest, EmptyFileHasAnHmacOverNothingAndOneBlockOfPadding) {
+  EXPECT_EQ(UploadSource::CalContentHmac(ContentCrypto::MasterKey(kMasterKey1), ""),
+            "07eff8b326b7798c9ccfcbdbe579489ac785a7995a04618b1a2813c26744777d");
+  const auto keys = ContentCrypto::KeysOfHmac(kFoxHmac);
+  EXPECT_EQ(ToHex(*ContentCrypto::Encrypt(keys.key, keys.iv, "")), "7d82b7b21f72e50737e9df3cafa05fc5");
+}
+
+TEST(ContentCryptoTest, FullBlocksGetAWholeBlockOfPadding) {
+  const auto keys = ContentCrypto::KeysOfHmac(kFoxHmac);
+  EXPECT_EQ(ToHex(*ContentCrypto::Encrypt(keys.key, keys.iv, "0123456789abcdef")),
+            "c53cea73fcf72983bd5ac3c4023280ace8c5bb5a9111027176b3ae5fbbdecc54");
+  EXPECT_EQ(ContentCrypto::PaddedSize(16), 32);
+  EXPECT_EQ(ContentCrypto::PaddedSize(15), 16);
+  EXPECT_EQ(ContentCrypto::PaddedSize(0), 16);
+}
+
+TEST(ContentCryptoTest, CipherRecordWrapsTheKeysTextWithBothKeysOfTheUser) {
+  const Json::Value record = ContentCrypto::CipherRecord(kFoxHmac, User());
+  EXPECT_EQ(record["algorithm"], "AES_128_CBC_PKCS5Padding");
+  EXPECT_EQ(record["dataType"], 12);
+  EXPECT_EQ(record["iv"], "f2817c1df3a626e4c5dfffc88e6e4304");
+  EXPECT_EQ(record["hfek"], "1|f2817c1df3a626e4c5dfffc88e6e4304");
+  ASSERT_EQ(record["keychains"].size(), 2u);
+  const Json::Value& first = record["keychains"][0];
+  EXPECT_EQ(first["type"], 1);
+  EXPECT_EQ(first["algorithm"], "AES_128_CBC_PKCS5Padding");
+  EXPECT_EQ(first["id"], "key-one");
+  EXPECT_EQ(
+      first["ekey"],
+      "F2817C1DF3A626E4C5DFFFC88E6E4304"
+      "B55EEB8D1226EE0C2B9686AE8BAB7B30CD0C3B2299276159A53B303A0B0110C985159477C98201BF18CAFF7D61268462");
+  const Json::Value& second = record["keychains"][1];
+  EXPECT_EQ(second["type"], 3);
+  EXPECT_EQ(second["algorithm"], "AES_256_CBC_PKCS5Padding");
+  EXPECT_EQ(second["id"], "key-three");
+  EXPECT_EQ(
+      second["ekey"],
+      "F2817C1DF3A626E4C5DFFFC88E6E4304"
+      "169BED0DEE94ADBDE4B6CA3ACED00C7C90B452B6E98EE4F3E18E5256E9E222C95821867A41BA816F8A47F5662787E245");
+  EXPECT_TRUE(ContentCrypto::CipherRecord("", User()).isNull());
+}
+
+TEST(ContentCryptoTest, ResourceHashHas128Digits) {
+  EXPECT_EQ(ContentCrypto::ResourceHash(kMasterKey2, kFoxHmac),
+            "bcde0bab2c9d6ba30fe5c10b9e3c8f598221326be6d4473a743dde44d2d019c3" + std::string(64, '0'));
+}
+
+TEST(ContentCryptoTest, ThumbnailMd5Has64DigitsOfWhichTheLast32AreZero) {
+  EXPECT_EQ(ContentCrypto::Md5(kFox), "9e107d9d372bb6826bd81d3542a419d6" + std::string(32, '0'));
+}
+
+TEST(ContentCryptoTest, EitherKeyOfTheUserOpensTheContent) {
+  GlobalParamWrapper::GetInstance()->SetUser(User(), L"");
+  const std::string iv = "F2817C1DF3A626E4C5DFFFC88E6E4304";
+  const std::string data = FromHex(kFoxCipher);
+  std::string plain;
+  EXPECT_TRUE(ContentCrypto::DecryptData(
+      1,
+      iv + "B55EEB8D1226EE0C2B9686AE8BAB7B30CD0C3B2299276159A53B303A0B0110C985159477C98201BF18CAFF7D61268462",
+      iv, data, plain));
+  EXPECT_EQ(plain, kFox);
+  EXPECT_TRUE(ContentCrypto::DecryptData(
+      3,
+      iv + "169BED0DEE94ADBDE4B6CA3ACED00C7C90B452B6E98EE4F3E18E5256E9E222C95821867A41BA816F8A47F5662787E245",
+      iv, data, plain));
+  EXPECT_EQ(plain, kFox);
+}
+
+TEST(ContentCryptoTest, WrongKeysTypesAndBytesAreRefused) {
+  GlobalParamWrapper::GetInstance()->SetUser(User(), L"");
+  const std::string iv = "f2817c1df3a626e4c5dfffc88e6e4304";
+  const std::string wrapped =
+      "B55EEB8D1226EE0C2B9686AE8BAB7B30CD0C3B2299276159A53B303A0B0110C985159477C98201BF18CAFF7D61268462";
+  std::string plain = "before";
+  EXPECT_FALSE(ContentCrypto::DecryptData(0, iv + wrapped, iv, FromHex(kFoxCipher), plain));
+  EXPECT_FALSE(ContentCrypto::DecryptData(2, iv + wrapped, iv, FromHex(kFoxCipher), plain));
+  EXPECT_FALSE(ContentCrypto::DecryptData(3, iv + wrapped, iv, FromHex(kFoxCipher), plain));
+  EXPECT_FALSE(ContentCrypto::DecryptData(1, iv, iv, FromHex(kFoxCipher), plain));
+  EXPECT_FALSE(ContentCrypto::DecryptData(1, "", iv, FromHex(kFoxCipher), plain));
+  EXPECT_FALSE(ContentCrypto::DecryptData(1, iv + wrapped, "", FromHex(kFoxCipher), plain));
+  EXPECT_FALSE(ContentCrypto::DecryptData(1, iv + wrapped, iv, FromHex(kFoxCipher).substr(1), plain));
+  EXPECT_EQ(plain, "");
+}
+
+TEST(ContentCryptoTest, HmacTextOpensTheContentToo) {
+  std::string plain;
+  EXPECT_TRUE(ContentCrypto::DecryptDataByHmac(kFoxHmac, FromHex(kFoxCipher), plain));
+  EXPECT_EQ(plain, kFox);
+  EXPECT_FALSE(ContentCrypto::DecryptDataByHmac("", FromHex(kFoxCipher), plain));
+}
+
+TEST(UploadSourceTest, OnePassGivesEveryDigest) {
+  const TemporaryFolder folder;
+  const auto path = folder.Write("fox", kFox);
+  const auto thumbnail = folder.Write("thumbnail", "");
+  UploadSource source;
+  std::string failure;
+  ASSERT_TRUE(source.Read(
+      path, thumbnail, thumbnail, ContentCrypto::MasterKey(kMasterKey1), [] { return true; }, failure));
+  EXPECT_EQ(source.size, 43);
+  EXPECT_EQ(source.contentHmac, kFoxHmac);
+  EXPECT_EQ(source.sha256, "d7a8fbb307d7809469ca9abcb0082e4f8d5651e46d3cdb762d02d0bf37c9e592");
+  EXPECT_EQ(source.hashId, "fb011e6154a19b9a4c767373c305275a5a69e8b68b0b4c9200c383dced19a416");
+  EXPECT_TRUE(source.IsUnchanged(path));
+}
+
+TEST(UploadSourceTest, FileWithoutThumbnailsCannotBeRead) {
+  const TemporaryFolder folder;
+  const auto path = folder.Write("fox", kFox);
+  UploadSource source;
+  std::string failure;
+  EXPECT_FALSE(source.Read(
+      path, L"", L"", std::string(16, 'k'), [] { return true; }, failure));
+  EXPECT_NE(failure.find("thumbnail"), std::string::npos);
+}
+
+TEST(UploadSourceTest, SliceIsAStreamOfItsOwnAndDigestedAsItIsSent) {
+  const TemporaryFolder folder;
+  const auto path = folder.Write("three", "????0123456789abcdef????");
+  const auto keys = ContentCrypto::KeysOfHmac(kFoxHmac);
+  const EncryptedSlice slice = GetEncryptSliceHash(path, keys.key, keys.iv, 16, 4);
+  ASSERT_TRUE(slice.isWhole);
+  EXPECT_EQ(ToHex(slice.bytes), "c53cea73fcf72983bd5ac3c4023280ace8c5bb5a9111027176b3ae5fbbdecc54");
+  EXPECT_EQ(slice.md5, "3146bdc7b20e1b70e168a0fa32ae9eb0");
+  EXPECT_EQ(slice.sha256, "4186da79775990f426a4a21aabed48c455e8459a5219d5e42926b70a262d0622");
+  // A range past the end is cut there.
+  EXPECT_EQ(GetEncryptSliceHash(path, keys.key, keys.iv, 100, 24).bytes.size(), 16u);
+  EXPECT_FALSE(GetEncryptSliceHash(L"/nowhere", keys.key, keys.iv, 16, 0).isWhole);
+}
+
+TEST(UploadMimeTypeTest, ServiceNamesSomeTypesItsOwnWay) {
+  EXPECT_EQ(UploadMimeType(L".wmv"), "audio/x-ms-wmv");
+  EXPECT_EQ(UploadMimeType(L".nef"), "image/nef");
+  EXPECT_EQ(UploadMimeType(L".ico"), "image/x-ico");
+  EXPECT_EQ(UploadMimeType(L".mp3"), "audio/x-mpeg");
+  EXPECT_EQ(UploadMimeType(L".rar"), "application/octet-stream");
+  EXPECT_EQ(UploadMimeType(L".mov"), "video/quicktime");
+  EXPECT_EQ(UploadMimeType(L".unknown"), "");
+  EXPECT_EQ(UploadMimeType(L""), "");
+}
+
+}  // namespace

@@ -1,0 +1,289 @@
+#include "transfer/gallerytransmanager.h"
+
+#include <gmock/gmock.h>
+
+#include <fstream>
+#include <future>
+
+#include "common/platform/paths.h"
+#include "common/platform/text.h"
+#include "host/globalparamwrapper.h"
+#include "host/userauthservice.h"
+#include "support/faketask.h"
+#include "support/gallerytest.h"
+#include "transfer/downloadplaces.h"
+#include "transfer/gallerycompletetask.h"
+#include "utils/globaldata.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::UnorderedElementsAre;
+
+class GalleryTransManagerTest : public GalleryTest {
+ protected:
+  void SetUp() override {
+    GalleryTest::SetUp();
+    manager.OnLogout();
+    // Holds the tasks: there is no cloud.
+    manager.OnNetworkDisconnect();
+  }
+  void TearDown() override {
+    manager.GalleryStop();
+    manager.OnNetworkResume();
+    manager.SetMakeUpload({});
+    GlobalParamWrapper::GetInstance()->SetTransfersPaused(false);
+    GalleryTest::TearDown();
+  }
+  FilePtr Listed(const std::string& id, const std::wstring& name,
+                 const std::string& albumId = "default-album-1") {
+    const auto file = CloudFile(id, albumId);
+    file->SetFileName(name);
+    Add({file});
+    return file;
+  }
+  std::wstring Folder() const { return platform::WidePath(folder / "target"); }
+  static std::vector<DownloadTaskProperty> Rows() {
+    std::vector<DownloadTaskProperty> rows;
+    EXPECT_TRUE(DBHelper::GetInstance().GetDownloads(rows));
+    return rows;
+  }
+  std::vector<std::wstring> Targets() const {
+    std::vector<std::wstring> names;
+    for (const auto& row : Rows()) {
+      EXPECT_TRUE(row.LocalPath.starts_with(Folder() + L"/")) << platform::DisplayText(row.LocalPath);
+      names.push_back(platform::WideFileName(row.LocalPath));
+    }
+    return names;
+  }
+  std::vector<std::string> ListedIds(TaskType kind) {
+    std::vector<std::string> ids;
+    for (const auto& task : manager.Tasks(kind)) ids.push_back(task->GetTransferId());
+    return ids;
+  }
+  void WriteFile(const std::string& name) const {
+    std::filesystem::create_directories(folder / "target");
+    std::ofstream(folder / "target" / name) << "mine";
+  }
+
+  GalleryTransManager& manager = GalleryTransManager::GetInstance();
+};
+
+TEST_F(GalleryTransManagerTest, DownloadsAreStoredAndListed) {
+  const auto a = Listed("a", L"a.jpg"), b = Listed("b", L"b.mp4");
+  EXPECT_EQ(manager.GalleryDownload({a, nullptr, b, a}, Folder()), 2u);
+  EXPECT_THAT(Targets(), ElementsAre(L"a.jpg", L"b.mp4"));
+  EXPECT_THAT(ListedIds(TaskType::Download), ElementsAre("a", "b"));
+  const auto row = Rows()[0];
+  EXPECT_EQ(row.FileId, "content-of-a");
+  EXPECT_EQ(row.AlbumId, "default-album-1");
+  EXPECT_EQ(row.TotalLength, 1000);
+  EXPECT_EQ(row.TaskType, 2);
+}
+
+TEST_F(GalleryTransManagerTest, WithoutAUserNothingIsStoredOrQueued) {
+  const auto a = Listed("a", L"a.jpg");
+  GlobalParamWrapper::GetInstance()->SetUser({}, {});
+  EXPECT_EQ(manager.GalleryDownload(a, Folder()), 0u);
+  ASSERT_TRUE(UserAuthService::GetInstance()->Load());
+  EXPECT_THAT(Rows(), IsEmpty());
+  EXPECT_THAT(ListedIds(TaskType::Download), IsEmpty());
+}
+
+TEST_F(GalleryTransManagerTest, DownloadsOfOneNameGoToDifferentPlaces) {
+  WriteFile("IMG.jpg");
+  WriteFile("IMG (2).jpg.download");
+  for (const char* album : {"second", "third"}) CloudAlbum(album, std::wstring(album, album + 5));
+  const Files files{Listed("a", L"IMG.jpg"), Listed("b", L"IMG.jpg", "second"),
+                    Listed("c", L"IMG.jpg", "third")};
+  EXPECT_EQ(manager.GalleryDownload(files, Folder()), 3u);
+  EXPECT_THAT(Targets(), ElementsAre(L"IMG (1).jpg", L"IMG (3).jpg", L"IMG (4).jpg"));
+}
+
+TEST_F(GalleryTransManagerTest, NameOfTheCloudCannotLeadOutOfTheFolder) {
+  const Files files{Listed("a", L"../../a.jpg"), Listed("b", L"x\\..\\b.jpg"), Listed("c", L".."),
+                    Listed("d", L"/etc/passwd"), Listed("e", L".hidden"),      Listed("f", L"a/")};
+  EXPECT_EQ(manager.GalleryDownload(files, Folder()), 6u);
+  EXPECT_THAT(Targets(), ElementsAre(L"a.jpg", L"b.jpg", L"c", L"passwd", L".hidden", L"f"));
+}
+
+TEST_F(GalleryTransManagerTest, DownloadThatIsAskedForAgainGoesOn) {
+  const auto a = Listed("a", L"a.jpg");
+  EXPECT_EQ(manager.GalleryDownload(a, Folder()), 1u);
+  manager.Pause(TaskType::Download, {"a"});
+  EXPECT_EQ(manager.GalleryDownload(a, Folder()), 0u);
+  EXPECT_EQ(manager.Tasks(TaskType::Download)[0]->Status(), TaskStatus::PausedBySystem);
+  EXPECT_EQ(Rows().size(), 1u);
+}
+
+TEST_F(GalleryTransManagerTest, InterruptedDownloadGoesOnInItsFolderAndStartsAnewInAnother) {
+  const auto a = Listed("a", L"a.jpg");
+  ASSERT_EQ(manager.GalleryDownload(a, Folder()), 1u);
+  manager.OnLogout();
+  auto row = Rows()[0];
+  row.Position = 2;
+  ASSERT_TRUE(DBHelper::GetInstance().UpdateDownload(row, row.Id));
+  WriteFile("a.jpg.download");
+  manager.OnNetworkDisconnect();
+  ASSERT_EQ(manager.GalleryDownload(a, Folder() + L"/"), 1u);
+  EXPECT_EQ(Rows()[0].Position, 2);
+  manager.OnLogout();
+  ASSERT_EQ(manager.GalleryDownload(a, platform::WidePath(folder / "other")), 1u);
+  ASSERT_EQ(Rows().size(), 1u);
+  EXPECT_EQ(Rows()[0].Position, 0);
+  EXPECT_EQ(platform::NativePath(Rows()[0].LocalPath), folder / "other/a.jpg");
+  EXPECT_FALSE(std::filesystem::exists(folder / "target/a.jpg.download"));
+}
+
+TEST_F(GalleryTransManagerTest, StoredTransfersAreListedAfterARestart) {
+  ASSERT_EQ(manager.GalleryDownload({Listed("a", L"a.jpg"), Listed("b", L"b.jpg")}, Folder()), 2u);
+  CompletedTaskProperty done;
+  done.UniqueId = "c";
+  done.FileName = L"c.jpg";
+  done.EndTime = 5;
+  ASSERT_TRUE(DBHelper::GetInstance().AddCompleted(done));
+  manager.OnLogout();
+  EXPECT_THAT(ListedIds(TaskType::Download), IsEmpty());
+  EXPECT_EQ(manager.LoadTaskFromDB(), 3u);
+  EXPECT_THAT(ListedIds(TaskType::Download), ElementsAre("a", "b"));
+  EXPECT_THAT(ListedIds(TaskType::Complete), ElementsAre("c"));
+}
+
+TEST_F(GalleryTransManagerTest, StoredDownloadsWaitForTheUserWhileTransfersArePaused) {
+  ASSERT_EQ(manager.GalleryDownload(Listed("a", L"a.jpg"), Folder()), 1u);
+  manager.OnLogout();
+  ASSERT_TRUE(GlobalParamWrapper::GetInstance()->SetTransfersPaused(true));
+  (void)manager.LoadTaskFromDB();
+  EXPECT_EQ(manager.Tasks(TaskType::Download)[0]->Status(), TaskStatus::PausedByUser);
+}
+
+TEST_F(GalleryTransManagerTest, DeletedDownloadLosesItsRowAndItsUnfinishedFile) {
+  ASSERT_EQ(manager.GalleryDownload({Listed("a", L"a.jpg"), Listed("b", L"b.jpg")}, Folder()), 2u);
+  WriteFile("a.jpg.download");
+  manager.DeleteTasks({manager.Tasks(TaskType::Download)[0]});
+  EXPECT_THAT(ListedIds(TaskType::Download), ElementsAre("b"));
+  EXPECT_THAT(Targets(), ElementsAre(L"b.jpg"));
+  EXPECT_FALSE(std::filesystem::exists(folder / "target/a.jpg.download"));
+}
+
+TEST_F(GalleryTransManagerTest, TablesAreEmptiedByKind) {
+  ASSERT_EQ(manager.GalleryDownload(Listed("a", L"a.jpg"), Folder()), 1u);
+  CompletedTaskProperty done;
+  done.UniqueId = "c";
+  ASSERT_TRUE(DBHelper::GetInstance().AddCompleted(done));
+  const auto finished = [] {
+    std::vector<CompletedTaskProperty> rows;
+    EXPECT_TRUE(DBHelper::GetInstance().GetCompleted(rows));
+    return rows.size();
+  };
+  manager.DelAllTaskDB(TaskType::Upload);
+  EXPECT_EQ(Rows().size() + finished(), 2u);
+  manager.DelAllTaskDB(TaskType::Download);
+  EXPECT_THAT(Rows(), IsEmpty());
+  EXPECT_EQ(finished(), 1u);
+  manager.ClearFinished();
+  EXPECT_EQ(finished(), 0u);
+}
+
+TEST_F(GalleryTransManagerTest, PortalNamesFilesById) {
+  Listed("a", L"a.jpg");
+  manager.GalleryDownloadFromPortal(R"({"files":[{"uniqueId":"a"},{"uniqueId":"gone"},7]})", L"");
+  for (const char* broken : {"", "{", "[]", R"({"files":7})", R"({"files":[]})"})
+    manager.GalleryDownloadFromPortal(broken, Folder());
+  EXPECT_THAT(Rows(), IsEmpty());
+  manager.GalleryDownloadFromPortal(R"({"files":[{"uniqueId":"a"},{"uniqueId":"gone"},7]})", Folder());
+  EXPECT_THAT(ListedIds(TaskType::Download), ElementsAre("a"));
+}
+
+TEST_F(GalleryTransManagerTest, UploadsCallBackEachForItself) {
+  manager.OnNetworkResume();
+  manager.SetMakeUpload([](const FilePtr& file, const Album::Ptr&) {
+    auto task = std::make_shared<FakeTask>(TaskType::Upload, file->UniqueId());
+    task->Let(TransferErrorInterface::kNone);
+    return task;
+  });
+  std::mutex lock;
+  std::vector<std::string> called;
+  const auto note = [&](const std::string& text) {
+    return [&lock, &called, text](const TransferTask::Ptr& task) {
+      const std::lock_guard hold(lock);
+      called.push_back(text + task->GetTransferId());
+    };
+  };
+  const Files files{LocalFile("x"), LocalFile("y")};
+  EXPECT_EQ(manager.GalleryUpload(files, nullptr, {note("first "), note("second ")}), 2u);
+  ASSERT_TRUE(manager.WaitUntilIdle(TaskType::Upload, nullptr));
+  EXPECT_EQ(manager.GalleryUpload(files, nullptr, note("all ")), 2u);
+  ASSERT_TRUE(manager.WaitUntilIdle(TaskType::Upload, nullptr));
+  EXPECT_THAT(called, UnorderedElementsAre("first x", "second y", "all x", "all y"));
+}
+
+TEST_F(GalleryTransManagerTest, FileWithoutLocalContentIsNotGivenBackAndStays) {
+  const auto cloudOnly = Listed("a", L"a.jpg"), local = Listed("b", L"b.jpg");
+  WriteFile("b.jpg");
+  local->SetLocalPath(Folder() + L"/b.jpg");
+  std::vector<std::string> made;
+  manager.SetMakeUpload([&](const FilePtr& file, const Album::Ptr&) -> TransferTask::Ptr {
+    made.push_back(file->UniqueId());
+    return nullptr;
+  });
+  manager.GalleryInit();
+  std::promise<void> done;
+  ZentaraDeskClient::GalleryUpThdMng::GetInstance().CreateTask({{"a", 0}, {"b", 0}, {"unknown", 0}}, true,
+                                                               [&done] { done.set_value(); });
+  done.get_future().wait();
+  EXPECT_THAT(made, ElementsAre("b"));
+  EXPECT_TRUE(gallery.GetFile("a"));
+  EXPECT_TRUE(Row("a"));
+}
+
+TEST_F(GalleryTransManagerTest, HeadersOfTheSecondGenerationCarryTheToken) {
+  GlobalData::cloudGeneration = GlobalData::kGenerationV2;
+  EXPECT_EQ(manager.GetGalleryVer(), GalleryVer::V2);
+  std::map<std::string, std::string> headers;
+  EXPECT_TRUE(manager.GetHttpHeader(headers));
+  EXPECT_TRUE(headers["Authorization"].starts_with("Bearer "));
+  EXPECT_FALSE(headers.contains("x-zt-lock"));
+  GlobalData::cloudGeneration = GlobalData::kGenerationV1;
+  EXPECT_EQ(manager.GetGalleryVer(), GalleryVer::V1);
+  headers.clear();
+  EXPECT_TRUE(manager.GetHttpHeader(headers));
+  EXPECT_FALSE(headers["Authorization"].starts_with("Bearer "));
+}
+
+TEST_F(GalleryTransManagerTest, FinishedRowKeepsWhatTheWindowShows) {
+  ASSERT_EQ(manager.GalleryDownload(Listed("a", L"a.jpg"), Folder()), 1u);
+  const auto task = manager.Tasks(TaskType::Download)[0];
+  const auto complete = task->GetCompleteTask();
+  ASSERT_TRUE(complete);
+  ASSERT_TRUE(complete->AddToDB());
+  EXPECT_GT(complete->Id, 0);
+  EXPECT_EQ(complete->EndTime, clock.ms);
+  EXPECT_EQ(complete->Transferred(), 0);
+  const auto shown = task->GetCompleteShowTask(complete);
+  ASSERT_TRUE(shown);
+  EXPECT_EQ(shown->Row().FileName, L"a.jpg");
+  EXPECT_EQ(shown->Row().UniqueId, "a");
+  EXPECT_EQ(shown->Row().TotalLength, 1000);
+  EXPECT_EQ(shown->Row().Id, complete->Id);
+  EXPECT_EQ(shown->Manager(), &manager);
+  std::wstring picture = L"?";
+  EXPECT_FALSE(shown->GetThumbnailPath(picture));
+  EXPECT_EQ(picture, L"");
+  EXPECT_TRUE(shown->DeleteFromDB());
+  std::vector<CompletedTaskProperty> rows;
+  ASSERT_TRUE(DBHelper::GetInstance().GetCompleted(rows));
+  EXPECT_THAT(rows, IsEmpty());
+}
+
+TEST_F(GalleryTransManagerTest, FinishedRowOfAFileThatIsGoneHasNoPicture) {
+  CompletedTaskProperty row;
+  row.UniqueId = "gone";
+  GalleryCompleteTask task(row);
+  std::wstring picture = L"?";
+  EXPECT_FALSE(task.GetThumbnailPath(picture));
+  EXPECT_EQ(picture, L"");
+}
+
+}  // namespace
