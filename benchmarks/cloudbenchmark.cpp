@@ -1,0 +1,151 @@
+// Pages of the server at an account of 1,000,000 records, each figure beside what
+// a bare HTTP answer of the same size gives over one connection in the same run.
+// Usage: cloud_benchmark [RECORDS]
+
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/beast/core.hpp>
+#include <boost/beast/http.hpp>
+#include <chrono>
+#include <cstdio>
+#include <functional>
+#include <thread>
+
+#include "cloudfill.h"
+#include "photocloud/base/json.h"
+#include "serverprocess.h"
+#include "tests/support/temporaryfolder.h"
+
+namespace {
+
+namespace beast = boost::beast;
+namespace http = beast::http;
+using boost::asio::ip::tcp;
+
+constexpr int kPages = 1000;
+
+// One connection that stays open.
+class Client {
+ public:
+  explicit Client(unsigned short port) : stream(context) {
+    stream.connect({boost::asio::ip::make_address("127.0.0.1"), port});
+    stream.socket().set_option(tcp::no_delay(true));
+  }
+  std::string Call(http::verb method, const std::string& target, const std::string& body = {}) {
+    http::request<http::string_body> request(method, target, 11, body);
+    request.set(http::field::host, "127.0.0.1");
+    request.set(http::field::content_type, "application/json");
+    if (!token.empty()) request.set(http::field::authorization, "Bearer " + token);
+    request.prepare_payload();
+    http::write(stream, request);
+    http::response<http::string_body> response;
+    http::read(stream, buffer, response);
+    return response.body();
+  }
+  std::string token;
+
+ private:
+  boost::asio::io_context context;
+  beast::tcp_stream stream;
+  beast::flat_buffer buffer;
+};
+
+// Answers every request of one connection with the same text.
+class BareServer {
+ public:
+  explicit BareServer(std::string answer)
+      : acceptor(context, {boost::asio::ip::make_address("127.0.0.1"), 0}), body(std::move(answer)) {
+    thread = std::thread([this] { Serve(); });
+  }
+  ~BareServer() { thread.join(); }
+  BareServer(const BareServer&) = delete;
+  BareServer& operator=(const BareServer&) = delete;
+  unsigned short Port() const { return acceptor.local_endpoint().port(); }
+
+ private:
+  void Serve() {
+    tcp::socket socket = acceptor.accept();
+    socket.set_option(tcp::no_delay(true));
+    beast::flat_buffer buffer;
+    beast::error_code ended;
+    while (!ended) {
+      http::request<http::string_body> request;
+      http::read(socket, buffer, request, ended);
+      if (ended) return;
+      http::response<http::string_body> response(http::status::ok, 11, body);
+      response.set(http::field::content_type, "application/json");
+      response.prepare_payload();
+      http::write(socket, response, ended);
+    }
+  }
+  boost::asio::io_context context;
+  tcp::acceptor acceptor;
+  const std::string body;
+  std::thread thread;
+};
+
+double PerSecond(int count, const std::function<void()>& work) {
+  const auto start = std::chrono::steady_clock::now();
+  for (int i = 0; i < count; ++i) work();
+  return count / std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+// By search and not by a parser, which would take longer than the answer.
+std::string NextCursor(const std::string& page) {
+  constexpr std::string_view kName = "\"nextCursor\":\"";
+  const auto start = page.rfind(kName);
+  if (start == std::string::npos) return {};
+  const auto end = page.find('"', start + kName.size());
+  return page.substr(start + kName.size(), end - start - kName.size());
+}
+
+// Walks along the list, from `cursor` at every start.
+void Measure(const char* what, Client& client, const std::string& target, const std::string& start) {
+  std::string cursor = start, page;
+  const double ours = PerSecond(kPages, [&] {
+    page = client.Call(http::verb::get, target + cursor);
+    const std::string next = NextCursor(page);
+    cursor = next.empty() ? start : next;
+  });
+  BareServer bare(page);
+  Client bareClient(bare.Port());
+  const double limit = PerSecond(kPages, [&] { (void)bareClient.Call(http::verb::get, target + cursor); });
+  std::printf("  %-26s %8.0f pages/s  %6zu bytes  bare answer %8.0f pages/s, ratio %.2f\n", what, ours,
+              page.size(), limit, ours / limit);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  using namespace photocloud::testing;
+  const long long records = argc > 1 ? std::atoll(argv[1]) : 1'000'000;
+  TemporaryFolder folder;
+  const std::string data = folder.Path().string();
+  (void)RunProgram({PHOTOCLOUD_PROGRAM, "user", "add", "alice", "--data", data}, "wonderland\n");
+  FillCloud(folder.Path(), "alice", records);
+  ServerProcess server(PHOTOCLOUD_PROGRAM, data);
+  Client client(static_cast<unsigned short>(server.Port()));
+  const auto login = photocloud::ParseJson(client.Call(http::verb::post, "/cloudPhoto/v1/auth/login",
+                                                       R"({"userName":"alice","password":"wonderland"})"));
+  if (!login) return 1;
+  client.token = photocloud::TextOf(*login, "accessToken");
+  std::printf("%lld records, pages of 100\n", records);
+  const std::string media =
+      "media(albumId,createdTime,editedTime,favorite,fileName,fileType,hashId,id,properties,recycled,size,"
+      "status,pictureMetadata(aperture,cameraMaker,cameraModel,height,width),version)";
+  Measure("list, whole records", client,
+          "/cloudPhoto/v1/media?queryParam=albumType%3D0&fields=nextCursor," + media + "&cursor=", "");
+  Measure("list, for a comparison", client,
+          "/cloudPhoto/v1/media?queryParam=albumType%3D0&fields=nextCursor,media(albumId,id,editedTime,"
+          "createdTime,size,status)&cursor=",
+          "");
+  Measure("changes", client,
+          "/cloudPhoto/v1/changes?kinds=Media&isIncludeDeleted=true&fields=nextCursor,changes(changeType,"
+          "device,deleted,mediaId," +
+              media + ")&cursor=",
+          "0");
+  Measure("changes, near the end", client,
+          "/cloudPhoto/v1/changes?kinds=Media&isIncludeDeleted=true&fields=nextCursor,changes(changeType,"
+          "device,deleted,mediaId," +
+              media + ")&cursor=",
+          std::to_string(records - 1000));
+}
