@@ -5,6 +5,7 @@
 #include "commands.h"
 #include "transfer/gallerythumbnailmodule.h"
 #include "transfer/thumbnailhelper.h"
+#include "transfer/thumbnailhelperext.h"
 
 namespace {
 
@@ -44,18 +45,28 @@ Gallery::Files Wanted(bool missingOnly) {
   return files;
 }
 
-Exit FetchThumbnails(bool missingOnly, Output& output) {
-  auto& module = ZentaraDeskClient::GalleryThumbnailModule::GetInstance();
-  const Gallery::Files files = Wanted(missingOnly);
-  Progress progress;
+// Hands the requests over and returns for how many files `ended` will be called.
+std::size_t AskForAll(bool missingOnly, const ThumbnailHelper::Done& ended) {
   std::vector<ThumbnailRequest> requests;
-  for (const auto& file : files) {
-    const auto ended = [&progress](const GalleryFile::Ptr& done) { progress.Add(done->thumbExists); };
-    requests.push_back({file, false, !missingOnly, ended, {}});
-  }
-  (void)module.StartFetching();  // Nobody else has.
+  for (const auto& file : Wanted(missingOnly)) requests.push_back({file, false, !missingOnly, ended, {}});
   ThumbnailHelper::GetInstance().DownloadThumbs(requests);
-  progress.Wait(files.size(), output);
+  return requests.size();
+}
+
+Exit FetchThumbnails(const Session& session, const std::vector<std::string>& ids, bool missingOnly,
+                     Output& output) {
+  for (const std::string& id : ids) {
+    if (session.FindFile(id)) continue;
+    output.Error(id + ": not in the gallery");
+    return Exit::Failed;
+  }
+  auto& module = ZentaraDeskClient::GalleryThumbnailModule::GetInstance();
+  Progress progress;
+  const auto ended = [&progress](const GalleryFile::Ptr& done) { progress.Add(done->thumbExists); };
+  (void)module.StartFetching();  // Nobody else has.
+  const std::size_t total =
+      ids.empty() ? AskForAll(missingOnly, ended) : ThumbnailHelperExt::DownloadSearchThumbs(ids, ended);
+  progress.Wait(total, output);
   module.Stop();  // Also calls back for what is left after Ctrl-C.
   output.EndProgress();
   Json::Value document(Json::objectValue);
@@ -70,9 +81,14 @@ Exit FetchThumbnails(bool missingOnly, Output& output) {
 }  // namespace
 
 void AddThumbnailCommands(CLI::App& app, const Choose& choose) {
+  auto ids = std::make_shared<std::vector<std::string>>();
   auto missing = std::make_shared<bool>(false);
   auto* thumbs = app.add_subcommand("thumbs", "Fetch the small thumbnails of all files anew");
+  thumbs->add_option("ID", *ids, "Only these files' thumbnails that are not there; ids as ls shows them");
   thumbs->add_flag("--missing", *missing, "Only those that are not there");
-  thumbs->callback(
-      [=] { choose([=](Session&, Output& output) { return FetchThumbnails(*missing, output); }); });
+  thumbs->callback([=] {
+    choose([=](Session& session, Output& output) {
+      return FetchThumbnails(session, *ids, *missing, output);
+    });
+  });
 }

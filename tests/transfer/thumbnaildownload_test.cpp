@@ -13,6 +13,7 @@
 #include "tests/support/picturefiles.h"
 #include "transfer/gallerythumbnailmodule.h"
 #include "transfer/thumbnailhelper.h"
+#include "transfer/thumbnailhelperext.h"
 #include "utils/globaldata.h"
 #include "utils/methodfunction.h"
 
@@ -397,6 +398,20 @@ TEST_F(ThumbnailModuleTest, ThumbnailThatIsThereIsNotFetched) {
   helper.DownloadThumbs({{file, false, true, Note(), {}}});
   module.WaitUntilIdle();
   EXPECT_EQ(Count("GET /cloudPhoto/v1/objects/"), 1);
+}
+
+TEST_F(ThumbnailModuleTest, SearchHitsGetTheirThumbnailsAndUnknownOnesAreLeftOut) {
+  const FilePtr file = Uploaded(Thumbnails());
+  Start();
+  EXPECT_EQ(ThumbnailHelperExt::DownloadSearchThumbs({"nowhere", file->UniqueId()}, Note()), 1u);
+  module.WaitUntilIdle();
+  EXPECT_THAT(Ended(), ElementsAre(file->UniqueId()));
+  EXPECT_EQ(SmallOf(file), small);
+  server.ForgetRequests();
+  EXPECT_EQ(ThumbnailHelperExt::DownloadSearchThumbs({file->UniqueId()}, Note()), 1u);
+  module.WaitUntilIdle();
+  EXPECT_THAT(Ended(), SizeIs(2));
+  EXPECT_THAT(server.Requests(), IsEmpty());
 }
 
 TEST_F(ThumbnailModuleTest, LocalFileMakesItsThumbnailAndAMovedOneIsFetched) {
