@@ -7,7 +7,9 @@
 #include <boost/beast/http.hpp>
 #include <chrono>
 #include <cstdio>
+#include <fstream>
 #include <functional>
+#include <stdexcept>
 #include <thread>
 
 #include "cloudfill.h"
@@ -22,6 +24,8 @@ namespace http = beast::http;
 using boost::asio::ip::tcp;
 
 constexpr int kPages = 1000;
+// What the account's devices would derive from its password.
+constexpr char kLoginSecret[] = "61d8056e8d26e1639ef03eeec0e707e4d0c5a357a9fed7fc23be7aa1bf2fc2ca";
 
 // One connection that stays open.
 class Client {
@@ -39,6 +43,7 @@ class Client {
     http::write(stream, request);
     http::response<http::string_body> response;
     http::read(stream, buffer, response);
+    if (response.result() != http::status::ok) throw std::runtime_error(target + ": " + response.body());
     return response.body();
   }
   std::string token;
@@ -120,12 +125,15 @@ int main(int argc, char** argv) {
   const long long records = argc > 1 ? std::atoll(argv[1]) : 1'000'000;
   TemporaryFolder folder;
   const std::string data = folder.Path().string();
-  (void)RunProgram({PHOTOCLOUD_PROGRAM, "user", "add", "alice", "--data", data}, "wonderland\n");
+  std::ofstream(folder.Path() / "secret") << kLoginSecret << '\n';
+  (void)RunProgram({PHOTOCLOUD_PROGRAM, "user", "add", "alice", "--data", data, "--login-secret-file",
+                    (folder.Path() / "secret").string()});
   FillCloud(folder.Path(), "alice", records);
   ServerProcess server(PHOTOCLOUD_PROGRAM, data);
   Client client(static_cast<unsigned short>(server.Port()));
   const auto login = photocloud::ParseJson(client.Call(http::verb::post, "/cloudPhoto/v1/auth/login",
-                                                       R"({"userName":"alice","password":"wonderland"})"));
+                                                       R"({"userName":"alice","password":")" +
+                                                           std::string(kLoginSecret) + "\"}"));
   if (!login) return 1;
   client.token = photocloud::TextOf(*login, "accessToken");
   std::printf("%lld records, pages of 100\n", records);
