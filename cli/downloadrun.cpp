@@ -13,13 +13,6 @@
 
 namespace {
 
-// The pause may have been stored by another process.
-bool IsPaused() {
-  auto* settings = GlobalParamWrapper::GetInstance();
-  (void)settings->Load();  // A file that cannot be read pauses nothing.
-  return settings->GetTransfersPaused();
-}
-
 void ShowProgress(std::size_t files, std::int64_t bytes, Output& output) {
   const auto figures = GalleryTransManager::GetInstance().GetFigures(TaskType::Download);
   const std::int64_t through = bytes - figures.bytes + figures.transferred;
@@ -69,7 +62,7 @@ Exit RunDownloads(Output& output) {
   bool stopped = false;
   (void)manager.WaitUntilIdle(TaskType::Download, [&] {
     ShowProgress(files, start.bytes, output);
-    if (!stopped && (Session::Stopped() || IsPaused())) {
+    if (!stopped && (Session::Stopped() || GlobalParamWrapper::GetInstance()->GetTransfersPaused())) {
       stopped = true;
       manager.PauseAll(TaskType::Download);
     }

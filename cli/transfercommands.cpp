@@ -140,7 +140,6 @@ class TransferList {
       output.Error("the stored transfers cannot be read; the log tells why");
       return false;
     }
-    (void)GlobalParamWrapper::GetInstance()->Load();  // The pause of another process.
     paused = GlobalParamWrapper::GetInstance()->GetTransfersPaused();
     errors = DownloadErrors::Load();
     list.clear();

@@ -57,6 +57,13 @@ std::string Sha256(std::string_view bytes) {
   return text;
 }
 
+fs::path SettingsFile() { return JsonFile::Folder() / "settings.json"; }
+
+fs::file_time_type SettingsTime() {
+  std::error_code error;  // Gives the least time, which stands for no file.
+  return fs::last_write_time(SettingsFile(), error);
+}
+
 bool IsDeviceId(std::string_view text) {
   return text.size() == kGuidLength &&
          text.find_first_not_of("0123456789ABCDEFabcdef-") == std::string_view::npos;
@@ -122,6 +129,8 @@ struct GlobalParamWrapper::State {
   }
 
   bool Load() REQUIRES(lock);
+  // Reads what another process of the profile has stored since.
+  void Refresh() REQUIRES(lock);
   bool Store(const char* key, const Json::Value& value);
   std::string DeviceId();
   std::wstring Folder(const fs::path& folder);
@@ -129,16 +138,17 @@ struct GlobalParamWrapper::State {
   platform::SharedMutex lock;
   Running running GUARDED_BY(lock);
   Json::Value settings GUARDED_BY(lock) = Json::Value(Json::objectValue);
-  bool loaded GUARDED_BY(lock) = false;
+  // Of the file that was read or written last.
+  fs::file_time_type fileTime GUARDED_BY(lock) = fs::file_time_type::max();
   bool mayStore GUARDED_BY(lock) = true;
   std::string deviceId GUARDED_BY(lock);
   std::set<fs::path> reportedFolders GUARDED_BY(lock);
 };
 
 bool GlobalParamWrapper::State::Load() {
-  const fs::path file = JsonFile::Folder() / "settings.json";
+  const fs::path file = SettingsFile();
+  fileTime = SettingsTime();  // Before the reading: a change in between is read again.
   const JsonFile::LoadResult result = JsonFile::Load(file, settings);
-  loaded = true;
   mayStore = result != JsonFile::LoadResult::Unreadable;
   if (result == JsonFile::LoadResult::Unreadable) Log(__LINE__, "Load", "settings.json cannot be read");
   if (result == JsonFile::LoadResult::Broken) {
@@ -151,15 +161,20 @@ bool GlobalParamWrapper::State::Load() {
   return result == JsonFile::LoadResult::Loaded || result == JsonFile::LoadResult::Missing;
 }
 
+void GlobalParamWrapper::State::Refresh() {
+  if (SettingsTime() != fileTime) (void)Load();  // Its failure has been logged and shows in mayStore.
+}
+
 bool GlobalParamWrapper::State::Store(const char* key, const Json::Value& value) {
   platform::WriterLock hold(lock);  // Covers the write, so that no older text lands on a newer one.
-  if (!loaded) (void)Load();        // Its failure has been logged and shows in mayStore.
+  Refresh();
   if (settings[key] == value) return true;
   settings[key] = value;
   if (!mayStore) return false;
   std::error_code error = platform::MakeFolder(JsonFile::Folder());
   if (!error)
-    error = platform::ReplaceAtomically(JsonFile::Folder() / "settings.json", JsonFile::Text(settings));
+    error = platform::ReplaceAtomically(SettingsFile(), JsonFile::Text(settings));
+  if (!error) fileTime = SettingsTime();
   if (error) Log(__LINE__, "Store", std::string(key) + ": " + error.message());
   return !error;
 }
@@ -290,7 +305,13 @@ long GlobalParamWrapper::GetTimeoutLowSpeed() {
 }
 std::size_t GlobalParamWrapper::GetUploadWorkers() { return state->Workers("uploadWorkers"); }
 std::size_t GlobalParamWrapper::GetDownloadWorkers() { return state->Workers("downloadWorkers"); }
-bool GlobalParamWrapper::GetTransfersPaused() { return state->Flag("transfersPaused", false); }
+bool GlobalParamWrapper::GetTransfersPaused() {
+  {
+    platform::WriterLock hold(state->lock);
+    state->Refresh();
+  }
+  return state->Flag("transfersPaused", false);
+}
 bool GlobalParamWrapper::SetTransfersPaused(bool paused) { return state->Store("transfersPaused", paused); }
 bool GlobalParamWrapper::GetIsUseLocalCertificate() { return state->Flag("useLocalCertificate", false); }
 void GlobalParamWrapper::SetIsUseLocalCertificate(bool use) {

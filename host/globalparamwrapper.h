@@ -106,8 +106,9 @@ class GlobalParamWrapper {
   // How many files are on their way at once, each way; from 1 to 16.
   std::size_t GetUploadWorkers();    // "uploadWorkers", 4
   std::size_t GetDownloadWorkers();  // "downloadWorkers", 4
-  // The user's pause of all transfers; it holds over restarts. Set stores it and
-  // is false, logged, when it cannot.
+  // The user's pause of all transfers; it holds over restarts and for all processes
+  // of the profile: Get looks at the file again when that has changed. Set stores it
+  // and is false, logged, when it cannot.
   bool GetTransfersPaused();  // "transfersPaused", false
   bool SetTransfersPaused(bool paused);
   // Whether certificates are checked with the system's store. Set stores it.

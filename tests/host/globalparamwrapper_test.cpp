@@ -131,6 +131,20 @@ TEST_F(GlobalParamTest, StoringKeepsUnknownKeys) {
   EXPECT_TRUE(param.GetIsUseLocalCertificate());
 }
 
+TEST_F(GlobalParamTest, PauseOfAnotherProcessHoldsAndIsKept) {
+  ASSERT_TRUE(LoadWith("{}"));
+  EXPECT_FALSE(param.GetTransfersPaused());
+  profile.Write("settings.json", R"({"transfersPaused":true,"uploadWorkers":2})");
+  fs::last_write_time(profile.Config("settings.json"), fs::file_time_type::clock::now() + std::chrono::hours(1));
+  param.SetIsUseLocalCertificate(true);
+  EXPECT_TRUE(Stored()["transfersPaused"].asBool());
+  EXPECT_EQ(Stored()["uploadWorkers"].asInt(), 2);
+  EXPECT_TRUE(param.GetTransfersPaused());
+  profile.Write("settings.json", "{}");
+  fs::last_write_time(profile.Config("settings.json"), fs::file_time_type::clock::now() + std::chrono::hours(2));
+  EXPECT_FALSE(param.GetTransfersPaused());
+}
+
 TEST_F(GlobalParamTest, DeviceIdIsMadeOnceForAProfile) {
   ASSERT_TRUE(param.Load());
   const std::wstring id = param.GetSystemUUid();
