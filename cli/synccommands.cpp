@@ -6,6 +6,7 @@
 #include "common/platform/text.h"
 #include "downloadrun.h"
 #include "host/cserverpushservice.h"
+#include "host/globalparamwrapper.h"
 #include "host/userauthservice.h"
 #include "password.h"
 #include "sync/synchelper.h"
@@ -190,7 +191,10 @@ Exit Sync(bool watch, Output& output) {
     PrintCycle(state, output);
     if (PrintFailedUploads(output)) return Exit::Failed;
     if (!state.lastError.step.empty() || state.mode == SyncMode::Failed) return Exit::Failed;
-    if (InStep(state)) return Exit::Done;
+    if (!InStep(state)) continue;
+    if (state.pendingUploads > 0 && GlobalParamWrapper::GetInstance()->GetTransfersPaused())
+      output.Say("Transfers are paused; \"zentaractl resume\" ends the pause.");
+    return Exit::Done;
   }
   return Exit::Failed;
 }
