@@ -1,4 +1,6 @@
 #include <CLI/CLI.hpp>
+#include <condition_variable>
+#include <mutex>
 #include <thread>
 
 #include "commands.h"
@@ -11,6 +13,7 @@
 #include "password.h"
 #include "sync/synchelper.h"
 #include "transfer/gallerytransmanager.h"
+#include "utils/globaldata.h"
 
 namespace {
 
@@ -132,9 +135,43 @@ bool PrintFailedUploads(Output& output) {
 }
 
 bool InStep(const SyncState& state) {
-  return state.lastError.step.empty() && state.mode == SyncMode::Increment && state.pendingAlbums == 0 &&
-         state.pendingFiles == 0;
+  return state.lastError.step.empty() && state.mode == SyncMode::Increment && state.pulled &&
+         state.pendingAlbums == 0 && state.pendingFiles == 0;
 }
+
+bool IsServed() {
+  const int generation = GlobalData::cloudGeneration;
+  return generation != GlobalData::kGenerationV1 && generation != GlobalData::kGenerationV1Eur;
+}
+
+// Ends the running cycle at Ctrl-C; it gives the cloud's lock back on its way out.
+class CycleStopper {
+ public:
+  CycleStopper() : thread([this] { Watch(); }) {}
+  ~CycleStopper() {
+    {
+      std::lock_guard hold(lock);
+      done = true;
+    }
+    changed.notify_all();
+    thread.join();
+  }
+  CycleStopper(const CycleStopper&) = delete;
+  CycleStopper& operator=(const CycleStopper&) = delete;
+
+ private:
+  void Watch() {
+    std::unique_lock hold(lock);
+    while (!changed.wait_for(hold, kWatchStep, [this] { return done; })) {
+      if (Session::Stopped()) return SyncHelper::GetInstance().StopSync();
+    }
+  }
+
+  std::mutex lock;
+  std::condition_variable changed;
+  bool done = false;
+  std::thread thread;  // Last, so that it finds the rest made.
+};
 
 // Tells how each cycle ended, unless it ended as the one before. Called on the
 // timer's thread.
@@ -185,8 +222,17 @@ Exit Sync(bool watch, Output& output) {
   if (watch) return Watch(output);
   auto& sync = SyncHelper::GetInstance();
   const UploadProgress progress(output);
-  for (int cycle = 0; cycle < kMaxCycles && !Session::Stopped(); ++cycle) {
+  const CycleStopper stopper;
+  for (int cycle = 0; cycle < kMaxCycles; ++cycle) {
     (void)sync.RunOnce();  // The state tells how it went.
+    if (Session::Stopped()) {
+      output.Error("stopped; the next sync goes on");
+      return Exit::Failed;
+    }
+    if (!IsServed()) {
+      output.Error("the photo cloud is of a generation that this program does not serve");
+      return Exit::Failed;
+    }
     const SyncState state = sync.GetState();
     PrintCycle(state, output);
     if (PrintFailedUploads(output)) return Exit::Failed;
@@ -196,6 +242,7 @@ Exit Sync(bool watch, Output& output) {
       output.Say("Transfers are paused; \"zentaractl resume\" ends the pause.");
     return Exit::Done;
   }
+  output.Error("the gallery and the cloud are still apart after " + std::to_string(kMaxCycles) + " cycles");
   return Exit::Failed;
 }
 

@@ -24,6 +24,13 @@ class CliSyncTest : public CliTest {
     return documents.empty() ? Json::Value() : documents.back();
   }
 
+  std::size_t Count(const std::string& method, const std::string& path) const {
+    const auto requests = cloud.Requests();
+    return static_cast<std::size_t>(std::count_if(requests.begin(), requests.end(), [&](const auto& seen) {
+      return seen.method == method && seen.path.find(path) != std::string::npos;
+    }));
+  }
+
   CloudProcess cloud;
   AccountApi api{cloud};
 };
@@ -149,6 +156,25 @@ TEST_F(CliSyncTest, SyncOfANewProcessFailsWhenTheServerIsGone) {
   EXPECT_EQ(Run({"sync"}).status, kFailed);
   EXPECT_NE(Last({"status"})["errorCause"].asString(), "");
   EXPECT_EQ(Documents({"ls"}).size(), 1u);
+}
+
+TEST_F(CliSyncTest, InterruptEndsASyncAndGivesTheLockBack) {
+  ASSERT_EQ(Login(), kDone);
+  ASSERT_EQ(Run({"sync"}).status, kDone);
+  WritePictures("Trip", 3);
+  Run({"import", (folder / "Trip").string()});
+  cloud.ForgetRequests();
+  cloud.Rule(R"({"method":"PUT","path":"/objects/","times":0,"delayMs":600000})");
+  Process sync(Command({"sync"}));
+  while (sync.Running() && Count("PUT", "objects/") == 0) {
+  }
+  ASSERT_TRUE(sync.Running());
+  sync.Signal(SIGINT);
+  EXPECT_EQ(sync.Wait(), kFailed);
+  EXPECT_EQ(Count("DELETE", "locks"), 1u);
+  cloud.ClearRules();
+  EXPECT_EQ(Run({"sync"}).status, kDone);
+  EXPECT_EQ(Last({"status"})["pendingUploads"], 0);
 }
 
 TEST_F(CliSyncTest, WatchTakesOverAChangeWhenTheServicePushesIt) {

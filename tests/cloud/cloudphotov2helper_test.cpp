@@ -7,6 +7,7 @@
 #include "cloudserver.h"
 #include "common/platform/window.h"
 #include "host/globalparamwrapper.h"
+#include "loopbackserver.h"
 #include "utils/globaldata.h"
 #include "utils/messages.h"
 
@@ -320,6 +321,20 @@ TEST_F(CloudHelperTest, CutAnswerAndNoAnswerAreNoEmptyListing) {
   EXPECT_EQ(CloudPhotoV2Helper::GetFiles(cursor, 0), nullptr);
   EXPECT_EQ(CloudPhotoV2Helper::GetAlbums(""), nullptr);
   ExpectUntouched();
+}
+
+TEST_F(CloudHelperTest, PageThatNamesItselfAsTheNextEndsTheListing) {
+  const LogText log;
+  LoopbackServer looping({LoopbackServer::Answer(200, R"({"nextCursor":"7","media":[],"changes":[]})")});
+  std::ofstream(folder / "config/ZentaraCloud/account.json")
+      << R"({"userId":"alice","accessToken":"at","refreshToken":"","server":")" + looping.Url() + "\"}";
+  ASSERT_TRUE(session.Load());
+  std::string cursor = "6";
+  EXPECT_NE(CloudPhotoV2Helper::GetFiles(cursor, 0), nullptr);
+  EXPECT_EQ(cursor, "7");
+  EXPECT_EQ(CloudPhotoV2Helper::GetFiles(cursor, 0), nullptr);
+  EXPECT_EQ(CloudPhotoV2Helper::GetChangeFiles("7", cursor), nullptr);
+  EXPECT_TRUE(log.Has("the service repeats a cursor"));
 }
 
 TEST_F(CloudHelperTest, UnavailableServiceIsCountedForListingsOnly) {

@@ -261,9 +261,9 @@ std::unique_ptr<CloudPhotoV2Helper::MediaPage> CloudPhotoV2Helper::GetFiles(std:
     if (answer.error) CursorExpired(*answer.error);
     return nullptr;
   }
+  if (!Advance(cursor, answer.payload->nextCursor)) return nullptr;
   auto page = std::make_unique<MediaPage>();
   Append(answer.payload->media, *page);
-  cursor = answer.payload->nextCursor;
   return page;
 }
 
@@ -292,9 +292,11 @@ std::unique_ptr<std::vector<CloudFileInfo>> CloudPhotoV2Helper::GetChangeFiles(c
     }
     return nullptr;
   }
+  std::string next = startCursor;
+  if (!Advance(next, answer.payload->nextCursor)) return nullptr;
   auto files = std::make_unique<std::vector<CloudFileInfo>>();
   for (const V2::Change& change : answer.payload->changes) files->push_back(ToFileInfo(change));
-  nextCursor = answer.payload->nextCursor;
+  nextCursor = next;
   return files;
 }
 

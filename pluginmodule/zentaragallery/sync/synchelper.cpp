@@ -265,6 +265,7 @@ SyncState SyncHelper::GetState() {
   state.lockHeld = !GalleryTransManager::GetInstance().LockToken().empty();
   (void)localOperation.ReadVersionRecord(state.row, state.hasRow);  // Unreadable shows as no row.
   state.targetVersion = targetVersion;
+  state.pulled = pulled;
   state.pendingAlbums = localOperation.GetCreatedAlbums().size() + localOperation.GetModifyAlbums().size() +
                         localOperation.GetDeleteAlbums().size();
   state.pendingFiles = localOperation.GetChangedFiles().size() + localOperation.GetDeleteFiles().size();

@@ -210,6 +210,7 @@ class SyncHelper {
   std::atomic<std::int32_t> status{0};
   std::atomic<std::int32_t> mode{0};
   std::atomic<std::int64_t> targetVersion{-1};
+  std::atomic<bool> pulled{false};
   std::atomic<std::int64_t> uploadPending{0};
   std::atomic<std::int32_t> briefingPeriodDays{0};
   std::atomic<std::int64_t> briefingRandomMs{0};

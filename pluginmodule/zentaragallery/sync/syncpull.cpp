@@ -34,6 +34,7 @@ bool SyncHelper::IncrementCycle() {
   LogInfo(kTag, "Begin Increment Sync");
   ClearStopFlags();
   targetVersion = -1;
+  pulled = false;
   cycleRunning = true;
   serviceOperation = localOperation.ChooseService(CutStatus());
   if (!serviceOperation) {
@@ -48,6 +49,7 @@ bool SyncHelper::IncrementCycle() {
     EndFailedPull();
     return false;
   }
+  pulled = true;
   if (IsPaused()) {
     Tell(SyncStatus::PAUSE, uploadPending);
     return true;

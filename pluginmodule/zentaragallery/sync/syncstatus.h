@@ -48,6 +48,7 @@ struct SyncState {
   bool hasRow = false;
   AlbumLocalVersion row;            // versions and cursors as stored
   std::int64_t targetVersion = -1;  // of the pull under way
+  bool pulled = false;              // the last increment reached what the cloud holds
   std::size_t pendingAlbums = 0;    // albums to create, change or delete in the cloud
   std::size_t pendingFiles = 0;     // files to change or delete in the cloud
   std::size_t pendingUploads = 0;   // files whose content waits
