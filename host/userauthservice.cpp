@@ -53,6 +53,11 @@ st_UserInfo UserOf(const Json::Value& account) {
   return user;
 }
 
+bool HaveSameMasterKeys(const Json::Value& left, const Json::Value& right) {
+  const auto isSame = [&](const char* name) { return TextOf(left, name) == TextOf(right, name); };
+  return isSame("userId") && isSame("mk1") && isSame("mk2");
+}
+
 // Servers differ from this computer's clock, and shown times come from them.
 void TellServerTime(const std::string& server) {
   const auto answer = NS::Request::Sync(NS::Basic::ServerTimeQuery::Get(server));
@@ -110,8 +115,9 @@ bool UserAuthService::Load() {
   const bool read = AccountFile::Read(account);
   if (!read) account = Json::Value(Json::objectValue);
   GlobalParamWrapper::GetInstance()->SetUser(UserOf(account), WideOf(account, "countryCode"));
-  GlobalParamWrapper::GetInstance()->SetMasterKeys({}, {});
   platform::WriterLock hold(state->lock);
+  // New tokens, of another process too, take no key from an upload that runs.
+  if (!HaveSameMasterKeys(account, state->account)) GlobalParamWrapper::GetInstance()->SetMasterKeys({}, {});
   state->account = std::move(account);
   return read;
 }

@@ -43,7 +43,8 @@ class UserAuthService {
   // GlobalParamWrapper of the user. False, logged, with nobody logged in, when
   // the profile cannot be written or the account cannot be read or parsed: such a
   // file is left alone, since its id names the user's gallery. Called by the host
-  // before InitWnd; calling it again reads anew, as after SetProfileRoot.
+  // before InitWnd; calling it again reads anew, as after SetProfileRoot. The master
+  // keys that InitMk1AndMk2 made ready stay while they are the account's.
   bool Load();
 
   enum class LoginResult {

@@ -82,6 +82,25 @@ TEST_F(UserAuthTest, MasterKeysAreReadyAfterInitOnly) {
   EXPECT_EQ(param.GetHMAC_MK1(), first);
 }
 
+// A renewal by another process must not take the keys from an upload that runs.
+TEST_F(UserAuthTest, TokensOfAnotherProcessKeepTheMasterKeys) {
+  ASSERT_TRUE(auth.Load());
+  ASSERT_TRUE(auth.InitMk1AndMk2());
+  const std::string mk1 = param.GetHMAC_MK1(), mk2 = param.GetHMAC_MK2();
+  Json::Value account = Stored();
+  account["accessToken"] = "renewed";
+  profile.Write("account.json", account.toStyledString());
+  ASSERT_TRUE(auth.Load());
+  EXPECT_EQ(auth.GetCurrentAT(), L"renewed");
+  EXPECT_EQ(param.GetHMAC_MK1(), mk1);
+  EXPECT_EQ(param.GetHMAC_MK2(), mk2);
+  account["mk2"] = mk1;
+  profile.Write("account.json", account.toStyledString());
+  ASSERT_TRUE(auth.Load());
+  EXPECT_EQ(param.GetHMAC_MK1(), "");
+  EXPECT_EQ(param.GetHMAC_MK2(), "");
+}
+
 TEST_F(UserAuthTest, MissingMasterKeysAreMadeAndStored) {
   profile.Write("account.json", R"({"userId":"me","note":"kept"})");
   ASSERT_TRUE(auth.Load());
