@@ -6,9 +6,15 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 
-LoopbackServer::LoopbackServer(std::vector<std::string> rawAnswers) : answers(std::move(rawAnswers)) {
+LoopbackServer::LoopbackServer(std::vector<std::string> rawAnswers)
+    : LoopbackServer([answers = std::move(rawAnswers), at = std::size_t{0}](const std::string&) mutable {
+        return answers[std::min(at++, answers.size() - 1)];
+      }) {}
+
+LoopbackServer::LoopbackServer(Responder answerTo) : respond(std::move(answerTo)) {
   listening = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_in address{};
   address.sin_family = AF_INET;
@@ -23,27 +29,46 @@ LoopbackServer::LoopbackServer(std::vector<std::string> rawAnswers) : answers(st
 }
 
 LoopbackServer::~LoopbackServer() {
-  ::shutdown(listening, SHUT_RDWR);
+  {
+    platform::MutexLock hold(lock);
+    isEnding = true;
+    ::shutdown(listening, SHUT_RDWR);
+    if (serving >= 0) ::shutdown(serving, SHUT_RDWR);  // A client may keep it open.
+  }
   thread.join();
   ::close(listening);
 }
 
 void LoopbackServer::Serve() {
-  for (std::size_t at = 0;; ++at) {
+  for (;;) {
     const int connection = ::accept4(listening, nullptr, nullptr, SOCK_CLOEXEC);
     if (connection < 0) return;
-    const std::string& answer = answers[std::min(at, answers.size() - 1)];
-    const std::string request = ReadRequest(connection);
     {
       platform::MutexLock hold(lock);
-      requests.push_back(request);
+      if (!isEnding) serving = connection;
     }
-    (void)!::send(connection, answer.data(), answer.size(), MSG_NOSIGNAL);
+    while (ServeRequest(connection)) {
+    }
+    platform::MutexLock hold(lock);
+    serving = -1;
     ::close(connection);
   }
 }
 
-std::string LoopbackServer::ReadRequest(int connection) {
+// False when the connection is to be closed.
+bool LoopbackServer::ServeRequest(int connection) {
+  const std::string request = ReadMessage(connection);
+  {
+    platform::MutexLock hold(lock);
+    if (isEnding || request.empty()) return false;
+    requests.push_back(request);
+  }
+  const std::string answer = respond(request);
+  (void)!::send(connection, answer.data(), answer.size(), MSG_NOSIGNAL);
+  return answer.find("Connection: keep-alive") != std::string::npos;
+}
+
+std::string LoopbackServer::ReadMessage(int connection) {
   constexpr std::string_view kLength = "Content-Length:";
   std::string text;
   char buffer[4096];

@@ -1,17 +1,23 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "common/platform/mutex.h"
 
-// A server that answers what a healthy one would not: each connection gets the
-// next of the given answers, byte for byte, and an empty one is closed at once.
-// When they are used up, the last one is repeated.
+// A server that answers what a healthy one would not: each request gets the next
+// of the given answers, byte for byte, and an empty one is closed at once. When
+// they are used up, the last one is repeated. A connection serves one request,
+// unless its answer says "Connection: keep-alive".
 class LoopbackServer {
  public:
+  // Makes the answer to a request, on the server's thread.
+  using Responder = std::function<std::string(const std::string& request)>;
+
   explicit LoopbackServer(std::vector<std::string> rawAnswers);
+  explicit LoopbackServer(Responder answerTo);
   ~LoopbackServer();
   LoopbackServer(const LoopbackServer&) = delete;
   LoopbackServer& operator=(const LoopbackServer&) = delete;
@@ -21,15 +27,19 @@ class LoopbackServer {
   std::vector<std::string> Requests();
 
   static std::string Answer(int httpCode, const std::string& body);
+  // A request or an answer from `connection`, as far as its head says.
+  static std::string ReadMessage(int connection);
 
  private:
   void Serve();
-  static std::string ReadRequest(int connection);
+  bool ServeRequest(int connection);
 
-  const std::vector<std::string> answers;
+  const Responder respond;
   int listening = -1;
   int port = 0;
   platform::Mutex lock;
+  bool isEnding GUARDED_BY(lock) = false;
+  int serving GUARDED_BY(lock) = -1;
   std::vector<std::string> requests GUARDED_BY(lock);
   std::thread thread;
 };

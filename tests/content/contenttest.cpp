@@ -92,6 +92,18 @@ std::vector<std::string> ContentTest::Downloads() const {
   return names;
 }
 
+std::unique_ptr<AnswerChanger> ContentTest::ChangeAnswers(AnswerChanger::Change change) {
+  auto changer = std::make_unique<AnswerChanger>(server.Url(), std::move(change));
+  EXPECT_EQ(session.Login(changer->Url(), "alice", "wonderland"), UserAuthService::LoginResult::Done);
+  EXPECT_TRUE(session.InitMk1AndMk2());
+  server.ForgetRequests();
+  return changer;
+}
+
+Json::Value ContentTest::CloudRecord(const std::string& id) {
+  return OtherDevice(server, "another").Send("GET", "/media/" + id);
+}
+
 std::size_t ContentTest::CountRequests(const std::string& beginning) {
   std::size_t count = 0;
   for (const std::string& request : server.Requests()) count += request.starts_with(beginning) ? 1 : 0;

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "answerchanger.h"
 #include "cloudserver.h"
 #include "host/transfer/transfererrorinterface.h"
 #include "transfer/gallerydownloadtask.h"
@@ -35,6 +36,12 @@ class ContentTest : public CloudTest {
   static std::string Bytes(const std::shared_ptr<GalleryDownloadTask>& task);
   // Files below the downloads of this test, finished or not.
   std::vector<std::string> Downloads() const;
+
+  // From now on the client talks to the service through the result.
+  std::unique_ptr<AnswerChanger> ChangeAnswers(AnswerChanger::Change change);
+
+  // What the service holds of a media, as another device sees it.
+  Json::Value CloudRecord(const std::string& id);
 
   // Requests of one kind since the last ForgetRequests.
   std::size_t CountRequests(const std::string& beginning);
