@@ -37,6 +37,10 @@ Json::Value AnswerChanger::Body(const std::string& message) {
   return NS::JsonText::Parse(message.substr(head + 4)).value_or(Json::Value());
 }
 
+std::string AnswerChanger::WithBody(const Json::Value& body) {
+  return LoopbackServer::Answer(200, NS::JsonText::Write(body));
+}
+
 std::string AnswerChanger::Forward(std::string request) const {
   // The interim answer would be taken for the answer.
   if (const auto expect = request.find(kExpect); expect != std::string::npos)

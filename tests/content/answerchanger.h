@@ -20,8 +20,9 @@ class AnswerChanger {
   std::string Url() const { return server.Url(); }
   std::vector<std::string> Requests() { return server.Requests(); }
 
-  // The JSON of a message.
+  // The JSON of a message, and an answer of such.
   static Json::Value Body(const std::string& message);
+  static std::string WithBody(const Json::Value& body);
 
  private:
   std::string Forward(std::string request) const;

@@ -6,7 +6,11 @@
 #include <thread>
 
 #include "common/platform/paths.h"
+#include "common/platform/text.h"
 #include "host/curlppx.h"
+#include "host/globalparamwrapper.h"
+#include "host/jsonfile.h"
+#include "host/ns/basic.h"
 #include "host/ns/cloudphotov2.h"
 #include "host/ns/cloudphotov2assets.h"
 #include "transfer/gallerytransmanager.h"
@@ -17,7 +21,15 @@ namespace {
 
 using testing::HasSubstr;
 
-using UploadTaskTest = ContentTest;
+class UploadTaskTest : public ContentTest {
+ protected:
+  // A file that the cloud holds.
+  FilePtr Uploaded(const std::string& name, const std::string& bytes) {
+    const auto file = Source(name, bytes);
+    EXPECT_TRUE(Upload(file));
+    return file;
+  }
+};
 
 TEST_F(UploadTaskTest, RequestsComeInTheirOrder) {
   const auto file = Source("two", Noise(kSliceSize + 1));
@@ -226,6 +238,42 @@ TEST_F(UploadTaskTest, ContentOfAKnownFileGoesBackIntoItsRecord) {
   EXPECT_EQ(VisibleCount(), 1u);
   ASSERT_TRUE(Run(*download));
   EXPECT_TRUE(Bytes(download) == Noise(100));
+}
+
+// Another process of the profile has renewed the session; the next request
+// notices and takes its tokens.
+TEST_F(UploadTaskTest, RenewalByAnotherProcessKeepsTheHash) {
+  const std::string before = Uploaded("before", Noise(100))->UniqueId();
+  const fs::path path = folder.Path() / "config/ZentaraCloud/account.json";
+  Json::Value account;
+  ASSERT_EQ(JsonFile::Load(path, account), JsonFile::LoadResult::Loaded);
+  const auto answer = NS::Request::Sync(
+      NS::Basic::Session::Refresh(account["server"].asString(), account["refreshToken"].asString()));
+  ASSERT_TRUE(answer.payload);
+  account["accessToken"] = answer.payload->accessToken;
+  account["refreshToken"] = answer.payload->refreshToken;
+  clock.ms += 3500 * 1000;
+  account["accessTokenEnds"] = Json::Int64(clock.ms / 1000 + 3600);
+  std::ofstream(path) << account;
+  const auto file = Uploaded("after", Noise(100));
+  EXPECT_EQ(session.GetCurrentAT(), platform::Utf8ToWide(answer.payload->accessToken));
+  const auto hash = [&](const std::string& id) {
+    return CloudRecord(id)["attachments"][0]["asset"]["resource"]["hash"].asString();
+  };
+  EXPECT_EQ(hash(file->UniqueId()), hash(before));
+}
+
+TEST_F(UploadTaskTest, EmptyMasterKeyUploadsNothing) {
+  const std::string mk1 = GlobalParamWrapper::GetInstance()->GetHMAC_MK1();
+  const std::string mk2 = GlobalParamWrapper::GetInstance()->GetHMAC_MK2();
+  const std::vector<std::pair<std::string, std::string>> pairs = {{"no key", mk2}, {mk1, "no key"}};
+  for (const auto& [first, second] : pairs) {
+    GlobalParamWrapper::GetInstance()->SetMasterKeys(first, second);
+    const auto task = UploadTask(Source("keyless" + first, Noise(10)));
+    EXPECT_FALSE(Run(*task));
+    EXPECT_EQ(task->LastErr().code, TransferErrorInterface::kGeneral);
+  }
+  EXPECT_EQ(server.Requests().size(), 0u);
 }
 
 }  // namespace

@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include "support/temporaryfolder.h"
 #include "transfer/fileparamsconstruct.h"
 #include "transfer/uploadsource.h"
@@ -92,6 +94,11 @@ TEST(ContentCryptoTest, CipherRecordWrapsTheKeysTextWithBothKeysOfTheUser) {
       "F2817C1DF3A626E4C5DFFFC88E6E4304"
       "169BED0DEE94ADBDE4B6CA3ACED00C7C90B452B6E98EE4F3E18E5256E9E222C95821867A41BA816F8A47F5662787E245");
   EXPECT_TRUE(ContentCrypto::CipherRecord("", User()).isNull());
+}
+
+TEST(ContentCryptoTest, ResourceHashOfNoKeyIsEmpty) {
+  EXPECT_EQ(ContentCrypto::ResourceHash("", kFoxHmac), "");
+  EXPECT_EQ(ContentCrypto::ResourceHash("no key", kFoxHmac), "");
 }
 
 TEST(ContentCryptoTest, ResourceHashHas128Digits) {
@@ -180,6 +187,14 @@ TEST(UploadSourceTest, SliceIsAStreamOfItsOwnAndDigestedAsItIsSent) {
   // A range past the end is cut there.
   EXPECT_EQ(GetEncryptSliceHash(path, keys.key, keys.iv, 100, 24).bytes.size(), 16u);
   EXPECT_FALSE(GetEncryptSliceHash(L"/nowhere", keys.key, keys.iv, 16, 0).isWhole);
+}
+
+TEST(UploadSourceTest, SliceWithoutMemoryIsNotWhole) {
+  const TemporaryFolder folder;
+  const auto path = folder.Write("fox", kFox);
+  const auto keys = ContentCrypto::KeysOfHmac(kFoxHmac);
+  constexpr std::int64_t kNobodyHas = std::numeric_limits<std::int64_t>::max() - 64;
+  EXPECT_FALSE(GetEncryptSliceHash(path, keys.key, keys.iv, kNobodyHas, 0).isWhole);
 }
 
 TEST(UploadMimeTypeTest, ServiceNamesSomeTypesItsOwnWay) {

@@ -182,7 +182,9 @@ Json::Value CipherRecord(const std::string& hmac, const st_UserInfo& user) {
 }
 
 std::string ResourceHash(const std::string& mk2, const std::string& hmac) {
-  StreamDigest digest = StreamDigest::Hmac(MasterKey(mk2));
+  const std::string key = MasterKey(mk2);
+  if (key.empty()) return {};  // An empty key would do, too.
+  StreamDigest digest = StreamDigest::Hmac(key);
   digest.Update(hmac);
   const std::string digits = digest.Finish();
   return digits.empty() ? digits : digits + std::string(64, '0');

@@ -72,7 +72,8 @@ constexpr std::int64_t PaddedSize(std::int64_t plain) { return (plain / 16 + 1) 
 Json::Value CipherRecord(const std::string& hmac, const st_UserInfo& user);
 
 // The hash of a resource: HMAC-SHA-256 with `mk2` over the HMAC's text, in a
-// field of 64 bytes whose second half stays zero: 128 digits.
+// field of 64 bytes whose second half stays zero: 128 digits. Empty when `mk2` is no
+// key.
 std::string ResourceHash(const std::string& mk2, const std::string& hmac);
 
 // Reads a content whose key stands wrapped in `encryptedKey`, by the user's key 1

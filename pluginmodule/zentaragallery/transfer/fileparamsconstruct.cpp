@@ -1,5 +1,6 @@
 #include "transfer/fileparamsconstruct.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 
@@ -55,10 +56,14 @@ Json::Value Owner() {
   return owner;
 }
 
-std::string MasterKey2() { return GlobalParamWrapper::GetInstance()->GetHMAC_MK2(); }
-
 Json::Value CipherOf(const std::string& hmac) {
   return ContentCrypto::CipherRecord(hmac, GlobalParamWrapper::GetInstance()->GetUserInfo());
+}
+
+// What goes out without its hash or its cipher record could never be read again.
+bool IsReadable(const Json::Value& attachment) {
+  const Json::Value& asset = attachment["asset"];
+  return !Text(asset["resource"], "hash").empty() && asset["cipher"].isObject();
 }
 
 std::string AlbumIdOf(const FileSliceCmdParamsV2& record) {
@@ -149,7 +154,8 @@ std::string FileParamsConstruct<T>::UploadSliceInfo() const {
   body["properties"] = properties.isObject() ? properties : Json::Value(Json::objectValue);
   body["attachments"].append(ContentAttachment());
   body["attachments"].append(ThumbnailAttachment());
-  return NS::JsonText::Write(body);
+  const Json::Value& attachments = body["attachments"];
+  return std::all_of(attachments.begin(), attachments.end(), IsReadable) ? NS::JsonText::Write(body) : "";
 }
 
 template <typename T>
@@ -157,7 +163,7 @@ Json::Value FileParamsConstruct<T>::ContentAttachment() const {
   Json::Value attachment;
   attachment["usage"] = "content";
   Json::Value& asset = attachment["asset"];
-  asset["resource"]["hash"] = ContentCrypto::ResourceHash(MasterKey2(), record->contentHmac);
+  asset["resource"]["hash"] = ContentCrypto::ResourceHash(record->mk2, record->contentHmac);
   asset["resource"]["length"] = Json::Int64(record->source->size);
   asset["resource"]["sha256"] = record->source->sha256;
   if (const Json::Value cipher = CipherOf(record->contentHmac); !cipher.isNull()) asset["cipher"] = cipher;
@@ -180,7 +186,7 @@ Json::Value FileParamsConstruct<T>::ThumbnailAttachment() const {
   attributes["sha256"]["large"] = MethodFunction::Sha256(large);
   attributes["length"]["small"] = Json::Int64(small.size());
   attributes["length"]["large"] = Json::Int64(large.size());
-  asset["resource"]["hash"] = ContentCrypto::ResourceHash(MasterKey2(), record->thumbHmac);
+  asset["resource"]["hash"] = ContentCrypto::ResourceHash(record->mk2, record->thumbHmac);
   asset["resource"]["length"] = Json::Int64(small.size() + large.size());
   asset["resource"]["sha256"] = MethodFunction::Sha256(small + large);
   asset["resource"]["attributes"] = attributes;

@@ -39,6 +39,7 @@ struct FileSliceCmdParamsV2 {
   GalleryFile::Ptr file;
   Album::Ptr album;
   std::string lockToken;
+  std::string mk2;            // as it was when the run began
   Json::Value doc;            // answer of kCreateMedia
   Json::Value sliceResponse;  // answer of kAnnounceSlice
   Json::ArrayIndex objectIndex = 0;

@@ -50,19 +50,30 @@ const Json::Value& Member(const Json::Value& json, const char* key) {
   return json.isObject() ? json[key] : Json::Value::nullSingleton();
 }
 
-// The cloud cuts the content; a cut that does not fit it would send wrong bytes.
-bool IsAsset(const Json::Value& attachment) {
-  if (!attachment.isObject() || !attachment["asset"].isObject()) return false;
-  const Json::Value& resource = attachment["asset"]["resource"];
-  if (!resource.isObject() || !resource["objects"].isArray()) return false;
-  return std::all_of(resource["objects"].begin(), resource["objects"].end(),
-                     [](const Json::Value& object) { return object.isObject(); });
+bool IsContent(const Json::Value& attachment) { return Text(attachment, "usage") == "content"; }
+
+// Whether the cloud lacks something of the asset.
+bool IsAsked(const Json::Value& doc, const Json::Value& resource) {
+  return Number(resource, "state") == kMustSend && Text(doc, "uploadType") == "client";
 }
 
-bool IsRecord(const Json::Value& doc) {
+// The cloud cuts the content; a cut that does not fit it would send wrong bytes.
+bool IsAsset(const Json::Value& doc, const Json::Value& attachment, std::int64_t contentSize) {
+  const Json::Value& resource = Member(Member(attachment, "asset"), "resource");
+  if (!resource.isObject()) return false;
+  const Json::Value& objects = resource["objects"];
+  const bool areObjects = (objects.isArray() || objects.isNull()) &&
+                          std::all_of(objects.begin(), objects.end(),
+                                      [](const Json::Value& object) { return object.isObject(); });
+  if (!areObjects || !IsContent(attachment)) return areObjects;
+  return objects.empty() ? !IsAsked(doc, resource) : IsCutOf(resource, contentSize);
+}
+
+bool IsRecord(const Json::Value& doc, std::int64_t contentSize) {
   if (!doc.isObject() || doc.empty() || Text(doc, "id").empty()) return false;
   const Json::Value& list = doc["attachments"];
-  return list.isArray() && list.size() >= 2 && IsAsset(list[0]) && IsAsset(list[1]);
+  return list.isArray() && list.size() >= 2 && IsAsset(doc, list[0], contentSize) &&
+         IsAsset(doc, list[1], contentSize);
 }
 
 HttpHeaders Headers(const Json::Value& json) {
@@ -214,8 +225,9 @@ bool GalleryUploadTask::UploadV2() {
   constexpr char kStep[] = "GalleryUploadTask::UploadV2";
   if (!CheckUserKeyNoEmpty()) return Fail(kGeneral, kStep, __LINE__, "Get userkey is empty Failed!");
   UploadFileCommandParams params;
-  if (!InitUploadFileHmac(params)) return false;
   FileSliceCmdParamsV2 record;
+  record.mk2 = GlobalParamWrapper::GetInstance()->GetHMAC_MK2();
+  if (!InitUploadFileHmac(params)) return false;
   record.file = file;
   record.album = album;
   record.lockToken = GalleryTransManager::GetInstance().LockToken();
@@ -233,7 +245,7 @@ bool GalleryUploadTask::CreateRecord(FileSliceCmdParamsV2& record) {
   constexpr char kStep[] = "GalleryUploadTask::CreateRecord";
   Json::Value answer;
   if (!Send(kCreateMedia, record, answer)) return false;
-  if (!IsRecord(answer)) return FailAnswer(kStep, __LINE__, answer);
+  if (!IsRecord(answer, source.size)) return FailAnswer(kStep, __LINE__, answer);
   record.doc = std::move(answer);
   return true;
 }
@@ -241,7 +253,7 @@ bool GalleryUploadTask::CreateRecord(FileSliceCmdParamsV2& record) {
 bool GalleryUploadTask::UploadAttachment(Json::ArrayIndex index, FileSliceCmdParamsV2& record,
                                          UploadFileCommandParams& params) {
   record.attachmentIndex = index;
-  const std::int32_t kind = Text(record.Attachment(), "usage") == "content" ? kContent : kThumbnail;
+  const std::int32_t kind = IsContent(record.Attachment()) ? kContent : kThumbnail;
   return UploadV2Slice(index, record.Asset()["resource"]["objects"].size(), params, kind, record);
 }
 
@@ -293,8 +305,7 @@ bool GalleryUploadTask::SendObject(UploadFileCommandParams& params, FileSliceCmd
   const Json::Value& object = resource["objects"][record.objectIndex];
   const Json::Value& answered = record.sliceResponse["resource"]["objects"][record.objectIndex];
   params.sliceLength = static_cast<std::uint32_t>(Number(object, "length"));
-  const bool isAsked = Number(resource, "state") == kMustSend && Text(record.doc, "uploadType") == "client" &&
-                       Number(answered, "state", kMustSend) == kMustSend;
+  const bool isAsked = IsAsked(record.doc, resource) && Number(answered, "state", kMustSend) == kMustSend;
   if (isAsked) return PutObject(params, object, answered["uploadUrl"]);
   LogInfo("GalleryUploadTask::UploadV2Slice",
           [&] { return "upload file rapid, fileid: " + Text(record.doc, "id"); });

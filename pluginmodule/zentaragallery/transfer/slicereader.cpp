@@ -1,8 +1,34 @@
 #include "transfer/slicereader.h"
 
 #include "host/ns/jsontext.h"
+#include "transfer/contentcrypto.h"
 
 using NS::JsonText::Number;
+
+namespace {
+
+// Slices share their key and IV, so that many tiny ones would show which blocks
+// of the content are equal.
+constexpr std::int64_t kSmallestSlice = 4 << 10;
+// Two are in memory.
+constexpr std::int64_t kLargestSlice = 1 << 30;
+
+}  // namespace
+
+bool IsCutOf(const Json::Value& resource, std::int64_t size) {
+  const Json::Value& objects = resource["objects"];
+  const auto count = static_cast<std::int64_t>(objects.size());
+  const std::int64_t slice = count == 1 ? size : Number(resource, "sliceSize");
+  if (count == 0 || slice > kLargestSlice || Number(resource, "length", -1) != size) return false;
+  if (count > 1 && (slice < kSmallestSlice || count != (size + slice - 1) / slice)) return false;
+  std::int64_t start = 0;
+  for (const Json::Value& object : objects) {
+    const std::int64_t stored = ContentCrypto::PaddedSize(std::min(slice, size - start));
+    if (Number(object, "start") != start || Number(object, "length") != stored) return false;
+    start += slice;
+  }
+  return true;
+}
 
 SliceReader::SliceReader(std::wstring path, const UploadFileCommandParams& params, const Json::Value& cut)
     : source(std::move(path)),

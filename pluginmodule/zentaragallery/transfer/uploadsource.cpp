@@ -20,6 +20,7 @@ constexpr std::size_t kPassBytes = 0x400000;
 constexpr std::size_t kCachedBytes = 0x10000;
 // Thumbnails are at most a screen large.
 constexpr std::uint64_t kLargestThumbnail = 16 << 20;
+constexpr char kSliceTag[] = "GalleryUploadTask::EncryptOriginalData";
 
 std::int64_t SizeOf(const fs::path& path) {
   std::error_code error;
@@ -47,6 +48,11 @@ bool ReadThumbnail(const std::wstring& path, std::string& bytes, std::string& fa
 bool UploadSource::Read(const std::wstring& path, const std::wstring& smallPath,
                         const std::wstring& largePath, const std::string& masterKey,
                         const std::function<bool()>& goOn, std::string& failure) {
+  // An empty key would make an HMAC too, but one that anybody can make.
+  if (masterKey.empty()) {
+    failure = "the master key is no key";
+    return false;
+  }
   if (!ReadThumbnail(smallPath, smallThumbnail, failure)) return false;
   if (!ReadThumbnail(largePath, largeThumbnail, failure)) return false;
   const fs::path native = platform::NativePath(path);
@@ -86,12 +92,11 @@ std::string UploadSource::CalContentHmac(const std::string& masterKey, std::stri
 }
 
 EncryptedSlice GetEncryptSliceHash(const std::wstring& path, const std::string& key, const std::string& iv,
-                                   std::int64_t length, std::int64_t start) {
-  constexpr char kTag[] = "GalleryUploadTask::EncryptOriginalData";
+                                   std::int64_t length, std::int64_t start) try {
   EncryptedSlice slice;
   const File file = OpenAt(path, start);
   if (!file) {
-    LogError(kTag, "open file fail, error code:" + std::to_string(errno));
+    LogError(kSliceTag, "open file fail, error code:" + std::to_string(errno));
     return slice;
   }
   ContentCrypto::StreamCipher cipher(key, iv);
@@ -120,4 +125,7 @@ EncryptedSlice GetEncryptSliceHash(const std::wstring& path, const std::string& 
   slice.sha256 = sha256.Finish();
   slice.isWhole = sound && !slice.md5.empty() && !slice.sha256.empty();
   return slice;
+} catch (const std::bad_alloc&) {
+  LogError(kSliceTag, "buffer is null");
+  return {};
 }

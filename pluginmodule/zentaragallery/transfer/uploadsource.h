@@ -28,13 +28,14 @@ struct UploadSource {
 
 // One piece of a content, ready to send.
 struct EncryptedSlice {
-  bool isWhole = false;  // false: the source could not be read
+  bool isWhole = false;
   std::string bytes;
   std::string md5;     // of `bytes`, 32 small digits
   std::string sha256;  // 64
 };
 
 // Encrypts plain[start, start + length) of the file, cut at its end, as a stream
-// of its own, and digests what comes out in the same pass.
+// of its own, and digests what comes out in the same pass. Not whole, logged,
+// when the file cannot be opened and without memory for the slice.
 EncryptedSlice GetEncryptSliceHash(const std::wstring& path, const std::string& key, const std::string& iv,
                                    std::int64_t length, std::int64_t start);
