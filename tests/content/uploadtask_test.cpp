@@ -21,6 +21,8 @@ namespace {
 
 using testing::HasSubstr;
 
+constexpr int kChanged = 2;
+
 class UploadTaskTest : public ContentTest {
  protected:
   // A file that the cloud holds.
@@ -28,6 +30,14 @@ class UploadTaskTest : public ContentTest {
     const auto file = Source(name, bytes);
     EXPECT_TRUE(Upload(file));
     return file;
+  }
+  // Does `act` once the service has made a record visible, before the client
+  // hears of it.
+  std::unique_ptr<AnswerChanger> WhilePublishing(std::function<void()> act) {
+    return ChangeAnswers([act = std::move(act)](const std::string& request, const std::string& answer) {
+      if (request.starts_with("PATCH")) act();
+      return answer;
+    });
   }
 };
 
@@ -274,6 +284,41 @@ TEST_F(UploadTaskTest, EmptyMasterKeyUploadsNothing) {
     EXPECT_EQ(task->LastErr().code, TransferErrorInterface::kGeneral);
   }
   EXPECT_EQ(server.Requests().size(), 0u);
+}
+
+// While the answer is on its way the user marks the file; the cloud has to hear
+// of that too.
+TEST_F(UploadTaskTest, ChangeDuringThePublishingIsSentLater) {
+  const auto favourite = Source("favourite", Noise(10, 1)), plain = Source("plain", Noise(10, 2));
+  bool isTurn = true;
+  const auto changer = WhilePublishing([&] {
+    if (isTurn) {
+      EXPECT_TRUE(gallery.FavoriteFiles(favourite, true));
+    }
+    isTurn = false;
+  });
+  ASSERT_TRUE(Upload(favourite));
+  EXPECT_EQ(favourite->GalleryState, kChanged);
+  EXPECT_EQ(Row(favourite->UniqueId())->GalleryState, kChanged);
+  ASSERT_TRUE(Upload(plain));
+  EXPECT_EQ(plain->GalleryState, 0);
+}
+
+TEST_F(UploadTaskTest, RecycleDuringARefundStaysPending) {
+  const auto file = Uploaded("refund", Noise(10));
+  const auto changer = WhilePublishing([&] { EXPECT_EQ(gallery.RecycleFiles({file}, false), 1u); });
+  ASSERT_TRUE(Upload(file));
+  EXPECT_EQ(file->GalleryState, kChanged);
+  EXPECT_TRUE(Row(file->UniqueId())->IsInBin());
+}
+
+// Its change waits already when the refund begins, and the refund does not send it.
+TEST_F(UploadTaskTest, ChangeBeforeARefundStaysPending) {
+  const auto file = Uploaded("earlier", Noise(10));
+  ASSERT_EQ(gallery.RecycleFiles({file}, false), 1u);
+  ASSERT_TRUE(Upload(file));
+  EXPECT_EQ(file->GalleryState, kChanged);
+  EXPECT_EQ(Row(file->UniqueId())->GalleryState, kChanged);
 }
 
 }  // namespace

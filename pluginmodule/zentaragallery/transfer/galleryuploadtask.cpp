@@ -33,6 +33,8 @@ constexpr std::int32_t kContent = 0;
 constexpr std::int32_t kThumbnail = 1;
 constexpr int kMustSend = 2;
 constexpr std::int64_t kContentThere = 1;
+constexpr std::int32_t kContentWaits = 1;
+constexpr std::int32_t kMetadataChanged = 2;
 
 std::int64_t SizeOf(const std::wstring& path) {
   std::error_code error;
@@ -87,6 +89,18 @@ HttpHeaders Headers(const Json::Value& json) {
 }
 
 }  // namespace
+
+// What the publishing request tells of a file and its user may change meanwhile.
+struct GalleryUploadTask::Marks {
+  explicit Marks(const GalleryFile& file)
+      : name(file.FileName()), album(file.AlbumId()), isFavorite(file.IsFavorite), isInBin(file.IsInBin()) {}
+  bool operator==(const Marks&) const = default;
+
+  std::wstring name;
+  std::string album;
+  bool isFavorite = false;
+  bool isInBin = false;
+};
 
 GalleryUploadTask::GalleryUploadTask(const GalleryFile::Ptr& uploaded, const Album::Ptr& target)
     : TransferTask(TaskType::Upload),
@@ -360,10 +374,11 @@ bool GalleryUploadTask::PublishRecord(FileSliceCmdParamsV2& record) {
   // Its digests were taken before its slices were: a change in between makes a
   // record that no reader can check.
   if (!source.IsUnchanged(localPath)) return Fail(kSourceChanged, kStep, __LINE__);
+  const Marks sent(*file);
   Json::Value answer;
   if (!Send(kPublishMedia, record, answer)) return false;
   if (Text(answer, "id").empty()) return FailAnswer(kStep, __LINE__, answer);
-  TakeOver(answer);
+  TakeOver(answer, sent);
   return true;
 }
 
@@ -386,13 +401,18 @@ bool GalleryUploadTask::Send(std::int32_t command, FileSliceCmdParamsV2& record,
   return !answer.isMember("error") || FailAnswer(kStep, __LINE__, answer);
 }
 
-void GalleryUploadTask::TakeOver(const Json::Value& published) {
+void GalleryUploadTask::TakeOver(const Json::Value& published, const Marks& sent) {
   const std::string id = Text(published, "id"), before = file->UniqueId();
   const std::string name = Text(published, "fileName");
+  // A change of a file that the cloud knows waits for its own request.
+  const bool takesChanges = file->IsLocalOnly() || file->GalleryState == kContentWaits;
+  // The state is cleared before the last look: a change of the user that comes
+  // right now sets it again, or is seen here.
+  if (takesChanges) file->GalleryState = 0;
+  if (Marks(*file) != sent) file->GalleryState = kMetadataChanged;
   if (!name.empty()) file->SetFileName(platform::Utf8ToWide(name));
   file->SetFileId(id);
   file->SetUniqueId(id);
-  file->GalleryState = 0;
   LogInfo("GalleryUploadTask::UploadV2", [&] { return "upload file complete:" + id; });
   Gallery::GetInstance().UpdateFileUId(file, before);
   if (id == before) DBHelper::GetInstance().SetContentStatus(id, kContentThere);

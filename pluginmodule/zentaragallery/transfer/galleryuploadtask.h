@@ -47,6 +47,8 @@ class GalleryUploadTask : public TransferTask {
   const GalleryFile::Ptr& File() const { return file; }
 
  private:
+  struct Marks;
+
   bool StartRun();
   bool RunByVersion();
   bool CheckMK();
@@ -67,7 +69,7 @@ class GalleryUploadTask : public TransferTask {
   bool SendObject(UploadFileCommandParams& params, FileSliceCmdParamsV2& record);
   bool PutObject(UploadFileCommandParams& params, const Json::Value& object, const Json::Value& uploadUrl);
   bool Send(std::int32_t command, FileSliceCmdParamsV2& record, Json::Value& answer);
-  void TakeOver(const Json::Value& published);
+  void TakeOver(const Json::Value& published, const Marks& sent);
 
   bool MayGoOn() const;
   bool Fail(ErrCode code, const char* step, std::int32_t line, const std::string& cause = {});
