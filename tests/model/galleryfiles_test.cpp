@@ -308,6 +308,29 @@ TEST_F(GalleryFilesTest, NewIdThatCouldNotBeWrittenIsWrittenLater) {
   EXPECT_NE(Row("cloud"), nullptr);
 }
 
+// A change of the user, stored under the new id before that was announced.
+TEST_F(GalleryFilesTest, NewIdWhoseRowStandsAlreadyReplacesTheFormer) {
+  const auto file = LocalFile("local"), late = LocalFile("late");
+  Add({file, late});
+  auto& store = DBHelper::GetInstance();
+  file->SetUniqueId("cloud");
+  ASSERT_TRUE(gallery.FavoriteFiles(file, true));
+  file->SetFileId("content");
+  EXPECT_TRUE(gallery.UpdateFileUId(file, "local"));
+  EXPECT_EQ(Row("local"), nullptr);
+  ASSERT_NE(Row("cloud"), nullptr);
+  EXPECT_EQ(Row("cloud")->FileId(), "content");
+
+  late->SetUniqueId("later");
+  ASSERT_TRUE(store.Execute("ALTER TABLE GalleryFile RENAME TO Away;"));
+  EXPECT_FALSE(gallery.UpdateFileUId(late, "late"));
+  ASSERT_TRUE(store.Execute("ALTER TABLE Away RENAME TO GalleryFile;"));
+  ASSERT_TRUE(gallery.FavoriteFiles(late, true));
+  EXPECT_TRUE(gallery.WriteLateIds());
+  EXPECT_EQ(Row("late"), nullptr);
+  EXPECT_NE(Row("later"), nullptr);
+}
+
 TEST_F(GalleryFilesTest, IdsAreLookedUpInTheirOrder) {
   const auto a = CloudFile("a"), b = CloudFile("b");
   Add({a, b});

@@ -55,6 +55,17 @@ void LogAction(int event, const std::map<std::string, std::string>& details) {
   Logger::OutputOperationLog(event, 1, 0, details);
 }
 
+// A change of the user may have stored a row of the new id already; the former one
+// cannot take that id then.
+bool WriteNewId(const GalleryFile::Ptr& file, const std::string& oldId) {
+  auto& database = DBHelper::GetInstance();
+  if (database.UpdateFile(file, oldId)) return true;
+  if (file->UniqueId() == oldId || !database.GetFile(file->UniqueId())) return false;
+  const auto former = std::make_shared<GalleryFile>();
+  former->SetUniqueId(oldId);
+  return database.AddFile(file) && database.DeleteFiles({former});
+}
+
 }  // namespace
 
 // Sorts files into the albums of one batch. Views are looked up once.
@@ -517,7 +528,7 @@ bool Gallery::FavoriteFiles(const FilePtr& file, bool on) {
 bool Gallery::UpdateFileUId(const FilePtr& file, const std::string& oldId) {
   LogInfo("Gallery::UpdateFileUId", "UpdateFileUId entry");
   if (!file) return false;
-  const bool written = DBHelper::GetInstance().UpdateFile(file, oldId);
+  const bool written = WriteNewId(file, oldId);
   {
     platform::WriterLock hold(fileLock);
     files.EraseFormer(oldId, file);
@@ -532,8 +543,7 @@ bool Gallery::UpdateFileUId(const FilePtr& file, const std::string& oldId) {
 
 bool Gallery::WriteLateIds() {
   platform::MutexLock hold(lateIdsLock);
-  std::erase_if(lateIds,
-                [](const auto& late) { return DBHelper::GetInstance().UpdateFile(late.first, late.second); });
+  std::erase_if(lateIds, [](const auto& late) { return WriteNewId(late.first, late.second); });
   return lateIds.empty();
 }
 
