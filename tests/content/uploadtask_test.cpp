@@ -183,6 +183,51 @@ TEST_F(UploadTaskTest, DeletedSourceLeavesTheGallery) {
   EXPECT_EQ(Row("gone"), nullptr);
 }
 
+TEST_F(UploadTaskTest, ThumbnailsOfADeletedSourceGoWithIt) {
+  const auto file = Source("gone", Noise(10));
+  const auto task = UploadTask(file);
+  fs::remove(platform::NativePath(file->LocalPath()));
+  EXPECT_FALSE(task->AddToDB());
+  EXPECT_FALSE(fs::exists(platform::NativePath(file->ThumbnailName())));
+  EXPECT_FALSE(fs::exists(platform::NativePath(file->LcdName())));
+}
+
+// As when a share does not answer: nobody knows whether the file is there.
+TEST_F(UploadTaskTest, UnreadableFolderForgetsNothing) {
+  const auto file = Source("hidden", Noise(10));
+  const auto task = UploadTask(file);
+  const fs::path sources = folder.Path() / "sources";
+  fs::rename(sources, folder.Path() / "away");
+  fs::create_symlink(sources, sources);
+  EXPECT_FALSE(task->AddToDB());
+  EXPECT_EQ(task->LastErr().code, TransferErrorInterface::kGeneral);
+  EXPECT_EQ(gallery.GetFile("hidden"), file);
+  EXPECT_NE(Row("hidden"), nullptr);
+  const auto later = UploadTask(file);
+  fs::remove(sources);
+  fs::rename(folder.Path() / "away", sources);
+  EXPECT_TRUE(later->AddToDB());
+}
+
+TEST_F(UploadTaskTest, SourceOfAnotherSizeIsError37) {
+  const auto file = Source("grown", Noise(10));
+  const auto task = UploadTask(file);
+  fs::resize_file(platform::NativePath(file->LocalPath()), 11);
+  EXPECT_FALSE(task->AddToDB());
+  EXPECT_EQ(static_cast<int>(task->LastErr().code), 37);
+  EXPECT_EQ(gallery.GetFile("grown"), nullptr);
+}
+
+TEST_F(UploadTaskTest, GoneSourceOfACloudFileKeepsTheFile) {
+  const auto file = Uploaded("both", Noise(10));
+  const auto task = UploadTask(file);
+  fs::remove(platform::NativePath(file->LocalPath()));
+  EXPECT_FALSE(task->AddToDB());
+  EXPECT_EQ(static_cast<int>(task->LastErr().code), 13);
+  EXPECT_EQ(gallery.GetFile(file->UniqueId()), file);
+  EXPECT_NE(Row(file->UniqueId()), nullptr);
+}
+
 TEST_F(UploadTaskTest, SourceDeletedWhileItIsSentLeavesTheGallery) {
   const auto file = Source("vanishing", Noise(2 * kSliceSize));
   const fs::path path = platform::NativePath(file->LocalPath());

@@ -118,6 +118,7 @@ bool GalleryUploadTask::LoadFromDB() {
 bool GalleryUploadTask::AddToDB() {
   constexpr char kStep[] = "GalleryUploadTask::AddToDB";
   const std::int64_t size = SizeOf(localPath);
+  if (size < 0 && !SourceIsGone()) return Fail(kGeneral, kStep, __LINE__, "the source cannot be looked at");
   if (size < 0) {
     ForgetFile();
     return Fail(kSourceGone, kStep, __LINE__);
@@ -440,4 +441,10 @@ void GalleryUploadTask::ForgetFile() {
   if (!file->IsLocalOnly()) return;
   (void)DBHelper::GetInstance().DeleteFiles({file});  // A row that stays is dropped by the next run.
   Gallery::GetInstance().RemoveFiles({file});
+  for (const std::wstring& path : {file->ThumbnailName(), file->LcdName()}) {
+    std::error_code ignored;  // Not there is as good as deleted.
+    if (path != localPath) fs::remove(platform::NativePath(path), ignored);
+  }
+  file->thumbExists = false;
+  file->lcdExists = false;
 }

@@ -34,7 +34,8 @@ class GalleryUploadTask : public TransferTask {
   // Also ends the request that runs.
   void StopTask(TaskStatus status, std::int32_t errorCode) override;
   bool LoadFromDB() override;
-  // Looks whether the source is as it was; otherwise the gallery forgets it.
+  // Looks whether the source is as it was. The gallery forgets one that has gone or
+  // changed, but not one that cannot be looked at.
   bool AddToDB() override;
   std::shared_ptr<CompleteTask> GetCompleteTask() override;
   std::shared_ptr<GalleryShowTask> GetCompleteShowTask(const std::shared_ptr<CompleteTask>& task) override;
