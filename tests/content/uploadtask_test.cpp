@@ -288,7 +288,11 @@ TEST_F(UploadTaskTest, ContentOfAKnownFileGoesBackIntoItsRecord) {
   server.Action(R"({"action":"loseObject","userName":"alice","mediaId":")" + id + R"("})");
   const auto download = DownloadTask(file, "known.jpg");
   EXPECT_FALSE(Run(*download));  // The cloud notices its loss.
+  file->cloudContentStatus = 2;
+  ASSERT_TRUE(DBHelper::GetInstance().AddFile(file));
   ASSERT_TRUE(Upload(file));
+  EXPECT_EQ(file->cloudContentStatus, 1);
+  EXPECT_EQ(Row(id)->cloudContentStatus, 1);
   EXPECT_EQ(file->UniqueId(), id);
   EXPECT_EQ(VisibleCount(), 1u);
   ASSERT_TRUE(Run(*download));
@@ -329,6 +333,22 @@ TEST_F(UploadTaskTest, EmptyMasterKeyUploadsNothing) {
     EXPECT_EQ(task->LastErr().code, TransferErrorInterface::kGeneral);
   }
   EXPECT_EQ(server.Requests().size(), 0u);
+}
+
+TEST_F(UploadTaskTest, NameFromTheCloudIsTheOneThatTheAlbumKnows) {
+  const auto file = Source("clash", Noise(10));
+  const auto changer = ChangeAnswers([](const std::string& request, const std::string& answer) {
+    if (!request.starts_with("PATCH")) return answer;
+    Json::Value record = AnswerChanger::Body(answer);
+    record["fileName"] = "clash(1).jpg";
+    return AnswerChanger::WithBody(record);
+  });
+  ASSERT_TRUE(Upload(file));
+  const auto album = gallery.GetAlbum("default-album-1");
+  EXPECT_EQ(album->FilesNamed(L"clash(1).jpg"), Files{file});
+  EXPECT_FALSE(album->HasFileNamed(L"clash.jpg"));
+  EXPECT_EQ(Row(file->UniqueId())->FileName(), L"clash(1).jpg");
+  EXPECT_EQ(file->GalleryState, 0);
 }
 
 // While the answer is on its way the user marks the file; the cloud has to hear

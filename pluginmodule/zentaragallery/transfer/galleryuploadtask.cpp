@@ -32,7 +32,7 @@ constexpr int kRunReport = 16018;
 constexpr std::int32_t kContent = 0;
 constexpr std::int32_t kThumbnail = 1;
 constexpr int kMustSend = 2;
-constexpr std::int64_t kContentThere = 1;
+constexpr std::int32_t kContentThere = 1;
 constexpr std::int32_t kContentWaits = 1;
 constexpr std::int32_t kMetadataChanged = 2;
 
@@ -123,6 +123,7 @@ bool GalleryUploadTask::AddToDB() {
     ForgetFile();
     return Fail(kSourceGone, kStep, __LINE__);
   }
+  if (fileSize < 0) fileSize = size;  // It could not be looked at before.
   if (size != fileSize) {
     ForgetFile();
     return Fail(kSourceChanged, kStep, __LINE__);
@@ -402,21 +403,38 @@ bool GalleryUploadTask::Send(std::int32_t command, FileSliceCmdParamsV2& record,
   return !answer.isMember("error") || FailAnswer(kStep, __LINE__, answer);
 }
 
-void GalleryUploadTask::TakeOver(const Json::Value& published, const Marks& sent) {
+void GalleryUploadTask::TakeOver(const Json::Value& published, Marks sent) {
   const std::string id = Text(published, "id"), before = file->UniqueId();
-  const std::string name = Text(published, "fileName");
-  // A change of a file that the cloud knows waits for its own request.
-  const bool takesChanges = file->IsLocalOnly() || file->GalleryState == kContentWaits;
-  // The state is cleared before the last look: a change of the user that comes
-  // right now sets it again, or is seen here.
-  if (takesChanges) file->GalleryState = 0;
-  if (Marks(*file) != sent) file->GalleryState = kMetadataChanged;
-  if (!name.empty()) file->SetFileName(platform::Utf8ToWide(name));
+  const std::wstring name = platform::Utf8ToWide(Text(published, "fileName"));
+  if (!name.empty() && file->FileName() == sent.name) Rename(name);
+  if (!name.empty()) sent.name = name;
+  const bool isKnown = !file->IsLocalOnly();
   file->SetFileId(id);
   file->SetUniqueId(id);
-  LogInfo("GalleryUploadTask::UploadV2", [&] { return "upload file complete:" + id; });
+  if (isKnown) file->cloudContentStatus = kContentThere;
+  // The state is cleared before the last look: a change of the user that comes
+  // right now sets it again, or is seen here. What waited before, of a file that
+  // the cloud knows, waits for its own request.
+  if (!isKnown || file->GalleryState == kContentWaits) file->GalleryState = 0;
+  if (Marks(*file) != sent) file->GalleryState = kMetadataChanged;
+  LogInfo("GalleryUploadTask::UploadV2",
+          [&] { return "upload file complete:" + platform::WideToUtf8(file->FileName()); });
   Gallery::GetInstance().UpdateFileUId(file, before);
-  if (id == before) DBHelper::GetInstance().SetContentStatus(id, kContentThere);
+}
+
+// Albums find a file by its name, so it leaves them for the change.
+void GalleryUploadTask::Rename(const std::wstring& name) {
+  if (file->FileName() == name) return;
+  auto& gallery = Gallery::GetInstance();
+  const std::int64_t recycleTime = file->RecycleTime;  // The bin resets it in what leaves.
+  const auto members = file->GetMembers();             // They leave with their cover.
+  const bool wasListed = gallery.RemoveFiles({file}) > 0;
+  file->RecycleTime = recycleTime;
+  file->SetFileName(name);
+  if (!wasListed) return;
+  Gallery::Files back(members.begin(), members.end());
+  back.push_back(file);
+  (void)gallery.AddFiles(back);
 }
 
 bool GalleryUploadTask::MayGoOn() const { return Status() == TaskStatus::Running; }

@@ -70,7 +70,8 @@ class GalleryUploadTask : public TransferTask {
   bool SendObject(UploadFileCommandParams& params, FileSliceCmdParamsV2& record);
   bool PutObject(UploadFileCommandParams& params, const Json::Value& object, const Json::Value& uploadUrl);
   bool Send(std::int32_t command, FileSliceCmdParamsV2& record, Json::Value& answer);
-  void TakeOver(const Json::Value& published, const Marks& sent);
+  void TakeOver(const Json::Value& published, Marks sent);
+  void Rename(const std::wstring& name);
 
   bool MayGoOn() const;
   bool Fail(ErrCode code, const char* step, std::int32_t line, const std::string& cause = {});
