@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <future>
 
 #include "cloudserver.h"
 #include "loopbackserver.h"
@@ -100,6 +101,39 @@ TEST_F(HttpLibTest, NoAnswerIsAFailure) {
   LoopbackServer server({""});
   EXPECT_FALSE(http.Request(kHeaders, "", kHttpGet, server.Url(), response));
   EXPECT_TRUE(log.Has("request fail, code:0"));
+}
+
+TEST_F(HttpLibTest, StopEndsARequestThatNobodyAnswers) {
+  std::promise<void> asked, released;
+  LoopbackServer server([&](const std::string&) {
+    asked.set_value();
+    released.get_future().wait();
+    return std::string();
+  });
+  auto request = std::async(std::launch::async,
+                            [&] { return http.Request(kHeaders, "", kHttpGet, server.Url(), response); });
+  asked.get_future().wait();
+  http.Stop();
+  EXPECT_FALSE(request.get());
+  released.set_value();
+  EXPECT_THAT(server.Requests(), SizeIs(1));
+}
+
+TEST_F(HttpLibTest, StopKeepsAFailedRequestFromBeingRepeated) {
+  LoopbackServer server([this](const std::string&) {
+    http.Stop();
+    return Answer(500);
+  });
+  http.Request(kHeaders, "", kHttpGet, server.Url(), response);
+  EXPECT_THAT(server.Requests(), SizeIs(1));
+}
+
+TEST_F(HttpLibTest, GoodAnswerIs200Or204) {
+  LoopbackServer server({Answer(200), "HTTP/1.1 204 None\r\n\r\n", Answer(201), Answer(201), Answer(201)});
+  for (const bool good : {true, true, false}) {
+    EXPECT_TRUE(http.Request(kHeaders, "", kHttpGet, server.Url(), response));
+    EXPECT_EQ(http.HasGoodAnswer(), good);
+  }
 }
 
 TEST_F(HttpLibTest, WhatCannotBeSentIsRefused) {

@@ -115,6 +115,7 @@ bool HttpLib::RequestInterface(ParamsConstructInterface& params, std::string& re
 
 bool HttpLib::Request(const HttpHeaders& headers, const std::string& body, std::int32_t method,
                       const std::string& url, std::string& response) {
+  hasGoodAnswer = false;
   if ((body.empty() && HasBody(method)) || url.empty() || headers.empty()) {
     LogError("HttpLib::Request", "param error!");
     return false;
@@ -125,11 +126,13 @@ bool HttpLib::Request(const HttpHeaders& headers, const std::string& body, std::
   connection.SetHeaders(HeaderLines(headers));
   connection.SetMethod(static_cast<CurlConn::Method>(method), body);
   connection.SetWriter(AppendTo(response));
+  connection.SetProgress([this](const CurlConn::Counters&) { return !stopFlag; });
   curlppx::TransferResult result;
-  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+  for (int attempt = 0; attempt < kAttempts && !stopFlag; ++attempt) {
     response.clear();
     result = connection.Perform();
-    if (result.httpCode == 200 || result.httpCode == 204) break;
+    hasGoodAnswer = result.httpCode == 200 || result.httpCode == 204;
+    if (hasGoodAnswer) break;
     LogError("HttpLib::Request", "curlCode:" + std::to_string(result.curlCode) + " resCode:" +
                                      std::to_string(result.httpCode) + " response:" + LogBody(response));
   }

@@ -33,8 +33,11 @@ class HttpLib {
   // above, an error's included: `response` is the last attempt's body. False,
   // logged, when nothing was sent (no URL or headers, an unknown method, a method
   // with a body without one, a URL that may not be used) and when no answer came.
+  // Stop ends it.
   bool Request(const HttpHeaders& headers, const std::string& body, std::int32_t method,
                const std::string& url, std::string& response);
+  // Whether the last request was answered with 200 or 204.
+  bool HasGoodAnswer() const { return hasGoodAnswer; }
 
   // PUTs one slice to `url`: of `params.body` on V2, of the file itself from
   // `fileOffset` on V1. A URL that holds "init" sends no bytes. True for an answer
@@ -43,7 +46,7 @@ class HttpLib {
   bool UploadFile(UploadFileCommandParams& params, const std::string& url, const HttpHeaders& headers,
                   std::string& response);
 
-  // Ends the upload that runs, or the next one at its start.
+  // Ends the transfer that runs, or the next one at its start.
   void Stop();
   // Makes ready for the next transfer: waits until a stopped one has ended and
   // takes the stop back.
@@ -58,6 +61,7 @@ class HttpLib {
   bool OnProgress(double total, double done) const;
 
   std::atomic<bool> stopFlag{false};
+  bool hasGoodAnswer = false;
   ProgressCallback onProgress;
   std::wstring sourcePath;  // canonical path of the file that is sent
 
