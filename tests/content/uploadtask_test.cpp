@@ -31,6 +31,15 @@ class UploadTaskTest : public ContentTest {
     EXPECT_TRUE(Upload(file));
     return file;
   }
+  // Another file with the same content and thumbnails.
+  FilePtr Twin(const FilePtr& first, const std::string& name, const std::string& bytes) {
+    const auto file = Source(name, bytes);
+    constexpr auto kOver = fs::copy_options::overwrite_existing;
+    using platform::NativePath;
+    EXPECT_TRUE(fs::copy_file(NativePath(first->ThumbnailName()), NativePath(file->ThumbnailName()), kOver));
+    EXPECT_TRUE(fs::copy_file(NativePath(first->LcdName()), NativePath(file->LcdName()), kOver));
+    return file;
+  }
   // Does `act` once the service has made a record visible, before the client
   // hears of it.
   std::unique_ptr<AnswerChanger> WhilePublishing(std::function<void()> act) {
@@ -349,6 +358,65 @@ TEST_F(UploadTaskTest, NameFromTheCloudIsTheOneThatTheAlbumKnows) {
   EXPECT_FALSE(album->HasFileNamed(L"clash.jpg"));
   EXPECT_EQ(Row(file->UniqueId())->FileName(), L"clash(1).jpg");
   EXPECT_EQ(file->GalleryState, 0);
+}
+
+bool IsConfirmation(const std::string& request) { return request.find("uploadStatus") != std::string::npos; }
+bool IsAnnouncement(const std::string& request) {
+  return request.starts_with("POST /cloudPhoto/v1/media/") && !IsConfirmation(request);
+}
+bool IsCreation(const std::string& request) { return request.starts_with("POST /cloudPhoto/v1/media?"); }
+
+TEST_F(UploadTaskTest, ConfirmationNeedsNoBody) {
+  for (const std::string& good :
+       {LoopbackServer::Answer(200, "{}"), LoopbackServer::Answer(200, R"({"id":"1"})"),
+        std::string("HTTP/1.1 204 None\r\nConnection: close\r\n\r\n")}) {
+    const auto changer = ChangeAnswers([&](const std::string& request, const std::string& answer) {
+      return IsConfirmation(request) ? good : answer;
+    });
+    EXPECT_TRUE(Upload(Source("file" + std::to_string(good.size()), Noise(10)))) << good;
+  }
+}
+
+TEST_F(UploadTaskTest, RefusedConfirmationFails) {
+  for (const std::string& bad :
+       {LoopbackServer::Answer(500, ""), LoopbackServer::Answer(500, R"({"id":"1"})"),
+        LoopbackServer::Answer(200, R"({"error":{"status":400}})")}) {
+    const auto changer = ChangeAnswers([&](const std::string& request, const std::string& answer) {
+      return IsConfirmation(request) ? bad : answer;
+    });
+    const auto task = UploadTask(Source("file" + std::to_string(bad.size()), Noise(10)));
+    EXPECT_FALSE(Run(*task)) << bad;
+    EXPECT_EQ(task->LastErr().code, TransferErrorInterface::kGeneral);
+  }
+}
+
+TEST_F(UploadTaskTest, WhatIsNotSentNeedsNoObjectInTheAnswer) {
+  const auto first = Uploaded("first", Noise(10));
+  const auto changer = ChangeAnswers([](const std::string& request, const std::string& answer) {
+    if (!IsAnnouncement(request)) return answer;
+    Json::Value asset = AnswerChanger::Body(answer);
+    asset["resource"].removeMember("objects");
+    return AnswerChanger::WithBody(asset);
+  });
+  EXPECT_TRUE(Upload(Twin(first, "twin", Noise(10))));
+  EXPECT_EQ(CountRequests("PUT"), 0u);
+  const auto task = UploadTask(Source("fresh", Noise(10, 2)));
+  EXPECT_FALSE(Run(*task));
+  EXPECT_EQ(task->LastErr().code, TransferErrorInterface::kGeneral);
+}
+
+TEST_F(UploadTaskTest, AssetWithoutObjectsIsDone) {
+  const auto first = Uploaded("first", Noise(10));
+  const auto changer = ChangeAnswers([](const std::string& request, const std::string& answer) {
+    if (!IsCreation(request)) return answer;
+    Json::Value record = AnswerChanger::Body(answer);
+    for (Json::Value& attachment : record["attachments"])
+      attachment["asset"]["resource"]["objects"] = Json::Value();
+    return AnswerChanger::WithBody(record);
+  });
+  EXPECT_TRUE(Upload(Twin(first, "twin", Noise(10))));
+  EXPECT_EQ(CountRequests("POST"), 1u);
+  EXPECT_EQ(VisibleCount(), 2u);
 }
 
 // While the answer is on its way the user marks the file; the cloud has to hear

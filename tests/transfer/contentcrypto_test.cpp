@@ -150,6 +150,13 @@ TEST(ContentCryptoTest, HmacTextOpensTheContentToo) {
   EXPECT_FALSE(ContentCrypto::DecryptDataByHmac("", FromHex(kFoxCipher), plain));
 }
 
+TEST(ContentCryptoTest, ThumbnailsWithoutAKeyGiveNothing) {
+  UploadSource source;
+  FileSliceCmdParamsV2 record;
+  record.source = &source;
+  EXPECT_EQ(AES_128_CBC_Thumb(record), "");
+}
+
 TEST(UploadSourceTest, OnePassGivesEveryDigest) {
   const TemporaryFolder folder;
   const auto path = folder.Write("fox", kFox);

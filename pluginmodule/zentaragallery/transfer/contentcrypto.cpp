@@ -101,10 +101,11 @@ Json::Value Keychain(int type, const char* algorithm, const std::string& userKey
                      const KeyAndIv& content) {
   // It is the key's text that is wrapped, not its bytes.
   const auto wrapped = Encrypt(userKey, content.iv, ToUpperHex(content.key));
+  if (!wrapped) return {};
   Json::Value chain;
   chain["type"] = type;
   chain["algorithm"] = algorithm;
-  chain["ekey"] = wrapped ? ToUpperHex(content.iv + *wrapped) : std::string();
+  chain["ekey"] = ToUpperHex(content.iv + *wrapped);
   chain["id"] = platform::WideToUtf8(id);
   return chain;
 }
@@ -176,8 +177,11 @@ Json::Value CipherRecord(const std::string& hmac, const st_UserInfo& user) {
   record["dataType"] = kCipherDataType;
   record["iv"] = ivText;
   record["hfek"] = "1|" + ivText;
-  record["keychains"].append(Keychain(1, kAes128, Bytes(user.userKey1, 16), user.userKeyId1, content));
-  record["keychains"].append(Keychain(3, kAes256, Bytes(user.userKey3, 32), user.userKeyId3, content));
+  const Json::Value first = Keychain(1, kAes128, Bytes(user.userKey1, 16), user.userKeyId1, content);
+  const Json::Value second = Keychain(3, kAes256, Bytes(user.userKey3, 32), user.userKeyId3, content);
+  if (first.isNull() || second.isNull()) return Json::Value();  // Nobody could read the content.
+  record["keychains"].append(first);
+  record["keychains"].append(second);
   return record;
 }
 

@@ -68,7 +68,7 @@ class StreamCipher {
 constexpr std::int64_t PaddedSize(std::int64_t plain) { return (plain / 16 + 1) * 16; }
 
 // The record that travels with an asset and brings a reader to its key, wrapped
-// with both keys of the user. Null for an empty HMAC.
+// with both keys of the user. Null for an empty HMAC and when it cannot be wrapped.
 Json::Value CipherRecord(const std::string& hmac, const st_UserInfo& user);
 
 // The hash of a resource: HMAC-SHA-256 with `mk2` over the HMAC's text, in a

@@ -310,6 +310,10 @@ bool GalleryUploadTask::EncryptOriginalData(SliceReader& reader, UploadFileComma
 
 bool GalleryUploadTask::EncryptThumbData(UploadFileCommandParams& params, FileSliceCmdParamsV2& record) {
   params.body = AES_128_CBC_Thumb(record);
+  if (params.body.empty()) {
+    return Fail(kGeneral, "GalleryUploadTask::EncryptThumbData", __LINE__,
+                "the thumbnails cannot be encrypted");
+  }
   record.md5 = ContentCrypto::Md5(params.body);
   record.sha256 = MethodFunction::Sha256(params.body);
   return true;
@@ -319,10 +323,12 @@ bool GalleryUploadTask::EncryptThumbData(UploadFileCommandParams& params, FileSl
 bool GalleryUploadTask::SendObject(UploadFileCommandParams& params, FileSliceCmdParamsV2& record) {
   const Json::Value& resource = record.Asset()["resource"];
   const Json::Value& object = resource["objects"][record.objectIndex];
-  const Json::Value& answered = record.sliceResponse["resource"]["objects"][record.objectIndex];
+  const Json::Value& objects = Member(Member(record.sliceResponse, "resource"), "objects");
+  const bool isAnswered = objects.isArray() && record.objectIndex < objects.size();
+  const Json::Value& answered = isAnswered ? objects[record.objectIndex] : Json::Value::nullSingleton();
   params.sliceLength = static_cast<std::uint32_t>(Number(object, "length"));
   const bool isAsked = IsAsked(record.doc, resource) && Number(answered, "state", kMustSend) == kMustSend;
-  if (isAsked) return PutObject(params, object, answered["uploadUrl"]);
+  if (isAsked) return PutObject(params, object, Member(answered, "uploadUrl"));
   LogInfo("GalleryUploadTask::UploadV2Slice",
           [&] { return "upload file rapid, fileid: " + Text(record.doc, "id"); });
   return true;
@@ -356,10 +362,7 @@ bool GalleryUploadTask::UploadV2SliceRequestUrl(FileSliceCmdParamsV2& record) {
   constexpr char kStep[] = "GalleryUploadTask::UploadV2SliceRequestUrl";
   Json::Value answer;
   if (!Send(kAnnounceSlice, record, answer)) return false;
-  const Json::Value& objects = Member(Member(answer, "resource"), "objects");
-  if (!objects.isArray() || record.objectIndex >= objects.size() || !objects[record.objectIndex].isObject()) {
-    return FailAnswer(kStep, __LINE__, answer);
-  }
+  if (!Member(answer, "resource").isObject()) return FailAnswer(kStep, __LINE__, answer);
   record.sliceResponse = std::move(answer);
   return true;
 }
@@ -367,7 +370,7 @@ bool GalleryUploadTask::UploadV2SliceRequestUrl(FileSliceCmdParamsV2& record) {
 bool GalleryUploadTask::UploadV2SliceRequestUploadState(FileSliceCmdParamsV2& record) {
   Json::Value answer;
   if (!Send(kConfirmSlice, record, answer)) return false;
-  return Member(answer, "resource").isObject() ||
+  return httpLib.HasGoodAnswer() || Member(answer, "resource").isObject() ||
          FailAnswer("GalleryUploadTask::UploadV2SliceRequestUploadState", __LINE__, answer);
 }
 
@@ -394,8 +397,9 @@ bool GalleryUploadTask::Send(std::int32_t command, FileSliceCmdParamsV2& record,
   const bool answered = httpLib.RequestInterface(request, response);
   if (!MayGoOn()) return false;
   if (!answered) return Fail(kGeneral, kStep, __LINE__, "no answer to request " + std::to_string(command));
-  auto parsed = NS::JsonText::Parse(response);
-  if (!parsed || !parsed->isObject() || parsed->empty()) {
+  auto parsed = response.empty() ? Json::Value(Json::objectValue) : NS::JsonText::Parse(response);
+  const bool needsRecord = command != kConfirmSlice || !httpLib.HasGoodAnswer();
+  if (!parsed || !parsed->isObject() || (parsed->empty() && needsRecord)) {
     return Fail(kGeneral, kStep, __LINE__,
                 "request " + std::to_string(command) + " was answered without a record");
   }
