@@ -13,6 +13,7 @@
 #include "host/ns/basic.h"
 #include "host/ns/cloudphotov2.h"
 #include "host/ns/cloudphotov2assets.h"
+#include "model/records/upward.h"
 #include "transfer/gallerytransmanager.h"
 
 namespace fs = std::filesystem;
@@ -146,6 +147,48 @@ TEST_F(UploadTaskTest, FileWithoutThumbnailsSendsNothing) {
   const auto task = UploadTask(file);
   EXPECT_FALSE(Run(*task));
   EXPECT_EQ(task->LastErr().code, TransferErrorInterface::kGeneral);
+  EXPECT_EQ(server.Requests().size(), 0u);
+}
+
+// The marks of a record outlive a cache that is cleared while the program runs.
+TEST_F(UploadTaskTest, ThumbnailsOfAClearedCacheAreMadeAgain) {
+  class Maker : public IThumbnails {
+   public:
+    bool MakeLocal(const GalleryFile&, const std::wstring& target, bool) override {
+      return (std::ofstream(platform::NativePath(target)) << "made again").good();
+    }
+    void Fetch(const Files&, std::function<void(const FilePtr&)>) override {}
+  } maker;
+  upward::Install(&maker);
+  const auto file = Source("cleared", Noise(10));
+  file->thumbExists = true;
+  file->lcdExists = true;
+  fs::remove(platform::NativePath(file->ThumbnailName()));
+  fs::remove(platform::NativePath(file->LcdName()));
+  EXPECT_TRUE(Upload(file));
+  upward::Install(static_cast<IThumbnails*>(nullptr));
+}
+
+TEST_F(UploadTaskTest, StopWhileHashingRecordsNoError) {
+  const auto file = Source("large", "");
+  const fs::path path = platform::NativePath(file->LocalPath());
+  fs::resize_file(path, std::uintmax_t{1} << 30);
+  const auto isOpen = [&] {
+    std::error_code gone;  // Descriptors come and go.
+    for (const auto& entry : fs::directory_iterator("/proc/self/fd", gone))
+      if (fs::read_symlink(entry.path(), gone) == path) return true;
+    return false;
+  };
+  const auto task = UploadTask(file);
+  task->SetStatus(TaskStatus::Running, 0);
+  std::thread stopper([&] {
+    while (!isOpen() && !task->HasEnded()) std::this_thread::yield();
+    task->StopTask(TaskStatus::PausedByUser, 0);
+  });
+  EXPECT_FALSE(task->StartTask());
+  stopper.join();
+  EXPECT_EQ(task->Status(), TaskStatus::PausedByUser);
+  EXPECT_EQ(task->LastErr().code, TransferErrorInterface::kNone);
   EXPECT_EQ(server.Requests().size(), 0u);
 }
 

@@ -8,11 +8,15 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
 #include <limits>
 
 #include "support/temporaryfolder.h"
 #include "transfer/fileparamsconstruct.h"
+#include "transfer/galleryuploadtask.h"
 #include "transfer/uploadsource.h"
+#include "utils/methodfunction.h"
 
 namespace {
 
@@ -47,7 +51,7 @@ TEST(ContentCryptoTest, HexTakesEitherCaseAndRefusesTheRest) {
 
 TEST(ContentCryptoTest, KeyAndIvAreTheHalvesOfTheHmac) {
   const std::string masterKey = ContentCrypto::MasterKey(kMasterKey1);
-  EXPECT_EQ(UploadSource::CalContentHmac(masterKey, kFox), kFoxHmac);
+  EXPECT_EQ(GalleryUploadTask::CalContentHmac(masterKey, kFox), kFoxHmac);
   const auto keys = ContentCrypto::KeysOfHmac(kFoxHmac);
   EXPECT_EQ(ToHex(keys.key), "19cef782d548b76d9e5e1b5c057dd9c1");
   EXPECT_EQ(ToHex(keys.iv), "f2817c1df3a626e4c5dfffc88e6e4304");
@@ -55,7 +59,7 @@ TEST(ContentCryptoTest, KeyAndIvAreTheHalvesOfTheHmac) {
 }
 
 TEST(ContentCryptoTest, EmptyFileHasAnHmacOverNothingAndOneBlockOfPadding) {
-  EXPECT_EQ(UploadSource::CalContentHmac(ContentCrypto::MasterKey(kMasterKey1), ""),
+  EXPECT_EQ(GalleryUploadTask::CalContentHmac(ContentCrypto::MasterKey(kMasterKey1), ""),
             "07eff8b326b7798c9ccfcbdbe579489ac785a7995a04618b1a2813c26744777d");
   const auto keys = ContentCrypto::KeysOfHmac(kFoxHmac);
   EXPECT_EQ(ToHex(*ContentCrypto::Encrypt(keys.key, keys.iv, "")), "7d82b7b21f72e50737e9df3cafa05fc5");
@@ -107,7 +111,7 @@ TEST(ContentCryptoTest, ResourceHashHas128Digits) {
 }
 
 TEST(ContentCryptoTest, ThumbnailMd5Has64DigitsOfWhichTheLast32AreZero) {
-  EXPECT_EQ(ContentCrypto::Md5(kFox), "9e107d9d372bb6826bd81d3542a419d6" + std::string(32, '0'));
+  EXPECT_EQ(MethodFunction::Md5(kFox), "9e107d9d372bb6826bd81d3542a419d6" + std::string(32, '0'));
 }
 
 TEST(ContentCryptoTest, EitherKeyOfTheUserOpensTheContent) {
@@ -180,6 +184,42 @@ TEST(UploadSourceTest, FileWithoutThumbnailsCannotBeRead) {
   EXPECT_FALSE(source.Read(
       path, L"", L"", std::string(16, 'k'), [] { return true; }, failure));
   EXPECT_NE(failure.find("thumbnail"), std::string::npos);
+}
+
+class UploadSourceFailureTest : public testing::Test {
+ protected:
+  bool Read(
+      const std::wstring& path, std::function<bool()> goOn = [] { return true; }) {
+    return source.Read(path, thumbnail, thumbnail, std::string(16, 'k'), goOn, failure);
+  }
+  const TemporaryFolder folder;
+  const std::wstring thumbnail = folder.Write("thumbnail", "");
+  UploadSource source;
+  std::string failure;
+};
+
+TEST_F(UploadSourceFailureTest, FileThatGoesAwayBetweenTwoPassesIsNoticed) {
+  const auto path = folder.Write("fox", std::string(0x400000 + 1, 'x'));
+  EXPECT_FALSE(Read(path, [&] {
+    std::filesystem::remove(folder.Path() / "fox");
+    return true;
+  }));
+  EXPECT_EQ(failure, "file does not exist");
+}
+
+TEST_F(UploadSourceFailureTest, SizeThatNobodyKnowsIsTold) {
+  EXPECT_FALSE(Read(folder.Wide("nowhere")));
+  EXPECT_EQ(failure, "GetFileHash error: GetFileSizeEx fail. filesize=-1");
+}
+
+TEST_F(UploadSourceFailureTest, FileThatGrowsIsRefused) {
+  const auto path = folder.Write("fox", kFox);
+  bool grown = false;
+  EXPECT_FALSE(Read(path, [&] {
+    if (!grown) std::ofstream(folder.Path() / "fox", std::ios::app) << "more";
+    return grown = true;
+  }));
+  EXPECT_EQ(failure, "the file's size changes");
 }
 
 TEST(UploadSourceTest, SliceIsAStreamOfItsOwnAndDigestedAsItIsSent) {

@@ -229,10 +229,4 @@ bool DecryptDataByHmac(const std::string& hmac, std::string_view data, std::stri
   return true;
 }
 
-std::string Md5(std::string_view bytes) {
-  StreamDigest digest(StreamDigest::Kind::Md5);
-  digest.Update(bytes);
-  return digest.Finish() + std::string(32, '0');
-}
-
 }  // namespace ContentCrypto

@@ -83,8 +83,4 @@ bool DecryptData(std::int32_t keyType, const std::string& encryptedKey, const st
 // The same for a content that came with its HMAC's text.
 bool DecryptDataByHmac(const std::string& hmac, std::string_view data, std::string& plain);
 
-// The MD5 of `bytes` in a field of 32 bytes, of which it fills the half: its 32
-// digits and 32 times "0".
-std::string Md5(std::string_view bytes);
-
 }  // namespace ContentCrypto

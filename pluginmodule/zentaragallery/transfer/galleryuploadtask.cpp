@@ -20,6 +20,7 @@
 #include "transfer/slicereader.h"
 #include "utils/gallerylog.h"
 #include "utils/methodfunction.h"
+#include "utils/streamdigest.h"
 
 namespace fs = std::filesystem;
 
@@ -169,6 +170,9 @@ bool GalleryUploadTask::StartTask() {
 bool GalleryUploadTask::StartRun() {
   constexpr char kStep[] = "GalleryUploadTask::StartRun";
   if (!TransferTask::StartTask()) return false;
+  // A cache can be cleared while the program runs.
+  (void)file->TestThumbnailOnDisk();
+  (void)file->TestLcdOnDisk();
   if (file->ThumbnailPath().empty() || file->LcdPath().empty()) {
     Fail(kGeneral, kStep, __LINE__, "the file has no thumbnails");
     OnStop();
@@ -217,12 +221,20 @@ bool GalleryUploadTask::CheckUserKeyNoEmpty() {
   return user.userKeyId1[0] != 0 && user.userKeyId3[0] != 0 && IsSet(user.userKey1) && IsSet(user.userKey3);
 }
 
+std::string GalleryUploadTask::CalContentHmac(const std::string& masterKey, std::string_view bytes) {
+  StreamDigest digest = StreamDigest::Hmac(masterKey);
+  digest.Update(bytes);
+  return digest.Finish();
+}
+
 bool GalleryUploadTask::InitUploadFileHmac(UploadFileCommandParams& params) {
   const std::string masterKey = ContentCrypto::MasterKey(GlobalParamWrapper::GetInstance()->GetHMAC_MK1());
   std::string failure;
   source = UploadSource();
   const bool read = source.Read(
       localPath, file->ThumbnailPath(), file->LcdPath(), masterKey, [this] { return MayGoOn(); }, failure);
+  source.thumbHmac = CalContentHmac(masterKey, source.smallThumbnail + source.largeThumbnail);
+  if (!MayGoOn()) return false;
   if (!read) {
     LogError("GalleryUploadTask::UploadV2", " FILE upload init Hmac Failed!");
     return Fail(kGeneral, "GalleryUploadTask::InitUploadFileHmac", __LINE__, failure);
@@ -234,7 +246,8 @@ bool GalleryUploadTask::InitUploadFileHmac(UploadFileCommandParams& params) {
   params.aesKey.assign(keys.key.begin(), keys.key.end());
   params.aesIv.assign(keys.iv.begin(), keys.iv.end());
   fileSize = source.size;
-  return keys.IsUsable();
+  return (keys.IsUsable() && !source.thumbHmac.empty()) ||
+         Fail(kGeneral, "GalleryUploadTask::InitUploadFileHmac", __LINE__, "HMAC_CTX_new fail");
 }
 
 bool GalleryUploadTask::UploadV2() {
@@ -314,7 +327,7 @@ bool GalleryUploadTask::EncryptThumbData(UploadFileCommandParams& params, FileSl
     return Fail(kGeneral, "GalleryUploadTask::EncryptThumbData", __LINE__,
                 "the thumbnails cannot be encrypted");
   }
-  record.md5 = ContentCrypto::Md5(params.body);
+  record.md5 = MethodFunction::Md5(params.body);
   record.sha256 = MethodFunction::Sha256(params.body);
   return true;
 }

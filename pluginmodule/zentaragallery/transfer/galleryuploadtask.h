@@ -47,6 +47,9 @@ class GalleryUploadTask : public TransferTask {
 
   const GalleryFile::Ptr& File() const { return file; }
 
+  // The HMAC of `bytes` as 64 small digits; empty when the library fails.
+  static std::string CalContentHmac(const std::string& masterKey, std::string_view bytes);
+
  private:
   struct Marks;
 

@@ -57,11 +57,20 @@ bool UploadSource::Read(const std::wstring& path, const std::wstring& smallPath,
   if (!ReadThumbnail(largePath, largeThumbnail, failure)) return false;
   const fs::path native = platform::NativePath(path);
   size = SizeOf(native);
+  if (size < 0) {
+    failure = "GetFileHash error: GetFileSizeEx fail. filesize=" + std::to_string(size);
+    return false;
+  }
   modifiedMs = platform::ModifiedTimeMs(native);
   StreamDigest hmac = StreamDigest::Hmac(masterKey), plain(StreamDigest::Kind::Sha256);
   StreamDigest unkeyed = StreamDigest::Hmac({});
   std::int64_t bytes = 0;
+  bool isGone = false;
   const auto error = platform::ReadInPasses(native, kPassBytes, [&](std::string_view pass) {
+    // An open file stays readable after its name is gone.
+    std::error_code ignored;
+    isGone = fs::status(native, ignored).type() == fs::file_type::not_found;
+    if (isGone) return false;
     bytes += static_cast<std::int64_t>(pass.size());
     while (!pass.empty()) {
       const std::string_view part = pass.substr(0, kCachedBytes);
@@ -73,22 +82,22 @@ bool UploadSource::Read(const std::wstring& path, const std::wstring& smallPath,
   contentHmac = hmac.Finish();
   sha256 = plain.Finish();
   hashId = unkeyed.Finish();
-  thumbHmac = CalContentHmac(masterKey, smallThumbnail + largeThumbnail);
-  if (error) failure = "cannot read the file: " + error.message();
-  if (!error && !goOn()) failure = "stopped";
-  if (!error && goOn() && bytes != size) failure = "the file's size changes";
-  return failure.empty() && !contentHmac.empty() && !thumbHmac.empty();
+  if (error)
+    failure = "cannot read the file: " + error.message();
+  else if (isGone)
+    failure = "file does not exist";
+  else if (!goOn())
+    failure = "stopped";
+  else if (contentHmac.empty() || sha256.empty() || hashId.empty())
+    failure = "HMAC_CTX_new fail";
+  else if (bytes != size)
+    failure = "the file's size changes";
+  return failure.empty();
 }
 
 bool UploadSource::IsUnchanged(const std::wstring& path) const {
   const fs::path native = platform::NativePath(path);
   return SizeOf(native) == size && platform::ModifiedTimeMs(native) == modifiedMs;
-}
-
-std::string UploadSource::CalContentHmac(const std::string& masterKey, std::string_view bytes) {
-  StreamDigest digest = StreamDigest::Hmac(masterKey);
-  digest.Update(bytes);
-  return digest.Finish();
 }
 
 EncryptedSlice GetEncryptSliceHash(const std::wstring& path, const std::string& key, const std::string& iv,

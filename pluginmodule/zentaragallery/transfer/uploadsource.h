@@ -13,7 +13,7 @@ struct UploadSource {
   std::string hashId;       // HMAC-SHA-256 with an empty key
   std::string smallThumbnail;
   std::string largeThumbnail;
-  std::string thumbHmac;  // over the small thumbnail, then the large one
+  std::string thumbHmac;  // over the small thumbnail, then the large one; not by Read
 
   // Reads everything. False, with `failure` naming what could not be read, also
   // when `goOn` says no between two passes.
@@ -21,9 +21,6 @@ struct UploadSource {
             const std::string& masterKey, const std::function<bool()>& goOn, std::string& failure);
   // Whether the file at `path` still has the size and time that were read.
   bool IsUnchanged(const std::wstring& path) const;
-
-  // An HMAC of `bytes` as 64 small digits.
-  static std::string CalContentHmac(const std::string& masterKey, std::string_view bytes);
 };
 
 // One piece of a content, ready to send.

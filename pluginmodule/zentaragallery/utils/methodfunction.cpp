@@ -60,6 +60,12 @@ std::string MethodFunction::Sha256(std::string_view bytes) {
   return digest.Finish();
 }
 
+std::string MethodFunction::Md5(std::string_view bytes) {
+  StreamDigest digest(StreamDigest::Kind::Md5);
+  digest.Update(bytes);
+  return digest.Finish() + std::string(32, '0');
+}
+
 std::string MethodFunction::FileSha256(const std::wstring& path) {
   return FileDigest(path, StreamDigest(StreamDigest::Kind::Sha256), StreamDigest::Digits::Lower);
 }

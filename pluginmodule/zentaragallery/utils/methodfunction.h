@@ -14,6 +14,9 @@ class MethodFunction {
 
   // Digests of the bytes as lower-case hexadecimal text. (FIPS 180-4; RFC 1321.)
   static std::string Sha256(std::string_view bytes);
+  // In a field of 32 bytes, of which the MD5 fills the half: its 32 digits and 32
+  // times "0".
+  static std::string Md5(std::string_view bytes);
 
   // SHA-256 of a file as lower-case, MD5 as upper-case hexadecimal text; empty
   // when it cannot be read.
