@@ -147,6 +147,7 @@ struct CurlConn::State {
   static std::size_t OnWrite(char* data, std::size_t size, std::size_t count, void* self);
   static std::size_t OnIgnore(char*, std::size_t size, std::size_t count, void*) { return size * count; }
   static std::size_t OnRead(char* buffer, std::size_t size, std::size_t count, void* self);
+  static int OnSeek(void* self, curl_off_t offset, int origin);
   static int OnProgress(void* self, curl_off_t downTotal, curl_off_t down, curl_off_t upTotal, curl_off_t up);
 
   void SetLimits();
@@ -156,6 +157,7 @@ struct CurlConn::State {
   List headers{nullptr, curl_slist_free_all};
   Writer writer;
   Reader reader;
+  Rewind rewind;
   Progress progress;
   bool isKept = false;
   std::uint64_t uploadBytes = 0;
@@ -182,6 +184,17 @@ std::size_t CurlConn::State::OnRead(char* buffer, std::size_t size, std::size_t 
     return given == 0 ? CURL_READFUNC_ABORT : given;
   } catch (const std::exception&) {
     return CURL_READFUNC_ABORT;
+  }
+}
+
+int CurlConn::State::OnSeek(void* self, curl_off_t offset, int origin) {
+  auto& state = *static_cast<State*>(self);
+  if (offset != 0 || origin != SEEK_SET) return CURL_SEEKFUNC_CANTSEEK;
+  state.uploadLeft = state.uploadBytes;
+  try {
+    return state.rewind() ? CURL_SEEKFUNC_OK : CURL_SEEKFUNC_FAIL;
+  } catch (const std::exception&) {
+    return CURL_SEEKFUNC_FAIL;
   }
 }
 
@@ -276,13 +289,16 @@ void CurlConn::SetMethod(Method method, const std::string& body) {
   if (method == Method::Put) state->Set(CURLOPT_CUSTOMREQUEST, "PUT");
 }
 
-void CurlConn::SetUpload(std::int64_t bytes, Reader reader) {
+void CurlConn::SetUpload(std::int64_t bytes, Reader reader, Rewind rewind) {
   state->reader = std::move(reader);
+  state->rewind = std::move(rewind);
   state->uploadBytes = static_cast<std::uint64_t>(std::max<std::int64_t>(bytes, 0));
   state->Set(CURLOPT_UPLOAD, 1L);
   state->Set(CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(bytes));
   state->Set(CURLOPT_READFUNCTION, &State::OnRead);
   state->Set(CURLOPT_READDATA, state.get());
+  state->Set(CURLOPT_SEEKFUNCTION, &State::OnSeek);
+  state->Set(CURLOPT_SEEKDATA, state.get());
 }
 
 void CurlConn::SetWriter(Writer writer) { state->writer = std::move(writer); }

@@ -64,6 +64,8 @@ class CurlConn {
   using Writer = std::function<bool(std::string_view piece)>;
   // Fills at most `size` bytes to send and returns how many; 0 is the end.
   using Reader = std::function<std::size_t(char* buffer, std::size_t size)>;
+  // Goes back to where the present Perform began to read; false when it cannot.
+  using Rewind = std::function<bool()>;
   struct Counters {
     double downloadTotal = 0;
     double downloaded = 0;
@@ -94,8 +96,9 @@ class CurlConn {
   // send none.
   void SetMethod(Method method, const std::string& body);
   // Makes the request a PUT of `bytes` bytes that `reader` gives. No more are
-  // sent, and with fewer the transfer fails.
-  void SetUpload(std::int64_t bytes, Reader reader);
+  // sent, and with fewer the transfer fails. A kept connection that the other side
+  // has closed is replaced within a Perform, which `rewind` makes possible.
+  void SetUpload(std::int64_t bytes, Reader reader, Rewind rewind);
   void SetWriter(Writer writer);
   void SetProgress(Progress progress);
   // For a stream that may be silent: its user watches over it by SetProgress.

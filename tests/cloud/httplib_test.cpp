@@ -262,6 +262,20 @@ TEST_F(UploadFileTest, RetryDoesNotRewindAndFailsAtOnce) {
   EXPECT_THAT(server.Requests().at(0), EndsWith("encrypted"));
 }
 
+// As a service does that has just been too long without a request.
+TEST_F(UploadFileTest, ConnectionThatWasClosedMeanwhileIsReplaced) {
+  const std::string kept = "HTTP/1.1 200 Good\r\nContent-Length: 0\r\nConnection: keep-alive\r\n\r\n";
+  for (const auto generation : {GlobalData::kGenerationV1, GlobalData::kGenerationV2}) {
+    GlobalData::cloudGeneration = generation;
+    params.readPosition = 0;
+    LoopbackServer server({kept, "", Answer(200)});
+    ASSERT_TRUE(http.Request(kHeaders, "", kHttpGet, server.Url(), response));
+    EXPECT_TRUE(Upload(server));
+    ASSERT_THAT(server.Requests(), SizeIs(3));
+    EXPECT_EQ(server.Requests().at(2), server.Requests().at(1));
+  }
+}
+
 TEST_F(UploadFileTest, SourceThatIsGoneEndsIt) {
   LoopbackServer server({Answer(200)});
   std::filesystem::remove(source);

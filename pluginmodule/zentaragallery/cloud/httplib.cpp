@@ -73,6 +73,17 @@ CurlConn::Reader FileReader(std::FILE* file) {
   return [file](char* buffer, std::size_t size) { return std::fread(buffer, 1, size, file); };
 }
 
+// Where the next byte of an upload comes from: its file, or its buffer.
+std::int64_t Position(std::FILE* file, const UploadFileCommandParams& params) {
+  return file ? ftello(file) : params.readPosition;
+}
+
+bool Seek(std::FILE* file, UploadFileCommandParams& params, std::int64_t position) {
+  if (file) return fseeko(file, position, SEEK_SET) == 0;
+  params.readPosition = position;
+  return true;
+}
+
 bool IsUploaded(long httpCode) { return httpCode == 200 || httpCode == 201; }
 
 }  // namespace
@@ -173,13 +184,16 @@ bool HttpLib::UploadFile(UploadFileCommandParams& params, const std::string& url
       return false;
     }
   }
-  connection.SetUpload(isInit ? 0 : params.sliceLength, file ? FileReader(file.get()) : BodyReader(params));
+  std::int64_t begin = 0;  // of an attempt
+  connection.SetUpload(isInit ? 0 : params.sliceLength, file ? FileReader(file.get()) : BodyReader(params),
+                       [&] { return Seek(file.get(), params, begin); });
   connection.SetProgress([this](const CurlConn::Counters& counters) {
     return OnProgress(counters.downloadTotal, counters.downloaded);
   });
   long httpCode = 0;
   for (int attempt = 0; attempt < kAttempts && !IsUploaded(httpCode); ++attempt) {
     response.clear();
+    begin = Position(file.get(), params);
     httpCode = connection.Perform().httpCode;
     if (stopFlag.exchange(false)) break;
   }
