@@ -205,8 +205,8 @@ LogText::~LogText() {
   Logger::CloudLogger::GetInstance()->Close();
 }
 
-std::string LogText::Text() const {
+std::string LogText::Read(const char* name) const {
   Logger::CloudLogger::GetInstance()->ReportLog();
-  std::ifstream file(folder.Path() / "log.txt");
+  std::ifstream file(folder.Path() / name);
   return {std::istreambuf_iterator<char>(file), {}};
 }

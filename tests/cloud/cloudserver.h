@@ -94,9 +94,12 @@ class LogText {
  public:
   LogText();
   ~LogText();
-  std::string Text() const;
+  std::string Text() const { return Read("log.txt"); }
+  std::string Operations() const { return Read("log-operations.txt"); }
   bool Has(const std::string& text) const { return Text().find(text) != std::string::npos; }
 
  private:
+  std::string Read(const char* name) const;
+
   TemporaryFolder folder;
 };

@@ -192,7 +192,7 @@ TEST_F(UploadTaskTest, StopWhileHashingRecordsNoError) {
   EXPECT_EQ(server.Requests().size(), 0u);
 }
 
-TEST_F(UploadTaskTest, ChangedSourceIsNotPublished) {
+TEST_F(UploadTaskTest, SourceThatChangedBetweenTwoRunsIsSentAnew) {
   const auto file = Source("changed", Noise(3 * kSliceSize));
   const fs::path path = platform::NativePath(file->LocalPath());
   server.Fault(R"({"method":"PATCH","path":"/media/","status":500,"times":3})");
@@ -460,6 +460,81 @@ TEST_F(UploadTaskTest, AssetWithoutObjectsIsDone) {
   EXPECT_TRUE(Upload(Twin(first, "twin", Noise(10))));
   EXPECT_EQ(CountRequests("POST"), 1u);
   EXPECT_EQ(VisibleCount(), 2u);
+}
+
+// The service has the content from elsewhere, it says.
+TEST_F(UploadTaskTest, OtherKindOfUploadSendsNothingButConfirms) {
+  const LogText log;
+  const auto changer = ChangeAnswers([](const std::string& request, const std::string& answer) {
+    if (IsConfirmation(request)) return LoopbackServer::Answer(200, "{}");
+    if (!IsCreation(request)) return answer;
+    Json::Value record = AnswerChanger::Body(answer);
+    record["uploadType"] = "server";
+    return AnswerChanger::WithBody(record);
+  });
+  (void)Upload(Source("rapid", Noise(kSliceSize + 1)));
+  EXPECT_EQ(CountRequests("PUT"), 0u);
+  const auto requests = changer->Requests();
+  EXPECT_EQ(std::count_if(requests.begin(), requests.end(), IsConfirmation), 3);
+  EXPECT_TRUE(log.Has("upload file rapid, fileid: "));
+}
+
+TEST_F(UploadTaskTest, WithoutAKeyOfTheUserNothingIsSent) {
+  auto* parameters = GlobalParamWrapper::GetInstance();
+  st_UserInfo user = parameters->GetUserInfo();
+  std::fill(std::begin(user.userKey3), std::end(user.userKey3), 0);
+  parameters->SetUser(user, L"");
+  const auto task = UploadTask(Source("keyless", Noise(10)));
+  EXPECT_FALSE(Run(*task));
+  EXPECT_EQ(task->LastErr().code, TransferErrorInterface::kGeneral);
+  EXPECT_EQ(task->LastErr().cause, "Get userkey is empty Failed!");
+  EXPECT_EQ(server.Requests().size(), 0u);
+}
+
+TEST_F(UploadTaskTest, WithoutMasterKeysNothingIsSent) {
+  const fs::path path = folder.Path() / "config/ZentaraCloud/account.json";
+  Json::Value account;
+  ASSERT_EQ(JsonFile::Load(path, account), JsonFile::LoadResult::Loaded);
+  account.removeMember("mk2");
+  std::ofstream(path) << account;
+  ASSERT_TRUE(session.Load());
+  const auto task = UploadTask(Source("keyless", Noise(10)));
+  EXPECT_FALSE(Run(*task));
+  EXPECT_EQ(task->LastErr().code, TransferErrorInterface::kGeneral);
+  EXPECT_EQ(task->LastErr().cause, "mk1 or mk2 is empty");
+  EXPECT_EQ(server.Requests().size(), 0u);
+}
+
+TEST_F(UploadTaskTest, PausedTaskDoesNotRun) {
+  const auto task = UploadTask(Source("paused", Noise(10)));
+  task->SetStatus(TaskStatus::PausedByUser, 0);
+  EXPECT_FALSE(task->StartTask());
+  EXPECT_EQ(task->Status(), TaskStatus::PausedByUser);
+  EXPECT_EQ(task->LastErr().code, TransferErrorInterface::kNone);
+  EXPECT_EQ(server.Requests().size(), 0u);
+}
+
+TEST_F(UploadTaskTest, EachRunIsReported) {
+  const LogText log;
+  const auto file = Uploaded("good", Noise(10));
+  GalleryTransManager::GetInstance().SetLockToken("");
+  ASSERT_FALSE(Upload(Source("bad", Noise(10))));
+  EXPECT_THAT(log.Operations(), HasSubstr("{\"event\":16018,\"report\":{\"fileId\":\"" + file->UniqueId() +
+                                          "\",\"fileName\":\"good.jpg\",\"result\":0,"));
+  EXPECT_THAT(log.Operations(),
+              HasSubstr("{\"event\":16018,\"report\":{\"fileId\":\"bad\",\"fileName\":\"bad.jpg\","
+                        "\"result\":40,"));
+}
+
+TEST_F(UploadTaskTest, EmptyFileIsOneBlockOfPadding) {
+  const auto file = Uploaded("empty", "");
+  const Json::Value resource = CloudRecord(file->UniqueId())["attachments"][0]["asset"]["resource"];
+  EXPECT_EQ(resource["length"], 0);
+  ASSERT_EQ(resource["objects"].size(), 1u);
+  EXPECT_EQ(resource["objects"][0]["length"], 16);
+  const auto download = DownloadTask(file, "empty.jpg");
+  ASSERT_TRUE(Run(*download));
+  EXPECT_EQ(Bytes(download), "");
 }
 
 // While the answer is on its way the user marks the file; the cloud has to hear

@@ -1,9 +1,3 @@
-// Every expected value was made with the openssl command line, for the text of
-// kFox, the master keys 000102...0f and f0f1...ff, and the user's keys 1011...1f
-// and 2021...3f:
-//   openssl dgst -sha256 -mac HMAC -macopt hexkey:MK1 FILE
-//   openssl enc -aes-128-cbc -K KEY -iv IV -in FILE | xxd -p
-
 #include "transfer/contentcrypto.h"
 
 #include <gtest/gtest.h>
@@ -12,6 +6,7 @@
 #include <fstream>
 #include <limits>
 
+#include "knownkeys.h"
 #include "support/temporaryfolder.h"
 #include "transfer/fileparamsconstruct.h"
 #include "transfer/galleryuploadtask.h"
@@ -23,24 +18,8 @@ namespace {
 using ContentCrypto::FromHex;
 using ContentCrypto::ToHex;
 
-constexpr char kFox[] = "The quick brown fox jumps over the lazy dog";
-constexpr char kFoxHmac[] = "19cef782d548b76d9e5e1b5c057dd9c1f2817c1df3a626e4c5dfffc88e6e4304";
 constexpr char kFoxCipher[] =
     "2d45a20b2ce89269b84ce59b521eb570f008b616bda9bb186d61908f1c57fb8f142ab31d6fa09dccb2ac238103b88505";
-constexpr char kMasterKey1[] = "000102030405060708090a0b0c0d0e0f";
-// Digits behind the first 32 do not count.
-constexpr char kMasterKey2[] = "F0F1F2F3F4F5F6F7F8F9FAFBFCFDFEFF00112233445566778899aabbccddeeff";
-
-st_UserInfo User() {
-  st_UserInfo user;
-  user.userId = L"user-1";
-  for (int i = 0; i < 16; ++i) user.userKey1[i] = static_cast<unsigned char>(0x10 + i);
-  for (int i = 0; i < 32; ++i) user.userKey3[i] = static_cast<unsigned char>(0x20 + i);
-  const std::wstring id1 = L"key-one", id3 = L"key-three";
-  std::copy(id1.begin(), id1.end(), user.userKeyId1);
-  std::copy(id3.begin(), id3.end(), user.userKeyId3);
-  return user;
-}
 
 TEST(ContentCryptoTest, HexTakesEitherCaseAndRefusesTheRest) {
   EXPECT_EQ(FromHex("00aAFf"), std::string("\x00\xaa\xff", 3));
@@ -75,7 +54,7 @@ TEST(ContentCryptoTest, FullBlocksGetAWholeBlockOfPadding) {
 }
 
 TEST(ContentCryptoTest, CipherRecordWrapsTheKeysTextWithBothKeysOfTheUser) {
-  const Json::Value record = ContentCrypto::CipherRecord(kFoxHmac, User());
+  const Json::Value record = ContentCrypto::CipherRecord(kFoxHmac, KnownUser());
   EXPECT_EQ(record["algorithm"], "AES_128_CBC_PKCS5Padding");
   EXPECT_EQ(record["dataType"], 12);
   EXPECT_EQ(record["iv"], "f2817c1df3a626e4c5dfffc88e6e4304");
@@ -85,19 +64,13 @@ TEST(ContentCryptoTest, CipherRecordWrapsTheKeysTextWithBothKeysOfTheUser) {
   EXPECT_EQ(first["type"], 1);
   EXPECT_EQ(first["algorithm"], "AES_128_CBC_PKCS5Padding");
   EXPECT_EQ(first["id"], "key-one");
-  EXPECT_EQ(
-      first["ekey"],
-      "F2817C1DF3A626E4C5DFFFC88E6E4304"
-      "B55EEB8D1226EE0C2B9686AE8BAB7B30CD0C3B2299276159A53B303A0B0110C985159477C98201BF18CAFF7D61268462");
+  EXPECT_EQ(first["ekey"], kFoxKey1);
   const Json::Value& second = record["keychains"][1];
   EXPECT_EQ(second["type"], 3);
   EXPECT_EQ(second["algorithm"], "AES_256_CBC_PKCS5Padding");
   EXPECT_EQ(second["id"], "key-three");
-  EXPECT_EQ(
-      second["ekey"],
-      "F2817C1DF3A626E4C5DFFFC88E6E4304"
-      "169BED0DEE94ADBDE4B6CA3ACED00C7C90B452B6E98EE4F3E18E5256E9E222C95821867A41BA816F8A47F5662787E245");
-  EXPECT_TRUE(ContentCrypto::CipherRecord("", User()).isNull());
+  EXPECT_EQ(second["ekey"], kFoxKey3);
+  EXPECT_TRUE(ContentCrypto::CipherRecord("", KnownUser()).isNull());
 }
 
 TEST(ContentCryptoTest, ResourceHashOfNoKeyIsEmpty) {
@@ -106,8 +79,7 @@ TEST(ContentCryptoTest, ResourceHashOfNoKeyIsEmpty) {
 }
 
 TEST(ContentCryptoTest, ResourceHashHas128Digits) {
-  EXPECT_EQ(ContentCrypto::ResourceHash(kMasterKey2, kFoxHmac),
-            "bcde0bab2c9d6ba30fe5c10b9e3c8f598221326be6d4473a743dde44d2d019c3" + std::string(64, '0'));
+  EXPECT_EQ(ContentCrypto::ResourceHash(kMasterKey2, kFoxHmac), kFoxResourceHash);
 }
 
 TEST(ContentCryptoTest, ThumbnailMd5Has64DigitsOfWhichTheLast32AreZero) {
@@ -115,7 +87,7 @@ TEST(ContentCryptoTest, ThumbnailMd5Has64DigitsOfWhichTheLast32AreZero) {
 }
 
 TEST(ContentCryptoTest, EitherKeyOfTheUserOpensTheContent) {
-  GlobalParamWrapper::GetInstance()->SetUser(User(), L"");
+  GlobalParamWrapper::GetInstance()->SetUser(KnownUser(), L"");
   const std::string iv = "F2817C1DF3A626E4C5DFFFC88E6E4304";
   const std::string data = FromHex(kFoxCipher);
   std::string plain;
@@ -132,7 +104,7 @@ TEST(ContentCryptoTest, EitherKeyOfTheUserOpensTheContent) {
 }
 
 TEST(ContentCryptoTest, WrongKeysTypesAndBytesAreRefused) {
-  GlobalParamWrapper::GetInstance()->SetUser(User(), L"");
+  GlobalParamWrapper::GetInstance()->SetUser(KnownUser(), L"");
   const std::string iv = "f2817c1df3a626e4c5dfffc88e6e4304";
   const std::string wrapped =
       "B55EEB8D1226EE0C2B9686AE8BAB7B30CD0C3B2299276159A53B303A0B0110C985159477C98201BF18CAFF7D61268462";
@@ -159,6 +131,12 @@ TEST(ContentCryptoTest, ThumbnailsWithoutAKeyGiveNothing) {
   FileSliceCmdParamsV2 record;
   record.source = &source;
   EXPECT_EQ(AES_128_CBC_Thumb(record), "");
+}
+
+TEST(ContentCryptoTest, TwoUsersDiffer) {
+  const std::string other(32, 'a');
+  EXPECT_NE(GalleryUploadTask::CalContentHmac(ContentCrypto::MasterKey(other), kFox), kFoxHmac);
+  EXPECT_NE(ContentCrypto::ResourceHash(other, kFoxHmac), kFoxResourceHash);
 }
 
 TEST(UploadSourceTest, OnePassGivesEveryDigest) {
@@ -249,7 +227,12 @@ TEST(UploadMimeTypeTest, ServiceNamesSomeTypesItsOwnWay) {
   EXPECT_EQ(UploadMimeType(L".nef"), "image/nef");
   EXPECT_EQ(UploadMimeType(L".ico"), "image/x-ico");
   EXPECT_EQ(UploadMimeType(L".mp3"), "audio/x-mpeg");
-  EXPECT_EQ(UploadMimeType(L".rar"), "application/octet-stream");
+  for (const wchar_t* extension : {L".rar", L".bin", L".class", L".exe"})
+    EXPECT_EQ(UploadMimeType(extension), "application/octet-stream");
+  EXPECT_EQ(UploadMimeType(L".3gp"), "video/3gpp");
+  EXPECT_EQ(UploadMimeType(L".arw"), "image/x-sony-arw");
+  EXPECT_EQ(UploadMimeType(L".dng"), "image/x-adobe-dng");
+  EXPECT_EQ(UploadMimeType(L".mp4"), "video/mp4");
   EXPECT_EQ(UploadMimeType(L".mov"), "video/quicktime");
   EXPECT_EQ(UploadMimeType(L".unknown"), "");
   EXPECT_EQ(UploadMimeType(L""), "");

@@ -101,6 +101,12 @@ constexpr auto kUploadMimeTypes = std::to_array<MimeRow>({
     {".zip", "application/x-zip-compressed"},
 });
 
+constexpr bool ComesBefore(const MimeRow& left, const MimeRow& right) {
+  return left.extension < right.extension;
+}
+static_assert(std::is_sorted(kUploadMimeTypes.begin(), kUploadMimeTypes.end(), ComesBefore));
+static_assert(kUploadMimeTypes.size() == 83);
+
 }  // namespace
 
 std::string_view UploadMimeType(std::wstring_view extension) {
