@@ -28,7 +28,6 @@ constexpr std::int32_t kDefaultBriefingDays = 30;
 // this many refusals not before the next start.
 constexpr std::int32_t kMaxFailures503 = 3;
 constexpr std::int64_t kBackOffMs = 120'000;
-constexpr std::int32_t kPendingUpload = 2;
 
 std::atomic<SyncHelper*> replacement{nullptr};
 
@@ -65,7 +64,7 @@ void SyncHelper::StartSync() {
   briefingRandomMs = static_cast<std::int64_t>(generator() & kRandomMask) % kDayMs;
   LogInfo(kTag, [this] { return "Briefing Random Time :" + std::to_string(briefingRandomMs) + " ms"; });
   briefingPeriodDays = services.briefingPeriodDays ? services.briefingPeriodDays() : kDefaultBriefingDays;
-  started = true;
+  started = refundsToResume = true;
   cancelTask = stopRequested = false;
   timer.diskHealth = services.diskHealth;
   timer.Start(
@@ -83,8 +82,6 @@ void SyncHelper::StartSync() {
     }
     StartWatch();
   }
-  const Ids pending = services.pendingUploads ? services.pendingUploads() : Ids();
-  if (!pending.empty()) (void)RefundGetLock(pending, kPendingUpload, false);
   if (services.registerPush) {
     services.registerPush(
         [this](const std::string& command, const std::string& body) { ProcessPushMsg(command, body); });
@@ -122,7 +119,8 @@ void SyncHelper::StopSync() {
 }
 
 void SyncHelper::ClearStopFlags() {
-  stopRequested = keepLockStop = cancelTask = false;
+  // Not `keepLockStop`: the lock of a refund may be on its way back.
+  stopRequested = cancelTask = false;
   // A stop that came between must not be forgotten.
   if (closed) stopRequested = cancelTask = true;
 }
@@ -181,7 +179,7 @@ bool SyncHelper::RunOnce() {
   lastError.Set({});
   hasTicked = true;
   SyncTick();
-  ticking = false;
+  EndTurn();
   return lastError.Get().step.empty();
 }
 

@@ -78,7 +78,9 @@ class SyncHelper {
   void ReleaseLock();
   // Takes the lock and has tasks made that give `fileIds` back to the cloud. Type
   // 0 contents, 1 thumbnails, 2 uploads that were pending at the start; `force`
-  // takes content whose name is not known too.
+  // takes content whose name is not known too. False when the lock cannot be had:
+  // the tasks then wait for a later call. The lock stays until the tasks of all
+  // calls have ended.
   bool RefundGetLock(const Ids& fileIds, std::int32_t type, bool force);
   // For a thread that is not the timer's: runs `work` while no cycle runs, waiting
   // for one that does, and gives its result. False, without it, after StopSync.
@@ -166,6 +168,9 @@ class SyncHelper {
 
   // synclock.cpp
   void KeepLock(std::int32_t intervalSeconds);
+  void EndTurn();
+  void ReleaseAfterRefund();
+  void ResumeRefunds();
   std::vector<RefundTask> BuildRefundTasks(const Ids& fileIds, std::int32_t type, bool force);
 
   // syncupload.cpp
@@ -228,8 +233,10 @@ class SyncHelper {
   std::atomic<bool> dataLoaded{false};
   std::atomic<bool> syncSwitch{true};
   std::atomic<bool> purgeNotInCloud{false};
-  std::atomic<bool> refundHoldsLock{false};
-  std::atomic<bool> stopRequested{false};  // its address is the cancel word of GetLock
+  std::atomic<int> refundHoldsLock{0};       // calls whose tasks have not ended
+  std::atomic<bool> refundEnded{false};      // nobody has looked since whether the lock can go
+  std::atomic<bool> refundsToResume{false};  // those that were pending at the start
+  std::atomic<bool> stopRequested{false};    // its address is the cancel word of GetLock
   std::atomic<bool> keepLockStop{false};
   std::atomic<bool> cancelTask{false};  // looked at between pages and batches
   std::atomic<bool> timeLineToldIdle{false};

@@ -71,9 +71,9 @@ void SyncHelper::KeepLock(std::int32_t intervalSeconds) {
 }
 
 void SyncHelper::ReleaseLock() {
-  keepLockStop = true;
   {
     platform::MutexLock hold(keeperLock);  // Its thread takes no lock of ours.
+    keepLockStop = true;
     if (keepLockThread.joinable()) keepLockThread.join();
   }
   const std::string token = Transfers().LockToken();
@@ -92,8 +92,25 @@ bool SyncHelper::BetweenCycles(const std::function<bool()>& work) {
     std::this_thread::sleep_for(kCyclePollMs);
   }
   const bool done = !closed && work();
-  ticking = false;
+  EndTurn();
   return done;
+}
+
+void SyncHelper::EndTurn() {
+  ticking = false;
+  ReleaseAfterRefund();
+}
+
+// Not under a cycle, which may need the lock by now; such a cycle comes here at
+// its end.
+void SyncHelper::ReleaseAfterRefund() {
+  while (refundEnded && !ticking.exchange(true)) {
+    if (refundEnded.exchange(false) && refundHoldsLock == 0 && PendingUploads() == 0) {
+      LogInfo("SyncHelper::RefundGetLock", "Release lock from refund");
+      ReleaseLock();
+    }
+    ticking = false;
+  }
 }
 
 bool SyncHelper::WithLock(const std::function<bool()>& work) {
@@ -141,17 +158,26 @@ bool SyncHelper::RefundGetLock(const Ids& fileIds, std::int32_t type, bool force
   // Nobody could do the tasks, and a lock for them would never be given back.
   if (!services.createRefundTasks) return true;
   serviceOperation = localOperation.ChooseService(CutStatus());
+  bool held = false;
   if (!parameters->GetIsUserLoggedIn()) {
     LogWarning(kTag, "change account");
   } else {
     LogInfo(kTag, "get lock from gallery refund task");
-    if (Lock()) refundHoldsLock = true;
+    held = Lock();
   }
-  services.createRefundTasks(tasks, refundHoldsLock, [this] {
-    refundHoldsLock = false;
-    if (PendingUploads() != 0) return;
-    LogInfo("SyncHelper::RefundGetLock", "Release lock from refund");
-    ReleaseLock();
+  if (held) ++refundHoldsLock;
+  services.createRefundTasks(tasks, held, [this, held] {
+    if (!held) return;
+    --refundHoldsLock;
+    refundEnded = true;
+    ReleaseAfterRefund();
   });
-  return true;
+  return held;
+}
+
+// After a cycle: memory is loaded, and the lock is nobody's.
+void SyncHelper::ResumeRefunds() {
+  if (!refundsToResume.exchange(false)) return;
+  const Ids pending = services.pendingUploads ? services.pendingUploads() : Ids();
+  if (!RefundGetLock(pending, kPendingUpload, false)) refundsToResume = true;
 }

@@ -18,6 +18,7 @@ bool SyncHelper::IncrementSync() {
   const bool good = IncrementCycle();
   targetVersion = -1;
   cycleRunning = false;
+  if (good && !IsPaused()) ResumeRefunds();
   return good;
 }
 
