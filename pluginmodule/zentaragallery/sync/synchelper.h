@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <unordered_set>
 #include <vector>
 
 #include "common/platform/mutex.h"
@@ -107,7 +108,7 @@ class SyncHelper {
   // 0 done, 1 failed, 2 already running, 4 refused. Types: 0 far behind during a
   // full sync, 1 expired, 2 by push, 3 changes arrived during a full sync.
   int Briefing(int type);
-  bool BriefingFullUpdate(bool purge);
+  bool BriefingFullUpdate();
 
   // --- Client init
 
@@ -192,8 +193,9 @@ class SyncHelper {
 
   // briefing.cpp
   bool UploadAgain(const SyncLocalOperation::Files& files);
-  bool BriefingProcessAlbum(Gallery::Files& local, bool recycle, std::size_t& listed);
-  bool BriefingPage(const std::vector<BriefingItem>& items, Gallery::Files& local);
+  bool BriefingProcessAlbum(bool recycle, std::unordered_set<std::string>& listed);
+  bool BriefingPage(std::vector<BriefingItem>& items);
+  void GiveBackEmpty();
   bool DetailedProcessing(const std::vector<BriefingItem>& items);
   bool DetailedProcessAddFile(const Ids& ids);
   bool DetailedProcessModifyFile(const Ids& ids);
@@ -241,6 +243,8 @@ class SyncHelper {
   std::atomic<bool> cancelTask{false};  // looked at between pages and batches
   std::atomic<bool> timeLineToldIdle{false};
   std::atomic<bool> timeLineToldCycle{false};
+
+  Ids listedEmpty;  // of size 0 in the last comparison; the thread of its cycle
 
   platform::Mutex keeperLock;
   std::thread keepLockThread GUARDED_BY(keeperLock);

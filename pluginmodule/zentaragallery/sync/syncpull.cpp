@@ -4,10 +4,13 @@
 #include "sync/synchelper.h"
 #include "utils/gallerylog.h"
 #include "utils/globaldata.h"
+#include "utils/methodfunction.h"
 
 namespace {
 
 constexpr int kEventCycleFailed = 281;
+// As the time of the last comparison: its period is over.
+constexpr std::int64_t kCompareNow = 1;
 constexpr char kPullTag[] = "SyncHelper::DownLoadFromCloud";
 
 std::string Number(std::int64_t number) { return std::to_string(number); }
@@ -153,7 +156,7 @@ bool SyncHelper::PullAlbums(const std::string& version, Gallery::Albums& deleted
 bool SyncHelper::FillGap(std::int64_t fileVersion) {
   const bool nothingHere = Gallery::GetInstance().FileCount() == 0;
   purgeNotInCloud = true;
-  const bool compared = BriefingFullUpdate(true);
+  const bool compared = BriefingFullUpdate();
   purgeNotInCloud = false;
   if (!compared) return Fail(kPullTag, "BriefingFullUpdate fail");
   if (nothingHere) {
@@ -164,8 +167,16 @@ bool SyncHelper::FillGap(std::int64_t fileVersion) {
     });
     return Fail(kPullTag, "history is gone, the listing starts again");
   }
-  if (localOperation.SetLatestVersion(fileVersion)) return true;
-  return Fail(kPullTag, "the version could not be stored");
+  const bool stored = localOperation.ChangeVersionRecord([&](AlbumLocalVersion& row) {
+    row.LatestVersion = fileVersion;
+    row.UpdateTime = MethodFunction::CurrentTime();
+    // No pull could ever close the gap of an account without files, so the
+    // version moves; in case it was silence, the next tick compares again.
+    if (listedNothing) row.BriefingTime = kCompareNow;
+  });
+  if (!stored) return Fail(kPullTag, "the version could not be stored");
+  GiveBackEmpty();
+  return true;
 }
 
 bool SyncHelper::PullFiles(std::int64_t from, std::int64_t to) {
