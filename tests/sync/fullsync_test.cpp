@@ -148,6 +148,12 @@ TEST_F(FullSyncTest, FailedAlbumListIsTold) {
   EXPECT_EQ(VersionRow().HasDownAll, 0);
 }
 
+TEST_F(FullSyncTest, AlbumsThatCannotBeReadAreTold) {
+  ASSERT_TRUE(DBHelper::GetInstance().Execute("DROP TABLE Album;"));
+  EXPECT_FALSE(sync->LoadDataToMemory());
+  EXPECT_EQ(listener.Notified(), std::vector<std::int32_t>{1});
+}
+
 TEST_F(FullSyncTest, FilesAddedBeforeTheFirstDownloadAreThereAfterIt) {
   Add({LocalFile("waiting")});
   RestartClient();

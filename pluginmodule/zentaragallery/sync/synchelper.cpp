@@ -55,17 +55,28 @@ SyncHelper::~SyncHelper() {
 
 void SyncHelper::StartSync() {
   constexpr char kTag[] = "SyncHelper::StartSync";
+  const int stopsBefore = stops;
+  platform::MutexLock starting(startLock);
   if (started) return;
   LogInfo(kTag, "StartSync");
-  closed = false;
+  if (closed) ForgetLastRun();
+  {
+    platform::MutexLock hold(driverLock);
+    if (stops != stopsBefore) return;
+    closed = false;
+  }
   if (GlobalData::cloudGeneration == GlobalData::kGenerationUnknown) (void)CutStatus();
   CheckAndClearDatabase();
   std::mt19937 generator(std::random_device{}());
   briefingRandomMs = static_cast<std::int64_t>(generator() & kRandomMask) % kDayMs;
   LogInfo(kTag, [this] { return "Briefing Random Time :" + std::to_string(briefingRandomMs) + " ms"; });
   briefingPeriodDays = services.briefingPeriodDays ? services.briefingPeriodDays() : kDefaultBriefingDays;
+  platform::MutexLock hold(driverLock);
+  if (closed) return;  // A stop came while the service was asked.
   started = refundsToResume = true;
   cancelTask = stopRequested = false;
+  // The switch was turned on before the start.
+  if (syncSwitch && IsPaused()) status = static_cast<std::int32_t>(SyncStatus::IDLE);
   timer.diskHealth = services.diskHealth;
   timer.Start(
       kTickMs, [this] { (void)RunOnce(); }, false);
@@ -86,13 +97,39 @@ void SyncHelper::StartSync() {
     services.registerPush(
         [this](const std::string& command, const std::string& body) { ProcessPushMsg(command, body); });
   }
-  platform::MutexLock hold(watchLock);
+  platform::MutexLock watch(watchLock);
   if (services.makePlayer && !playerThread.joinable()) playerThread = std::thread(services.makePlayer);
 }
 
 void SyncHelper::StopTimer() {
+  platform::MutexLock starting(startLock);
+  EndTicks();
+}
+
+void SyncHelper::EndTicks() {
   timer.Stop();
   if (services.stopLostFiles) services.stopLostFiles();
+}
+
+// A cycle may have gone on behind the stop, with what it had read of the user
+// before.
+void SyncHelper::ForgetLastRun() {
+  EndTicks();
+  {
+    platform::MutexLock hold(watchLock);
+    if (watchThread.joinable()) watchThread.join();
+  }
+  ReleaseLock();
+  localOperation.ForgetUnsaved();
+  EmptyViews();
+  lastError.Set({});
+  dataLoaded = hasTicked = timeLineToldIdle = timeLineToldCycle = false;
+}
+
+void SyncHelper::EmptyViews() {
+  auto& gallery = Gallery::GetInstance();
+  (void)gallery.Init();
+  (void)gallery.AddFiles({});
 }
 
 void SyncHelper::StartWatch() {
@@ -107,15 +144,18 @@ void SyncHelper::StartWatch() {
 
 void SyncHelper::StopSync() {
   LogInfo("SyncHelper::StopSync", "StopSync");
-  closed = true;
+  {
+    platform::MutexLock hold(driverLock);
+    ++stops;
+    closed = true;
+    started = false;
+  }
   stopRequested = cancelTask = true;
   if (services.clearSelection) services.clearSelection();
-  auto& gallery = Gallery::GetInstance();
-  (void)gallery.Init();
-  (void)gallery.AddFiles({});
+  EmptyViews();
   if (services.removePush) services.removePush();
   localOperation.ForgetUnsaved();
-  started = dataLoaded = false;
+  dataLoaded = false;
 }
 
 void SyncHelper::ClearStopFlags() {
@@ -245,8 +285,8 @@ bool SyncHelper::WaitsAfter503() const {
 
 bool SyncHelper::LoadDataToMemory() {
   if (dataLoaded) return true;
-  if (!LoadModel([this] {
-        if (ISyncCallback* listener = callback) listener->Notify(0);
+  if (!LoadModel([this](bool loaded) {
+        if (ISyncCallback* listener = callback) listener->Notify(loaded ? 0 : 1);
       })) {
     return Fail("SyncHelper::LoadDataToMemory", "the database could not be read");
   }

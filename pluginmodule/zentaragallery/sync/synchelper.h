@@ -135,6 +135,9 @@ class SyncHelper {
   void Enter(SyncStatus next);
   bool IsPaused() const { return status == static_cast<std::int32_t>(SyncStatus::PAUSE); }
   bool Fail(const char* step, const std::string& text, const std::string& item = {});
+  void EndTicks();
+  void ForgetLastRun();
+  static void EmptyViews();
   void StartWatch();
   void ClearStopFlags();
   std::int64_t PendingUploads();
@@ -245,6 +248,13 @@ class SyncHelper {
   std::atomic<bool> timeLineToldCycle{false};
 
   Ids listedEmpty;  // of size 0 in the last comparison; the thread of its cycle
+
+  // Starts and joins of the timer, requests and all; before `driverLock`, which
+  // is before `watchLock`.
+  platform::Mutex startLock;
+  // A start that begins its threads, against a stop; never over a request.
+  platform::Mutex driverLock;
+  std::atomic<int> stops{0};  // so far; a start in which it grows is none
 
   platform::Mutex keeperLock;
   std::thread keepLockThread GUARDED_BY(keeperLock);
