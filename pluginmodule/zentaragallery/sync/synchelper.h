@@ -155,7 +155,7 @@ class SyncHelper {
   bool FullSyncAlbumsV2();
   bool FullSyncGalleryFilesV2(SyncMode mode);
   bool RequestDownLoadFileV2(bool& heldBefore);
-  bool StoreListedPage(const ICloudListing::MediaPage& page, const KnownFiles& known, std::int64_t& offset,
+  bool StoreListedPage(const ICloudListing::MediaPage& page, KnownFiles& known, std::int64_t& offset,
                        SyncLocalOperation::Files& fresh);
   bool FinishFullSync();
   bool EndFullSync(bool good);

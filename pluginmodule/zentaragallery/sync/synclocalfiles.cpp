@@ -239,12 +239,18 @@ void SyncLocalOperation::TakeRest(std::vector<CloudFileInfo>& files, Page& page)
 // that waits while its album is hidden, say, which must outlive this.
 SyncLocalOperation::FilePtr SyncLocalOperation::BuildFile(const CloudFileInfo& record) {
   const auto row = DBHelper::GetInstance().GetFile(record.uniqueId);
-  if (row && HasLocalChange(*row)) {
+  return row ? RenewRow(row, record) : std::make_shared<GalleryFile>(record);
+}
+
+SyncLocalOperation::FilePtr SyncLocalOperation::RenewRow(const FilePtr& row, const CloudFileInfo& record) {
+  if (HasLocalChange(*row)) {
     TakeIdentifiers(*row, record);
     return row;
   }
   const auto file = std::make_shared<GalleryFile>(record);
-  if (row) file->SetLocalPath(row->LocalPath());
+  file->SetLocalPath(row->LocalPath());
+  if (!row->Guid().empty()) file->SetGuid(row->Guid());
+  file->IsLocalUpload = row->IsLocalUpload;
   return file;
 }
 

@@ -77,6 +77,9 @@ class SyncLocalOperation : public ISyncLocalOperation {
   bool AddToMemory(const Files& files);
   // Moves files that lie in memory into the bin and has the cloud told.
   bool RecycleHere(const Files& files);
+  // The file of a cloud's record whose row memory does not show: the row itself
+  // when a change waits in it, else a new file with what only this computer knows.
+  static FilePtr RenewRow(const FilePtr& row, const CloudFileInfo& record);
   bool SaveFiles(const Files& files);
   bool SaveAlbums(const Albums& albums);
 
