@@ -4,6 +4,7 @@
 #include "support/faketask.h"
 #include "synctest.h"
 #include "transfer/gallerytransmanager.h"
+#include "utils/globaldata.h"
 
 namespace {
 
@@ -151,6 +152,30 @@ TEST_F(SyncLockTest, RefundWithoutTheLockHasFailedAndReleasesNothing) {
   EXPECT_EQ(Count("ReleaseLock"), 0);
 }
 
+// The service answers another generation while a lock is held and a pull runs.
+TEST_F(SyncLockTest, CutDuringARefundDoesNotEndTheProcess) {
+  std::function<void()> done;
+  services.createRefundTasks = [&](const std::vector<RefundTask>&, bool held, std::function<void()> then) {
+    if (held) done = std::move(then);
+  };
+  RestartClient();
+  ASSERT_TRUE(Cycle());
+  ASSERT_TRUE(sync->RefundGetLock({"a"}, 0, false));
+  cloud.Touch();
+  cloud.onCall = [this](const std::string& call) {
+    if (call != "GetAlbums") return;
+    cloud.generation = GlobalData::kGenerationUnknown;
+    EXPECT_FALSE(sync->RefundGetLock({"a"}, 0, false));
+  };
+  EXPECT_TRUE(Cycle());
+  cloud.onCall = nullptr;
+  EXPECT_FALSE(Cycle());
+  EXPECT_TRUE(cloud.IsLocked());
+  done();
+  EXPECT_FALSE(cloud.IsLocked());
+  cloud.generation = GlobalData::kGenerationV2;
+}
+
 // Which begin only behind the first cycle: it loads the gallery.
 TEST_F(SyncLockTest, RefundsOfTheLastRunFollowTheFirstGoodCycle) {
   std::binary_semaphore begun{0}, started{0};
@@ -262,6 +287,20 @@ TEST_F(SyncLockTest, CycleDoesNotBeginDuringWorkBetweenCycles) {
   EXPECT_TRUE(Cycle());
   sync->StopSync();
   EXPECT_FALSE(sync->BetweenCycles([] { return true; }));
+}
+
+TEST_F(SyncLockTest, TickRefusedDuringWorkFollowsIt) {
+  constexpr std::chrono::seconds kBeforeTheNextTick{30};
+  std::counting_semaphore<> begun{0};
+  Add({LocalFile("waiting")});
+  sync->StartSync();
+  listener.WaitForStatus({SyncStatus::IDLE, 1});
+  EXPECT_TRUE(sync->BetweenCycles([&] {
+    cloud.onCall = [&](const std::string&) { begun.release(); };
+    return !Cycle();
+  }));
+  EXPECT_TRUE(begun.try_acquire_for(kBeforeTheNextTick));
+  sync->StopTimer();
 }
 
 }  // namespace

@@ -215,7 +215,10 @@ std::int64_t SyncHelper::PendingUploads() {
 }
 
 bool SyncHelper::RunOnce() {
-  if (ticking.exchange(true)) return false;
+  if (ticking.exchange(true)) {
+    tickRefused = true;
+    return false;
+  }
   lastError.Set({});
   hasTicked = true;
   SyncTick();

@@ -171,11 +171,14 @@ class SyncHelper {
   bool FillGap(std::int64_t fileVersion);
 
   // synclock.cpp
+  bool TakeService();
   void KeepLock(std::int32_t intervalSeconds);
   void EndTurn();
+  void FreeTurn();
   void ReleaseAfterRefund();
   void ResumeRefunds();
-  std::vector<RefundTask> BuildRefundTasks(const Ids& fileIds, std::int32_t type, bool force);
+  static bool BuildRefundTasks(const Ids& fileIds, std::int32_t type, bool force,
+                               std::vector<RefundTask>& tasks);
 
   // syncupload.cpp
   bool UploadCreatedAlbums();
@@ -227,8 +230,9 @@ class SyncHelper {
   std::atomic<int> lockCount{0};
 
   std::atomic<bool> started{false};
-  std::atomic<bool> closed{false};   // StopSync came: no cycle may clear its flags
-  std::atomic<bool> ticking{false};  // a tick is under way on some thread
+  std::atomic<bool> closed{false};       // StopSync came: no cycle may clear its flags
+  std::atomic<bool> ticking{false};      // a tick is under way on some thread
+  std::atomic<bool> tickRefused{false};  // another was asked for meanwhile
   std::atomic<bool> hasTicked{false};
   std::atomic<bool> cycleRunning{false};
   std::atomic<bool> hasSynced{false};

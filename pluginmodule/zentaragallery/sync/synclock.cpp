@@ -18,6 +18,13 @@ GalleryTransManager& Transfers() { return GalleryTransManager::GetInstance(); }
 
 }  // namespace
 
+// The one before stays where there is none: a lock that is held goes back by it.
+bool SyncHelper::TakeService() {
+  ISyncServiceOperation* next = localOperation.ChooseService(CutStatus());
+  if (next) serviceOperation = next;
+  return next != nullptr;
+}
+
 bool SyncHelper::Lock() {
   constexpr char kTag[] = "SyncHelper::Lock";
   if (lockCount > 0 || !Transfers().LockToken().empty()) return true;
@@ -97,8 +104,14 @@ bool SyncHelper::BetweenCycles(const std::function<bool()>& work) {
 }
 
 void SyncHelper::EndTurn() {
-  ticking = false;
+  FreeTurn();
   ReleaseAfterRefund();
+}
+
+// The wake of a tick that found the turn taken is spent: its next one is due now.
+void SyncHelper::FreeTurn() {
+  ticking = false;
+  if (tickRefused.exchange(false)) timer.Wake();
 }
 
 // Not under a cycle, which may need the lock by now; such a cycle comes here at
@@ -109,14 +122,13 @@ void SyncHelper::ReleaseAfterRefund() {
       LogInfo("SyncHelper::RefundGetLock", "Release lock from refund");
       ReleaseLock();
     }
-    ticking = false;
+    FreeTurn();
   }
 }
 
 bool SyncHelper::WithLock(const std::function<bool()>& work) {
   return BetweenCycles([&] {
-    if (!serviceOperation) serviceOperation = localOperation.ChooseService(CutStatus());
-    if (!Lock()) return false;
+    if ((!serviceOperation && !TakeService()) || !Lock()) return false;
     const bool done = work();
     // Contents on their way up need the lock until the last of them has ended.
     if (!refundHoldsLock) ReleaseLock();
@@ -124,9 +136,13 @@ bool SyncHelper::WithLock(const std::function<bool()>& work) {
   });
 }
 
-std::vector<RefundTask> SyncHelper::BuildRefundTasks(const Ids& fileIds, std::int32_t type, bool force) {
-  std::vector<RefundTask> tasks;
+bool SyncHelper::BuildRefundTasks(const Ids& fileIds, std::int32_t type, bool force,
+                                  std::vector<RefundTask>& tasks) {
   for (const auto& id : fileIds) {
+    if (!GlobalParamWrapper::GetInstance()->GetIsUserLoggedIn()) {
+      LogWarning("SyncHelper::RefundGetLock", "change account");
+      return false;
+    }
     RefundTask task{id, type, nullptr};
     if (type != kPendingUpload) {
       task.file = DBHelper::GetInstance().GetFile(id);
@@ -138,7 +154,7 @@ std::vector<RefundTask> SyncHelper::BuildRefundTasks(const Ids& fileIds, std::in
     }
     tasks.push_back(std::move(task));
   }
-  return tasks;
+  return true;
 }
 
 bool SyncHelper::RefundGetLock(const Ids& fileIds, std::int32_t type, bool force) {
@@ -146,24 +162,21 @@ bool SyncHelper::RefundGetLock(const Ids& fileIds, std::int32_t type, bool force
   auto* parameters = GlobalParamWrapper::GetInstance();
   LogInfo(kTag, [&] { return "CreateGalleryTask size = " + std::to_string(fileIds.size()); });
   if (fileIds.empty()) return true;
-  if (!parameters->GetIsUserLoggedIn()) {
-    LogWarning(kTag, "change account");
-    return false;
-  }
-  const auto tasks = BuildRefundTasks(fileIds, type, force);
+  std::vector<RefundTask> tasks;
+  if (!BuildRefundTasks(fileIds, type, force, tasks)) return false;
   if (tasks.empty()) {
     LogInfo(kTag, "create gallery refund task, data is empty");
     return true;
   }
   // Nobody could do the tasks, and a lock for them would never be given back.
   if (!services.createRefundTasks) return true;
-  serviceOperation = localOperation.ChooseService(CutStatus());
+  const bool served = TakeService();
   bool held = false;
   if (!parameters->GetIsUserLoggedIn()) {
     LogWarning(kTag, "change account");
   } else {
     LogInfo(kTag, "get lock from gallery refund task");
-    held = Lock();
+    held = served && Lock();
   }
   if (held) ++refundHoldsLock;
   services.createRefundTasks(tasks, held, [this, held] {

@@ -39,8 +39,7 @@ bool SyncHelper::IncrementCycle() {
   ClearStopFlags();
   targetVersion = -1;
   cycleRunning = true;
-  serviceOperation = localOperation.ChooseService(CutStatus());
-  if (!serviceOperation) {
+  if (!TakeService()) {
     if (IsPaused()) Tell(SyncStatus::PAUSE, uploadPending);
     if (GlobalData::cloudGeneration != GlobalData::kGenerationUnknown) return true;
     return Fail(kTag, "the cloud did not tell its generation");
