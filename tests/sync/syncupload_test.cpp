@@ -102,6 +102,37 @@ TEST_F(SyncUploadTest, RenameWhileAnAlbumIsSentStaysWaiting) {
   ExpectInStep();
 }
 
+TEST_F(SyncUploadTest, RenameWhileAnAlbumIsCreatedGoesUpNext) {
+  Fill(1);
+  const auto album = gallery.CreateAlbum(L"Trip", false, -1);
+  ASSERT_TRUE(album);
+  cloud.onCall = [&](const std::string& call) {
+    if (call == "UploadCreateAlbum") gallery.RenameAlbum(album, L"Journey");
+  };
+  EXPECT_TRUE(Cycle());
+  cloud.onCall = nullptr;
+  Settle();
+  EXPECT_EQ(album->Operation.Get(), "");
+  EXPECT_NE(cloud.Tree().find("Journey"), std::string::npos) << cloud.Tree();
+  ExpectInStep();
+}
+
+TEST_F(SyncUploadTest, HidingWhileAnAlbumIsSentGoesUpNext) {
+  cloud.CreateAlbum("default-album-300-x", L"Trip");
+  Settle();
+  const auto album = gallery.GetAlbum("default-album-300-x");
+  gallery.RenameAlbum(album, L"First");
+  cloud.onCall = [&](const std::string& call) {
+    if (call == "UploadModifyAlbum") album->SetExpandText(R"({"hide":"1"})");
+  };
+  EXPECT_TRUE(Cycle());
+  EXPECT_EQ(album->Operation.Get(), "1");
+  cloud.onCall = nullptr;
+  Settle();
+  EXPECT_EQ(album->Operation.Get(), "");
+  EXPECT_TRUE(album->IsHidden());
+}
+
 TEST_F(SyncUploadTest, TakenAlbumNameGetsANumber) {
   Fill(1);
   gallery.CreateAlbum(L"Trip", false, -1);
@@ -168,6 +199,23 @@ TEST_F(SyncUploadTest, AlbumWithFilesOfAnotherDeviceSendsThemToTheBin) {
   ExpectInStep();
 }
 
+TEST_F(SyncUploadTest, AlbumWithAHiddenLostFileIsDeletedInTheEnd) {
+  Fill(1);
+  cloud.CreateAlbum("default-album-300-x", L"Trip");
+  cloud.AddMedia("lost", L"lost.jpg", "default-album-300-x");
+  cloud.Edit("lost", [](CloudFileInfo& info) { info.cloudContentStatus = 2; });
+  Settle();
+  HideLostFiles();
+  RestartClient();
+  ASSERT_TRUE(Cycle());
+  ASSERT_FALSE(gallery.GetFile("lost"));
+  ASSERT_TRUE(gallery.DeleteAlbum(gallery.GetAlbum("default-album-300-x")));
+  Settle();
+  EXPECT_EQ(cloud.AlbumIds(), std::vector<std::string>{"default-album-1"});
+  EXPECT_FALSE(cloud.MediaInfo("lost").recycleAlbumId.empty());
+  EXPECT_TRUE(Row("lost")->IsInBin());
+}
+
 TEST_F(SyncUploadTest, FileMovedOutOfADeletedAlbumDoesNotGoToTheBin) {
   Fill(1);
   cloud.CreateAlbum("default-album-300-x", L"Trip");
@@ -202,6 +250,22 @@ TEST_F(SyncUploadTest, ContentBeyondTheFreeSpaceStaysAndIsTold) {
   EXPECT_EQ(error.item, handed.front() == "l1" ? "l2" : "l1");
   const auto told = listener.Statuses();
   EXPECT_NE(std::find(told.begin(), told.end(), Told{SyncStatus::NOSPACE, 2}), told.end());
+}
+
+TEST_F(SyncUploadTest, UploadWithoutRoomLeavesARunningRefundAlone) {
+  Fill(1);
+  services.spaceInfo = [] { return SpaceInfo{0, 5000, 500}; };
+  RestartClient();
+  ASSERT_TRUE(Cycle());
+  UploadsByHand();
+  ASSERT_EQ(transfers.GalleryUpload({gallery.GetFile("m0")}, nullptr), 1u);
+  const auto refund = WaitForUploads(1).front();
+  refund->WaitForRun(1);
+  AddWaiting(1);
+  EXPECT_FALSE(Cycle());
+  EXPECT_EQ(transfers.Tasks(TaskType::Upload).size(), 1u);
+  EXPECT_EQ(refund->Events(), std::vector<std::string>{"run"});
+  refund->Let(TransferErrorInterface::kNone);
 }
 
 TEST_F(SyncUploadTest, HundredAndOneFilesMakeOnePass) {

@@ -163,11 +163,7 @@ void SyncLocalOperation::ResolveAlbumConflict(const FailedItem& item) {
   auto& gallery = Gallery::GetInstance();
   const auto album = gallery.GetAlbum(item.id);
   if (item.conflictId.empty() || !album) return;
-  if (item.conflictId == item.id) {
-    album->Operation = kAlbumModified;
-    (void)SaveAlbums({album});
-    return;
-  }
+  if (item.conflictId == item.id) return SetAlbumsChanged({item.id});
   const auto target = gallery.GetAlbum(item.conflictId);
   if (!target) return;  // The next pull brings it.
   (void)gallery.MoveFiles(album, target);
@@ -179,17 +175,22 @@ void SyncLocalOperation::UploadCreatedAlbumsFailed(const std::vector<FailedItem>
   for (const auto& item : failed) {
     if (item.code == kNameTaken) ChangeAlbumName(item.id);
     if (item.code == kKnownUnderOtherId) ResolveAlbumConflict(item);
-    if (item.code != kUnknownAlbum) continue;
-    if (const auto album = Gallery::GetInstance().GetAlbum(item.id)) {
-      album->Operation = kAlbumModified;
-      (void)SaveAlbums({album});
-    }
+    if (item.code == kUnknownAlbum) SetAlbumsChanged({item.id});
   }
 }
 
 void SyncLocalOperation::UploadModifyAlbumsFailed(const std::vector<FailedItem>& failed) {
   for (const auto& item : failed) {
     if (item.code == kNameTaken) ChangeAlbumName(item.id);
+  }
+}
+
+void SyncLocalOperation::SetAlbumsChanged(const std::vector<std::string>& ids) {
+  for (const auto& id : ids) {
+    const auto album = Gallery::GetInstance().GetAlbum(id);
+    if (!album) continue;
+    album->Operation = kAlbumModified;
+    (void)SaveAlbums({album});  // Kept for the next cycle when the database refuses.
   }
 }
 

@@ -77,6 +77,10 @@ class SyncLocalOperation : public ISyncLocalOperation {
   bool AddToMemory(const Files& files);
   // Moves files that lie in memory into the bin and has the cloud told.
   bool RecycleHere(const Files& files);
+  // The same for rows that memory does not show, whose album was deleted here.
+  bool RecycleHidden(const std::vector<std::string>& ids);
+  // Has live albums go up as changed ones.
+  void SetAlbumsChanged(const std::vector<std::string>& ids);
   // The file of a cloud's record whose row memory does not show: the row itself
   // when a change waits in it, else a new file with what only this computer knows.
   static FilePtr RenewRow(const FilePtr& row, const CloudFileInfo& record);
@@ -93,7 +97,7 @@ class SyncLocalOperation : public ISyncLocalOperation {
   void TakeProtected(std::vector<CloudFileInfo>& files, Page& page);
   void TakeRest(std::vector<CloudFileInfo>& files, Page& page);
   FilePtr BuildFile(const CloudFileInfo& record);
-  void ApplyAlbumRule(const FilePtr& file, Page& page);
+  void ApplyAlbumRule(const FilePtr& file);
   bool Apply(Page& page);
   bool AddToBin(const std::vector<CloudFileInfo>& records);
   bool EraseRows(const std::vector<std::string>& ids);

@@ -69,6 +69,22 @@ Gallery::Albums CopiesForUpload(const Gallery::Albums& albums) {
   return copies;
 }
 
+// Takes albums that the user changed while they were sent out of `succeeded` and
+// returns them: they have to go up once more.
+SyncHelper::Ids TakeOutChanged(const Gallery::Albums& copies, SyncHelper::Ids& succeeded) {
+  SyncHelper::Ids changed;
+  for (const auto& copy : copies) {
+    const std::string id = copy->AlbumId.Get();
+    const auto present = Gallery::GetInstance().GetAlbum(id);
+    if (!present) continue;
+    if (present->AlbumName.Get() == copy->AlbumName.Get() && present->Expand() == copy->Expand()) continue;
+    if (std::erase(succeeded, id) == 0) continue;
+    LogInfo("SyncHelper::UploadModifyAlbums", "Album Name Has Changed " + id);
+    changed.push_back(id);
+  }
+  return changed;
+}
+
 CloudFileInfo RecordForUpload(const GalleryFile& file) {
   CloudFileInfo record;
   record.uniqueId = file.UniqueId();
@@ -135,7 +151,8 @@ bool SyncHelper::UploadCreatedAlbums() {
   ISyncServiceOperation* service = serviceOperation;
   return ForEachBatch(localOperation.GetCreatedAlbums(), service->GetAlbumLimit(), cancelTask,
                       [&](const Gallery::Albums& batch) {
-                        const auto result = service->UploadCreateAlbum(CopiesForUpload(batch), LockToken());
+                        const Gallery::Albums copies = CopiesForUpload(batch);
+                        const auto result = service->UploadCreateAlbum(copies, LockToken());
                         if (!result) {
                           LogWarning(kTag, "Upload Created Albums Failed!");
                           return false;
@@ -143,7 +160,9 @@ bool SyncHelper::UploadCreatedAlbums() {
                         if (HasFailures(result->code))
                           localOperation.UploadCreatedAlbumsFailed(result->failed);
                         NoteRefused(kTag, result->failed, IsAlbumCode);
+                        const Ids changed = TakeOutChanged(copies, result->succeeded);
                         localOperation.SetAlbumsUploaded(result->succeeded, kAlbumCreated);
+                        localOperation.SetAlbumsChanged(changed);
                         LogInfo(kTag,
                                 Counts("Upload Created Albums Success Count : ", result->succeeded.size(),
                                        "Failed Count:", result->failed.size()));
@@ -159,13 +178,7 @@ bool SyncHelper::UploadModifyAlbums() {
                         const Gallery::Albums copies = CopiesForUpload(batch);
                         const auto result = service->UploadModifyAlbum(copies, LockToken());
                         if (!result) return false;
-                        for (const auto& copy : copies) {
-                          const std::string id = copy->AlbumId.Get();
-                          const auto present = Gallery::GetInstance().GetAlbum(id);
-                          if (!present || present->AlbumName.Get() == copy->AlbumName.Get()) continue;
-                          LogInfo(kTag, "Album Name Has Changed " + id);
-                          std::erase(result->succeeded, id);
-                        }
+                        (void)TakeOutChanged(copies, result->succeeded);  // They are changes already.
                         if (HasFailures(result->code))
                           localOperation.UploadModifyAlbumsFailed(result->failed);
                         NoteRefused(kTag, result->failed, IsAlbumCode);
@@ -272,6 +285,7 @@ bool SyncHelper::RecycleLeftFiles(const std::string& albumId) {
     return HasLocalChange(*file) && !file->IsInBin() && file->AlbumId() != albumId;
   });
   (void)localOperation.RecycleHere(files);  // Rows that could not be written wait for the next cycle.
+  (void)localOperation.RecycleHidden(ids);  // As above.
   return true;
 }
 
