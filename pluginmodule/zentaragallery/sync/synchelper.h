@@ -191,6 +191,7 @@ class SyncHelper {
   bool UploadFailed(const char* text);
   void NoteRefused(const char* step, const std::vector<FailedItem>& failed,
                    const std::function<bool(const std::string& code)>& isDealtWith);
+  void NoteStuck(const char* step, const Ids& albums);
 
   // synccontent.cpp
   bool ContentIsPaused() const;

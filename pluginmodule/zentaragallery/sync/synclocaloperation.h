@@ -29,8 +29,8 @@ class SyncLocalOperation : public ISyncLocalOperation {
 
   bool HasLocalChanges() override;
   Albums GetCreatedAlbums() override;
-  void UploadCreatedAlbumsFailed(const std::vector<FailedItem>& failed) override;
-  void UploadModifyAlbumsFailed(const std::vector<FailedItem>& failed) override;
+  std::vector<std::string> UploadCreatedAlbumsFailed(const std::vector<FailedItem>& failed) override;
+  std::vector<std::string> UploadModifyAlbumsFailed(const std::vector<FailedItem>& failed) override;
   void SetAlbumsUploaded(const std::vector<std::string>& ids, const std::string& operation) override;
   Albums GetModifyAlbums() override;
   Albums GetDeleteAlbums() override;
@@ -101,14 +101,11 @@ class SyncLocalOperation : public ISyncLocalOperation {
   bool Apply(Page& page);
   bool AddToBin(const std::vector<CloudFileInfo>& records);
   bool EraseRows(const std::vector<std::string>& ids);
-  void ChangeAlbumName(const std::string& albumId);
+  bool ChangeAlbumName(const std::string& albumId);
   void ResolveAlbumConflict(const FailedItem& item);
 
   const SyncServices& services;
   const std::function<void()> wake;
-
-  platform::Mutex
-      versionLock;  // held over a read and write of the version row, so that no part of it is lost
 
   platform::Mutex unsavedLock;
   std::set<Album::Ptr> unsavedAlbums GUARDED_BY(unsavedLock);

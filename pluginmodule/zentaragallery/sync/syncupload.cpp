@@ -130,6 +130,10 @@ void SyncHelper::NoteRefused(const char* step, const std::vector<FailedItem>& fa
   }
 }
 
+void SyncHelper::NoteStuck(const char* step, const Ids& albums) {
+  for (const auto& id : albums) (void)Fail(step, "the name is taken, and no other can be given", id);
+}
+
 bool SyncHelper::SyncUpload() {
   if (!serviceOperation) return false;
   if (!UploadCreatedAlbums()) return UploadFailed("Upload Created Albums Fialed!");
@@ -158,7 +162,7 @@ bool SyncHelper::UploadCreatedAlbums() {
                           return false;
                         }
                         if (HasFailures(result->code))
-                          localOperation.UploadCreatedAlbumsFailed(result->failed);
+                          NoteStuck(kTag, localOperation.UploadCreatedAlbumsFailed(result->failed));
                         NoteRefused(kTag, result->failed, IsAlbumCode);
                         const Ids changed = TakeOutChanged(copies, result->succeeded);
                         localOperation.SetAlbumsUploaded(result->succeeded, kAlbumCreated);
@@ -180,7 +184,7 @@ bool SyncHelper::UploadModifyAlbums() {
                         if (!result) return false;
                         (void)TakeOutChanged(copies, result->succeeded);  // They are changes already.
                         if (HasFailures(result->code))
-                          localOperation.UploadModifyAlbumsFailed(result->failed);
+                          NoteStuck(kTag, localOperation.UploadModifyAlbumsFailed(result->failed));
                         NoteRefused(kTag, result->failed, IsAlbumCode);
                         localOperation.SetAlbumsUploaded(result->succeeded, kAlbumModified);
                         LogInfo(kTag, Counts("Upload Modify Albums Success Count :", result->succeeded.size(),
