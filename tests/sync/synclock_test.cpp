@@ -70,6 +70,25 @@ TEST_F(SyncLockTest, LostLockStopsTheUploadAndTheNextCycleDoesIt) {
   ExpectInStep();
 }
 
+TEST_F(SyncLockTest, KeptLockIsKeptAgainAfterHalfOfTheAnsweredTime) {
+  std::counting_semaphore<> kept{0};
+  std::vector<std::chrono::steady_clock::time_point> times;
+  cloud.keepInterval = 1;
+  cloud.onCall = [&](const std::string& call) {
+    if (call != "KeepLock") return;
+    times.push_back(std::chrono::steady_clock::now());
+    cloud.keepInterval = 2;
+    kept.release();
+  };
+  EXPECT_TRUE(sync->Lock());
+  kept.acquire();
+  kept.acquire();
+  EXPECT_TRUE(cloud.IsLocked());
+  sync->ReleaseLock();
+  EXPECT_FALSE(cloud.IsLocked());
+  EXPECT_GE(times[1] - times[0], std::chrono::seconds(1));
+}
+
 TEST_F(SyncLockTest, RefusedLockLeavesTheChangeWaiting) {
   gallery.FavoriteFiles(gallery.GetFile("a"), true);
   cloud.onCall = [this](const std::string& call) {

@@ -60,6 +60,38 @@ TEST_F(SyncUploadTest, OneBatchAndOneMore) {
   ExpectInStep();
 }
 
+TEST_F(SyncUploadTest, OneBatchOfAlbumsAndOneMore) {
+  cloud.batchLimit = 2;
+  Fill(1);
+  for (const wchar_t* name : {L"A", L"B"}) ASSERT_TRUE(gallery.CreateAlbum(name, false, -1));
+  EXPECT_TRUE(Cycle());
+  EXPECT_EQ(Count("UploadCreateAlbum"), 1);
+  for (const wchar_t* name : {L"C", L"D", L"E"}) ASSERT_TRUE(gallery.CreateAlbum(name, false, -1));
+  EXPECT_TRUE(Cycle());
+  EXPECT_EQ(Count("UploadCreateAlbum"), 3);
+  Gallery::Albums albums;
+  gallery.GetAlbums(albums, true);
+  for (const auto& album : albums) {
+    if (album->AlbumId.Get() != "default-album-1") gallery.DeleteAlbum(album);
+  }
+  EXPECT_TRUE(Cycle());
+  EXPECT_EQ(Count("UploadDeleteAlbum"), 3);
+  ExpectInStep();
+}
+
+TEST_F(SyncUploadTest, OneBatchOfDeletionsAndOneMore) {
+  cloud.batchLimit = 2;
+  Fill(5);
+  gallery.DeleteFiles({gallery.GetFile("m0"), gallery.GetFile("m1")}, false);
+  EXPECT_TRUE(Cycle());
+  EXPECT_EQ(Count("UploadDeleteFile"), 1);
+  gallery.DeleteFiles({gallery.GetFile("m2"), gallery.GetFile("m3"), gallery.GetFile("m4")}, false);
+  EXPECT_TRUE(Cycle());
+  EXPECT_EQ(Count("UploadDeleteFile"), 3);
+  EXPECT_TRUE(cloud.LiveIds().empty());
+  ExpectInStep();
+}
+
 TEST_F(SyncUploadTest, MixedBatchSendsTheRecycledFirst) {
   Fill(2);
   gallery.FavoriteFiles(gallery.GetFile("m0"), true);
@@ -84,6 +116,44 @@ TEST_F(SyncUploadTest, ChangeMadeWhileSendingStaysWaiting) {
   cloud.onCall = nullptr;
   Settle();
   EXPECT_FALSE(cloud.MediaInfo("m0").favorite);
+  ExpectInStep();
+}
+
+TEST_F(SyncUploadTest, FileThatIsRenamedMovedOrRecycledWhileSendingStaysWaiting) {
+  cloud.CreateAlbum("default-album-300-x", L"Trip");
+  Fill(4);
+  std::map<std::string, FilePtr> files;
+  for (const char* id : {"m0", "m1", "m2", "m3"}) files[id] = gallery.GetFile(id);
+  gallery.RecycleFiles({files["m3"]}, false);
+  ASSERT_TRUE(Cycle());
+  const std::map<std::string, std::function<void()>> changes{
+      {"m0", [&] { files["m0"]->SetFileName(L"renamed.jpg"); }},
+      {"m1", [&] { gallery.MoveFiles({files["m1"]}, gallery.GetAlbum("default-album-300-x"), false); }},
+      {"m2", [&] { gallery.RecycleFiles({files["m2"]}, false); }},
+      {"m3", [&] { gallery.RecoverFiles({files["m3"]}, false); }},
+  };
+  for (const auto& [id, change] : changes) {
+    SCOPED_TRACE(id);
+    files[id]->SetExpandValue("note", "new");
+    files[id]->GalleryState = 2;
+    cloud.onCall = [&](const std::string& call) {
+      if (call == "UploadModifyFile") change();
+    };
+    EXPECT_TRUE(Cycle());
+    EXPECT_EQ(files[id]->GalleryState, 2);
+    cloud.onCall = nullptr;
+    Settle();
+    EXPECT_EQ(files[id]->GalleryState, 0);
+  }
+  ExpectInStep();
+}
+
+TEST_F(SyncUploadTest, DeletionThatWaitsWinsOverANewerRecord) {
+  Fill(1);
+  gallery.DeleteFiles({gallery.GetFile("m0")}, false);
+  cloud.Edit("m0", [](CloudFileInfo& info) { info.favorite = true; });
+  EXPECT_TRUE(Cycle());
+  EXPECT_FALSE(cloud.Has("m0"));
   ExpectInStep();
 }
 
@@ -146,6 +216,18 @@ TEST_F(SyncUploadTest, TakenAlbumNameGetsANumber) {
   Settle();
   EXPECT_NE(cloud.Tree().find("Trip(1)"), std::string::npos) << cloud.Tree();
   ExpectInStep();
+}
+
+TEST_F(SyncUploadTest, AlbumThatCanGetNoOtherNameIsTold) {
+  cloud.CreateAlbum("default-album-300-x", L"Trip");
+  cloud.CreateAlbum("default-album-300-cover", L"Cover");
+  Settle();
+  const auto album = gallery.GetAlbum("default-album-300-cover");
+  album->Lpath = "/Zentara/CoverUnlock";  // Its name is fixed.
+  album->AlbumName = L"Trip";
+  album->Operation = "1";
+  EXPECT_FALSE(Cycle());
+  EXPECT_EQ(sync->GetState().lastError.item, "default-album-300-cover");
 }
 
 TEST_F(SyncUploadTest, FileThatTheCloudLostGoesHereToo) {
