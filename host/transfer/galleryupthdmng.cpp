@@ -90,15 +90,15 @@ void GalleryUpThdMng::CreateTask(std::vector<Request> requests, bool lockHeld, s
 void GalleryUpThdMng::QueueBatch(const BatchPtr& batch) {
   for (const Request& request : batch->requests) {
     if (!batch->lockHeld || StopRequested()) break;
-    if (QueueOne(batch, request)) continue;
+    if (QueueOne(batch, request) != Queued::Nothing) continue;
     platform::MutexLock hold(batch->lock);
     batch->ended.push_back(request.fileId);
   }
   LeaveBatch(batch);
 }
 
-// False when there is nothing to upload, or an upload of it is listed already.
-bool GalleryUpThdMng::QueueOne(const BatchPtr& batch, const Request& request) {
+// Whether an upload that is listed already succeeds is for its own batch to tell.
+GalleryUpThdMng::Queued GalleryUpThdMng::QueueOne(const BatchPtr& batch, const Request& request) {
   TransferManager* manager = nullptr;
   MakeTask make;
   {
@@ -107,7 +107,7 @@ bool GalleryUpThdMng::QueueOne(const BatchPtr& batch, const Request& request) {
     make = makeTask;
   }
   const TransferTask::Ptr task = manager && make ? make(request) : nullptr;
-  if (!task || !task->AddToDB()) return false;
+  if (!task || !task->AddToDB()) return Queued::Nothing;
   task->WhenDone([this, batch, id = request.fileId](const TransferTask::Ptr& ended) {
     // One that has failed goes out again with the next start: the cloud's list has
     // been walked beyond it.
@@ -118,9 +118,9 @@ bool GalleryUpThdMng::QueueOne(const BatchPtr& batch, const Request& request) {
     LeaveBatch(batch);
   });
   ++batch->left;
-  if (manager->AddUpload(task)) return true;
+  if (manager->AddUpload(task)) return Queued::Yes;
   --batch->left;
-  return false;
+  return Queued::Listed;
 }
 
 void GalleryUpThdMng::LeaveBatch(const BatchPtr& batch) {

@@ -42,8 +42,8 @@ class GalleryUpThdMng : public CommonAbility::MsgThreadAbility {
   std::vector<Request> PendingTasks();
 
   // Queues tasks for the requests and calls `done` on this thread when all have
-  // ended. Contents are accepted only under the cloud's lock: without it the
-  // requests stay pending and `done` follows at once.
+  // ended; an upload that is listed already belongs to its own call. Contents are accepted only under the
+  // cloud's lock: without it the requests stay pending and `done` follows at once.
   void CreateTask(std::vector<Request> requests, bool lockHeld, std::function<void()> done);
 
   // Calls what is due and stops; the tasks have been stopped before.
@@ -54,7 +54,8 @@ class GalleryUpThdMng : public CommonAbility::MsgThreadAbility {
   using BatchPtr = std::shared_ptr<Batch>;
 
   void QueueBatch(const BatchPtr& batch);
-  bool QueueOne(const BatchPtr& batch, const Request& request);
+  enum class Queued { Yes, Listed, Nothing };
+  Queued QueueOne(const BatchPtr& batch, const Request& request);
   void LeaveBatch(const BatchPtr& batch);
   void FinishBatch(const BatchPtr& batch);
 

@@ -60,6 +60,18 @@ TEST_F(GalleryUpThdMngTest, FailedTaskStaysPendingForTheNextStart) {
   EXPECT_EQ(Pending(), (std::map<std::string, int>{{"a", 0}}));
 }
 
+TEST_F(GalleryUpThdMngTest, UploadThatIsListedAlreadyStaysPendingUntilItsOwnCallEnds) {
+  const auto first = Task("a");
+  auto done = Create({{"a", 0}});
+  first->WaitForRun(1);
+  Task("a");
+  Create({{"a", 1}}).wait();
+  EXPECT_EQ(Pending(), (std::map<std::string, int>{{"a", 0}}));
+  first->Let(E::kNotAllowed);
+  done.wait();
+  EXPECT_EQ(Pending(), (std::map<std::string, int>{{"a", 0}}));
+}
+
 TEST_F(GalleryUpThdMngTest, WithoutTheLockRequestsStayPending) {
   Task("a");
   Create({{"a", 0}}, false).wait();

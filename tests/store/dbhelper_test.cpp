@@ -2,6 +2,8 @@
 
 #include "store/dbhelper.h"
 
+#include <future>
+
 #include "support/gallerytest.h"
 
 namespace {
@@ -275,6 +277,25 @@ TEST_F(DBHelperTest, SyncStateIsOneRow) {
   ASSERT_TRUE(database.GetLocalVersions(rows));
   ASSERT_EQ(rows.size(), 1u);
   EXPECT_EQ(rows[0].AlbumVersion, "v2");
+}
+
+TEST_F(DBHelperTest, ChangeOfTheSyncStateLosesNoOtherWrite) {
+  AlbumLocalVersion record;
+  record.AlbumVersion = "v1";
+  ASSERT_TRUE(database.AddLocalVersion(record));
+  std::future<bool> other;
+  EXPECT_TRUE(database.ChangeLocalVersions([&](AlbumLocalVersion& row) {
+    row.LatestVersion = 5;
+    other = std::async(std::launch::async, [this] { return database.SetLostFileQueryCursor("lost"); });
+    // It has to wait; one that does not is through by now.
+    (void)other.wait_for(std::chrono::milliseconds(100));
+  }));
+  EXPECT_TRUE(other.get());
+  std::vector<AlbumLocalVersion> rows;
+  ASSERT_TRUE(database.GetLocalVersions(rows));
+  ASSERT_EQ(rows.size(), 1u);
+  EXPECT_EQ(rows[0].LatestVersion, 5);
+  EXPECT_EQ(rows[0].lostFileQueryCursor, "lost");
 }
 
 TEST_F(DBHelperTest, SecondDownloadOfAFileIsNotStored) {

@@ -13,6 +13,34 @@ class BriefingTest : public SyncTest {
   }
   // The next tick finds the period over.
   void Expire() { clock.ms += 31 * kDayMs + 40'000; }
+  // A file of the cloud whose original lies on this disk.
+  FilePtr AddOnDisk(const std::string& id) {
+    const auto file = CloudFile(id);
+    file->SetLocalPath(folder.Write(id + ".jpg", "picture"));
+    Add({file});
+    return file;
+  }
+  // Content tasks end at once; their ids are kept.
+  void TakeRefunds() {
+    services.createRefundTasks = [this](const std::vector<RefundTask>& tasks, bool,
+                                        const std::function<void()>& done) {
+      for (const auto& task : tasks) refunded.push_back(task.fileId);
+      done();
+    };
+    RestartClient();
+  }
+  // What the cloud layer does when a pull starts behind the history.
+  void ForgetRowsWhenHistoryIsGone() {
+    cloud.onCall = [this](const std::string& call) {
+      if (call != "GetCloudIncrementFiles" || VersionRow().LatestVersion >= cloud.minVersion) return;
+      auto& database = DBHelper::GetInstance();
+      EXPECT_TRUE(database.Execute("Delete From GalleryFile Where GalleryState = 0;"));
+      EXPECT_TRUE(database.Execute("DELETE FROM AlbumLocalVersion; "));
+      EXPECT_TRUE(database.ClearAlbums());
+      cloud.FailCall(1);
+    };
+  }
+  std::vector<std::string> refunded;
 };
 
 TEST_F(BriefingTest, ExpiredPeriodRepairsDrift) {
@@ -54,7 +82,7 @@ TEST_F(BriefingTest, EmptyListingDeletesNothing) {
 TEST_F(BriefingTest, EmptyGalleryAsksForNoListing) {
   gallery.Init();
   cloud.ForgetCalls();
-  EXPECT_TRUE(sync->BriefingFullUpdate(false));
+  EXPECT_TRUE(sync->BriefingFullUpdate());
   EXPECT_TRUE(cloud.CallNames().empty());
 }
 
@@ -68,20 +96,28 @@ TEST_F(BriefingTest, FileThatWaitsForUploadSurvives) {
   EXPECT_TRUE(Row("waiting"));
 }
 
-TEST_F(BriefingTest, FileOnDiskThatTheCloudLacksGoesUpAgain) {
-  const auto path = folder.Path() / "kept.jpg";
-  std::FILE* made = std::fopen(path.c_str(), "w");
-  ASSERT_TRUE(made);
-  std::fclose(made);
-  const auto file = CloudFile("kept");
-  file->SetLocalPath(path.wstring());
-  Add({file});
+TEST_F(BriefingTest, ExpiredComparisonDoesNotBringDeletedFilesBack) {
+  AddOnDisk("kept");
   Expire();
   EXPECT_TRUE(Cycle());
-  EXPECT_EQ(file->GalleryState, 1);
-  EXPECT_EQ(sync->GetState().pendingUploads, 1u);
+  EXPECT_EQ(sync->GetState().pendingUploads, 0u);
+  EXPECT_FALSE(gallery.GetFile("kept"));
   EXPECT_FALSE(Row("kept"));
-  EXPECT_TRUE(Row(file->UniqueId()));
+}
+
+TEST_F(BriefingTest, HistoryThatIsGoneUploadsFilesOnDiskAgain) {
+  const auto file = AddOnDisk("kept"), withoutGuid = AddOnDisk("bare");
+  withoutGuid->SetGuid("");
+  cloud.Touch();
+  cloud.minVersion = cloud.Version();
+  EXPECT_TRUE(Cycle());
+  EXPECT_EQ(file->GalleryState, 1);
+  EXPECT_EQ(sync->GetState().pendingUploads, 2u);
+  EXPECT_FALSE(Row("kept"));
+  EXPECT_TRUE(Row("guid-of-kept"));
+  EXPECT_FALSE(Row("bare"));
+  ASSERT_FALSE(withoutGuid->UniqueId().empty());
+  EXPECT_TRUE(Row(withoutGuid->UniqueId()));
 }
 
 TEST_F(BriefingTest, ChangeThatWaitsIsNotOverwritten) {
@@ -111,13 +147,91 @@ TEST_F(BriefingTest, HistoryThatIsGoneFillsAnEmptyGallery) {
   ExpectInStep();
 }
 
-TEST_F(BriefingTest, ZeroSizedFilesAreGivenBack) {
-  std::vector<std::string> refunded;
-  services.createRefundTasks = [&](const std::vector<RefundTask>& tasks, bool, std::function<void()> done) {
-    for (const auto& task : tasks) refunded.push_back(task.fileId);
-    done();
+// Such a listing may be all that the account holds: no pull could ever close the gap.
+TEST_F(BriefingTest, EmptyListingInAHistoryGapIsComparedAgainByTheNextTick) {
+  cloud.Delete("a");
+  cloud.AddMedia("c", L"c.jpg");
+  cloud.minVersion = cloud.Version();
+  cloud.emptyListing = true;
+  EXPECT_TRUE(Cycle());
+  EXPECT_EQ(gallery.FileCount(), 2u);
+  cloud.emptyListing = false;
+  EXPECT_TRUE(Cycle());
+  EXPECT_EQ(sync->GetState().mode, SyncMode::Briefing);
+  ExpectInStep();
+}
+
+TEST_F(BriefingTest, EmptyAccountBehindAHistoryGapTakesChanges) {
+  cloud.Delete("a");
+  cloud.Delete("b");
+  cloud.minVersion = cloud.Version();
+  for (int i = 0; i < 3; ++i) EXPECT_TRUE(Cycle()) << i;
+  EXPECT_EQ(sync->GetState().mode, SyncMode::Increment);
+  ASSERT_TRUE(gallery.CreateAlbum(L"Trip", false, -1));
+  EXPECT_TRUE(Cycle());
+  EXPECT_EQ(cloud.AlbumIds().size(), 2u);
+}
+
+TEST_F(BriefingTest, ZeroSizedFileDuringAHistoryGapKeepsTheRows) {
+  TakeRefunds();
+  cloud.Edit("a", [](CloudFileInfo& info) { info.size = 0; });
+  cloud.minVersion = cloud.Version();
+  ForgetRowsWhenHistoryIsGone();
+  EXPECT_TRUE(Cycle());
+  EXPECT_EQ(refunded, std::vector<std::string>{"a"});
+  ExpectInStep();
+}
+
+TEST_F(BriefingTest, ZeroSizedFileAfterACutKeepsTheRows) {
+  TakeRefunds();
+  cloud.Edit("a", [](CloudFileInfo& info) { info.size = 0; });
+  cloud.minVersion = cloud.Version();
+  auto row = VersionRow();
+  row.CloudPhotoVersion = "v1.0";
+  row.LatestVersion = 1;
+  ASSERT_TRUE(DBHelper::GetInstance().AddLocalVersion(row));
+  ForgetRowsWhenHistoryIsGone();
+  EXPECT_TRUE(Cycle());
+  EXPECT_TRUE(Cycle());
+  EXPECT_EQ(sync->GetState().mode, SyncMode::Briefing);
+  EXPECT_EQ(refunded, std::vector<std::string>{"a"});
+  ExpectInStep();
+}
+
+TEST_F(BriefingTest, SecondComparisonIsToldThatOneRuns) {
+  int second = 0;
+  cloud.onCall = [&](const std::string& call) {
+    if (call == "GetFiles") second = sync->Briefing(1);
   };
-  RestartClient();
+  EXPECT_EQ(sync->Briefing(1), 0);
+  EXPECT_EQ(second, 2);
+  cloud.onCall = nullptr;
+  EXPECT_EQ(sync->Briefing(2), 0);
+}
+
+TEST_F(BriefingTest, PushDuringAFullListingIsRefused) {
+  ASSERT_TRUE(DBHelper::GetInstance().SetHasDownAll(0));
+  std::vector<int> results;
+  cloud.onCall = [&](const std::string& call) {
+    if (call == "GetFiles" && results.empty()) results = {sync->Briefing(2), sync->Briefing(2)};
+  };
+  EXPECT_TRUE(Cycle());
+  EXPECT_EQ(results, (std::vector<int>{4, 4}));
+}
+
+TEST_F(BriefingTest, CancelledComparisonDeletesNothing) {
+  Add({CloudFile("ghost")});
+  cloud.pageSize = 1;
+  Expire();
+  cloud.onCall = [&](const std::string& call) {
+    if (call == "GetFiles") sync->StopSync();
+  };
+  EXPECT_FALSE(Cycle());
+  EXPECT_TRUE(Row("ghost"));
+}
+
+TEST_F(BriefingTest, ZeroSizedFilesAreGivenBack) {
+  TakeRefunds();
   cloud.Edit("a", [](CloudFileInfo& info) { info.size = 0; });
   Expire();
   EXPECT_TRUE(Cycle());

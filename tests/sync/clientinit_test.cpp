@@ -9,7 +9,14 @@ constexpr char kInit[] = R"({"deviceCategory":"pc","serviceType":"cloudphoto","o
 class ClientInitTest : public SyncTest {};
 
 TEST_F(ClientInitTest, OnlyThePushForThisClientCounts) {
+  const auto push = [](const std::string& service, const std::string& operation) {
+    return R"({"deviceCategory":"pc","serviceType":")" + service + R"(","operType":")" + operation + "\"}";
+  };
   EXPECT_TRUE(SyncHelper::DoNeedToInitClient(kInit));
+  EXPECT_TRUE(SyncHelper::DoNeedToInitClient(push("cloudphoto", "clearfile")));
+  EXPECT_TRUE(SyncHelper::DoNeedToInitClient(push("cloudphoto", "clearthumbnail")));
+  EXPECT_FALSE(SyncHelper::DoNeedToInitClient(push("cloudphoto", "clear")));
+  EXPECT_FALSE(SyncHelper::DoNeedToInitClient(push("clouddisk", "clearfile")));
   EXPECT_FALSE(SyncHelper::DoNeedToInitClient(""));
   EXPECT_FALSE(SyncHelper::DoNeedToInitClient("{"));
   EXPECT_FALSE(SyncHelper::DoNeedToInitClient("[]"));
@@ -33,6 +40,13 @@ TEST_F(ClientInitTest, PushListsAgainAndEndsInStep) {
   Settle();
   EXPECT_EQ(VersionRow().HasDownAll, 1);
   ExpectInStep();
+}
+
+TEST_F(ClientInitTest, PushWithoutARowMakesNone) {
+  sync->ProcessPushMsg("301", kInit);
+  std::vector<AlbumLocalVersion> rows;
+  EXPECT_TRUE(DBHelper::GetInstance().GetLocalVersions(rows));
+  EXPECT_TRUE(rows.empty());
 }
 
 TEST_F(ClientInitTest, PushOnAnUnchangedCloudResumes) {
@@ -92,6 +106,20 @@ TEST_F(ClientInitTest, SilentClearMarkerLeavesOurs) {
   cloud.Touch();
   Settle();
   EXPECT_EQ(VersionRow().ClearVersion, "x-3");
+}
+
+TEST_F(ClientInitTest, LostFileThatArrivesWhileHiddenIsInTheTableOnly) {
+  cloud.AddMedia("a", L"a.jpg");
+  Settle();
+  HideLostFiles();
+  cloud.AddMedia("lost", L"lost.jpg");
+  cloud.Edit("lost", [](CloudFileInfo& info) { info.cloudContentStatus = 2; });
+  EXPECT_TRUE(Cycle());
+  EXPECT_TRUE(Row("lost"));
+  EXPECT_FALSE(gallery.GetFile("lost"));
+  RestartClient();
+  EXPECT_TRUE(Cycle());
+  EXPECT_EQ(gallery.FileCount(), 1u);
 }
 
 TEST_F(ClientInitTest, LostFilesStayInTheTableAndOutOfMemoryWhileHidden) {

@@ -483,7 +483,8 @@ std::vector<CloudFileInfo> FakeAccount::Listed(std::string& cursor, bool short_)
   std::vector<CloudFileInfo> page;
   const std::string after = std::exchange(cursor, "");
   if (emptyListing) return page;
-  for (auto entry = media.upper_bound(after); entry != media.end(); ++entry) {
+  for (auto entry = overlappingPages ? media.lower_bound(after) : media.upper_bound(after);
+       entry != media.end(); ++entry) {
     if (entry->second.deleted) continue;
     if (page.size() == pageSize) {
       cursor = page.back().uniqueId;

@@ -80,6 +80,7 @@ class FakeAccount {
   std::int64_t last503Ms = 0;
   std::int32_t batchLimit = 50;
   bool emptyListing = false;
+  bool overlappingPages = false;  // a page of the listing begins with the last file of the one before
   bool keepLockFails = false;
 
   std::unique_ptr<ISyncServiceOperation> Service();

@@ -148,6 +148,71 @@ TEST_F(FullSyncTest, FailedAlbumListIsTold) {
   EXPECT_EQ(VersionRow().HasDownAll, 0);
 }
 
+TEST_F(FullSyncTest, HiddenLostFileKeepsItsPathInAFullListing) {
+  Fill(3);
+  cloud.Edit("m1001", [](CloudFileInfo& info) { info.cloudContentStatus = 2; });
+  Settle();
+  const auto file = gallery.GetFile("m1001");
+  const std::string guid = file->Guid();
+  file->SetLocalPath(L"/pictures/m1001.jpg");
+  file->IsLocalUpload = true;
+  ASSERT_TRUE(DBHelper::GetInstance().AddFiles({file}));
+  HideLostFiles();
+  RestartClient();
+  ASSERT_TRUE(DBHelper::GetInstance().SetHasDownAll(0));
+  EXPECT_TRUE(Cycle());
+  EXPECT_EQ(sync->GetState().mode, SyncMode::Resume);
+  EXPECT_FALSE(gallery.GetFile("m1001"));
+  const auto row = Row("m1001");
+  EXPECT_EQ(row->LocalPath(), L"/pictures/m1001.jpg");
+  EXPECT_EQ(row->Guid(), guid);
+  EXPECT_TRUE(row->IsLocalUpload);
+}
+
+TEST_F(FullSyncTest, WaitingChangeOfAHiddenFileSurvivesAFullListing) {
+  Fill(3);
+  cloud.Edit("m1001", [](CloudFileInfo& info) { info.cloudContentStatus = 2; });
+  Settle();
+  gallery.FavoriteFiles(gallery.GetFile("m1001"), true);
+  HideLostFiles();
+  RestartClient();
+  ASSERT_TRUE(DBHelper::GetInstance().SetHasDownAll(0));
+  EXPECT_TRUE(Cycle());
+  EXPECT_EQ(Row("m1001")->GalleryState, 2);
+  Settle();
+  EXPECT_TRUE(cloud.MediaInfo("m1001").favorite);
+}
+
+TEST_F(FullSyncTest, FileThatAListingTellsTwiceKeepsItsRow) {
+  cloud.pageSize = 2;
+  cloud.overlappingPages = true;
+  Fill(3);
+  EXPECT_TRUE(Cycle());
+  ExpectInStep();
+  for (const std::string id : {"m1000", "m1001", "m1002"})
+    EXPECT_EQ(Row(id)->Guid(), gallery.GetFile(id)->Guid()) << id;
+}
+
+TEST_F(FullSyncTest, UnknownVersionBehindAListingIsAnErrorAndListsAgain) {
+  Fill(3);
+  cloud.onCall = [this](const std::string& call) {
+    if (call == "GetAllVersion" && DBHelper::GetInstance().CountFiles() > 0) cloud.FailCall(1);
+  };
+  EXPECT_FALSE(Cycle());
+  EXPECT_EQ(sync->GetState().lastError.cause, "All DownLoad V2 Faild");
+  EXPECT_EQ(VersionRow().HasDownAll, 0);
+  cloud.onCall = nullptr;
+  EXPECT_TRUE(Cycle());
+  EXPECT_EQ(VersionRow().HasDownAll, 1);
+  ExpectInStep();
+}
+
+TEST_F(FullSyncTest, AlbumsThatCannotBeReadAreTold) {
+  ASSERT_TRUE(DBHelper::GetInstance().Execute("DROP TABLE Album;"));
+  EXPECT_FALSE(sync->LoadDataToMemory());
+  EXPECT_EQ(listener.Notified(), std::vector<std::int32_t>{1});
+}
+
 TEST_F(FullSyncTest, FilesAddedBeforeTheFirstDownloadAreThereAfterIt) {
   Add({LocalFile("waiting")});
   RestartClient();

@@ -113,6 +113,20 @@ TEST_F(SyncCycleTest, RefusedListingWaitsLongerEachTimeAndStopsAfterThree) {
   EXPECT_FALSE(Cycle());
 }
 
+TEST_F(SyncCycleTest, OneAndTwoRefusalsWaitFourAndTenMinutes) {
+  for (const auto& [refusals, waitMs] : {std::pair{1, 240'000}, std::pair{2, 600'000}}) {
+    StartAfresh();
+    cloud.AddMedia("a", L"a.jpg");
+    cloud.failures503 = refusals;
+    cloud.last503Ms = clock.ms;
+    clock.ms += waitMs;
+    EXPECT_FALSE(Cycle()) << refusals;
+    clock.ms += 1;
+    EXPECT_TRUE(Cycle()) << refusals;
+    EXPECT_EQ(gallery.FileCount(), 1u) << refusals;
+  }
+}
+
 TEST_F(SyncCycleTest, NothingIsDeletedBecauseTheCloudIsSilent) {
   cloud.AddMedia("a", L"a.jpg");
   Settle();

@@ -2,8 +2,11 @@
 
 #include <sqlite3.h>
 
+#include <fstream>
+
 #include "cloud/cheader.h"
 #include "common/platform/text.h"
+#include "host/globalparamwrapper.h"
 #include "transfer/gallerytransmanager.h"
 #include "utils/globaldata.h"
 #include "utils/methodfunction.h"
@@ -166,6 +169,13 @@ void SyncTest::RestartClient() {
   sync.reset();
   ASSERT_TRUE(gallery.Init());
   MakeSync();
+}
+
+void SyncTest::HideLostFiles() {
+  std::filesystem::create_directories(folder / "config/ZentaraCloud");
+  std::ofstream(folder / "config/ZentaraCloud/settings.json") << R"({"enableShowLostCloudPhoto":false})";
+  ASSERT_TRUE(GlobalParamWrapper::GetInstance()->Load());
+  ASSERT_FALSE(GlobalParamWrapper::GetInstance()->GetEnableShowLostCloudPhoto());
 }
 
 bool SyncTest::ToldStatus(SyncStatus status) {

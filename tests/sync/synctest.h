@@ -47,6 +47,8 @@ class SyncTest : public GalleryTest {
   // Forgets memory, as an end of the process does, and starts anew.
   void RestartClient();
   bool ToldStatus(SyncStatus status);
+  // Files whose content the cloud has lost are not shown from now on.
+  void HideLostFiles();
 
   FakeAccount cloud;
   Listener listener;

@@ -1,6 +1,9 @@
 // Cycles under the hands of a user; of use under the thread sanitizer.
 
+#include <semaphore>
+
 #include "synctest.h"
+#include "utils/globaldata.h"
 
 namespace {
 
@@ -59,6 +62,82 @@ TEST_F(SyncThreadsTest, StartAndStopWithTheTimer) {
   EXPECT_FALSE(registered);
   sync->StopTimer();
   EXPECT_FALSE(sync->GetState().started);
+}
+
+// Stands in the middle of the load until it is let go.
+class SlowLoad : public ISyncCallback {
+ public:
+  void Notify(std::int32_t) override {
+    if (first.exchange(false)) {
+      reached.release();
+      go.acquire();
+    }
+  }
+  void OnSyncStatus(SyncStatus status, std::int64_t) override {
+    if (status == SyncStatus::IDLE) idle.release();
+  }
+  void ShowWindow() override {}
+
+  std::atomic<bool> first{true};
+  std::binary_semaphore reached{0}, go{0};
+  std::counting_semaphore<> idle{0};
+};
+
+TEST_F(SyncThreadsTest, StopDuringTheLoadIsForgottenByTheNextStart) {
+  cloud.AddMedia("a", L"a.jpg");
+  Settle();
+  SlowLoad slow;
+  RestartClient();
+  sync->SetCallback(&slow);
+  sync->StartSync();
+  slow.reached.acquire();
+  sync->StopSync();
+  slow.go.release();
+  sync->StopTimer();
+  while (slow.idle.try_acquire()) continue;  // The cycle that was stopped may have told it too.
+  sync->StartSync();
+  slow.idle.acquire();
+  sync->StopTimer();
+  EXPECT_EQ(gallery.FileCount(), 1u);
+  ExpectInStep();
+  sync->SetCallback(nullptr);
+}
+
+TEST_F(SyncThreadsTest, StopDuringTheStartLetsTheNextOneRun) {
+  std::binary_semaphore asked{0}, answered{0};
+  std::atomic<bool> first{true}, registered{false};
+  cloud.AddMedia("a", L"a.jpg");
+  services.listing = [&] {
+    if (first.exchange(false)) {
+      asked.release();
+      answered.acquire();
+    }
+    return cloud.Listing();
+  };
+  services.registerPush = [&](SyncServices::Push) { registered = true; };
+  RestartClient();
+  GlobalData::cloudGeneration = GlobalData::kGenerationUnknown;
+  std::thread login([this] { sync->StartSync(); });
+  asked.acquire();
+  sync->StopSync();
+  answered.release();
+  login.join();
+  EXPECT_FALSE(sync->GetState().started);
+  EXPECT_FALSE(registered);
+  sync->StartSync();
+  EXPECT_TRUE(sync->GetState().started);
+  listener.WaitForStatus({SyncStatus::IDLE, -1});
+  EXPECT_EQ(gallery.FileCount(), 1u);
+}
+
+TEST_F(SyncThreadsTest, SwitchTurnedOnBeforeTheStartEndsAPause) {
+  cloud.AddMedia("a", L"a.jpg");
+  Settle();
+  sync->SetPaused(true);
+  sync->StopSync();
+  sync->SetSyncSwitch(true);
+  sync->StartSync();
+  EXPECT_NE(sync->GetState().status, SyncStatus::PAUSE);
 }
 
 }  // namespace

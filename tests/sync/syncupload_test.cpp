@@ -60,6 +60,38 @@ TEST_F(SyncUploadTest, OneBatchAndOneMore) {
   ExpectInStep();
 }
 
+TEST_F(SyncUploadTest, OneBatchOfAlbumsAndOneMore) {
+  cloud.batchLimit = 2;
+  Fill(1);
+  for (const wchar_t* name : {L"A", L"B"}) ASSERT_TRUE(gallery.CreateAlbum(name, false, -1));
+  EXPECT_TRUE(Cycle());
+  EXPECT_EQ(Count("UploadCreateAlbum"), 1);
+  for (const wchar_t* name : {L"C", L"D", L"E"}) ASSERT_TRUE(gallery.CreateAlbum(name, false, -1));
+  EXPECT_TRUE(Cycle());
+  EXPECT_EQ(Count("UploadCreateAlbum"), 3);
+  Gallery::Albums albums;
+  gallery.GetAlbums(albums, true);
+  for (const auto& album : albums) {
+    if (album->AlbumId.Get() != "default-album-1") gallery.DeleteAlbum(album);
+  }
+  EXPECT_TRUE(Cycle());
+  EXPECT_EQ(Count("UploadDeleteAlbum"), 3);
+  ExpectInStep();
+}
+
+TEST_F(SyncUploadTest, OneBatchOfDeletionsAndOneMore) {
+  cloud.batchLimit = 2;
+  Fill(5);
+  gallery.DeleteFiles({gallery.GetFile("m0"), gallery.GetFile("m1")}, false);
+  EXPECT_TRUE(Cycle());
+  EXPECT_EQ(Count("UploadDeleteFile"), 1);
+  gallery.DeleteFiles({gallery.GetFile("m2"), gallery.GetFile("m3"), gallery.GetFile("m4")}, false);
+  EXPECT_TRUE(Cycle());
+  EXPECT_EQ(Count("UploadDeleteFile"), 3);
+  EXPECT_TRUE(cloud.LiveIds().empty());
+  ExpectInStep();
+}
+
 TEST_F(SyncUploadTest, MixedBatchSendsTheRecycledFirst) {
   Fill(2);
   gallery.FavoriteFiles(gallery.GetFile("m0"), true);
@@ -87,6 +119,44 @@ TEST_F(SyncUploadTest, ChangeMadeWhileSendingStaysWaiting) {
   ExpectInStep();
 }
 
+TEST_F(SyncUploadTest, FileThatIsRenamedMovedOrRecycledWhileSendingStaysWaiting) {
+  cloud.CreateAlbum("default-album-300-x", L"Trip");
+  Fill(4);
+  std::map<std::string, FilePtr> files;
+  for (const char* id : {"m0", "m1", "m2", "m3"}) files[id] = gallery.GetFile(id);
+  gallery.RecycleFiles({files["m3"]}, false);
+  ASSERT_TRUE(Cycle());
+  const std::map<std::string, std::function<void()>> changes{
+      {"m0", [&] { files["m0"]->SetFileName(L"renamed.jpg"); }},
+      {"m1", [&] { gallery.MoveFiles({files["m1"]}, gallery.GetAlbum("default-album-300-x"), false); }},
+      {"m2", [&] { gallery.RecycleFiles({files["m2"]}, false); }},
+      {"m3", [&] { gallery.RecoverFiles({files["m3"]}, false); }},
+  };
+  for (const auto& [id, change] : changes) {
+    SCOPED_TRACE(id);
+    files[id]->SetExpandValue("note", "new");
+    files[id]->GalleryState = 2;
+    cloud.onCall = [&](const std::string& call) {
+      if (call == "UploadModifyFile") change();
+    };
+    EXPECT_TRUE(Cycle());
+    EXPECT_EQ(files[id]->GalleryState, 2);
+    cloud.onCall = nullptr;
+    Settle();
+    EXPECT_EQ(files[id]->GalleryState, 0);
+  }
+  ExpectInStep();
+}
+
+TEST_F(SyncUploadTest, DeletionThatWaitsWinsOverANewerRecord) {
+  Fill(1);
+  gallery.DeleteFiles({gallery.GetFile("m0")}, false);
+  cloud.Edit("m0", [](CloudFileInfo& info) { info.favorite = true; });
+  EXPECT_TRUE(Cycle());
+  EXPECT_FALSE(cloud.Has("m0"));
+  ExpectInStep();
+}
+
 TEST_F(SyncUploadTest, RenameWhileAnAlbumIsSentStaysWaiting) {
   cloud.CreateAlbum("default-album-300-x", L"Trip");
   Settle();
@@ -102,6 +172,37 @@ TEST_F(SyncUploadTest, RenameWhileAnAlbumIsSentStaysWaiting) {
   ExpectInStep();
 }
 
+TEST_F(SyncUploadTest, RenameWhileAnAlbumIsCreatedGoesUpNext) {
+  Fill(1);
+  const auto album = gallery.CreateAlbum(L"Trip", false, -1);
+  ASSERT_TRUE(album);
+  cloud.onCall = [&](const std::string& call) {
+    if (call == "UploadCreateAlbum") gallery.RenameAlbum(album, L"Journey");
+  };
+  EXPECT_TRUE(Cycle());
+  cloud.onCall = nullptr;
+  Settle();
+  EXPECT_EQ(album->Operation.Get(), "");
+  EXPECT_NE(cloud.Tree().find("Journey"), std::string::npos) << cloud.Tree();
+  ExpectInStep();
+}
+
+TEST_F(SyncUploadTest, HidingWhileAnAlbumIsSentGoesUpNext) {
+  cloud.CreateAlbum("default-album-300-x", L"Trip");
+  Settle();
+  const auto album = gallery.GetAlbum("default-album-300-x");
+  gallery.RenameAlbum(album, L"First");
+  cloud.onCall = [&](const std::string& call) {
+    if (call == "UploadModifyAlbum") album->SetExpandText(R"({"hide":"1"})");
+  };
+  EXPECT_TRUE(Cycle());
+  EXPECT_EQ(album->Operation.Get(), "1");
+  cloud.onCall = nullptr;
+  Settle();
+  EXPECT_EQ(album->Operation.Get(), "");
+  EXPECT_TRUE(album->IsHidden());
+}
+
 TEST_F(SyncUploadTest, TakenAlbumNameGetsANumber) {
   Fill(1);
   gallery.CreateAlbum(L"Trip", false, -1);
@@ -115,6 +216,18 @@ TEST_F(SyncUploadTest, TakenAlbumNameGetsANumber) {
   Settle();
   EXPECT_NE(cloud.Tree().find("Trip(1)"), std::string::npos) << cloud.Tree();
   ExpectInStep();
+}
+
+TEST_F(SyncUploadTest, AlbumThatCanGetNoOtherNameIsTold) {
+  cloud.CreateAlbum("default-album-300-x", L"Trip");
+  cloud.CreateAlbum("default-album-300-cover", L"Cover");
+  Settle();
+  const auto album = gallery.GetAlbum("default-album-300-cover");
+  album->Lpath = "/Zentara/CoverUnlock";  // Its name is fixed.
+  album->AlbumName = L"Trip";
+  album->Operation = "1";
+  EXPECT_FALSE(Cycle());
+  EXPECT_EQ(sync->GetState().lastError.item, "default-album-300-cover");
 }
 
 TEST_F(SyncUploadTest, FileThatTheCloudLostGoesHereToo) {
@@ -168,6 +281,23 @@ TEST_F(SyncUploadTest, AlbumWithFilesOfAnotherDeviceSendsThemToTheBin) {
   ExpectInStep();
 }
 
+TEST_F(SyncUploadTest, AlbumWithAHiddenLostFileIsDeletedInTheEnd) {
+  Fill(1);
+  cloud.CreateAlbum("default-album-300-x", L"Trip");
+  cloud.AddMedia("lost", L"lost.jpg", "default-album-300-x");
+  cloud.Edit("lost", [](CloudFileInfo& info) { info.cloudContentStatus = 2; });
+  Settle();
+  HideLostFiles();
+  RestartClient();
+  ASSERT_TRUE(Cycle());
+  ASSERT_FALSE(gallery.GetFile("lost"));
+  ASSERT_TRUE(gallery.DeleteAlbum(gallery.GetAlbum("default-album-300-x")));
+  Settle();
+  EXPECT_EQ(cloud.AlbumIds(), std::vector<std::string>{"default-album-1"});
+  EXPECT_FALSE(cloud.MediaInfo("lost").recycleAlbumId.empty());
+  EXPECT_TRUE(Row("lost")->IsInBin());
+}
+
 TEST_F(SyncUploadTest, FileMovedOutOfADeletedAlbumDoesNotGoToTheBin) {
   Fill(1);
   cloud.CreateAlbum("default-album-300-x", L"Trip");
@@ -202,6 +332,22 @@ TEST_F(SyncUploadTest, ContentBeyondTheFreeSpaceStaysAndIsTold) {
   EXPECT_EQ(error.item, handed.front() == "l1" ? "l2" : "l1");
   const auto told = listener.Statuses();
   EXPECT_NE(std::find(told.begin(), told.end(), Told{SyncStatus::NOSPACE, 2}), told.end());
+}
+
+TEST_F(SyncUploadTest, UploadWithoutRoomLeavesARunningRefundAlone) {
+  Fill(1);
+  services.spaceInfo = [] { return SpaceInfo{0, 5000, 500}; };
+  RestartClient();
+  ASSERT_TRUE(Cycle());
+  UploadsByHand();
+  ASSERT_EQ(transfers.GalleryUpload({gallery.GetFile("m0")}, nullptr), 1u);
+  const auto refund = WaitForUploads(1).front();
+  refund->WaitForRun(1);
+  AddWaiting(1);
+  EXPECT_FALSE(Cycle());
+  EXPECT_EQ(transfers.Tasks(TaskType::Upload).size(), 1u);
+  EXPECT_EQ(refund->Events(), std::vector<std::string>{"run"});
+  refund->Let(TransferErrorInterface::kNone);
 }
 
 TEST_F(SyncUploadTest, HundredAndOneFilesMakeOnePass) {

@@ -251,6 +251,31 @@ std::int64_t DBHelper::CountAlbums() { return QueryNumber("SELECT COUNT(AlbumId)
 // --- Sync state
 
 bool DBHelper::AddLocalVersion(const AlbumLocalVersion& record) {
+  platform::MutexLock hold(versionLock);
+  return PutLocalVersion(record);
+}
+
+bool DBHelper::UpdateLocalVersion(const AlbumLocalVersion& record, const std::string& oldVersion) {
+  platform::MutexLock hold(versionLock);
+  return ReplaceLocalVersion(record, oldVersion);
+}
+
+bool DBHelper::ChangeLocalVersions(const std::function<void(AlbumLocalVersion&)>& change) {
+  platform::MutexLock hold(versionLock);
+  std::vector<AlbumLocalVersion> records;
+  if (!GetLocalVersions(records) || records.empty()) return false;
+  bool stored = true;
+  for (auto& record : records) {
+    const std::string key = record.AlbumVersion;
+    change(record);
+    // The key changes only where a new cloud state replaces an older one.
+    const bool sameKey = record.AlbumVersion == key;
+    stored = (sameKey ? PutLocalVersion(record) : ReplaceLocalVersion(record, key)) && stored;
+  }
+  return stored;
+}
+
+bool DBHelper::PutLocalVersion(const AlbumLocalVersion& record) {
   static const std::string sql = InsertStatement("INSERT OR REPLACE", "AlbumLocalVersion", kVersionColumns);
   DatabaseBindParameter set;
   BindVersion(record, set);
@@ -263,7 +288,7 @@ bool DBHelper::GetLocalVersions(std::vector<AlbumLocalVersion>& records) {
                [&records](DatabaseQueryResult& row) { records.push_back(ReadVersion(row)); });
 }
 
-bool DBHelper::UpdateLocalVersion(const AlbumLocalVersion& record, const std::string& oldVersion) {
+bool DBHelper::ReplaceLocalVersion(const AlbumLocalVersion& record, const std::string& oldVersion) {
   static const std::string sql =
       UpdateStatement("AlbumLocalVersion", kVersionColumns, "AlbumVersion = :OldAlbumVersion");
   DatabaseBindParameter set;
@@ -273,24 +298,28 @@ bool DBHelper::UpdateLocalVersion(const AlbumLocalVersion& record, const std::st
 }
 
 bool DBHelper::SetFileCursor(const std::string& cursor) {
+  platform::MutexLock hold(versionLock);
   DatabaseBindParameter set;
   set.Insert(L":FileCursor", cursor);
   return ExecuteOne("UPDATE AlbumLocalVersion SET FileCursor = :FileCursor;", set);
 }
 
 bool DBHelper::SetHasDownAll(std::int64_t value) {
+  platform::MutexLock hold(versionLock);
   DatabaseBindParameter set;
   set.Insert(L":HasDownAll", value);
   return ExecuteOne("UPDATE AlbumLocalVersion SET HasDownAll = :HasDownAll;", set);
 }
 
 bool DBHelper::SetLostFileQueryCursor(const std::string& cursor) {
+  platform::MutexLock hold(versionLock);
   DatabaseBindParameter set;
   set.Insert(L":lostFileQueryCursor", cursor);
   return ExecuteOne("UPDATE AlbumLocalVersion SET lostFileQueryCursor = :lostFileQueryCursor;", set);
 }
 
 bool DBHelper::SetLastLostFileQueryTimestamp(std::int64_t value) {
+  platform::MutexLock hold(versionLock);
   DatabaseBindParameter set;
   set.Insert(L":lastLostFileQueryTimestampPara", value);
   return ExecuteOne(

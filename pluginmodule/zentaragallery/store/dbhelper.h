@@ -1,11 +1,13 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "common/platform/mutex.h"
 #include "host/databaseoperationbase.h"
 #include "model/records/album.h"
 #include "model/records/galleryfile.h"
@@ -49,6 +51,10 @@ class DBHelper : public DatabaseOperationBase {
   bool AddLocalVersion(const AlbumLocalVersion& record);
   bool GetLocalVersions(std::vector<AlbumLocalVersion>& records);
   bool UpdateLocalVersion(const AlbumLocalVersion& record, const std::string& oldVersion);
+  // Has `change` change each record, as one step for all threads; no other call
+  // of this part may come from within. False when there is none, or the database
+  // refuses.
+  bool ChangeLocalVersions(const std::function<void(AlbumLocalVersion&)>& change);
   bool SetFileCursor(const std::string& cursor);
   bool SetHasDownAll(std::int64_t value);
   bool SetLostFileQueryCursor(const std::string& cursor);
@@ -110,6 +116,13 @@ class DBHelper : public DatabaseOperationBase {
   bool ExecuteOne(std::string_view sql, const DatabaseBindParameter& parameter);
   std::int64_t QueryNumber(std::string_view sql);
   bool ReadFiles(const std::string& sql, FileVector& files);
+  bool PutLocalVersion(const AlbumLocalVersion& record) REQUIRES(versionLock);
+  bool ReplaceLocalVersion(const AlbumLocalVersion& record, const std::string& oldVersion)
+      REQUIRES(versionLock);
+
+  // Held over each write of the version row, so that one that reads it first loses
+  // nothing of another.
+  platform::Mutex versionLock;
 
   GuardedField<std::wstring> userFolder;
 };

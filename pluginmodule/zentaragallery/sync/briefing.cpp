@@ -16,11 +16,11 @@ constexpr int kFailed = 1;
 constexpr int kAlreadyRunning = 2;
 constexpr int kRefused = 4;
 constexpr int kByPush = 2;
-constexpr int kExpired = 1;
 
 constexpr int kForComparison = 1;
 constexpr char kOwnAlbums[] = "default-album";
 constexpr std::int32_t kContentToUpload = 1;
+constexpr std::int32_t kContentRefund = 0;
 
 bool IsOnDisk(const GalleryFile& file) {
   const std::wstring path = file.LocalPath();
@@ -33,20 +33,21 @@ bool IsOnDisk(const GalleryFile& file) {
 int SyncHelper::Briefing(int type) {
   constexpr char kTag[] = "SyncHelper::Briefing";
   LogInfo(kTag, [type] { return "Briefing type: " + std::to_string(type); });
-  if (type == kByPush && fullListing) {
-    LogInfo(kTag, "[Briefing]Is AllDown Now");
-    return kRefused;
-  }
   if (briefingBusy.exchange(true)) {
     LogInfo(kTag, "[Briefing]Is Briefing Now");
     return kAlreadyRunning;
+  }
+  if (type == kByPush && fullListing) {
+    LogInfo(kTag, "[Briefing]Is AllDown Now");
+    briefingBusy = false;
+    return kRefused;
   }
   LogInfo(kTag,
           [type] { return "[Briefing]-------Begin Briefing By :" + std::to_string(type) + "----------"; });
   // Changes behind this point are left to the pull that follows.
   const auto version = QueryVersion();
   const bool nothingHere = Gallery::GetInstance().FileCount() == 0;
-  const bool compared = BriefingFullUpdate(type == kExpired);
+  const bool compared = BriefingFullUpdate();
   if (!compared) (void)Fail(kTag, "[Briefing]Briefing Failed!");
   LogInfo(kTag, "[Briefing]-----------Briefing End-------------");
   bool good = compared && version;
@@ -58,34 +59,39 @@ int SyncHelper::Briefing(int type) {
     good = (nothingHere || listedNothing || localOperation.SetLatestVersion(version->fileVersion)) &&
            FinishFullSync();
   }
-  if (good) (void)IncrementSync();  // What fails there is repeated by the next tick.
+  if (good) {
+    GiveBackEmpty();
+    (void)IncrementSync();  // What fails there is repeated by the next tick.
+  }
   briefingBusy = false;
   return good ? kDone : kFailed;
 }
 
-bool SyncHelper::BriefingFullUpdate(bool purge) {
+bool SyncHelper::BriefingFullUpdate() {
   constexpr char kTag[] = "SyncHelper::BriefingFullUpdate";
   LogInfo(kTag, "BriefingFullUpdate begin");
   auto& gallery = Gallery::GetInstance();
   Gallery::Files local;
   gallery.GetAllFiles(local);
   listedNothing = false;
+  listedEmpty.clear();
   if (local.empty()) {
     LogInfo(kTag, "[Briefing]localFilesList is empty");
     return true;
   }
-  std::size_t listed = 0;
+  std::unordered_set<std::string> listed;
   LogInfo(kTag, "[Briefing]Begin Defalut Album Briefing");
-  if (!BriefingProcessAlbum(local, false, listed)) return false;
+  if (!BriefingProcessAlbum(false, listed)) return false;
   LogInfo(kTag, "[Briefing]Begin Recyle Album Briefing");
-  if (!BriefingProcessAlbum(local, true, listed)) return false;
+  if (!BriefingProcessAlbum(true, listed)) return false;
   // A listing without a single file is silence, and deletes nothing.
-  listedNothing = listed == 0;
+  listedNothing = listed.empty();
   if (listedNothing) local.clear();
   SyncLocalOperation::Files uploadAgain;
   std::erase_if(local, [&](const GalleryFile::Ptr& file) {
+    if (listed.contains(file->UniqueId())) return true;
     if (file->GalleryState == kContentToUpload || file->IsLocalOnly()) return true;
-    if (!(purge || purgeNotInCloud) || file->IsDeleted || file->IsInBin() || !IsOnDisk(*file)) return false;
+    if (!purgeNotInCloud || file->IsDeleted || file->IsInBin() || !IsOnDisk(*file)) return false;
     uploadAgain.push_back(file);
     return true;
   });
@@ -107,6 +113,7 @@ bool SyncHelper::UploadAgain(const SyncLocalOperation::Files& files) {
     file->GalleryState = kContentToUpload;
     file->SetFileId("");
     // The upload takes files whose id is the one made here.
+    if (file->Guid().empty()) file->SetGuid(MethodFunction::NewGuid());
     file->SetUniqueId(file->Guid());
     renamed = Gallery::GetInstance().UpdateFileUId(file, former) && renamed;
   }
@@ -135,7 +142,7 @@ bool SyncHelper::GetCloudBriefingFiles(std::string& cursor, bool recycle, std::v
   return true;
 }
 
-bool SyncHelper::BriefingProcessAlbum(Gallery::Files& local, bool recycle, std::size_t& listed) {
+bool SyncHelper::BriefingProcessAlbum(bool recycle, std::unordered_set<std::string>& listed) {
   constexpr char kTag[] = "SyncHelper::BriefingProcessAlbum";
   std::string cursor;
   do {
@@ -143,29 +150,30 @@ bool SyncHelper::BriefingProcessAlbum(Gallery::Files& local, bool recycle, std::
     std::vector<BriefingItem> items;
     if (!GetCloudBriefingFiles(cursor, recycle, items))
       return Fail(kTag, "GetCloudBriefingFiles return false");
-    listed += items.size();
-    if (!BriefingPage(items, local)) return false;
+    for (const auto& item : items) listed.insert(item.uniqueId);
+    if (!BriefingPage(items)) return false;
   } while (!cursor.empty());
   return true;
 }
 
-bool SyncHelper::BriefingPage(const std::vector<BriefingItem>& page, Gallery::Files& local) {
+bool SyncHelper::BriefingPage(std::vector<BriefingItem>& items) {
   constexpr char kTag[] = "SyncHelper::BriefingProcessAlbum";
-  std::vector<BriefingItem> items = page;
-  Ids empty;
+  const std::size_t before = listedEmpty.size();
   for (const auto& item : items) {
-    if (item.size == 0) empty.push_back(item.uniqueId);
+    if (item.size == 0) listedEmpty.push_back(item.uniqueId);
   }
   LogInfo(kTag, [&] {
     return "content refund tasks need to be created for the photo whose size is 0,number:" +
-           std::to_string(empty.size());
+           std::to_string(listedEmpty.size() - before);
   });
-  if (!empty.empty()) (void)RefundGetLock(empty, 0, true);
-  std::set<std::string> ids;
-  for (const auto& item : items) ids.insert(item.uniqueId);
   const auto shared = std::erase_if(items, [](const BriefingItem& item) { return !item.IsOwn(kOwnAlbums); });
   LogInfo(kTag, [shared] { return "[Briefing]Remove ShareFiles Count : " + std::to_string(shared); });
-  if (!DetailedProcessing(items)) return false;
-  std::erase_if(local, [&ids](const GalleryFile::Ptr& file) { return ids.contains(file->UniqueId()); });
-  return true;
+  return DetailedProcessing(items);
+}
+
+// Not while the listing runs: a refund takes the lock, whose pull starts at the
+// version stored here, and the cloud may have forgotten that one.
+void SyncHelper::GiveBackEmpty() {
+  const Ids ids = std::exchange(listedEmpty, {});
+  if (!ids.empty()) (void)RefundGetLock(ids, kContentRefund, true);  // What fails waits as a task.
 }

@@ -46,8 +46,9 @@ class ISyncLocalOperation {
   // --- Changes of the user
   virtual bool HasLocalChanges() = 0;
   virtual Albums GetCreatedAlbums() = 0;
-  virtual void UploadCreatedAlbumsFailed(const std::vector<FailedItem>& failed) = 0;
-  virtual void UploadModifyAlbumsFailed(const std::vector<FailedItem>& failed) = 0;
+  // Both return the albums that can get no other name; they will be refused again.
+  virtual std::vector<std::string> UploadCreatedAlbumsFailed(const std::vector<FailedItem>& failed) = 0;
+  virtual std::vector<std::string> UploadModifyAlbumsFailed(const std::vector<FailedItem>& failed) = 0;
   // `operation` is one of kAlbumCreated, kAlbumModified and kAlbumDeleted; others
   // do nothing.
   virtual void SetAlbumsUploaded(const std::vector<std::string>& ids, const std::string& operation) = 0;

@@ -4,7 +4,7 @@
 #include "model/gallery.h"
 #include "store/dbhelper.h"
 
-bool LoadModel(const std::function<void()>& onAlbumsLoaded) {
+bool LoadModel(const std::function<void(bool good)>& onAlbumsLoaded) {
   auto& gallery = Gallery::GetInstance();
   auto& database = DBHelper::GetInstance();
   auto* parameters = GlobalParamWrapper::GetInstance();
@@ -13,7 +13,7 @@ bool LoadModel(const std::function<void()>& onAlbumsLoaded) {
   bool good = database.GetAlbums(rows);  // The base logged why.
   if (parameters->GetDataHidePeriod()) rows.clear();
   (void)gallery.LoadAlbums(rows);
-  if (onAlbumsLoaded) onAlbumsLoaded();
+  if (onAlbumsLoaded) onAlbumsLoaded(good);
 
   Gallery::Files files;
   good = database.GetFiles(files, parameters->GetEnableShowLostCloudPhoto()) && good;

@@ -28,6 +28,7 @@ void SyncHelper::UploadContent() {
   const SpaceInfo space = services.spaceInfo ? services.spaceInfo() : SpaceInfo();
   const bool limited = services.spaceInfo && space.status == 0;
   std::int64_t bytes = 0;
+  bool queued = false;
   for (std::size_t next = 0; next < files.size();) {
     if (cancelTask) break;
     if (IsPaused()) {
@@ -48,10 +49,12 @@ void SyncHelper::UploadContent() {
       pass.push_back(files[next]);
     }
     if (pass.empty()) break;
+    queued = true;
     (void)transfers.GalleryUpload(pass, nullptr);  // What cannot be queued keeps waiting in the gallery.
     if (!WaitForTasks(remaining)) break;
   }
-  transfers.StopAllTask(TaskType::Upload);
+  // Without uploads of this call those that run belong to a refund.
+  if (queued) transfers.StopAllTask(TaskType::Upload);
   uploadPending = PendingUploads();
 }
 

@@ -2,6 +2,7 @@
 
 #include <condition_variable>
 #include <deque>
+#include <unordered_map>
 #include <unordered_set>
 
 #include "common/platform/thread.h"
@@ -77,8 +78,11 @@ class BackgroundAdder {
   std::thread worker;
 };
 
-GalleryFile::Ptr FileOfListing(const CloudFileInfo& record, std::int64_t editedTime, std::int64_t offset) {
-  const auto file = std::make_shared<GalleryFile>(record);
+// `row`: what the table knows of a file that memory does not show, or null.
+GalleryFile::Ptr FileOfListing(const CloudFileInfo& record, const GalleryFile::Ptr& row,
+                               std::int64_t editedTime, std::int64_t offset) {
+  const auto file = row ? SyncLocalOperation::RenewRow(row, record) : std::make_shared<GalleryFile>(record);
+  if (HasLocalChange(*file)) return file;
   if (record.recycleTime < 0) file->RecycleTime = 0;
   if (editedTime > 0) file->Sdsmtime = editedTime;
   if (file->SavedFileType == 0) file->SavedFileType = 1;  // A type that is no number is a picture.
@@ -98,12 +102,27 @@ class SyncHelper::KnownFiles {
       fromCloud = fromCloud || !file->IsLocalOnly();
     }
   }
+  // Rows that memory does not show have lost their content. False when they
+  // cannot be read.
+  bool ReadHidden() {
+    Gallery::Files lost;
+    if (!DBHelper::GetInstance().GetLostFiles(lost)) return false;
+    for (const auto& row : lost) hidden.emplace(row->UniqueId(), row);
+    return true;
+  }
   // Whether one of them came from the cloud before.
   bool HoldsCloudFiles() const { return fromCloud; }
-  bool Contains(const std::string& id) const { return ids.contains(id); }
+  // False when it is known; a listing that shifts tells of a file twice.
+  bool Add(const std::string& id) { return ids.insert(id).second; }
+  // The row of a file that memory does not show, or null.
+  GalleryFile::Ptr Hidden(const std::string& id) const {
+    const auto found = hidden.find(id);
+    return found == hidden.end() ? nullptr : found->second;
+  }
 
  private:
   std::unordered_set<std::string> ids;
+  std::unordered_map<std::string, GalleryFile::Ptr> hidden;
   bool fromCloud = false;
 };
 
@@ -229,8 +248,8 @@ bool SyncHelper::FullSyncGalleryFilesV2(SyncMode next) {
   if (!listed) return Fail(kTag, "All DownLoad V2 Faild");
   const auto version = QueryVersion();
   if (!version) {
-    LogWarning(kTag, "All DownLoad V2 Faild");
-    return true;  // The listing itself was good; the next tick goes on from its end.
+    (void)Fail(kTag, "All DownLoad V2 Faild");
+    return true;  // The listing itself was good; the next tick lists again and skips what is here.
   }
   const AlbumLocalVersion row = localOperation.GetVersionRecord();
   const bool moved =
@@ -252,7 +271,8 @@ bool SyncHelper::RequestDownLoadFileV2(bool& heldBefore) {
   if (!listing) return false;
   std::int64_t offset = DBHelper::GetInstance().GetMaxOffset();
   std::string cursor = localOperation.GetVersionRecord().FileCursor;
-  const KnownFiles known;
+  KnownFiles known;
+  if (!known.ReadHidden()) return Fail(kStep, "the hidden files could not be read");
   heldBefore = known.HoldsCloudFiles();
   BackgroundAdder adder(localOperation);
   do {
@@ -269,12 +289,13 @@ bool SyncHelper::RequestDownLoadFileV2(bool& heldBefore) {
   return true;
 }
 
-bool SyncHelper::StoreListedPage(const ICloudListing::MediaPage& page, const KnownFiles& known,
+bool SyncHelper::StoreListedPage(const ICloudListing::MediaPage& page, KnownFiles& known,
                                  std::int64_t& offset, SyncLocalOperation::Files& fresh) {
   for (std::size_t i = 0; i < page.media.size(); ++i) {
-    if (known.Contains(page.media[i].uniqueId)) continue;
+    const CloudFileInfo& record = page.media[i];
+    if (!known.Add(record.uniqueId)) continue;
     const std::int64_t edited = i < page.editedTime.size() ? page.editedTime[i] : 0;
-    fresh.push_back(FileOfListing(page.media[i], edited, offset++));
+    fresh.push_back(FileOfListing(record, known.Hidden(record.uniqueId), edited, offset++));
   }
   return DBHelper::GetInstance().AddFiles(fresh);
 }

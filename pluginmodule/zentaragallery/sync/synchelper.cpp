@@ -28,7 +28,6 @@ constexpr std::int32_t kDefaultBriefingDays = 30;
 // this many refusals not before the next start.
 constexpr std::int32_t kMaxFailures503 = 3;
 constexpr std::int64_t kBackOffMs = 120'000;
-constexpr std::int32_t kPendingUpload = 2;
 
 std::atomic<SyncHelper*> replacement{nullptr};
 
@@ -56,17 +55,28 @@ SyncHelper::~SyncHelper() {
 
 void SyncHelper::StartSync() {
   constexpr char kTag[] = "SyncHelper::StartSync";
+  const int stopsBefore = stops;
+  platform::MutexLock starting(startLock);
   if (started) return;
   LogInfo(kTag, "StartSync");
-  closed = false;
+  if (closed) ForgetLastRun();
+  {
+    platform::MutexLock hold(driverLock);
+    if (stops != stopsBefore) return;
+    closed = false;
+  }
   if (GlobalData::cloudGeneration == GlobalData::kGenerationUnknown) (void)CutStatus();
   CheckAndClearDatabase();
   std::mt19937 generator(std::random_device{}());
   briefingRandomMs = static_cast<std::int64_t>(generator() & kRandomMask) % kDayMs;
   LogInfo(kTag, [this] { return "Briefing Random Time :" + std::to_string(briefingRandomMs) + " ms"; });
   briefingPeriodDays = services.briefingPeriodDays ? services.briefingPeriodDays() : kDefaultBriefingDays;
-  started = true;
+  platform::MutexLock hold(driverLock);
+  if (closed) return;  // A stop came while the service was asked.
+  started = refundsToResume = true;
   cancelTask = stopRequested = false;
+  // The switch was turned on before the start.
+  if (syncSwitch && IsPaused()) status = static_cast<std::int32_t>(SyncStatus::IDLE);
   timer.diskHealth = services.diskHealth;
   timer.Start(
       kTickMs, [this] { (void)RunOnce(); }, false);
@@ -83,19 +93,43 @@ void SyncHelper::StartSync() {
     }
     StartWatch();
   }
-  const Ids pending = services.pendingUploads ? services.pendingUploads() : Ids();
-  if (!pending.empty()) (void)RefundGetLock(pending, kPendingUpload, false);
   if (services.registerPush) {
     services.registerPush(
         [this](const std::string& command, const std::string& body) { ProcessPushMsg(command, body); });
   }
-  platform::MutexLock hold(watchLock);
+  platform::MutexLock watch(watchLock);
   if (services.makePlayer && !playerThread.joinable()) playerThread = std::thread(services.makePlayer);
 }
 
 void SyncHelper::StopTimer() {
+  platform::MutexLock starting(startLock);
+  EndTicks();
+}
+
+void SyncHelper::EndTicks() {
   timer.Stop();
   if (services.stopLostFiles) services.stopLostFiles();
+}
+
+// A cycle may have gone on behind the stop, with what it had read of the user
+// before.
+void SyncHelper::ForgetLastRun() {
+  EndTicks();
+  {
+    platform::MutexLock hold(watchLock);
+    if (watchThread.joinable()) watchThread.join();
+  }
+  ReleaseLock();
+  localOperation.ForgetUnsaved();
+  EmptyViews();
+  lastError.Set({});
+  dataLoaded = hasTicked = timeLineToldIdle = timeLineToldCycle = false;
+}
+
+void SyncHelper::EmptyViews() {
+  auto& gallery = Gallery::GetInstance();
+  (void)gallery.Init();
+  (void)gallery.AddFiles({});
 }
 
 void SyncHelper::StartWatch() {
@@ -110,19 +144,23 @@ void SyncHelper::StartWatch() {
 
 void SyncHelper::StopSync() {
   LogInfo("SyncHelper::StopSync", "StopSync");
-  closed = true;
+  {
+    platform::MutexLock hold(driverLock);
+    ++stops;
+    closed = true;
+    started = false;
+  }
   stopRequested = cancelTask = true;
   if (services.clearSelection) services.clearSelection();
-  auto& gallery = Gallery::GetInstance();
-  (void)gallery.Init();
-  (void)gallery.AddFiles({});
+  EmptyViews();
   if (services.removePush) services.removePush();
   localOperation.ForgetUnsaved();
-  started = dataLoaded = false;
+  dataLoaded = false;
 }
 
 void SyncHelper::ClearStopFlags() {
-  stopRequested = keepLockStop = cancelTask = false;
+  // Not `keepLockStop`: the lock of a refund may be on its way back.
+  stopRequested = cancelTask = false;
   // A stop that came between must not be forgotten.
   if (closed) stopRequested = cancelTask = true;
 }
@@ -177,11 +215,14 @@ std::int64_t SyncHelper::PendingUploads() {
 }
 
 bool SyncHelper::RunOnce() {
-  if (ticking.exchange(true)) return false;
+  if (ticking.exchange(true)) {
+    tickRefused = true;
+    return false;
+  }
   lastError.Set({});
   hasTicked = true;
   SyncTick();
-  ticking = false;
+  EndTurn();
   return lastError.Get().step.empty();
 }
 
@@ -247,8 +288,8 @@ bool SyncHelper::WaitsAfter503() const {
 
 bool SyncHelper::LoadDataToMemory() {
   if (dataLoaded) return true;
-  if (!LoadModel([this] {
-        if (ISyncCallback* listener = callback) listener->Notify(0);
+  if (!LoadModel([this](bool loaded) {
+        if (ISyncCallback* listener = callback) listener->Notify(loaded ? 0 : 1);
       })) {
     return Fail("SyncHelper::LoadDataToMemory", "the database could not be read");
   }

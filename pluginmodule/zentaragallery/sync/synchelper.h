@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <unordered_set>
 #include <vector>
 
 #include "common/platform/mutex.h"
@@ -78,7 +79,9 @@ class SyncHelper {
   void ReleaseLock();
   // Takes the lock and has tasks made that give `fileIds` back to the cloud. Type
   // 0 contents, 1 thumbnails, 2 uploads that were pending at the start; `force`
-  // takes content whose name is not known too.
+  // takes content whose name is not known too. False when the lock cannot be had:
+  // the tasks then wait for a later call. The lock stays until the tasks of all
+  // calls have ended.
   bool RefundGetLock(const Ids& fileIds, std::int32_t type, bool force);
   // For a thread that is not the timer's: runs `work` while no cycle runs, waiting
   // for one that does, and gives its result. False, without it, after StopSync.
@@ -105,7 +108,7 @@ class SyncHelper {
   // 0 done, 1 failed, 2 already running, 4 refused. Types: 0 far behind during a
   // full sync, 1 expired, 2 by push, 3 changes arrived during a full sync.
   int Briefing(int type);
-  bool BriefingFullUpdate(bool purge);
+  bool BriefingFullUpdate();
 
   // --- Client init
 
@@ -132,6 +135,9 @@ class SyncHelper {
   void Enter(SyncStatus next);
   bool IsPaused() const { return status == static_cast<std::int32_t>(SyncStatus::PAUSE); }
   bool Fail(const char* step, const std::string& text, const std::string& item = {});
+  void EndTicks();
+  void ForgetLastRun();
+  static void EmptyViews();
   void StartWatch();
   void ClearStopFlags();
   std::int64_t PendingUploads();
@@ -149,7 +155,7 @@ class SyncHelper {
   bool FullSyncAlbumsV2();
   bool FullSyncGalleryFilesV2(SyncMode mode);
   bool RequestDownLoadFileV2(bool& heldBefore);
-  bool StoreListedPage(const ICloudListing::MediaPage& page, const KnownFiles& known, std::int64_t& offset,
+  bool StoreListedPage(const ICloudListing::MediaPage& page, KnownFiles& known, std::int64_t& offset,
                        SyncLocalOperation::Files& fresh);
   bool FinishFullSync();
   bool EndFullSync(bool good);
@@ -165,8 +171,14 @@ class SyncHelper {
   bool FillGap(std::int64_t fileVersion);
 
   // synclock.cpp
+  bool TakeService();
   void KeepLock(std::int32_t intervalSeconds);
-  std::vector<RefundTask> BuildRefundTasks(const Ids& fileIds, std::int32_t type, bool force);
+  void EndTurn();
+  void FreeTurn();
+  void ReleaseAfterRefund();
+  void ResumeRefunds();
+  static bool BuildRefundTasks(const Ids& fileIds, std::int32_t type, bool force,
+                               std::vector<RefundTask>& tasks);
 
   // syncupload.cpp
   bool UploadCreatedAlbums();
@@ -179,6 +191,7 @@ class SyncHelper {
   bool UploadFailed(const char* text);
   void NoteRefused(const char* step, const std::vector<FailedItem>& failed,
                    const std::function<bool(const std::string& code)>& isDealtWith);
+  void NoteStuck(const char* step, const Ids& albums);
 
   // synccontent.cpp
   bool ContentIsPaused() const;
@@ -187,8 +200,9 @@ class SyncHelper {
 
   // briefing.cpp
   bool UploadAgain(const SyncLocalOperation::Files& files);
-  bool BriefingProcessAlbum(Gallery::Files& local, bool recycle, std::size_t& listed);
-  bool BriefingPage(const std::vector<BriefingItem>& items, Gallery::Files& local);
+  bool BriefingProcessAlbum(bool recycle, std::unordered_set<std::string>& listed);
+  bool BriefingPage(std::vector<BriefingItem>& items);
+  void GiveBackEmpty();
   bool DetailedProcessing(const std::vector<BriefingItem>& items);
   bool DetailedProcessAddFile(const Ids& ids);
   bool DetailedProcessModifyFile(const Ids& ids);
@@ -218,8 +232,9 @@ class SyncHelper {
   std::atomic<int> lockCount{0};
 
   std::atomic<bool> started{false};
-  std::atomic<bool> closed{false};   // StopSync came: no cycle may clear its flags
-  std::atomic<bool> ticking{false};  // a tick is under way on some thread
+  std::atomic<bool> closed{false};       // StopSync came: no cycle may clear its flags
+  std::atomic<bool> ticking{false};      // a tick is under way on some thread
+  std::atomic<bool> tickRefused{false};  // another was asked for meanwhile
   std::atomic<bool> hasTicked{false};
   std::atomic<bool> cycleRunning{false};
   std::atomic<bool> hasSynced{false};
@@ -229,12 +244,23 @@ class SyncHelper {
   std::atomic<bool> dataLoaded{false};
   std::atomic<bool> syncSwitch{true};
   std::atomic<bool> purgeNotInCloud{false};
-  std::atomic<bool> refundHoldsLock{false};
-  std::atomic<bool> stopRequested{false};  // its address is the cancel word of GetLock
+  std::atomic<int> refundHoldsLock{0};       // calls whose tasks have not ended
+  std::atomic<bool> refundEnded{false};      // nobody has looked since whether the lock can go
+  std::atomic<bool> refundsToResume{false};  // those that were pending at the start
+  std::atomic<bool> stopRequested{false};    // its address is the cancel word of GetLock
   std::atomic<bool> keepLockStop{false};
   std::atomic<bool> cancelTask{false};  // looked at between pages and batches
   std::atomic<bool> timeLineToldIdle{false};
   std::atomic<bool> timeLineToldCycle{false};
+
+  Ids listedEmpty;  // of size 0 in the last comparison; the thread of its cycle
+
+  // Starts and joins of the timer, requests and all; before `driverLock`, which
+  // is before `watchLock`.
+  platform::Mutex startLock;
+  // A start that begins its threads, against a stop; never over a request.
+  platform::Mutex driverLock;
+  std::atomic<int> stops{0};  // so far; a start in which it grows is none
 
   platform::Mutex keeperLock;
   std::thread keepLockThread GUARDED_BY(keeperLock);

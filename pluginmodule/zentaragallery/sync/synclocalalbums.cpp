@@ -144,18 +144,20 @@ SyncLocalOperation::Albums SyncLocalOperation::GetDeleteAlbums() {
   return albums;
 }
 
-void SyncLocalOperation::ChangeAlbumName(const std::string& albumId) {
+bool SyncLocalOperation::ChangeAlbumName(const std::string& albumId) {
   auto& gallery = Gallery::GetInstance();
   const auto album = gallery.GetAlbum(albumId);
-  if (!album) return;
+  if (!album) return true;
   const std::wstring name = album->AlbumName.Get();
   LogInfo("SyncLocalOperation::ChangeAlbumName", [&] { return "album name is exist:" + albumId; });
   for (int number = 1; number <= kMaxNumberBehindName; ++number) {
     const std::wstring next = name + L"(" + std::to_wstring(number) + L")";
     if (gallery.AlbumNameIsExist(next)) continue;
-    if (gallery.RenameAlbum(album, next)) (void)SaveAlbums({album});
-    return;
+    if (!gallery.RenameAlbum(album, next)) return false;
+    (void)SaveAlbums({album});  // Kept for the next cycle when the database refuses.
+    return true;
   }
+  return false;
 }
 
 // Two albums claim one name: the cloud's keeps it and takes the files.
@@ -163,11 +165,7 @@ void SyncLocalOperation::ResolveAlbumConflict(const FailedItem& item) {
   auto& gallery = Gallery::GetInstance();
   const auto album = gallery.GetAlbum(item.id);
   if (item.conflictId.empty() || !album) return;
-  if (item.conflictId == item.id) {
-    album->Operation = kAlbumModified;
-    (void)SaveAlbums({album});
-    return;
-  }
+  if (item.conflictId == item.id) return SetAlbumsChanged({item.id});
   const auto target = gallery.GetAlbum(item.conflictId);
   if (!target) return;  // The next pull brings it.
   (void)gallery.MoveFiles(album, target);
@@ -175,21 +173,29 @@ void SyncLocalOperation::ResolveAlbumConflict(const FailedItem& item) {
   (void)DeleteAlbums({album});
 }
 
-void SyncLocalOperation::UploadCreatedAlbumsFailed(const std::vector<FailedItem>& failed) {
+std::vector<std::string> SyncLocalOperation::UploadCreatedAlbumsFailed(
+    const std::vector<FailedItem>& failed) {
   for (const auto& item : failed) {
-    if (item.code == kNameTaken) ChangeAlbumName(item.id);
     if (item.code == kKnownUnderOtherId) ResolveAlbumConflict(item);
-    if (item.code != kUnknownAlbum) continue;
-    if (const auto album = Gallery::GetInstance().GetAlbum(item.id)) {
-      album->Operation = kAlbumModified;
-      (void)SaveAlbums({album});
-    }
+    if (item.code == kUnknownAlbum) SetAlbumsChanged({item.id});
   }
+  return UploadModifyAlbumsFailed(failed);
 }
 
-void SyncLocalOperation::UploadModifyAlbumsFailed(const std::vector<FailedItem>& failed) {
+std::vector<std::string> SyncLocalOperation::UploadModifyAlbumsFailed(const std::vector<FailedItem>& failed) {
+  std::vector<std::string> stuck;
   for (const auto& item : failed) {
-    if (item.code == kNameTaken) ChangeAlbumName(item.id);
+    if (item.code == kNameTaken && !ChangeAlbumName(item.id)) stuck.push_back(item.id);
+  }
+  return stuck;
+}
+
+void SyncLocalOperation::SetAlbumsChanged(const std::vector<std::string>& ids) {
+  for (const auto& id : ids) {
+    const auto album = Gallery::GetInstance().GetAlbum(id);
+    if (!album) continue;
+    album->Operation = kAlbumModified;
+    (void)SaveAlbums({album});  // Kept for the next cycle when the database refuses.
   }
 }
 

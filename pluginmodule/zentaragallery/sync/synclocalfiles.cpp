@@ -183,14 +183,14 @@ bool SyncLocalOperation::Repair(const CloudFileInfo& record, Page& page) {
   const auto file = DBHelper::GetInstance().GetFile(record.uniqueId);
   if (!file) return false;
   if (file->Guid().empty()) file->SetGuid(MethodFunction::NewGuid());
-  ApplyAlbumRule(file, page);
+  ApplyAlbumRule(file);
   page.inserts.push_back(file);
   return true;
 }
 
 // A file that arrives in an album that the user deleted goes to the bin; in a
 // live one it replaces the copy of the same picture that waits for upload.
-void SyncLocalOperation::ApplyAlbumRule(const FilePtr& file, Page&) {
+void SyncLocalOperation::ApplyAlbumRule(const FilePtr& file) {
   if (file->IsInBin()) return;
   const auto album = TheGallery().GetAlbum(file->AlbumId());
   if (!album) {
@@ -228,7 +228,7 @@ void SyncLocalOperation::TakeRest(std::vector<CloudFileInfo>& files, Page& page)
       page.updates.push_back({std::move(file), std::move(record)});
     } else {
       const auto fresh = BuildFile(record);
-      if (!HasLocalChange(*fresh)) ApplyAlbumRule(fresh, page);
+      if (!HasLocalChange(*fresh)) ApplyAlbumRule(fresh);
       page.inserts.push_back(fresh);
     }
   }
@@ -239,12 +239,18 @@ void SyncLocalOperation::TakeRest(std::vector<CloudFileInfo>& files, Page& page)
 // that waits while its album is hidden, say, which must outlive this.
 SyncLocalOperation::FilePtr SyncLocalOperation::BuildFile(const CloudFileInfo& record) {
   const auto row = DBHelper::GetInstance().GetFile(record.uniqueId);
-  if (row && HasLocalChange(*row)) {
+  return row ? RenewRow(row, record) : std::make_shared<GalleryFile>(record);
+}
+
+SyncLocalOperation::FilePtr SyncLocalOperation::RenewRow(const FilePtr& row, const CloudFileInfo& record) {
+  if (HasLocalChange(*row)) {
     TakeIdentifiers(*row, record);
     return row;
   }
   const auto file = std::make_shared<GalleryFile>(record);
-  if (row) file->SetLocalPath(row->LocalPath());
+  file->SetLocalPath(row->LocalPath());
+  if (!row->Guid().empty()) file->SetGuid(row->Guid());
+  file->IsLocalUpload = row->IsLocalUpload;
   return file;
 }
 
@@ -285,7 +291,7 @@ bool SyncLocalOperation::Apply(Page& page) {
     if (!HasLocalChange(*update.file)) {
       TakePlace(*update.file, update.record);
       TakeIdentifiers(*update.file, update.record);
-      ApplyAlbumRule(update.file, page);
+      ApplyAlbumRule(update.file);
     } else {
       TakeIdentifiers(*update.file, update.record);
     }
@@ -422,4 +428,15 @@ bool SyncLocalOperation::RecycleHere(const Files& files) {
     told.push_back(file);
   }
   return SaveFiles(told);
+}
+
+bool SyncLocalOperation::RecycleHidden(const std::vector<std::string>& ids) {
+  Files files;
+  for (const auto& id : ids) {
+    const auto row = TheGallery().GetFile(id) ? nullptr : DBHelper::GetInstance().GetFile(id);
+    if (!row || row->IsInBin() || TheGallery().GetAlbum(row->AlbumId())) continue;
+    ApplyAlbumRule(row);
+    if (row->IsInBin()) files.push_back(row);
+  }
+  return InsertFiles(files);
 }

@@ -37,19 +37,7 @@ bool SyncLocalOperation::ReadVersionRecord(AlbumLocalVersion& record, bool& foun
 }
 
 bool SyncLocalOperation::ChangeVersionRecord(const std::function<void(AlbumLocalVersion&)>& change) {
-  platform::MutexLock hold(versionLock);
-  std::vector<AlbumLocalVersion> rows;
-  if (!DBHelper::GetInstance().GetLocalVersions(rows) || rows.empty()) return false;
-  bool stored = true;
-  for (auto& row : rows) {
-    const std::string key = row.AlbumVersion;
-    change(row);
-    // The key changes only where a new cloud state replaces an older one.
-    stored = (row.AlbumVersion == key ? DBHelper::GetInstance().AddLocalVersion(row)
-                                      : DBHelper::GetInstance().UpdateLocalVersion(row, key)) &&
-             stored;
-  }
-  return stored;
+  return DBHelper::GetInstance().ChangeLocalVersions(change);
 }
 
 AlbumLocalVersion SyncLocalOperation::GetVersionRecord() {

@@ -29,8 +29,8 @@ class SyncLocalOperation : public ISyncLocalOperation {
 
   bool HasLocalChanges() override;
   Albums GetCreatedAlbums() override;
-  void UploadCreatedAlbumsFailed(const std::vector<FailedItem>& failed) override;
-  void UploadModifyAlbumsFailed(const std::vector<FailedItem>& failed) override;
+  std::vector<std::string> UploadCreatedAlbumsFailed(const std::vector<FailedItem>& failed) override;
+  std::vector<std::string> UploadModifyAlbumsFailed(const std::vector<FailedItem>& failed) override;
   void SetAlbumsUploaded(const std::vector<std::string>& ids, const std::string& operation) override;
   Albums GetModifyAlbums() override;
   Albums GetDeleteAlbums() override;
@@ -77,6 +77,13 @@ class SyncLocalOperation : public ISyncLocalOperation {
   bool AddToMemory(const Files& files);
   // Moves files that lie in memory into the bin and has the cloud told.
   bool RecycleHere(const Files& files);
+  // The same for rows that memory does not show, whose album was deleted here.
+  bool RecycleHidden(const std::vector<std::string>& ids);
+  // Has live albums go up as changed ones.
+  void SetAlbumsChanged(const std::vector<std::string>& ids);
+  // The file of a cloud's record whose row memory does not show: the row itself
+  // when a change waits in it, else a new file with what only this computer knows.
+  static FilePtr RenewRow(const FilePtr& row, const CloudFileInfo& record);
   bool SaveFiles(const Files& files);
   bool SaveAlbums(const Albums& albums);
 
@@ -90,18 +97,15 @@ class SyncLocalOperation : public ISyncLocalOperation {
   void TakeProtected(std::vector<CloudFileInfo>& files, Page& page);
   void TakeRest(std::vector<CloudFileInfo>& files, Page& page);
   FilePtr BuildFile(const CloudFileInfo& record);
-  void ApplyAlbumRule(const FilePtr& file, Page& page);
+  void ApplyAlbumRule(const FilePtr& file);
   bool Apply(Page& page);
   bool AddToBin(const std::vector<CloudFileInfo>& records);
   bool EraseRows(const std::vector<std::string>& ids);
-  void ChangeAlbumName(const std::string& albumId);
+  bool ChangeAlbumName(const std::string& albumId);
   void ResolveAlbumConflict(const FailedItem& item);
 
   const SyncServices& services;
   const std::function<void()> wake;
-
-  platform::Mutex
-      versionLock;  // held over a read and write of the version row, so that no part of it is lost
 
   platform::Mutex unsavedLock;
   std::set<Album::Ptr> unsavedAlbums GUARDED_BY(unsavedLock);

@@ -18,6 +18,13 @@ GalleryTransManager& Transfers() { return GalleryTransManager::GetInstance(); }
 
 }  // namespace
 
+// The one before stays where there is none: a lock that is held goes back by it.
+bool SyncHelper::TakeService() {
+  ISyncServiceOperation* next = localOperation.ChooseService(CutStatus());
+  if (next) serviceOperation = next;
+  return next != nullptr;
+}
+
 bool SyncHelper::Lock() {
   constexpr char kTag[] = "SyncHelper::Lock";
   if (lockCount > 0 || !Transfers().LockToken().empty()) return true;
@@ -71,9 +78,9 @@ void SyncHelper::KeepLock(std::int32_t intervalSeconds) {
 }
 
 void SyncHelper::ReleaseLock() {
-  keepLockStop = true;
   {
     platform::MutexLock hold(keeperLock);  // Its thread takes no lock of ours.
+    keepLockStop = true;
     if (keepLockThread.joinable()) keepLockThread.join();
   }
   const std::string token = Transfers().LockToken();
@@ -92,14 +99,36 @@ bool SyncHelper::BetweenCycles(const std::function<bool()>& work) {
     std::this_thread::sleep_for(kCyclePollMs);
   }
   const bool done = !closed && work();
-  ticking = false;
+  EndTurn();
   return done;
+}
+
+void SyncHelper::EndTurn() {
+  FreeTurn();
+  ReleaseAfterRefund();
+}
+
+// The wake of a tick that found the turn taken is spent: its next one is due now.
+void SyncHelper::FreeTurn() {
+  ticking = false;
+  if (tickRefused.exchange(false)) timer.Wake();
+}
+
+// Not under a cycle, which may need the lock by now; such a cycle comes here at
+// its end.
+void SyncHelper::ReleaseAfterRefund() {
+  while (refundEnded && !ticking.exchange(true)) {
+    if (refundEnded.exchange(false) && refundHoldsLock == 0 && PendingUploads() == 0) {
+      LogInfo("SyncHelper::RefundGetLock", "Release lock from refund");
+      ReleaseLock();
+    }
+    FreeTurn();
+  }
 }
 
 bool SyncHelper::WithLock(const std::function<bool()>& work) {
   return BetweenCycles([&] {
-    if (!serviceOperation) serviceOperation = localOperation.ChooseService(CutStatus());
-    if (!Lock()) return false;
+    if ((!serviceOperation && !TakeService()) || !Lock()) return false;
     const bool done = work();
     // Contents on their way up need the lock until the last of them has ended.
     if (!refundHoldsLock) ReleaseLock();
@@ -107,9 +136,13 @@ bool SyncHelper::WithLock(const std::function<bool()>& work) {
   });
 }
 
-std::vector<RefundTask> SyncHelper::BuildRefundTasks(const Ids& fileIds, std::int32_t type, bool force) {
-  std::vector<RefundTask> tasks;
+bool SyncHelper::BuildRefundTasks(const Ids& fileIds, std::int32_t type, bool force,
+                                  std::vector<RefundTask>& tasks) {
   for (const auto& id : fileIds) {
+    if (!GlobalParamWrapper::GetInstance()->GetIsUserLoggedIn()) {
+      LogWarning("SyncHelper::RefundGetLock", "change account");
+      return false;
+    }
     RefundTask task{id, type, nullptr};
     if (type != kPendingUpload) {
       task.file = DBHelper::GetInstance().GetFile(id);
@@ -121,7 +154,7 @@ std::vector<RefundTask> SyncHelper::BuildRefundTasks(const Ids& fileIds, std::in
     }
     tasks.push_back(std::move(task));
   }
-  return tasks;
+  return true;
 }
 
 bool SyncHelper::RefundGetLock(const Ids& fileIds, std::int32_t type, bool force) {
@@ -129,29 +162,35 @@ bool SyncHelper::RefundGetLock(const Ids& fileIds, std::int32_t type, bool force
   auto* parameters = GlobalParamWrapper::GetInstance();
   LogInfo(kTag, [&] { return "CreateGalleryTask size = " + std::to_string(fileIds.size()); });
   if (fileIds.empty()) return true;
-  if (!parameters->GetIsUserLoggedIn()) {
-    LogWarning(kTag, "change account");
-    return false;
-  }
-  const auto tasks = BuildRefundTasks(fileIds, type, force);
+  std::vector<RefundTask> tasks;
+  if (!BuildRefundTasks(fileIds, type, force, tasks)) return false;
   if (tasks.empty()) {
     LogInfo(kTag, "create gallery refund task, data is empty");
     return true;
   }
   // Nobody could do the tasks, and a lock for them would never be given back.
   if (!services.createRefundTasks) return true;
-  serviceOperation = localOperation.ChooseService(CutStatus());
+  const bool served = TakeService();
+  bool held = false;
   if (!parameters->GetIsUserLoggedIn()) {
     LogWarning(kTag, "change account");
   } else {
     LogInfo(kTag, "get lock from gallery refund task");
-    if (Lock()) refundHoldsLock = true;
+    held = served && Lock();
   }
-  services.createRefundTasks(tasks, refundHoldsLock, [this] {
-    refundHoldsLock = false;
-    if (PendingUploads() != 0) return;
-    LogInfo("SyncHelper::RefundGetLock", "Release lock from refund");
-    ReleaseLock();
+  if (held) ++refundHoldsLock;
+  services.createRefundTasks(tasks, held, [this, held] {
+    if (!held) return;
+    --refundHoldsLock;
+    refundEnded = true;
+    ReleaseAfterRefund();
   });
-  return true;
+  return held;
+}
+
+// After a cycle: memory is loaded, and the lock is nobody's.
+void SyncHelper::ResumeRefunds() {
+  if (!refundsToResume.exchange(false)) return;
+  const Ids pending = services.pendingUploads ? services.pendingUploads() : Ids();
+  if (!RefundGetLock(pending, kPendingUpload, false)) refundsToResume = true;
 }

@@ -4,10 +4,13 @@
 #include "sync/synchelper.h"
 #include "utils/gallerylog.h"
 #include "utils/globaldata.h"
+#include "utils/methodfunction.h"
 
 namespace {
 
 constexpr int kEventCycleFailed = 281;
+// As the time of the last comparison: its period is over.
+constexpr std::int64_t kCompareNow = 1;
 constexpr char kPullTag[] = "SyncHelper::DownLoadFromCloud";
 
 std::string Number(std::int64_t number) { return std::to_string(number); }
@@ -18,6 +21,7 @@ bool SyncHelper::IncrementSync() {
   const bool good = IncrementCycle();
   targetVersion = -1;
   cycleRunning = false;
+  if (good && !IsPaused()) ResumeRefunds();
   return good;
 }
 
@@ -36,8 +40,7 @@ bool SyncHelper::IncrementCycle() {
   targetVersion = -1;
   pulled = false;
   cycleRunning = true;
-  serviceOperation = localOperation.ChooseService(CutStatus());
-  if (!serviceOperation) {
+  if (!TakeService()) {
     if (IsPaused()) Tell(SyncStatus::PAUSE, uploadPending);
     if (GlobalData::cloudGeneration != GlobalData::kGenerationUnknown) return true;
     return Fail(kTag, "the cloud did not tell its generation");
@@ -154,7 +157,7 @@ bool SyncHelper::PullAlbums(const std::string& version, Gallery::Albums& deleted
 bool SyncHelper::FillGap(std::int64_t fileVersion) {
   const bool nothingHere = Gallery::GetInstance().FileCount() == 0;
   purgeNotInCloud = true;
-  const bool compared = BriefingFullUpdate(true);
+  const bool compared = BriefingFullUpdate();
   purgeNotInCloud = false;
   if (!compared) return Fail(kPullTag, "BriefingFullUpdate fail");
   if (nothingHere) {
@@ -165,8 +168,16 @@ bool SyncHelper::FillGap(std::int64_t fileVersion) {
     });
     return Fail(kPullTag, "history is gone, the listing starts again");
   }
-  if (localOperation.SetLatestVersion(fileVersion)) return true;
-  return Fail(kPullTag, "the version could not be stored");
+  const bool stored = localOperation.ChangeVersionRecord([&](AlbumLocalVersion& row) {
+    row.LatestVersion = fileVersion;
+    row.UpdateTime = MethodFunction::CurrentTime();
+    // No pull could ever close the gap of an account without files, so the
+    // version moves; in case it was silence, the next tick compares again.
+    if (listedNothing) row.BriefingTime = kCompareNow;
+  });
+  if (!stored) return Fail(kPullTag, "the version could not be stored");
+  GiveBackEmpty();
+  return true;
 }
 
 bool SyncHelper::PullFiles(std::int64_t from, std::int64_t to) {

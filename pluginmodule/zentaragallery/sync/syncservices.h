@@ -43,8 +43,8 @@ struct SyncServices {
 
   // Uploads that were pending when the program ended; not set: none.
   std::function<std::vector<std::string>()> pendingUploads;
-  // Makes tasks and calls `done` when the last of them has ended; not set:
-  // nothing can be given back yet.
+  // Makes tasks and calls `done` when the last of them has ended, on any thread;
+  // not set: nothing can be given back yet.
   std::function<void(const std::vector<RefundTask>&, bool lockHeld, std::function<void()> done)>
       createRefundTasks;
   // Starts the search for files that the cloud has lost.

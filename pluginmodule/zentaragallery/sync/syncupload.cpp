@@ -69,6 +69,22 @@ Gallery::Albums CopiesForUpload(const Gallery::Albums& albums) {
   return copies;
 }
 
+// Takes albums that the user changed while they were sent out of `succeeded` and
+// returns them: they have to go up once more.
+SyncHelper::Ids TakeOutChanged(const Gallery::Albums& copies, SyncHelper::Ids& succeeded) {
+  SyncHelper::Ids changed;
+  for (const auto& copy : copies) {
+    const std::string id = copy->AlbumId.Get();
+    const auto present = Gallery::GetInstance().GetAlbum(id);
+    if (!present) continue;
+    if (present->AlbumName.Get() == copy->AlbumName.Get() && present->Expand() == copy->Expand()) continue;
+    if (std::erase(succeeded, id) == 0) continue;
+    LogInfo("SyncHelper::UploadModifyAlbums", "Album Name Has Changed " + id);
+    changed.push_back(id);
+  }
+  return changed;
+}
+
 CloudFileInfo RecordForUpload(const GalleryFile& file) {
   CloudFileInfo record;
   record.uniqueId = file.UniqueId();
@@ -114,6 +130,10 @@ void SyncHelper::NoteRefused(const char* step, const std::vector<FailedItem>& fa
   }
 }
 
+void SyncHelper::NoteStuck(const char* step, const Ids& albums) {
+  for (const auto& id : albums) (void)Fail(step, "the name is taken, and no other can be given", id);
+}
+
 bool SyncHelper::SyncUpload() {
   if (!serviceOperation) return false;
   if (!UploadCreatedAlbums()) return UploadFailed("Upload Created Albums Fialed!");
@@ -135,15 +155,18 @@ bool SyncHelper::UploadCreatedAlbums() {
   ISyncServiceOperation* service = serviceOperation;
   return ForEachBatch(localOperation.GetCreatedAlbums(), service->GetAlbumLimit(), cancelTask,
                       [&](const Gallery::Albums& batch) {
-                        const auto result = service->UploadCreateAlbum(CopiesForUpload(batch), LockToken());
+                        const Gallery::Albums copies = CopiesForUpload(batch);
+                        const auto result = service->UploadCreateAlbum(copies, LockToken());
                         if (!result) {
                           LogWarning(kTag, "Upload Created Albums Failed!");
                           return false;
                         }
                         if (HasFailures(result->code))
-                          localOperation.UploadCreatedAlbumsFailed(result->failed);
+                          NoteStuck(kTag, localOperation.UploadCreatedAlbumsFailed(result->failed));
                         NoteRefused(kTag, result->failed, IsAlbumCode);
+                        const Ids changed = TakeOutChanged(copies, result->succeeded);
                         localOperation.SetAlbumsUploaded(result->succeeded, kAlbumCreated);
+                        localOperation.SetAlbumsChanged(changed);
                         LogInfo(kTag,
                                 Counts("Upload Created Albums Success Count : ", result->succeeded.size(),
                                        "Failed Count:", result->failed.size()));
@@ -159,15 +182,9 @@ bool SyncHelper::UploadModifyAlbums() {
                         const Gallery::Albums copies = CopiesForUpload(batch);
                         const auto result = service->UploadModifyAlbum(copies, LockToken());
                         if (!result) return false;
-                        for (const auto& copy : copies) {
-                          const std::string id = copy->AlbumId.Get();
-                          const auto present = Gallery::GetInstance().GetAlbum(id);
-                          if (!present || present->AlbumName.Get() == copy->AlbumName.Get()) continue;
-                          LogInfo(kTag, "Album Name Has Changed " + id);
-                          std::erase(result->succeeded, id);
-                        }
+                        (void)TakeOutChanged(copies, result->succeeded);  // They are changes already.
                         if (HasFailures(result->code))
-                          localOperation.UploadModifyAlbumsFailed(result->failed);
+                          NoteStuck(kTag, localOperation.UploadModifyAlbumsFailed(result->failed));
                         NoteRefused(kTag, result->failed, IsAlbumCode);
                         localOperation.SetAlbumsUploaded(result->succeeded, kAlbumModified);
                         LogInfo(kTag, Counts("Upload Modify Albums Success Count :", result->succeeded.size(),
@@ -272,6 +289,7 @@ bool SyncHelper::RecycleLeftFiles(const std::string& albumId) {
     return HasLocalChange(*file) && !file->IsInBin() && file->AlbumId() != albumId;
   });
   (void)localOperation.RecycleHere(files);  // Rows that could not be written wait for the next cycle.
+  (void)localOperation.RecycleHidden(ids);  // As above.
   return true;
 }
 
