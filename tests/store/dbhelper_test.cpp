@@ -359,4 +359,45 @@ TEST_F(DBHelperTest, FinishedTransfersKeepTheirOwnIds) {
   EXPECT_EQ(rows[0].EndTime, 2);
 }
 
+TEST_F(DBHelperTest, TransfersThatFinishAtOnceKeepTheirOwnIds) {
+  constexpr int kEach = 30;
+  std::vector<CompletedTaskProperty> rows(4 * kEach);
+  std::vector<std::thread> workers;
+  for (std::size_t worker = 0; worker < 4; ++worker) {
+    workers.emplace_back([&, worker] {
+      for (std::size_t i = 0; i < kEach; ++i) {
+        CompletedTaskProperty& row = rows[worker * kEach + i];
+        row.EndTime = static_cast<std::int64_t>(worker * kEach + i);
+        EXPECT_TRUE(database.AddCompleted(row));
+      }
+    });
+  }
+  for (std::thread& worker : workers) worker.join();
+  std::map<std::int64_t, std::int64_t> endTimes;
+  std::vector<CompletedTaskProperty> stored;
+  ASSERT_TRUE(database.GetCompleted(stored));
+  for (const auto& row : stored) endTimes[row.Id] = row.EndTime;
+  for (const auto& row : rows) EXPECT_EQ(endTimes[row.Id], row.EndTime);
+}
+
+TEST_F(DBHelperTest, DownloadThatIsStoredAlreadyLearnsItsRow) {
+  DownloadTaskProperty first, again, once;
+  first.UniqueId = again.UniqueId = once.UniqueId = "u";
+  ASSERT_TRUE(database.AddDownload(first));
+  ASSERT_TRUE(database.AddDownload(again));
+  ASSERT_TRUE(database.AddDownloads({&once}));
+  EXPECT_GT(first.Id, 0);
+  EXPECT_EQ(again.Id, first.Id);
+  EXPECT_EQ(once.Id, first.Id);
+}
+
+TEST_F(DBHelperTest, DeletingAFinishedTransferThatIsNotThereChangesNothing) {
+  CompletedTaskProperty row;
+  ASSERT_TRUE(database.AddCompleted(row));
+  (void)database.DeleteCompleted(row.Id + 7);
+  std::vector<CompletedTaskProperty> rows;
+  ASSERT_TRUE(database.GetCompleted(rows));
+  EXPECT_EQ(rows.size(), 1u);
+}
+
 }  // namespace

@@ -96,7 +96,7 @@ class DBHelper : public DatabaseOperationBase {
   std::int64_t CountFiles();
 
   // --- Transfers
-  // Stores the task unless its file has a row already; the id of the new row is
+  // Stores the task unless its file has a row already; the id of the row is
   // kept in the task.
   bool AddDownload(DownloadTaskProperty& task);
   // The same for many, all of them or none.
@@ -125,4 +125,5 @@ class DBHelper : public DatabaseOperationBase {
   platform::Mutex versionLock;
 
   GuardedField<std::wstring> userFolder;
+  platform::Mutex completedLock;  // covers writing a finished transfer and asking for its id
 };

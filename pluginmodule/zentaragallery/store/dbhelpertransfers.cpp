@@ -97,10 +97,11 @@ bool DBHelper::AddDownload(DownloadTaskProperty& task) {
   key.Insert(L":UniqueId", task.UniqueId);
   DatabaseQueryResultList rows;
   if (!Query(kFindDownload, key, rows)) return false;
-  if (!rows.empty()) return true;
-  DatabaseBindParameter set;
-  BindDownload(task, set);
-  if (!ExecuteOne(sql, set) || !Query(kFindDownload, key, rows) || rows.empty()) return false;
+  if (rows.empty()) {
+    DatabaseBindParameter set;
+    BindDownload(task, set);
+    if (!ExecuteOne(sql, set) || !Query(kFindDownload, key, rows) || rows.empty()) return false;
+  }
   task.Id = rows.front().GetInt();
   return true;
 }
@@ -121,7 +122,7 @@ bool DBHelper::AddDownloads(const std::vector<DownloadTaskProperty*>& tasks) {
   }
   const auto fill = [&fresh](std::size_t i, DatabaseBindParameter& set) { BindDownload(*fresh[i], set); };
   if (!Execute(sql, fresh.size(), fill) || !readIds()) return false;
-  for (DownloadTaskProperty* task : fresh) task->Id = ids[task->UniqueId];
+  for (DownloadTaskProperty* task : tasks) task->Id = ids[task->UniqueId];
   return true;
 }
 
@@ -156,6 +157,7 @@ bool DBHelper::AddCompleted(CompletedTaskProperty& task) {
   set.Insert(L":TaskType", task.TaskType);
   set.Insert(L":EndTime", task.EndTime);
   set.Insert(L":IsLocalFileDownload", std::int64_t{task.IsLocalFileDownload});
+  platform::MutexLock hold(completedLock);
   if (!ExecuteOne(sql, set)) return false;
   DatabaseQueryResultList rows;
   if (!Query("SELECT MAX(id) FROM TransferCompleteCloudTask", rows) || rows.empty()) return false;
