@@ -42,7 +42,8 @@ std::string Write(const Json::Value& json) {
 std::string Text(const Json::Value& object, const char* key) {
   const Json::Value& value = Member(object, key);
   if (value.isString()) return value.asString();
-  return value.isIntegral() ? std::to_string(value.asLargestInt()) : std::string();
+  if (value.isInt64()) return std::to_string(value.asInt64());
+  return value.isUInt64() ? std::to_string(value.asUInt64()) : std::string();
 }
 
 std::int64_t Number(const Json::Value& object, const char* key, std::int64_t missing) {
