@@ -250,6 +250,16 @@ TEST_F(GalleryFileTest, ThumbnailOfACloudFileIsEmptyUntilItWasSeen) {
   EXPECT_TRUE(file->ThumbnailPath().ends_with(L"\\Thumbnail\\guid-of-u1.jpg"));
 }
 
+TEST_F(GalleryFileTest, EmptyThumbnailIsNotThere) {
+  const auto file = CloudFile("u1");
+  for (const auto& name : {file->ThumbnailName(), file->LcdName()}) {
+    WriteFile(platform::NativePath(name));
+    std::filesystem::resize_file(platform::NativePath(name), 0);
+  }
+  EXPECT_FALSE(file->TestThumbnailOnDisk());
+  EXPECT_FALSE(file->TestLcdOnDisk());
+}
+
 TEST_F(GalleryFileTest, ThumbnailThatCannotBeMadeIsTriedOnce) {
   class Counting : public IThumbnails {
    public:

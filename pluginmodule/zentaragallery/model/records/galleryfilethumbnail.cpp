@@ -18,9 +18,13 @@ constexpr std::int64_t kMovingGifBytes = 2'097'152;
 constexpr int kKindScreen = 1;
 constexpr int kKindThumbnail = 2;
 
+// One without a byte is what a crash may leave of a name that was not flushed.
 bool OnDisk(const std::wstring& path) {
+  if (path.empty()) return false;
   std::error_code failed;
-  return !path.empty() && std::filesystem::is_regular_file(platform::NativePath(path), failed);
+  const auto native = platform::NativePath(path);
+  return std::filesystem::is_regular_file(native, failed) && std::filesystem::file_size(native, failed) > 0 &&
+         !failed;
 }
 
 std::wstring CachePath(const wchar_t* folder) {
