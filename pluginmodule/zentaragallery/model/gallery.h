@@ -108,6 +108,10 @@ class Gallery : public IGalleryContext {
   std::size_t RemoveFiles(const Files& list);
   std::size_t RecycleFiles(const Files& list, bool fromSync, const Report& report = nullptr);
   std::size_t DeleteFiles(const Files& list, bool fromSync, const Report& report = nullptr);
+  // The cloud does not know these any more: out of memory and table, whatever
+  // memory knew of them. Members of a burst whose cover goes alone stay. False when
+  // the rows could not be deleted.
+  bool DeleteGone(const std::vector<std::string>& ids);
   std::size_t RecoverFiles(const Files& list, bool fromSync, const Report& report = nullptr);
   // All files of `source`; returns how many did not move, -1 for a null album.
   std::int64_t MoveFiles(const AlbumPtr& source, const AlbumPtr& target);

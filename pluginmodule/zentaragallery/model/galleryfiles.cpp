@@ -1,5 +1,6 @@
 // Batches of files into the gallery, through it, and out of it.
 
+#include <set>
 #include <thread>
 
 #include "common/platform/clock.h"
@@ -366,6 +367,39 @@ std::size_t Gallery::DeleteFiles(const Files& list, bool fromSync, const Report&
   }
   LogInfo(kTag, "DeleteFiles end.");
   return deleted;
+}
+
+bool Gallery::DeleteGone(const std::vector<std::string>& ids) {
+  const std::set<std::string> gone(ids.begin(), ids.end());
+  Files list, covers, orphans;
+  std::map<FilePtr, std::int64_t> recycleTimes;  // the bin resets those of what leaves it
+  (void)GetGalleryFiles(ids, list);
+  for (const auto& file : list) {
+    const auto before = orphans.size();
+    for (const auto& member : file->GetMembers()) {
+      if (!gone.contains(member->UniqueId())) orphans.push_back(member);
+      recycleTimes.emplace(member, member->RecycleTime);
+    }
+    if (orphans.size() > before) covers.push_back(file);
+  }
+  // Only the cover is gone: its members have records of their own and must not go
+  // with it.
+  (void)RemoveFiles(covers);
+  for (const auto& [member, time] : recycleTimes) member->RecycleTime = time;
+  for (const auto& cover : covers) {
+    for (const auto& member : orphans) (void)cover->RemoveMember(member);
+    (void)cover->Delete(MethodFunction::CurrentTime(), true);
+    std::erase(list, cover);
+  }
+  (void)DeleteFiles(list, true);
+  if (!orphans.empty()) (void)AddFiles(orphans);
+  // By id: a row that stayed would come back with the next start.
+  Files rows;
+  for (const auto& id : ids) {
+    rows.push_back(std::make_shared<GalleryFile>());
+    rows.back()->SetUniqueId(id);
+  }
+  return rows.empty() || DBHelper::GetInstance().DeleteFiles(rows);
 }
 
 std::size_t Gallery::RecoverFiles(const Files& list, bool fromSync, const Report& report) {

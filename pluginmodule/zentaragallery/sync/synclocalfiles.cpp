@@ -388,34 +388,7 @@ bool SyncLocalOperation::AddToBin(const std::vector<CloudFileInfo>& records) {
 }
 
 bool SyncLocalOperation::DeleteForGood(const std::vector<std::string>& ids) {
-  if (ids.empty()) return true;
-  const std::set<std::string> gone(ids.begin(), ids.end());
-  Files files, covers, orphans;
-  (void)TheGallery().GetGalleryFiles(ids, files);
-  for (const auto& file : files) {
-    const auto before = orphans.size();
-    for (const auto& member : file->GetMembers()) {
-      if (!gone.contains(member->UniqueId())) orphans.push_back(member);
-    }
-    if (orphans.size() > before) covers.push_back(file);
-  }
-  // Only the cover was deleted: its members have records of their own and must
-  // not go with it.
-  std::optional<TakenOut> out;
-  if (!covers.empty()) {
-    out.emplace(covers);
-    for (const auto& cover : covers) {
-      for (const auto& member : orphans) (void)cover->RemoveMember(member);
-      (void)cover->Delete(MethodFunction::CurrentTime(), true);
-    }
-    std::erase_if(files, [](const FilePtr& file) {
-      return file->IsDeleted && !TheGallery().GetFile(file->UniqueId());
-    });
-  }
-  (void)TheGallery().DeleteFiles(files, true);
-  if (!orphans.empty()) (void)TheGallery().AddFiles(orphans);
-  // By id, whatever memory knew: a row that stayed would come back with the next start.
-  return EraseRows(ids);
+  return TheGallery().DeleteGone(ids) || EraseRows(ids);
 }
 
 bool SyncLocalOperation::RecycleHere(const Files& files) {
