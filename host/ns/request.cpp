@@ -1,5 +1,6 @@
 #include "host/ns/request.h"
 
+#include <array>
 #include <map>
 
 #include "common/platform/text.h"
@@ -18,6 +19,8 @@ constexpr char kBatchPath[] = "/cloudPhoto/v1/batch?";
 // More than a page of a hundred records with all their metadata ever needs.
 constexpr std::size_t kLongestAnswer = 64 << 20;
 constexpr long kUnauthorized = 401;
+constexpr long kTooManyRequests = 429;
+constexpr int kCurlWriteError = 23;  // of the one who takes the answer
 
 CurlConn::Method MethodOf(const std::string& name) {
   static const std::map<std::string, CurlConn::Method> methods = {{"POST", CurlConn::Method::Post},
@@ -92,6 +95,13 @@ Json::Value ToItem(const SingleRequest& request) {
 }
 
 }  // namespace
+
+bool IsOutage(int curlCode, long httpCode) {
+  if (curlCode == curlppx::kCurlOk) return httpCode >= 500 || httpCode == kTooManyRequests;
+  constexpr std::array kOurOwn{curlppx::kCurlUrlMalformat, kCurlWriteError, curlppx::kCurlOutOfMemory,
+                               curlppx::kCurlAborted, curlppx::kCurlPeerCertificate};
+  return std::find(kOurOwn.begin(), kOurOwn.end(), curlCode) == kOurOwn.end();
+}
 
 std::optional<ErrorResp> ErrorResp::From(const Json::Value& answer) {
   if (!answer.isObject() || !answer["error"].isObject()) return std::nullopt;

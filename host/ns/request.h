@@ -45,6 +45,10 @@ struct SingleRequest {
   std::string accessToken;  // of an open request that belongs to a session in the making
 };
 
+// Whether the other side or the way to it was out, so that the same request may
+// succeed later. What was refused, there or here, would be refused again.
+bool IsOutage(int curlCode, long httpCode);
+
 // What came back. Either no answer (NetError), or an error record, or a body.
 struct RawAnswer {
   int curlCode = 0;
@@ -54,6 +58,7 @@ struct RawAnswer {
   std::optional<ErrorResp> error;
 
   bool NetError() const { return curlCode != 0; }
+  bool IsOutage() const { return NS::IsOutage(curlCode, httpCode); }
   bool HasPayload() const { return !NetError() && !error && httpCode / 100 == 2 && json.isObject(); }
 };
 

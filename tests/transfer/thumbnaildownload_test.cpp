@@ -300,6 +300,19 @@ TEST_F(ThumbnailDownloadTest, LostObjectThatTheServiceNoticedItselfIsNotReported
   EXPECT_THAT(Cached(), IsEmpty());
 }
 
+TEST_F(ThumbnailDownloadTest, GoneCoverLeavesTheMembersOfItsBurst) {
+  const FilePtr cover = CloudFile("cover"), member = CloudFile("member");
+  cover->SetFileName(L"IMG_BURST001_COVER.jpg");
+  member->SetFileName(L"IMG_BURST002.jpg");
+  for (const FilePtr& file : {cover, member}) file->ParseBurstName();
+  Add({cover, member});
+  ASSERT_TRUE(cover->HasMember(member));
+  EXPECT_FALSE(Fetch(cover));
+  EXPECT_EQ(gallery.GetFile("cover"), nullptr);
+  EXPECT_NE(gallery.GetFile("member"), nullptr);
+  EXPECT_NE(Row("member"), nullptr);
+}
+
 TEST_F(ThumbnailDownloadTest, MediaThatIsGoneLeavesTheGallery) {
   const FilePtr file = Uploaded(Thumbnails());
   OtherDevice phone(server, "phone");
@@ -350,6 +363,24 @@ class ThumbnailModuleTest : public ThumbnailDownloadTest {
   std::mutex lock;
   std::vector<std::string> ended;
 };
+
+TEST_F(ThumbnailModuleTest, LeftOversOfKilledProcessesGo) {
+  const FilePtr file = CloudFile("m");
+  const auto thumbnail = platform::NativePath(file->ThumbnailName()),
+             large = platform::NativePath(file->LcdName());
+  const auto beside = [](std::filesystem::path path, const char* suffix) { return path += suffix; };
+  const auto old = std::filesystem::file_time_type::clock::now() - std::chrono::hours(2);
+  for (const auto& path : {thumbnail, beside(thumbnail, ".1.crypt"), beside(large, ".2.tmp")}) {
+    std::filesystem::create_directories(path.parent_path());
+    std::ofstream(path) << "bytes";
+    std::filesystem::last_write_time(path, old);
+  }
+  std::ofstream(beside(thumbnail, ".3.crypt")) << "under way";
+  Start();
+  module.Stop();
+  EXPECT_THAT(Cached(),
+              testing::UnorderedElementsAre(thumbnail.filename(), beside(thumbnail, ".3.crypt").filename()));
+}
 
 TEST_F(ThumbnailModuleTest, FetchesInTheBackground) {
   const FilePtr file = Uploaded(Thumbnails());

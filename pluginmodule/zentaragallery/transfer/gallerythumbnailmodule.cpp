@@ -1,8 +1,40 @@
 #include "transfer/gallerythumbnailmodule.h"
 
+#include <chrono>
+#include <filesystem>
 #include <future>
 
+#include "common/platform/paths.h"
+#include "host/globalparamwrapper.h"
+#include "utils/globaldata.h"
+
+namespace fs = std::filesystem;
+
 namespace ZentaraDeskClient {
+
+namespace {
+
+// No fetch takes as long; a younger file may be another process's.
+constexpr std::chrono::hours kLongestFetch{1};
+
+// Unfinished thumbnails of processes that were killed: each has a name of its own,
+// so nothing writes over them.
+void RemoveLeftOvers() {
+  const auto before = fs::file_time_type::clock::now() - kLongestFetch;
+  for (const wchar_t* folder : {GlobalData::kThumbnailFolder, GlobalData::kLcdThumbnailFolder}) {
+    std::error_code failed;
+    const auto path = platform::NativePath(GlobalParamWrapper::GetInstance()->GetUserCachePath() + folder);
+    for (auto entry = fs::directory_iterator(path, failed); !failed && entry != fs::directory_iterator();
+         entry.increment(failed)) {
+      const auto extension = entry->path().extension();
+      if (extension != ".crypt" && extension != ".tmp") continue;
+      std::error_code ignored;  // gone meanwhile
+      if (entry->last_write_time(ignored) < before && !ignored) fs::remove(entry->path(), ignored);
+    }
+  }
+}
+
+}  // namespace
 
 GalleryThumbnailModule& GalleryThumbnailModule::GetInstance() {
   static GalleryThumbnailModule instance;
@@ -17,7 +49,10 @@ bool GalleryThumbnailModule::StartFetching() {
   auto begun = std::make_shared<std::promise<void>>();
   const auto ready = begun->get_future();
   // Dropped by a stop, the task takes the promise along, and the wait ends.
-  PostTask([begun = std::move(begun)] { begun->set_value(); });
+  PostTask([begun = std::move(begun)] {
+    begun->set_value();
+    RemoveLeftOvers();
+  });
   ready.wait();
   return true;
 }

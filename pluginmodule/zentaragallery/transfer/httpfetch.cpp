@@ -1,10 +1,23 @@
 #include "transfer/httpfetch.h"
 
+#include "common/platform/text.h"
+#include "host/userauthservice.h"
+
 namespace {
 
 constexpr std::size_t kErrorHead = 4096;
 
 }  // namespace
+
+bool IsOfTheService(const std::string& url) {
+  const std::string there = curlppx::CurlUrl::Place(url);
+  return !there.empty() && there == curlppx::CurlUrl::Place(NS::Request::BaseUrl());
+}
+
+std::vector<std::string> SessionHeaders(const std::string& url) {
+  if (!IsOfTheService(url)) return {};
+  return {"Authorization:Bearer " + platform::WideToUtf8(UserAuthService::GetInstance()->GetCurrentAT())};
+}
 
 HttpFetched FetchByHttp(const std::string& url, const std::vector<std::string>& headers,
                         const curlppx::CurlConn::Writer& writer, const std::function<bool()>& goesOn) {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "host/curlppx.h"
+#include "host/ns/request.h"
 
 // What became of a fetch.
 struct HttpFetched {
@@ -12,8 +13,14 @@ struct HttpFetched {
   long httpCode = 0;
   std::string bytes;     // when a caller collects them
   std::string response;  // the head of an error's body, for the log
+  bool IsOutage() const { return NS::IsOutage(curlCode, httpCode); }
   bool IsDone() const { return curlCode == 0 && httpCode >= 200 && httpCode <= 299; }
 };
+
+// Whether an address is one of the service itself, which may see the session.
+bool IsOfTheService(const std::string& url);
+// The header that carries the session there; none to anybody else.
+std::vector<std::string> SessionHeaders(const std::string& url);
 
 // Fetches `url` by GET. `writer` takes the pieces of a good answer only; an
 // error's body is no part of a file. The transfer ends once `goesOn` says no,

@@ -7,7 +7,6 @@
 #include "common/platform/guid.h"
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
-#include "host/userauthservice.h"
 #include "transfer/contentcrypto.h"
 #include "utils/encrypthelper.h"
 #include "utils/gallerylog.h"
@@ -19,9 +18,6 @@ namespace {
 
 constexpr char kTag[] = "ThumbnailHelper::DownloadThumbnail";
 constexpr int kAttempts = 3;
-// Far beyond a picture of 1920 pixels; a record cannot make this computer take
-// more into memory.
-constexpr std::int64_t kLargestThumbnail = 64 << 20;
 constexpr long kPartialContent = 206;
 constexpr long kForbidden = 403;
 constexpr long kNotFound = 404;
@@ -67,7 +63,7 @@ bool ThumbnailDownload::DownloadPlainThumbnail() {
 }
 
 ThumbnailDownload::Outcome ThumbnailDownload::DownloadThumbnail(std::string& bytes) {
-  if (place.start < 0 || place.length <= 0 || place.start + place.length > kLargestThumbnail) {
+  if (place.start < 0 || place.length <= 0 || place.start + place.length > kLargestBytes) {
     LogError(kTag, [this] { return "download thumb error:file size error! file id: " + Id(); });
     return Outcome::Failed;
   }
@@ -75,12 +71,14 @@ ThumbnailDownload::Outcome ThumbnailDownload::DownloadThumbnail(std::string& byt
     HttpFetched fetched = FetchRange();
     if (fetched.httpCode == kNotFound) return TakeFromFileproxy();
     if (fetched.IsDone() && TakeRange(fetched, bytes)) return Outcome::Bytes;
+    if (!MayGoOn()) return Outcome::Failed;  // stopped, which is no error
     if (!fetched.IsDone()) LogError(kTag, ErrorText(fetched) + " file id: " + Id());
     if (attempt == kAttempts) break;
     LogInfo(kTag, "download thumbnail retry times=" + std::to_string(attempt));
     // A signed address has expired: the record gives a fresh one.
     if (fetched.httpCode == kForbidden && (!GetThubDlUrlV2() || place.fromFileproxy)) break;
   }
+  if (!MayGoOn()) return Outcome::Failed;
   LogError(kTag, [this] { return "AddOperationLog download thumb error:download failed! file id: " + Id(); });
   return Outcome::Failed;
 }
@@ -150,18 +148,17 @@ bool ThumbnailDownload::DownloadFileFromFileproxy() {
     return false;
   }
   if (!DownloadFileproxyFile(url)) return false;
-  LogInfo(kStep, "download lcdthumbnail from fileproxy success, fileName: ");
+  LogInfo(kStep, [this] { return "download lcdthumbnail from fileproxy success, fileName: " + Id(); });
   return true;
 }
 
 bool ThumbnailDownload::DownloadFileproxyFile(const std::string& url) {
-  const std::string token = platform::WideToUtf8(UserAuthService::GetInstance()->GetCurrentAT());
   std::string bytes;
   const HttpFetched fetched = FetchByHttp(
-      url, {"Authorization:Bearer " + token},
+      url, SessionHeaders(url),
       [&bytes](std::string_view piece) {
         bytes.append(piece);
-        return bytes.size() <= static_cast<std::size_t>(kLargestThumbnail);
+        return bytes.size() <= static_cast<std::size_t>(kLargestBytes);
       },
       [this] { return MayGoOn(); });
   if (fetched.IsDone()) return SaveThumbnail(OwnPart(std::move(bytes)));

@@ -30,6 +30,10 @@ class ThumbnailDownload {
   bool DownloadThumbnailV2();
 
  private:
+  // Far beyond a picture of 1920 pixels; a record cannot make this computer take
+  // more into memory.
+  static constexpr std::int64_t kLargestBytes = 64 << 20;
+
   // Where the bytes lie, as the metadata of this fetch tells.
   struct Place {
     NS::CloudPhoto::V2::Attachment thumbnail;

@@ -19,7 +19,7 @@ constexpr int kLcdLongEdge = 1920;
 bool CopyGif(const std::wstring& source, const std::wstring& target) {
   const auto from = platform::NativePath(source), to = platform::NativePath(target);
   auto beside = to;
-  beside += "." + platform::NewGuid();  // two threads may make one thumbnail
+  beside += "." + platform::NewGuid() + ".tmp";  // two threads may make one thumbnail
   std::error_code failed;
   std::filesystem::copy_file(from, beside, std::filesystem::copy_options::overwrite_existing, failed);
   if (!failed) std::filesystem::rename(beside, to, failed);

@@ -61,7 +61,9 @@ bool ThumbnailDownload::ParseThubDlUrlV2(const MediaGetResponse& media) {
 // The sizes of the record are those of the plain pictures.
 void ThumbnailDownload::ChooseRange() {
   const bool isCrypt = place.thumbnail.asset.cipher.isSet;
-  const auto stored = [isCrypt](std::int64_t plain) {
+  // A record may claim any number; -1 is none that a picture has.
+  const auto stored = [isCrypt](std::int64_t plain) -> std::int64_t {
+    if (plain < 0 || plain > kLargestBytes) return -1;
     return isCrypt ? ContentCrypto::PaddedSize(plain) : plain;
   };
   const Json::Value& attributes = place.thumbnail.asset.attributes;
@@ -91,5 +93,5 @@ std::string ThumbnailDownload::GetFileproxyUrl() const {
 void ThumbnailDownload::DeleteGalleryFile() const {
   LogInfo("ThumbnailHelper::DeleteGalleryFile",
           [this] { return "delete file from memory and database, id:" + Id(); });
-  Gallery::GetInstance().DeleteFiles({file}, true);
+  (void)Gallery::GetInstance().DeleteGone({Id()});  // Else the next pull does it.
 }

@@ -43,7 +43,7 @@ void ThumbnailDownload::UpdateThumbnailStatus() const {
                               {"fileSize", std::to_string(file->Size)},
                               {"assetId", asset.id},
                               {"versionId", asset.versionId},
-                              {"status", place.thumbnail.status}});
+                              {"status", std::to_string(kLost)}});
   if (GalleryAssetsRevisionsUpdate(kLost)) return;
   LogError("ThumbnailHelper::UpdateThumbnailStatus",
            [this] { return "GalleryAssetsRevisionsUpdate failed! fileid: " + Id(); });
