@@ -114,6 +114,14 @@ void TransferManager::SetFinished(std::vector<TransferTask::Ptr> tasks) {
   state->finished = std::move(tasks);
 }
 
+void TransferManager::DropFinished(std::int64_t rowId) {
+  platform::MutexLock hold(state->lock);
+  std::erase_if(state->finished, [rowId](const TransferTask::Ptr& task) {
+    const auto* complete = dynamic_cast<const CompleteTask*>(task.get());
+    return complete && complete->Id == rowId;
+  });
+}
+
 void TransferManager::ClearFinished() {
   SetFinished({});
   DelAllTaskDB(TaskType::Complete);

@@ -20,7 +20,7 @@
 // stored and listed. Safe from any thread; callbacks run under no lock. A
 // callback may add tasks, but not wait for any.
 //
-// A run that the service or the connection has failed (kService) is tried again
+// A run that an outage of the service or the connection has ended is tried again
 // by itself, 2, 10 and 60 s later, and then is Failed as after any other error.
 // When the connection goes away, running and waiting tasks become PausedBySystem,
 // and Waiting again when it is back; so does a task that such a failure meets
@@ -84,6 +84,8 @@ class TransferManager {
   // Finished transfers of earlier runs become the list; or it becomes empty, with
   // its table.
   void SetFinished(std::vector<TransferTask::Ptr> tasks);
+  // One leaves the list, by the id of its row.
+  void DropFinished(std::int64_t rowId);
   void ClearFinished();
   // Waits until no task of the kind waits or runs and all callbacks have
   // returned; false when `giveUp` says so, which is asked at each change and at

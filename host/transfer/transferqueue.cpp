@@ -131,7 +131,14 @@ std::vector<TransferQueue::ItemPtr> TransferQueue::Find(const std::optional<Ids>
     return found;
   }
   for (const auto& id : *ids) {
-    if (const auto listed = byId.find(id); listed != byId.end()) found.push_back(items.at(listed->second));
+    const auto listed = byId.find(id);
+    if (listed != byId.end()) {
+      found.push_back(items.at(listed->second));
+      continue;
+    }
+    for (const auto& [number, item] : items) {
+      if (item->task->GetTransferId() == id) found.push_back(item);
+    }
   }
   return found;
 }

@@ -26,7 +26,9 @@ bool PictureOf(const std::string& uniqueId, std::wstring& path) {
 
 bool DeleteRow(const char* tag, std::int64_t id) {
   LogInfo(tag, "Delete CompleteTask From DB");
-  return DBHelper::GetInstance().DeleteCompleted(id);
+  if (!DBHelper::GetInstance().DeleteCompleted(id)) return false;
+  GalleryTransManager::GetInstance().DropFinished(id);
+  return true;
 }
 
 }  // namespace
