@@ -7,25 +7,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// A folder with so many files of one name is no place for another.
-constexpr int kMostNames = 10000;
-
-fs::path Numbered(const fs::path& path, int number) {
-  fs::path name = path.stem();
-  name += " (" + std::to_string(number) + ")";
-  name += path.extension();
-  return path.parent_path() / name;
-}
-
 bool IsTaken(const fs::path& path) {
   std::error_code error;
-  return fs::symlink_status(path, error).type() != fs::file_type::not_found;
-}
-
-fs::path WithSuffix(const fs::path& path) {
-  fs::path result = path;
-  result += ".download";
-  return result;
+  return fs::exists(fs::symlink_status(path, error));
 }
 
 }  // namespace
@@ -35,9 +19,19 @@ bool DownloadTask::StartTask() {
     OnStop();
     return false;
   }
-  if (RunTask() && OnComplete()) return true;
+  if (RunSafely() && OnComplete()) return true;
   OnStop();
   return false;
+}
+
+// A lack of memory or of threads is this download's misfortune, not the program's.
+bool DownloadTask::RunSafely() {
+  try {
+    return RunTask();
+  } catch (const std::exception& failure) {
+    AddErr(kGeneral, kError, "DownloadTask::RunSafely", __LINE__, failure.what());
+    return false;
+  }
 }
 
 bool DownloadTask::OnComplete() {
@@ -52,19 +46,7 @@ bool DownloadTask::SetLocalFile() {
     return false;
   }
   // With its ".download" file this run goes on where an earlier one ended.
-  fs::path target = wanted;
-  for (int number = 1; IsTaken(target); ++number) {
-    if (number > kMostNames) {
-      AddErr(kNoSpaceOnDisk, kError, "DownloadTask::SetLocalFile", __LINE__, "no free name in the folder");
-      return false;
-    }
-    target = Numbered(wanted, number);
-  }
-  if (target == wanted) return true;
-  std::error_code ignored;
-  if (IsTaken(WithSuffix(wanted))) fs::rename(WithSuffix(wanted), WithSuffix(target), ignored);
-  Change(LocalPath, platform::WidePath(target));
-  return true;
+  return !IsTaken(wanted) || TakeOtherPlace();
 }
 
 bool DownloadTask::CheckFileStatus() {

@@ -28,6 +28,9 @@ class DownloadTask : public TransferTask, public DatabaseService::TransmissionDB
 
  protected:
   virtual bool RunTask() = 0;
+  // Chooses a target that no other file or download has, and takes the ".download"
+  // file along. False, recorded, when there is none.
+  virtual bool TakeOtherPlace() = 0;
 
   // How a run changes a field that others read meanwhile.
   template <typename Value>
@@ -36,8 +39,8 @@ class DownloadTask : public TransferTask, public DatabaseService::TransmissionDB
     field = std::move(value);
   }
 
-  // Makes the target's folder, and chooses another target ("name (1).jpg") when a
-  // file of another origin stands there. False, recorded, when it cannot be.
+  // Makes the target's folder, and has another target taken when a file of another
+  // origin stands there. False, recorded, when it cannot be.
   bool SetLocalFile();
   // Compares the ".download" file with the row: cuts what was written behind the
   // last stored position, and starts over when less than that is there.
@@ -49,6 +52,8 @@ class DownloadTask : public TransferTask, public DatabaseService::TransmissionDB
   std::wstring TempPath() const { return LocalPath + L".download"; }
 
  private:
+  bool RunSafely();
+
   template <typename Value>
   Value Read(const Value& field) const {
     platform::MutexLock hold(rowLock);

@@ -38,10 +38,10 @@ constexpr std::array<Sentence, 20> kSentences{{
 }  // namespace
 
 void TransferErrorInterface::AddErr(ErrCode code, Level level, std::string_view function, std::int32_t line,
-                                    std::string_view cause) {
+                                    std::string_view cause, Outage outage) {
   {
     platform::MutexLock hold(errorLock);
-    last = {code, level, std::string(function), line, std::string(cause)};
+    last = {code, level, std::string(function), line, std::string(cause), outage};
   }
   std::string text = "error " + std::to_string(code) + " (" + std::string(Describe(code)) + ") ";
   text.append(ErrSubject()).append(cause.empty() ? "" : ": ").append(cause);

@@ -37,19 +37,23 @@ class TransferErrorInterface {
   // How much it matters: a note, or what the user is told.
   enum Level : std::int32_t { kInfo = 1, kError = 2, kFatal = 3 };
 
+  // Whether the service, or the way to it, was out: the same run may succeed later.
+  enum class Outage { No, Yes };
+
   struct Error {
     ErrCode code = kNone;
     Level level = kInfo;
     std::string step;  // the operation in which it happened
     std::int32_t line = 0;
     std::string cause;  // in English, without secrets; may be empty
+    Outage outage = Outage::No;
   };
 
   virtual ~TransferErrorInterface() = default;
 
   // Records an error and writes it to the log.
   void AddErr(ErrCode code, Level level, std::string_view function, std::int32_t line,
-              std::string_view cause = {});
+              std::string_view cause = {}, Outage outage = Outage::No);
   void ClearErr();
   // kNone when nothing went wrong.
   Error LastErr() const;

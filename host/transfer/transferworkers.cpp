@@ -98,8 +98,8 @@ bool TransferQueue::SettleRun(Item& item, TransferTask& task) {
 }
 
 bool TransferQueue::TryAgainLater(Item& item, TransferTask& task) {
+  if (task.LastErr().outage == TransferErrorInterface::Outage::No) return false;
   constexpr auto kReason = TransferErrorInterface::kService;
-  if (task.LastErr().code != kReason) return false;
   const bool connected = !offline && GlobalParamWrapper::GetInstance()->GetNetIsConnect();
   if (connected && item.tries == kTryAgain.size()) return false;
   (void)task.SetStatus(TaskStatus::Waiting, kReason);

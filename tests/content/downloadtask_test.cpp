@@ -10,6 +10,7 @@
 #include "host/ns/cloudphotov2.h"
 #include "transfer/contentcrypto.h"
 #include "transfer/gallerytransmanager.h"
+#include "utils/globaldata.h"
 
 namespace fs = std::filesystem;
 
@@ -55,6 +56,73 @@ TEST_F(DownloadTaskTest, FileThatStandsThereIsNotWrittenOver) {
   ASSERT_TRUE(Run(*task));
   EXPECT_THAT(Downloads(), ElementsAre("a (1).jpg", "a.jpg"));
   EXPECT_TRUE(Bytes(task) == Noise(50));
+}
+
+TEST_F(DownloadTaskTest, NameTakenMeanwhileGivesWayToAPlaceThatNoOtherDownloadHas) {
+  const auto file = Uploaded("a", Noise(2 * kSliceSize));
+  const auto task = DownloadTask(file, "a.jpg");
+  task->Position = kSliceSize;
+  folder.Write("downloaded/a.jpg.download", Noise(2 * kSliceSize).substr(0, kSliceSize));
+  folder.Write("downloaded/a.jpg", "somebody's own");
+  // One that waits, and one of which nobody knows any more.
+  const auto other = DownloadTask(CloudFile("other"), "a (1).jpg");
+  folder.Write("downloaded/a (2).jpg.download", "another one's slice");
+  ASSERT_TRUE(Run(*task));
+  EXPECT_EQ(platform::NativePath(task->GetLocalPath()), folder / "downloaded/a (3).jpg");
+  EXPECT_TRUE(Bytes(task) == Noise(2 * kSliceSize));
+  EXPECT_THAT(Downloads(), ElementsAre("a (2).jpg.download", "a (3).jpg", "a.jpg"));
+  EXPECT_EQ(CountRequests("GET /cloudPhoto/v1/objects/"), 1u);
+}
+
+TEST_F(DownloadTaskTest, OutageIsToldFromWhatWouldFailAgain) {
+  const auto file = Uploaded("b", Noise(100));
+  using O = TransferErrorInterface::Outage;
+  const std::vector<std::pair<std::string, O>> faults{
+      {R"("path":"/media/","status":503)", O::Yes},        {R"("path":"/media/","close":true)", O::Yes},
+      {R"("path":"/media/","status":404)", O::No},         {R"("path":"/objects/","status":429)", O::Yes},
+      {R"("path":"/objects/","cutAfterBytes":9)", O::Yes}, {R"("path":"/objects/","status":410)", O::No}};
+  const auto task = DownloadTask(file, "b.jpg");
+  for (const auto& [fault, outage] : faults) {
+    SCOPED_TRACE(fault);
+    server.Fault(R"({"method":"GET","times":0,)" + fault + "}");
+    EXPECT_FALSE(Run(*task));
+    EXPECT_EQ(task->LastErr().outage, outage);
+    server.ClearFaults();
+  }
+  server.Kill();
+  EXPECT_FALSE(Run(*task));
+  EXPECT_EQ(task->LastErr().outage, O::Yes);
+  GlobalData::cloudGeneration = GlobalData::kGenerationUnknown;
+  EXPECT_FALSE(Run(*task));
+  EXPECT_EQ(task->LastErr().code, TransferErrorInterface::kVersionUnknown);
+  EXPECT_EQ(task->LastErr().outage, O::Yes);
+}
+
+TEST_F(DownloadTaskTest, FileThatWasUploadedMeanwhileIsAskedForByItsNewId) {
+  const auto file = Uploaded("new", Noise(100));
+  const std::string guid = "0F1E2D3C-4B5A-6978-8796-A5B4C3D2E1F0", id = file->UniqueId();
+  file->SetGuid(guid);
+  ASSERT_TRUE(DBHelper::GetInstance().UpdateFile(file, id));
+  const auto task = DownloadTask(file, "new.jpg");
+  task->UniqueId = guid;
+  const LogText log;
+  ASSERT_TRUE(Run(*task));
+  EXPECT_TRUE(Bytes(task) == Noise(100));
+  EXPECT_EQ(task->GetTransferId(), id);
+  EXPECT_TRUE(log.Has("update uniqueId from " + guid + " to " + id));
+}
+
+TEST_F(DownloadTaskTest, FolderThatCannotBeSearchedEndsWithAReason) {
+  const auto file = Uploaded("c", Noise(100));
+  fs::create_symlink("loop", folder / "loop");
+  auto& manager = GalleryTransManager::GetInstance();
+  ASSERT_EQ(manager.GalleryDownload(file, folder.Wide("loop/deeper")), 1u);
+  ASSERT_TRUE(manager.WaitUntilIdle(TaskType::Download, nullptr));
+  const auto task = manager.Tasks(TaskType::Download).at(0);
+  EXPECT_EQ(task->Status(), TaskStatus::Failed);
+  EXPECT_EQ(task->LastErr().code, TransferErrorInterface::kNoSpaceOnDisk);
+  EXPECT_NE(task->LastErr().cause, "");
+  manager.DeleteTasks({task});
 }
 
 TEST_F(DownloadTaskTest, RowThatOutlivedItsDownloadMakesNoSecondFile) {
@@ -211,6 +279,28 @@ TEST_F(DownloadTaskTest, MediaThatTheCloudForgotLeavesTheGallery) {
   std::vector<DownloadTaskProperty> rows;
   ASSERT_TRUE(DBHelper::GetInstance().GetDownloads(rows));
   EXPECT_THAT(rows, IsEmpty());
+}
+
+TEST_F(DownloadTaskTest, GoneCoverLeavesTheMembersOfItsBurst) {
+  const auto cover = CloudFile("cover"), member = CloudFile("member");
+  cover->SetFileName(L"IMG_BURST001_COVER.jpg");
+  member->SetFileName(L"IMG_BURST002.jpg");
+  for (const auto& file : {cover, member}) file->ParseBurstName();
+  Add({cover, member});
+  ASSERT_TRUE(cover->HasMember(member));
+  EXPECT_FALSE(Run(*DownloadTask(cover, "cover.jpg")));
+  EXPECT_EQ(gallery.GetFile("cover"), nullptr);
+  EXPECT_EQ(Row("cover"), nullptr);
+  EXPECT_EQ(gallery.GetFile("member"), member);
+  EXPECT_NE(Row("member"), nullptr);
+}
+
+TEST_F(DownloadTaskTest, GoneMediaThatOnlyTheTableKnowsLosesItsRow) {
+  const auto file = CloudFile("hidden");
+  Add({file});
+  ASSERT_EQ(gallery.RemoveFiles({file}), 1u);
+  EXPECT_FALSE(Run(*DownloadTask(file, "hidden.jpg")));
+  EXPECT_EQ(Row("hidden"), nullptr);
 }
 
 TEST_F(DownloadTaskTest, FileThatStillWaitsForItsUploadStaysInTheGallery) {

@@ -7,6 +7,7 @@
 #include <latch>
 
 #include "host/transfer/backendtransmodule.h"
+#include "host/transfer/downloadtask.h"
 #include "support/faketask.h"
 #include "testprofile.h"
 
@@ -153,6 +154,48 @@ TEST_F(TransferManagerTest, ServiceFailureIsTriedAgainThreeTimes) {
   WaitUntilIdle();
   EXPECT_EQ(task->Status(), TaskStatus::Failed);
   EXPECT_EQ(task->Runs(), 4);
+}
+
+TEST_F(TransferManagerTest, OnlyAnOutageIsTriedAgain) {
+  const auto task = std::make_shared<FakeTask>(TaskType::Upload, "a");
+  task->outages = {E::kNoUrl};
+  ASSERT_TRUE(manager.AddUpload(task));
+  task->Let(E::kNoUrl);
+  task->WaitForRun(1);
+  WaitUntil([](const auto& figures) { return figures.running == 0 && figures.failed == 0; });
+  task->Let(E::kService);
+  Advance(2s);
+  WaitUntilIdle();
+  EXPECT_EQ(task->Status(), TaskStatus::Failed);
+  EXPECT_EQ(task->Runs(), 2);
+}
+
+// A download whose run the system lets down.
+class DownloadWithoutMemory : public DownloadTask {
+ protected:
+  bool RunTask() override { throw std::bad_alloc(); }
+  bool TakeOtherPlace() override { return false; }
+};
+
+TEST_F(TransferManagerTest, RunThatThrowsFailsItsTaskAlone) {
+  const auto task = std::make_shared<DownloadWithoutMemory>();
+  manager.AddDownloads({task}, TaskStatus::Waiting);
+  ASSERT_TRUE(manager.WaitUntilIdle(TaskType::Download, nullptr));
+  EXPECT_EQ(task->Status(), TaskStatus::Failed);
+  EXPECT_EQ(task->LastErr().code, E::kGeneral);
+  EXPECT_NE(task->LastErr().cause, "");
+}
+
+TEST_F(TransferManagerTest, TaskIsFoundByTheIdThatItsRunHasLearnt) {
+  manager.OnNetworkDisconnect();
+  const auto task = std::make_shared<DownloadWithoutMemory>();
+  task->UniqueId = "before";
+  manager.AddDownloads({task}, TaskStatus::Waiting);
+  task->UniqueId = "now";
+  manager.Pause(TaskType::Download, {"now"});
+  EXPECT_EQ(task->Status(), TaskStatus::PausedByUser);
+  manager.DelTasks({"now"});
+  EXPECT_TRUE(manager.Tasks(TaskType::Download).empty());
 }
 
 TEST_F(TransferManagerTest, ResumedTaskDoesNotWaitForItsNextTry) {

@@ -10,7 +10,9 @@ bool FakeTask::StartTask() {
   const Outcome outcome = WaitForOutcome();
   Note("end");
   if (outcome == kNone) return OnComplete();
-  if (Status() == TaskStatus::Running) AddErr(outcome, kError, "FakeTask::StartTask", __LINE__);
+  if (Status() == TaskStatus::Running)
+    AddErr(outcome, kError, "FakeTask::StartTask", __LINE__, {},
+           outages.contains(outcome) ? Outage::Yes : Outage::No);
   OnStop();
   return false;
 }

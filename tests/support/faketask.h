@@ -2,6 +2,7 @@
 
 #include <condition_variable>
 #include <deque>
+#include <set>
 
 #include "common/platform/mutex.h"
 #include "host/transfer/completetask.h"
@@ -37,6 +38,7 @@ class FakeTask : public TransferTask {
 
   OnStopTask onStop = OnStopTask::EndRun;  // set before the task is queued
   bool keepsFinished = false;
+  std::set<Outcome> outages{kService};
 
  private:
   Outcome WaitForOutcome();

@@ -108,6 +108,46 @@ TEST_F(GalleryTransManagerTest, NameOfTheCloudCannotLeadOutOfTheFolder) {
   EXPECT_THAT(Targets(), ElementsAre(L"a.jpg", L"b.jpg", L"c", L"passwd", L".hidden", L"f"));
 }
 
+TEST_F(GalleryTransManagerTest, LongNamesAreCutToWhatTheDiskTakes) {
+  for (const char* album : {"second", "third"}) CloudAlbum(album, std::wstring(album, album + 5));
+  const std::wstring ascii = std::wstring(300, L'x') + L".jpg",
+                     chinese = std::wstring(100, L'\u5f20') + L".jpg";
+  const Files files{Listed("a", ascii), Listed("b", ascii, "second"), Listed("c", chinese, "third"),
+                    Listed("d", L"no-extension." + std::wstring(300, L'y'), "third")};
+  EXPECT_EQ(manager.GalleryDownload(files, Folder()), 4u);
+  // 255 bytes with the nine of ".download"; a Chinese character has three.
+  EXPECT_THAT(Targets(),
+              ElementsAre(std::wstring(242, L'x') + L".jpg", std::wstring(238, L'x') + L" (1).jpg",
+                          std::wstring(80, L'\u5f20') + L".jpg", L"no-extension." + std::wstring(233, L'y')));
+  for (const auto& row : Rows()) {
+    WriteFile(platform::NativePath(platform::WideFileName(row.LocalPath) + L".download").string());
+    EXPECT_TRUE(std::filesystem::exists(platform::NativePath(row.LocalPath + L".download")));
+  }
+}
+
+TEST_F(GalleryTransManagerTest, DownloadWhoseIdHasChangedIsNotStartedTwice) {
+  ASSERT_EQ(manager.GalleryDownload(Listed("a", L"a.jpg"), Folder()), 1u);
+  const auto task = std::static_pointer_cast<DownloadTask>(manager.Tasks(TaskType::Download)[0]);
+  task->UniqueId = "b";
+  ASSERT_TRUE(DBHelper::GetInstance().UpdateDownload(*task, task->Id));
+  EXPECT_EQ(manager.GalleryDownload(Listed("b", L"b.jpg"), Folder()), 0u);
+  EXPECT_EQ(manager.Tasks(TaskType::Download).size(), 1u);
+}
+
+TEST_F(GalleryTransManagerTest, DroppedFinishedTransferLeavesListAndTable) {
+  CompletedTaskProperty first, second;
+  first.UniqueId = "a";
+  second.UniqueId = "b";
+  for (auto* row : {&first, &second}) ASSERT_TRUE(DBHelper::GetInstance().AddCompleted(*row));
+  ASSERT_EQ(manager.LoadTaskFromDB(), 2u);
+  EXPECT_TRUE(manager.Tasks(TaskType::Complete)[0]->DeleteFromDB());
+  EXPECT_THAT(ListedIds(TaskType::Complete), ElementsAre("b"));
+}
+
+TEST_F(GalleryTransManagerTest, UploadOfNoFileIsLeftOut) {
+  EXPECT_EQ(manager.GalleryUpload({nullptr}, nullptr), 0u);
+}
+
 TEST_F(GalleryTransManagerTest, DownloadThatIsAskedForAgainGoesOn) {
   const auto a = Listed("a", L"a.jpg");
   EXPECT_EQ(manager.GalleryDownload(a, Folder()), 1u);

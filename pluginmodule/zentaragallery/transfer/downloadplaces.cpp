@@ -5,11 +5,47 @@
 
 namespace fs = std::filesystem;
 
+namespace {
+
+// What file systems take, with the ".download" of an unfinished one.
+constexpr std::size_t kLongestNameBytes = 255;
+constexpr std::wstring_view kUnfinished = L".download";
+// Behind the last dot of a name; anything longer is no extension.
+constexpr std::size_t kLongestExtension = 16;
+// A folder with so many files of one name is no place for another.
+constexpr int kMostNames = 10'000;
+
+std::string Key(const std::wstring& path) { return platform::NativePath(path).lexically_normal().native(); }
+
+// A path that cannot be looked at counts as free: the run that goes there tells
+// the reason.
+bool IsOnDisk(const std::wstring& path) {
+  std::error_code error;
+  return fs::exists(fs::symlink_status(platform::NativePath(path), error));
+}
+
+bool IsTooLong(const std::wstring& name) {
+  return platform::NativePath(name + std::wstring(kUnfinished)).native().size() > kLongestNameBytes;
+}
+
+// "name.jpg", "name (1).jpg", with a name that the disk takes.
+std::wstring Numbered(const std::wstring& name, int number) {
+  const auto dot = name.rfind(L'.');
+  const bool hasExtension = dot != 0 && dot != std::wstring::npos && name.size() - dot <= kLongestExtension;
+  std::wstring stem = name.substr(0, hasExtension ? dot : std::wstring::npos);
+  const std::wstring rest =
+      (number == 0 ? L"" : L" (" + std::to_wstring(number) + L")") + name.substr(stem.size());
+  while (!stem.empty() && IsTooLong(stem + rest)) stem.pop_back();
+  return stem + rest;
+}
+
+}  // namespace
+
 bool DownloadPlaces::Load() {
   std::vector<DownloadTaskProperty> list;
   if (!DBHelper::GetInstance().GetDownloads(list)) return false;
   for (auto& row : list) {
-    taken.insert(row.LocalPath);
+    taken.insert(Key(row.LocalPath));
     rows[row.UniqueId] = std::move(row);
   }
   return true;
@@ -21,26 +57,18 @@ const DownloadTaskProperty* DownloadPlaces::RowOf(const std::string& uniqueId) c
 }
 
 bool DownloadPlaces::IsFree(const std::wstring& path) const {
-  if (taken.contains(path)) return false;
-  for (const wchar_t* suffix : {L"", L".download"}) {
-    std::error_code error;
-    const auto status = fs::symlink_status(platform::NativePath(path + suffix), error);
-    if (status.type() != fs::file_type::not_found) return false;
-  }
-  return true;
+  return !taken.contains(Key(path)) && !IsOnDisk(path) && !IsOnDisk(path + std::wstring(kUnfinished));
 }
 
 std::wstring DownloadPlaces::Take(const std::wstring& folder, const std::wstring& name,
                                   const std::wstring& otherwise) {
   std::wstring last = platform::WideFileName(name);
   if (last.empty() || last == L"." || last == L"..") last = otherwise;
-  const auto dot = last.rfind(L'.');
-  const std::wstring stem = last.substr(0, dot == 0 ? std::wstring::npos : dot);
-  const std::wstring extension = last.substr(stem.size());
-  std::wstring path = folder + L"/" + last;
+  std::wstring path = folder + L"/" + Numbered(last, 0);
   for (int number = 1; !IsFree(path); ++number) {
-    path = folder + L"/" + stem + L" (" + std::to_wstring(number) + L")" + extension;
+    if (number > kMostNames) return {};
+    path = folder + L"/" + Numbered(last, number);
   }
-  taken.insert(path);
+  taken.insert(Key(path));
   return path;
 }

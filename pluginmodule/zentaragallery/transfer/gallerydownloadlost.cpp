@@ -6,7 +6,6 @@
 #include "common/platform/text.h"
 #include "host/logger.h"
 #include "host/ns/cloudphotov2losts.h"
-#include "host/userauthservice.h"
 #include "model/gallery.h"
 #include "store/dbhelper.h"
 #include "transfer/gallerydownloadtask.h"
@@ -69,33 +68,46 @@ bool GalleryDownloadTask::DownloadContentFromFileproxy() {
            "thumbnailStatus is: " + (thumbnail ? thumbnail->status : std::string());
   });
   const std::string url = place.media.contentDownloadLink;
-  if (url.empty()) return Fail(kService, kError, kTag, __LINE__, "get url failed! fileid: " + UniqueId);
+  if (url.empty()) {
+    // Not recorded: that the cloud has lost the content is what helps the user.
+    LogError(kTag, [this] { return "get url failed! fileid: " + UniqueId; });
+    return false;
+  }
+  LogContentStatus(place.content.status);
+  return DownloadContent(url);
+}
+
+void GalleryDownloadTask::LogContentStatus(const std::string& status) const {
   const auto& asset = place.content.asset;
   Logger::OutputOperationLog(kOperation, 0, 0,
                              {{"mediaId", UniqueId},
                               {"fileSize", std::to_string(TotalLength)},
                               {"assetId", asset.id},
                               {"versionId", asset.versionId},
-                              {"status", place.content.status}});
-  return DownloadContent(url);
+                              {"status", status}});
 }
 
 bool GalleryDownloadTask::DownloadContent(const std::string& url) {
   constexpr char kTag[] = "GalleryDownloadTask::DownloadContent";
   if (!StartOver()) return Fail(kNoSpaceOnDisk, kError, kTag, __LINE__, "slice file open failed!");
-  const std::string token = platform::WideToUtf8(UserAuthService::GetInstance()->GetCurrentAT());
-  const Fetched fetched = HttpDownload(url, {"Authorization:Bearer " + token},
-                                       [this](std::string_view piece) { return AppendPlain(piece); });
+  const Fetched fetched =
+      HttpDownload(url, SessionHeaders(url), [this](std::string_view piece) { return AppendPlain(piece); });
+  if (!tempStream) {
+    DeleteTempDownloadFile();
+    Position = 0;
+    return Fail(kNoSpaceOnDisk, kError, kTag, __LINE__, "file write failed! fileid: " + UniqueId);
+  }
   if (!fetched.IsDone()) {
     Fail(kService, kError, kTag, __LINE__,
          " url:" + curlppx::CurlUrl::Place(url) + "\ndownload httpcode:" + std::to_string(fetched.httpCode) +
              " curl code:" + std::to_string(fetched.curlCode) + " fileid is " + UniqueId +
-             "\nres:" + fetched.response);
+             "\nres:" + fetched.response,
+         fetched.IsOutage() ? Outage::Yes : Outage::No);
     DeleteTempDownloadFile();
     Position = 0;
     return false;
   }
-  LogInfo(kTag, "download file from fileproxy, filename: ");
+  LogInfo(kTag, [this] { return "download file from fileproxy, filename: " + UniqueId; });
   place.fromFileproxy = true;
   if (!CheckContent()) return false;
   ClearErr();
@@ -105,6 +117,7 @@ bool GalleryDownloadTask::DownloadContent(const std::string& url) {
 void GalleryDownloadTask::ContentUpdateStatus() {
   constexpr char kTag[] = "GalleryDownloadTask::ContentUpdateStatus";
   const auto& asset = place.content.asset;
+  LogContentStatus(std::to_string(kNormal));
   const auto answer = NS::Request::Sync(
       NS::CloudPhoto::V2::AssetsRevisionsUpdateQuery(UniqueId, asset.id, asset.versionId, kNormal));
   if (answer.NetError())

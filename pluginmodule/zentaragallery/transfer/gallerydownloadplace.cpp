@@ -62,13 +62,16 @@ bool GalleryDownloadTask::ReadMetadata(NS::Answer<MediaGetResponse>& answer) {
               "id:" + UniqueId +
                   (answer.error ? " " + answer.error->Text()
                                 : " curlCode: " + std::to_string(answer.curlCode) +
-                                      " http code: " + std::to_string(answer.httpCode)));
+                                      " http code: " + std::to_string(answer.httpCode)),
+              answer.IsOutage() ? Outage::Yes : Outage::No);
 }
 
 void GalleryDownloadTask::ForgetFile() {
-  const auto file = Gallery::GetInstance().GetFile(UniqueId);
+  auto& gallery = Gallery::GetInstance();
+  auto file = gallery.GetFile(UniqueId);
+  if (!file) file = DBHelper::GetInstance().GetFile(UniqueId);
   // One that waits for its upload is unknown to the cloud, and only here.
-  if (file && !file->IsLocalOnly()) Gallery::GetInstance().DeleteFiles({file}, true);
+  if (file && !file->IsLocalOnly()) (void)gallery.DeleteGone({UniqueId});  // Else the next pull does it.
   (void)DeleteFromDB();
 }
 
@@ -89,6 +92,7 @@ void GalleryDownloadTask::ChooseContent() {
     Change(TotalLength, content->asset.resource.length);
   }
   place.url = place.media.contentDownloadLink;
+  place.usesBearer = true;
   place.hasContent = !place.url.empty() || (!place.slices.empty() && content->asset.cipher.isSet);
   if (!place.slices.empty()) return;
   LogInfo(kTag, [this] { return "download from fileproxy, fileid: " + UniqueId; });
@@ -129,7 +133,8 @@ bool GalleryDownloadTask::RefreshDownloadHeader() {
   // Another content would go on in the middle of this one.
   if (!content || content->asset.resource.sha256 != sha256 ||
       content->asset.resource.objects.size() != place.slices.size()) {
-    return Fail(kNoUrl, kError, kStep, __LINE__, "update url from server fail, fileid: " + UniqueId);
+    return Fail(kNoUrl, kError, kStep, __LINE__, "update url from server fail, fileid: " + UniqueId,
+                answer.IsOutage() ? Outage::Yes : Outage::No);
   }
   place.content = *content;
   LogInfo(kStep, [this] {

@@ -15,6 +15,7 @@
 #include "model/gallery.h"
 #include "store/dbhelper.h"
 #include "transfer/contentcrypto.h"
+#include "transfer/downloadplaces.h"
 #include "utils/gallerylog.h"
 
 namespace fs = std::filesystem;
@@ -26,6 +27,13 @@ constexpr int kRunReport = 16018;
 constexpr std::size_t kPassBytes = 0x400000;
 // A piece of ciphertext is at most that long; nothing larger is kept in memory.
 constexpr std::int64_t kLargestObject = std::int64_t{1} << 30;
+
+bool CanBeFetched(const ResourceObject& object) {
+  return !object.downloadUrl.url.empty() && object.length > 0 && object.length <= kLargestObject;
+}
+
+// Ciphertext is always whole blocks, whatever a record says.
+std::int64_t WholeBlocks(std::int64_t length) { return (length + 15) / 16 * 16; }
 
 bool IsAuthorization(const std::string& line) {
   return platform::AsciiLower(line).starts_with("authorization:");
@@ -76,6 +84,23 @@ bool GalleryDownloadTask::RunTask() {
   return StartDownloadTask();
 }
 
+bool GalleryDownloadTask::TakeOtherPlace() {
+  constexpr char kStep[] = "GalleryDownloadTask::TakeOtherPlace";
+  // Covers writing the row, by which others know that the place is taken.
+  platform::MutexLock hold(DownloadPlaces::choosing);
+  DownloadPlaces places;
+  if (!places.Load())
+    return Fail(kRecordNotFound, kError, kStep, __LINE__, "the stored downloads cannot be read");
+  const std::wstring name = platform::WideFileName(LocalPath), before = TempPath();
+  const std::wstring other = places.Take(LocalPath.substr(0, LocalPath.size() - name.size()), name, name);
+  if (other.empty()) return Fail(kNoSpaceOnDisk, kError, kStep, __LINE__, "no free name in the folder");
+  Change(LocalPath, other);
+  // Without a part, or when it cannot follow, the download begins anew.
+  (void)platform::RenameNew(platform::NativePath(before), platform::NativePath(TempPath()));
+  (void)DBHelper::GetInstance().UpdateDownload(*this, Id);
+  return true;
+}
+
 bool GalleryDownloadTask::StartDownloadTask() {
   const auto begin = std::chrono::steady_clock::now();
   const GalleryVer version = GetGalleryVer();
@@ -84,7 +109,8 @@ bool GalleryDownloadTask::StartDownloadTask() {
     done = DownloadV2();
   } else {
     Fail(kVersionUnknown, kError, "GalleryDownloadTask::StartDownloadTask", __LINE__,
-         version == GalleryVer::V1 ? "the first generation is not served" : "");
+         version == GalleryVer::V1 ? "the first generation is not served" : "",
+         version == GalleryVer::V1 ? Outage::No : Outage::Yes);
   }
   tempStream.close();
   const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
@@ -135,16 +161,27 @@ bool GalleryDownloadTask::DownloadCrypt() {
   return false;
 }
 
-// While one slice is decrypted and written, the next one is on its way.
 bool GalleryDownloadTask::DownloadSlices() {
-  constexpr char kStep[] = "GalleryDownloadTask::DownloadCrypt";
   std::future<Fetched> ahead;
+  slicesWanted = true;
+  const bool done = TakeSlices(ahead);
+  slicesWanted = false;  // One that is still on its way ends, and is waited for.
+  return done;
+}
+
+// While one slice is decrypted and written, the next one is on its way.
+bool GalleryDownloadTask::TakeSlices(std::future<Fetched>& ahead) {
+  constexpr char kStep[] = "GalleryDownloadTask::DownloadCrypt";
   while (objectIndex < place.content.asset.resource.objects.size()) {
     const ResourceObject object = place.content.asset.resource.objects[objectIndex];
     const Fetched fetched = ahead.valid() ? ahead.get() : FetchSlice(object);
     if (!MayGoOn()) {
       LogInfo(kStep, [this] { return "task status is not progressing fileid: " + UniqueId; });
       return false;
+    }
+    if (!CanBeFetched(object)) {
+      return Fail(kService, kError, kStep, __LINE__,
+                  "get url failed! objects: " + std::to_string(object.number) + " fileid: " + UniqueId);
     }
     if (fetched.httpCode == 404) return RefundGalleryFile();
     if (fetched.httpCode == 403) {
@@ -162,20 +199,15 @@ bool GalleryDownloadTask::DownloadSlices() {
 }
 
 GalleryDownloadTask::Fetched GalleryDownloadTask::FetchSlice(const ResourceObject& object) {
-  const auto wanted = static_cast<std::size_t>(
-      object.length % 16 == 0 ? object.length : object.length + 16 - object.length % 16);
-  if (object.downloadUrl.url.empty() || object.length <= 0 || object.length > kLargestObject) {
-    LogError("GalleryDownloadTask::DownloadCrypt",
-             "get url failed! objects: " + std::to_string(object.number));
-    return {};
-  }
+  if (!CanBeFetched(object)) return {};
+  const auto wanted = static_cast<std::size_t>(WholeBlocks(object.length));
   std::string bytes;
   bytes.reserve(wanted);
   // What comes behind the object's length is not part of it.
   Fetched fetched = HttpDownload(object.downloadUrl.url, object.downloadUrl.headers,
-                                 [&bytes, wanted](std::string_view piece) {
+                                 [this, &bytes, wanted](std::string_view piece) {
                                    bytes.append(piece.substr(0, wanted - bytes.size()));
-                                   return true;
+                                   return slicesWanted.load();
                                  });
   fetched.bytes = std::move(bytes);
   return fetched;
@@ -183,13 +215,12 @@ GalleryDownloadTask::Fetched GalleryDownloadTask::FetchSlice(const ResourceObjec
 
 bool GalleryDownloadTask::TakeSlice(const Fetched& fetched) {
   constexpr char kStep[] = "GalleryDownloadTask::DownloadCrypt";
-  const std::int64_t length = place.slices[objectIndex];
-  const std::int64_t wanted = length % 16 == 0 ? length : length + 16 - length % 16;
-  if (static_cast<std::int64_t>(fetched.bytes.size()) < wanted) {
+  if (static_cast<std::int64_t>(fetched.bytes.size()) < WholeBlocks(place.slices[objectIndex])) {
     return Fail(kService, kError, kStep, __LINE__, "slice file length check failed! fileid: " + UniqueId);
   }
   std::string plain;
-  if (!DecodeSlice(fetched.bytes, plain)) {
+  // Nothing but padding is a slice of an empty file only.
+  if (!DecodeSlice(fetched.bytes, plain) || (plain.empty() && TotalLength > 0)) {
     return Fail(kService, kError, kStep, __LINE__, "Decrypt Error! fileid: " + UniqueId);
   }
   // A stop leaves the slice in its place and is no failure of the disk.
@@ -217,8 +248,8 @@ bool GalleryDownloadTask::DownloadPlain() {
   if (!StartOver())
     return Fail(kNoSpaceOnDisk, kError, kStep, __LINE__, "the .download file cannot be written");
   std::vector<std::string> headers = NS::HeadBuilder::Lines(NS::HeadBuilder::Build());
-  // The address is its own permission; the session is for the service alone.
-  if (!place.usesBearer) std::erase_if(headers, IsAuthorization);
+  // The session is for the service alone, wherever a record leads to.
+  if (!place.usesBearer || !IsOfTheService(place.url)) std::erase_if(headers, IsAuthorization);
   if (!MayGoOn()) {
     LogInfo(kStep, "task status is not progressing");
     return false;
@@ -226,7 +257,7 @@ bool GalleryDownloadTask::DownloadPlain() {
   const Fetched fetched =
       HttpDownload(place.url, headers, [this](std::string_view piece) { return AppendPlain(piece); });
   if (fetched.IsDone()) {
-    if (!place.fromFileproxy && !place.usesBearer) return CheckContent();
+    if (!place.fromFileproxy && place.hasContent) return CheckContent();  // else only a thumbnail is left
     Change(TotalLength, Position);
     return true;
   }
@@ -261,7 +292,8 @@ bool GalleryDownloadTask::FailTransfer(const char* step, std::int32_t line, cons
   return Fail(kService, kError, step, line,
               "download http code:" + std::to_string(fetched.httpCode) +
                   " curlCode: " + std::to_string(fetched.curlCode) + " response: " + fetched.response +
-                  "\n url: " + curlppx::CurlUrl::Place(url) + "\nfileid: " + UniqueId);
+                  "\n url: " + curlppx::CurlUrl::Place(url) + "\nfileid: " + UniqueId,
+              fetched.IsOutage() ? Outage::Yes : Outage::No);
 }
 
 GalleryDownloadTask::Fetched GalleryDownloadTask::HttpDownload(const std::string& url,
@@ -335,12 +367,13 @@ void GalleryDownloadTask::DeleteTempDownloadFile() {
   tempStream.close();
   std::error_code error;
   if (fs::remove(platform::NativePath(TempPath()), error)) {
-    LogInfo("GalleryDownloadTask::DeleteTempDownloadFile", [this] { return "Delete .download file, filename: " + UniqueId; });
+    LogInfo("GalleryDownloadTask::DeleteTempDownloadFile",
+            [this] { return "Delete .download file, filename: " + UniqueId; });
   }
 }
 
 bool GalleryDownloadTask::Fail(ErrCode code, Level level, const char* step, std::int32_t line,
-                               const std::string& text) {
-  AddErr(code, level, step, line, text);
+                               const std::string& text, Outage outage) {
+  AddErr(code, level, step, line, text, outage);
   return false;
 }

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <atomic>
 #include <fstream>
+#include <future>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -18,7 +20,8 @@
 // the whole is there. The row in DownloadTask keeps how far it is.
 //
 // A content that the cloud has lost comes through its proxy when that still has
-// it, and is then reported as there again. One slice is in memory at a time.
+// it, and is then reported as there again. Two slices are in memory: one that is
+// written, and the next one on its way.
 class GalleryDownloadTask : public DownloadTask {
  public:
   explicit GalleryDownloadTask(const DatabaseService::TransmissionDB::DownloadTaskProperty& row);
@@ -35,6 +38,7 @@ class GalleryDownloadTask : public DownloadTask {
 
  protected:
   bool RunTask() override;
+  bool TakeOtherPlace() override;
 
  private:
   // Where the bytes come from, as the metadata of this run tells.
@@ -46,7 +50,7 @@ class GalleryDownloadTask : public DownloadTask {
     std::string ivText;
     std::int32_t keyType = 0;  // 0 until a keychain is found
     std::string url;           // of a content that is not encrypted
-    bool usesBearer = false;   // the URL needs the session
+    bool usesBearer = false;   // the URL is a link of the record and needs the session
     bool fromFileproxy = false;
     bool hasContent = false;
   };
@@ -67,6 +71,7 @@ class GalleryDownloadTask : public DownloadTask {
 
   bool DownloadCrypt();
   bool DownloadSlices();
+  bool TakeSlices(std::future<Fetched>& ahead);
   Fetched FetchSlice(const NS::CloudPhoto::V2::ResourceObject& object);
   bool TakeSlice(const Fetched& fetched);
   bool DecodeSlice(std::string_view data, std::string& plain);
@@ -81,6 +86,7 @@ class GalleryDownloadTask : public DownloadTask {
   void UpdateLostStatus();
   bool DownloadContentFromFileproxy();
   bool DownloadContent(const std::string& url);
+  void LogContentStatus(const std::string& status) const;
   void ContentUpdateStatus();
 
   bool CreateTempFile();
@@ -90,10 +96,12 @@ class GalleryDownloadTask : public DownloadTask {
   bool AppendPlain(std::string_view plain);
   bool SavePosition();
   bool MayGoOn() const { return Status() == TaskStatus::Running; }
-  bool Fail(ErrCode code, Level level, const char* step, std::int32_t line, const std::string& text);
+  bool Fail(ErrCode code, Level level, const char* step, std::int32_t line, const std::string& text,
+            Outage outage = Outage::No);
 
   Place place;
   std::size_t objectIndex = 0;  // the next slice
+  std::atomic<bool> slicesWanted{false};
   std::ofstream tempStream;
   std::optional<StreamDigest> digest;  // SHA-256 of what is in the ".download" file
 };

@@ -138,6 +138,10 @@ std::size_t GalleryTransManager::GalleryUpload(const Files& files, const Album::
                                                const std::vector<Done>& done) {
   std::size_t queued = 0;
   for (std::size_t i = 0; i < files.size(); ++i) {
+    if (!files[i]) {
+      LogWarning("GalleryTransManager::GalleryUpload", "file nullptr");
+      continue;
+    }
     const auto task = NewUpload(files[i], album);
     if (!task || !task->AddToDB()) continue;
     if (i < done.size()) task->WhenDone(done[i]);
@@ -147,7 +151,7 @@ std::size_t GalleryTransManager::GalleryUpload(const Files& files, const Album::
 }
 
 // An interrupted download into the same folder goes on; one into another begins
-// anew.
+// anew. Null when the folder has no place for it.
 GalleryTransManager::DownloadPtr GalleryTransManager::NewDownload(const GalleryFile::Ptr& file,
                                                                   const std::wstring& folder,
                                                                   DownloadPlaces& places) const {
@@ -164,6 +168,7 @@ GalleryTransManager::DownloadPtr GalleryTransManager::NewDownload(const GalleryF
   row.UniqueId = id;
   row.TotalLength = file->Size;
   row.LocalPath = places.Take(folder, file->FileName(), platform::Utf8ToWide(id));
+  if (row.LocalPath.empty()) return nullptr;
   row.OriginalFileLocalPath = file->LocalPath();
   row.TaskType = static_cast<std::int64_t>(TaskType::Download);
   return std::make_shared<GalleryDownloadTask>(row);
@@ -174,35 +179,52 @@ std::size_t GalleryTransManager::GalleryDownload(const GalleryFile::Ptr& file, c
   return GalleryDownload(Files{file}, folder, done);
 }
 
-std::size_t GalleryTransManager::GalleryDownload(const Files& files, const std::wstring& folder,
-                                                 const Done& done) {
+bool GalleryTransManager::MakeDownloads(const Files& files, const std::wstring& folder, const Done& done,
+                                        std::vector<DownloadPtr>& batch, std::vector<std::string>& listed) {
   constexpr char kTag[] = "GalleryTransManager::GalleryDownload";
-  const bool loggedIn = GlobalParamWrapper::GetInstance()->GetIsUserLoggedIn();
+  platform::MutexLock hold(DownloadPlaces::choosing);
   DownloadPlaces places;
-  if (!loggedIn || !places.Load()) {
-    LogError(kTag, loggedIn ? "the stored downloads cannot be read" : "nobody is logged in");
-    return 0;
+  if (!places.Load()) {
+    LogError(kTag, "the stored downloads cannot be read");
+    return false;
   }
-  std::vector<DownloadPtr> batch;
-  std::set<std::string> seen;
-  std::vector<std::string> listed;
+  // By their present ids: a run may have learnt another than it was listed by.
+  std::set<std::string> known;
+  for (const auto& task : Tasks(TaskType::Download)) known.insert(task->GetTransferId());
   for (const auto& file : files) {
     if (!file) {
       LogWarning(kTag, "file nullptr");
       continue;
     }
     const std::string id = file->UniqueId();
-    if (HasTask(TaskType::Download, id) || !seen.insert(id).second) {
+    if (!known.insert(id).second) {
       LogInfo(kTag, "delete download task:" + id);
       listed.push_back(id);
       continue;
     }
-    batch.push_back(NewDownload(file, folder, places));
-    batch.back()->WhenDone(done);
-    (void)batch.back()->SetStatus(TaskStatus::Waiting, 0);
+    const DownloadPtr task = NewDownload(file, folder, places);
+    if (!task) {
+      LogError(kTag, "no free name in the folder for " + id);
+      continue;
+    }
+    task->WhenDone(done);
+    (void)task->SetStatus(TaskStatus::Waiting, 0);
+    batch.push_back(task);
   }
   // Without rows they are lost at the next end of the program, but not now.
   if (!AddDownloadsDB(batch)) LogError(kTag, "the downloads cannot be stored");
+  return true;
+}
+
+std::size_t GalleryTransManager::GalleryDownload(const Files& files, const std::wstring& folder,
+                                                 const Done& done) {
+  std::vector<DownloadPtr> batch;
+  std::vector<std::string> listed;
+  if (!GlobalParamWrapper::GetInstance()->GetIsUserLoggedIn()) {
+    LogError("GalleryTransManager::GalleryDownload", "nobody is logged in");
+  } else if (!MakeDownloads(files, folder, done, batch, listed)) {
+    return 0;
+  }
   AddDownloads({batch.begin(), batch.end()}, TaskStatus::Waiting);
   Resume(TaskType::Download, listed);
   LogDownload(batch, files.size());
@@ -216,10 +238,6 @@ void GalleryTransManager::GalleryDownloadFromPortal(const std::string& json, con
     LogError(kTag, "jsonReader files fail:");
     return;
   }
-  if (folder.empty()) {
-    LogError(kTag, "downLoadPath empty ");
-    return;
-  }
   Files files;
   for (const Json::Value& wanted : (*request)["files"]) {
     const std::string id = wanted.isObject() ? NS::JsonText::Text(wanted, "uniqueId") : std::string();
@@ -230,8 +248,12 @@ void GalleryTransManager::GalleryDownloadFromPortal(const std::string& json, con
       LogWarning(kTag, "not found galleryFile, uniqueId: " + id);
     }
   }
-  if (files.empty() || GalleryDownload(files, folder) == 0)
-    LogError(kTag, "GalleryDownloadFromPortal files fail:");
+  if (folder.empty()) {
+    LogError(kTag, "downLoadPath empty ");
+    return;
+  }
+  if (files.empty()) LogError(kTag, "GalleryDownloadFromPortal files fail:");
+  (void)GalleryDownload(files, folder);  // What is left out is listed already, or logged there.
 }
 
 bool GalleryTransManager::AddDownloadsDB(const std::vector<DownloadPtr>& tasks) {
@@ -254,9 +276,9 @@ std::size_t GalleryTransManager::LoadTaskFromDB() {
   for (const auto& row : rows) tasks.push_back(std::make_shared<GalleryDownloadTask>(row));
   for (const auto& row : finishedRows) finished.push_back(std::make_shared<GalleryCompleteTask>(row));
   const bool paused = GlobalParamWrapper::GetInstance()->GetTransfersPaused();
-  AddDownloads(tasks, paused ? TaskStatus::PausedByUser : TaskStatus::Waiting);
   const std::size_t count = tasks.size() + finished.size();
-  SetFinished(std::move(finished));
+  SetFinished(std::move(finished));  // First: what ends from here on is added to it.
+  AddDownloads(tasks, paused ? TaskStatus::PausedByUser : TaskStatus::Waiting);
   return count;
 }
 

@@ -82,6 +82,8 @@ class GalleryTransManager : public TransferManager {
 
   TransferTask::Ptr NewUpload(const GalleryFile::Ptr& file, const Album::Ptr& album) const;
   TransferTask::Ptr NewRefund(const ZentaraDeskClient::GalleryUpThdMng::Request& request) const;
+  bool MakeDownloads(const Files& files, const std::wstring& folder, const Done& done,
+                     std::vector<DownloadPtr>& batch, std::vector<std::string>& listed);
   DownloadPtr NewDownload(const GalleryFile::Ptr& file, const std::wstring& folder,
                           DownloadPlaces& places) const;
 
