@@ -55,7 +55,7 @@ void PrintFailure(const TransferTask& task, Output& output) {
   output.Error((upload ? "cannot upload " : "cannot download ") + name + ": " + DownloadErrors::Text(error));
 }
 
-Exit RunDownloads(Output& output) {
+Exit RunDownloads(Output& output, const std::set<std::int64_t>& before) {
   auto& manager = GalleryTransManager::GetInstance();
   const auto start = manager.GetFigures(TaskType::Download);
   const std::size_t files = manager.Tasks(TaskType::Download).size() + start.completed;
@@ -69,8 +69,10 @@ Exit RunDownloads(Output& output) {
     return false;
   });
   output.EndProgress();
-  for (const auto& task : manager.Tasks(TaskType::Complete))
-    PrintArrived(static_cast<const CompleteTask&>(*task), output);
+  for (const auto& task : manager.Tasks(TaskType::Complete)) {
+    const auto& complete = static_cast<const CompleteTask&>(*task);
+    if (!before.contains(complete.Id)) PrintArrived(complete, output);
+  }
   auto failed = manager.Tasks(TaskType::Download);
   std::erase_if(failed, [](const auto& task) { return task->Status() != TaskStatus::Failed; });
   for (const auto& task : failed) PrintFailure(*task, output);

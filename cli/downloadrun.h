@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
+#include <set>
 #include <string>
 
 #include "host/transfer/transfertask.h"
@@ -24,9 +26,9 @@ class DownloadLock {
 };
 
 // Waits for the downloads that are listed, with a progress line, and prints what
-// arrived and what failed. Ctrl-C, and a pause from another terminal, stop them
-// and keep their rows.
-Exit RunDownloads(Output& output);
+// arrived, but for what the rows `before` tell, and what failed. Ctrl-C, and a pause from another terminal,
+// stop them and keep their rows.
+Exit RunDownloads(Output& output, const std::set<std::int64_t>& before = {});
 
 // "cannot upload a.jpg: step: sentence: cause", or the JSON form of it.
 void PrintFailure(const TransferTask& task, Output& output);

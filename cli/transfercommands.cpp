@@ -80,7 +80,9 @@ Exit Download(const Session& session, const std::vector<std::string>& ids, bool 
   Gallery::Files files = everything ? MissingIn(folder) : Gallery::Files();
   const bool found = Collect(session, ids, files, output);
   auto& manager = GalleryTransManager::GetInstance();
-  if (!files.empty() && manager.GalleryDownload(files, platform::WidePath(folder)) == 0) {
+  (void)manager.GalleryDownload(files, platform::WidePath(folder));
+  if (!files.empty() && manager.Tasks(TaskType::Download).empty() &&
+      manager.GetFigures(TaskType::Download).completed == 0) {
     output.Error("the downloads cannot be stored; the log tells why");
     return Exit::Failed;
   }
@@ -93,14 +95,16 @@ Exit GoOn(Output& output) {
   if (!MayTransfer(output)) return Exit::Failed;
   const DownloadLock lock;
   if (!IsHeld(lock, output)) return Exit::Failed;
+  std::vector<CompletedTaskProperty> finished;
+  (void)DBHelper::GetInstance().GetCompleted(finished);  // Unread, they are printed once more.
+  std::set<std::int64_t> before;
+  for (const auto& row : finished) before.insert(row.Id);
   auto& manager = GalleryTransManager::GetInstance();
-  (void)manager.LoadTaskFromDB();
-  manager.SetFinished({});  // Only what arrives now is printed.
-  if (manager.Tasks(TaskType::Download).empty()) {
+  if (manager.LoadTaskFromDB() == finished.size()) {
     output.Say("No downloads wait.");
     return Exit::Done;
   }
-  return RunDownloads(output);
+  return RunDownloads(output, before);
 }
 
 Exit SetPaused(bool paused, Output& output) {
