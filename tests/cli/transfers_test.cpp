@@ -63,8 +63,8 @@ TEST_F(CliTransfersTest, FileOfTheUserIsNotWrittenOver) {
 TEST_F(CliTransfersTest, FailureNamesFileStepAndCauseAndCanBeRetried) {
   Upload(1);
   const std::string id = IdOf("p0.jpg");
-  // Where the content lies; a content that does not come is tried again for a minute.
-  server.Fault(R"({"method":"GET","path":"/media/","status":500})");
+  // No outage, which would be tried again for a minute.
+  server.Fault(R"({"method":"GET","path":"/media/","status":410})");
   const Finished failed = Run({"download", id, "--to", Target()});
   EXPECT_EQ(failed.status, kFailed);
   ASSERT_EQ(failed.Lines().size(), 1u) << failed.output;
@@ -74,12 +74,19 @@ TEST_F(CliTransfersTest, FailureNamesFileStepAndCauseAndCanBeRetried) {
   // A process that starts later tells it too, until the download has arrived.
   const Json::Value told = Documents({"transfers"})[0], printed = Parsed(failed.output);
   for (const char* key : {"error", "step", "text", "cause"}) EXPECT_EQ(told[key], printed[key]) << told;
-  EXPECT_NE(told["cause"].asString().find("status:500"), std::string::npos) << told;
+  EXPECT_NE(told["cause"].asString().find("status:410"), std::string::npos) << told;
   server.ClearFaults();
   EXPECT_EQ(Run({"retry"}).status, kDone);
   EXPECT_FALSE(Documents({"transfers"})[0].isMember("error"));
   EXPECT_EQ(Read("target/p0.jpg"), Read("pictures/p0.jpg"));
   EXPECT_EQ(CountTransfers("unfinished"), 0u);
+}
+
+TEST_F(CliTransfersTest, OutageAtTheFirstRequestIsGotOver) {
+  Upload(1);
+  server.Fault(R"({"method":"GET","path":"/media/","status":503})");
+  EXPECT_EQ(Run({"download", "--all", "--to", Target()}).status, kDone);
+  EXPECT_EQ(Read("target/p0.jpg"), Read("pictures/p0.jpg"));
 }
 
 TEST_F(CliTransfersTest, FullDiskIsToldWithFileAndCauseAndARepeatWithSpaceFinishes) {
