@@ -109,6 +109,7 @@ class LostFilesTest : public SyncTest {
     manager.StartupRefundTask(
         [this](const std::vector<std::string>& ids) {
           asked.content.insert(asked.content.end(), ids.begin(), ids.end());
+          if (onRefund) onRefund();
           return refundsSucceed.load();
         },
         [this](const std::vector<std::string>& ids) {
@@ -136,6 +137,7 @@ class LostFilesTest : public SyncTest {
   Asked asked;
   std::atomic<bool> refundsSucceed{true};
   std::function<void(int step)> onStep;
+  std::function<void()> onRefund;  // of contents
 };
 
 TEST_F(LostFilesTest, SwitchedOffNothingIsSentAndTheCursorStays) {
@@ -339,6 +341,73 @@ TEST_F(LostFilesTest, PageWhoseTasksCannotBeMadeComesAgain) {
   EXPECT_THAT(asked.thumbnails, ElementsAre("a"));  // not asked for behind the failure
   EXPECT_EQ(VersionRow().lostFileQueryCursor, "9");
   EXPECT_TRUE(log.Has("failed to refund data or save the cursor"));
+}
+
+TEST_F(LostFilesTest, UpdateWithoutAnAnswerOrARecordIsToldApart) {
+  for (const auto& [answer, text] :
+       {std::pair<std::string, std::string>{"", "net error! info:"},
+        {LoopbackServer::Answer(200, "[]"), "UpdateMediaStatus error,http code:200"}}) {
+    SCOPED_TRACE(text);
+    AddRow(1, kNeverAsked);
+    const LogText log;
+    (void)Run({Page(Media("a", 2, 5, Part("content", 1) + "," + Part("thumbnail", 1)), "", "9"), answer});
+    EXPECT_TRUE(log.Has(text));
+    EXPECT_TRUE(log.Has("record.status update fail,fileId:a"));
+  }
+}
+
+TEST_F(LostFilesTest, WithoutTheLockAWrongStatusStaysAndTheWalkGoesOn) {
+  cloud.onCall = [this](const std::string& call) {
+    if (call == "GetLock") cloud.FailCall(1);
+  };
+  const LogText log;
+  const auto requests =
+      Run({Page(Media("a", 2, 5, Part("content", 1) + "," + Part("thumbnail", 1)), "", "9")});
+  EXPECT_THAT(requests, SizeIs(1));
+  EXPECT_TRUE(log.Has("record.status update fail,fileId:a"));
+  EXPECT_EQ(VersionRow().lostFileQueryCursor, "9");
+  EXPECT_THAT(asked.content, IsEmpty());
+}
+
+TEST_F(LostFilesTest, LogoutBeforeTheTasksAreMadeLeavesThePageForTheNextLogin) {
+  AddRow(1, kNeverAsked, "5");
+  cloud.onCall = [](const std::string& call) {
+    if (call == "GetLock") GlobalParamWrapper::GetInstance()->SetUser({}, {});
+  };
+  LoopbackServer server({Page(
+      Media("wrong", 2, 5, Part("content", 1) + "," + Part("thumbnail", 1)) + "," + Media("lost", 2, 5, ""),
+      "", "9")});
+  LogInAt(server.Url());
+  const LogText log;
+  CloudPhoto::LostFileManager manager;
+  const auto refund = [this](const std::vector<std::string>& ids) {
+    asked.content.insert(asked.content.end(), ids.begin(), ids.end());
+    return true;
+  };
+  manager.StartupRefundTask(refund, refund);
+  while (!log.Has("end refund task")) std::this_thread::yield();
+  EXPECT_THAT(asked.content, IsEmpty());
+  EXPECT_EQ(VersionRow().lostFileQueryCursor, "5");
+}
+
+TEST_F(LostFilesTest, FailureOnTheSecondPageRepeatsThatPage) {
+  int pages = 0;
+  onStep = [this](int) { refundsSucceed = true; };
+  onRefund = [&] {
+    if (++pages == 2) refundsSucceed = false;
+  };
+  const std::string lost = Media("a", 2, 5, Part("thumbnail", 1));
+  const auto requests = Run({Page(lost, "7"), Page(lost, "", "9"), Page(lost, "", "9")}, 2);
+  ASSERT_THAT(requests, SizeIs(3));
+  EXPECT_EQ(CursorOf(requests[1]), "7");
+  EXPECT_EQ(CursorOf(requests[2]), "7");
+  EXPECT_EQ(VersionRow().lostFileQueryCursor, "9");
+}
+
+TEST_F(LostFilesTest, TimeThatCannotBeStoredBringsTheWalkAgain) {
+  DatabaseFaults::FailWrite(2);
+  EXPECT_THAT(Run({Page("", "", "9")}, 2), SizeIs(2));
+  EXPECT_EQ(VersionRow().lastLostFileQueryTimestamp, kNow);
 }
 
 TEST_F(LostFilesTest, CursorThatCannotBeStoredBringsThePageAgain) {
