@@ -98,6 +98,7 @@ void ZentaraGalleryObj::CloseWndClear() {
   GalleryTransManager::GetInstance().GalleryStop();
   SyncHelper::GetInstance().StopSync();
   SyncHelper::GetInstance().StopTimer();
+  GalleryTransManager::GetInstance().GalleryStop();  // What the sync has queued meanwhile.
   GlobalData::cloudGeneration = GlobalData::kGenerationUnknown;
   Logger::OutputOperationLog(kEventClose, 1, 0, {{"total", "0"}});
 }

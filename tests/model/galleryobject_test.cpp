@@ -4,8 +4,11 @@
 #include "common/platform/text.h"
 #include "host/globalparamwrapper.h"
 #include "host/userauthservice.h"
+#include "support/faketask.h"
 #include "support/gallerytest.h"
 #include "sync/modelload.h"
+#include "sync/synchelper.h"
+#include "transfer/gallerytransmanager.h"
 #include "utils/globaldata.h"
 #include "zentaragalleryobj.h"
 
@@ -91,6 +94,25 @@ TEST_F(GalleryObjectTest, NextUserFindsNothingOfTheFirst) {
   EXPECT_EQ(gallery.AlbumNameIsExist(L"Private"), nullptr);
   EXPECT_TRUE(object.GetGalleryHomeData(empty).empty());
   EXPECT_TRUE(empty);
+}
+
+TEST_F(GalleryObjectTest, WhatTheSyncQueuesWhileItStopsDoesNotOutliveTheClose) {
+  auto& transfers = GalleryTransManager::GetInstance();
+  transfers.SetMakeUpload([](const FilePtr& file, const Album::Ptr&) {
+    return std::make_shared<FakeTask>(TaskType::Upload, file->UniqueId());
+  });
+  SyncServices services;
+  std::size_t queued = 0;
+  services.stopLostFiles = [&] { queued += transfers.GalleryUpload({LocalFile("late")}, nullptr); };
+  SyncHelper sync(services);
+  SyncHelper::Replace(&sync);
+  object.InitWnd();
+  object.CloseWndClear();
+  EXPECT_EQ(queued, 1u);
+  EXPECT_TRUE(transfers.Tasks(TaskType::Upload).empty());
+  SyncHelper::Replace(nullptr);
+  sync.SetServices({});
+  transfers.SetMakeUpload({});
 }
 
 }  // namespace
