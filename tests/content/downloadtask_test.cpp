@@ -116,13 +116,19 @@ TEST_F(DownloadTaskTest, FolderThatCannotBeSearchedEndsWithAReason) {
   const auto file = Uploaded("c", Noise(100));
   fs::create_symlink("loop", folder / "loop");
   auto& manager = GalleryTransManager::GetInstance();
+  const LogText log;
   ASSERT_EQ(manager.GalleryDownload(file, folder.Wide("loop/deeper")), 1u);
   ASSERT_TRUE(manager.WaitUntilIdle(TaskType::Download, nullptr));
   const auto task = manager.Tasks(TaskType::Download).at(0);
   EXPECT_EQ(task->Status(), TaskStatus::Failed);
   EXPECT_EQ(task->LastErr().code, TransferErrorInterface::kNoSpaceOnDisk);
   EXPECT_NE(task->LastErr().cause, "");
+  EXPECT_TRUE(log.Has("set local file fail!"));
   manager.DeleteTasks({task});
+  const std::string told = log.Operations();
+  for (const char* text :
+       {R"("event":184)", R"("num":"1")", R"("total":"1")", R"("size":"100")", R"("suf":"jpg:1")"})
+    EXPECT_NE(told.find(text), std::string::npos) << text;
 }
 
 TEST_F(DownloadTaskTest, RowThatOutlivedItsDownloadMakesNoSecondFile) {

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <fstream>
+#include <thread>
 
 #include "common/platform/paths.h"
 #include "contenttest.h"
@@ -179,6 +180,56 @@ TEST_F(ToldContentTest, SessionGoesToTheServiceAlone) {
   EXPECT_EQ(Bytes(task), kFox);
   EXPECT_THAT(asked[0], HasSubstr("Authorization:Bearer "));
   EXPECT_THAT(links.Requests(), ElementsAre(Not(HasSubstr("Authorization"))));
+}
+
+TEST_F(ToldContentTest, ExpiredAddressWithoutAFreshOneEndsTheRun) {
+  LoopbackServer objects({LoopbackServer::Answer(403, "")});
+  Content(objects.Url() + "/o");
+  Json::Value changed = media;
+  changed["attachments"][0]["asset"]["resource"]["sha256"] = std::string(64, 'a');
+  const std::vector<std::pair<std::string, std::string>> answers{
+      {"", "net error! info:"},
+      {LoopbackServer::Answer(410, R"({"error":{"status":410,"description":"d","errors":[]}})"),
+       "GetUrl error:status:410"},
+      {LoopbackServer::Answer(502, "no record"), "service error! http code:502"},
+      {Ok(changed.toStyledString()), "update url from server fail, fileid: m"}};
+  for (const auto& [answer, text] : answers) {
+    SCOPED_TRACE(text);
+    const LogText log;
+    EXPECT_FALSE(RunWith({answer}));
+    EXPECT_EQ(task->LastErr().cause, "update url from server fail, fileid: m");
+    EXPECT_TRUE(log.Has(text));
+  }
+}
+
+TEST_F(ToldContentTest, AddressThatAlwaysExpiresIsAskedForUntilTheUserStops) {
+  LoopbackServer objects({LoopbackServer::Answer(403, "")});
+  Content(objects.Url() + "/o");
+  std::thread user([&] {
+    while (objects.Requests().size() < 5) std::this_thread::yield();
+    task->StopTask(TaskStatus::PausedByUser, 0);
+  });
+  EXPECT_FALSE(RunWith());
+  user.join();
+  EXPECT_EQ(task->Status(), TaskStatus::PausedByUser);
+}
+
+TEST_F(ToldContentTest, FileThatLeftTheGalleryStillArrives) {
+  LoopbackServer objects({Ok(ContentCrypto::FromHex(kSealed))});
+  Content(objects.Url() + "/o");
+  ASSERT_EQ(gallery.RemoveFiles({file}), 1u);
+  ASSERT_TRUE(RunWith());
+  EXPECT_EQ(Bytes(task), kFox);
+  EXPECT_EQ(task->LastErr().code, E::kRecordNotFound);
+  EXPECT_EQ(task->LastErr().level, E::kInfo);
+}
+
+TEST_F(ToldContentTest, FirstGenerationIsNotServed) {
+  GlobalData::cloudGeneration = GlobalData::kGenerationV1;
+  EXPECT_FALSE(RunWith());
+  EXPECT_EQ(task->LastErr().code, E::kVersionUnknown);
+  EXPECT_EQ(task->LastErr().outage, E::Outage::No);
+  EXPECT_THAT(asked, IsEmpty());
 }
 
 // --- Lost contents

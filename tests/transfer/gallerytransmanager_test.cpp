@@ -13,6 +13,7 @@
 #include "support/gallerytest.h"
 #include "transfer/downloadplaces.h"
 #include "transfer/gallerycompletetask.h"
+#include "transfer/gallerydownloadtask.h"
 #include "utils/globaldata.h"
 
 namespace {
@@ -142,6 +143,24 @@ TEST_F(GalleryTransManagerTest, DroppedFinishedTransferLeavesListAndTable) {
   ASSERT_EQ(manager.LoadTaskFromDB(), 2u);
   EXPECT_TRUE(manager.Tasks(TaskType::Complete)[0]->DeleteFromDB());
   EXPECT_THAT(ListedIds(TaskType::Complete), ElementsAre("b"));
+}
+
+TEST_F(GalleryTransManagerTest, RowsOfABatchAreStoredAllOrNone) {
+  DownloadTaskProperty row;
+  std::vector<GalleryTransManager::DownloadPtr> batch;
+  for (const char* id : {"a", "b", "c"}) {
+    row.UniqueId = id;
+    batch.push_back(std::make_shared<GalleryDownloadTask>(row));
+  }
+  ASSERT_TRUE(
+      DBHelper::GetInstance().Execute("CREATE TRIGGER no_c BEFORE INSERT ON DownloadTask WHEN NEW.UniqueId = "
+                                      "'c' BEGIN SELECT RAISE(ABORT, 'no'); "
+                                      "END;"));
+  EXPECT_FALSE(manager.AddDownloadsDB(batch));
+  EXPECT_THAT(Rows(), IsEmpty());
+  ASSERT_TRUE(DBHelper::GetInstance().Execute("DROP TRIGGER no_c;"));
+  EXPECT_TRUE(manager.AddDownloadsDB(batch));
+  EXPECT_EQ(Rows().size(), 3u);
 }
 
 TEST_F(GalleryTransManagerTest, UploadOfNoFileIsLeftOut) {
@@ -315,6 +334,25 @@ TEST_F(GalleryTransManagerTest, FinishedRowKeepsWhatTheWindowShows) {
   std::vector<CompletedTaskProperty> rows;
   ASSERT_TRUE(DBHelper::GetInstance().GetCompleted(rows));
   EXPECT_THAT(rows, IsEmpty());
+}
+
+TEST_F(GalleryTransManagerTest, FinishedRowOfAFileWithoutAPictureAsksForOne) {
+  class Asked : public IThumbnails {
+   public:
+    bool MakeLocal(const GalleryFile&, const std::wstring&, bool) override { return false; }
+    void Fetch(const Files& files, std::function<void(const FilePtr&)>) override {
+      id.set_value(files.at(0)->UniqueId());
+    }
+    std::promise<std::string> id;
+  } asked;
+  Listed("a", L"a.jpg");
+  upward::Install(&asked);
+  CompletedTaskProperty row;
+  row.UniqueId = "a";
+  std::wstring picture;
+  EXPECT_FALSE(GalleryCompleteTask(row).GetThumbnailPath(picture));
+  EXPECT_EQ(asked.id.get_future().get(), "a");
+  upward::Install(static_cast<IThumbnails*>(nullptr));
 }
 
 TEST_F(GalleryTransManagerTest, FinishedRowOfAFileThatIsGoneHasNoPicture) {

@@ -5,6 +5,7 @@
 
 #include <fstream>
 #include <future>
+#include <limits>
 
 #include "clouduploads.h"
 #include "common/platform/paths.h"
@@ -180,25 +181,108 @@ TEST_F(ThumbnailDownloadTest, WithoutALengthTheFilesSizeCounts) {
 }
 
 // The service as text: the ranges that are asked for, and one that gives none.
-TEST_F(ThumbnailDownloadTest, OnlyTheRangeOfTheWantedPictureIsAskedFor) {
-  const UploadedAsset asset = Thumbnails();
-  for (const bool isLcd : {false, true}) {
-    LoopbackServer objects({LoopbackServer::Answer(200, asset.objects[0])});
-    Json::Value media(Json::objectValue);
+class ToldThumbnailTest : public ThumbnailDownloadTest {
+ protected:
+  void SetUp() override {
+    ThumbnailDownloadTest::SetUp();
+    asset = Thumbnails();
     media["id"] = "m";
-    Json::Value& thumbnail = media["attachments"][0];
-    thumbnail["usage"] = "thumbnail";
-    thumbnail["asset"]["cipher"] = asset.cipher;
-    thumbnail["asset"]["attributes"] = asset.attributes;
-    thumbnail["asset"]["resource"]["objects"][0]["downloadUrl"]["url"] = objects.Url() + "/o";
-    LoopbackServer service({LoopbackServer::Answer(200, media.toStyledString())});
+    media["attachments"][0]["usage"] = "thumbnail";
+    Told()["id"] = "asset-1";
+    Told()["versionId"] = "version-1";
+    Told()["cipher"] = asset.cipher;
+    Told()["attributes"] = asset.attributes;
+  }
+  Json::Value& Told() { return media["attachments"][0]["asset"]; }
+  Json::Value& Url() { return Told()["resource"]["objects"][0]["downloadUrl"]["url"]; }
+  // One fetch with a service that answers with the record, and then with these.
+  bool FetchWith(bool isLcd, const std::vector<std::string>& more = {}) {
+    std::vector<std::string> answers{LoopbackServer::Answer(200, media.toStyledString())};
+    answers.insert(answers.end(), more.begin(), more.end());
+    LoopbackServer service(answers);
     Json::Value account;
     std::ifstream(folder / "config/ZentaraCloud/account.json") >> account;
     account["server"] = service.Url();
     std::ofstream(folder / "config/ZentaraCloud/account.json") << account;
-    ASSERT_TRUE(session.Load());
-    const FilePtr file = CloudFile("m");
-    ASSERT_TRUE(Fetch(file, isLcd));
+    EXPECT_TRUE(session.Load());
+    const bool done = Fetch(file, isLcd);
+    asked = service.Requests();
+    return done;
+  }
+
+  const FilePtr file = CloudFile("m");
+  UploadedAsset asset;
+  Json::Value media{Json::objectValue};
+  std::vector<std::string> asked;  // of the service
+};
+
+TEST_F(ToldThumbnailTest, WithoutObjectsItComesThroughTheProxy) {
+  LoopbackServer links({LoopbackServer::Answer(200, small)});
+  media["smallThumbnailDownloadLink"] = links.Url() + "/s";
+  const LogText log;
+  ASSERT_TRUE(FetchWith(false));
+  EXPECT_EQ(SmallOf(file), small);
+  EXPECT_TRUE(log.Has("download form fileproxy, fileid: m"));
+  EXPECT_THAT(links.Requests()[0], Not(HasSubstr("Authorization")));
+}
+
+TEST_F(ToldThumbnailTest, ObjectWithoutAnAddressIsNamed) {
+  Url() = "";
+  const LogText log;
+  EXPECT_FALSE(FetchWith(false));
+  EXPECT_TRUE(log.Has("downloadUrl is empty"));
+  EXPECT_TRUE(log.Has("download thumb error:get url error! file id: m"));
+}
+
+TEST_F(ToldThumbnailTest, LargePictureOfAnotherLengthIsRefused) {
+  LoopbackServer objects({LoopbackServer::Answer(200, asset.objects[0].substr(0, 4000))});
+  Url() = objects.Url() + "/o";
+  const LogText log;
+  EXPECT_FALSE(FetchWith(true));
+  EXPECT_TRUE(log.Has("download thumb error:file size error! isLcd:1 fileLen:3008 downloadLength:4000"));
+  EXPECT_THAT(Cached(), IsEmpty());
+}
+
+TEST_F(ToldThumbnailTest, LengthsThatNoPictureHasAreRefused) {
+  LoopbackServer objects({LoopbackServer::Answer(200, asset.objects[0])});
+  Url() = objects.Url() + "/o";
+  for (const std::int64_t length : {std::numeric_limits<std::int64_t>::max(), std::int64_t{-1}}) {
+    Told()["attributes"]["length"]["small"] = Json::Int64{length};
+    for (const bool isLcd : {false, true}) {
+      const LogText log;
+      EXPECT_FALSE(FetchWith(isLcd));
+      EXPECT_TRUE(log.Has("download thumb error:file size error! file id: m"));
+    }
+  }
+  EXPECT_THAT(objects.Requests(), IsEmpty());
+}
+
+TEST_F(ToldThumbnailTest, LossIsReportedAlsoWhenTheStatusCannotBeRead) {
+  LoopbackServer objects({LoopbackServer::Answer(404, "")});
+  Url() = objects.Url() + "/o";
+  const LogText log;
+  EXPECT_FALSE(
+      FetchWith(false, {LoopbackServer::Answer(200, R"({"id":"m"})"), LoopbackServer::Answer(502, ""),
+                        LoopbackServer::Answer(200, R"({"id":"m"})")}));
+  EXPECT_TRUE(log.Has("service error! http code:502"));
+  ASSERT_THAT(asked, SizeIs(4));
+  EXPECT_THAT(asked[3], HasSubstr("PATCH /cloudPhoto/v1/media/m/assets/asset-1/revisions/version-1"));
+  EXPECT_THAT(asked[3], HasSubstr(R"({"status":2})"));
+  EXPECT_NE(log.Operations().find(R"("status":"2")"), std::string::npos);
+}
+
+TEST_F(ThumbnailDownloadTest, StoppedFetchIsNoError) {
+  const LogText log;
+  EXPECT_FALSE(ThumbnailHelper::GetInstance().DownloadThumbnailV2(Uploaded(Thumbnails()), false,
+                                                                  [] { return false; }));
+  EXPECT_FALSE(log.Has("download thumb error"));
+}
+
+TEST_F(ToldThumbnailTest, OnlyTheRangeOfTheWantedPictureIsAskedFor) {
+  for (const bool isLcd : {false, true}) {
+    LoopbackServer objects({LoopbackServer::Answer(200, asset.objects[0])});
+    Url() = objects.Url() + "/o";
+    ASSERT_TRUE(FetchWith(isLcd));
     EXPECT_EQ(isLcd ? LargeOf(file) : SmallOf(file), isLcd ? large : small);
     ASSERT_THAT(objects.Requests(), SizeIs(1));
     EXPECT_THAT(objects.Requests()[0],

@@ -18,7 +18,8 @@ class ThumbnailHelper : public IThumbnails {
   static ThumbnailHelper& GetInstance();
 
   // Makes `target` from the local picture or video: the folder is made, an
-  // existing file of that name goes, a folder of that name makes it fail. False,
+  // existing file of that name gives way to the finished one, a folder of that name
+  // makes it fail. False,
   // logged with the guid, when no thumbnail came about.
   bool CreateThumbnail(const std::wstring& source, const std::wstring& target, int longEdge,
                        const std::string& guid);
