@@ -116,6 +116,19 @@ TEST_F(ToldContentTest, SliceWithoutAnAddressIsNamed) {
   EXPECT_EQ(task->LastErr().outage, E::Outage::No);
 }
 
+TEST_F(ToldContentTest, FailedSliceDoesNotWaitForTheNextOne) {
+  LoopbackServer objects({Ok(std::string(48, 'x'))});
+  Json::Value& list = Content(objects.Url() + "/o")["resource"]["objects"];
+  list[1] = list[0];
+  list[1]["start"] = 43;
+  list[1]["downloadUrl"]["url"] = server.Url() + "/cloudPhoto/v1/objects/slow";
+  server.Fault(R"({"method":"GET","path":"/objects/","delayMs":60000})");
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_FALSE(RunWith());
+  EXPECT_EQ(task->LastErr().cause, "Decrypt Error! fileid: m");
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
+}
+
 TEST_F(ToldContentTest, DeletedAssetHasNoUrl) {
   LoopbackServer objects({Ok(ContentCrypto::FromHex(kSealed))});
   Content(objects.Url() + "/o")["deleted"] = true;

@@ -204,11 +204,12 @@ GalleryDownloadTask::Fetched GalleryDownloadTask::FetchSlice(const ResourceObjec
   std::string bytes;
   bytes.reserve(wanted);
   // What comes behind the object's length is not part of it.
-  Fetched fetched = HttpDownload(object.downloadUrl.url, object.downloadUrl.headers,
-                                 [this, &bytes, wanted](std::string_view piece) {
-                                   bytes.append(piece.substr(0, wanted - bytes.size()));
-                                   return slicesWanted.load();
-                                 });
+  const auto take = [&bytes, wanted](std::string_view piece) {
+    bytes.append(piece.substr(0, wanted - bytes.size()));
+    return true;
+  };
+  Fetched fetched = FetchByHttp(object.downloadUrl.url, object.downloadUrl.headers, take,
+                                [this] { return slicesWanted && MayGoOn(); });
   fetched.bytes = std::move(bytes);
   return fetched;
 }
