@@ -302,10 +302,10 @@ TEST_F(UploadTaskTest, StopBetweenObjectsLeavesEarlierOnesInTheCloud) {
   const auto task = UploadTask(file);
   task->SetStatus(TaskStatus::Running, 0);
   std::thread stopper([&] {
-    while (CountRequests("PUT") == 0 && !task->HasEnded()) std::this_thread::yield();
+    while (CountRequests("PUT") < 2 && !task->HasEnded()) std::this_thread::yield();
     task->StopTask(TaskStatus::PausedByUser, 0);
   });
-  server.Fault(R"({"method":"PUT","path":"/objects/","nth":2,"delayMs":3000})");
+  server.Fault(R"({"method":"PUT","path":"/objects/","nth":2,"delayMs":600000})");
   EXPECT_FALSE(task->StartTask());
   stopper.join();
   EXPECT_EQ(task->Status(), TaskStatus::PausedByUser);
