@@ -131,9 +131,9 @@ int main(int argc, char** argv) {
   FillCloud(folder.Path(), "alice", records);
   ServerProcess server(PHOTOCLOUD_PROGRAM, data);
   Client client(static_cast<unsigned short>(server.Port()));
-  const auto login = photocloud::ParseJson(client.Call(http::verb::post, "/cloudPhoto/v1/auth/login",
-                                                       R"({"userName":"alice","password":")" +
-                                                           std::string(kLoginSecret) + "\"}"));
+  const auto login = photocloud::ParseJson(
+      client.Call(http::verb::post, "/cloudPhoto/v1/auth/login",
+                  R"({"userName":"alice","password":")" + std::string(kLoginSecret) + "\"}"));
   if (!login) return 1;
   client.token = photocloud::TextOf(*login, "accessToken");
   std::printf("%lld records, pages of 100\n", records);

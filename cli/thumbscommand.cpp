@@ -87,8 +87,7 @@ void AddThumbnailCommands(CLI::App& app, const Choose& choose) {
   thumbs->add_option("ID", *ids, "Only these files' thumbnails that are not there; ids as ls shows them");
   thumbs->add_flag("--missing", *missing, "Only those that are not there");
   thumbs->callback([=] {
-    choose([=](Session& session, Output& output) {
-      return FetchThumbnails(session, *ids, *missing, output);
-    });
+    choose(
+        [=](Session& session, Output& output) { return FetchThumbnails(session, *ids, *missing, output); });
   });
 }

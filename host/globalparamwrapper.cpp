@@ -172,8 +172,7 @@ bool GlobalParamWrapper::State::Store(const char* key, const Json::Value& value)
   settings[key] = value;
   if (!mayStore) return false;
   std::error_code error = platform::MakeFolder(JsonFile::Folder());
-  if (!error)
-    error = platform::ReplaceAtomically(SettingsFile(), JsonFile::Text(settings));
+  if (!error) error = platform::ReplaceAtomically(SettingsFile(), JsonFile::Text(settings));
   if (!error) fileTime = SettingsTime();
   if (error) Log(__LINE__, "Store", std::string(key) + ": " + error.message());
   return !error;

@@ -11,10 +11,6 @@ namespace {
 
 constexpr int kDeepest = 64;
 
-const Json::Value& Member(const Json::Value& object, const char* key) {
-  return object.isObject() ? object[key] : Json::Value::nullSingleton();
-}
-
 }  // namespace
 
 std::optional<Json::Value> Parse(std::string_view text) {
@@ -37,6 +33,10 @@ std::string Write(const Json::Value& json) {
   builder["indentation"] = "";
   builder["emitUTF8"] = true;
   return Json::writeString(builder, json);
+}
+
+const Json::Value& Member(const Json::Value& object, const char* key) {
+  return object.isObject() ? object[key] : Json::Value::nullSingleton();
 }
 
 std::string Text(const Json::Value& object, const char* key) {

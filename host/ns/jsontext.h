@@ -16,6 +16,8 @@ std::optional<Json::Value> Parse(std::string_view text);
 // One line.
 std::string Write(const Json::Value& json);
 
+// A member, or null where there is none; nothing is made or thrown.
+const Json::Value& Member(const Json::Value& object, const char* key);
 // A member as text: numbers too, since services write ids and codes either way.
 std::string Text(const Json::Value& object, const char* key);
 std::int64_t Number(const Json::Value& object, const char* key, std::int64_t missing = 0);

@@ -135,13 +135,15 @@ TEST_F(GlobalParamTest, PauseOfAnotherProcessHoldsAndIsKept) {
   ASSERT_TRUE(LoadWith("{}"));
   EXPECT_FALSE(param.GetTransfersPaused());
   profile.Write("settings.json", R"({"transfersPaused":true,"uploadWorkers":2})");
-  fs::last_write_time(profile.Config("settings.json"), fs::file_time_type::clock::now() + std::chrono::hours(1));
+  fs::last_write_time(profile.Config("settings.json"),
+                      fs::file_time_type::clock::now() + std::chrono::hours(1));
   param.SetIsUseLocalCertificate(true);
   EXPECT_TRUE(Stored()["transfersPaused"].asBool());
   EXPECT_EQ(Stored()["uploadWorkers"].asInt(), 2);
   EXPECT_TRUE(param.GetTransfersPaused());
   profile.Write("settings.json", "{}");
-  fs::last_write_time(profile.Config("settings.json"), fs::file_time_type::clock::now() + std::chrono::hours(2));
+  fs::last_write_time(profile.Config("settings.json"),
+                      fs::file_time_type::clock::now() + std::chrono::hours(2));
   EXPECT_FALSE(param.GetTransfersPaused());
 }
 

@@ -176,7 +176,6 @@ TEST_F(GalleryAlbumsTest, NameOfTheCloudIsTakenAsItIs) {
   EXPECT_EQ(album->Operation.Get(), "");
 }
 
-
 TEST_F(GalleryAlbumsTest, CloudRecordRenamesAndSettlesAnAlbum) {
   const auto album = gallery.CreateAlbum(L"Trip", false, -1);
   const auto record = Record(album->AlbumId.Get(), L"Tour");

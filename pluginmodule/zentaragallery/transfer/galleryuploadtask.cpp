@@ -17,7 +17,7 @@
 #include "store/dbhelper.h"
 #include "transfer/contentcrypto.h"
 #include "transfer/gallerytransmanager.h"
-#include "transfer/slicereader.h"
+#include "transfer/uploadrecord.h"
 #include "utils/gallerylog.h"
 #include "utils/methodfunction.h"
 #include "utils/streamdigest.h"
@@ -26,13 +26,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-using NS::JsonText::Number;
 using NS::JsonText::Text;
 
 constexpr int kRunReport = 16018;
-constexpr std::int32_t kContent = 0;
-constexpr std::int32_t kThumbnail = 1;
-constexpr int kMustSend = 2;
 constexpr std::int32_t kContentThere = 1;
 constexpr std::int32_t kContentWaits = 1;
 constexpr std::int32_t kMetadataChanged = 2;
@@ -46,47 +42,6 @@ std::int64_t SizeOf(const std::wstring& path) {
 template <std::size_t N>
 bool IsSet(const unsigned char (&key)[N]) {
   return std::any_of(std::begin(key), std::end(key), [](unsigned char byte) { return byte != 0; });
-}
-
-// Reading what is not there makes nothing and throws nothing.
-const Json::Value& Member(const Json::Value& json, const char* key) {
-  return json.isObject() ? json[key] : Json::Value::nullSingleton();
-}
-
-bool IsContent(const Json::Value& attachment) { return Text(attachment, "usage") == "content"; }
-
-// Whether the cloud lacks something of the asset.
-bool IsAsked(const Json::Value& doc, const Json::Value& resource) {
-  return Number(resource, "state") == kMustSend && Text(doc, "uploadType") == "client";
-}
-
-// The cloud cuts the content; a cut that does not fit it would send wrong bytes.
-bool IsAsset(const Json::Value& doc, const Json::Value& attachment, std::int64_t contentSize) {
-  const Json::Value& resource = Member(Member(attachment, "asset"), "resource");
-  if (!resource.isObject()) return false;
-  const Json::Value& objects = resource["objects"];
-  const bool areObjects = (objects.isArray() || objects.isNull()) &&
-                          std::all_of(objects.begin(), objects.end(),
-                                      [](const Json::Value& object) { return object.isObject(); });
-  if (!areObjects || !IsContent(attachment)) return areObjects;
-  return objects.empty() ? !IsAsked(doc, resource) : IsCutOf(resource, contentSize);
-}
-
-bool IsRecord(const Json::Value& doc, std::int64_t contentSize) {
-  if (!doc.isObject() || doc.empty() || Text(doc, "id").empty()) return false;
-  const Json::Value& list = doc["attachments"];
-  return list.isArray() && list.size() >= 2 && IsAsset(doc, list[0], contentSize) &&
-         IsAsset(doc, list[1], contentSize);
-}
-
-HttpHeaders Headers(const Json::Value& json) {
-  HttpHeaders headers;
-  if (!json.isObject()) return headers;
-  for (const std::string& name : json.getMemberNames()) {
-    const Json::Value& value = json[name].isArray() && !json[name].empty() ? json[name][0] : json[name];
-    if (value.isString()) headers[name] = value.asString();
-  }
-  return headers;
 }
 
 }  // namespace
@@ -274,117 +229,9 @@ bool GalleryUploadTask::CreateRecord(FileSliceCmdParamsV2& record) {
   constexpr char kStep[] = "GalleryUploadTask::CreateRecord";
   Json::Value answer;
   if (!Send(kCreateMedia, record, answer)) return false;
-  if (!IsRecord(answer, source.size)) return FailAnswer(kStep, __LINE__, answer);
+  if (!UploadRecord::IsUsable(answer, source.size)) return FailAnswer(kStep, __LINE__, answer);
   record.doc = std::move(answer);
   return true;
-}
-
-bool GalleryUploadTask::UploadAttachment(Json::ArrayIndex index, FileSliceCmdParamsV2& record,
-                                         UploadFileCommandParams& params) {
-  record.attachmentIndex = index;
-  const std::int32_t kind = IsContent(record.Attachment()) ? kContent : kThumbnail;
-  return UploadV2Slice(index, record.Asset()["resource"]["objects"].size(), params, kind, record);
-}
-
-bool GalleryUploadTask::UploadV2Slice(Json::ArrayIndex attachmentIndex, Json::ArrayIndex objectCount,
-                                      UploadFileCommandParams& params, std::int32_t kind,
-                                      FileSliceCmdParamsV2& record) {
-  record.attachmentIndex = attachmentIndex;
-  params.kind = kind;
-  SliceReader reader(localPath, params, record.Asset()["resource"]);
-  for (Json::ArrayIndex index = 0; index < objectCount; ++index) {
-    record.objectIndex = index;
-    params.readPosition = 0;
-    params.fileOffset = reader.Start(index);
-    params.slicePlainLength = reader.PlainLength(index);
-    if (!(kind == kContent ? EncryptOriginalData(reader, params, record)
-                           : EncryptThumbData(params, record)) ||
-        !UploadV2SliceRequestUrl(record) || !SendObject(params, record) ||
-        !UploadV2SliceRequestUploadState(record)) {
-      return false;
-    }
-    if (kind == kContent) SetTransferred(params.fileOffset + params.slicePlainLength);
-  }
-  return true;
-}
-
-bool GalleryUploadTask::EncryptOriginalData(SliceReader& reader, UploadFileCommandParams& params,
-                                            FileSliceCmdParamsV2& record) {
-  EncryptedSlice slice = reader.Take(record.objectIndex);
-  if (!slice.isWhole) {
-    if (SourceIsGone()) ForgetFile();
-    return Fail(kGeneral, "GalleryUploadTask::EncryptOriginalData", __LINE__, "the source cannot be read");
-  }
-  params.body = std::move(slice.bytes);
-  record.md5 = slice.md5;
-  record.sha256 = slice.sha256;
-  return true;
-}
-
-bool GalleryUploadTask::EncryptThumbData(UploadFileCommandParams& params, FileSliceCmdParamsV2& record) {
-  params.body = AES_128_CBC_Thumb(record);
-  if (params.body.empty()) {
-    return Fail(kGeneral, "GalleryUploadTask::EncryptThumbData", __LINE__,
-                "the thumbnails cannot be encrypted");
-  }
-  record.md5 = MethodFunction::Md5(params.body);
-  record.sha256 = MethodFunction::Sha256(params.body);
-  return true;
-}
-
-// Leaves out what the cloud holds already, as a whole or of this object.
-bool GalleryUploadTask::SendObject(UploadFileCommandParams& params, FileSliceCmdParamsV2& record) {
-  const Json::Value& resource = record.Asset()["resource"];
-  const Json::Value& object = resource["objects"][record.objectIndex];
-  const Json::Value& objects = Member(Member(record.sliceResponse, "resource"), "objects");
-  const bool isAnswered = objects.isArray() && record.objectIndex < objects.size();
-  const Json::Value& answered = isAnswered ? objects[record.objectIndex] : Json::Value::nullSingleton();
-  params.sliceLength = static_cast<std::uint32_t>(Number(object, "length"));
-  const bool isAsked = IsAsked(record.doc, resource) && Number(answered, "state", kMustSend) == kMustSend;
-  if (isAsked) return PutObject(params, object, Member(answered, "uploadUrl"));
-  LogInfo("GalleryUploadTask::UploadV2Slice",
-          [&] { return "upload file rapid, fileid: " + Text(record.doc, "id"); });
-  return true;
-}
-
-bool GalleryUploadTask::PutObject(UploadFileCommandParams& params, const Json::Value& object,
-                                  const Json::Value& uploadUrl) {
-  constexpr char kStep[] = "GalleryUploadTask::PutObject";
-  // Fewer bytes than the cloud waits for: the file has changed since its start.
-  if (params.body.size() != params.sliceLength) {
-    return Fail(kSourceChanged, kStep, __LINE__, "the source has another length now");
-  }
-  if (!MayGoOn()) return false;
-  httpLib.Reset();
-  if (!MayGoOn()) return false;
-  LogInfo(kStep, [&] { return "upload slice idx:" + Text(object, "number"); });
-  std::string response;
-  if (uploadUrl.isObject() &&
-      httpLib.UploadFile(params, Text(uploadUrl, "url"), Headers(uploadUrl["headers"]), response)) {
-    return true;
-  }
-  if (!MayGoOn()) return false;
-  if (SourceIsGone()) {
-    ForgetFile();
-    return Fail(kGeneral, kStep, __LINE__, "the source was deleted while it was sent");
-  }
-  return FailAnswer(kStep, __LINE__, NS::JsonText::Parse(response).value_or(Json::Value()));
-}
-
-bool GalleryUploadTask::UploadV2SliceRequestUrl(FileSliceCmdParamsV2& record) {
-  constexpr char kStep[] = "GalleryUploadTask::UploadV2SliceRequestUrl";
-  Json::Value answer;
-  if (!Send(kAnnounceSlice, record, answer)) return false;
-  if (!Member(answer, "resource").isObject()) return FailAnswer(kStep, __LINE__, answer);
-  record.sliceResponse = std::move(answer);
-  return true;
-}
-
-bool GalleryUploadTask::UploadV2SliceRequestUploadState(FileSliceCmdParamsV2& record) {
-  Json::Value answer;
-  if (!Send(kConfirmSlice, record, answer)) return false;
-  return httpLib.HasGoodAnswer() || Member(answer, "resource").isObject() ||
-         FailAnswer("GalleryUploadTask::UploadV2SliceRequestUploadState", __LINE__, answer);
 }
 
 bool GalleryUploadTask::PublishRecord(FileSliceCmdParamsV2& record) {
