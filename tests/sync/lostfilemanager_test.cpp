@@ -214,6 +214,11 @@ TEST_F(LostFilesTest, PagesFollowByNextCursorAndNewStartCursorIsKept) {
   EXPECT_EQ(VersionRow().lostFileQueryCursor, "33");
 }
 
+TEST_F(LostFilesTest, PageThatNamesItselfAsTheNextEndsTheWalk) {
+  EXPECT_THAT(Run({Page("", "10"), Page("", "10")}), SizeIs(2));
+  EXPECT_EQ(VersionRow().lostFileQueryCursor, "10");
+}
+
 TEST_F(LostFilesTest, NewStartCursorWinsOverNextCursorAndEndsTheWalk) {
   EXPECT_THAT(Run({Page("", "10", "33")}), SizeIs(1));
   EXPECT_EQ(VersionRow().lostFileQueryCursor, "33");
@@ -300,6 +305,7 @@ TEST_F(LostFilesTest, RowsOfLostContentAreMarkedWithTheStatus) {
 
 TEST_F(LostFilesTest, RecordThatOnlyCarriesAWrongStatusIsPutRightAndMakesNoTask) {
   Add({CloudFile("a")});
+  gallery.GetFile("a")->cloudContentStatus = 2;
   ASSERT_TRUE(DBHelper::GetInstance().SetContentStatus("a", 2));
   cloud.AddMedia("a", L"a.jpg");
   cloud.ForgetCalls();
@@ -310,6 +316,7 @@ TEST_F(LostFilesTest, RecordThatOnlyCarriesAWrongStatusIsPutRightAndMakesNoTask)
   EXPECT_THAT(requests[1], AllOf(HasSubstr("PATCH /cloudPhoto/v1/media/a?fields="),
                                  HasSubstr("\"status\":\"normal\""), HasSubstr("x-zt-lock:")));
   EXPECT_EQ(Row("a")->cloudContentStatus, 1);
+  EXPECT_EQ(gallery.GetFile("a")->cloudContentStatus, 1);
   EXPECT_FALSE(cloud.IsLocked());
   EXPECT_THAT(asked.content, IsEmpty());
   EXPECT_THAT(asked.thumbnails, IsEmpty());

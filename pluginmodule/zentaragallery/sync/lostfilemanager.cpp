@@ -5,6 +5,7 @@
 #include "common/platform/thread.h"
 #include "host/curlppx.h"
 #include "host/globalparamwrapper.h"
+#include "model/gallery.h"
 #include "store/dbhelper.h"
 #include "sync/synchelper.h"
 #include "transfer/gallerytransmanager.h"
@@ -72,7 +73,10 @@ void UpdateStatusOf(const std::string& id) {
                                                    GalleryTransManager::GetInstance().LockToken());
   if (!UpdateMediaStatus(request, id)) return LogNotUpdated(id);
   LogInfo(kCheckTag, [&id] { return "record.status update success,fileId:" + id; });
-  (void)Database().SetContentStatus(id, kContentIsThere);  // The change list tells it as well.
+  // This device's own change comes back in no list. One that cannot be written is
+  // seen again when the list is walked from its start.
+  (void)Database().SetContentStatus(id, kContentIsThere);
+  if (const auto file = Gallery::GetInstance().GetFile(id)) file->cloudContentStatus = kContentIsThere;
 }
 
 std::string Flag(bool value) { return value ? "1" : "0"; }
@@ -202,7 +206,9 @@ bool LostFileManager::QueryLostFiles(Walk& walk) {
     walk.list.clear();
     return true;
   }
-  walk.pageFollows = changes.newStartCursor.empty() && !changes.nextCursor.empty();
+  // A page that names itself as the next one would be asked for without end.
+  walk.pageFollows =
+      changes.newStartCursor.empty() && !changes.nextCursor.empty() && changes.nextCursor != walk.cursor;
   if (!changes.newStartCursor.empty())
     walk.cursor = changes.newStartCursor;
   else if (!changes.nextCursor.empty())
