@@ -326,9 +326,7 @@ TEST_F(CloudHelperTest, CutAnswerAndNoAnswerAreNoEmptyListing) {
 TEST_F(CloudHelperTest, PageThatNamesItselfAsTheNextEndsTheListing) {
   const LogText log;
   LoopbackServer looping({LoopbackServer::Answer(200, R"({"nextCursor":"7","media":[],"changes":[]})")});
-  std::ofstream(folder / "config/ZentaraCloud/account.json")
-      << R"({"userId":"alice","accessToken":"at","refreshToken":"","server":")" + looping.Url() + "\"}";
-  ASSERT_TRUE(session.Load());
+  GoTo(looping.Url());
   std::string cursor = "6";
   EXPECT_NE(CloudPhotoV2Helper::GetFiles(cursor, 0), nullptr);
   EXPECT_EQ(cursor, "7");

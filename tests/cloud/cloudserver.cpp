@@ -195,6 +195,15 @@ void CloudTest::TearDown() {
   GalleryTest::TearDown();
 }
 
+void CloudTest::GoTo(const std::string& url) {
+  const auto file = folder / "config/ZentaraCloud/account.json";
+  Json::Value account;
+  std::ifstream(file) >> account;
+  account["server"] = url;
+  std::ofstream(file) << account;
+  ASSERT_TRUE(session.Load());
+}
+
 LogText::LogText() {
   EXPECT_TRUE(Logger::CloudLogger::GetInstance()->Open(folder.Path() / "log.txt"));
   Logger::CloudLogger::GetInstance()->SetLevel(Logger::Severity::Debug);

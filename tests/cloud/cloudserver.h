@@ -84,6 +84,8 @@ class CloudTest : public GalleryTest {
   explicit CloudTest(const std::vector<std::string>& more = {}) : server(more) {}
   void SetUp() override;
   void TearDown() override;
+  // Alice's session goes on at another service.
+  void GoTo(const std::string& url);
 
   UserAuthService& session = *UserAuthService::GetInstance();
   CloudServer server;

@@ -71,11 +71,7 @@ class ToldContentTest : public ContentTest {
     std::vector<std::string> answers{Ok(media.toStyledString())};
     answers.insert(answers.end(), more.begin(), more.end());
     LoopbackServer service(answers);
-    Json::Value account;
-    std::ifstream(folder / "config/ZentaraCloud/account.json") >> account;
-    account["server"] = service.Url();
-    std::ofstream(folder / "config/ZentaraCloud/account.json") << account;
-    EXPECT_TRUE(session.Load());
+    GoTo(service.Url());
     task = DownloadTask(file, platform::NativePath(file->FileName()).string());
     const bool done = Run(*task);
     asked = service.Requests();

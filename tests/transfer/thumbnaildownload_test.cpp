@@ -200,11 +200,7 @@ class ToldThumbnailTest : public ThumbnailDownloadTest {
     std::vector<std::string> answers{LoopbackServer::Answer(200, media.toStyledString())};
     answers.insert(answers.end(), more.begin(), more.end());
     LoopbackServer service(answers);
-    Json::Value account;
-    std::ifstream(folder / "config/ZentaraCloud/account.json") >> account;
-    account["server"] = service.Url();
-    std::ofstream(folder / "config/ZentaraCloud/account.json") << account;
-    EXPECT_TRUE(session.Load());
+    GoTo(service.Url());
     const bool done = Fetch(file, isLcd);
     asked = service.Requests();
     return done;
