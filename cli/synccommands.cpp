@@ -135,7 +135,7 @@ bool PrintFailedUploads(Output& output) {
 }
 
 bool InStep(const SyncState& state) {
-  return state.lastError.step.empty() && state.mode == SyncMode::Increment && state.pulled &&
+  return state.lastError.step.empty() && state.mode == SyncModeIncrement && state.pulled &&
          state.pendingAlbums == 0 && state.pendingFiles == 0;
 }
 
@@ -236,7 +236,7 @@ Exit Sync(bool watch, Output& output) {
     const SyncState state = sync.GetState();
     PrintCycle(state, output);
     if (PrintFailedUploads(output)) return Exit::Failed;
-    if (!state.lastError.step.empty() || state.mode == SyncMode::Failed) return Exit::Failed;
+    if (!state.lastError.step.empty() || state.mode == SyncModeFailed) return Exit::Failed;
     if (!InStep(state)) continue;
     if (state.pendingUploads > 0 && GlobalParamWrapper::GetInstance()->GetTransfersPaused())
       output.Say("Transfers are paused; \"zentaractl resume\" ends the pause.");

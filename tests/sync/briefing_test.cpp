@@ -51,7 +51,7 @@ TEST_F(BriefingTest, ExpiredPeriodRepairsDrift) {
   cloud.Edit("a", [](CloudFileInfo& info) { info.favorite = true; });
   Expire();
   EXPECT_TRUE(Cycle());
-  EXPECT_EQ(sync->GetState().mode, SyncMode::Briefing);
+  EXPECT_EQ(sync->GetState().mode, SyncModeBriefing);
   ExpectInStep();
   EXPECT_EQ(VersionRow().BriefingTime, clock.ms);
   EXPECT_EQ(VersionRow().LatestVersion, cloud.Version());
@@ -157,7 +157,7 @@ TEST_F(BriefingTest, EmptyListingInAHistoryGapIsComparedAgainByTheNextTick) {
   EXPECT_EQ(gallery.FileCount(), 2u);
   cloud.emptyListing = false;
   EXPECT_TRUE(Cycle());
-  EXPECT_EQ(sync->GetState().mode, SyncMode::Briefing);
+  EXPECT_EQ(sync->GetState().mode, SyncModeBriefing);
   ExpectInStep();
 }
 
@@ -166,7 +166,7 @@ TEST_F(BriefingTest, EmptyAccountBehindAHistoryGapTakesChanges) {
   cloud.Delete("b");
   cloud.minVersion = cloud.Version();
   for (int i = 0; i < 3; ++i) EXPECT_TRUE(Cycle()) << i;
-  EXPECT_EQ(sync->GetState().mode, SyncMode::Increment);
+  EXPECT_EQ(sync->GetState().mode, SyncModeIncrement);
   ASSERT_TRUE(gallery.CreateAlbum(L"Trip", false, -1));
   EXPECT_TRUE(Cycle());
   EXPECT_EQ(cloud.AlbumIds().size(), 2u);
@@ -193,7 +193,7 @@ TEST_F(BriefingTest, ZeroSizedFileAfterACutKeepsTheRows) {
   ForgetRowsWhenHistoryIsGone();
   EXPECT_TRUE(Cycle());
   EXPECT_TRUE(Cycle());
-  EXPECT_EQ(sync->GetState().mode, SyncMode::Briefing);
+  EXPECT_EQ(sync->GetState().mode, SyncModeBriefing);
   EXPECT_EQ(refunded, std::vector<std::string>{"a"});
   ExpectInStep();
 }

@@ -36,7 +36,7 @@ TEST_F(ClientInitTest, PushListsAgainAndEndsInStep) {
   cloud.Delete("m1");
   cloud.Edit("m2", [](CloudFileInfo& info) { info.favorite = true; });
   EXPECT_TRUE(Cycle());
-  EXPECT_EQ(sync->GetState().mode, SyncMode::Full);
+  EXPECT_EQ(sync->GetState().mode, SyncModeFull);
   Settle();
   EXPECT_EQ(VersionRow().HasDownAll, 1);
   ExpectInStep();
@@ -54,7 +54,7 @@ TEST_F(ClientInitTest, PushOnAnUnchangedCloudResumes) {
   Settle();
   sync->ProcessPushMsg("301", kInit);
   EXPECT_TRUE(Cycle());
-  EXPECT_EQ(sync->GetState().mode, SyncMode::Resume);
+  EXPECT_EQ(sync->GetState().mode, SyncModeResume);
   ExpectInStep();
 }
 

@@ -16,7 +16,7 @@ class FullSyncTest : public SyncTest {
 TEST_F(FullSyncTest, FirstDownloadBringsEverything) {
   Fill(250);
   EXPECT_TRUE(Cycle());
-  EXPECT_EQ(sync->GetState().mode, SyncMode::Full);
+  EXPECT_EQ(sync->GetState().mode, SyncModeFull);
   EXPECT_EQ(VersionRow().HasDownAll, 1);
   EXPECT_TRUE(VersionRow().FileCursor.empty());
   EXPECT_EQ(DBHelper::GetInstance().GetMaxOffset(), 0);
@@ -68,7 +68,7 @@ TEST_F(FullSyncTest, FarBehindInterruptedDownloadIsCompared) {
   cloud.onCall = nullptr;
   cloud.Delete("m1000");
   EXPECT_TRUE(Cycle());
-  EXPECT_EQ(sync->GetState().mode, SyncMode::Briefing);
+  EXPECT_EQ(sync->GetState().mode, SyncModeBriefing);
   ExpectInStep();
 }
 
@@ -84,7 +84,7 @@ TEST_F(FullSyncTest, EarlyInterruptedDownloadStartsAgain) {
   cloud.Delete("m1000");
   cloud.Delete("m1003");
   EXPECT_TRUE(Cycle());
-  EXPECT_EQ(sync->GetState().mode, SyncMode::Full);
+  EXPECT_EQ(sync->GetState().mode, SyncModeFull);
   Settle();
   ExpectInStep();
 }
@@ -99,12 +99,12 @@ TEST_F(FullSyncTest, NegativeOffsetsCountAgainstWhatIsDown) {
   far->Offset = 60;
   recycled->Offset = -20;
   ASSERT_TRUE(DBHelper::GetInstance().AddFiles({far, recycled}));
-  EXPECT_EQ(sync->GetSyncMode(), SyncMode::Full);
+  EXPECT_EQ(sync->GetSyncMode(), SyncModeFull);
   far->Offset = 70;
   row.LatestVersion = 0;
   ASSERT_TRUE(DBHelper::GetInstance().AddLocalVersion(row));
   ASSERT_TRUE(DBHelper::GetInstance().AddFiles({far}));
-  EXPECT_EQ(sync->GetSyncMode(), SyncMode::Briefing);
+  EXPECT_EQ(sync->GetSyncMode(), SyncModeBriefing);
 }
 
 TEST_F(FullSyncTest, ExpiredCursorListsAgainAndKeepsWaitingChanges) {
@@ -161,7 +161,7 @@ TEST_F(FullSyncTest, HiddenLostFileKeepsItsPathInAFullListing) {
   RestartClient();
   ASSERT_TRUE(DBHelper::GetInstance().SetHasDownAll(0));
   EXPECT_TRUE(Cycle());
-  EXPECT_EQ(sync->GetState().mode, SyncMode::Resume);
+  EXPECT_EQ(sync->GetState().mode, SyncModeResume);
   EXPECT_FALSE(gallery.GetFile("m1001"));
   const auto row = Row("m1001");
   EXPECT_EQ(row->LocalPath(), L"/pictures/m1001.jpg");

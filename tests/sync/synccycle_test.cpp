@@ -17,10 +17,10 @@ TEST_F(SyncCycleTest, TickWithTheSwitchOffAsksNoCloud) {
 
 TEST_F(SyncCycleTest, EmptyCloudIsANewAccount) {
   EXPECT_TRUE(Cycle());
-  EXPECT_EQ(sync->GetState().mode, SyncMode::NewAccount);
+  EXPECT_EQ(sync->GetState().mode, SyncModeNewAccount);
   EXPECT_EQ(VersionRow().HasDownAll, 1);
   EXPECT_TRUE(Cycle());
-  EXPECT_EQ(sync->GetState().mode, SyncMode::Increment);
+  EXPECT_EQ(sync->GetState().mode, SyncModeIncrement);
 }
 
 TEST_F(SyncCycleTest, IncrementTakesOverWhatAnotherDeviceDid) {
@@ -83,7 +83,7 @@ TEST_F(SyncCycleTest, CutFromTheFirstGenerationIsFollowedByABriefing) {
   EXPECT_EQ(VersionRow().BriefingTime, 1);
   EXPECT_EQ(VersionRow().CloudPhotoVersion, "v2.0");
   EXPECT_TRUE(Cycle());
-  EXPECT_EQ(sync->GetState().mode, SyncMode::Briefing);
+  EXPECT_EQ(sync->GetState().mode, SyncModeBriefing);
   ExpectInStep();
 }
 

@@ -136,7 +136,7 @@ bool SyncHelper::FullSync(SyncMode next) {
     (void)Fail("SyncHelper::FullSync", "rows of the last cycle could not be written");
     return EndFullSync(false);
   }
-  if (next == SyncMode::Full ? !EmptyForFullSync() : !LoadDataToMemory()) return EndFullSync(false);
+  if (next == SyncModeFull ? !EmptyForFullSync() : !LoadDataToMemory()) return EndFullSync(false);
   if (GlobalData::cloudGeneration != GlobalData::kGenerationV2) return EndFullSync(false);
   if (!FullSyncAlbumsV2()) return EndFullSync(false);
   Tell(SyncStatus::ALBUMSREADY, -1);
@@ -233,7 +233,7 @@ bool SyncHelper::FullSyncAlbumsV2() {
 
 bool SyncHelper::FullSyncGalleryFilesV2(SyncMode next) {
   constexpr char kTag[] = "SyncHelper::FullSyncGalleryFilesV2";
-  if (next == SyncMode::Briefing) {
+  if (next == SyncModeBriefing) {
     LogInfo(kTag, [this] { return "Briefing strart! type:" + std::to_string(briefingType); });
     const int result = Briefing(briefingType);
     LogInfo(kTag, [result] { return "Briefing result: " + std::to_string(result); });
@@ -256,7 +256,7 @@ bool SyncHelper::FullSyncGalleryFilesV2(SyncMode next) {
       !row.AlbumVersion.empty() && row.LatestVersion > 0 && row.LatestVersion < version->fileVersion;
   // What was here before the listing started was not compared with it, and what
   // the cloud has deleted since stands in no listing.
-  if (moved || (heldBefore && next == SyncMode::Full)) {
+  if (moved || (heldBefore && next == SyncModeFull)) {
     briefingType = kMovedWhileListing;
     return Briefing(briefingType) != 0 || FinishFullSync();
   }

@@ -253,7 +253,7 @@ void SyncHelper::SyncTick() {
   if (cycleRunning) return;
   const SyncMode next = GetSyncMode();
   mode = static_cast<std::int32_t>(next);
-  if (next == SyncMode::Failed || next == SyncMode::NewAccount) {
+  if (next == SyncModeFailed || next == SyncModeNewAccount) {
     KeepLastError();
     NotifyTimeLine(timeLineToldIdle);
     return;
@@ -266,7 +266,7 @@ void SyncHelper::SyncTick() {
 }
 
 bool SyncHelper::RunMode(SyncMode next) {
-  if (next == SyncMode::Increment) {
+  if (next == SyncModeIncrement) {
     hasSynced = true;
     return IncrementSync();
   }

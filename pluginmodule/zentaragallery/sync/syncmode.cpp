@@ -59,10 +59,10 @@ SyncMode SyncHelper::GetSyncMode() {
   // would list the whole cloud again.
   if (!localOperation.ReadVersionRecord(row, hasRow)) {
     (void)Fail(kTag, "the version row could not be read");
-    return SyncMode::Failed;
+    return SyncModeFailed;
   }
   const bool complete = hasRow && !row.AlbumVersion.empty() && row.HasDownAll != 0;
-  if (complete && !LoadDataToMemory()) return SyncMode::Failed;
+  if (complete && !LoadDataToMemory()) return SyncModeFailed;
   if (GlobalData::cloudGeneration == GlobalData::kGenerationUnknown) (void)CutStatus();
   if (!complete) return DecideWithoutFullRow(hasRow, row);
   const std::int64_t now = MethodFunction::CurrentTime();
@@ -71,10 +71,10 @@ SyncMode SyncHelper::GetSyncMode() {
     (void)localOperation.ChangeVersionRecord([now](AlbumLocalVersion& stored) { stored.BriefingTime = now; });
   }
   const std::int64_t days = briefingPeriodDays > 0 ? briefingPeriodDays.load() : kDefaultBriefingDays;
-  if (now <= row.BriefingTime + days * 24 * kHourMs + briefingRandomMs) return SyncMode::Increment;
+  if (now <= row.BriefingTime + days * 24 * kHourMs + briefingRandomMs) return SyncModeIncrement;
   LogInfo(kTag, "start briefing by expired!");
   briefingType = 1;
-  return SyncMode::Briefing;
+  return SyncModeBriefing;
 }
 
 SyncMode SyncHelper::DecideWithoutFullRow(bool hasRow, const AlbumLocalVersion& row) {
@@ -82,7 +82,7 @@ SyncMode SyncHelper::DecideWithoutFullRow(bool hasRow, const AlbumLocalVersion& 
   if (!cloud) {
     (void)Fail(kTag, "get cloud ver fail!");
     if (ISyncCallback* listener = callback; listener && !dataLoaded) listener->Notify(1);
-    return SyncMode::Failed;
+    return SyncModeFailed;
   }
   const bool fresh = IsNewAccount(*cloud);
   if (hasRow && !fresh && !row.AlbumVersion.empty()) return RestartFull(row, *cloud);
@@ -92,31 +92,31 @@ SyncMode SyncHelper::DecideWithoutFullRow(bool hasRow, const AlbumLocalVersion& 
     record.UpdateTime = MethodFunction::CurrentTime();
     LogInfo(kTag, "new account, set hasdown to 1, quit full sync!");
     (void)Gallery::GetInstance().AddFiles({});
-    if (!LoadDataToMemory()) return SyncMode::Failed;
+    if (!LoadDataToMemory()) return SyncModeFailed;
   }
   const bool stored = hasRow ? DBHelper::GetInstance().UpdateLocalVersion(record, row.AlbumVersion)
                              : DBHelper::GetInstance().AddLocalVersion(record);
   if (!stored) {
     (void)Fail(kTag, "the version row could not be stored");
-    return SyncMode::Failed;
+    return SyncModeFailed;
   }
-  return fresh ? SyncMode::NewAccount : SyncMode::Full;
+  return fresh ? SyncModeNewAccount : SyncModeFull;
 }
 
 SyncMode SyncHelper::RestartFull(const AlbumLocalVersion& row, const CloudVersion& cloud) {
-  if (cloud.fileVersion <= row.LatestVersion) return SyncMode::Resume;
+  if (cloud.fileVersion <= row.LatestVersion) return SyncModeResume;
   const std::int64_t max = DBHelper::GetInstance().GetMaxOffset(),
                      min = DBHelper::GetInstance().GetMinOffset();
   if (max + (min < 1 ? min : 0) >= kEnoughIsDown) {
     briefingType = 0;
-    return SyncMode::Briefing;
+    return SyncModeBriefing;
   }
   const bool stored = localOperation.ChangeVersionRecord([&cloud](AlbumLocalVersion& stored_) {
     stored_.LatestVersion = cloud.fileVersion;
     stored_.UpdateTime = 0;
     stored_.FileCursor.clear();
   });
-  if (stored) return SyncMode::Full;
+  if (stored) return SyncModeFull;
   (void)Fail(kTag, "the version row could not be stored");
-  return SyncMode::Failed;
+  return SyncModeFailed;
 }

@@ -20,13 +20,13 @@ enum class SyncStatus : std::int32_t {
 };
 
 // What a tick does.
-enum class SyncMode : std::int32_t {
-  Failed = 0,      // the cloud did not tell its version
-  NewAccount = 1,  // nothing to download
-  Full = 2,        // everything, from the start
-  Resume = 3,      // everything, from where it stopped
-  Briefing = 4,    // compare with the cloud's listing
-  Increment = 5,   // what has changed
+enum SyncMode : std::int32_t {
+  SyncModeFailed = 0,      // the cloud did not tell its version
+  SyncModeNewAccount = 1,  // nothing to download
+  SyncModeFull = 2,        // everything, from the start
+  SyncModeResume = 3,      // everything, from where it stopped
+  SyncModeBriefing = 4,    // compare with the cloud's listing
+  SyncModeIncrement = 5,   // what has changed
 };
 
 // Why a cycle did not get through.
@@ -41,7 +41,7 @@ struct SyncError {
 // A snapshot for status displays.
 struct SyncState {
   SyncStatus status = SyncStatus::IDLE;
-  SyncMode mode = SyncMode::Failed;  // of the last tick
+  SyncMode mode = SyncModeFailed;  // of the last tick
   bool started = false;
   bool hasSynced = false;
   bool lockHeld = false;
