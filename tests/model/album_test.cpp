@@ -321,10 +321,10 @@ TEST_F(HomeList, EmptyTimeLineIsTold) {
 
 TEST_F(AlbumTest, ChangingAlbumIdsReachesMembersAndRows) {
   const auto file = Recycled("a", 100), member = Recycled("m", 100);
-  file->AddMember(member);
+  file->TakeMember(member);
   ASSERT_TRUE(DBHelper::GetInstance().AddFiles({file, member}));
   Bin()->AddFilesInternal({file});
-  EXPECT_EQ(Bin()->ChangeAlbumIds("default-album-1", "next"), 1u);
+  EXPECT_EQ(Bin()->ChangeAlbumIds("default-album-1", "next"), 2u);  // the file and its member
   EXPECT_EQ(file->AlbumId(), "next");
   EXPECT_EQ(member->AlbumId(), "next");
   EXPECT_EQ(Row("m")->AlbumId(), "next");

@@ -1,6 +1,7 @@
 // Bursts: from names to groups behind a cover.
 
 #include <algorithm>
+#include <map>
 #include <random>
 #include <regex>
 
@@ -267,12 +268,135 @@ TEST_F(WholeBurst, RenamedMemberLeavesTheCoverInOrder) {
   const auto there = CloudFile("there", target->AlbumId.Get());
   there->SetFileName(L"IMG_1_BURST002.jpg");
   Add({there});
-  gallery.MoveFiles({cover}, target, false);
+  std::map<FilePtr, int> states;
+  gallery.MoveFiles({cover}, target, false, [&](int state, const FilePtr& file) { states[file] = state; });
+  EXPECT_EQ(states, (std::map<FilePtr, int>{{cover, 0}, {first, 0}, {second, 0}}));
   EXPECT_EQ(first->FileName(), L"IMG_1_BURST002(1).jpg");
   EXPECT_FALSE(cover->HasMember(first));
   EXPECT_TRUE(cover->HasMember(second));
   EXPECT_TRUE(Holds(target, first));
+  EXPECT_TRUE(Holds(TimeLine(), first));
+  EXPECT_TRUE(target->HasFileNamed(L"IMG_1_BURST002(1).jpg"));
+  EXPECT_EQ(target->FilesNamed(L"IMG_1_BURST002.jpg"), Files{there});
+  EXPECT_FALSE(Camera()->HasFileNamed(L"IMG_1_BURST002.jpg"));
   EXPECT_EQ(Row("m2")->FileName(), L"IMG_1_BURST002(1).jpg");
+}
+
+TEST_F(WholeBurst, StaysTogetherWhenItsCoverMayNotMove) {
+  const auto target = gallery.CreateAlbum(L"Target", false, -1);
+  const auto there = CloudFile("there", target->AlbumId.Get());
+  there->SetFileName(cover->FileName());
+  there->ContinuousType = 0;
+  Add({there});
+  EXPECT_EQ(gallery.MoveFiles({cover}, target, false), 0u);
+  EXPECT_EQ(Ids(Camera()), std::vector<std::string>{"c"});
+  EXPECT_EQ(cover->GetMembers().size(), 2u);
+}
+
+TEST_F(WholeBurst, MemberThatIsRenamedInItsAlbumIsShownOnItsOwn) {
+  ASSERT_TRUE(Camera()->RenameToFreeName(first));
+  EXPECT_TRUE(Camera()->HasFileNamed(L"IMG_1_BURST002(1).jpg"));
+  EXPECT_FALSE(Camera()->HasFileNamed(L"IMG_1_BURST002.jpg"));
+  EXPECT_FALSE(cover->HasMember(first));
+  EXPECT_TRUE(Holds(Camera(), first));
+  EXPECT_TRUE(Holds(TimeLine(), first));
+}
+
+TEST_F(WholeBurst, MembersAreShownWhenTheirCoverIsRenamed) {
+  ASSERT_TRUE(Camera()->RenameToFreeName(cover));
+  for (const auto& file : {cover, first, second}) {
+    EXPECT_TRUE(Holds(Camera(), file));
+    EXPECT_TRUE(Holds(TimeLine(), file));
+  }
+}
+
+TEST_F(WholeBurst, FoldedMemberTakesNoFavoriteMark) {
+  EXPECT_FALSE(gallery.FavoriteFiles(first, true));
+  EXPECT_FALSE(first->IsFavorite);
+  EXPECT_EQ(first->GalleryState, 0);
+}
+
+class TwoCovers : public WholeBurst {
+ protected:
+  void SetUp() override {
+    WholeBurst::SetUp();
+    Add({other});
+    ASSERT_TRUE(cover->HasMember(other));
+  }
+  FilePtr other = Shot("c4", 4, true);
+};
+
+TEST_F(TwoCovers, SecondOneThatWasRecycledAloneOutlivesTheFirst) {
+  gallery.RecycleFiles({other}, false);
+  EXPECT_FALSE(cover->HasMember(other));
+  ASSERT_TRUE(gallery.DeleteGone({"c"}));
+  EXPECT_EQ(gallery.GetFile("c4"), other);
+  EXPECT_FALSE(other->IsDeleted);
+  EXPECT_EQ(Ids(Bin()), std::vector<std::string>{"c4"});
+}
+
+TEST_F(TwoCovers, SecondOneThatWasMovedAloneStaysWhereItIs) {
+  const auto target = gallery.CreateAlbum(L"Target", false, -1);
+  gallery.MoveFiles({other}, target, false);
+  EXPECT_FALSE(cover->HasMember(other));
+  gallery.RecycleFiles({cover}, false);
+  gallery.DeleteFiles({cover}, false);
+  EXPECT_FALSE(other->IsDeleted);
+  EXPECT_EQ(Ids(target), std::vector<std::string>{"c4"});
+}
+
+TEST_F(TwoCovers, SecondOneLeadsTheMembersWhenTheFirstIsGone) {
+  ASSERT_TRUE(gallery.DeleteGone({"c"}));
+  EXPECT_EQ(Ids(Camera()), std::vector<std::string>{"c4"});
+  EXPECT_EQ(Ids(TimeLine()), std::vector<std::string>{"c4"});
+  EXPECT_TRUE(other->HasMember(first));
+}
+
+TEST_F(TwoCovers, SecondOneAskedForByIdShowsTheFirst) {
+  EXPECT_EQ(gallery.GetVisibleFile("c4"), cover);
+  EXPECT_EQ(gallery.GetVisibleFile("m2"), cover);
+}
+
+class LocalCover : public BurstTest {
+ protected:
+  void SetUp() override {
+    BurstTest::SetUp();
+    cover->SetGuid(cover->UniqueId());
+    cover->GalleryState = 1;
+    Add({first, second});
+    Add({cover});
+    ASSERT_TRUE(cover->HasMember(first));
+  }
+  void ExpectMembersInTheBinOnly() {
+    for (const auto& file : {first, second}) {
+      const auto row = Row(file->UniqueId());
+      ASSERT_TRUE(row);
+      EXPECT_FALSE(row->IsDeleted);
+      EXPECT_TRUE(row->IsInBin());
+    }
+    EXPECT_EQ(Ids(gallery.GetAlbum("default-album-3")).size(), 2u);
+    EXPECT_TRUE(Row("c")->IsDeleted);
+  }
+  FilePtr cover = Shot("c", 1, true);
+  FilePtr first = Shot("m2", 2);
+  FilePtr second = Shot("m3", 3);
+};
+
+TEST_F(LocalCover, RecyclesItsUploadedMembersAndDeletesNone) {
+  gallery.RecycleFiles({cover}, false);
+  ExpectMembersInTheBinOnly();
+}
+
+TEST_F(LocalCover, DeletedTakesNoUploadedMemberPastTheBin) {
+  gallery.DeleteFiles({cover}, false);
+  ExpectMembersInTheBinOnly();
+}
+
+TEST_F(LocalCover, OfADeletedAlbumLeavesItsUploadedMembersInTheBin) {
+  const auto album = gallery.CreateAlbum(L"Trip", false, -1);
+  gallery.MoveFiles({cover}, album, false);
+  ASSERT_TRUE(gallery.DeleteAlbum(album));
+  ExpectMembersInTheBinOnly();
 }
 
 TEST_F(WholeBurst, MemberTakenAwayLeavesTheCover) {

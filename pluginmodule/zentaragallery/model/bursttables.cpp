@@ -72,3 +72,13 @@ GalleryFile::Ptr BurstTables::CoverOf(const FilePtr& member) const {
   }
   return nullptr;
 }
+
+GalleryFile::Ptr BurstTables::CoverHolding(const GalleryFile& file) const {
+  if (file.ContinuousType == 0) return nullptr;
+  const std::wstring name = file.ContinuousName();
+  platform::MutexLock hold(burstLock);
+  for (const auto& cover : Select(burstCovers, name, file.AlbumId(), file.IsInBin())) {
+    if (cover->HasMember(file)) return cover;
+  }
+  return nullptr;
+}

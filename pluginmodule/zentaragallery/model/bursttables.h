@@ -30,6 +30,9 @@ class BurstTables {
 
   // The first cover with members in the member's album and place, or null.
   FilePtr CoverOf(const FilePtr& member) const;
+  // The cover in the file's album and place that has this very file as a member, or
+  // null.
+  FilePtr CoverHolding(const GalleryFile& file) const;
 
  private:
   mutable platform::Mutex burstLock;

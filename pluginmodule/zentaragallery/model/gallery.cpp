@@ -93,11 +93,19 @@ Gallery::Files Gallery::BurstMembers(const std::wstring& name, const std::string
   return bursts.Members(name, albumId, inBin);
 }
 
-void Gallery::FoldIntoBurst(const Files& takeOutOfViews, const Files& adoptedFavorites) {
-  for (const auto& file : adoptedFavorites) (void)FavoriteFiles(file, false);
+void Gallery::FoldIntoBurst(const Files& takeOutOfViews, const Files& foldedFavorites) {
+  for (const auto& file : foldedFavorites) (void)FavoriteFiles(file, false);
   if (takeOutOfViews.empty()) return;
   for (const AlbumKind kind :
        {AlbumKind::TimeLine, AlbumKind::RecentlyUpload, AlbumKind::AllPictures, AlbumKind::Favorite}) {
     if (const auto view = GetAlbum(SystemAlbumId(kind))) (void)view->DelFiles(takeOutOfViews);
   }
+}
+
+void Gallery::ShowInViews(const Files& list) {
+  if (list.empty()) return;
+  AlbumFiles views;
+  constexpr unsigned kViews = ClassifyMask::TimeLine | RecentlyUpload | AllPictures | AllVideos | Favorites;
+  ClassifyFiles(kViews, list, views, [](ProcFileState, const FilePtr&) {}, nullptr, nullptr);
+  for (const auto& [view, files_] : views) view->AddFilesInternal(files_);
 }

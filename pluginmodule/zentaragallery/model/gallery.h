@@ -117,6 +117,8 @@ class Gallery : public IGalleryContext {
   std::int64_t MoveFiles(const AlbumPtr& source, const AlbumPtr& target);
   std::size_t MoveFiles(const Files& list, const AlbumPtr& target, bool fromSync,
                         const Report& report = nullptr);
+  // False when nothing changes, for a file of the bin, and for marking one that
+  // stands behind a cover: it is the cover that is in sight.
   bool FavoriteFiles(const FilePtr& file, bool on);
   // After an upload: the row of `oldId` and the file table take the file's new id.
   // False, logged, when the row could not be written: WriteLateIds tries again.
@@ -126,7 +128,7 @@ class Gallery : public IGalleryContext {
   [[nodiscard]] bool WriteLateIds();
   std::size_t GetGalleryFiles(const std::vector<std::string>& ids, Files& out);
   FilePtr GetFile(const std::string& uniqueId);
-  // The file, or its cover if it is a burst member.
+  // The file, or the cover that it stands behind.
   FilePtr GetVisibleFile(const std::string& uniqueId);
   void GetAllFiles(Files& out);
   std::size_t FileCount() override;
@@ -152,7 +154,9 @@ class Gallery : public IGalleryContext {
   Files BurstCovers(const std::wstring& name, const std::string& albumId, bool inBin) override;
   Files BurstMembers(const std::wstring& name, const std::string& albumId, bool inBin) override;
   void UnregisterBurst(const FilePtr& file) override { bursts.Unregister(file); }
-  void FoldIntoBurst(const Files& takeOutOfViews, const Files& adoptedFavorites) override;
+  FilePtr CoverHolding(const GalleryFile& file) override { return bursts.CoverHolding(file); }
+  void FoldIntoBurst(const Files& takeOutOfViews, const Files& foldedFavorites) override;
+  void ShowInViews(const Files& list) override;
   void DeleteExpired(const Files& files) override { (void)DeleteFiles(files, false); }
 
   void Announce(AlbumEvent event, const Albums& albums);
@@ -171,7 +175,6 @@ class Gallery : public IGalleryContext {
   bool BlocksMove(const Album& target, const FilePtr& file) const;
   void ForEachAlbum(const AlbumFiles& albumFiles,
                     const std::function<void(const AlbumPtr&, const Files&)>& work);
-  void ShowReleasedMembers(const Files& list, const AlbumPtr& target);
   void MoveOut(const AlbumPtr& source, const Files& list, const AlbumPtr& target);
 
   platform::SharedMutex albumLock;

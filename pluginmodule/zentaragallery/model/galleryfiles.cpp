@@ -329,8 +329,9 @@ std::size_t Gallery::DeleteFiles(const Files& list, bool fromSync, const Report&
       continue;
     }
     toDelete.push_back(file);
-    const auto members = file->GetMembers();
-    toDelete.insert(toDelete.end(), members.begin(), members.end());
+    for (const auto& member : file->GetMembers()) {
+      if (member->IsDeleted) toDelete.push_back(member);
+    }
     tell(Done, file);
     ++deleted;
   }
@@ -450,6 +451,15 @@ std::int64_t Gallery::MoveFiles(const AlbumPtr& source, const AlbumPtr& target) 
   }
   const Files list = source->GetFiles();
   const std::size_t moved = MoveFiles(list, target, false);
+  // The rows of what a name clash keeps went along with those of the bin.
+  Files stayed;
+  for (const auto& file : list) {
+    if (file->AlbumId() != source->AlbumId.Get()) continue;
+    stayed.push_back(file);
+    const auto members = file->GetMembers();
+    stayed.insert(stayed.end(), members.begin(), members.end());
+  }
+  if (!stayed.empty()) (void)WriteRows(stayed);
   LogInfo(kTag, "MoveFiles end.");
   return static_cast<std::int64_t>(list.size()) - static_cast<std::int64_t>(moved);
 }
@@ -461,22 +471,15 @@ bool Gallery::BlocksMove(const Album& target, const FilePtr& file) const {
   });
 }
 
-// A shot that left its cover behind was in no view until now.
-void Gallery::ShowReleasedMembers(const Files& list, const AlbumPtr& target) {
-  Files released;
-  for (const auto& file : list) {
-    if (file->ContinuousType == 2 && target->IndexOf(file) >= 0) released.push_back(file);
-  }
-  AlbumFiles views;
-  constexpr unsigned kViews = ClassifyMask::TimeLine | RecentlyUpload | AllPictures | AllVideos | Favorites;
-  ClassifyFiles(kViews, released, views, ReportNothing, nullptr, nullptr);
-  for (const auto& [view, files_] : views) view->AddFilesInternal(files_);
-}
-
 void Gallery::MoveOut(const AlbumPtr& source, const Files& list, const AlbumPtr& target) {
   source->DelFiles(list);
   target->AddFilesInternal(list);
-  ShowReleasedMembers(list, target);
+  // A shot that left its cover behind was in no view until now.
+  Files shots;
+  for (const auto& file : list) {
+    if (file->ContinuousType != 0 && target->IndexOf(file) >= 0) shots.push_back(file);
+  }
+  ShowInViews(shots);
   (void)DBHelper::GetInstance().UpdateFilesAlbum(list);
   auto details = ActionDetails(list, list.size());
   details["Oldid"] = source->AlbumId.Get();
@@ -498,11 +501,16 @@ std::size_t Gallery::MoveFiles(const Files& list, const AlbumPtr& target, bool f
   }
   const std::int64_t time = MethodFunction::CurrentTime();
   AlbumFiles albumFiles;
+  // Members share what becomes of their cover, whose turn comes first: they have
+  // moved with it, or stay with it.
+  std::set<FilePtr> movedMembers, stayingMembers;
   const auto before = [&](const FilePtr& file) NO_THREAD_SAFETY_ANALYSIS {
     if (InTable(file) != Done) return NotFound;
-    return BlocksMove(*target, file) ? AlreadyThere : Done;
+    if (movedMembers.contains(file)) return Done;
+    if (!stayingMembers.contains(file) && !BlocksMove(*target, file)) return Done;
+    for (const auto& member : file->GetMembers()) stayingMembers.insert(member);
+    return AlreadyThere;
   };
-  std::set<FilePtr> movedMembers;
   const auto after = [&](const FilePtr& file) {
     const AlbumPtr source = GetAlbum(file->AlbumId());
     Files nowhere;
@@ -538,7 +546,7 @@ bool Gallery::FavoriteFiles(const FilePtr& file, bool on) {
     LogInfo(kTag, "FavoriteFiles already is favorite, end");
     return false;
   }
-  if (file->IsDeleted || file->IsInBin()) {
+  if (file->IsDeleted || file->IsInBin() || (on && CoverHolding(*file))) {
     LogInfo(kTag, "FavoriteFiles changed is false, end");
     return false;
   }
@@ -601,17 +609,16 @@ Gallery::FilePtr Gallery::GetFile(const std::string& uniqueId) {
 
 Gallery::FilePtr Gallery::GetVisibleFile(const std::string& uniqueId) {
   const FilePtr file = GetFile(uniqueId);
-  if (!file || file->ContinuousType != 2) return file;
+  if (!file || file->ContinuousType == 0) return file;
   Files covers;
   (void)DBHelper::GetInstance().GetBurstCovers(file->ContinuousName(), covers);  // None reads as no cover.
-  FilePtr visible;
   for (const auto& row : covers) {
     const FilePtr cover = GetFile(row->UniqueId());
-    if (cover && cover->AlbumId() == file->AlbumId() && cover->IsInBin() == file->IsInBin()) visible = cover;
+    if (!cover || !cover->HasMember(file)) continue;
+    burstIndex = file->ContinuousNo - 1;
+    return cover;
   }
-  if (!visible) return file;
-  burstIndex = file->ContinuousNo - 1;
-  return visible;
+  return file;
 }
 
 void Gallery::GetAllFiles(Files& out) {

@@ -5,8 +5,10 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "common/platform/mutex.h"
@@ -119,7 +121,8 @@ class Album : public IObjectWidthJson, public std::enable_shared_from_this<Album
   // The one way to change the sort key of a member of the bin.
   void ReSetGallery(const GalleryFile::Ptr& file, std::int64_t recycleTime);
   // Gives the files of album `oldId` that stand here, and their rows, the album
-  // `newId`, as a change that the cloud has to hear of; returns how many.
+  // `newId`, as a change that the cloud has to hear of; returns how many, members of
+  // bursts among them.
   std::size_t ChangeAlbumIds(const std::string& oldId, const std::string& newId);
   // In the bin: deletes what has been there for 30 days or more.
   void ClearExpiresFiles();
@@ -133,7 +136,8 @@ class Album : public IObjectWidthJson, public std::enable_shared_from_this<Album
   // The files here of that name.
   FileList FilesNamed(std::wstring_view name) const;
   // Gives the file the first free name with a number from 1 to 999; false, and
-  // the old name, when there is none.
+  // the old name, when there is none. A file of a burst leaves it. Its row is the
+  // caller's to write.
   bool RenameToFreeName(const GalleryFile::Ptr& file);
 
   // --- Home page, cover, listeners
@@ -152,10 +156,15 @@ class Album : public IObjectWidthJson, public std::enable_shared_from_this<Album
   Json::Value ToJson() const override;
 
  private:
+  using BurstName = std::pair<std::wstring, std::string>;  // common name, album
+
   // What a batch leaves to be done once writeLock is released.
   struct Aftermath {
-    FileList takeOutOfViews;
-    FileList adoptedFavorites;
+    std::set<BurstName> bursts;  // what came or went, to be grouped anew
+    std::set<GalleryFile::Ptr> stoodBehind;  // members before the batch
+    FileList folded;
+    FileList foldedFavorites;
+    FileList shown;  // stood behind a cover before
     FileList renamed;
   };
   class Batch;
@@ -165,11 +174,18 @@ class Album : public IObjectWidthJson, public std::enable_shared_from_this<Album
   bool Accepts(const GalleryFile::Ptr& file, Batch& batch) const;
   bool KeepsNames() const { return IsReal() || IsBin(); }
   bool AddOne(const GalleryFile::Ptr& file, Aftermath& after) REQUIRES(writeLock);
-  bool FoldBehindCover(const GalleryFile::Ptr& file, const FileList& covers, Aftermath& after)
+  bool DelOne(const GalleryFile::Ptr& file, Aftermath& after) REQUIRES(writeLock);
+  void DropMembersThatStay(GalleryFile& cover, Aftermath& after);
+  void Finish(const Aftermath& after);
+  void MeetFilesOfTheirAlbum(const FileList& moved);
+  bool StandsHere(const GalleryFile::Ptr& file) const;
+  bool IsBehindCover(const GalleryFile& file) const;
+  BurstName BurstKey(const GalleryFile& file) const;
+  void RegroupBursts(Aftermath& after) REQUIRES(writeLock);
+  void RegroupBurst(const BurstName& name, Aftermath& after) REQUIRES(writeLock);
+  void List(const GalleryFile::Ptr& file) REQUIRES(writeLock);
+  void Fold(const GalleryFile::Ptr& member, const GalleryFile::Ptr& cover, Aftermath& after)
       REQUIRES(writeLock);
-  void Adopt(const GalleryFile::Ptr& cover, Aftermath& after) REQUIRES(writeLock);
-  bool DelOne(const GalleryFile::Ptr& file) REQUIRES(writeLock);
-  void LeaveBurst(const GalleryFile::Ptr& member);
   void Count(const GalleryFile& file, int change);
   void Refill() REQUIRES(writeLock);
   void SwapIn(std::shared_ptr<const FileSequence> nextFiles, std::shared_ptr<ViewCacheData> nextView);
@@ -178,6 +194,8 @@ class Album : public IObjectWidthJson, public std::enable_shared_from_this<Album
   void SetCover(std::wstring path);
   bool NameClashes(const GalleryFile::Ptr& file, std::string_view name) const;
   std::string FreeName(const GalleryFile::Ptr& file) const;
+  bool TakeFreeName(const GalleryFile::Ptr& file);
+  bool RenameHere(const GalleryFile::Ptr& file, Aftermath& after) REQUIRES(writeLock);
   void BreakBurst(const GalleryFile::Ptr& file);
 
   GuardedField<std::string> expandText;

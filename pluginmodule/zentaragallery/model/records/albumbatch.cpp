@@ -1,7 +1,9 @@
 // Batches of files into an album and out of it.
 
 #include <boost/unordered/unordered_flat_map.hpp>
+#include <set>
 #include <thread>
+#include <tuple>
 
 #include "common/platform/text.h"
 #include "model/records/album.h"
@@ -23,6 +25,15 @@ constexpr std::int64_t kExpired = -2;
 
 bool HasExpired(std::int64_t recycleTime) {
   return MethodFunction::CurrentTime() - recycleTime >= kBinPeriodMs;
+}
+
+// By number, then by name: the plain one of two names is the shorter.
+bool ComesFirstInBurst(const GalleryFile::Ptr& left, const GalleryFile::Ptr& right) {
+  const auto key = [](const GalleryFile& file) {
+    const std::wstring name = file.FileName();
+    return std::tuple(file.ContinuousNo.Get(), name.size(), name, file.UniqueId());
+  };
+  return key(*left) < key(*right);
 }
 
 }  // namespace
@@ -73,12 +84,10 @@ std::size_t Album::AddFilesInternal(const FileList& list) {
     for (const auto& file : list) {
       if (Accepts(file, batch) && AddOne(file, after)) ++came;
     }
+    RegroupBursts(after);
     Refill();
   }
-  // Other albums and listeners come after the lock: both may come back here.
-  upward::Context().FoldIntoBurst(after.takeOutOfViews, after.adoptedFavorites);
-  // Otherwise the clash would be resolved anew at each start, maybe the other way.
-  if (!after.renamed.empty()) (void)upward::Context().WriteRows(after.renamed);
+  Finish(after);
   if (FileCount() > 0 || listable) {
     Notify();
     if (!hidden) upward::Context().ShowInPanel(shared_from_this());
@@ -86,56 +95,99 @@ std::size_t Album::AddFilesInternal(const FileList& list) {
   return came;
 }
 
+// Other albums and listeners come after the lock: both may come back here.
+void Album::Finish(const Aftermath& after) {
+  upward::Context().FoldIntoBurst(after.folded, after.foldedFavorites);
+  upward::Context().ShowInViews(after.shown);
+  // Otherwise the clash would be resolved anew at each start, maybe the other way.
+  if (!after.renamed.empty()) (void)upward::Context().WriteRows(after.renamed);
+}
+
 bool Album::AddOne(const GalleryFile::Ptr& file, Aftermath& after) {
   if (sortedFiles->Contains(file)) return false;
-  if (KeepsNames() && HasNameClash(file) && RenameToFreeName(file)) after.renamed.push_back(file);
-  if (file->ContinuousType != 0) {
-    const auto covers = upward::Context().BurstCovers(file->ContinuousName(), file->AlbumId(), IsBin());
-    if (FoldBehindCover(file, covers, after)) return true;
-    if (file->ContinuousType == 1 && KeepsNames()) Adopt(file, after);
-  }
-  sortedFiles->Insert(file);
   if (KeepsNames()) {
+    if (StandsHere(file)) return false;
+    if (HasNameClash(file) && TakeFreeName(file)) {
+      after.renamed.push_back(file);
+      if (!IsBin()) after.shown.push_back(file);  // It may have stood behind a cover until now.
+    }
     platform::WriterLock hold(nameLock);
     filesByName.Add(file);
+  } else if (IsBehindCover(*file)) {
+    return true;  // A view follows the real album.
   }
+  if (KeepsNames() && file->ContinuousType != 0) after.bursts.insert(BurstKey(*file));
+  sortedFiles->Insert(file);
   Count(*file, +1);
   return true;
 }
 
-// True when a cover shows the file in its place.
-bool Album::FoldBehindCover(const GalleryFile::Ptr& file, const FileList& covers, Aftermath& after) {
-  // A view follows the real album, which may show a file of a burst on its own.
-  if (!KeepsNames()) {
-    return std::any_of(covers.begin(), covers.end(), [&file](const GalleryFile::Ptr& candidate) {
-      return candidate != file && candidate->HasMember(file);
-    });
-  }
-  const auto cover = std::find_if(covers.begin(), covers.end(), [&](const GalleryFile::Ptr& candidate) {
-    return candidate != file && sortedFiles->Contains(candidate);
-  });
-  if (cover == covers.end()) return false;
-  // Another shot has this number already: shown on its own rather than not at all.
-  if (!(*cover)->HasMember(file) && !(*cover)->AddMember(file)) return false;
-  {
-    platform::WriterLock hold(nameLock);
-    filesByName.Add(file);
-  }
-  if (!IsBin()) after.takeOutOfViews.push_back(file);
-  return true;
+bool Album::StandsHere(const GalleryFile::Ptr& file) const {
+  platform::ReaderLock hold(nameLock);
+  return filesByName.Contains(file);
 }
 
-void Album::Adopt(const GalleryFile::Ptr& cover, Aftermath& after) {
-  auto& context = upward::Context();
-  FileList group = context.BurstMembers(cover->ContinuousName(), cover->AlbumId(), IsBin());
-  const FileList covers = context.BurstCovers(cover->ContinuousName(), cover->AlbumId(), IsBin());
-  group.insert(group.end(), covers.begin(), covers.end());
-  for (const auto& file : group) {
-    if (file == cover || (!cover->HasMember(file) && !cover->AddMember(file))) continue;
-    if (file->IsFavorite) after.adoptedFavorites.push_back(file);
-    if (sortedFiles->Erase(file)) Count(*file, -1);
-    if (!IsBin()) after.takeOutOfViews.push_back(file);
+bool Album::IsBehindCover(const GalleryFile& file) const {
+  return file.ContinuousType != 0 && upward::Context().CoverHolding(file) != nullptr;
+}
+
+// In the bin a burst is told apart by the album that it came from.
+Album::BurstName Album::BurstKey(const GalleryFile& file) const {
+  return {file.ContinuousName(), IsBin() ? file.AlbumId() : AlbumId.Get()};
+}
+
+void Album::RegroupBursts(Aftermath& after) {
+  for (const auto& name : after.bursts) RegroupBurst(name, after);
+}
+
+// Which file leads a burst, and who of two shots of one number stands behind it, is
+// told by the files alone and not by the order of their coming: the rows keep no
+// such order, and the next start has to show the same.
+void Album::RegroupBurst(const BurstName& name, Aftermath& after) {
+  const auto shotsHere = [&](FileList shots) REQUIRES(writeLock) {
+    std::erase_if(shots, [this](const GalleryFile::Ptr& shot) { return !StandsHere(shot); });
+    std::sort(shots.begin(), shots.end(), ComesFirstInBurst);
+    return shots;
+  };
+  FileList group = shotsHere(upward::Context().BurstCovers(name.first, name.second, IsBin()));
+  const GalleryFile::Ptr leader = group.empty() ? nullptr : group.front();
+  for (auto& member : shotsHere(upward::Context().BurstMembers(name.first, name.second, IsBin())))
+    group.push_back(std::move(member));
+
+  for (const auto& shot : group) {
+    for (const auto& member : shot->GetMembers()) after.stoodBehind.insert(member);
+    if (shot != leader) shot->ClearMembers();
   }
+  const GalleryFile::Members former = leader ? leader->GetMembers() : GalleryFile::Members();
+  for (const auto& member : former) {
+    if (!StandsHere(member)) (void)leader->RemoveMember(member);
+  }
+  std::set<std::int32_t> numbers;
+  for (const auto& shot : group) {
+    if (shot == leader) {
+      List(shot);
+    } else if (leader && numbers.insert(shot->ContinuousNo).second) {
+      Fold(shot, leader, after);
+    } else {
+      // Another shot has this number: shown on its own rather than not at all.
+      if (leader) (void)leader->RemoveMember(shot);
+      List(shot);
+    }
+    if (!IsBin() && after.stoodBehind.contains(shot) && sortedFiles->Contains(shot)) after.shown.push_back(shot);
+  }
+}
+
+void Album::List(const GalleryFile::Ptr& file) {
+  if (sortedFiles->Insert(file)) Count(*file, +1);
+}
+
+void Album::Fold(const GalleryFile::Ptr& member, const GalleryFile::Ptr& cover, Aftermath& after) {
+  cover->TakeMember(member);
+  if (sortedFiles->Erase(member)) {
+    Count(*member, -1);
+    if (!IsBin()) after.folded.push_back(member);
+  }
+  if (!IsBin() && member->IsFavorite) after.foldedFavorites.push_back(member);
 }
 
 void Album::Count(const GalleryFile& file, int change) {
@@ -185,33 +237,39 @@ std::size_t Album::DelFilesInternal(const FileList& list) {
     return 0;
   }
   std::size_t procCount = 0;
+  Aftermath after;
   {
     platform::WriterLock hold(writeLock);
     FileList left;
     for (const auto& file : list) {
-      if (!file || !DelOne(file)) continue;
+      if (!file || !DelOne(file, after)) continue;
       ++procCount;
       if (IsBin() && file->RecycleTime >= 1) left.push_back(file);
     }
+    for (const auto& file : list) {
+      if (file) DropMembersThatStay(*file, after);
+    }
+    RegroupBursts(after);
     LogInfo(kTag, [&] { return "albumId = " + AlbumId.Get() + ",procCount = " + std::to_string(procCount); });
     Refill();
     // The time of recycling is the bin's sort key: it changes once the file is out.
     for (const auto& file : left)
       file->RecycleTime = HasExpired(file->RecycleTime) ? kExpired : kRecoveredInTime;
   }
+  Finish(after);
   if (FileCount() == 0 && !listable) upward::Context().HideFromPanel(shared_from_this());
   Notify();
   return procCount;
 }
 
-bool Album::DelOne(const GalleryFile::Ptr& file) {
-  const bool member = sortedFiles->Contains(file);
-  if (KeepsNames()) {
+bool Album::DelOne(const GalleryFile::Ptr& file, Aftermath& after) {
+  const bool listed_ = sortedFiles->Contains(file);
+  if (KeepsNames() && StandsHere(file)) {
+    if (file->ContinuousType != 0) after.bursts.insert(BurstKey(*file));
     platform::WriterLock hold(nameLock);
-    if (member || filesByName.Contains(file)) filesByName.Remove(file);
+    filesByName.Remove(file);
   }
-  if (KeepsNames() && file->ContinuousType == 2) LeaveBurst(file);
-  if (member) {
+  if (listed_) {
     sortedFiles->Erase(file);
     Count(*file, -1);
     return true;
@@ -228,11 +286,13 @@ bool Album::DelOne(const GalleryFile::Ptr& file) {
   return false;
 }
 
-void Album::LeaveBurst(const GalleryFile::Ptr& member) {
-  // In the bin a burst is told apart by the album it came from.
-  const std::string albumId = IsBin() ? member->AlbumId() : AlbumId.Get();
-  for (const auto& cover : upward::Context().BurstCovers(member->ContinuousName(), albumId, IsBin())) {
-    cover->RemoveMember(member);
+// A cover that leaves takes along only those that leave with it.
+void Album::DropMembersThatStay(GalleryFile& cover, Aftermath& after) {
+  if (!KeepsNames()) return;
+  for (const auto& member : cover.GetMembers()) {
+    if (!StandsHere(member)) continue;
+    (void)cover.RemoveMember(member);
+    after.stoodBehind.insert(member);
   }
 }
 
@@ -252,7 +312,6 @@ void Album::ReSetGallery(const GalleryFile::Ptr& file, std::int64_t recycleTime)
 
 std::size_t Album::ChangeAlbumIds(const std::string& oldId, const std::string& newId) {
   if (oldId.empty() || newId.empty()) return 0;
-  std::size_t changed = 0;
   FileList untold;
   // The cloud has to hear of it, or other devices would bring these files back
   // into another album.
@@ -263,16 +322,35 @@ std::size_t Album::ChangeAlbumIds(const std::string& oldId, const std::string& n
     file->OperateTime = MethodFunction::CurrentTime();
     untold.push_back(file);
   };
+  FileList moved;
   for (const auto& file : Files()) {
     if (file->AlbumId() != oldId) continue;
-    change(file);
-    for (const auto& member : file->GetMembers()) change(member);
-    ++changed;
+    moved.push_back(file);
+    for (const auto& member : file->GetMembers()) moved.push_back(member);
   }
+  for (const auto& file : moved) change(file);
   // Memory leads; the next sync sets the rows right.
   (void)upward::Context().WriteAlbumIdOfFiles(oldId, newId);
   if (!untold.empty()) (void)upward::Context().WriteRows(untold);
-  return changed;
+  MeetFilesOfTheirAlbum(moved);
+  return moved.size();
+}
+
+// Names and bursts of the bin count within one album.
+void Album::MeetFilesOfTheirAlbum(const FileList& moved) {
+  Aftermath after;
+  {
+    platform::WriterLock hold(writeLock);
+    if (!sortedFiles) return;
+    for (const auto& file : moved) {
+      if (!StandsHere(file)) continue;
+      if (HasNameClash(file) && RenameHere(file, after)) after.renamed.push_back(file);
+      if (file->ContinuousType != 0) after.bursts.insert(BurstKey(*file));
+    }
+    RegroupBursts(after);
+    Refill();
+  }
+  Finish(after);
 }
 
 void Album::ClearExpiresFiles() {

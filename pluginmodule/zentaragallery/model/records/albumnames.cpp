@@ -103,6 +103,38 @@ void Album::BreakBurst(const GalleryFile::Ptr& file) {
 }
 
 bool Album::RenameToFreeName(const GalleryFile::Ptr& file) {
+  Aftermath after;
+  {
+    platform::WriterLock hold(writeLock);
+    if (!sortedFiles || !StandsHere(file)) return TakeFreeName(file);
+    if (!RenameHere(file, after)) return false;
+    RegroupBursts(after);
+    Refill();
+  }
+  Finish(after);
+  Notify();
+  return true;
+}
+
+bool Album::RenameHere(const GalleryFile::Ptr& file, Aftermath& after) {
+  if (file->ContinuousType != 0) after.bursts.insert(BurstKey(*file));
+  for (const auto& member : file->GetMembers()) after.stoodBehind.insert(member);
+  {
+    platform::WriterLock hold(nameLock);
+    filesByName.Remove(file);
+  }
+  const bool renamed = TakeFreeName(file);
+  {
+    platform::WriterLock hold(nameLock);
+    filesByName.Add(file);
+  }
+  if (!renamed) return false;
+  List(file);
+  if (!IsBin()) after.shown.push_back(file);
+  return true;
+}
+
+bool Album::TakeFreeName(const GalleryFile::Ptr& file) {
   const std::string name = FreeName(file);
   if (name.empty()) return false;
   // Out of the burst first: its tables know the file by what its name said.

@@ -225,10 +225,13 @@ GalleryFile::Members GalleryFile::GetMembers() const {
   return held->continuousFiles;
 }
 
-bool GalleryFile::AddMember(const Ptr& member) {
+void GalleryFile::TakeMember(const Ptr& member) {
   Burst& held = MakeBurst();
   platform::WriterLock hold(held.continuousLock);
-  return held.continuousFiles.insert(member).second;
+  if (const auto [place, fresh] = held.continuousFiles.insert(member); !fresh && *place != member) {
+    held.continuousFiles.erase(place);
+    held.continuousFiles.insert(member);
+  }
 }
 
 bool GalleryFile::RemoveMember(const Ptr& member) {
@@ -248,10 +251,11 @@ void GalleryFile::ClearMembers() {
   held.continuousFiles.clear();
 }
 
-bool GalleryFile::HasMember(const Ptr& member) const {
+bool GalleryFile::HasMember(const GalleryFile& member) const {
   const Burst* held = burstOrNull();
   if (!held) return false;
   platform::ReaderLock hold(held->continuousLock);
-  const auto found = held->continuousFiles.find(member);
-  return found != held->continuousFiles.end() && *found == member;
+  const auto found = std::find_if(held->continuousFiles.begin(), held->continuousFiles.end(),
+                                  [&member](const Ptr& file) { return file.get() == &member; });
+  return found != held->continuousFiles.end();
 }

@@ -186,11 +186,12 @@ class GalleryFile : public std::enable_shared_from_this<GalleryFile> {
   int ParseBurstName();
   bool HasMembers() const;
   Members GetMembers() const;
-  // False when a member of that number is there already.
-  bool AddMember(const Ptr& member);
+  // In place of the member that has its number until now.
+  void TakeMember(const Ptr& member);
   bool RemoveMember(const Ptr& member);
   void ClearMembers();
-  bool HasMember(const Ptr& member) const;
+  bool HasMember(const GalleryFile& member) const;
+  bool HasMember(const Ptr& member) const { return member && HasMember(*member); }
 
  private:
   // Only covers have members, so that the lock and the set exist for few files.
@@ -202,6 +203,7 @@ class GalleryFile : public std::enable_shared_from_this<GalleryFile> {
   const Burst* burstOrNull() const { return burst.load(std::memory_order_acquire); }
 
   void MarkRecycled(std::int64_t time, bool fromSync, const Album& album);
+  void RecycleUploadedMembers(std::int64_t time, bool fromSync, const Album* album);
   void MarkDeleted(std::int64_t time, bool fromSync, const std::wstring& coverPath);
   void MarkRecovered(std::int64_t time, bool fromSync, const Album& album);
   void MarkMoved(std::int64_t time, bool fromSync, const Album& album);

@@ -54,12 +54,24 @@ int GalleryFile::Recycle(std::int64_t time, bool fromSync) {
   LogInfo(kTag, [&] { return "Recycle uniqueId = " + UniqueId(); });
   LogInfo(kTag, [&] { return "Recycle guid = " + Guid(); });
   if (IsDeleted || IsInBin()) return 1;
-  if (IsLocalOnly()) return Delete(time, fromSync);
   const auto album = upward::Context().GetAlbum(AlbumId());
+  if (IsLocalOnly()) {
+    RecycleUploadedMembers(time, fromSync, album.get());
+    return Delete(time, fromSync);
+  }
   if (!album) return 0;
   MarkRecycled(time, fromSync, *album);
   for (const auto& member : GetMembers()) member->MarkRecycled(time, fromSync, *album);
   return 1;
+}
+
+// Members that the cloud knows do not go for good with a cover that it never saw.
+void GalleryFile::RecycleUploadedMembers(std::int64_t time, bool fromSync, const Album* album) {
+  for (const auto& member : GetMembers()) {
+    if (member->IsLocalOnly()) continue;
+    if (album) member->MarkRecycled(time, fromSync, *album);
+    (void)RemoveMember(member);
+  }
 }
 
 void GalleryFile::DeleteThumbnails(const std::wstring& localPath) {
@@ -93,7 +105,10 @@ bool GalleryFile::Delete(std::int64_t time, bool fromSync) {
   LogInfo(kTag, [&] { return "Delete uniqueId = " + UniqueId(); });
   LogInfo(kTag, [&] { return "Delete guid = " + Guid(); });
   LogInfo(kTag, [&] { return "Delete recycleAlbumId = " + RecycleAlbumId(); });
-  if (IsDeleted) return true;
+  if (IsDeleted) {
+    if (fromSync) DeleteThumbnails(LocalPath());
+    return true;
+  }
   if (!IsInBin() && !fromSync && !IsLocalOnly()) return false;
   LogInfo(kTag, "Delete isDeleted true ");
   const std::wstring localPath = LocalPath();

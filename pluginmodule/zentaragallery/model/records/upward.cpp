@@ -17,7 +17,9 @@ class NoContext : public IGalleryContext {
   Files BurstCovers(const std::wstring&, const std::string&, bool) override { return {}; }
   Files BurstMembers(const std::wstring&, const std::string&, bool) override { return {}; }
   void UnregisterBurst(const GalleryFile::Ptr&) override {}
+  GalleryFile::Ptr CoverHolding(const GalleryFile&) override { return nullptr; }
   void FoldIntoBurst(const Files&, const Files&) override {}
+  void ShowInViews(const Files&) override {}
   void DeleteExpired(const Files&) override {}
   std::size_t FileCount() override { return 0; }
 };

@@ -44,8 +44,12 @@ class IGalleryContext {
   virtual Files BurstCovers(const std::wstring& name, const std::string& albumId, bool inBin) = 0;
   virtual Files BurstMembers(const std::wstring& name, const std::string& albumId, bool inBin) = 0;
   virtual void UnregisterBurst(const GalleryFile::Ptr& file) = 0;
+  // The cover of the file's burst that the file stands behind, or null.
+  virtual GalleryFile::Ptr CoverHolding(const GalleryFile& file) = 0;
   // Files that hide behind a cover now: out of the views, favourite marks gone.
-  virtual void FoldIntoBurst(const Files& takeOutOfViews, const Files& adoptedFavorites) = 0;
+  virtual void FoldIntoBurst(const Files& takeOutOfViews, const Files& foldedFavorites) = 0;
+  // Files that stood behind a cover and are listed now.
+  virtual void ShowInViews(const Files& files) = 0;
 
   // Files whose time in the bin is over.
   virtual void DeleteExpired(const Files& files) = 0;
