@@ -245,6 +245,26 @@ TEST_F(UploadTaskTest, ThumbnailsOfADeletedSourceGoWithIt) {
 }
 
 // As when a share does not answer: nobody knows whether the file is there.
+TEST_F(UploadTaskTest, CoverWhoseSourceIsGoneLeavesItsUploadedMembers) {
+  const auto cover = Source("X_BURST001_COVER", Noise(10));
+  const auto member = CloudFile("m", cover->AlbumId());
+  member->SetFileName(L"X_BURST002.jpg");
+  ASSERT_TRUE(member->ParseBurstName());
+  Add({member});
+  cover->SetFileName(L"X_BURST001_COVER.jpg");
+  gallery.RemoveFiles({cover});
+  ASSERT_TRUE(cover->ParseBurstName());
+  Add({cover});
+  ASSERT_TRUE(cover->HasMember(member));
+  const auto task = UploadTask(cover);
+  fs::remove(platform::NativePath(cover->LocalPath()));
+  EXPECT_FALSE(task->AddToDB());
+  EXPECT_EQ(gallery.GetFile(cover->UniqueId()), nullptr);
+  EXPECT_EQ(gallery.GetFile("m"), member);
+  EXPECT_TRUE(Row("m"));
+  EXPECT_TRUE(Holds(gallery.GetAlbum(member->AlbumId()), member));
+}
+
 TEST_F(UploadTaskTest, UnreadableFolderForgetsNothing) {
   const auto file = Source("hidden", Noise(10));
   const auto task = UploadTask(file);

@@ -1,5 +1,8 @@
 // Batches of files through the gallery.
 
+#include <fstream>
+
+#include "common/platform/paths.h"
 #include "support/gallerytest.h"
 
 namespace {
@@ -130,6 +133,36 @@ TEST_F(GalleryFilesTest, RecycledNeverUploadedFileIsDeleted) {
   EXPECT_TRUE(Row("l")->IsDeleted);
   EXPECT_TRUE(Ids(Camera()).empty());
   EXPECT_TRUE(Ids(Bin()).empty());
+}
+
+// Nobody else knows of it, so that nobody has to be told.
+TEST_F(GalleryFilesTest, DeletedNeverUploadedFileIsForgottenWithItsThumbnails) {
+  const auto file = LocalFile("local");
+  Add({file});
+  const auto small = platform::NativePath(file->ThumbnailName()), large = platform::NativePath(file->LcdName());
+  for (const auto& path : {small, large}) {
+    std::filesystem::create_directories(path.parent_path());
+    std::ofstream(path) << "bytes";
+  }
+  gallery.RecycleFiles({file}, false);
+  ASSERT_TRUE(Row("local")->IsDeleted);
+  Restart();
+  EXPECT_EQ(Row("local"), nullptr);
+  EXPECT_EQ(gallery.GetFile("local"), nullptr);
+  EXPECT_FALSE(std::filesystem::exists(small));
+  EXPECT_FALSE(std::filesystem::exists(large));
+}
+
+TEST_F(GalleryFilesTest, ThumbnailsOfADeletionThatTheCloudKnowsGo) {
+  const auto file = CloudFile("m");
+  Add({file});
+  const auto small = platform::NativePath(file->ThumbnailName());
+  std::filesystem::create_directories(small.parent_path());
+  std::ofstream(small) << "bytes";
+  gallery.DeleteFiles({file}, false);
+  ASSERT_TRUE(std::filesystem::exists(small));
+  ASSERT_TRUE(gallery.DeleteGone({"m"}));
+  EXPECT_FALSE(std::filesystem::exists(small));
 }
 
 TEST_F(GalleryFilesTest, DeletedLiveFileGoesThroughTheBinAndKeepsItsRow) {

@@ -446,6 +446,7 @@ class ThumbnailModuleTest : public ThumbnailDownloadTest {
 
 TEST_F(ThumbnailModuleTest, LeftOversOfKilledProcessesGo) {
   const FilePtr file = CloudFile("m");
+  Add({file});
   const auto thumbnail = platform::NativePath(file->ThumbnailName()),
              large = platform::NativePath(file->LcdName());
   const auto beside = [](std::filesystem::path path, const char* suffix) { return path += suffix; };
@@ -457,9 +458,29 @@ TEST_F(ThumbnailModuleTest, LeftOversOfKilledProcessesGo) {
   }
   std::ofstream(beside(thumbnail, ".3.crypt")) << "under way";
   Start();
-  module.Stop();
+  module.WaitForSweep();
   EXPECT_THAT(Cached(),
               testing::UnorderedElementsAre(thumbnail.filename(), beside(thumbnail, ".3.crypt").filename()));
+}
+
+TEST_F(ThumbnailModuleTest, ThumbnailsOfFilesThatHaveLeftTheTableGo) {
+  const FilePtr kept = CloudFile("kept"), gone = CloudFile("gone"), fresh = CloudFile("fresh");
+  Add({kept});
+  const auto old = std::filesystem::file_time_type::clock::now() - std::chrono::hours(2);
+  for (const auto& file : {kept, gone, fresh}) {
+    for (const auto& path : {platform::NativePath(file->ThumbnailName()), platform::NativePath(file->LcdName())}) {
+      std::filesystem::create_directories(path.parent_path());
+      std::ofstream(path) << "bytes";
+      // A file that is being added has its thumbnail before its row.
+      if (file != fresh) std::filesystem::last_write_time(path, old);
+    }
+  }
+  Start();
+  module.WaitForSweep();
+  const auto isThere = [](const std::wstring& path) { return std::filesystem::exists(platform::NativePath(path)); };
+  EXPECT_TRUE(isThere(kept->ThumbnailName()) && isThere(kept->LcdName()));
+  EXPECT_TRUE(isThere(fresh->ThumbnailName()) && isThere(fresh->LcdName()));
+  EXPECT_FALSE(isThere(gone->ThumbnailName()) || isThere(gone->LcdName()));
 }
 
 TEST_F(ThumbnailModuleTest, FetchesInTheBackground) {

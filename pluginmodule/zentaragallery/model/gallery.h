@@ -112,6 +112,9 @@ class Gallery : public IGalleryContext {
   // memory knew of them. Members of a burst whose cover goes alone stay. False when
   // the rows could not be deleted.
   bool DeleteGone(const std::vector<std::string>& ids);
+  // Deleted files that the cloud never saw: nobody has to be told, so rows and
+  // thumbnails go. False when the rows could not be deleted.
+  bool DropNeverUploaded();
   std::size_t RecoverFiles(const Files& list, bool fromSync, const Report& report = nullptr);
   // All files of `source`; returns how many did not move, -1 for a null album.
   std::int64_t MoveFiles(const AlbumPtr& source, const AlbumPtr& target);

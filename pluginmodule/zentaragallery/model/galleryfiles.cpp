@@ -397,10 +397,24 @@ bool Gallery::DeleteGone(const std::vector<std::string>& ids) {
   // By id: a row that stayed would come back with the next start.
   Files rows;
   for (const auto& id : ids) {
-    rows.push_back(std::make_shared<GalleryFile>());
-    rows.back()->SetUniqueId(id);
+    auto row = DBHelper::GetInstance().GetFile(id);
+    // Memory did not know it, but its thumbnails lie here.
+    if (row) (void)row->Delete(MethodFunction::CurrentTime(), true);
+    if (!row) row = std::make_shared<GalleryFile>();
+    row->SetUniqueId(id);
+    rows.push_back(std::move(row));
   }
   return rows.empty() || DBHelper::GetInstance().DeleteFiles(rows);
+}
+
+bool Gallery::DropNeverUploaded() {
+  Files all;
+  GetAllFiles(all);
+  std::vector<std::string> ids;
+  for (const auto& file : all) {
+    if (file->IsDeleted && file->IsLocalOnly()) ids.push_back(file->UniqueId());
+  }
+  return ids.empty() || DeleteGone(ids);
 }
 
 std::size_t Gallery::RecoverFiles(const Files& list, bool fromSync, const Report& report) {

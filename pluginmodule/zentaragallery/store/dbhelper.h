@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 #include "common/platform/mutex.h"
@@ -90,6 +91,8 @@ class DBHelper : public DatabaseOperationBase {
   bool SetContentStatus(const ContentStatuses& statuses);
   // Covers of that burst name: `UniqueId` and the burst fields only.
   bool GetBurstCovers(const std::wstring& name, FileVector& covers);
+  // Of all files, those that no list shows too.
+  bool GetGuids(std::unordered_set<std::string>& guids);
   bool ClearOffsets();
   std::int64_t GetMaxOffset();
   std::int64_t GetMinOffset();

@@ -305,6 +305,11 @@ bool DBHelper::GetBurstCovers(const std::wstring& name, FileVector& covers) {
       });
 }
 
+bool DBHelper::GetGuids(std::unordered_set<std::string>& guids) {
+  return Query("SELECT Guid FROM GalleryFile;", DatabaseBindParameter(),
+               [&guids](DatabaseQueryResult& row) { guids.emplace(row.GetText()); });
+}
+
 bool DBHelper::ClearOffsets() { return Execute("UPDATE GalleryFile SET [Offset] = 0;"); }
 
 std::int64_t DBHelper::GetMaxOffset() { return QueryNumber("SELECT Max(Offset) FROM GalleryFile;"); }

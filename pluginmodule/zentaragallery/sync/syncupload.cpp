@@ -247,6 +247,7 @@ bool SyncHelper::UploadFileGroup(const SyncLocalOperation::Files& group) {
 bool SyncHelper::UploadDeleteFiles() {
   constexpr char kTag[] = "SyncHelper::UploadDeleteFiles";
   ISyncServiceOperation* service = serviceOperation;
+  (void)Gallery::GetInstance().DropNeverUploaded();  // A row that stays is dropped by the next cycle.
   return ForEachBatch(localOperation.GetDeleteFiles(), service->GetFileLimit(), cancelTask,
                       [&](const SyncLocalOperation::Files& batch) {
                         std::vector<CloudFileInfo> records;

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <atomic>
+#include <thread>
+
 #include "transfer/gallerythumbnaildownload.h"
 #include "transfer/gallerythumbnaildownloadtask.h"
 
@@ -14,10 +17,20 @@ class GalleryThumbnailModule : public GalleryThumbnailDownload {
   ~GalleryThumbnailModule() override;
 
   // Starts the worker; what is added from then on is fetched. False when it runs
-  // already.
+  // already. Beside it, thumbnails that belong to no file of the table any more, and
+  // what killed processes left of some, are removed once they are an hour old.
   bool StartFetching();
   // False, with nothing called, when the module does not run.
   bool Add(ThumbnailRequest request, GalleryThumbnailDownloadTask::Ended ended);
+
+  // Waits until that removal is through.
+  void WaitForSweep();
+
+ private:
+  void OnDestroy() override;
+
+  std::atomic<bool> sweepOn{false};
+  std::thread sweeper;  // made by StartFetching, joined by the worker's end
 };
 
 }  // namespace ZentaraDeskClient

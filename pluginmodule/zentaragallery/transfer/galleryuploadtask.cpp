@@ -321,12 +321,7 @@ bool GalleryUploadTask::SourceIsGone() const {
 void GalleryUploadTask::ForgetFile() {
   // What the cloud has already stays in the gallery without its local file.
   if (!file->IsLocalOnly()) return;
-  (void)DBHelper::GetInstance().DeleteFiles({file});  // A row that stays is dropped by the next run.
-  Gallery::GetInstance().RemoveFiles({file});
-  for (const std::wstring& path : {file->ThumbnailName(), file->LcdName()}) {
-    std::error_code ignored;  // Not there is as good as deleted.
-    if (path != localPath) fs::remove(platform::NativePath(path), ignored);
-  }
-  file->thumbExists = false;
-  file->lcdExists = false;
+  // Alone: members of its burst may be in the cloud. A row that stays is dropped by
+  // the next run.
+  (void)Gallery::GetInstance().DeleteGone({file->UniqueId()});
 }
