@@ -14,6 +14,7 @@ pkg_check_modules(VIPS REQUIRED IMPORTED_TARGET vips)
 pkg_check_modules(EXIF REQUIRED IMPORTED_TARGET libexif)
 pkg_check_modules(RAW REQUIRED IMPORTED_TARGET libraw)
 pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET libavformat libavcodec libswscale libavutil)
+pkg_check_modules(XXHASH REQUIRED IMPORTED_TARGET libxxhash)
 pkg_check_modules(SODIUM REQUIRED IMPORTED_TARGET libsodium)
 
 if(ZENTARA_TESTS)

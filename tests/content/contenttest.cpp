@@ -7,6 +7,7 @@
 #include "host/ns/cloudphotov2.h"
 #include "transfer/gallerytransmanager.h"
 #include "utils/globaldata.h"
+#include "utils/methodfunction.h"
 
 namespace fs = std::filesystem;
 
@@ -38,8 +39,8 @@ void ContentTest::SetUp() {
 
 GalleryFile::Ptr ContentTest::Source(const std::string& name, const std::string& bytes) {
   const auto file = LocalFile(name);
-  file->SetHash("hash-of-" + name);
   file->SetLocalPath(folder.Write("sources/" + name + ".jpg", bytes));
+  file->SetHash(MethodFunction::FileHashId(file->LocalPath()));
   file->Size = static_cast<std::int64_t>(bytes.size());
   file->SetExpandText(R"({"first_update_time":"1600000000000"})");
   file->SetPictureMetadata(R"({"imageWidth":4000})");

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <thread>
 
+#include "common/platform/files.h"
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
 #include "host/curlppx.h"
@@ -14,7 +15,10 @@
 #include "host/ns/cloudphotov2.h"
 #include "host/ns/cloudphotov2assets.h"
 #include "model/records/upward.h"
+#include "support/picturefiles.h"
 #include "transfer/gallerytransmanager.h"
+#include "transfer/thumbnailhelper.h"
+#include "utils/methodfunction.h"
 
 namespace fs = std::filesystem;
 
@@ -26,6 +30,11 @@ constexpr int kChanged = 2;
 
 class UploadTaskTest : public ContentTest {
  protected:
+  // Thumbnails are made from what lies at the source.
+  struct RealThumbnails {
+    RealThumbnails() { upward::Install(static_cast<IThumbnails*>(&ThumbnailHelper::GetInstance())); }
+    ~RealThumbnails() { upward::Install(static_cast<IThumbnails*>(nullptr)); }
+  };
   // A file that the cloud holds.
   FilePtr Uploaded(const std::string& name, const std::string& bytes) {
     const auto file = Source(name, bytes);
@@ -193,29 +202,65 @@ TEST_F(UploadTaskTest, StopWhileHashingRecordsNoError) {
 }
 
 TEST_F(UploadTaskTest, SourceThatChangedBetweenTwoRunsIsSentAnew) {
-  const auto file = Source("changed", Noise(3 * kSliceSize));
+  const RealThumbnails thumbnails;
+  const std::string before = JpegWith("", 600, 400), after = JpegWith("", 500, 300);
+  const auto file = Source("changed", before);
   const fs::path path = platform::NativePath(file->LocalPath());
   server.Fault(R"({"method":"PATCH","path":"/media/","status":500,"times":3})");
   const auto task = UploadTask(file);
   EXPECT_FALSE(Run(*task));
   // The next run finds other bytes: another content, whole in itself.
-  std::ofstream(path, std::ios::binary) << Noise(kSliceSize, 7);
+  std::ofstream(path, std::ios::binary) << after;
   server.ClearFaults();
   ASSERT_TRUE(Run(*UploadTask(file)));
   const auto download = DownloadTask(file, "changed.jpg");
   ASSERT_TRUE(Run(*download));
-  EXPECT_TRUE(Bytes(download) == Noise(kSliceSize, 7));
+  EXPECT_TRUE(Bytes(download) == after);
+}
+
+TEST_F(UploadTaskTest, SourceReplacedBeforeItsUploadIsToldAsItIsNow) {
+  const RealThumbnails thumbnails;
+  const auto file = Source("replaced", JpegWith("", 600, 400));
+  const std::string after = JpegWith("", 500, 300);
+  const fs::path path = platform::NativePath(file->LocalPath());
+  std::ofstream(path, std::ios::binary) << after;
+  ASSERT_TRUE(Run(*UploadTask(file)));
+  EXPECT_EQ(file->Size, static_cast<std::int64_t>(after.size()));
+  EXPECT_EQ(file->Hash(), MethodFunction::FileHashId(file->LocalPath()));
+  const auto row = Row(file->UniqueId());
+  ASSERT_TRUE(row);
+  EXPECT_EQ(row->Size, file->Size);
+  EXPECT_EQ(row->Hash(), file->Hash());
+  EXPECT_NE(row->PictureMetadata().find("500"), std::string::npos);
+  const Json::Value record = CloudRecord(file->UniqueId());
+  EXPECT_NE(record.toStyledString().find(file->Hash()), std::string::npos);
+  // And the thumbnail is one of the new picture.
+  std::string small;
+  ASSERT_FALSE(platform::ReadFile(platform::NativePath(file->ThumbnailName()), small, 1 << 20));
+  EXPECT_EQ(small.substr(0, 2), "\xff\xd8");
+}
+
+TEST_F(UploadTaskTest, SourceReplacedByNoPictureIsNotSent) {
+  const auto file = Source("replaced", JpegWith("", 600, 400));
+  std::ofstream(platform::NativePath(file->LocalPath()), std::ios::binary) << "no picture";
+  const auto task = UploadTask(file);
+  EXPECT_FALSE(Run(*task));
+  EXPECT_EQ(VisibleCount(), 0u);
+  EXPECT_TRUE(Row("replaced"));
 }
 
 TEST_F(UploadTaskTest, SourceThatChangesWhileItIsSentIsRefused) {
-  const auto file = Source("growing", Noise(2 * kSliceSize));
+  const auto file = Source("growing", Noise(4 * kSliceSize));
   const fs::path path = platform::NativePath(file->LocalPath());
   const auto task = UploadTask(file);
   task->SetStatus(TaskStatus::Running, 0);
   // The progress of the first slice is the moment.
   std::thread changer([&] {
     while (CountRequests("PUT") == 0 && !task->HasEnded()) std::this_thread::yield();
-    fs::last_write_time(path, fs::last_write_time(path) + std::chrono::seconds(5));
+    // Another last byte; size and time stay.
+    const auto time = fs::last_write_time(path);
+    std::fstream(path, std::ios::in | std::ios::out | std::ios::binary).seekp(-1, std::ios::end).put('!');
+    fs::last_write_time(path, time);
   });
   server.Fault(R"({"method":"PUT","path":"/objects/","nth":2,"delayMs":2000})");
   const bool done = task->StartTask();

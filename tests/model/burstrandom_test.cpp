@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr int kHistories = 400;
+constexpr int kHistories = 1500;
 constexpr int kBatches = 12;
 constexpr AlbumKind kViews[] = {AlbumKind::TimeLine, AlbumKind::RecentlyUpload, AlbumKind::AllPictures,
                                 AlbumKind::Favorite};

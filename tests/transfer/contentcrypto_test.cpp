@@ -151,7 +151,6 @@ TEST(UploadSourceTest, OnePassGivesEveryDigest) {
   EXPECT_EQ(source.contentHmac, kFoxHmac);
   EXPECT_EQ(source.sha256, "d7a8fbb307d7809469ca9abcb0082e4f8d5651e46d3cdb762d02d0bf37c9e592");
   EXPECT_EQ(source.hashId, "fb011e6154a19b9a4c767373c305275a5a69e8b68b0b4c9200c383dced19a416");
-  EXPECT_TRUE(source.IsUnchanged(path));
 }
 
 TEST(UploadSourceTest, FileWithoutThumbnailsCannotBeRead) {
@@ -200,18 +199,41 @@ TEST_F(UploadSourceFailureTest, FileThatGrowsIsRefused) {
   EXPECT_EQ(failure, "the file's size changes");
 }
 
+TEST(UploadSourceTest, SlicesTellOneChangedByteFromWhatWasRead) {
+  const TemporaryFolder folder;
+  const auto path = folder.Write("fox", kFox);
+  const auto thumbnail = folder.Write("thumbnail", "");
+  UploadSource source;
+  std::string failure;
+  ASSERT_TRUE(source.Read(
+      path, thumbnail, thumbnail, ContentCrypto::MasterKey(kMasterKey1), [] { return true; }, failure));
+  const auto keys = ContentCrypto::KeysOfHmac(kFoxHmac);
+  const auto readAgain = [&] {
+    ChangeCheck plain;
+    EXPECT_TRUE(GetEncryptSliceHash(path, keys.key, keys.iv, 32, 0, plain).isWhole);
+    EXPECT_TRUE(GetEncryptSliceHash(path, keys.key, keys.iv, 11, 32, plain).isWhole);
+    return plain.SawTheSameAs(source.bytes);
+  };
+  EXPECT_TRUE(readAgain());
+  std::string changed = kFox;
+  changed.back() ^= 1;
+  folder.Write("fox", changed);
+  EXPECT_FALSE(readAgain());
+}
+
 TEST(UploadSourceTest, SliceIsAStreamOfItsOwnAndDigestedAsItIsSent) {
   const TemporaryFolder folder;
   const auto path = folder.Write("three", "????0123456789abcdef????");
   const auto keys = ContentCrypto::KeysOfHmac(kFoxHmac);
-  const EncryptedSlice slice = GetEncryptSliceHash(path, keys.key, keys.iv, 16, 4);
+  ChangeCheck plain;
+  const EncryptedSlice slice = GetEncryptSliceHash(path, keys.key, keys.iv, 16, 4, plain);
   ASSERT_TRUE(slice.isWhole);
   EXPECT_EQ(ToHex(slice.bytes), "c53cea73fcf72983bd5ac3c4023280ace8c5bb5a9111027176b3ae5fbbdecc54");
   EXPECT_EQ(slice.md5, "3146bdc7b20e1b70e168a0fa32ae9eb0");
   EXPECT_EQ(slice.sha256, "4186da79775990f426a4a21aabed48c455e8459a5219d5e42926b70a262d0622");
   // A range past the end is cut there.
-  EXPECT_EQ(GetEncryptSliceHash(path, keys.key, keys.iv, 100, 24).bytes.size(), 16u);
-  EXPECT_FALSE(GetEncryptSliceHash(L"/nowhere", keys.key, keys.iv, 16, 0).isWhole);
+  EXPECT_EQ(GetEncryptSliceHash(path, keys.key, keys.iv, 100, 24, plain).bytes.size(), 16u);
+  EXPECT_FALSE(GetEncryptSliceHash(L"/nowhere", keys.key, keys.iv, 16, 0, plain).isWhole);
 }
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -226,7 +248,8 @@ TEST(UploadSourceTest, SliceWithoutMemoryIsNotWhole) {
   const auto path = folder.Write("fox", kFox);
   const auto keys = ContentCrypto::KeysOfHmac(kFoxHmac);
   constexpr std::int64_t kNobodyHas = std::numeric_limits<std::int64_t>::max() - 64;
-  EXPECT_FALSE(GetEncryptSliceHash(path, keys.key, keys.iv, kNobodyHas, 0).isWhole);
+  ChangeCheck plain;
+  EXPECT_FALSE(GetEncryptSliceHash(path, keys.key, keys.iv, kNobodyHas, 0, plain).isWhole);
 }
 
 TEST(UploadMimeTypeTest, ServiceNamesSomeTypesItsOwnWay) {

@@ -48,6 +48,10 @@ bool GalleryUploadTask::UploadV2Slice(Json::ArrayIndex attachmentIndex, Json::Ar
     }
     if (kind == kContent) SetTransferred(params.fileOffset + params.slicePlainLength);
   }
+  // A record of other bytes than its digests are of could be checked by no reader.
+  if (kind == kContent && objectCount > 0 && !reader.Plain().SawTheSameAs(source.bytes)) {
+    return Fail(kSourceChanged, "GalleryUploadTask::UploadV2Slice", __LINE__);
+  }
   return true;
 }
 

@@ -17,6 +17,7 @@
 #include "store/dbhelper.h"
 #include "transfer/contentcrypto.h"
 #include "transfer/gallerytransmanager.h"
+#include "transfer/localfilecheck.h"
 #include "transfer/uploadrecord.h"
 #include "utils/gallerylog.h"
 #include "utils/methodfunction.h"
@@ -182,12 +183,30 @@ std::string GalleryUploadTask::CalContentHmac(const std::string& masterKey, std:
   return digest.Finish();
 }
 
+bool GalleryUploadTask::ReadSource(const std::string& masterKey, std::string& failure) {
+  source = UploadSource();
+  return source.Read(
+      localPath, file->ThumbnailPath(), file->LcdPath(), masterKey, [this] { return MayGoOn(); }, failure);
+}
+
+// The source was replaced after it was added: what goes up is what it is now, and
+// nobody may tell of what it was.
+bool GalleryUploadTask::TakeReplacedSource(const std::string& masterKey, std::string& failure) {
+  if (!file->IsLocalOnly() || file->Hash().empty() || file->Hash() == source.hashId) return true;
+  if (!RenewLocalFile(*file, source.hashId, source.size)) {
+    failure = "the source was replaced by something that is no picture or film";
+    return false;
+  }
+  (void)DBHelper::GetInstance().AddFile(file);  // A row of the former content is renewed again.
+  if (!ReadSource(masterKey, failure)) return false;
+  if (file->Hash() != source.hashId) failure = "the file changes while it is read";
+  return failure.empty();
+}
+
 bool GalleryUploadTask::InitUploadFileHmac(UploadFileCommandParams& params) {
   const std::string masterKey = ContentCrypto::MasterKey(GlobalParamWrapper::GetInstance()->GetHMAC_MK1());
   std::string failure;
-  source = UploadSource();
-  const bool read = source.Read(
-      localPath, file->ThumbnailPath(), file->LcdPath(), masterKey, [this] { return MayGoOn(); }, failure);
+  const bool read = ReadSource(masterKey, failure) && TakeReplacedSource(masterKey, failure);
   source.thumbHmac = CalContentHmac(masterKey, source.smallThumbnail + source.largeThumbnail);
   if (!MayGoOn()) return false;
   if (!read) {
@@ -236,9 +255,6 @@ bool GalleryUploadTask::CreateRecord(FileSliceCmdParamsV2& record) {
 
 bool GalleryUploadTask::PublishRecord(FileSliceCmdParamsV2& record) {
   constexpr char kStep[] = "GalleryUploadTask::PublishRecord";
-  // Its digests were taken before its slices were: a change in between makes a
-  // record that no reader can check.
-  if (!source.IsUnchanged(localPath)) return Fail(kSourceChanged, kStep, __LINE__);
   const Marks sent(*file);
   Json::Value answer;
   if (!Send(kPublishMedia, record, answer)) return false;

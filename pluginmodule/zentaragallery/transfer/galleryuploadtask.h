@@ -57,6 +57,8 @@ class GalleryUploadTask : public TransferTask {
   bool RunByVersion();
   bool CheckMK();
   bool CheckUserKeyNoEmpty();
+  bool ReadSource(const std::string& masterKey, std::string& failure);
+  bool TakeReplacedSource(const std::string& masterKey, std::string& failure);
   bool InitUploadFileHmac(UploadFileCommandParams& params);
   bool UploadV2();
   bool CreateRecord(FileSliceCmdParamsV2& record);

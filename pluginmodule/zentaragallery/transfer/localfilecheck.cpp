@@ -7,6 +7,7 @@
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
 #include "host/globalparamwrapper.h"
+#include "model/records/upward.h"
 #include "utils/mediareader.h"
 #include "utils/mediatypes.h"
 #include "utils/methodfunction.h"
@@ -125,6 +126,26 @@ CheckedFile CheckLocalFile(const std::wstring& path, const Album& album,
   } catch (const std::bad_alloc&) {
     return Refuse("IDS_GALLERT_INSUF_MEMORY");
   }
+}
+
+bool RenewLocalFile(GalleryFile& file, const std::string& hash, std::int64_t size) try {
+  const auto album = upward::Context().GetAlbum(file.AlbumId());
+  const auto fresh = std::make_shared<GalleryFile>();
+  fresh->FirstUpdateTime = file.FirstUpdateTime;
+  fresh->SetFileName(file.FileName());
+  const bool isGood = album && (file.IsVideo() ? ReadMovie(file.LocalPath(), *album, fresh)
+                                               : ReadPicture(file.LocalPath(), *album, fresh))
+                                   .file;
+  if (!isGood) return false;
+  file.SetHash(hash);
+  file.Size = size;
+  file.SetExpand(fresh->Expand());
+  file.SetPictureMetadata(fresh->PictureMetadata());
+  file.SetVideoMetadata(fresh->VideoMetadata());
+  file.RenewThumbnails();
+  return !file.ThumbnailPath().empty() && !file.LcdPath().empty();
+} catch (const std::bad_alloc&) {
+  return false;
 }
 
 const char* CheckCache() {

@@ -20,6 +20,11 @@ struct CheckedFile {
 CheckedFile CheckLocalFile(const std::wstring& path, const Album& album,
                            const std::function<bool(const std::string&)>& isThere);
 
+// Gives a file that waits for its upload what lies at its path now: size, hash,
+// metadata, thumbnails. It keeps its place in the lists. Nothing changes, and false,
+// when that is no picture or film; the row is the caller's to write.
+bool RenewLocalFile(GalleryFile& file, const std::string& hash, std::int64_t size);
+
 // The keys of refusals that stand apart from the content of one file.
 inline constexpr char kAlreadyExists[] = "IDS_GALLERT_FILE_ALREADY_EXIST";
 inline constexpr char kAlreadyQueued[] = "IDS_GALLERT_FILE_TOUPLOADED";

@@ -52,7 +52,7 @@ EncryptedSlice SliceReader::Take(Json::ArrayIndex index) {
   return slice;
 }
 
-std::future<EncryptedSlice> SliceReader::Begin(Json::ArrayIndex index) const {
+std::future<EncryptedSlice> SliceReader::Begin(Json::ArrayIndex index) {
   return std::async(std::launch::async, GetEncryptSliceHash, source, key, iv, PlainLength(index),
-                    Start(index));
+                    Start(index), std::ref(plain));
 }

@@ -27,13 +27,16 @@ class SliceReader {
 
   // In the order of the objects.
   EncryptedSlice Take(Json::ArrayIndex index);
+  // What all slices were made of, once the last one was taken.
+  const ChangeCheck& Plain() const { return plain; }
 
  private:
-  std::future<EncryptedSlice> Begin(Json::ArrayIndex index) const;
+  std::future<EncryptedSlice> Begin(Json::ArrayIndex index);
 
   const std::wstring source;
   const std::string key;
   const std::string iv;
   const Json::Value& resource;
+  ChangeCheck plain;  // of the slice that is being made: one at a time, in order
   std::future<EncryptedSlice> next;
 };

@@ -61,19 +61,20 @@ bool UploadSource::Read(const std::wstring& path, const std::wstring& smallPath,
     failure = "GetFileHash error: GetFileSizeEx fail. filesize=" + std::to_string(size);
     return false;
   }
-  modifiedMs = platform::ModifiedTimeMs(native);
+  bytes = {};
   StreamDigest hmac = StreamDigest::Hmac(masterKey), plain(StreamDigest::Kind::Sha256);
   StreamDigest unkeyed = StreamDigest::Hmac({});
-  std::int64_t bytes = 0;
+  std::int64_t length = 0;
   bool isGone = false;
   const auto error = platform::ReadInPasses(native, kPassBytes, [&](std::string_view pass) {
     // An open file stays readable after its name is gone.
     std::error_code ignored;
     isGone = fs::status(native, ignored).type() == fs::file_type::not_found;
     if (isGone) return false;
-    bytes += static_cast<std::int64_t>(pass.size());
+    length += static_cast<std::int64_t>(pass.size());
     while (!pass.empty()) {
       const std::string_view part = pass.substr(0, kCachedBytes);
+      bytes.Update(part);
       if (!hmac.Update(part) || !plain.Update(part) || !unkeyed.Update(part)) return false;
       pass.remove_prefix(part.size());
     }
@@ -90,18 +91,13 @@ bool UploadSource::Read(const std::wstring& path, const std::wstring& smallPath,
     failure = "stopped";
   else if (contentHmac.empty() || sha256.empty() || hashId.empty())
     failure = "HMAC_CTX_new fail";
-  else if (bytes != size)
+  else if (length != size)
     failure = "the file's size changes";
   return failure.empty();
 }
 
-bool UploadSource::IsUnchanged(const std::wstring& path) const {
-  const fs::path native = platform::NativePath(path);
-  return SizeOf(native) == size && platform::ModifiedTimeMs(native) == modifiedMs;
-}
-
 EncryptedSlice GetEncryptSliceHash(const std::wstring& path, const std::string& key, const std::string& iv,
-                                   std::int64_t length, std::int64_t start) try {
+                                   std::int64_t length, std::int64_t start, ChangeCheck& plain) try {
   EncryptedSlice slice;
   const File file = OpenAt(path, start);
   if (!file) {
@@ -123,6 +119,7 @@ EncryptedSlice GetEncryptSliceHash(const std::wstring& path, const std::string& 
     const auto wanted = static_cast<std::size_t>(std::min<std::int64_t>(length, kCachedBytes));
     const std::size_t taken = std::fread(buffer.data(), 1, wanted, file.get());
     if (taken == 0) break;
+    plain.Update(std::string_view(buffer.data(), taken));
     sound =
         cipher.Update(std::string_view(buffer.data(), taken), slice.bytes.data() + done, written) && digest();
     length -= static_cast<std::int64_t>(taken);

@@ -4,10 +4,12 @@
 #include <functional>
 #include <string>
 
+#include "utils/changecheck.h"
+
 // What an upload needs to know of its source, found out in one pass over it.
 struct UploadSource {
   std::int64_t size = 0;
-  std::int64_t modifiedMs = 0;
+  ChangeCheck bytes;
   std::string contentHmac;  // HMAC-SHA-256 with the first master key, 64 small digits
   std::string sha256;       // 64 small digits
   std::string hashId;       // HMAC-SHA-256 with an empty key
@@ -19,8 +21,6 @@ struct UploadSource {
   // when `goOn` says no between two passes.
   bool Read(const std::wstring& path, const std::wstring& smallPath, const std::wstring& largePath,
             const std::string& masterKey, const std::function<bool()>& goOn, std::string& failure);
-  // Whether the file at `path` still has the size and time that were read.
-  bool IsUnchanged(const std::wstring& path) const;
 };
 
 // One piece of a content, ready to send.
@@ -33,6 +33,7 @@ struct EncryptedSlice {
 
 // Encrypts plain[start, start + length) of the file, cut at its end, as a stream
 // of its own, and digests what comes out in the same pass. Not whole, logged,
-// when the file cannot be opened and without memory for the slice.
+// when the file cannot be opened and without memory for the slice. `plain` takes in
+// what was read.
 EncryptedSlice GetEncryptSliceHash(const std::wstring& path, const std::string& key, const std::string& iv,
-                                   std::int64_t length, std::int64_t start);
+                                   std::int64_t length, std::int64_t start, ChangeCheck& plain);

@@ -171,6 +171,8 @@ class GalleryFile : public std::enable_shared_from_this<GalleryFile> {
   std::wstring LcdPath();
   std::wstring ThumbnailName() const;
   std::wstring LcdName() const;
+  // Both are made anew when somebody next asks: those of a former content go.
+  void RenewThumbnails();
   // Looks on the disk and remembers the answer.
   bool TestThumbnailOnDisk();
   bool TestLcdOnDisk();

@@ -89,6 +89,11 @@ void GalleryFile::DeleteThumbnails(const std::wstring& localPath) {
   lcdExists = false;
 }
 
+void GalleryFile::RenewThumbnails() {
+  DeleteThumbnails(LocalPath());
+  thumbMakeFailed = false;
+}
+
 void GalleryFile::MarkDeleted(std::int64_t time, bool fromSync, const std::wstring& coverPath) {
   IsDeleted = true;
   if (fromSync) {
