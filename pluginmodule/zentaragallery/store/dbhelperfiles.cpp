@@ -151,10 +151,15 @@ std::string FileTableStatement() { return CreateStatement("GalleryFile", kColumn
 
 bool DBHelper::AddFile(const FilePtr& file) { return AddFiles({file}); }
 
-bool DBHelper::AddFiles(const FileVector& files) {
+DBHelper::Statement DBHelper::PutFiles(const FileVector& files) {
   static const std::string sql = InsertStatement("INSERT OR REPLACE", "GalleryFile", kColumns);
-  return Execute(sql, files.size(),
-                 [&](std::size_t i, DatabaseBindParameter& set) { BindFile(*files[i], set); });
+  return {sql, files.size(),
+          [&files](std::size_t i, DatabaseBindParameter& set) { BindFile(*files[i], set); }};
+}
+
+bool DBHelper::AddFiles(const FileVector& files) {
+  const Statement put = PutFiles(files);
+  return Execute(put.sql, put.count, put.fill);
 }
 
 bool DBHelper::GetFile(GalleryFile& file, const std::string& uniqueId) {

@@ -152,9 +152,10 @@ class SyncHelper {
   // syncfull.cpp
   bool EmptyForFullSync();
   bool AlignMemoryWithTable();
+  bool TakeInStoredRows();
   bool FullSyncAlbumsV2();
   bool FullSyncGalleryFilesV2(SyncMode mode);
-  bool RequestDownLoadFileV2(bool& heldBefore);
+  bool RequestDownLoadFileV2(std::size_t& olderRows);
   bool StoreListedPage(const ICloudListing::MediaPage& page, KnownFiles& known, std::int64_t& offset,
                        SyncLocalOperation::Files& fresh);
   bool FinishFullSync();

@@ -82,6 +82,11 @@ bool SyncHelper::IncrementCycle() {
 }
 
 void SyncHelper::EndFailedPull() {
+  AlbumLocalVersion row;
+  bool found = false;
+  // The cursor has expired, and the rows are gone: memory and table differ until
+  // the listing.
+  if (localOperation.ReadVersionRecord(row, found) && !found) timer.Wake();
   if (IsPaused()) {
     Tell(SyncStatus::PAUSE, uploadPending);
     Logger::OutputOperationLog(kEventCycleFailed, 5, 2,
