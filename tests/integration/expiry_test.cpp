@@ -30,8 +30,8 @@ class ExpiryTest : public WireTest {
     first.Kill();
     first.Start();
     SettleAlone(first);
-    first.Execute("UPDATE GalleryFile SET LocalPath='" + PathOf(round) + "', IsLocalUpload=1 WHERE UniqueId='" +
-                  ids[4] + "'");
+    first.Execute("UPDATE GalleryFile SET LocalPath='" + PathOf(round) +
+                  "', IsLocalUpload=1 WHERE UniqueId='" + ids[4] + "'");
     first.Restart();
     SettleAlone(first);
   }
@@ -59,7 +59,9 @@ class ExpiryTest : public WireTest {
     Json::Value waiting = first.Tables();
     for (const char* kind : {"albums", "files"}) {
       for (const auto& id : waiting[kind].getMemberNames()) {
-        const Json::Value& entry = waiting[kind][id];
+        Json::Value& entry = waiting[kind][id];
+        // A move is stored without the path that it notes until the row is written whole.
+        entry.removeMember("properties");
         if (!entry.isMember("waits") && !entry.isMember("deleted")) waiting[kind].removeMember(id);
       }
     }
@@ -80,11 +82,19 @@ class ExpiryTest : public WireTest {
       EXPECT_EQ(here["files"][imported + "b"]["album"], trip);
       for (const auto& id : there["files"].getMemberNames())
         EXPECT_EQ(photocloud::WriteJson(here["files"][id]), photocloud::WriteJson(there["files"][id]));
-      // Besides the imported ones of this round and of those before.
-      EXPECT_EQ(here["files"].size(), there["files"].size() + 2 * static_cast<unsigned>(round));
+      EXPECT_EQ(here["files"].size(), there["files"].size() + 2);
       EXPECT_EQ(photocloud::WriteJson(here["albums"]), photocloud::WriteJson(there["albums"]));
     }
     EXPECT_EQ(first.PathOf(ids[4]), PathOf(round));
+  }
+
+  // Or each round would have more statements than the one before.
+  void ClearUp() {
+    first.Execute("DELETE FROM GalleryFile WHERE GalleryState=1");
+    first.Restart();
+    for (const std::string& id : ids) (void)api.Delete(id);  // One is gone already.
+    EXPECT_TRUE(api.DeleteAlbum(mine));
+    EXPECT_TRUE(api.DeleteAlbum(trip));
   }
 
   Strings ids;
@@ -98,11 +108,14 @@ TEST_F(ExpiryTest, WhatWaitsOutlivesAnExpiredCursorWhateverStatementIsTheLast) {
     ChangeHere(round);
     ASSERT_TRUE(api.Change(ids[5], R"({"favorite":true})"));
     const Json::Value waiting = Waiting();
+    cloud.ForgetRequests();
     cloud.Rule(R"({"path":"/changes\\?","errorCode":"31084100"})");
     (void)first.Do("endBehindStatement", "number", round);
     const bool ended = first.Cycle().isNull() || first.Cycle().isNull();
     if (ended) {
-      EXPECT_EQ(Difference(waiting, Waiting()), "");
+      if (CountCalls(first, "POST batch") == 0) {
+        EXPECT_EQ(Difference(waiting, Waiting()), "");
+      }
       first.Restart();
     } else {
       (void)first.Do("endBehindStatement", "number", 0);
@@ -112,6 +125,7 @@ TEST_F(ExpiryTest, WhatWaitsOutlivesAnExpiredCursorWhateverStatementIsTheLast) {
     ExpectAllTold(round);
     first.Restart();
     ExpectAllTold(round);
+    ClearUp();
     if (HasFailure()) return;
     if (ended) continue;
     EXPECT_GT(round, 15);
@@ -125,6 +139,7 @@ TEST_F(ExpiryTest, WhatOtherDevicesDidMeanwhileIsTakenOver) {
   ASSERT_TRUE(api.Change(ids[5], R"({"favorite":true,"editedTime":"2001-01-01T00:00:00"})"));
   first.Execute("UPDATE GalleryFile SET LocalPath='/pictures/other.jpg', IsLocalUpload=1 WHERE UniqueId='" +
                 ids[5] + "'");
+  first.Restart();
   ASSERT_TRUE(api.Change(ids[6], R"({"albumId":"default-album-1"})"));
   ASSERT_TRUE(api.DeleteAlbum(trip));
   for (const bool restart : {false, true}) {
@@ -136,6 +151,25 @@ TEST_F(ExpiryTest, WhatOtherDevicesDidMeanwhileIsTakenOver) {
     EXPECT_EQ(first.PathOf(ids[5]), "/pictures/other.jpg");
     AddPictures(1);
   }
+}
+
+// A process shows no file whose content the cloud has lost, and yet has to tell
+// what became of it.
+TEST_F(ExpiryTest, HiddenFileThatGoesToTheBinIsToldByTheNextProcess) {
+  Prepare(1);
+  first.Setting("enableShowLostCloudPhoto", false);
+  first.Kill();
+  first.Execute("UPDATE GalleryFile SET cloudContentStatus=2 WHERE UniqueId='" + ids[6] + "'");
+  first.Start();
+  EXPECT_FALSE(first.Dump()["files"].isMember(ids[6]));
+  ASSERT_TRUE(first.Do("deleteAlbum", "album", trip).asBool());
+  for (int process = 0; process < 3; ++process) {
+    EXPECT_TRUE(first.Cycle()["done"].asBool());
+    first.Restart();
+  }
+  const Json::Value there = api.Dump();
+  EXPECT_FALSE(there["albums"].isMember(trip));
+  EXPECT_EQ(there["files"][ids[6]]["bin"], true);
 }
 
 // A listing that a crash interrupts has not been compared with what was here.

@@ -72,7 +72,8 @@ class DBHelper : public DatabaseOperationBase {
   FilePtr GetFile(const std::string& uniqueId);
   bool GetFileByGuid(GalleryFile& file, const std::string& guid);
   std::wstring GetLocalPath(const std::string& uniqueId);
-  // All files; with `showLost` false only those whose content the cloud has.
+  // All files; with `showLost` false only those whose content the cloud has, or of
+  // which something has to be told to it.
   bool GetFiles(FileVector& files, bool showLost);
   bool GetLostFiles(FileVector& files);
   bool DeleteFiles(const FileVector& files);
