@@ -305,4 +305,13 @@ bool CloudPhotoV2Helper::DeleteV2Lock(const std::string& token) {
   return HasPayload(answer, "CloudPhotoV2Helper::DeleteV2Lock", "Delete Lock Failed ");
 }
 
+void CloudPhotoV2Helper::Forget() {
+  failures503 = 0;
+  last503Ms = 0;
+  maxBatchNumber = kFirstMaxBatchNumber;
+  COperationManageService::GetInstance()->SetServerSettings({});
+  platform::MutexLock hold(Kept().lock);
+  Kept().values.clear();
+}
+
 void CloudPhotoV2Helper::ArmDataHideNotice() { dataHideNoticeArmed = true; }
