@@ -11,6 +11,7 @@
 #include "host/globalparamwrapper.h"
 #include "host/userauthservice.h"
 #include "password.h"
+#include "store/dbhelper.h"
 #include "sync/synchelper.h"
 #include "transfer/gallerytransmanager.h"
 #include "utils/globaldata.h"
@@ -85,6 +86,7 @@ Json::Value StateJson(const SyncState& state) {
   json["pendingAlbums"] = static_cast<Json::UInt64>(state.pendingAlbums);
   json["pendingFiles"] = static_cast<Json::UInt64>(state.pendingFiles);
   json["pendingUploads"] = static_cast<Json::UInt64>(state.pendingUploads);
+  json["requeued"] = static_cast<Json::UInt64>(state.requeued);
   json["errorStep"] = state.lastError.step;
   json["errorCause"] = state.lastError.cause;
   json["errorItem"] = state.lastError.item;
@@ -101,8 +103,30 @@ void PrintCycle(const SyncState& state, Output& output) {
           ", waiting: " + std::to_string(state.pendingAlbums) + " albums, " +
           std::to_string(state.pendingFiles) + " changed files, " + std::to_string(state.pendingUploads) +
           " contents";
+  if (state.requeued > 0)
+    text += "; " + std::to_string(state.requeued) + " pictures that the cloud has lost go up again";
   if (!state.lastError.step.empty()) text += "; " + ErrorText(state.lastError);
   output.Print(StateJson(state), text);
+}
+
+// Pictures whose content the cloud has lost, as far as this device has heard of it.
+void PrintLostContents(Output& output) {
+  Gallery::Files lost;
+  if (!DBHelper::GetInstance().GetLostFiles(lost) || lost.empty()) return;
+  const auto here = std::count_if(lost.begin(), lost.end(), [](const GalleryFile::Ptr& file) {
+    std::error_code ignored;
+    const std::wstring path = file->LocalPath();
+    return !path.empty() && std::filesystem::is_regular_file(platform::NativePath(path), ignored);
+  });
+  Json::Value json(Json::objectValue);
+  json["lostContents"] = static_cast<Json::UInt64>(lost.size());
+  json["lostContentsHere"] = Json::Int64{here};
+  std::string text = "The cloud has lost the content of " + std::to_string(lost.size()) + " pictures.";
+  if (here > 0) {
+    text += " " + std::to_string(here) +
+            " of them lie on this computer; \"zentaractl sync --give-back\" sends them again.";
+  }
+  output.Print(json, text);
 }
 
 // Shows how many contents are still on their way up.
@@ -214,7 +238,9 @@ Exit Watch(Output& output) {
   return Exit::Done;
 }
 
-Exit Sync(bool watch, Output& output) {
+enum class Lost { GiveBack, Leave };
+
+Exit Sync(bool watch, Lost lost, Output& output) {
   if (UserAuthService::GetInstance()->GetServerUrl().empty()) {
     output.Error("not logged in; \"zentaractl login --server URL --user NAME\" does it");
     return Exit::Failed;
@@ -238,6 +264,17 @@ Exit Sync(bool watch, Output& output) {
     if (PrintFailedUploads(output)) return Exit::Failed;
     if (!state.lastError.step.empty() || state.mode == SyncModeFailed) return Exit::Failed;
     if (!InStep(state)) continue;
+    if (lost == Lost::GiveBack) {
+      // Another cycle takes over what comes of it.
+      lost = Lost::Leave;
+      if (!sync.GiveBackLost()) {
+        output.Error("what the cloud has lost cannot be given back now");
+        return Exit::Failed;
+      }
+      if (PrintFailedUploads(output)) return Exit::Failed;
+      continue;
+    }
+    PrintLostContents(output);
     if (state.pendingUploads > 0 && GlobalParamWrapper::GetInstance()->GetTransfersPaused())
       output.Say("Transfers are paused; \"zentaractl resume\" ends the pause.");
     return Exit::Done;
@@ -268,10 +305,16 @@ void AddSyncCommands(CLI::App& app, const Choose& choose) {
     });
   });
   auto watch = std::make_shared<bool>(false);
+  auto giveBack = std::make_shared<bool>(false);
   auto* sync = app.add_subcommand("sync", "Bring gallery and photo cloud into step");
   sync->add_flag("--watch", *watch, "Stay and keep them in step");
-  sync->callback(
-      [choose, watch] { choose([watch](Session&, Output& output) { return Sync(*watch, output); }); });
+  sync->add_flag("--give-back", *giveBack, "Send again what the cloud has lost and this computer still has")
+      ->excludes("--watch");
+  sync->callback([choose, watch, giveBack] {
+    choose([=](Session&, Output& output) {
+      return Sync(*watch, *giveBack ? Lost::GiveBack : Lost::Leave, output);
+    });
+  });
 }
 
 void PrintSyncState(Output& output) {

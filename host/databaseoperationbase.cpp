@@ -208,6 +208,8 @@ struct DatabaseOperationBase::State {
   bool ExecuteSets(std::string_view sql, std::size_t count, const NextSet& nextSet, Failure& failure);
   static bool RunSets(SqliteConnection& connection, std::string_view sql, std::size_t count,
                       const NextSet& nextSet, Failure& failure);
+  bool ExecuteTogether(const std::vector<Statement>& statements, std::string_view& running, Failure& failure);
+  static bool RunOne(SqliteConnection& connection, const Statement& statement, Failure& failure);
 };
 
 bool DatabaseOperationBase::State::Step(SqliteConnection& connection, SqliteStatement& statement,
@@ -281,6 +283,33 @@ bool DatabaseOperationBase::State::ExecuteSets(std::string_view sql, std::size_t
          connection->Run("COMMIT", failure);
 }
 
+bool DatabaseOperationBase::State::RunOne(SqliteConnection& connection, const Statement& statement,
+                                          Failure& failure) {
+  DatabaseBindParameter set;
+  const auto nextSet = [&](std::size_t i) -> const DatabaseBindParameter& {
+    set.Clear();
+    if (statement.fill) statement.fill(i, set);
+    return set;
+  };
+  return RunSets(connection, statement.sql, statement.fill ? statement.count : 1, nextSet, failure);
+}
+
+bool DatabaseOperationBase::State::ExecuteTogether(const std::vector<Statement>& statements,
+                                                   std::string_view& running, Failure& failure) {
+  platform::MutexLock hold(writerLock);
+  SqliteConnection* connection = Writer(failure);
+  if (!connection) return false;
+  const TransactionScope transaction(*connection);
+  running = "BEGIN IMMEDIATE";
+  if (!connection->Run(running, failure)) return false;
+  for (const Statement& statement : statements) {
+    running = statement.sql;
+    if (!RunOne(*connection, statement, failure)) return false;
+  }
+  running = "COMMIT";
+  return connection->Run(running, failure);
+}
+
 DatabaseOperationBase::DatabaseOperationBase(std::wstring databaseName)
     : state(std::make_unique<State>(*this, std::move(databaseName))) {}
 
@@ -326,6 +355,14 @@ bool DatabaseOperationBase::Execute(std::string_view sql, std::size_t count,
   };
   if (state->ExecuteSets(sql, count, nextSet, failure)) return true;
   return Fail("Execute", sql, failure, __LINE__);
+}
+
+bool DatabaseOperationBase::ExecuteTogether(const std::vector<Statement>& statements) {
+  const RunningCall call(state->gate);
+  Failure failure;
+  std::string_view running;
+  if (state->ExecuteTogether(statements, running, failure)) return true;
+  return Fail("ExecuteTogether", running, failure, __LINE__);
 }
 
 bool DatabaseOperationBase::Query(std::string_view sql, DatabaseQueryResultList& result) {

@@ -19,7 +19,7 @@ struct sqlite3;
 // write. Each connection prepares a statement once and reuses it. A reader sees
 // everything that was committed before its call.
 //
-// A call is one statement without BEGIN or COMMIT of its own; a text with more
+// A call is one statement, or a list of them, without BEGIN or COMMIT of its own; a text with more
 // than one is refused, and so is a parameter set with a name that the statement
 // does not know or without a value for one of its parameters. Statements that
 // only read go to a reader, all others to the writer.
@@ -49,6 +49,16 @@ class DatabaseOperationBase {
   // held and must not call this object.
   bool Execute(std::string_view sql, std::size_t count,
                const std::function<void(std::size_t, DatabaseBindParameter&)>& fill);
+
+  // One statement of several that take effect together. An empty `fill` means one
+  // run without values.
+  struct Statement {
+    std::string sql;
+    std::size_t count = 0;
+    std::function<void(std::size_t, DatabaseBindParameter&)> fill = nullptr;
+  };
+  // Runs the statements in order and in one transaction: all of them or none.
+  bool ExecuteTogether(const std::vector<Statement>& statements);
 
   bool Query(std::string_view sql, DatabaseQueryResultList& result);
   bool Query(std::string_view sql, const DatabaseBindParameter& parameter, DatabaseQueryResultList& result);

@@ -1,6 +1,7 @@
 #include "zentaragalleryobj.h"
 
 #include "cloud/cheader.h"
+#include "cloud/cloudphotov2helper.h"
 #include "common/platform/text.h"
 #include "host/databaseservice.h"
 #include "host/globalparamwrapper.h"
@@ -29,6 +30,7 @@ void InitHeader() {
   auto* identity = UserAuthService::GetInstance();
   auto* parameters = GlobalParamWrapper::GetInstance();
   auto& header = CHeader::GetInstance();
+  header.Clear();  // An empty value would leave the one of the user before.
   (void)header.Init(CHeader::AccessToken, identity->GetCurrentAT());  // Empty while nobody is logged in.
   (void)header.Init(CHeader::UserId, identity->GetCurrentUserID());
   (void)header.Init(CHeader::RefreshToken, identity->GetCurrentRT());
@@ -68,9 +70,12 @@ Json::Value HomeItem(const GalleryFile::Ptr& file, const std::string& thumbFolde
 
 ZentaraGalleryObj::ZentaraGalleryObj() { requestHeaders.max_load_factor(1.0f); }
 
+ZentaraGalleryObj::~ZentaraGalleryObj() { CHeader::GetInstance().SetHeaderMap(nullptr); }
+
 void ZentaraGalleryObj::InitWnd() {
   InitHeader();
   ReadServiceAddresses();
+  CHeader::GetInstance().SetHeaderMap(&requestHeaders);
   upward::Install(&ThumbnailHelper::GetInstance());
   (void)DBHelper::GetInstance().IntiDataBase(CHeader::GetInstance().GetUserId());
   (void)DatabaseService::InitDataBase(GlobalParamWrapper::GetInstance()->GetUserDataBaseFolder());
@@ -99,6 +104,10 @@ void ZentaraGalleryObj::CloseWndClear() {
   SyncHelper::GetInstance().StopSync();
   SyncHelper::GetInstance().StopTimer();
   GalleryTransManager::GetInstance().GalleryStop();  // What the sync has queued meanwhile.
+  SyncHelper::GetInstance().ForgetUser();
+  CHeader::GetInstance().Clear();
+  CloudPhotoV2Helper::Forget();
   GlobalData::cloudGeneration = GlobalData::kGenerationUnknown;
+  GlobalData::GalleryMigrated = false;
   Logger::OutputOperationLog(kEventClose, 1, 0, {{"total", "0"}});
 }

@@ -10,7 +10,7 @@
 class ZentaraGalleryObj {
  public:
   ZentaraGalleryObj();
-  virtual ~ZentaraGalleryObj() = default;
+  virtual ~ZentaraGalleryObj();
   ZentaraGalleryObj(const ZentaraGalleryObj&) = delete;
   ZentaraGalleryObj& operator=(const ZentaraGalleryObj&) = delete;
 
@@ -27,7 +27,8 @@ class ZentaraGalleryObj {
   // show. Any thread, any time after InitWnd.
   virtual Json::Value GetGalleryHomeData(bool& empty);
 
-  // Ends what InitWnd started; a log-out calls it.
+  // Ends what InitWnd started and leaves nothing of the user in memory; a log-out
+  // calls it, before the session ends.
   virtual void CloseWndClear();
 
  private:

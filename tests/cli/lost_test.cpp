@@ -90,4 +90,30 @@ TEST_F(LostOriginalTest, DamageThatACheckFindsIsMendedTheSameWay) {
   EXPECT_EQ(Read("target/p0.jpg"), Read("pictures/p0.jpg"));
 }
 
+TEST_F(LostOriginalTest, SyncTellsOfItAndGivesItBackWhenAsked) {
+  cloud.Action("damageObject", R"(,"mediaId":")" + id + "\"");
+  const std::vector<std::string> check = {PHOTOCLOUD_PROGRAM, "check", "--data", cloud.Data().string()};
+  EXPECT_EQ(RunProgram(check).status, kDamaged);
+  Finished sync = On("seeker", {"sync"});
+  EXPECT_EQ(sync.status, kDone);
+  EXPECT_NE(sync.output.find(R"("lostContents":1,"lostContentsHere":0)"), std::string::npos) << sync.output;
+  sync = On("giver", {"sync"});
+  EXPECT_EQ(sync.status, kDone);
+  EXPECT_NE(sync.output.find(R"("lostContents":1,"lostContentsHere":1)"), std::string::npos) << sync.output;
+  EXPECT_EQ(account.Call("GET", "/losts").json["media"].size(), 1u);
+  sync = On("giver", {"sync", "--give-back"});
+  EXPECT_EQ(sync.status, kDone) << sync.output;
+  EXPECT_EQ(sync.output.find("lostContents"), std::string::npos) << sync.output;
+  EXPECT_EQ(account.Call("GET", "/losts").json["media"].size(), 0u);
+  EXPECT_EQ(RunProgram(check).status, kDone);
+  EXPECT_EQ(MediaCount(), 1u);
+  EXPECT_FALSE(account.IsLocked());
+  for (const char* computer : {"giver", "seeker"}) {
+    sync = On(computer, {"sync"});
+    EXPECT_EQ(sync.output.find("lostContents"), std::string::npos) << sync.output;
+  }
+  EXPECT_EQ(RunProgram(Download()).status, kDone);
+  EXPECT_EQ(Read("target/p0.jpg"), Read("pictures/p0.jpg"));
+}
+
 }  // namespace

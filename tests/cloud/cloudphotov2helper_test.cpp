@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "cloudserver.h"
+#include "common/platform/text.h"
 #include "common/platform/window.h"
 #include "host/globalparamwrapper.h"
 #include "loopbackserver.h"
@@ -54,7 +55,18 @@ class CloudHelperTest : public CloudTest {
     changed->GalleryState = 2;
     auto inStep = CloudFile("in-step");
     changed->Offset = 60;
-    Add({inStep, changed, LocalFile("local")});
+    changed->SetFileName(L"new-name.jpg");
+    auto deleted = CloudFile("deleted"), onDisk = CloudFile("on-disk", "default-album-300-disk");
+    deleted->IsDeleted = true;
+    onDisk->SetLocalPath(L"\\pictures\\on-disk.jpg");
+    CloudAlbum("default-album-300-disk", L"On disk");
+    CloudAlbum("default-album-300-plain", L"In step");
+    const auto renamed = CloudAlbum("default-album-300-renamed", L"Renamed");
+    const auto gone = CloudAlbum("default-album-300-gone", L"Gone");
+    renamed->Operation = "1";
+    gone->IsDelete = 1;
+    ASSERT_TRUE(DBHelper::GetInstance().AddAlbums({renamed, gone}));
+    Add({inStep, changed, LocalFile("local"), deleted, onDisk});
     AlbumLocalVersion version;
     version.AlbumVersion = "5";
     ASSERT_TRUE(DBHelper::GetInstance().AddLocalVersion(version));
@@ -72,16 +84,30 @@ class CloudHelperTest : public CloudTest {
     EXPECT_TRUE(DBHelper::GetInstance().GetLocalVersions(rows));
     return rows.size();
   }
+  static std::vector<std::string> AlbumNames() {
+    DBHelper::AlbumVector albums;
+    EXPECT_TRUE(DBHelper::GetInstance().GetAlbums(albums));
+    std::vector<std::string> names;
+    for (const auto& album : albums) names.push_back(platform::WideToUtf8(album->AlbumName.Get()));
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+  // What waits is there, and the album of a file that lies on this computer.
   void ExpectCleared() {
-    EXPECT_THAT(RowIds(), ElementsAre("changed", "local"));
+    EXPECT_THAT(RowIds(), ElementsAre("changed", "deleted", "local", "on-disk"));
     EXPECT_EQ(VersionRows(), 0U);
-    EXPECT_EQ(DBHelper::GetInstance().CountAlbums(), 0);
+    EXPECT_THAT(AlbumNames(), ElementsAre("Gone", "On disk", "Renamed"));
     EXPECT_EQ(Row("changed")->Offset, 0);
+    EXPECT_EQ(Row("changed")->FileName(), L"new-name.jpg");
+    EXPECT_EQ(Row("changed")->GalleryState, 2);
+    EXPECT_TRUE(Row("deleted")->IsDeleted);
+    EXPECT_EQ(Row("on-disk")->LocalPath(), L"\\pictures\\on-disk.jpg");
   }
   void ExpectUntouched() {
-    EXPECT_THAT(RowIds(), ElementsAre("changed", "in-step", "local"));
+    EXPECT_THAT(RowIds(), ElementsAre("changed", "deleted", "in-step", "local", "on-disk"));
     EXPECT_EQ(VersionRows(), 1U);
-    EXPECT_EQ(DBHelper::GetInstance().CountAlbums(), 1);
+    EXPECT_THAT(AlbumNames(), ElementsAre("Camera roll", "Gone", "In step", "On disk", "Renamed"));
+    EXPECT_EQ(Row("changed")->Offset, 60);
   }
 };
 
@@ -293,6 +319,19 @@ TEST_F(CloudHelperTest, ExpiredCursorOfTheVersionsClearsToo) {
   AnswerWithCode("getStartCursor", "31084100");
   EXPECT_EQ(CloudPhotoV2Helper::GetAllVersion(), nullptr);
   EXPECT_TRUE(log.Has("Get FileVer Failed "));
+  ExpectCleared();
+}
+
+TEST_F(CloudHelperTest, EmptyingThatFailsInTheMiddleChangesNothing) {
+  FillTables();
+  // The last of its statements meets a table that refuses.
+  ASSERT_TRUE(DBHelper::GetInstance().Execute(
+      "CREATE TRIGGER refuse BEFORE DELETE ON Album BEGIN SELECT RAISE(ABORT, 'refused'); END;"));
+  AnswerWithCode("getStartCursor", "31084100");
+  EXPECT_EQ(CloudPhotoV2Helper::GetAllVersion(), nullptr);
+  ExpectUntouched();
+  ASSERT_TRUE(DBHelper::GetInstance().Execute("DROP TRIGGER refuse;"));
+  EXPECT_EQ(CloudPhotoV2Helper::GetAllVersion(), nullptr);
   ExpectCleared();
 }
 

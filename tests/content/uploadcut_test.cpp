@@ -60,4 +60,56 @@ INSTANTIATE_TEST_SUITE_P(
                 }}),
     [](const auto& cut) { return cut.param.name; });
 
+// A service that loses one content again and again, and cuts it otherwise each time.
+class OtherCutTest : public ContentTest {
+ protected:
+  // The content is lost, and the service cuts it at `sliceSize` when it comes back.
+  // True when slices of that are announced.
+  bool GiveBack(const FilePtr& file, int sliceSize) {
+    server.Action(R"({"action":"loseObject","userName":"alice","mediaId":")" + file->UniqueId() + "\"}");
+    const auto changer = ChangeAnswers([sliceSize](const std::string& request, const std::string& answer) {
+      if (!request.starts_with("POST /cloudPhoto/v1/media?")) return answer;
+      Json::Value record = AnswerChanger::Body(answer);
+      for (Json::Value& attachment : record["attachments"]) {
+        if (attachment["usage"] == "content") Cut(attachment["asset"]["resource"], sliceSize);
+      }
+      return AnswerChanger::WithBody(record);
+    });
+    server.ForgetRequests();
+    (void)Upload(file);  // The real service knows nothing of the cut, and takes no slice of it.
+    GoTo(server.Url());
+    return CountRequests("POST /cloudPhoto/v1/media/") > 0;
+  }
+  static void Cut(Json::Value& resource, int sliceSize) {
+    const Json::Value object = resource["objects"][0];
+    const int length = resource["length"].asInt();
+    resource["sliceSize"] = sliceSize;
+    resource["objects"].clear();
+    for (int start = 0; start < length; start += sliceSize) {
+      Json::Value next = object;
+      next["start"] = start;
+      next["length"] = (std::min(sliceSize, length - start) / 16 + 1) * 16;
+      next["state"] = 2;
+      resource["objects"].append(next);
+    }
+    resource["state"] = 2;
+  }
+};
+
+TEST_F(OtherCutTest, AnotherCutThanTheLastIsTakenOnceADay) {
+  const auto file = Source("again", Noise(3 * kSliceSize));
+  ASSERT_TRUE(Upload(file));
+  const LogText log;
+  EXPECT_TRUE(GiveBack(file, kSliceSize)) << "as it was cut at first";
+  EXPECT_TRUE(GiveBack(file, kSliceSize / 2));
+  EXPECT_TRUE(log.Has("goes back in another cut"));
+  EXPECT_TRUE(GiveBack(file, kSliceSize / 2)) << "the same once more";
+  EXPECT_FALSE(GiveBack(file, kSliceSize / 4));
+  EXPECT_TRUE(log.Has("cut otherwise less than a day ago"));
+  EXPECT_FALSE(GiveBack(file, kSliceSize));
+  clock.ms += 24 * 3600 * 1000;
+  EXPECT_TRUE(GiveBack(file, kSliceSize / 4));
+  EXPECT_FALSE(GiveBack(file, kSliceSize / 2));
+}
+
 }  // namespace

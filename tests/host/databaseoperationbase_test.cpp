@@ -496,4 +496,23 @@ TEST_F(DatabaseTest, KilledWriterLeavesWholeBatches) {
   EXPECT_EQ(rows.at(0).GetString(), "ok");
 }
 
+TEST_F(DatabaseTest, StatementsTogetherTakeEffectTogether) {
+  ASSERT_TRUE(database.Execute(kInsert, Items(1, 3)));
+  const auto two = [](std::size_t i, DatabaseBindParameter& set) {
+    set = Item(10 + static_cast<std::int64_t>(i), "more");
+  };
+  EXPECT_TRUE(
+      database.ExecuteTogether({{"DELETE FROM Item WHERE Id = 1"}, {kInsert, 2, two}, {kInsert, 0, two}}));
+  EXPECT_EQ(Number(kCount), 4);
+  // The last one meets an id that is there.
+  EXPECT_THAT(
+      Logged([&] {
+        EXPECT_FALSE(database.ExecuteTogether({{"DELETE FROM Item WHERE Id = 2"}, {kInsert, 2, two}}));
+      }),
+      HasSubstr("INSERT INTO Item"));
+  EXPECT_EQ(Number(kCount), 4);
+  EXPECT_EQ(Number("SELECT COUNT(*) FROM Item WHERE Id = 2"), 1);
+  EXPECT_TRUE(database.ExecuteTogether({}));
+}
+
 }  // namespace

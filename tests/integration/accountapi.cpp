@@ -60,10 +60,28 @@ CloudProcess::CloudProcess(const std::vector<std::string>& more) {
   const auto added = RunProgram(
       {PHOTOCLOUD_PROGRAM, "user", "add", "alice", "--data", folder, "--fast-password"}, "wonderland\n");
   EXPECT_EQ(added.status, 0) << added.output;
-  std::vector<std::string> options = {"--faults"};
   options.insert(options.end(), more.begin(), more.end());
-  server = std::make_unique<ServerProcess>(PHOTOCLOUD_PROGRAM, folder, options);
+  Serve();
+}
+
+void CloudProcess::Serve() {
+  server =
+      std::make_unique<photocloud::testing::ServerProcess>(PHOTOCLOUD_PROGRAM, data.Path().string(), options);
   EXPECT_GT(Port(), 0) << server->FirstLine();
+}
+
+void CloudProcess::BackUp(const std::filesystem::path& folder) const {
+  const auto done = photocloud::testing::RunProgram(
+      {PHOTOCLOUD_PROGRAM, "backup", "--data", data.Path().string(), "--to", folder.string()});
+  EXPECT_EQ(done.status, 0) << done.output;
+}
+
+void CloudProcess::PutBack(const std::filesystem::path& folder) {
+  server.reset();
+  for (const auto& entry : std::filesystem::directory_iterator(data.Path()))
+    std::filesystem::remove_all(entry.path());
+  std::filesystem::copy(folder, data.Path(), std::filesystem::copy_options::recursive);
+  Serve();
 }
 
 Json::Value CloudProcess::Control(const std::string& method, const std::string& path,

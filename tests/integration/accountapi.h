@@ -40,11 +40,17 @@ class CloudProcess {
   const std::filesystem::path& Data() const { return data.Path(); }
   // Ends the server as a crash does.
   void Stop() { server.reset(); }
+  // Copies what it keeps to `folder`, and goes on with such a copy at another port.
+  void BackUp(const std::filesystem::path& folder) const;
+  void PutBack(const std::filesystem::path& folder);
 
  private:
   Json::Value Control(const std::string& method, const std::string& path, const std::string& body) const;
 
+  void Serve();
+
   TemporaryFolder data;
+  std::vector<std::string> options{"--faults"};
   std::unique_ptr<photocloud::testing::ServerProcess> server;
 };
 

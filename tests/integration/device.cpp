@@ -126,6 +126,11 @@ std::size_t Device::FileRows() const {
   return static_cast<std::size_t>(Number(Query(Database(), "SELECT COUNT(*) AS n FROM GalleryFile")[0]["n"]));
 }
 
+std::string Device::PathOf(const std::string& fileId) const {
+  const auto rows = Query(Database(), "SELECT LocalPath FROM GalleryFile WHERE UniqueId='" + fileId + "'");
+  return rows.empty() ? std::string() : rows.front()["LocalPath"].asString();
+}
+
 void Device::Execute(const std::string& statement) const { (void)Query(Database(), statement); }
 
 void Device::Setting(const std::string& key, const Json::Value& value) const {

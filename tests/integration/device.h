@@ -42,6 +42,8 @@ class Device {
   // The row of versions and cursors; null without one.
   Json::Value VersionRow() const;
   std::size_t FileRows() const;
+  // Where the row says that a file lies on this computer.
+  std::string PathOf(const std::string& fileId) const;
   // Runs a statement on the database beside the process.
   void Execute(const std::string& statement) const;
   // Writes a member of the profile's settings.json; read at the next start.

@@ -53,8 +53,22 @@ int OnCommit(void*) {
   return number == faults.failAt ? 1 : 0;
 }
 
+// Counts statements that are no query, inside of transactions too; the process
+// ends behind the chosen one.
+std::atomic<int> statements{0};
+std::atomic<int> endBehind{0};
+
+int OnStatement(unsigned, void*, void* statement, void*) {
+  const char* sql = sqlite3_sql(static_cast<sqlite3_stmt*>(statement));
+  if (!sql || std::string_view(sql).starts_with("SELECT") || std::string_view(sql).starts_with("PRAGMA"))
+    return 0;
+  if (++statements == endBehind) std::raise(SIGKILL);
+  return 0;
+}
+
 int HookConnection(sqlite3* connection, const char**, const void*) {
   sqlite3_commit_hook(connection, OnCommit, nullptr);
+  sqlite3_trace_v2(connection, SQLITE_TRACE_PROFILE, OnStatement, nullptr);
   return SQLITE_OK;
 }
 
@@ -148,6 +162,7 @@ class Device {
   Json::Value FailWrite(const Json::Value& command);
   Json::Value EndAtWrite(const Json::Value& command);
   Json::Value Writes(const Json::Value& command);
+  Json::Value EndBehindStatement(const Json::Value& command);
 
   static Album::Ptr AlbumOf(const Json::Value& command) { return gallery().GetAlbum(Text(command, "album")); }
   static Gallery::Files FilesOf(const Json::Value& command) {
@@ -184,6 +199,7 @@ Json::Value Device::Do(const Json::Value& command) {
       {"failWrite", &Device::FailWrite},
       {"endAtWrite", &Device::EndAtWrite},
       {"writes", &Device::Writes},
+      {"endBehindStatement", &Device::EndBehindStatement},
   };
   const auto found = commands.find(Text(command, "do"));
   if (found != commands.end()) return (this->*found->second)(command);
@@ -364,6 +380,12 @@ Json::Value Device::EndAtWrite(const Json::Value& command) {
 }
 
 Json::Value Device::Writes(const Json::Value&) { return faults.writes.load(); }
+
+Json::Value Device::EndBehindStatement(const Json::Value& command) {
+  statements = 0;
+  endBehind = static_cast<int>(Number(command, "number"));
+  return true;
+}
 
 }  // namespace
 

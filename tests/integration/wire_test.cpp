@@ -132,7 +132,31 @@ TEST_F(WireTest, PullThatFailedBetweenPagesKeepsItsVersion) {
   EXPECT_EQ(Row("TempVersion"), VersionText());
   EXPECT_EQ(Row("Cursor"), std::to_string(std::stoll(before) + 100));
   EXPECT_EQ(first.FileRows(), 101u);
-  SettleAlone(first);
+  cloud.ForgetRequests();
+  first.Restart();
+  EXPECT_TRUE(first.Cycle()["done"].asBool());
+  const auto asked = Queries(first, "GET changes");
+  ASSERT_EQ(asked.size(), 1u);
+  EXPECT_EQ(Members(asked[0])["cursor"], std::to_string(std::stoll(before) + 100));
+  ExpectInStep(first);
+}
+
+TEST_F(WireTest, PullGoesOnAtItsPageThoughTheCloudHasMoved) {
+  StartWith(1);
+  const std::string before = Row("LatestVersion");
+  const Strings ids = AddPictures(150);
+  cloud.Rule(R"({"path":"/changes\\?","nth":2,"status":500})");
+  EXPECT_FALSE(first.Cycle()["done"].asBool());
+  // In a page that came, and behind all.
+  ASSERT_TRUE(api.Change(ids[0], R"({"favorite":true})"));
+  ASSERT_TRUE(api.Delete(ids[1]));
+  AddPictures(1);
+  cloud.ForgetRequests();
+  EXPECT_TRUE(first.Cycle()["done"].asBool());
+  const auto asked = Queries(first, "GET changes");
+  ASSERT_EQ(asked.size(), 1u);
+  EXPECT_EQ(Members(asked[0])["cursor"], std::to_string(std::stoll(before) + 100));
+  EXPECT_EQ(Row("LatestVersion"), VersionText());
   ExpectInStep(first);
 }
 

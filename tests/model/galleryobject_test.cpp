@@ -1,5 +1,7 @@
 // The object that a host drives.
 
+#include "cloud/cheader.h"
+#include "cloud/cloudphotov2helper.h"
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
 #include "host/globalparamwrapper.h"
@@ -94,6 +96,33 @@ TEST_F(GalleryObjectTest, NextUserFindsNothingOfTheFirst) {
   EXPECT_EQ(gallery.AlbumNameIsExist(L"Private"), nullptr);
   EXPECT_TRUE(object.GetGalleryHomeData(empty).empty());
   EXPECT_TRUE(empty);
+}
+
+TEST_F(GalleryObjectTest, NothingOfTheFirstUserIsSentAfterTheClose) {
+  auto& header = CHeader::GetInstance();
+  object.InitWnd();
+  const std::wstring secrets[] = {L"first-access", L"first-refresh", L"first-user"};
+  ASSERT_TRUE(header.Init(CHeader::AccessToken, secrets[0]));
+  ASSERT_TRUE(header.Init(CHeader::RefreshToken, secrets[1]));
+  ASSERT_TRUE(header.Init(CHeader::UserId, secrets[2]));
+  GalleryTransManager::GetInstance().SetLockToken("first-lock");
+  GlobalData::GalleryMigrated = true;
+  CloudPhotoV2Helper::maxBatchNumber = 7;
+  CloudPhotoV2Helper::failures503 = 4;
+  object.CloseWndClear();
+  HttpHeaders flat;
+  Json::Value json(Json::objectValue);
+  header.Build(flat);
+  header.BuildJson(json, GalleryTransManager::GetInstance().LockToken());
+  std::string sent = json.toStyledString();
+  for (const auto& [name, value] : flat) sent += name + ":" + value + "\n";
+  for (const std::wstring& secret : secrets)
+    EXPECT_EQ(sent.find(platform::WideToUtf8(secret)), std::string::npos) << sent;
+  EXPECT_EQ(sent.find("first-lock"), std::string::npos);
+  EXPECT_EQ(header.GetUserId(), "");
+  EXPECT_FALSE(GlobalData::GalleryMigrated);
+  EXPECT_EQ(CloudPhotoV2Helper::maxBatchNumber, 50);
+  EXPECT_EQ(CloudPhotoV2Helper::failures503, 0);
 }
 
 TEST_F(GalleryObjectTest, WhatTheSyncQueuesWhileItStopsDoesNotOutliveTheClose) {

@@ -430,11 +430,23 @@ TEST_F(LostFilesTest, StoppedSyncAsksForNothing) {
 }
 
 TEST_F(LostFilesTest, StopEndsTheWaitAtOnce) {
-  AddRow(0, kNeverAsked);
-  CloudPhoto::LostFileManager manager;
+  // One step of the wait outlasts every test run.
+  CloudPhoto::LostFileManager manager({}, std::chrono::hours(24));
+  const LogText log;
+  const auto isIn = [&log](const std::string& line) {
+    while (!log.Has(line)) std::this_thread::yield();
+  };
+  AddRow(0, kNeverAsked);  // in front of the first full download
   manager.StartupRefundTask({}, {});
+  isIn("start refund task");
   manager.Stop();
+  ASSERT_TRUE(DBHelper::GetInstance().SetHasDownAll(1));
+  LoopbackServer server({LoopbackServer::Answer(500, "")});
+  LogInAt(server.Url());
   manager.StartupRefundTask({}, {});
+  isIn("get list of lost files failed");
+  manager.Stop();
+  EXPECT_TRUE(log.Has("end refund task"));
 }
 
 // The real service, real contents, one of them gone.

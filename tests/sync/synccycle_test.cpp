@@ -66,7 +66,12 @@ TEST_F(SyncCycleTest, FailedPageKeepsItsPlace) {
   cloud.onCall = nullptr;
   EXPECT_EQ(VersionRow().TempVersion, cloud.Version());
   EXPECT_FALSE(VersionRow().Cursor.empty());
-  Settle();
+  cloud.ForgetCalls();
+  RestartClient();
+  EXPECT_TRUE(Cycle());
+  // Of three pages the first is here.
+  const auto calls = cloud.CallNames();
+  EXPECT_EQ(std::count(calls.begin(), calls.end(), "GetCloudIncrementFiles"), 2);
   ExpectInStep();
   EXPECT_TRUE(VersionRow().Cursor.empty());
 }
@@ -162,6 +167,25 @@ TEST_F(SyncCycleTest, PauseDuringACycleEndsItAsAPause) {
   sync->SetPaused(false);
   EXPECT_TRUE(Cycle());
   EXPECT_EQ(sync->GetState().status, SyncStatus::IDLE);
+}
+
+TEST_F(SyncCycleTest, FailedCycleIsInTheOperationLog) {
+  cloud.AddMedia("a", L"a.jpg");
+  Settle();
+  cloud.Touch();
+  const OperationLog log;
+  EXPECT_TRUE(log.Failures().empty());
+  cloud.FailCall(1);
+  EXPECT_FALSE(Cycle());
+  EXPECT_EQ(log.Failures(), (std::vector<std::string>{"281 5 SyncStatus::SYNCERROR"}));
+  cloud.onCall = [&](const std::string& call) {
+    if (call != "GetCloudIncrementFiles") return;
+    sync->SetPaused(true);
+    cloud.FailCall(1);
+  };
+  EXPECT_FALSE(Cycle());
+  EXPECT_EQ(log.Failures(),
+            (std::vector<std::string>{"281 5 SyncStatus::SYNCERROR", "281 4 SyncStatus::PAUSE"}));
 }
 
 TEST_F(SyncCycleTest, DeletedAlbumGoesOnlyAfterAGoodPull) {

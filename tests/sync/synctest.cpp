@@ -7,6 +7,8 @@
 #include "cloud/cheader.h"
 #include "common/platform/text.h"
 #include "host/globalparamwrapper.h"
+#include "host/logger.h"
+#include "host/ns/jsontext.h"
 #include "transfer/gallerytransmanager.h"
 #include "utils/globaldata.h"
 #include "utils/methodfunction.h"
@@ -43,6 +45,28 @@ std::string Joined(std::vector<std::string> albums, std::vector<std::string> fil
 }
 
 }  // namespace
+
+OperationLog::OperationLog() {
+  EXPECT_TRUE(Logger::CloudLogger::GetInstance()->Open(folder.Path() / "log.txt"));
+}
+
+OperationLog::~OperationLog() { Logger::CloudLogger::GetInstance()->Close(); }
+
+std::vector<std::string> OperationLog::Failures() const {
+  Logger::CloudLogger::GetInstance()->ReportLog();
+  std::ifstream file(folder.Path() / "log-operations.txt");
+  std::vector<std::string> failures;
+  for (std::string line; std::getline(file, line);) {
+    const Json::Value json = NS::JsonText::Parse(line).value_or(Json::Value());
+    const int event = json["event"].asInt();
+    if (event != 280 && event != 281) continue;
+    EXPECT_EQ(json["type"].asInt(), 5) << line;
+    EXPECT_EQ(json["action"].asInt(), 2) << line;
+    failures.push_back(std::to_string(event) + " " + json["values"]["errorCode"].asString() + " " +
+                       json["values"]["errorReason"].asString());
+  }
+  return failures;
+}
 
 void DatabaseFaults::Install() { (void)sqlite3_auto_extension(reinterpret_cast<void (*)()>(HookConnection)); }
 

@@ -56,6 +56,18 @@ class SyncTest : public GalleryTest {
   std::unique_ptr<SyncHelper> sync;
 };
 
+// The operation log's failures of the sync while this object lives: "event errorCode
+// errorReason".
+class OperationLog {
+ public:
+  OperationLog();
+  ~OperationLog();
+  std::vector<std::string> Failures() const;
+
+ private:
+  TemporaryFolder folder;
+};
+
 // Fails the n-th write to any database from now on, 1 the next; 0 none.
 class DatabaseFaults {
  public:

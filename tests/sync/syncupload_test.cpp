@@ -45,6 +45,33 @@ class SyncUploadTest : public SyncTest {
   std::vector<std::shared_ptr<FakeTask>> uploads;
 };
 
+TEST_F(SyncUploadTest, EachStepThatFailsIsInTheOperationLogByItsText) {
+  const std::pair<const char*, const char*> steps[] = {
+      {"UploadCreateAlbum", "280 5 Upload Created Albums Fialed!"},
+      {"UploadModifyAlbum", "280 5 Upload Modfiy Albums Failed!"},
+      {"UploadModifyFile", "280 5 Upload Modfiy Files Failed!"},
+      {"UploadDeleteFile", "280 5 Upload Delete Files Failed!"},
+      {"UploadDeleteAlbum", "280 5 Upload Delete Albums Failed!"}};
+  cloud.CreateAlbum("default-album-300-r", L"Renamed");
+  cloud.CreateAlbum("default-album-300-d", L"Gone");
+  Fill(2);
+  cloud.Recycle("m1");
+  Settle();
+  ASSERT_TRUE(gallery.CreateAlbum(L"Fresh", false, -1));
+  ASSERT_TRUE(gallery.RenameAlbum(gallery.GetAlbum("default-album-300-r"), L"Other"));
+  ASSERT_TRUE(gallery.DeleteAlbum(gallery.GetAlbum("default-album-300-d")));
+  gallery.FavoriteFiles(gallery.GetFile("m0"), true);
+  ASSERT_EQ(gallery.DeleteFiles({gallery.GetFile("m1")}, false), 1u);
+  for (const auto& [call, line] : steps) {
+    const OperationLog log;
+    cloud.onCall = [&, name = std::string(call)](const std::string& present) {
+      if (present == name) cloud.FailCall(1);
+    };
+    (void)Cycle();
+    EXPECT_EQ(log.Failures(), std::vector<std::string>{line});
+  }
+}
+
 TEST_F(SyncUploadTest, OneBatchAndOneMore) {
   cloud.batchLimit = 3;
   Fill(4);

@@ -100,6 +100,20 @@ bool CHeader::Init(std::int32_t kind, std::wstring_view value) {
   }
 }
 
+void CHeader::Clear() {
+  platform::MutexLock hold(lock);
+  for (std::string* value : {&encodedAccessToken, &accessToken, &refreshToken, &userId, &deviceUuid,
+                             &deviceName, &authorization}) {
+    value->clear();
+  }
+  authTime = 0;
+}
+
+void CHeader::SetHeaderMap(HeaderMap* map) {
+  platform::MutexLock hold(lock);
+  headerMap = map;
+}
+
 std::string CHeader::UrlEncode(std::wstring_view value) {
   if (value.empty()) {
     LogError("CHeader::UrlEncode", "param is empty!");

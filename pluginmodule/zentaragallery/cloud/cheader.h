@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 
 #include "cloud/httpheaders.h"
 #include "common/platform/mutex.h"
@@ -21,6 +22,15 @@ class CHeader {
   // Stores one value. False, logged, for an empty value; false for an unknown
   // kind. The device's id is kept URL-escaped, cut to 250 bytes.
   bool Init(std::int32_t kind, std::wstring_view value);
+
+  // Forgets user and device: nothing of them may go out with the next user's
+  // requests.
+  void Clear();
+
+  // The map of the host's object, for its other modules; nothing is put into it
+  // here. Null before it goes.
+  using HeaderMap = std::unordered_map<std::string, std::string>;
+  void SetHeaderMap(HeaderMap* map);
 
   // Percent-encodes the UTF-8 of `value` as a form does: letters, digits and
   // "-_.~" stay, a blank becomes "+". Empty, logged, for an empty value.
@@ -56,6 +66,7 @@ class CHeader {
   std::string deviceName GUARDED_BY(lock);
   std::int64_t authTime GUARDED_BY(lock) = 0;  // seconds; when `authorization` or the token was last set
   std::string authorization GUARDED_BY(lock);
+  HeaderMap* headerMap GUARDED_BY(lock) = nullptr;
 };
 
 // The escaped id of this device, by which the cloud's changes name their maker.

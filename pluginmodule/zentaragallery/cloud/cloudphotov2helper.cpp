@@ -102,17 +102,11 @@ void LookAtUserStatus(const NS::ErrorResp& error, std::string_view tag) {
   }
 }
 
-// Forgets what the cloud told, so that the next cycle lists all of it anew. Rows
-// with changes of this computer stay: they are told nowhere else.
+// Forgets what the cloud told, so that the next cycle lists all of it anew.
 void CursorExpired(const NS::ErrorResp& error) {
   if (!error.EndsIn(kCursorExpired)) return;
-  auto& store = DBHelper::GetInstance();
-  // A statement that fails is logged by the store; what it left behind is set
-  // right by the full listing.
-  (void)store.Execute("Delete From GalleryFile Where GalleryState = 0;");
-  (void)store.ClearOffsets();
-  (void)store.Execute("DELETE FROM AlbumLocalVersion; ");
-  (void)store.ClearAlbums();
+  // Refused, which the store has logged: the next cycle meets the same answer.
+  if (!DBHelper::GetInstance().ForgetCloud()) return;
   LogInfo("CloudPhotoV2Helper::CursorExpired", "Cursor Is EXPIRED, DownLoad All");
 }
 
@@ -309,6 +303,15 @@ std::unique_ptr<CloudPhotoV2Helper::Lock> CloudPhotoV2Helper::GetV2Lock(const st
 bool CloudPhotoV2Helper::DeleteV2Lock(const std::string& token) {
   const auto answer = NS::Request::Sync(V2::Locks::Delete(token));
   return HasPayload(answer, "CloudPhotoV2Helper::DeleteV2Lock", "Delete Lock Failed ");
+}
+
+void CloudPhotoV2Helper::Forget() {
+  failures503 = 0;
+  last503Ms = 0;
+  maxBatchNumber = kFirstMaxBatchNumber;
+  COperationManageService::GetInstance()->SetServerSettings({});
+  platform::MutexLock hold(Kept().lock);
+  Kept().values.clear();
 }
 
 void CloudPhotoV2Helper::ArmDataHideNotice() { dataHideNoticeArmed = true; }

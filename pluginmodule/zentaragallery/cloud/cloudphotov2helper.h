@@ -67,8 +67,11 @@ class CloudPhotoV2Helper {
   // told once more. Armed at the start of the process.
   static void ArmDataHideNotice();
 
-  // How often the media listing was answered with 503, and when last (ms). Never
-  // lowered while the process lives.
+  // Forgets what the service told about itself and how it failed, for the next user.
+  static void Forget();
+
+  // How often the media listing was answered with 503, and when last (ms). Not
+  // lowered before the user logs out.
   static std::atomic<std::int32_t> failures503;
   static std::atomic<std::int64_t> last503Ms;
   // Items of a batch that the service takes; told by the about answer.

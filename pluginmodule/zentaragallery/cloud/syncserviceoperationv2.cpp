@@ -143,8 +143,8 @@ std::unique_ptr<LockResult> SyncServiceOperationV2::GetLock(const std::atomic<bo
 std::unique_ptr<LockResult> SyncServiceOperationV2::TryLock(std::string& heldToken) {
   const auto lock = CloudPhotoV2Helper::GetV2Lock({});
   if (lock) heldToken = lock->token;
-  const auto version = lock ? CloudPhotoV2Helper::GetAllVersion() : nullptr;
-  if (!version) return nullptr;
+  const auto version = CloudPhotoV2Helper::GetAllVersion();
+  if (!lock || !version) return nullptr;
   auto result = std::make_unique<LockResult>();
   result->token = lock->token;
   result->keepInterval = lock->expiresInSeconds;

@@ -116,6 +116,15 @@ AlbumLocalVersion ReadVersion(DatabaseQueryResult& row) {
   return record;
 }
 
+// Rows of files that a listing of the cloud brings again as they are.
+constexpr char kToldByTheCloud[] = "GalleryState = 0 And IsDeleted = 0 And LocalPath = ''";
+constexpr char kClearOffsets[] = "UPDATE GalleryFile SET [Offset] = 0;";
+// Behind the rows of files: without its album a file that waits would be in no list.
+constexpr char kDeleteAlbums[] =
+    "DELETE FROM Album WHERE Operation = '' AND IsDelete != 1 AND "
+    "(AlbumId IN ('default-album-1', 'default-album-2', 'default-album-3') "
+    "OR AlbumId NOT IN (SELECT AlbumId FROM GalleryFile));";
+
 std::wstring DatabaseFileName(const std::string& userId) {
   return platform::Utf8ToWide(MethodFunction::Sha256(userId + "Gallery") + "cpp.dat");
 }
@@ -198,10 +207,15 @@ std::int64_t DBHelper::QueryNumber(std::string_view sql) {
 
 bool DBHelper::AddAlbum(const AlbumPtr& album) { return AddAlbums({album}); }
 
-bool DBHelper::AddAlbums(const AlbumVector& albums) {
+DBHelper::Statement DBHelper::PutAlbums(const AlbumVector& albums) {
   static const std::string sql = InsertStatement("INSERT OR REPLACE", "Album", kAlbumColumns);
-  return Execute(sql, albums.size(),
-                 [&](std::size_t i, DatabaseBindParameter& set) { BindAlbum(*albums[i], set); });
+  return {sql, albums.size(),
+          [&albums](std::size_t i, DatabaseBindParameter& set) { BindAlbum(*albums[i], set); }};
+}
+
+bool DBHelper::AddAlbums(const AlbumVector& albums) {
+  const Statement put = PutAlbums(albums);
+  return Execute(put.sql, put.count, put.fill);
 }
 
 bool DBHelper::GetAlbums(AlbumVector& albums) {
@@ -247,6 +261,24 @@ bool DBHelper::UpdateAlbumName(const AlbumPtr& album) {
 }
 
 std::int64_t DBHelper::CountAlbums() { return QueryNumber("SELECT COUNT(AlbumId) FROM Album;"); }
+
+// --- What the cloud told
+
+bool DBHelper::ForgetCloud() {
+  platform::MutexLock hold(versionLock);
+  return ExecuteTogether({{"Delete From GalleryFile Where " + std::string(kToldByTheCloud) + ";"},
+                          {kClearOffsets},
+                          {"DELETE FROM AlbumLocalVersion; "},
+                          {kDeleteAlbums}});
+}
+
+bool DBHelper::EmptyForListing(const AlbumVector& waitingAlbums, const FileVector& waitingFiles) {
+  return ExecuteTogether({{"Delete From GalleryFile Where Offset != 0 And " + std::string(kToldByTheCloud) + ";"},
+                          {kClearOffsets},
+                          {kDeleteAlbums},
+                          PutAlbums(waitingAlbums),
+                          PutFiles(waitingFiles)});
+}
 
 // --- Sync state
 

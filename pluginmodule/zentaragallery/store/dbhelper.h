@@ -73,7 +73,8 @@ class DBHelper : public DatabaseOperationBase {
   FilePtr GetFile(const std::string& uniqueId);
   bool GetFileByGuid(GalleryFile& file, const std::string& guid);
   std::wstring GetLocalPath(const std::string& uniqueId);
-  // All files; with `showLost` false only those whose content the cloud has.
+  // All files; with `showLost` false only those whose content the cloud has, or of
+  // which something has to be told to it.
   bool GetFiles(FileVector& files, bool showLost);
   bool GetLostFiles(FileVector& files);
   bool DeleteFiles(const FileVector& files);
@@ -98,6 +99,16 @@ class DBHelper : public DatabaseOperationBase {
   std::int64_t GetMinOffset();
   std::int64_t CountFiles();
 
+  // --- What the cloud told
+  // Forgets all that the cloud can tell again, the version row included, as one
+  // step. Rows stay that tell what waits for the cloud, or where a file lies on
+  // this computer, and the albums of such files; the cloud's own three albums only
+  // while they wait themselves, as every listing names them.
+  bool ForgetCloud();
+  // The same for what an unfinished listing has brought, in front of the next one:
+  // the version row stays, and `waitingAlbums` and `waitingFiles` are written anew.
+  bool EmptyForListing(const AlbumVector& waitingAlbums, const FileVector& waitingFiles);
+
   // --- Transfers
   // Stores the task unless its file has a row already; the id of the row is
   // kept in the task.
@@ -119,6 +130,9 @@ class DBHelper : public DatabaseOperationBase {
   bool ExecuteOne(std::string_view sql, const DatabaseBindParameter& parameter);
   std::int64_t QueryNumber(std::string_view sql);
   bool ReadFiles(const std::string& sql, FileVector& files);
+  // `albums` and `files` must outlive the statement.
+  static Statement PutAlbums(const AlbumVector& albums);
+  static Statement PutFiles(const FileVector& files);
   bool PutLocalVersion(const AlbumLocalVersion& record) REQUIRES(versionLock);
   bool ReplaceLocalVersion(const AlbumLocalVersion& record, const std::string& oldVersion)
       REQUIRES(versionLock);

@@ -42,6 +42,8 @@ constexpr std::array<Column, 31> kColumns{{
 }};
 
 constexpr std::string_view kHealthy = " (cloudContentStatus=0 OR cloudContentStatus=1)";
+// Whatever hides such a row: the cloud hears only of what is in memory.
+constexpr std::string_view kToTell = " OR GalleryState!=0 OR IsDeleted!=0";
 constexpr std::string_view kLost = " (cloudContentStatus!=0 AND cloudContentStatus!=1)";
 
 void BindText(const GalleryFile& file, FileText which, std::wstring_view name, DatabaseBindParameter& set) {
@@ -151,10 +153,15 @@ std::string FileTableStatement() { return CreateStatement("GalleryFile", kColumn
 
 bool DBHelper::AddFile(const FilePtr& file) { return AddFiles({file}); }
 
-bool DBHelper::AddFiles(const FileVector& files) {
+DBHelper::Statement DBHelper::PutFiles(const FileVector& files) {
   static const std::string sql = InsertStatement("INSERT OR REPLACE", "GalleryFile", kColumns);
-  return Execute(sql, files.size(),
-                 [&](std::size_t i, DatabaseBindParameter& set) { BindFile(*files[i], set); });
+  return {sql, files.size(),
+          [&files](std::size_t i, DatabaseBindParameter& set) { BindFile(*files[i], set); }};
+}
+
+bool DBHelper::AddFiles(const FileVector& files) {
+  const Statement put = PutFiles(files);
+  return Execute(put.sql, put.count, put.fill);
 }
 
 bool DBHelper::GetFile(GalleryFile& file, const std::string& uniqueId) {
@@ -204,7 +211,8 @@ bool DBHelper::ReadFiles(const std::string& sql, FileVector& files) {
 }
 
 bool DBHelper::GetFiles(FileVector& files, bool showLost) {
-  const std::string where = showLost ? std::string() : " WHERE" + std::string(kHealthy);
+  const std::string where =
+      showLost ? std::string() : " WHERE" + std::string(kHealthy) + std::string(kToTell);
   return ReadFiles(SelectStatement("GalleryFile", kColumns, where), files);
 }
 

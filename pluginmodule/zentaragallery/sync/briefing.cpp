@@ -47,7 +47,9 @@ int SyncHelper::Briefing(int type) {
   // Changes behind this point are left to the pull that follows.
   const auto version = QueryVersion();
   const bool nothingHere = Gallery::GetInstance().FileCount() == 0;
-  const bool compared = BriefingFullUpdate();
+  // A backup that was put back lacks what it never had, which is no deletion.
+  const bool fellBehind = version && version->fileVersion < localOperation.GetLatestVersion();
+  const bool compared = fellBehind ? CompareAfterLoss(fellBehind) : BriefingFullUpdate();
   if (!compared) (void)Fail(kTag, "[Briefing]Briefing Failed!");
   LogInfo(kTag, "[Briefing]-----------Briefing End-------------");
   bool good = compared && version;
@@ -65,6 +67,16 @@ int SyncHelper::Briefing(int type) {
   }
   briefingBusy = false;
   return good ? kDone : kFailed;
+}
+
+// A comparison with a cloud that has lost something: what it misses and this
+// computer has goes up again.
+bool SyncHelper::CompareAfterLoss(bool fellBehind) {
+  purgeNotInCloud = true;
+  cloudFellBehind = fellBehind;
+  const bool compared = BriefingFullUpdate();
+  purgeNotInCloud = cloudFellBehind = false;
+  return compared;
 }
 
 bool SyncHelper::BriefingFullUpdate() {
@@ -86,7 +98,7 @@ bool SyncHelper::BriefingFullUpdate() {
   if (!BriefingProcessAlbum(true, listed)) return false;
   // A listing without a single file is silence, and deletes nothing.
   listedNothing = listed.empty();
-  if (listedNothing) local.clear();
+  if (listedNothing && !cloudFellBehind) local.clear();
   SyncLocalOperation::Files uploadAgain;
   std::erase_if(local, [&](const GalleryFile::Ptr& file) {
     if (listed.contains(file->UniqueId())) return true;
@@ -96,6 +108,8 @@ bool SyncHelper::BriefingFullUpdate() {
     return true;
   });
   if (!UploadAgain(uploadAgain)) return false;
+  requeued = uploadAgain.size();
+  if (listedNothing) local.clear();
   LogInfo(kTag, [&] { return "[Briefing]Briefing GetCloudDelFiles Count: " + std::to_string(local.size()); });
   Ids gone;
   for (const auto& file : local) gone.push_back(file->UniqueId());
@@ -107,6 +121,8 @@ bool SyncHelper::BriefingFullUpdate() {
 }
 
 bool SyncHelper::UploadAgain(const SyncLocalOperation::Files& files) {
+  LogInfo("SyncHelper::UploadAgain",
+          [&] { return "files that the cloud misses and that go up again:" + std::to_string(files.size()); });
   bool renamed = true;
   for (const auto& file : files) {
     const std::string former = file->UniqueId();

@@ -25,8 +25,9 @@ bool SyncHelper::DetailedProcessing(const std::vector<BriefingItem>& items) {
   Ids add, modify, lost;
   for (const auto& item : items) {
     if (const auto file = Gallery::GetInstance().GetFile(item.uniqueId)) {
-      const bool newer = item.editedTime > 0 && item.editedTime > file->Sdsmtime;
-      if (newer && !HasLocalChange(*file)) modify.push_back(item.uniqueId);
+      // The records of an earlier state are older, and count all the same.
+      const bool differs = cloudFellBehind || (item.editedTime > 0 && item.editedTime > file->Sdsmtime);
+      if (differs && !HasLocalChange(*file)) modify.push_back(item.uniqueId);
     } else if (item.status != kContentLost || showLost) {
       add.push_back(item.uniqueId);
     }

@@ -20,7 +20,6 @@ using NS::CloudPhoto::V2::MediaReq;
 using NS::CloudPhoto::V2::P2ReqMediaPatchMetadataRet;
 
 constexpr int kWaitSteps = 600;  // a minute in all
-constexpr std::chrono::milliseconds kWaitStepMs{100};
 constexpr std::chrono::milliseconds kPagePauseMs{1};
 constexpr std::int64_t kDaySeconds = 86400;
 constexpr std::int64_t kContentIsThere = 1;
@@ -75,7 +74,7 @@ void UpdateStatusOf(const std::string& id) {
   LogInfo(kCheckTag, [&id] { return "record.status update success,fileId:" + id; });
   // This device's own change comes back in no list. One that cannot be written is
   // seen again when the list is walked from its start.
-  (void)Database().SetContentStatus(id, kContentIsThere);
+  if (!Database().SetContentStatus(id, kContentIsThere)) return;
   if (const auto file = Gallery::GetInstance().GetFile(id)) file->cloudContentStatus = kContentIsThere;
 }
 
@@ -83,11 +82,12 @@ std::string Flag(bool value) { return value ? "1" : "0"; }
 
 }  // namespace
 
-LostFileManager::LostFileManager(Pause ownPause) : pause(std::move(ownPause)) {
+LostFileManager::LostFileManager(Pause ownPause, std::chrono::milliseconds waitStep)
+    : pause(std::move(ownPause)), step(waitStep) {
   if (pause) return;
-  pause = [this](std::chrono::milliseconds step) {
+  pause = [this](std::chrono::milliseconds time) {
     std::unique_lock hold(lock);
-    ended.wait_for(hold, step, [this] { return stopRequested.load(); });
+    ended.wait_for(hold, time, [this] { return stopRequested.load(); });
   };
 }
 
@@ -102,6 +102,25 @@ void LostFileManager::StartupRefundTask(Refund content, Refund thumbnails) {
   });
 }
 
+bool LostFileManager::GiveBackNow(Refund content, Refund thumbnails) {
+  Stop();
+  stopRequested = false;
+  contentRefund = std::move(content);
+  thumbnailRefund = std::move(thumbnails);
+  Walk walk;
+  do {
+    walk.list.clear();
+    if (!QueryLostFiles(walk)) {
+      LogWarning("LostFileManager::GiveBackNow", "get list of lost files failed,errorCode:" + walk.errorCode +
+                                                     ",errorDescription:" + walk.errorDescription);
+      return false;
+    }
+    CheckMediaAssetLost(walk.list);
+    if (!RefundLostFiles(walk.list)) return false;
+  } while (walk.pageFollows);
+  return GoesOn();
+}
+
 void LostFileManager::Stop() {
   {
     std::lock_guard hold(lock);
@@ -114,7 +133,7 @@ void LostFileManager::Stop() {
 bool LostFileManager::GoesOn() const { return !stopRequested && Parameters().GetIsUserLoggedIn(); }
 
 void LostFileManager::Wait() {
-  for (int step = 0; step < kWaitSteps && GoesOn(); ++step) pause(kWaitStepMs);
+  for (int i = 0; i < kWaitSteps && GoesOn(); ++i) pause(step);
 }
 
 void LostFileManager::Run() {

@@ -39,14 +39,19 @@ class LostFileManager {
   // Lets `step` pass on the manager's thread.
   using Pause = std::function<void(std::chrono::milliseconds step)>;
 
-  // `ownPause` stands in for real time in tests.
-  explicit LostFileManager(Pause ownPause = {});
+  static constexpr std::chrono::milliseconds kWaitStepMs{100};
+  // In tests `ownPause` stands in for real time, or the wait has another step.
+  explicit LostFileManager(Pause ownPause = {}, std::chrono::milliseconds waitStep = kWaitStepMs);
   ~LostFileManager() { Stop(); }
   LostFileManager(const LostFileManager&) = delete;
   LostFileManager& operator=(const LostFileManager&) = delete;
 
   // Returns at once. A thread that still runs is ended first.
   void StartupRefundTask(Refund contentRefund, Refund thumbnailRefund);
+  // Gives back at once what the list holds now, on the caller's thread, whatever the
+  // period says; where the walks have come to stays as it is. Ends a thread that
+  // runs. False, logged, when the list cannot be had or tasks cannot be made.
+  bool GiveBackNow(Refund contentRefund, Refund thumbnailRefund);
   // Waits for the thread, and so for the answer to a request that is on its way.
   void Stop();
 
@@ -79,6 +84,7 @@ class LostFileManager {
   Refund contentRefund;    // constant while the thread runs
   Refund thumbnailRefund;  // the same
   Pause pause;
+  const std::chrono::milliseconds step;
 
   std::atomic<bool> stopRequested{false};
   std::mutex lock;  // with `ended`, which ends a pause at a stop

@@ -14,7 +14,6 @@
 
 namespace {
 
-constexpr char kDeleteListed[] = "Delete From GalleryFile Where Offset != 0 And GalleryState = 0;";
 constexpr char kFirstAlbumCursor[] = "0";
 constexpr int kWholeRecords = 0;
 constexpr std::int32_t kDeletedHere = 1;
@@ -30,6 +29,9 @@ Gallery::Albums KnownAlbums() {
   if (const auto bin = gallery.GetAlbum(kRecycleAlbumId)) albums.push_back(bin);
   return albums;
 }
+
+// Whether only this computer knows of the file, or of its state.
+bool Waits(const GalleryFile& file) { return HasLocalChange(file) || file.IsLocalOnly(); }
 
 // Puts stored pages into memory beside the listing, so that the next request
 // does not wait for the views.
@@ -90,6 +92,20 @@ GalleryFile::Ptr FileOfListing(const CloudFileInfo& record, const GalleryFile::P
   return file;
 }
 
+// Whether memory holds another state of the file than the cloud. By any difference:
+// the clock of the device that made the change may be slow.
+bool IsOtherState(const std::string& id, std::int64_t editedTime) {
+  const auto file = Gallery::GetInstance().GetFile(id);
+  return file && file->Sdsmtime != editedTime;
+}
+
+CloudFileInfo AsChange(CloudFileInfo record, std::int64_t editedTime) {
+  record.otype = "1";
+  record.device.clear();  // A listing tells who made the file, not the change.
+  record.sdsmtime = editedTime;
+  return record;
+}
+
 }  // namespace
 
 class SyncHelper::KnownFiles {
@@ -97,21 +113,21 @@ class SyncHelper::KnownFiles {
   KnownFiles() {
     Gallery::Files files;
     Gallery::GetInstance().GetAllFiles(files);
-    for (const auto& file : files) {
-      ids.insert(file->UniqueId());
-      fromCloud = fromCloud || !file->IsLocalOnly();
-    }
+    for (const auto& file : files) ids.insert(file->UniqueId());
   }
-  // Rows that memory does not show have lost their content. False when they
-  // cannot be read.
-  bool ReadHidden() {
-    Gallery::Files lost;
-    if (!DBHelper::GetInstance().GetLostFiles(lost)) return false;
-    for (const auto& row : lost) hidden.emplace(row->UniqueId(), row);
+  // False when the rows cannot be read.
+  bool ReadRows() {
+    Gallery::Files rows;
+    if (!DBHelper::GetInstance().GetFiles(rows, true)) return false;
+    for (const auto& row : rows) {
+      if (!row->IsLocalOnly() && row->Offset == 0) ++olderRows;
+      if (!ids.contains(row->UniqueId())) hidden.emplace(row->UniqueId(), row);
+    }
     return true;
   }
-  // Whether one of them came from the cloud before.
-  bool HoldsCloudFiles() const { return fromCloud; }
+  // Files of the cloud that this listing has not brought. The first file that it
+  // brings counts among them, as its place is 0 too.
+  std::size_t OlderRows() const { return olderRows; }
   // False when it is known; a listing that shifts tells of a file twice.
   bool Add(const std::string& id) { return ids.insert(id).second; }
   // The row of a file that memory does not show, or null.
@@ -123,7 +139,7 @@ class SyncHelper::KnownFiles {
  private:
   std::unordered_set<std::string> ids;
   std::unordered_map<std::string, GalleryFile::Ptr> hidden;
-  bool fromCloud = false;
+  std::size_t olderRows = 0;
 };
 
 bool SyncHelper::FullSync(SyncMode next) {
@@ -138,7 +154,7 @@ bool SyncHelper::FullSync(SyncMode next) {
   }
   if (next == SyncModeFull ? !EmptyForFullSync() : !LoadDataToMemory()) return EndFullSync(false);
   if (GlobalData::cloudGeneration != GlobalData::kGenerationV2) return EndFullSync(false);
-  if (!FullSyncAlbumsV2()) return EndFullSync(false);
+  if (!FullSyncAlbumsV2() || !TakeInStoredRows()) return EndFullSync(false);
   Tell(SyncStatus::ALBUMSREADY, -1);
   if (IsPaused()) return EndFullSync(true);
   if (!FullSyncGalleryFilesV2(next)) return EndFullSync(false);
@@ -163,18 +179,19 @@ bool SyncHelper::EndFullSync(bool good) {
 }
 
 bool SyncHelper::EmptyForFullSync() {
-  constexpr char kStep[] = "SyncHelper::EmptyForFullSync";
-  auto& database = DBHelper::GetInstance();
   // What waits for the cloud must be in memory before its rows can go.
   if (!LoadDataToMemory()) return false;
-  if (!database.ClearAlbums()) return Fail(kStep, "albums could not be cleared");
-  Gallery::Albums pending = KnownAlbums();
-  std::erase_if(pending, [](const Album::Ptr& album) {
-    return album->Operation.Get().empty() && album->IsDelete == 0 && !album->IsBin();
+  Gallery::Albums albums = KnownAlbums();
+  std::erase_if(albums, [](const Album::Ptr& album) {
+    return album->Operation.Get().empty() && album->IsDelete == 0;
   });
-  if (!localOperation.SaveAlbums(pending)) return Fail(kStep, "waiting albums could not be stored");
-  if (!database.Execute(kDeleteListed)) return Fail(kStep, "listed files could not be cleared");
-  if (!database.ClearOffsets()) return Fail(kStep, "offsets could not be cleared");
+  Gallery::Files files;
+  Gallery::GetInstance().GetAllFiles(files);
+  std::erase_if(files, [](const GalleryFile::Ptr& file) { return !Waits(*file); });
+  // Written again in the same step: a row may have gone before its file was changed.
+  if (!DBHelper::GetInstance().EmptyForListing(albums, files)) {
+    return Fail("SyncHelper::EmptyForFullSync", "the tables could not be emptied");
+  }
   return AlignMemoryWithTable();
 }
 
@@ -190,14 +207,25 @@ bool SyncHelper::AlignMemoryWithTable() {
   Gallery::GetInstance().GetAllFiles(files);
   std::erase_if(files, [&stored](const GalleryFile::Ptr& file) { return stored.contains(file->UniqueId()); });
   // Changed after its row had gone: only memory tells of it.
-  const auto waiting = std::partition(files.begin(), files.end(), [](const GalleryFile::Ptr& file) {
-    return !HasLocalChange(*file) && !file->IsLocalOnly();
-  });
+  const auto waiting =
+      std::partition(files.begin(), files.end(), [](const GalleryFile::Ptr& file) { return !Waits(*file); });
   if (!localOperation.SaveFiles({waiting, files.end()})) {
     return Fail("SyncHelper::AlignMemoryWithTable", "waiting files could not be stored");
   }
   (void)Gallery::GetInstance().RemoveFiles({files.begin(), waiting});
   return true;
+}
+
+// Rows that outlived the emptying, in a process that has not had their albums
+// before: the cloud hears only of what is in memory.
+bool SyncHelper::TakeInStoredRows() {
+  constexpr char kStep[] = "SyncHelper::TakeInStoredRows";
+  Gallery::Files rows;
+  if (!DBHelper::GetInstance().GetFiles(rows, true)) return Fail(kStep, "the files could not be read");
+  std::erase_if(rows, [](const GalleryFile::Ptr& row) {
+    return Gallery::GetInstance().GetFile(row->UniqueId()) != nullptr;
+  });
+  return localOperation.AddToMemory(rows) || Fail(kStep, "files could not be stored");
 }
 
 bool SyncHelper::FullSyncAlbumsV2() {
@@ -241,9 +269,9 @@ bool SyncHelper::FullSyncGalleryFilesV2(SyncMode next) {
     return result == 0;
   }
   LogInfo(kTag, "All Download V2 Begin");
-  bool heldBefore = false;
+  std::size_t olderRows = 0;
   fullListing = true;
-  const bool listed = RequestDownLoadFileV2(heldBefore);
+  const bool listed = RequestDownLoadFileV2(olderRows);
   fullListing = false;
   if (!listed) return Fail(kTag, "All DownLoad V2 Faild");
   const auto version = QueryVersion();
@@ -254,9 +282,9 @@ bool SyncHelper::FullSyncGalleryFilesV2(SyncMode next) {
   const AlbumLocalVersion row = localOperation.GetVersionRecord();
   const bool moved =
       !row.AlbumVersion.empty() && row.LatestVersion > 0 && row.LatestVersion < version->fileVersion;
-  // What was here before the listing started was not compared with it, and what
-  // the cloud has deleted since stands in no listing.
-  if (moved || (heldBefore && next == SyncModeFull)) {
+  // What the cloud has deleted stands in no listing: files that were here before
+  // this one started are compared with it.
+  if (moved || olderRows > (next == SyncModeFull ? 0 : 1)) {
     briefingType = kMovedWhileListing;
     return Briefing(briefingType) != 0 || FinishFullSync();
   }
@@ -265,15 +293,15 @@ bool SyncHelper::FullSyncGalleryFilesV2(SyncMode next) {
   return true;
 }
 
-bool SyncHelper::RequestDownLoadFileV2(bool& heldBefore) {
+bool SyncHelper::RequestDownLoadFileV2(std::size_t& olderRows) {
   constexpr char kStep[] = "SyncHelper::RequestDownLoadFileV2";
   const auto listing = Listing();
   if (!listing) return false;
   std::int64_t offset = DBHelper::GetInstance().GetMaxOffset();
   std::string cursor = localOperation.GetVersionRecord().FileCursor;
   KnownFiles known;
-  if (!known.ReadHidden()) return Fail(kStep, "the hidden files could not be read");
-  heldBefore = known.HoldsCloudFiles();
+  if (!known.ReadRows()) return Fail(kStep, "the files could not be read");
+  olderRows = known.OlderRows();
   BackgroundAdder adder(localOperation);
   do {
     if (cancelTask) return Fail(kStep, "stopped");
@@ -291,13 +319,17 @@ bool SyncHelper::RequestDownLoadFileV2(bool& heldBefore) {
 
 bool SyncHelper::StoreListedPage(const ICloudListing::MediaPage& page, KnownFiles& known,
                                  std::int64_t& offset, SyncLocalOperation::Files& fresh) {
+  std::vector<CloudFileInfo> changed;
   for (std::size_t i = 0; i < page.media.size(); ++i) {
     const CloudFileInfo& record = page.media[i];
-    if (!known.Add(record.uniqueId)) continue;
     const std::int64_t edited = i < page.editedTime.size() ? page.editedTime[i] : 0;
-    fresh.push_back(FileOfListing(record, known.Hidden(record.uniqueId), edited, offset++));
+    if (known.Add(record.uniqueId)) {
+      fresh.push_back(FileOfListing(record, known.Hidden(record.uniqueId), edited, offset++));
+    } else if (IsOtherState(record.uniqueId, edited)) {
+      changed.push_back(AsChange(record, edited));
+    }
   }
-  return DBHelper::GetInstance().AddFiles(fresh);
+  return DBHelper::GetInstance().AddFiles(fresh) && localOperation.SetLocalGeneralFiles(changed);
 }
 
 bool SyncHelper::FinishFullSync() {

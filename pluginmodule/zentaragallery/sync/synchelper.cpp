@@ -17,6 +17,9 @@
 
 namespace {
 
+// Kinds of content that go back to the cloud.
+constexpr std::int32_t kContent = 0;
+constexpr std::int32_t kThumbnails = 1;
 constexpr std::int64_t kTickMs = 60'000;
 // The generator of the first clients gave 15 bits, so that all of them start
 // within half a minute although a day is asked for; a wider spread would move
@@ -59,7 +62,12 @@ void SyncHelper::StartSync() {
   platform::MutexLock starting(startLock);
   if (started) return;
   LogInfo(kTag, "StartSync");
-  if (closed) ForgetLastRun();
+  if (closed) {
+    // A cycle may have gone on behind the stop, with what it had read of the user
+    // before.
+    EndTicks();
+    ForgetRun();
+  }
   {
     platform::MutexLock hold(driverLock);
     if (stops != stopsBefore) return;
@@ -83,14 +91,7 @@ void SyncHelper::StartSync() {
   GalleryTransManager::GetInstance().GalleryInit();
   (void)GalleryTransManager::GetInstance().LoadTaskFromDB();  // What cannot be read has been logged.
   if (GlobalData::cloudGeneration == GlobalData::kGenerationV2) {
-    if (services.startLostFiles) {
-      const auto refund = [this](std::int32_t type) {
-        return [this, type](const Ids& ids) {
-          return BetweenCycles([&] { return RefundGetLock(ids, type, false); });
-        };
-      };
-      services.startLostFiles(refund(0), refund(1));
-    }
+    if (services.startLostFiles) services.startLostFiles(RefundOf(kContent), RefundOf(kThumbnails));
     StartWatch();
   }
   if (services.registerPush) {
@@ -111,18 +112,26 @@ void SyncHelper::EndTicks() {
   if (services.stopLostFiles) services.stopLostFiles();
 }
 
-// A cycle may have gone on behind the stop, with what it had read of the user
-// before.
-void SyncHelper::ForgetLastRun() {
-  EndTicks();
+void SyncHelper::ForgetUser() {
+  platform::MutexLock starting(startLock);
+  ForgetRun();
+}
+
+void SyncHelper::ForgetRun() {
   {
     platform::MutexLock hold(watchLock);
     if (watchThread.joinable()) watchThread.join();
   }
   ReleaseLock();
+  serviceOperation = nullptr;
   localOperation.ForgetUnsaved();
+  localOperation.ForgetServices();
   EmptyViews();
   lastError.Set({});
+  targetVersion = -1;
+  uploadPending = 0;
+  requeued = 0;
+  pulled = refundsToResume = false;
   dataLoaded = hasTicked = timeLineToldIdle = timeLineToldCycle = false;
 }
 
@@ -220,6 +229,7 @@ bool SyncHelper::RunOnce() {
     return false;
   }
   lastError.Set({});
+  requeued = 0;
   hasTicked = true;
   SyncTick();
   EndTurn();
@@ -311,6 +321,7 @@ SyncState SyncHelper::GetState() {
                         localOperation.GetDeleteAlbums().size();
   state.pendingFiles = localOperation.GetChangedFiles().size() + localOperation.GetDeleteFiles().size();
   state.pendingUploads = localOperation.GetUploadFiles().size();
+  state.requeued = requeued;
   state.lastError = hasTicked ? lastError.Get() : LastErrorFile::Load();
   return state;
 }

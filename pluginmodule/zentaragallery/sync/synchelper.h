@@ -55,6 +55,9 @@ class SyncHelper {
   // from then on until the next StartSync.
   void StopSync();
   void StopTimer();
+  // Behind StopSync and StopTimer: gives the lock back and forgets the user whose
+  // gallery it was. A start does it too, for a host that has left it out.
+  void ForgetUser();
   // The user's switch: stored, and told to a sync that has started.
   void SetSyncSwitch(bool on);
   void SetPaused(bool paused);
@@ -83,6 +86,10 @@ class SyncHelper {
   // the tasks then wait for a later call. The lock stays until the tasks of all
   // calls have ended.
   bool RefundGetLock(const Ids& fileIds, std::int32_t type, bool force);
+  // Gives back at once what the cloud says that it has lost, as far as this computer
+  // has it, and waits for the uploads to end. False when the list or the lock cannot
+  // be had. Between cycles.
+  bool GiveBackLost();
   // For a thread that is not the timer's: runs `work` while no cycle runs, waiting
   // for one that does, and gives its result. False, without it, after StopSync.
   bool BetweenCycles(const std::function<bool()>& work);
@@ -136,7 +143,7 @@ class SyncHelper {
   bool IsPaused() const { return status == static_cast<std::int32_t>(SyncStatus::PAUSE); }
   bool Fail(const char* step, const std::string& text, const std::string& item = {});
   void EndTicks();
-  void ForgetLastRun();
+  void ForgetRun();
   static void EmptyViews();
   void StartWatch();
   void ClearStopFlags();
@@ -152,9 +159,10 @@ class SyncHelper {
   // syncfull.cpp
   bool EmptyForFullSync();
   bool AlignMemoryWithTable();
+  bool TakeInStoredRows();
   bool FullSyncAlbumsV2();
   bool FullSyncGalleryFilesV2(SyncMode mode);
-  bool RequestDownLoadFileV2(bool& heldBefore);
+  bool RequestDownLoadFileV2(std::size_t& olderRows);
   bool StoreListedPage(const ICloudListing::MediaPage& page, KnownFiles& known, std::int64_t& offset,
                        SyncLocalOperation::Files& fresh);
   bool FinishFullSync();
@@ -168,7 +176,8 @@ class SyncHelper {
   bool SyncAblum(Gallery::Albums& deleted);
   bool SyncGeneralFiles(std::int64_t fromVersion);
   bool SyncRecycleFiles(const Ids& albumIds, std::int64_t fromVersion);
-  bool FillGap(std::int64_t fileVersion);
+  bool FillGap(std::int64_t local, std::int64_t fileVersion);
+  bool CompareAfterLoss(bool fellBehind);
 
   // synclock.cpp
   bool TakeService();
@@ -176,6 +185,7 @@ class SyncHelper {
   void EndTurn();
   void FreeTurn();
   void ReleaseAfterRefund();
+  SyncServices::Refund RefundOf(std::int32_t type);
   void ResumeRefunds();
   static bool BuildRefundTasks(const Ids& fileIds, std::int32_t type, bool force,
                                std::vector<RefundTask>& tasks);
@@ -244,6 +254,8 @@ class SyncHelper {
   std::atomic<bool> dataLoaded{false};
   std::atomic<bool> syncSwitch{true};
   std::atomic<bool> purgeNotInCloud{false};
+  std::atomic<bool> cloudFellBehind{false};  // the cloud is of an earlier state than this gallery
+  std::atomic<std::size_t> requeued{0};      // files that the last tick found missing there
   std::atomic<int> refundHoldsLock{0};       // calls whose tasks have not ended
   std::atomic<bool> refundEnded{false};      // nobody has looked since whether the lock can go
   std::atomic<bool> refundsToResume{false};  // those that were pending at the start

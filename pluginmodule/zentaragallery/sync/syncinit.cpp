@@ -114,10 +114,14 @@ void SyncHelper::CheckAndClearDatabase() {
 }
 
 bool SyncHelper::SleepWhileLoggedIn(std::int64_t seconds) const {
-  constexpr std::chrono::milliseconds kStepMs{100};  // so that a stop is seen at once
-  for (std::int64_t step = 0; step < seconds * 10; ++step) {
-    if (closed || !GlobalParamWrapper::GetInstance()->GetIsUserLoggedIn()) return false;
-    std::this_thread::sleep_for(kStepMs);
+  constexpr std::chrono::milliseconds kSliceMs{100};  // so that a stop is seen at once
+  constexpr int kSlices = 10;
+  for (std::int64_t second = 0; second < seconds; ++second) {
+    if (!GlobalParamWrapper::GetInstance()->GetIsUserLoggedIn()) return false;
+    for (int slice = 0; slice < kSlices; ++slice) {
+      if (closed) return false;
+      std::this_thread::sleep_for(kSliceMs);
+    }
   }
   return !closed && GlobalParamWrapper::GetInstance()->GetIsUserLoggedIn();
 }
@@ -129,7 +133,7 @@ void SyncHelper::LoadDataToMemoryWhenDisplaySwitchChanged(bool shown) {
     std::int64_t complete = 0;
     if (DBHelper::GetInstance().GetHasDownAll(complete) && complete != 0) break;
     LogInfo(kTag, "wait for stop loop");
-    if (!SleepWhileLoggedIn(1)) return;
+    if (!SleepWhileLoggedIn(kWatchSeconds)) return;
   }
   LogInfo(kTag, "Start to check whether enableShowLostCloudPhoto changes");
   do {

@@ -28,6 +28,10 @@ bool IsOwn(const CloudFileInfo& record) {
   return !record.device.empty() && record.device == CHeader::GetInstance().GetDeviceUuid();
 }
 
+bool HasRow(const CloudFileInfo& record) {
+  return DBHelper::GetInstance().GetFile(record.uniqueId) != nullptr;
+}
+
 bool HasNewName(const GalleryFile& file, const CloudFileInfo& record) {
   return !record.fileName.empty() && file.FileName() != record.fileName;
 }
@@ -170,7 +174,7 @@ void SyncLocalOperation::TakeOwn(std::vector<CloudFileInfo>& files, Page& page) 
         page.renamed.push_back(file);
         page.newNames[file] = record.fileName;
       }
-    } else if (record.cloudContentStatus == kContentPresent && !Repair(record, page)) {
+    } else if (record.cloudContentStatus == kContentPresent ? !Repair(record, page) : !HasRow(record)) {
       return false;  // No row to repair it from: it comes in like any other file.
     }
     ++own;

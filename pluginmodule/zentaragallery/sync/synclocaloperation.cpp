@@ -172,6 +172,12 @@ bool SyncLocalOperation::SaveUnsaved() {
   return EraseRows(gone) && albumsSaved && filesSaved && idsWritten;
 }
 
+void SyncLocalOperation::ForgetServices() {
+  platform::MutexLock hold(serviceLock);
+  serviceV1.reset();
+  serviceV2.reset();
+}
+
 void SyncLocalOperation::ForgetUnsaved() {
   platform::MutexLock hold(unsavedLock);
   unsavedAlbums.clear();

@@ -66,6 +66,9 @@ class SyncLocalOperation : public ISyncLocalOperation {
   bool SaveUnsaved();
   // Forgets it, for the next user.
   void ForgetUnsaved();
+  // Drops the cloud sides: they hold the limits of the service that made them.
+  // Nobody uses one meanwhile.
+  void ForgetServices();
   // Removes albums that the cloud no longer has.
   bool DeleteAlbums(const Albums& deleted);
   // Deletes files for good, memory, thumbnails and rows, members of a deleted

@@ -188,6 +188,19 @@ bool SyncHelper::RefundGetLock(const Ids& fileIds, std::int32_t type, bool force
   return held;
 }
 
+SyncServices::Refund SyncHelper::RefundOf(std::int32_t type) {
+  return
+      [this, type](const Ids& ids) { return BetweenCycles([&] { return RefundGetLock(ids, type, false); }); };
+}
+
+bool SyncHelper::GiveBackLost() {
+  constexpr std::int32_t kThumbnails = 1;
+  if (!services.giveBackLost || !services.giveBackLost(RefundOf(kContent), RefundOf(kThumbnails)))
+    return Fail("SyncHelper::GiveBackLost", "what the cloud has lost cannot be given back now");
+  while (refundHoldsLock > 0 && !closed) std::this_thread::sleep_for(kCyclePollMs);
+  return !closed;
+}
+
 // After a cycle: memory is loaded, and the lock is nobody's.
 void SyncHelper::ResumeRefunds() {
   if (!refundsToResume.exchange(false)) return;

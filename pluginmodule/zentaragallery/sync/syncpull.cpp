@@ -82,6 +82,11 @@ bool SyncHelper::IncrementCycle() {
 }
 
 void SyncHelper::EndFailedPull() {
+  AlbumLocalVersion row;
+  bool found = false;
+  // The cursor has expired, and the rows are gone: memory and table differ until
+  // the listing.
+  if (localOperation.ReadVersionRecord(row, found) && !found) timer.Wake();
   if (IsPaused()) {
     Tell(SyncStatus::PAUSE, uploadPending);
     Logger::OutputOperationLog(kEventCycleFailed, 5, 2,
@@ -115,8 +120,8 @@ bool SyncHelper::DownLoadFromCloud(const std::optional<CloudMarks>& given) {
   Gallery::Albums deleted;
   bool storeLater = false;
   if (!PullAlbums(marks.albumListVersion, deleted, storeLater)) return false;
-  if (local < minVersion) {
-    if (!FillGap(marks.fileVersion)) return false;
+  if (local < minVersion || local > marks.fileVersion) {
+    if (!FillGap(local, marks.fileVersion)) return false;
     local = marks.fileVersion;
   }
   LogInfo(kPullTag,
@@ -153,13 +158,11 @@ bool SyncHelper::PullAlbums(const std::string& version, Gallery::Albums& deleted
   return Fail(kPullTag, "the album list version could not be stored");
 }
 
-// The cloud no longer keeps history as far back as this gallery is.
-bool SyncHelper::FillGap(std::int64_t fileVersion) {
+// The cloud no longer keeps history as far back as this gallery is, or a backup of
+// it was put back and its history goes on from an earlier point.
+bool SyncHelper::FillGap(std::int64_t local, std::int64_t fileVersion) {
   const bool nothingHere = Gallery::GetInstance().FileCount() == 0;
-  purgeNotInCloud = true;
-  const bool compared = BriefingFullUpdate();
-  purgeNotInCloud = false;
-  if (!compared) return Fail(kPullTag, "BriefingFullUpdate fail");
+  if (!CompareAfterLoss(local > fileVersion)) return Fail(kPullTag, "BriefingFullUpdate fail");
   if (nothingHere) {
     // Nothing was compared, so nothing came: only a listing brings it.
     (void)localOperation.ChangeVersionRecord([](AlbumLocalVersion& row) {
@@ -171,6 +174,10 @@ bool SyncHelper::FillGap(std::int64_t fileVersion) {
   const bool stored = localOperation.ChangeVersionRecord([&](AlbumLocalVersion& row) {
     row.LatestVersion = fileVersion;
     row.UpdateTime = MethodFunction::CurrentTime();
+    // Cursors of the history before mean nothing in this one.
+    row.TempVersion = -1;
+    row.Cursor.clear();
+    row.RecyCursor.clear();
     // No pull could ever close the gap of an account without files, so the
     // version moves; in case it was silence, the next tick compares again.
     if (listedNothing) row.BriefingTime = kCompareNow;
@@ -209,6 +216,12 @@ bool SyncHelper::SyncGeneralFiles(std::int64_t fromVersion) {
     return true;
   }
   std::string cursor;
+  // The list is in the order of versions: what has changed since stands behind
+  // every cursor, so that one holds although the cloud has moved on.
+  if (record.TempVersion > 0 && record.TempVersion <= targetVersion && !record.Cursor.empty()) {
+    cursor = record.Cursor;
+    LogInfo(kTag, [&] { return "General Files Has Cursor : " + cursor; });
+  }
   const auto keepPlace = [&] {
     (void)localOperation.SetTempVersion(targetVersion, cursor,
                                         "");  // Lost: the pull starts at its first page.

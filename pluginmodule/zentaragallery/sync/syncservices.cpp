@@ -83,6 +83,9 @@ SyncServices HostSyncServices() {
     lostFiles->StartupRefundTask(std::move(content), std::move(thumbnails));
   };
   services.stopLostFiles = [lostFiles] { lostFiles->Stop(); };
+  services.giveBackLost = [lostFiles](SyncServices::Refund content, SyncServices::Refund thumbnails) {
+    return lostFiles->GiveBackNow(std::move(content), std::move(thumbnails));
+  };
   services.contentPaused = [] { return GlobalParamWrapper::GetInstance()->GetTransfersPaused(); };
   services.pendingUploads = [] {
     std::vector<std::string> ids;

@@ -51,6 +51,8 @@ struct SyncServices {
   using Refund = std::function<bool(const std::vector<std::string>& ids)>;
   std::function<void(Refund content, Refund thumbnails)> startLostFiles;
   std::function<void()> stopLostFiles;  // waits until it has ended
+  // The same search once, now; false when it failed. Not set: false.
+  std::function<bool(Refund content, Refund thumbnails)> giveBackLost;
 };
 
 // The services of this program: the second generation's cloud and the host.

@@ -52,6 +52,7 @@ struct SyncState {
   std::size_t pendingAlbums = 0;    // albums to create, change or delete in the cloud
   std::size_t pendingFiles = 0;     // files to change or delete in the cloud
   std::size_t pendingUploads = 0;   // files whose content waits
+  std::size_t requeued = 0;         // of these, what the last tick found missing in the cloud
   SyncError
       lastError;  // of the last tick, before the first one of an earlier process; empty when it went well
 };

@@ -16,6 +16,7 @@
 #include "model/gallery.h"
 #include "store/dbhelper.h"
 #include "transfer/contentcrypto.h"
+#include "transfer/contentcuts.h"
 #include "transfer/gallerytransmanager.h"
 #include "transfer/localfilecheck.h"
 #include "transfer/uploadrecord.h"
@@ -249,6 +250,10 @@ bool GalleryUploadTask::CreateRecord(FileSliceCmdParamsV2& record) {
   Json::Value answer;
   if (!Send(kCreateMedia, record, answer)) return false;
   if (!UploadRecord::IsUsable(answer, source.size)) return FailAnswer(kStep, __LINE__, answer);
+  const Json::Value content = UploadRecord::ContentToSend(answer);
+  const auto upload = file->IsLocalOnly() ? ContentCuts::Upload::First : ContentCuts::Upload::GiveBack;
+  if (!content.isNull() && !ContentCuts::Accept(upload, source.hashId, content))
+    return Fail(kGeneral, kStep, __LINE__, "the cloud cuts the content otherwise than before");
   record.doc = std::move(answer);
   return true;
 }

@@ -39,6 +39,14 @@ bool IsUsable(const Json::Value& record, std::int64_t contentSize) {
          IsAsset(record, list[1], contentSize);
 }
 
+Json::Value ContentToSend(const Json::Value& record) {
+  for (const Json::Value& attachment : record["attachments"]) {
+    const Json::Value& resource = Member(Member(attachment, "asset"), "resource");
+    if (IsContent(attachment) && !resource["objects"].empty() && IsAsked(record, resource)) return resource;
+  }
+  return {};
+}
+
 HttpHeaders Headers(const Json::Value& json) {
   HttpHeaders headers;
   if (!json.isObject()) return headers;

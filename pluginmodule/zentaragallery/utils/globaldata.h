@@ -29,7 +29,7 @@ inline constexpr int kGenerationUnknown = 3;
 inline std::atomic<int> cloudGeneration{kGenerationUnknown};
 
 // The user's gallery came over from the first generation. Set by downloads that
-// see the mark on a record, and never taken back.
+// see the mark on a record, and taken back when the user logs out.
 inline std::atomic<bool> GalleryMigrated{false};
 
 inline std::atomic<HWND> mainWnd{nullptr};            // the host's window
