@@ -40,6 +40,8 @@ Json::Value DownloadErrors::Load() {
 }
 
 void DownloadErrors::Keep(const std::vector<TransferTask::Ptr>& failed) {
+  static std::mutex keeping;  // Two commands end at once.
+  const std::lock_guard hold(keeping);
   const Json::Value before = Load();
   Json::Value known = before;
   for (const auto& task : failed) known[task->GetTransferId()] = Of(*task);

@@ -45,7 +45,7 @@ class Choice {
         [this](const fs::path& file) {
           const auto extension = platform::WideExtension(platform::WidePath(file));
           if (IsPictureExtension(extension) || IsVideoExtension(extension)) AddFile(file);
-          return !Session::Stopped();
+          return !output.Stopped();
         },
         [this](const fs::path& path, std::error_code why) {
           output.Error("cannot read the folder " + path.string() + ": " + why.message());
@@ -117,7 +117,7 @@ struct ImportCount {
 void ImportFolder(const FolderFiles& folder, std::size_t total, ImportCount& count, Output& output) {
   const auto album = AlbumFor(folder.albumName);
   UploadController controller;
-  controller.stop = &Session::Stopped();
+  controller.stop = &output.Stopped();
   const std::size_t before = count.added + count.refused + count.passedOver;
   controller.onProgress = [&](const UploadController::Progress& progress) {
     output.Progress(std::to_string(before + progress.done) + " of " + std::to_string(total) + " files, " +
@@ -138,10 +138,13 @@ void ImportFolder(const FolderFiles& folder, std::size_t total, ImportCount& cou
   if (!album || result.overLimit) count.refused += folder.paths.size();
 }
 
-Exit Import(const std::vector<std::string>& paths, const std::string& albumName, Known known,
-            Output& output) {
+Exit Import(Session& session, const std::vector<std::string>& paths, const std::string& albumName,
+            Known known, Output& output) {
+  // What one import has not stored yet, another one could not know to be there.
+  const Session::Turn turn(session, Session::Work::Import, output);
+  if (!turn.IsHeld()) return Exit::Failed;
   Choice choice(albumName, output);
-  for (const auto& path : paths) choice.Add(path);
+  for (const auto& path : paths) choice.Add(output.Path(path));
   ImportCount count{known};
   for (const auto& folder : choice.Folders()) {
     ImportFolder(folder, choice.Count(), count, output);
@@ -182,9 +185,9 @@ std::string DefaultFolder(Output& output) {
 }
 
 // Imports and shows what is in the gallery then.
-Exit Start(std::vector<std::string> folders, Output& output) {
+Exit Start(Session& session, std::vector<std::string> folders, Output& output) {
   if (folders.empty()) folders.push_back(DefaultFolder(output));
-  const Exit exit = Import(folders, "", Known::PassedOver, output);
+  const Exit exit = Import(session, folders, "", Known::PassedOver, output);
   output.Say("\nTime line");
   PrintTimeLine(output);
   output.Say("\nAlbums");
@@ -202,13 +205,17 @@ void AddImportCommands(CLI::App& app, const Choose& choose) {
   import->add_option("--album", *album, "Add all to this album instead of one for each folder")
       ->type_name("NAME");
   import->callback([choose, paths, album] {
-    choose([paths, album](Session&, Output& output) { return Import(*paths, *album, Known::Refused, output);
+    choose({[paths, album](Session& session, Output& output) {
+              return Import(session, *paths, *album, Known::Refused, output);
+}
+, CommandKind::Long
 });
 });
 auto* start =
     app.add_subcommand("start", "Import folders, by default the user's pictures, and show the gallery");
 start->add_option("FOLDER", *paths);
 start->callback([choose, paths] {
-  choose([paths](Session&, Output& output) { return Start(*paths, output); });
+  choose({[paths](Session& session, Output& output) { return Start(session, *paths, output); },
+          CommandKind::Long});
 });
 }

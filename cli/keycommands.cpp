@@ -1,11 +1,9 @@
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
-#include <iostream>
 
 #include "commands.h"
 #include "common/platform/files.h"
 #include "host/jsonfile.h"
+#include "host/ns/jsontext.h"
 #include "host/passwordkeys.h"
 #include "host/userauthservice.h"
 #include "password.h"
@@ -19,13 +17,11 @@ constexpr char kWarning[] = "Whoever has this file can read all pictures of the 
 // Scripts answer with --yes: a question that nobody sees must not count as asked.
 bool Agreed(bool yes, const std::string& question, Output& output) {
   if (yes) return true;
-  if (!isatty(STDIN_FILENO)) {
+  if (!output.Terminal().InputIsTerminal()) {
     output.Error("standard input is no terminal to ask at; --yes agrees");
     return false;
   }
-  std::cerr << question << " [y/N] " << std::flush;
-  std::string answer;
-  std::getline(std::cin, answer);
+  const auto answer = output.Terminal().ReadLine(question + " [y/N] ", CommandTerminal::Echo::Shown);
   return answer == "y" || answer == "Y" || answer == "yes";
 }
 
@@ -36,7 +32,8 @@ Exit Export(const std::string& file, bool yes, Output& output) {
     return Exit::Failed;
   }
   if (!Agreed(yes, kWarning, output)) return Exit::Failed;
-  const auto error = platform::CreateAtomically(file, JsonFile::Text(exported), platform::Rights::OwnerOnly);
+  const auto error =
+      platform::CreateAtomically(output.Path(file), JsonFile::Text(exported), platform::Rights::OwnerOnly);
   if (error) {
     output.Error("cannot write the keys to " + file + ": " + error.message());
     return Exit::Failed;
@@ -66,18 +63,17 @@ const char* ImportText(ImportResult result) {
 
 Exit Import(const std::string& file, const std::string& passwordFile, bool replace, Output& output) {
   auto* session = UserAuthService::GetInstance();
-  Json::Value exported;
-  if (JsonFile::Load(file, exported) != JsonFile::LoadResult::Loaded) {
-    output.Error("cannot read keys from " + file);
+  std::string content;
+  const auto error = output.Terminal().ReadFile(file, content);
+  const auto exported = NS::JsonText::Parse(content);
+  if (error || !exported) {
+    output.Error("cannot read keys from " + file + (error ? ": " + error.message() : ""));
     return Exit::Failed;
   }
-  const auto password = session->GetServerUrl().empty() ? std::string() : ReadPassword(passwordFile);
-  if (!password) {
-    output.Error("cannot read the password file " + passwordFile);
-    return Exit::Failed;
-  }
+  const auto password = session->GetServerUrl().empty() ? std::string() : ReadPassword(passwordFile, output);
+  if (!password) return Exit::Failed;
   const auto result =
-      session->ImportKeys(exported, *password,
+      session->ImportKeys(*exported, *password,
                           replace ? UserAuthService::Replace::AnyKeys : UserAuthService::Replace::UnusedKeys);
   if (result == ImportResult::Done) {
     output.Say("Keys imported.");
@@ -88,8 +84,9 @@ Exit Import(const std::string& file, const std::string& passwordFile, bool repla
 }
 
 Exit PrintLoginSecret(const std::string& user, const std::string& passwordFile, Output& output) {
-  const auto password = ReadPassword(passwordFile);
-  if (!password || password->empty()) {
+  const auto password = ReadPassword(passwordFile, output);
+  if (!password) return Exit::Failed;
+  if (password->empty()) {
     output.Error("no password was given");
     return Exit::Failed;
   }
@@ -111,7 +108,10 @@ void AddExport(CLI::App& keys, const Choose& choose) {
   auto* command = keys.add_subcommand("export", "Write the account's keys to a new file, to be kept safe");
   command->add_option("file", *file, "New file")->required()->type_name("FILE");
   command->add_flag("--yes", *yes, "Do not ask");
-  command->callback([=] { choose([=](Session&, Output& output) { return Export(*file, *yes, output); }); });
+  // Long: somebody may be asked.
+  command->callback([=] {
+    choose({[=](Session&, Output& output) { return Export(*file, *yes, output); }, CommandKind::Long});
+  });
 }
 
 void AddImport(CLI::App& keys, const Choose& choose) {
@@ -126,7 +126,8 @@ void AddImport(CLI::App& keys, const Choose& choose) {
       ->type_name("FILE");
   command->add_flag("--replace", *replace, "Also when contents were uploaded under other keys");
   command->callback([=] {
-    choose([=](Session&, Output& output) { return Import(*file, *passwordFile, *replace, output); });
+    choose({[=](Session&, Output& output) { return Import(*file, *passwordFile, *replace, output); },
+            CommandKind::Long, Account::Changes});
   });
 }
 
@@ -145,6 +146,7 @@ void AddKeyCommands(CLI::App& app, const Choose& choose) {
   secret->add_option("--password-file", *passwordFile, "Read the password from this file's first line")
       ->type_name("FILE");
   secret->callback([=] {
-    choose([=](Session&, Output& output) { return PrintLoginSecret(*user, *passwordFile, output); });
+    choose({[=](Session&, Output& output) { return PrintLoginSecret(*user, *passwordFile, output); },
+            CommandKind::Long});
   });
 }

@@ -1,11 +1,8 @@
 #include "output.h"
 
-#include <unistd.h>
-
 #include <array>
 #include <cstdio>
 #include <ctime>
-#include <iostream>
 
 #include "utils/picturemetadata.h"
 
@@ -30,32 +27,32 @@ std::size_t Columns(std::string_view text) {
 
 void Output::Print(const Json::Value& document, const std::string& text) {
   EndProgress();
-  std::cout << (json ? CompactJson(document) : text) << '\n';
+  terminal.Write((json ? CompactJson(document) : text) + '\n');
 }
 
 void Output::Say(const std::string& text) {
   if (json) return;
   EndProgress();
-  std::cout << text << '\n';
+  terminal.Write(text + '\n');
 }
 
 void Output::Error(const std::string& text) {
   EndProgress();
-  std::cout.flush();
-  std::cerr << "zentaractl: " << text << '\n';
+  terminal.WriteError("zentaractl: " + text + '\n');
 }
 
-void Output::Flush() { std::cout.flush(); }
+void Output::Hint(const std::string& text) {
+  if (terminal.ErrorIsTerminal()) Error(text);
+}
 
 void Output::Progress(const std::string& text) {
-  if (!isatty(STDERR_FILENO)) return;
-  std::cerr << '\r' << text << "\x1b[K" << std::flush;
+  if (!terminal.ErrorIsTerminal()) return;
+  terminal.WriteError('\r' + text + "\x1b[K");
   progressShown = true;
 }
 
 void Output::EndProgress() {
-  if (!std::exchange(progressShown, false)) return;
-  std::cerr << "\r\x1b[K" << std::flush;
+  if (std::exchange(progressShown, false)) terminal.WriteError("\r\x1b[K");
 }
 
 std::string SizeText(std::int64_t bytes) {

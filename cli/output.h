@@ -3,15 +3,19 @@
 #include <json/json.h>
 
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "host/commandterminal.h"
+
 // What a command prints: for people as text, for scripts as one JSON document a
-// line. Results go to standard output, progress and errors to standard error.
+// line. Results go to standard output, progress and errors to standard error of
+// the terminal where the command was typed.
 class Output {
  public:
-  explicit Output(bool jsonLines) : json(jsonLines) {}
+  Output(bool jsonLines, CommandTerminal& typedAt) : terminal(typedAt), json(jsonLines) {}
 
   bool IsJson() const { return json; }
   // One result: the document in JSON form, else the text.
@@ -19,13 +23,25 @@ class Output {
   // A line for people only.
   void Say(const std::string& text);
   void Error(const std::string& text);
+  // A line on standard error for people who wait.
+  void Hint(const std::string& text);
   // Sends on what was printed: a command that stays must not keep it from a script.
-  void Flush();
+  void Flush() { terminal.Flush(); }
   // Overwrites the last progress line; nothing when standard error is no terminal.
   void Progress(const std::string& text);
   void EndProgress();
 
+  // Set by Ctrl-C and by whatever else ends the command; long work looks at it
+  // between files.
+  const std::atomic<bool>& Stopped() const { return terminal.Stopped(); }
+  // Whether it is the user who ends it.
+  bool IsInterrupted() const { return terminal.StopReason() == CommandTerminal::Stop::Interrupted; }
+  // A path as the user means it.
+  std::filesystem::path Path(const std::filesystem::path& typed) const { return terminal.Path(typed); }
+  CommandTerminal& Terminal() { return terminal; }
+
  private:
+  CommandTerminal& terminal;
   bool json;
   bool progressShown = false;
 };

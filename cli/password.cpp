@@ -1,52 +1,27 @@
 #include "password.h"
 
-#include <termios.h>
-#include <unistd.h>
-
-#include <fstream>
-#include <iostream>
-
 namespace {
 
-// Keeps what is typed off the screen.
-class HiddenInput {
- public:
-  HiddenInput() {
-    hidden = tcgetattr(STDIN_FILENO, &before) == 0;
-    termios silent = before;
-    silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-    if (hidden) tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
-  }
-  ~HiddenInput() {
-    if (hidden) tcsetattr(STDIN_FILENO, TCSAFLUSH, &before);
-  }
-  HiddenInput(const HiddenInput&) = delete;
-  HiddenInput& operator=(const HiddenInput&) = delete;
-
- private:
-  termios before{};
-  bool hidden = false;
-};
-
-std::string FirstLine(std::istream& input) {
-  std::string line;
-  std::getline(input, line);
+std::string FirstLine(std::string text) {
+  text.resize(std::min(text.find('\n'), text.size()));
   // The service's operator may have written the file on another system.
-  if (line.ends_with('\r')) line.pop_back();
-  return line;
+  if (text.ends_with('\r')) text.pop_back();
+  return text;
 }
 
 }  // namespace
 
-std::optional<std::string> ReadPassword(const std::string& file) {
-  if (!file.empty()) {
-    std::ifstream input(file);
-    if (!input) return std::nullopt;
-    return FirstLine(input);
+std::optional<std::string> ReadPassword(const std::string& file, Output& output, const std::string& prompt) {
+  if (file.empty()) {
+    auto line = output.Terminal().ReadLine(prompt, CommandTerminal::Echo::Hidden);
+    if (line) return FirstLine(std::move(*line));
+    output.Error("no password was given");
+    return std::nullopt;
   }
-  std::cerr << "Password: " << std::flush;
-  const HiddenInput hidden;
-  const std::string password = FirstLine(std::cin);
-  std::cerr << '\n';
-  return password;
+  std::string content;
+  if (const auto error = output.Terminal().ReadFile(file, content)) {
+    output.Error("cannot read the password file " + file + ": " + error.message());
+    return std::nullopt;
+  }
+  return FirstLine(std::move(content));
 }

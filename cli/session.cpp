@@ -1,10 +1,9 @@
 #include "session.h"
 
-#include <csignal>
-
 #include "common/platform/files.h"
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
+#include "host/cserverpushservice.h"
 #include "host/globalparamwrapper.h"
 #include "host/logger.h"
 #include "host/userauthservice.h"
@@ -14,40 +13,90 @@
 
 namespace {
 
-std::atomic<bool> stopped{false};
-
-void OnInterrupt(int) { stopped = true; }
+// How soon a wait notices that its command was stopped.
+constexpr std::chrono::milliseconds kStopStep{100};
 
 }  // namespace
 
-const std::atomic<bool>& Session::Stopped() { return stopped; }
+std::filesystem::path Session::DataFolder() { return platform::DataRoot() / "ZentaraCloud"; }
 
-bool Session::Open(const std::filesystem::path& profile, Output& output) {
-  std::signal(SIGINT, OnInterrupt);
-  std::signal(SIGTERM, OnInterrupt);
-  if (!profile.empty()) platform::SetProfileRoot(std::filesystem::absolute(profile));
-  const auto data = platform::DataRoot() / "ZentaraCloud";
+bool Session::ChooseProfile(const std::filesystem::path& folder, bool usersOwn, Output& output) {
+  if (!usersOwn) platform::SetProfileRoot(folder);
+  const auto data = DataFolder();
   std::error_code failed;
   std::filesystem::create_directories(data, failed);
-  if (failed || !platform::CanWrite(data)) {
-    output.Error("cannot write to the profile folder " + data.string() +
-                 (failed ? ": " + failed.message() : ""));
-    return false;
-  }
-  (void)Logger::CloudLogger::GetInstance()->Open(data / "logs" / "zentaractl.log");
+  if (!failed && platform::CanWrite(data)) return true;
+  output.Error("cannot write to the profile folder " + data.string() +
+               (failed ? ": " + failed.message() : ""));
+  return false;
+}
+
+bool Session::Open(Output& output) {
+  (void)Logger::CloudLogger::GetInstance()->Open(DataFolder() / "logs" / "zentaractl.log");
   (void)GlobalParamWrapper::GetInstance()->Load();
   if (!UserAuthService::GetInstance()->Load()) {
     output.Error("cannot read or make the account of the profile in " + platform::ConfigRoot().string());
     return false;
   }
-  object.InitWnd();
   auto& sync = SyncHelper::GetInstance();
   sync.SetServices(HostSyncServices());
-  if (sync.LoadDataToMemory()) return true;
+  sync.SetCallback(&listeners);
+  return Load(output);
+}
+
+bool Session::Load(Output& output) {
+  object.InitWnd();
+  loaded = SyncHelper::GetInstance().LoadDataToMemory();
+  if (loaded) return true;
   output.Error("cannot read the gallery's database " +
                platform::NativePath(platform::Utf8ToWide(SQLiteDB::GetInstance().Path())).string() +
-               "; the log in " + (data / "logs").string() + " tells why");
+               "; the log in " + (DataFolder() / "logs").string() + " tells why");
   return false;
+}
+
+void Session::Close() {
+  loaded = false;
+  object.CloseWndClear();
+}
+
+bool Session::OpenAgain(Output& output) {
+  SyncHelper::GetInstance().Reopen();
+  return Load(output);
+}
+
+bool Session::IsLoaded(Output& output) const {
+  if (!loaded) output.Error("the gallery is not open; end the zentaractl that runs and begin again");
+  return loaded;
+}
+
+Session::Turn::Turn(Session& owner, Work what, Output& output) : session(owner), work(what) {
+  platform::MutexLock hold(session.turnLock);
+  bool& busy = session.busy[static_cast<std::size_t>(work)];
+  if (busy) output.Hint("waiting for the same work of another terminal");
+  while (busy && !output.Stopped()) session.turnEnded.wait_for(session.turnLock, kStopStep);
+  if (busy) return;
+  busy = held = true;
+}
+
+Session::Turn::~Turn() {
+  if (!held) return;
+  platform::MutexLock hold(session.turnLock);
+  session.busy[static_cast<std::size_t>(work)] = false;
+  session.turnEnded.notify_all();
+}
+
+void Session::BeginTicks() {
+  platform::MutexLock hold(ticksLock);
+  if (tickUsers++ > 0) return;
+  CServerPushService::GetInstance()->Start();
+  SyncHelper::GetInstance().StartSync();
+}
+
+void Session::EndTicks() {
+  platform::MutexLock hold(ticksLock);
+  if (--tickUsers > 0) return;
+  CServerPushService::GetInstance()->Stop();
+  SyncHelper::GetInstance().StopTicks();
 }
 
 Album::Ptr Session::FindAlbum(const std::string& name) const {

@@ -7,10 +7,8 @@
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
 #include "downloadrun.h"
-#include "host/cserverpushservice.h"
 #include "host/globalparamwrapper.h"
 #include "host/userauthservice.h"
-#include "password.h"
 #include "store/dbhelper.h"
 #include "sync/synchelper.h"
 #include "transfer/gallerytransmanager.h"
@@ -22,42 +20,6 @@ namespace {
 // for good: a first download, a pull, what goes up, and what that causes.
 constexpr int kMaxCycles = 10;
 constexpr std::chrono::milliseconds kWatchStep{200};
-
-const char* LoginText(UserAuthService::LoginResult result) {
-  switch (result) {
-    case UserAuthService::LoginResult::Done:
-      return "logged in";
-    case UserAuthService::LoginResult::Refused:
-      return "wrong name or password, or the account is disabled";
-    case UserAuthService::LoginResult::Unreachable:
-      return "no photo cloud answers there";
-    case UserAuthService::LoginResult::NotAllowed:
-      return "the address must begin with https:// unless it is this computer";
-    case UserAuthService::LoginResult::NotStored:
-      return "the profile cannot be written";
-    case UserAuthService::LoginResult::KeysUnreadable:
-      return "the account's keys do not open with this password; nothing was stored";
-    case UserAuthService::LoginResult::NoMemory:
-      return "there is too little memory to derive keys from the password";
-  }
-  return "";
-}
-
-Exit Login(const std::string& server, const std::string& user, const std::string& passwordFile,
-           Output& output) {
-  const auto password = ReadPassword(passwordFile);
-  if (!password) {
-    output.Error("cannot read the password file " + passwordFile);
-    return Exit::Failed;
-  }
-  const auto result = UserAuthService::GetInstance()->Login(server, user, *password);
-  if (result == UserAuthService::LoginResult::Done) {
-    output.Say("Logged in at " + server + " as " + user + ".");
-    return Exit::Done;
-  }
-  output.Error("cannot log in at " + server + ": " + LoginText(result));
-  return Exit::Failed;
-}
 
 // The name that a user knows what failed by; empty when it is about no one thing.
 std::string FileOf(const SyncError& error) {
@@ -129,22 +91,28 @@ void PrintLostContents(Output& output) {
   output.Print(json, text);
 }
 
-// Shows how many contents are still on their way up.
+// Shows how many contents are still on their way up, in a cycle of its own.
 class UploadProgress : public ISyncCallback {
  public:
-  explicit UploadProgress(Output& to) : output(to) { SyncHelper::GetInstance().SetCallback(this); }
-  ~UploadProgress() { SyncHelper::GetInstance().SetCallback(nullptr); }
+  UploadProgress(Session& session, Output& to) : listeners(session.Listeners()), output(to) {
+    listeners.Add(this);
+  }
+  ~UploadProgress() { listeners.Remove(this); }
+  UploadProgress(const UploadProgress&) = delete;
+  UploadProgress& operator=(const UploadProgress&) = delete;
 
   void Notify(std::int32_t) override {}
   void ShowWindow() override {}
   void OnSyncStatus(SyncStatus status, std::int64_t count) override {
-    if (status != SyncStatus::UPLOAD || count < 0) return;
+    if (status != SyncStatus::UPLOAD || count < 0 || std::this_thread::get_id() != thread) return;
     const auto figures = GalleryTransManager::GetInstance().GetFigures(TaskType::Upload);
     output.Progress(std::to_string(count) + " files to upload, " + SizeText(figures.speed) + "/s");
   }
 
  private:
+  SyncListeners& listeners;
   Output& output;
+  const std::thread::id thread = std::this_thread::get_id();
 };
 
 // Uploads that have failed in this run; their files keep waiting.
@@ -168,10 +136,11 @@ bool IsServed() {
   return generation != GlobalData::kGenerationV1 && generation != GlobalData::kGenerationV1Eur;
 }
 
-// Ends the running cycle at Ctrl-C; it gives the cloud's lock back on its way out.
+// Ends the own cycle when the command is stopped; it gives the cloud's lock back on
+// its way out. Cycles of others go on.
 class CycleStopper {
  public:
-  CycleStopper() : thread([this] { Watch(); }) {}
+  explicit CycleStopper(const Output& of) : output(of), thread([this] { Watch(); }) {}
   ~CycleStopper() {
     {
       std::lock_guard hold(lock);
@@ -183,26 +152,47 @@ class CycleStopper {
   CycleStopper(const CycleStopper&) = delete;
   CycleStopper& operator=(const CycleStopper&) = delete;
 
+  void Begin() { begun = true; }
+
  private:
   void Watch() {
     std::unique_lock hold(lock);
     while (!changed.wait_for(hold, kWatchStep, [this] { return done; })) {
-      if (Session::Stopped()) return SyncHelper::GetInstance().StopSync();
+      if (begun && output.Stopped()) SyncHelper::GetInstance().EndCycle();
     }
   }
 
+  const Output& output;
+  std::atomic<bool> begun{false};
   std::mutex lock;
   std::condition_variable changed;
   bool done = false;
   std::thread thread;  // Last, so that it finds the rest made.
 };
 
-// Tells how each cycle ended, unless it ended as the one before. Called on the
-// timer's thread.
+// One cycle of this command, behind one that runs. False when it was stopped.
+bool RunCycle(Output& output) {
+  if (output.Stopped()) return false;
+  CycleStopper stopper(output);
+  bool told = false;
+  const auto giveUp = [&] {
+    if (!std::exchange(told, true)) output.Hint("waiting for the cycle that runs");
+    return output.Stopped().load();
+  };
+  // The state tells how it went.
+  (void)SyncHelper::GetInstance().RunNext(giveUp, [&stopper] { stopper.Begin(); });
+  return !output.Stopped();
+}
+
+// Tells how each cycle ended, unless it ended as the one before. The sync's thread
+// leaves word and the command's prints: a terminal that stands still holds up no
+// cycle.
 class CycleTeller : public ISyncCallback {
  public:
-  explicit CycleTeller(Output& to) : output(to) { SyncHelper::GetInstance().SetCallback(this); }
-  ~CycleTeller() { SyncHelper::GetInstance().SetCallback(nullptr); }
+  CycleTeller(Session& session, Output& to) : listeners(session.Listeners()), output(to) {
+    listeners.Add(this);
+  }
+  ~CycleTeller() { listeners.Remove(this); }
   CycleTeller(const CycleTeller&) = delete;
   CycleTeller& operator=(const CycleTeller&) = delete;
 
@@ -211,6 +201,24 @@ class CycleTeller : public ISyncCallback {
   void OnSyncStatus(SyncStatus status, std::int64_t) override {
     if (status != SyncStatus::IDLE && status != SyncStatus::SYNCERROR) return;
     const SyncState state = SyncHelper::GetInstance().GetState();
+    std::lock_guard hold(lock);
+    ended.push_back(state);
+    changed.notify_all();
+  }
+  // Prints until the command is stopped.
+  void Run() {
+    while (!output.Stopped()) {
+      for (const SyncState& state : TakeEnded()) Tell(state);
+    }
+  }
+
+ private:
+  std::vector<SyncState> TakeEnded() {
+    std::unique_lock hold(lock);
+    changed.wait_for(hold, kWatchStep, [this] { return !ended.empty(); });
+    return std::exchange(ended, {});
+  }
+  void Tell(const SyncState& state) {
     Json::Value told = StateJson(state);
     told.removeMember("errorTime");
     if (told == last) return;
@@ -219,42 +227,43 @@ class CycleTeller : public ISyncCallback {
     output.Flush();
   }
 
- private:
+  SyncListeners& listeners;
   Output& output;
+  std::mutex lock;
+  std::condition_variable changed;
+  std::vector<SyncState> ended;
   Json::Value last;
 };
 
-Exit Watch(Output& output) {
-  auto& sync = SyncHelper::GetInstance();
-  CycleTeller teller(output);
-  CServerPushService::GetInstance()->Start();
-  sync.StartSync();
+Exit Watch(Session& session, Output& output) {
+  CycleTeller teller(session, output);
+  session.BeginTicks();
   output.Say("Watching; Ctrl-C ends it.");
   output.Flush();
-  while (!Session::Stopped()) std::this_thread::sleep_for(kWatchStep);
-  CServerPushService::GetInstance()->Stop();
-  sync.StopSync();
-  sync.StopTimer();
+  teller.Run();
+  session.EndTicks();
   return Exit::Done;
 }
 
 enum class Lost { GiveBack, Leave };
 
-Exit Sync(bool watch, Lost lost, Output& output) {
+Exit Stopped(Output& output) {
+  if (output.IsInterrupted()) output.Error("stopped; the next sync goes on");
+  return Exit::Failed;
+}
+
+Exit Sync(Session& session, bool watch, Lost lost, Output& output) {
   if (UserAuthService::GetInstance()->GetServerUrl().empty()) {
     output.Error("not logged in; \"zentaractl login --server URL --user NAME\" does it");
     return Exit::Failed;
   }
-  if (watch) return Watch(output);
+  if (watch) return Watch(session, output);
+  const Session::Turn turn(session, Session::Work::Sync, output);
+  if (!turn.IsHeld()) return Stopped(output);
   auto& sync = SyncHelper::GetInstance();
-  const UploadProgress progress(output);
-  const CycleStopper stopper;
+  const UploadProgress progress(session, output);
   for (int cycle = 0; cycle < kMaxCycles; ++cycle) {
-    (void)sync.RunOnce();  // The state tells how it went.
-    if (Session::Stopped()) {
-      output.Error("stopped; the next sync goes on");
-      return Exit::Failed;
-    }
+    if (!RunCycle(output)) return Stopped(output);
     if (!IsServed()) {
       output.Error("the photo cloud is of a generation that this program does not serve");
       return Exit::Failed;
@@ -286,24 +295,6 @@ Exit Sync(bool watch, Lost lost, Output& output) {
 }  // namespace
 
 void AddSyncCommands(CLI::App& app, const Choose& choose) {
-  auto server = std::make_shared<std::string>();
-  auto user = std::make_shared<std::string>();
-  auto passwordFile = std::make_shared<std::string>();
-  auto* login = app.add_subcommand("login", "Open a session at a photo cloud");
-  login->add_option("--server", *server, "Its address")->required()->type_name("URL");
-  login->add_option("--user", *user, "Your name there")->required()->type_name("NAME");
-  login->add_option("--password-file", *passwordFile, "Read the password from this file's first line")
-      ->type_name("FILE");
-  login->callback([choose, server, user, passwordFile] {
-    choose([=](Session&, Output& output) { return Login(*server, *user, *passwordFile, output); });
-  });
-  app.add_subcommand("logout", "End the session and go back to the local gallery")->callback([choose] {
-    choose([](Session&, Output& output) {
-      if (UserAuthService::GetInstance()->Logout()) return Exit::Done;
-      output.Error("the profile cannot be written");
-      return Exit::Failed;
-    });
-  });
   auto watch = std::make_shared<bool>(false);
   auto giveBack = std::make_shared<bool>(false);
   auto* sync = app.add_subcommand("sync", "Bring gallery and photo cloud into step");
@@ -311,9 +302,9 @@ void AddSyncCommands(CLI::App& app, const Choose& choose) {
   sync->add_flag("--give-back", *giveBack, "Send again what the cloud has lost and this computer still has")
       ->excludes("--watch");
   sync->callback([choose, watch, giveBack] {
-    choose([=](Session&, Output& output) {
-      return Sync(*watch, *giveBack ? Lost::GiveBack : Lost::Leave, output);
-    });
+    const Lost lost = *giveBack ? Lost::GiveBack : Lost::Leave;
+    choose({[watch, lost](Session& session, Output& output) { return Sync(session, *watch, lost, output); },
+            CommandKind::Resumable, Account::Used});
   });
 }
 

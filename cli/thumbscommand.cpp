@@ -23,7 +23,7 @@ class Progress {
   // Until all have ended or the user has had enough.
   void Wait(std::size_t total, Output& output) {
     std::unique_lock hold(lock);
-    while (present + missing < total && !Session::Stopped()) {
+    while (present + missing < total && !output.Stopped()) {
       changed.wait_for(hold, kProgressStep);
       output.Progress(std::to_string(present + missing) + " of " + std::to_string(total));
     }
@@ -53,13 +53,15 @@ std::size_t AskForAll(bool missingOnly, const ThumbnailHelper::Done& ended) {
   return requests.size();
 }
 
-Exit FetchThumbnails(const Session& session, const std::vector<std::string>& ids, bool missingOnly,
+Exit FetchThumbnails(Session& session, const std::vector<std::string>& ids, bool missingOnly,
                      Output& output) {
   for (const std::string& id : ids) {
     if (session.FindFile(id)) continue;
     output.Error(id + ": not in the gallery");
     return Exit::Failed;
   }
+  const Session::Turn turn(session, Session::Work::Thumbnails, output);
+  if (!turn.IsHeld()) return Exit::Failed;
   auto& module = ZentaraDeskClient::GalleryThumbnailModule::GetInstance();
   Progress progress;
   const auto ended = [&progress](const GalleryFile::Ptr& done) { progress.Add(done->thumbExists); };
@@ -72,7 +74,7 @@ Exit FetchThumbnails(const Session& session, const std::vector<std::string>& ids
   Json::Value document(Json::objectValue);
   document["thumbnails"] = static_cast<Json::UInt64>(progress.Present());
   document["missing"] = static_cast<Json::UInt64>(progress.Missing());
-  document["stopped"] = Session::Stopped().load();
+  document["stopped"] = output.Stopped().load();
   output.Print(document, std::to_string(progress.Present()) + " thumbnails, " +
                              std::to_string(progress.Missing()) + " could not be had");
   return progress.Missing() == 0 ? Exit::Done : Exit::Failed;
@@ -88,6 +90,7 @@ void AddThumbnailCommands(CLI::App& app, const Choose& choose) {
   thumbs->add_flag("--missing", *missing, "Only those that are not there");
   thumbs->callback([=] {
     choose(
-        [=](Session& session, Output& output) { return FetchThumbnails(session, *ids, *missing, output); });
+        {[=](Session& session, Output& output) { return FetchThumbnails(session, *ids, *missing, output); },
+         CommandKind::Long});
   });
 }

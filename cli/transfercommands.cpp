@@ -17,6 +17,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::chrono::milliseconds kWatchStep{1000};
+constexpr std::chrono::milliseconds kStopStep{100};
 
 bool MayTransfer(Output& output) {
   if (UserAuthService::GetInstance()->GetServerUrl().empty()) {
@@ -28,11 +29,6 @@ bool MayTransfer(Output& output) {
     return false;
   }
   return true;
-}
-
-bool IsHeld(const DownloadLock& lock, Output& output) {
-  if (!lock.IsHeld()) output.Error("another zentaractl downloads for this profile already");
-  return lock.IsHeld();
 }
 
 bool IsThere(const GalleryFile& file, const fs::path& folder) {
@@ -67,6 +63,12 @@ bool Collect(const Session& session, const std::vector<std::string>& ids, Galler
   return all;
 }
 
+std::set<std::string> IdsOf(const Gallery::Files& files) {
+  std::set<std::string> ids;
+  for (const auto& file : files) ids.insert(file->UniqueId());
+  return ids;
+}
+
 Exit Download(const Session& session, const std::vector<std::string>& ids, bool everything,
               const std::string& to, Output& output) {
   if (ids.empty() != everything) {
@@ -74,41 +76,48 @@ Exit Download(const Session& session, const std::vector<std::string>& ids, bool 
     return Exit::Usage;
   }
   if (!MayTransfer(output)) return Exit::Failed;
-  const DownloadLock lock;
-  if (!IsHeld(lock, output)) return Exit::Failed;
-  const fs::path folder = (fs::absolute(to) / "").lexically_normal().parent_path();
+  const fs::path folder = (output.Path(to) / "").lexically_normal().parent_path();
   Gallery::Files files = everything ? MissingIn(folder) : Gallery::Files();
   const bool found = Collect(session, ids, files, output);
+  DownloadRun run(output);
   auto& manager = GalleryTransManager::GetInstance();
+  const std::size_t completed = manager.GetFigures(TaskType::Download).completed;
   (void)manager.GalleryDownload(files, platform::WidePath(folder));
   if (!files.empty() && manager.Tasks(TaskType::Download).empty() &&
-      manager.GetFigures(TaskType::Download).completed == 0) {
+      manager.GetFigures(TaskType::Download).completed == completed) {
     output.Error("the downloads cannot be stored; the log tells why");
     return Exit::Failed;
   }
-  const Exit exit = RunDownloads(output);
+  run.Take(IdsOf(files));
+  const Exit exit = run.Finish();
   return found ? exit : Exit::Failed;
 }
 
 // Goes on with what earlier runs have left.
 Exit GoOn(Output& output) {
   if (!MayTransfer(output)) return Exit::Failed;
-  const DownloadLock lock;
-  if (!IsHeld(lock, output)) return Exit::Failed;
+  DownloadRun run(output);
   std::vector<CompletedTaskProperty> finished;
   (void)DBHelper::GetInstance().GetCompleted(finished);  // Unread, they are printed once more.
-  std::set<std::int64_t> before;
-  for (const auto& row : finished) before.insert(row.Id);
+  for (const auto& row : finished) run.KnowFinished(row.Id);
   auto& manager = GalleryTransManager::GetInstance();
   if (manager.LoadTaskFromDB() == finished.size()) {
     output.Say("No downloads wait.");
     return Exit::Done;
   }
-  return RunDownloads(output, before);
+  // Those that this process had listed already.
+  manager.ResumeAll(TaskType::Download);
+  (void)manager.RetryFailed(TaskType::Download);
+  run.TakeAll();
+  return run.Finish();
 }
 
 Exit SetPaused(bool paused, Output& output) {
-  if (GlobalParamWrapper::GetInstance()->SetTransfersPaused(paused)) return Exit::Done;
+  if (GlobalParamWrapper::GetInstance()->SetTransfersPaused(paused)) {
+    if (paused)
+      GalleryTransManager::GetInstance().PauseAll(TaskType::Download);  // Uploads look for themselves.
+    return Exit::Done;
+  }
   output.Error("the settings of the profile cannot be written");
   return Exit::Failed;
 }
@@ -202,8 +211,10 @@ Exit Transfers(bool watch, Output& output) {
       if (std::find(shown.begin(), shown.end(), json) == shown.end()) output.Print(json, TransferLine(json));
     }
     shown = list.List();
-    if (watch) std::this_thread::sleep_for(kWatchStep);
-  } while (watch && !Session::Stopped());
+    output.Flush();
+    for (auto waited = kStopStep; watch && waited <= kWatchStep && !output.Stopped(); waited += kStopStep)
+      std::this_thread::sleep_for(kStopStep);
+  } while (watch && !output.Stopped());
   return Exit::Done;
 }
 
@@ -218,25 +229,30 @@ void AddTransferCommands(CLI::App& app, const Choose& choose) {
   download->add_flag("--all", *all, "Everything that is not there yet");
   download->add_option("--to", *to, "The folder")->required()->type_name("DIR");
   download->callback([choose, ids, all, to] {
-    choose([=](Session& session, Output& output) { return Download(session, *ids, *all, *to, output); });
+    choose({[=](Session& session, Output& output) { return Download(session, *ids, *all, *to, output); },
+            CommandKind::Long, Account::Used});
   });
   auto watch = std::make_shared<bool>(false);
   auto* transfers = app.add_subcommand("transfers", "List uploads and downloads, waiting and finished");
   transfers->add_flag("--watch", *watch, "Stay and show what changes");
-  transfers->callback(
-      [choose, watch] { choose([watch](Session&, Output& output) { return Transfers(*watch, output); }); });
-  const auto add = [&](const char* name, const char* help, Exit (*run)(Output&)) {
-    app.add_subcommand(name, help)->callback([choose, run] {
-      choose([run](Session&, Output& output) { return run(output); });
+  transfers->callback([choose, watch] {
+    choose({[watch](Session&, Output& output) { return Transfers(*watch, output); },
+            *watch ? CommandKind::Resumable : CommandKind::Short, *watch ? Account::Used : Account::Any});
+  });
+  const auto add = [&](const char* name, const char* help, CommandKind kind, Exit (*run)(Output&)) {
+    app.add_subcommand(name, help)->callback([choose, run, kind] {
+      choose({[run](Session&, Output& output) { return run(output); }, kind,
+              kind == CommandKind::Long ? Account::Used : Account::Any});
     });
   };
-  add("pause", "Pause all uploads and downloads of this profile, also those that run elsewhere",
+  add("pause", "Pause all uploads and downloads of this profile", CommandKind::Short,
       [](Output& output) { return SetPaused(true, output); });
   add("resume", "End the pause and go on with unfinished downloads; uploads go on with the next sync",
-      [](Output& output) {
+      CommandKind::Long, [](Output& output) {
         const Exit exit = SetPaused(false, output);
         const bool online = !UserAuthService::GetInstance()->GetServerUrl().empty();
         return exit == Exit::Done && online ? GoOn(output) : exit;
       });
-  add("retry", "Try unfinished and failed downloads again", [](Output& output) { return GoOn(output); });
+  add("retry", "Try unfinished and failed downloads again", CommandKind::Long,
+      [](Output& output) { return GoOn(output); });
 }

@@ -31,6 +31,7 @@ constexpr std::int32_t kDefaultBriefingDays = 30;
 // this many refusals not before the next start.
 constexpr std::int32_t kMaxFailures503 = 3;
 constexpr std::int64_t kBackOffMs = 120'000;
+constexpr std::chrono::milliseconds kTurnPollMs{50};
 
 std::atomic<SyncHelper*> replacement{nullptr};
 
@@ -87,7 +88,7 @@ void SyncHelper::StartSync() {
   if (syncSwitch && IsPaused()) status = static_cast<std::int32_t>(SyncStatus::IDLE);
   timer.diskHealth = services.diskHealth;
   timer.Start(
-      kTickMs, [this] { (void)RunOnce(); }, false);
+      kTickMs, [this] { TimerTick(); }, false);
   GalleryTransManager::GetInstance().GalleryInit();
   (void)GalleryTransManager::GetInstance().LoadTaskFromDB();  // What cannot be read has been logged.
   if (GlobalData::cloudGeneration == GlobalData::kGenerationV2) {
@@ -112,12 +113,44 @@ void SyncHelper::EndTicks() {
   if (services.stopLostFiles) services.stopLostFiles();
 }
 
+<<<<<<< HEAD
 void SyncHelper::ForgetUser() {
   platform::MutexLock starting(startLock);
   ForgetRun();
 }
 
 void SyncHelper::ForgetRun() {
+=======
+void SyncHelper::StopTicks() {
+  {
+    platform::MutexLock hold(driverLock);
+    ++stops;
+    started = false;
+  }
+  if (timerTicks) EndCycle();
+  if (services.removePush) services.removePush();
+  StopTimer();
+}
+
+void SyncHelper::TimerTick() {
+  timerTicks = true;
+  if (started) (void)RunOnce();
+  timerTicks = false;
+}
+
+void SyncHelper::Reopen() {
+  platform::MutexLock starting(startLock);
+  if (!closed) return;
+  ForgetLastRun();
+  platform::MutexLock hold(driverLock);
+  closed = stopRequested = cancelTask = false;
+}
+
+// A cycle may have gone on behind the stop, with what it had read of the user
+// before.
+void SyncHelper::ForgetLastRun() {
+  EndTicks();
+>>>>>>> work-people
   {
     platform::MutexLock hold(watchLock);
     if (watchThread.joinable()) watchThread.join();
@@ -143,11 +176,14 @@ void SyncHelper::EmptyViews() {
 
 void SyncHelper::StartWatch() {
   platform::MutexLock hold(watchLock);
+  if (watching) return;  // Since a start before the ticks were stopped.
   if (watchThread.joinable()) watchThread.join();
   const bool shown = GlobalParamWrapper::GetInstance()->GetEnableShowLostCloudPhoto();
+  watching = true;
   watchThread = std::thread([this, shown] {
     platform::SetThreadName("display watch");
     LoadDataToMemoryWhenDisplaySwitchChanged(shown);
+    watching = false;
   });
 }
 
@@ -171,7 +207,7 @@ void SyncHelper::ClearStopFlags() {
   // Not `keepLockStop`: the lock of a refund may be on its way back.
   stopRequested = cancelTask = false;
   // A stop that came between must not be forgotten.
-  if (closed) stopRequested = cancelTask = true;
+  if (closed || (timerTicks && !started)) stopRequested = cancelTask = true;
 }
 
 void SyncHelper::SetSyncSwitch(bool on) {
@@ -228,6 +264,19 @@ bool SyncHelper::RunOnce() {
     tickRefused = true;
     return false;
   }
+  return RunTurn();
+}
+
+bool SyncHelper::RunNext(const std::function<bool()>& giveUp, const std::function<void()>& begun) {
+  while (ticking.exchange(true)) {
+    if (giveUp()) return false;
+    std::this_thread::sleep_for(kTurnPollMs);
+  }
+  begun();
+  return RunTurn();
+}
+
+bool SyncHelper::RunTurn() {
   lastError.Set({});
   requeued = 0;
   hasTicked = true;

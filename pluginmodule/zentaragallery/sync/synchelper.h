@@ -58,6 +58,16 @@ class SyncHelper {
   // Behind StopSync and StopTimer: gives the lock back and forgets the user whose
   // gallery it was. A start does it too, for a host that has left it out.
   void ForgetUser();
+  // Ends the ticks that StartSync began, and waits for the one that runs. The
+  // gallery and the cycles of others stay as they are: RunOnce and another
+  // StartSync work on.
+  void StopTicks();
+  // What runs ends at its next check; the next cycle runs as usual. A cycle that
+  // just begins may not notice: whoever waits for the end calls it again.
+  void EndCycle() { stopRequested = cancelTask = true; }
+  // After StopSync, for the gallery of the account that is current now: RunOnce
+  // works again, without the ticks.
+  void Reopen();
   // The user's switch: stored, and told to a sync that has started.
   void SetSyncSwitch(bool on);
   void SetPaused(bool paused);
@@ -68,6 +78,9 @@ class SyncHelper {
   // Exactly one tick on the caller's thread, without the timer. False when a
   // tick is under way elsewhere, or the cycle failed.
   bool RunOnce();
+  // The same behind a tick that is under way; `begun` is told when its turn has
+  // come. False also when `giveUp`, which is asked while it waits, said so.
+  bool RunNext(const std::function<bool()>& giveUp, const std::function<void()>& begun);
   SyncState GetState();
 
   // Reads the rows into the gallery, once a start; a database that cannot be
@@ -132,6 +145,7 @@ class SyncHelper {
   class KnownFiles;
 
   // synchelper.cpp
+  bool RunTurn();
   void SyncTick();
   bool RunMode(SyncMode mode);
   void KeepLastError();
@@ -147,6 +161,7 @@ class SyncHelper {
   static void EmptyViews();
   void StartWatch();
   void ClearStopFlags();
+  void TimerTick();
   std::int64_t PendingUploads();
 
   // syncmode.cpp
@@ -243,6 +258,7 @@ class SyncHelper {
 
   std::atomic<bool> started{false};
   std::atomic<bool> closed{false};       // StopSync came: no cycle may clear its flags
+  std::atomic<bool> timerTicks{false};   // the timer's thread runs one
   std::atomic<bool> ticking{false};      // a tick is under way on some thread
   std::atomic<bool> tickRefused{false};  // another was asked for meanwhile
   std::atomic<bool> hasTicked{false};
@@ -252,6 +268,7 @@ class SyncHelper {
   std::atomic<bool> fullListing{false};
   std::atomic<bool> listedNothing{false};  // by the last comparison
   std::atomic<bool> dataLoaded{false};
+  std::atomic<bool> watching{false};  // the watch thread runs
   std::atomic<bool> syncSwitch{true};
   std::atomic<bool> purgeNotInCloud{false};
   std::atomic<bool> cloudFellBehind{false};  // the cloud is of an earlier state than this gallery
