@@ -1,6 +1,7 @@
 // zentara-photocloud: the self-hosted photo cloud.
 
 #include <sodium.h>
+#include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -14,6 +15,7 @@
 #include "photocloud/base/log.h"
 #include "photocloud/content/integritycheck.h"
 #include "photocloud/net/httpserver.h"
+#include "photocloud/store/folderlock.h"
 #include "photocloud/store/folderobjectstore.h"
 #include "photocloud/store/sqlitestore.h"
 
@@ -23,6 +25,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::int64_t kSweepPeriodMs = 60 * 1000;
+// How long a push stream may outlive a session that another process has ended.
+constexpr std::int64_t kStreamCheckMs = 1000;
 constexpr std::int64_t kGiga = 1 << 30;
 
 struct Options {
@@ -42,15 +46,21 @@ PasswordCost CostOf(const Options& options) {
   return options.fastPasswords ? PasswordCost::Least : PasswordCost::Interactive;
 }
 
+enum class Missing { Make, Refuse };
+
 // The stores of a data folder.
 struct Data {
-  explicit Data(const Options& options)
-      : store(Open(options.data)), objects(fs::path(options.data) / "objects") {}
+  explicit Data(const Options& options, Missing missing = Missing::Refuse)
+      : store(Open(options.data, missing)), objects(fs::path(options.data) / "objects") {}
 
-  static fs::path Open(const std::string& folder) {
+  // A mistyped folder is not made into an empty service.
+  static fs::path Open(const fs::path& folder, Missing missing) {
+    const fs::path file = folder / "photocloud.db";
+    if (missing == Missing::Refuse && !fs::exists(file))
+      throw StoreFailure("no service in " + folder.string());
     fs::create_directories(folder);
     fs::permissions(folder, fs::perms::owner_all);
-    return fs::path(folder) / "photocloud.db";
+    return file;
   }
 
   SqliteStore store;
@@ -106,7 +116,11 @@ int Serve(const Options& options) {
   if (options.server.certificateFile.empty() != options.server.keyFile.empty()) {
     return Fail("--tls-cert and --tls-key go together");
   }
-  Data data(options);
+  fs::create_directories(options.data);
+  const FolderLock folderLock(options.data);
+  if (!folderLock.IsHeld())
+    return Fail("another server runs on " + options.data + ", or it cannot be written");
+  Data data(options, Missing::Make);
   Services services(data.store, data.objects, data.clock, options.service, CostOf(options));
   if (options.faults) services.faults = std::make_unique<FaultPlan>();
   Router router(services);
@@ -122,6 +136,7 @@ int Serve(const Options& options) {
   if (!failure.empty()) return Fail(failure);
   services.Sweep();
   server.Every(kSweepPeriodMs, [&] { services.Sweep(); });
+  server.Every(kStreamCheckMs, [&] { services.EndLostStreams(); });
   // Flushed at once: whoever started the server waits for this line.
   std::cout << "listening on " << server.BoundAddress() << std::endl;
   server.Run([&] { services.push.Close(); });
@@ -130,7 +145,7 @@ int Serve(const Options& options) {
 }
 
 int AddUser(const Options& options) {
-  Data data(options);
+  Data data(options, Missing::Make);
   AccountService accounts(data.store, data.clock, CostOf(options));
   const std::string secret = LoginSecretOf(options);
   if (secret.empty()) return Fail("no password was given, or too little memory to derive from it");
@@ -259,6 +274,8 @@ int Main(int argc, char** argv) {
 int main(int argc, char** argv) {
   // A peer that goes away in the middle of an answer is no reason to end.
   std::signal(SIGPIPE, SIG_IGN);
+  // All that is written is for the service's owner: verifiers, keys, pictures.
+  ::umask(077);
   if (sodium_init() < 0) return 1;
   try {
     return photocloud::Main(argc, argv);

@@ -1,6 +1,9 @@
 #include "photocloud/accounts/accountservice.h"
 
+#include <algorithm>
+
 #include "photocloud/base/digest.h"
+#include "photocloud/base/json.h"
 #include "photocloud/base/text.h"
 #include "photocloud/base/timetext.h"
 
@@ -81,7 +84,7 @@ bool AccountService::SetDisabled(const std::string& userName, bool disabled) {
     if (!account) return false;
     account->disabled = disabled;
     store.UpdateAccount(*account);
-    if (disabled) store.RemoveSessionsOf(account->id);
+    if (disabled) store.RemoveSessionsOf(account->id, 0);
     return true;
   });
 }
@@ -102,6 +105,8 @@ std::variant<Tokens, ErrorCode> AccountService::Login(const std::string& userNam
   Session session;
   session.accountId = account->id;
   session.deviceId = deviceId;
+  session.createdMs = clock.NowMs();
+  session.lastUsedMs = session.createdMs;
   const Tokens tokens = Renew(session, *account);
   store.InsertSession(session);
   return tokens;
@@ -121,8 +126,10 @@ std::variant<Tokens, ErrorCode> AccountService::Refresh(const std::string& refre
       result = ErrorCode::AccountDisabled;
       return false;
     }
-    session->previousHash = hash;
-    session->previousUntilMs = isPresent ? clock.NowMs() + kPreviousRefreshMs : session->previousUntilMs;
+    // Once more and not again: two parties that hold one token are told apart
+    // by the one that comes too late.
+    session->previousHash = isPresent ? hash : "";
+    session->previousUntilMs = isPresent ? clock.NowMs() + kPreviousRefreshMs : 0;
     result = Renew(*session, *account);
     store.UpdateSession(*session);
     return true;
@@ -137,7 +144,83 @@ std::variant<Caller, ErrorCode> AccountService::Authenticate(const std::string& 
   auto account = store.FindAccount(session->accountId);
   if (!account) return ErrorCode::TokenInvalid;
   if (account->disabled) return ErrorCode::AccountDisabled;
+  {
+    const std::lock_guard guard(usesLock);
+    uses[session->id] = clock.NowMs();
+  }
   return Caller{std::move(*account), session->id, session->deviceId};
+}
+
+std::vector<Session> AccountService::ListSessions(const Caller& caller) {
+  auto sessions = store.ListSessions(caller.account.id);
+  std::erase_if(sessions, [this](const Session& session) { return session.refreshUntilMs < clock.NowMs(); });
+  {
+    const std::lock_guard guard(usesLock);
+    for (Session& session : sessions) {
+      const auto used = uses.find(session.id);
+      if (used != uses.end()) session.lastUsedMs = std::max(session.lastUsedMs, used->second);
+    }
+  }
+  std::stable_sort(sessions.begin(), sessions.end(), [](const Session& left, const Session& right) {
+    return left.lastUsedMs > right.lastUsedMs;
+  });
+  return sessions;
+}
+
+std::variant<WrappedKeys, ErrorCode> AccountService::ChangePassword(const Caller& caller,
+                                                                    const PasswordChange& change) {
+  const Account& account = caller.account;
+  if (IsThrottled(account.userName)) return ErrorCode::TooManyRequests;
+  if (VerifyPassword(account.verifier, change.currentSecret)) {
+    const std::string verifier = MakeVerifier(change.newSecret, cost);
+    if (verifier.empty()) return ErrorCode::Unavailable;
+    return StoreChange(caller, change, verifier);
+  }
+  const WrappedKeys stored = store.LoadKeys(account.id);
+  if (IsRepeated(account, change, stored)) return stored;
+  CountFailure(account.userName);
+  return ErrorCode::LoginRefused;
+}
+
+std::variant<WrappedKeys, ErrorCode> AccountService::StoreChange(const Caller& caller,
+                                                                 const PasswordChange& change,
+                                                                 const std::string& verifier) {
+  WrappedKeys keys{change.keys, change.ifRevision + 1};
+  WrappedKeys before;
+  const bool stored = store.Atomically([&] {
+    auto account = store.FindAccount(caller.account.id);
+    before = store.LoadKeys(caller.account.id);
+    // Another change may have come first while the secrets were being derived.
+    if (!account || account->verifier != caller.account.verifier) return false;
+    if (before.revision != change.ifRevision) return false;
+    account->verifier = verifier;
+    store.UpdateAccount(*account);
+    store.StoreKeys(account->id, keys);
+    store.RemoveSessionsOf(account->id, caller.sessionId);
+    return true;
+  });
+  if (stored) return keys;
+  if (IsRepeated(caller.account, change, before)) return before;
+  return ErrorCode::CompareFailed;
+}
+
+bool AccountService::IsRepeated(const Account& account, const PasswordChange& change,
+                                const WrappedKeys& stored) const {
+  return stored.revision > change.ifRevision && ParseJson(stored.keys) == ParseJson(change.keys) &&
+         VerifyPassword(account.verifier, change.newSecret);
+}
+
+void AccountService::SweepSessions() {
+  std::map<std::int64_t, std::int64_t> used;
+  {
+    const std::lock_guard guard(usesLock);
+    used.swap(uses);
+  }
+  store.Atomically([&] {
+    for (const auto& [id, usedMs] : used) store.TouchSession(id, usedMs);
+    store.RemoveSessionsBefore(clock.NowMs());
+    return true;
+  });
 }
 
 Tokens AccountService::Renew(Session& session, const Account& account) const {

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <variant>
+#include <vector>
 
 #include "photocloud/accounts/passwords.h"
 #include "photocloud/base/clock.h"
@@ -32,6 +33,14 @@ struct Caller {
   std::string deviceId;
 };
 
+// What a device sends to change its account's password.
+struct PasswordChange {
+  std::string currentSecret;
+  std::string newSecret;
+  std::string keys;             // JSON, sealed under the new password.
+  std::int64_t ifRevision = 0;  // Of the keys that these replace.
+};
+
 // Accounts and their sessions. A device proves that it knows the password by its
 // login secret (loginsecret.h); the password itself opens the account's keys and is
 // none of the service's business. Safe to call from any thread.
@@ -48,12 +57,25 @@ class AccountService {
   std::variant<Tokens, ErrorCode> Login(const std::string& userName, const std::string& loginSecret,
                                         const std::string& deviceId);
   std::variant<Tokens, ErrorCode> Refresh(const std::string& refreshToken);
-  void Logout(const Caller& caller) { store.RemoveSession(caller.sessionId); }
+
+  // The sessions of the caller's account that can go on, newest use first.
+  std::vector<Session> ListSessions(const Caller& caller);
+  // Returns false when the account has no such session.
+  bool EndSession(const Caller& caller, std::int64_t id) {
+    return store.RemoveSession(caller.account.id, id);
+  }
+
+  // Takes a new login secret and keys that are sealed anew in one step, and ends
+  // all other sessions of the account. Proven by the secret in force; wrong ones
+  // count as those of a login. Repeated after a lost answer it says the same
+  // again. Returns the keys as they are stored now.
+  std::variant<WrappedKeys, ErrorCode> ChangePassword(const Caller& caller, const PasswordChange& change);
 
   std::variant<Caller, ErrorCode> Authenticate(const std::string& accessToken);
 
-  // Drops sessions that cannot be refreshed any more.
-  void SweepSessions() { store.RemoveSessionsBefore(clock.NowMs()); }
+  // Stores when sessions were used, and drops those that cannot be refreshed any
+  // more.
+  void SweepSessions();
 
  private:
   struct Failures {
@@ -64,6 +86,9 @@ class AccountService {
   bool IsThrottled(const std::string& userName);
   void CountFailure(const std::string& userName);
   Tokens Renew(Session& session, const Account& account) const;
+  std::variant<WrappedKeys, ErrorCode> StoreChange(const Caller& caller, const PasswordChange& change,
+                                                   const std::string& verifier);
+  bool IsRepeated(const Account& account, const PasswordChange& change, const WrappedKeys& stored) const;
 
   MetadataStore& store;
   const Clock& clock;
@@ -72,6 +97,11 @@ class AccountService {
 
   std::mutex failuresLock;
   std::map<std::string, Failures> failures;  // Guarded by failuresLock.
+
+  std::mutex usesLock;
+  // When sessions were used since the last sweep; guarded by usesLock. A row for
+  // each request would make every reader a writer.
+  std::map<std::int64_t, std::int64_t> uses;
 };
 
 }  // namespace photocloud

@@ -45,4 +45,12 @@ void Services::Sweep() {
   }
 }
 
+void Services::EndLostStreams() {
+  try {
+    push.EndUnless([this](std::int64_t session) { return store.HasSession(session); });
+  } catch (const StoreFailure& failure) {
+    Log(LogLevel::Error, "streams not checked", {{"reason", failure.what()}});
+  }
+}
+
 }  // namespace photocloud

@@ -36,6 +36,10 @@ struct Services {
   // files of removed objects.
   void Sweep();
 
+  // Ends the push streams of sessions that are gone, also of those that another
+  // process has ended.
+  void EndLostStreams();
+
   MetadataStore& store;
   ObjectStore& objects;
   Clock& clock;

@@ -58,7 +58,8 @@ class MetadataStore {
   // A secret of this installation, made on first use; signs URLs.
   virtual std::string Secret() = 0;
 
-  // InsertAccount returns the new id, or nothing when the name is taken.
+  // InsertAccount returns the new id, or nothing when the name is taken. Names
+  // that differ in the case of the letters A to Z only are the same.
   virtual std::optional<std::int64_t> InsertAccount(const Account& account) = 0;
   virtual std::optional<Account> FindAccount(std::int64_t id) = 0;
   virtual std::optional<Account> FindAccountByName(const std::string& userName) = 0;
@@ -73,8 +74,13 @@ class MetadataStore {
 
   virtual void InsertSession(const Session& session) = 0;
   virtual void UpdateSession(const Session& session) = 0;
-  virtual void RemoveSession(std::int64_t id) = 0;
-  virtual void RemoveSessionsOf(std::int64_t account) = 0;
+  // Returns false when the account has no such session.
+  virtual bool RemoveSession(std::int64_t account, std::int64_t id) = 0;
+  // All but one; ids are never 0, and never used again.
+  virtual void RemoveSessionsOf(std::int64_t account, std::int64_t butId) = 0;
+  virtual void TouchSession(std::int64_t id, std::int64_t usedMs) = 0;
+  virtual bool HasSession(std::int64_t id) = 0;
+  virtual std::vector<Session> ListSessions(std::int64_t account) = 0;
   virtual std::optional<Session> FindSessionByAccess(const std::string& accessHash) = 0;
   // By the present or the previous refresh token.
   virtual std::optional<Session> FindSessionByRefresh(const std::string& refreshHash) = 0;

@@ -11,6 +11,8 @@ namespace {
 // A command beside a running server waits this long for its turn to write.
 constexpr int kBusyTimeoutMs = 20000;
 
+// The first layout, which had no number. A new file starts with it too and goes
+// through all steps below, so that there is one way to the present layout.
 constexpr const char* kTables = R"sql(
 CREATE TABLE IF NOT EXISTS settings(name TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;
 CREATE TABLE IF NOT EXISTS accounts(
@@ -64,13 +66,36 @@ CREATE TABLE IF NOT EXISTS orphans(account INTEGER NOT NULL, sha256 TEXT NOT NUL
   WITHOUT ROWID;
 )sql";
 
+// Each brings a file to the layout of the next number, which stands in
+// user_version. A step that was released once is never changed.
+constexpr const char* kLayoutSteps[] = {
+    // 1: sessions that can be listed and ended by their id. Those from before
+    // were last used at their last refresh, as far as anybody knows.
+    R"sql(
+CREATE TABLE sessions_1(
+  id INTEGER PRIMARY KEY AUTOINCREMENT, account INTEGER NOT NULL, device TEXT NOT NULL,
+  access_hash TEXT NOT NULL UNIQUE, access_until INTEGER NOT NULL, refresh_hash TEXT NOT NULL UNIQUE,
+  refresh_until INTEGER NOT NULL, previous_hash TEXT NOT NULL, previous_until INTEGER NOT NULL,
+  created_ms INTEGER NOT NULL, last_used_ms INTEGER NOT NULL);
+INSERT INTO sessions_1 SELECT id,account,device,access_hash,access_until,refresh_hash,refresh_until,previous_hash,
+  previous_until,refresh_until-2592000000,refresh_until-2592000000 FROM sessions;
+DROP TABLE sessions;
+ALTER TABLE sessions_1 RENAME TO sessions;
+CREATE INDEX sessions_previous ON sessions(previous_hash) WHERE previous_hash != '';
+CREATE INDEX sessions_account ON sessions(account);
+CREATE INDEX accounts_name ON accounts(user_name COLLATE NOCASE);
+)sql",
+};
+constexpr std::int64_t kLayoutVersion = std::size(kLayoutSteps);
+
 // Column lists in the order of the readers below; macros, because statements are literals.
 #define ACCOUNT_COLUMNS                                                                                   \
   "id,user_id,user_name,verifier,disabled,hidden,user_status,suspend_cursor,version,oldest_cursor,quota_" \
   "bytes,"                                                                                                \
   "used_bytes"
-#define SESSION_COLUMNS \
-  "id,account,device,access_hash,access_until,refresh_hash,refresh_until,previous_hash,previous_until"
+#define SESSION_COLUMNS                                                                                 \
+  "id,account,device,access_hash,access_until,refresh_hash,refresh_until,previous_hash,previous_until," \
+  "created_ms,last_used_ms"
 #define ALBUM_COLUMNS "id,name,type,created_time,created_ms,local_path,properties,version,deleted"
 #define MEDIA_COLUMNS                                                                                    \
   "id,phase,album_id,recycled,created_ms,version,created_version,device,status,lost_version,touched_ms," \
@@ -87,8 +112,8 @@ Account ReadAccount(const SqliteStatement& row) {
 }
 
 Session ReadSession(const SqliteStatement& row) {
-  return {row.Number(0), row.Number(1), row.Text(2), row.Text(3),  row.Number(4),
-          row.Text(5),   row.Number(6), row.Text(7), row.Number(8)};
+  return {row.Number(0), row.Number(1), row.Text(2),   row.Text(3),   row.Number(4), row.Text(5),
+          row.Number(6), row.Text(7),   row.Number(8), row.Number(9), row.Number(10)};
 }
 
 AlbumRecord ReadAlbum(const SqliteStatement& row) {
@@ -138,18 +163,66 @@ bool SyncPath(const std::filesystem::path& path) {
   return done;
 }
 
+sqlite3* OpenConnection(const std::filesystem::path& file, int flags) {
+  sqlite3* connection = nullptr;
+  if (sqlite3_open_v2(file.c_str(), &connection, flags, nullptr) == SQLITE_OK) return connection;
+  const std::string reason = connection ? sqlite3_errmsg(connection) : "out of memory";
+  sqlite3_close_v2(connection);
+  throw StoreFailure("cannot open " + file.string() + ": " + reason);
+}
+
+// A connection of its own for work on a whole file.
+class PlainConnection {
+ public:
+  explicit PlainConnection(const std::filesystem::path& file)
+      : connection(OpenConnection(file, SQLITE_OPEN_READWRITE)) {}
+  ~PlainConnection() { sqlite3_close_v2(connection); }
+  PlainConnection(const PlainConnection&) = delete;
+  PlainConnection& operator=(const PlainConnection&) = delete;
+
+  void Execute(const char* sql) const {
+    if (sqlite3_exec(connection, sql, nullptr, nullptr, nullptr) != SQLITE_OK)
+      throw StoreFailure(sqlite3_errmsg(connection));
+  }
+
+  bool IsSound() const {
+    bool isSound = false;
+    const auto read = [](void* target, int, char** values, char**) {
+      *static_cast<bool*>(target) = std::string_view(values[0]) == "ok";
+      return 0;
+    };
+    return sqlite3_exec(connection, "PRAGMA integrity_check(1)", read, &isSound, nullptr) == SQLITE_OK &&
+           isSound;
+  }
+
+ private:
+  sqlite3* const connection;
+};
+
 std::string ReadText(const SqliteStatement& row) { return row.Text(0); }
 std::int64_t ReadNumber(const SqliteStatement& row) { return row.Number(0); }
 
 }  // namespace
 
-SqliteStore::SqliteStore(const std::filesystem::path& file) : logFile(file.string() + "-wal") {
-  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX;
-  if (sqlite3_open_v2(file.c_str(), &connection, flags, nullptr) != SQLITE_OK) {
-    const std::string reason = connection ? sqlite3_errmsg(connection) : "out of memory";
-    sqlite3_close_v2(connection);
-    throw StoreFailure("cannot open " + file.string() + ": " + reason);
+void SettleLog(const std::filesystem::path& file) {
+  const std::filesystem::path log = file.string() + "-wal";
+  std::error_code ignored;
+  if (std::filesystem::exists(log, ignored)) {
+    try {
+      const PlainConnection database(file);
+      database.Execute("PRAGMA journal_mode=DELETE");
+    } catch (const StoreFailure&) {
+      // Whatever it is, it is no database; its log belongs to nothing either.
+    }
   }
+  std::filesystem::remove(log, ignored);
+  std::filesystem::remove(file.string() + "-shm", ignored);
+}
+
+SqliteStore::SqliteStore(const std::filesystem::path& databaseFile)
+    : file(databaseFile), logFile(file.string() + "-wal") {
+  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX;
+  connection = OpenConnection(file, flags);
   try {
     sqlite3_busy_timeout(connection, kBusyTimeoutMs);
     Execute("PRAGMA journal_mode=WAL");
@@ -191,16 +264,12 @@ void SqliteStore::Flush() {
   flushed = reached;
 }
 
-void SqliteStore::MakeTables() {
-  Atomically([this] {
-    Execute(kTables);
-    return true;
-  });
-}
-
-void SqliteStore::CopyTo(const std::filesystem::path& file) {
-  const Guard guard(storeLock);
-  Run("VACUUM INTO ?", file.string());
+void SqliteStore::CopyTo(const std::filesystem::path& target) {
+  Run("VACUUM INTO ?", target.string());
+  const PlainConnection copy(target);
+  // Whoever reads a backup could otherwise sign URLs of the running service.
+  copy.Execute("PRAGMA secure_delete=ON; DELETE FROM settings WHERE name='secret'");
+  if (!copy.IsSound() || !SyncPath(target)) throw StoreFailure("the copy cannot be read back");
 }
 
 void SqliteStore::Execute(const char* sql) {
@@ -268,6 +337,19 @@ bool SqliteStore::Atomically(const std::function<bool()>& work) {
   return done;
 }
 
+void SqliteStore::MakeTables() {
+  Atomically([this] {
+    auto version = LayoutVersion();
+    if (version > kLayoutVersion) throw StoreFailure("the database was written by a later version");
+    if (version == 0) Execute(kTables);
+    for (; version < kLayoutVersion; ++version) Execute(kLayoutSteps[version]);
+    Execute(("PRAGMA user_version=" + std::to_string(kLayoutVersion)).c_str());
+    return true;
+  });
+}
+
+std::int64_t SqliteStore::LayoutVersion() { return Row(ReadNumber, "PRAGMA user_version").value_or(0); }
+
 std::string SqliteStore::Secret() {
   Run("INSERT OR IGNORE INTO settings(name,value) VALUES('secret',?)", ToHex(RandomBytes(32)));
   return Row(ReadText, "SELECT value FROM settings WHERE name='secret'").value_or("");
@@ -277,7 +359,8 @@ std::optional<std::int64_t> SqliteStore::InsertAccount(const Account& account) {
   const Guard guard(storeLock);
   const int rows = Run(
       "INSERT OR IGNORE INTO accounts(user_id,user_name,verifier,disabled,hidden,user_status,suspend_cursor,"
-      "quota_bytes) VALUES(?,?,?,?,?,?,?,?)",
+      "quota_bytes) SELECT ?1,?2,?3,?4,?5,?6,?7,?8 WHERE NOT EXISTS(SELECT 1 FROM accounts WHERE "
+      "user_name=?2 COLLATE NOCASE)",
       account.userId, account.userName, account.verifier, account.disabled, account.hidden,
       account.userStatus, account.suspendCursor, account.quotaBytes);
   if (rows == 0) return std::nullopt;
@@ -289,7 +372,12 @@ std::optional<Account> SqliteStore::FindAccount(std::int64_t id) {
 }
 
 std::optional<Account> SqliteStore::FindAccountByName(const std::string& userName) {
-  return Row(ReadAccount, "SELECT " ACCOUNT_COLUMNS " FROM accounts WHERE user_name=?", userName);
+  // Files of the first layout may hold names that differ in case only: there the
+  // exact one goes first.
+  return Row(ReadAccount,
+             "SELECT " ACCOUNT_COLUMNS
+             " FROM accounts WHERE user_name=?1 COLLATE NOCASE ORDER BY user_name=?1 DESC,id LIMIT 1",
+             userName);
 }
 
 std::vector<Account> SqliteStore::ListAccounts() {
@@ -330,9 +418,10 @@ void SqliteStore::AddUsedBytes(std::int64_t account, std::int64_t bytes) {
 
 void SqliteStore::InsertSession(const Session& session) {
   Run("INSERT INTO sessions(account,device,access_hash,access_until,refresh_hash,refresh_until,previous_hash,"
-      "previous_until) VALUES(?,?,?,?,?,?,?,?)",
+      "previous_until,created_ms,last_used_ms) VALUES(?,?,?,?,?,?,?,?,?,?)",
       session.accountId, session.deviceId, session.accessHash, session.accessUntilMs, session.refreshHash,
-      session.refreshUntilMs, session.previousHash, session.previousUntilMs);
+      session.refreshUntilMs, session.previousHash, session.previousUntilMs, session.createdMs,
+      session.lastUsedMs);
 }
 
 void SqliteStore::UpdateSession(const Session& session) {
@@ -342,10 +431,24 @@ void SqliteStore::UpdateSession(const Session& session) {
       session.previousHash, session.previousUntilMs, session.id);
 }
 
-void SqliteStore::RemoveSession(std::int64_t id) { Run("DELETE FROM sessions WHERE id=?", id); }
+bool SqliteStore::RemoveSession(std::int64_t account, std::int64_t id) {
+  return Run("DELETE FROM sessions WHERE account=? AND id=?", account, id) > 0;
+}
 
-void SqliteStore::RemoveSessionsOf(std::int64_t account) {
-  Run("DELETE FROM sessions WHERE account=?", account);
+void SqliteStore::RemoveSessionsOf(std::int64_t account, std::int64_t butId) {
+  Run("DELETE FROM sessions WHERE account=? AND id!=?", account, butId);
+}
+
+void SqliteStore::TouchSession(std::int64_t id, std::int64_t usedMs) {
+  Run("UPDATE sessions SET last_used_ms=max(last_used_ms,?) WHERE id=?", usedMs, id);
+}
+
+bool SqliteStore::HasSession(std::int64_t id) {
+  return Row(ReadNumber, "SELECT 1 FROM sessions WHERE id=?", id).has_value();
+}
+
+std::vector<Session> SqliteStore::ListSessions(std::int64_t account) {
+  return Rows(ReadSession, "SELECT " SESSION_COLUMNS " FROM sessions WHERE account=?", account);
 }
 
 std::optional<Session> SqliteStore::FindSessionByAccess(const std::string& accessHash) {

@@ -14,6 +14,10 @@
 
 namespace photocloud {
 
+// Takes what a killed process left in the log of a database over into the
+// database, and removes the log. No process may have the file open.
+void SettleLog(const std::filesystem::path& file);
+
 // The metadata store in one SQLite file.
 //
 // Write-ahead log, flushed by Flush and not at each commit: a flush takes
@@ -23,14 +27,17 @@ namespace photocloud {
 // account commands beside a running server, wait for their turn.
 class SqliteStore : public MetadataStore {
  public:
-  // Opens the file and brings its tables up to date. Throws StoreFailure.
+  // Opens the file and brings its tables up to date. Throws StoreFailure, also
+  // for a file of a later version, which this one could only damage.
   explicit SqliteStore(const std::filesystem::path& file);
   ~SqliteStore() override;
   SqliteStore(const SqliteStore&) = delete;
   SqliteStore& operator=(const SqliteStore&) = delete;
 
-  // Writes a consistent copy of the present state to a new file.
+  // Writes a consistent copy of the present state to a new file, without the
+  // secret that signs URLs, and reads it back whole. Throws StoreFailure.
   void CopyTo(const std::filesystem::path& file);
+  const std::filesystem::path& File() const { return file; }
 
   bool Atomically(const std::function<bool()>& work) override;
   void Flush() override;
@@ -47,8 +54,11 @@ class SqliteStore : public MetadataStore {
 
   void InsertSession(const Session& session) override;
   void UpdateSession(const Session& session) override;
-  void RemoveSession(std::int64_t id) override;
-  void RemoveSessionsOf(std::int64_t account) override;
+  bool RemoveSession(std::int64_t account, std::int64_t id) override;
+  void RemoveSessionsOf(std::int64_t account, std::int64_t butId) override;
+  void TouchSession(std::int64_t id, std::int64_t usedMs) override;
+  bool HasSession(std::int64_t id) override;
+  std::vector<Session> ListSessions(std::int64_t account) override;
   std::optional<Session> FindSessionByAccess(const std::string& accessHash) override;
   std::optional<Session> FindSessionByRefresh(const std::string& refreshHash) override;
   void RemoveSessionsBefore(std::int64_t refreshUntilMs) override;
@@ -102,6 +112,7 @@ class SqliteStore : public MetadataStore {
 
   void Execute(const char* sql);
   void MakeTables();
+  std::int64_t LayoutVersion();
   sqlite3_stmt* Prepare(const char* sql);
 
   // Runs a statement without rows; returns the count of changed rows.
@@ -115,6 +126,7 @@ class SqliteStore : public MetadataStore {
 
   static int OnCommit(void* self, sqlite3* connection, const char* database, int pages);
 
+  const std::filesystem::path file;
   const std::filesystem::path logFile;
   std::atomic<std::uint64_t> commits{0};  // since the file was opened
   std::mutex flushLock;
