@@ -8,6 +8,7 @@
 #include <variant>
 #include <vector>
 
+#include "photocloud/accounts/loginthrottle.h"
 #include "photocloud/accounts/passwords.h"
 #include "photocloud/base/clock.h"
 #include "photocloud/base/errorcode.h"
@@ -39,6 +40,25 @@ struct PasswordChange {
   std::string newSecret;
   std::string keys;             // JSON, sealed under the new password.
   std::int64_t ifRevision = 0;  // Of the keys that these replace.
+  std::string address;          // Of the device.
+};
+
+struct LoginAttempt {
+  std::string userName;
+  std::string loginSecret;
+  std::string deviceId;
+  std::string address;
+};
+
+// The answer has to wait for `waitMs`, right or wrong.
+struct LoginResult {
+  std::variant<Tokens, ErrorCode> outcome;
+  std::int64_t waitMs = 0;
+};
+
+struct PasswordResult {
+  std::variant<WrappedKeys, ErrorCode> outcome;
+  std::int64_t waitMs = 0;
 };
 
 // Accounts and their sessions. A device proves that it knows the password by its
@@ -54,8 +74,7 @@ class AccountService {
   // Takes effect on the next request, also on a server that runs meanwhile.
   bool SetDisabled(const std::string& userName, bool disabled);
 
-  std::variant<Tokens, ErrorCode> Login(const std::string& userName, const std::string& loginSecret,
-                                        const std::string& deviceId);
+  LoginResult Login(const LoginAttempt& attempt);
   std::variant<Tokens, ErrorCode> Refresh(const std::string& refreshToken);
 
   // The sessions of the caller's account that can go on, newest use first.
@@ -69,7 +88,7 @@ class AccountService {
   // all other sessions of the account. Proven by the secret in force; wrong ones
   // count as those of a login. Repeated after a lost answer it says the same
   // again. Returns the keys as they are stored now.
-  std::variant<WrappedKeys, ErrorCode> ChangePassword(const Caller& caller, const PasswordChange& change);
+  PasswordResult ChangePassword(const Caller& caller, const PasswordChange& change);
 
   std::variant<Caller, ErrorCode> Authenticate(const std::string& accessToken);
 
@@ -78,13 +97,6 @@ class AccountService {
   void SweepSessions();
 
  private:
-  struct Failures {
-    int count = 0;
-    std::int64_t untilMs = 0;
-  };
-
-  bool IsThrottled(const std::string& userName);
-  void CountFailure(const std::string& userName);
   Tokens Renew(Session& session, const Account& account) const;
   std::variant<WrappedKeys, ErrorCode> StoreChange(const Caller& caller, const PasswordChange& change,
                                                    const std::string& verifier);
@@ -95,8 +107,7 @@ class AccountService {
   const PasswordCost cost;
   const std::string strangerVerifier;
 
-  std::mutex failuresLock;
-  std::map<std::string, Failures> failures;  // Guarded by failuresLock.
+  LoginThrottle throttle;
 
   std::mutex usesLock;
   // When sessions were used since the last sweep; guarded by usesLock. A row for

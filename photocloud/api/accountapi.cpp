@@ -28,8 +28,10 @@ Answer Login(Exchange& exchange) {
   if (!body["password"].isString()) return Answer(ErrorCode::Malformed, "password");
   const std::string device = TextOf(body, "deviceId");
   if (!IsDeviceName(device)) return Answer(ErrorCode::Malformed, "deviceId");
-  const std::string user = TextOf(body, "userName");
-  return TokenAnswer(exchange.services.accounts.Login(user, TextOf(body, "password"), device));
+  const auto result = exchange.services.accounts.Login(
+      {TextOf(body, "userName"), TextOf(body, "password"), device, exchange.request.address});
+  exchange.scope.Delay(result.waitMs);
+  return TokenAnswer(result.outcome);
 }
 
 Answer Refresh(Exchange& exchange) {
@@ -98,12 +100,13 @@ Answer ChangePassword(Exchange& exchange) {
   if (!body["keys"].isObject()) return Answer(ErrorCode::Malformed, "keys");
   if (!body["ifRevision"].isInt64()) return Answer(ErrorCode::Malformed, "ifRevision");
   const PasswordChange change{TextOf(body, "password"), TextOf(body, "newPassword"), WriteJson(body["keys"]),
-                              body["ifRevision"].asInt64()};
+                              body["ifRevision"].asInt64(), exchange.request.address};
   if (change.keys.size() > kMaxKeysBytes) return Answer(ErrorCode::BodyTooLarge, "keys");
   const auto result = exchange.services.accounts.ChangePassword(exchange.caller, change);
-  if (const auto* refused = std::get_if<ErrorCode>(&result)) return *refused;
+  exchange.scope.Delay(result.waitMs);
+  if (const auto* refused = std::get_if<ErrorCode>(&result.outcome)) return *refused;
   exchange.services.EndLostStreams();
-  return KeysAnswer(std::get<WrappedKeys>(result));
+  return KeysAnswer(std::get<WrappedKeys>(result.outcome));
 }
 
 Answer OpenPush(Exchange& exchange) {
@@ -122,8 +125,14 @@ std::vector<Route> AccountRoutes() {
   open.hideable = false;
   open.json = true;
   open.batchable = false;
+  RouteRules login = open;
+  login.lane = Lane::Deriving;
+  RouteRules refresh = open;
+  refresh.lane = Lane::Storing;
   RouteRules own;
   own.hideable = false;
+  RouteRules end = own;
+  end.lane = Lane::Storing;
   RouteRules change = own;
   change.json = true;
   change.atomic = true;
@@ -132,12 +141,13 @@ std::vector<Route> AccountRoutes() {
   // Derivations take their time and run outside any transaction.
   RouteRules password = push;
   password.json = true;
-  return {{"POST", "/cloudPhoto/v1/auth/login", Login, open},
-          {"POST", "/cloudPhoto/v1/auth/refresh", Refresh, open},
-          {"POST", "/cloudPhoto/v1/auth/logout", Logout, own},
+  password.lane = Lane::Deriving;
+  return {{"POST", "/cloudPhoto/v1/auth/login", Login, login},
+          {"POST", "/cloudPhoto/v1/auth/refresh", Refresh, refresh},
+          {"POST", "/cloudPhoto/v1/auth/logout", Logout, end},
           {"POST", "/cloudPhoto/v1/auth/password", ChangePassword, password},
           {"GET", "/cloudPhoto/v1/sessions", ListSessions, own},
-          {"DELETE", "/cloudPhoto/v1/sessions/{sessionId}", EndSession, push},
+          {"DELETE", "/cloudPhoto/v1/sessions/{sessionId}", EndSession, end},
           {"GET", "/cloudPhoto/v1/keys", GetKeys, own},
           {"PUT", "/cloudPhoto/v1/keys", PutKeys, change},
           {"GET", "/cloudPhoto/v1/push", OpenPush, push}};

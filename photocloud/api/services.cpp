@@ -45,6 +45,11 @@ void Services::Sweep() {
   }
 }
 
+void Services::SweepLeftOvers() {
+  (void)background.Add(0, "left-overs",
+                       [this] { vault.SweepLeftOvers([this] { return background.IsStopping(); }); });
+}
+
 void Services::EndLostStreams() {
   try {
     push.EndUnless([this](std::int64_t session) { return store.HasSession(session); });

@@ -19,7 +19,13 @@ namespace photocloud {
 // caught where a request or a command ends, and nowhere else.
 class StoreFailure : public std::runtime_error {
  public:
-  using std::runtime_error::runtime_error;
+  // Busy: another process holds the writer's place, and a later try may do.
+  enum class Kind { Broken, Busy, Full };
+
+  explicit StoreFailure(const std::string& reason, Kind failureKind = Kind::Broken)
+      : std::runtime_error(reason), kind(failureKind) {}
+
+  const Kind kind;
 };
 
 // A place in a list ordered by creation time, newest first, then by id.
@@ -134,7 +140,8 @@ class MetadataStore {
 
   virtual std::optional<ObjectRecord> FindObject(std::int64_t account, const std::string& sha256) = 0;
   virtual void PutObject(std::int64_t account, const ObjectRecord& object) = 0;
-  // Removes the record and remembers the name as an orphan, whose file is to go.
+  // Removes the record, if there is one, and remembers the name as an orphan,
+  // whose file is to go.
   virtual void RemoveObject(std::int64_t account, const std::string& sha256) = 0;
   virtual std::vector<std::pair<std::int64_t, std::string>> ListOrphans(int limit) = 0;
   virtual void ForgetOrphan(std::int64_t account, const std::string& sha256) = 0;

@@ -3,13 +3,13 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <chrono>
+
 #include "photocloud/base/text.h"
 
 namespace photocloud {
 namespace {
-
-// A command beside a running server waits this long for its turn to write.
-constexpr int kBusyTimeoutMs = 20000;
 
 // The first layout, which had no number. A new file starts with it too and goes
 // through all steps below, so that there is one way to the present layout.
@@ -182,7 +182,7 @@ class PlainConnection {
 
   void Execute(const char* sql) const {
     if (sqlite3_exec(connection, sql, nullptr, nullptr, nullptr) != SQLITE_OK)
-      throw StoreFailure(sqlite3_errmsg(connection));
+      throw SqliteFailure(connection, sql);
   }
 
   bool IsSound() const {
@@ -219,31 +219,75 @@ void SettleLog(const std::filesystem::path& file) {
   std::filesystem::remove(file.string() + "-shm", ignored);
 }
 
-SqliteStore::SqliteStore(const std::filesystem::path& databaseFile)
-    : file(databaseFile), logFile(file.string() + "-wal") {
-  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX;
-  connection = OpenConnection(file, flags);
-  try {
-    sqlite3_busy_timeout(connection, kBusyTimeoutMs);
-    Execute("PRAGMA journal_mode=WAL");
-    // Flushes the log before it is taken over into the database, and no more.
-    Execute("PRAGMA synchronous=NORMAL");
-    Execute("PRAGMA cache_size=-65536");
-    sqlite3_wal_hook(connection, &SqliteStore::OnCommit, this);
-    MakeTables();
-    Flush();
-    // The log's own name was new.
-    if (!SyncPath(file.has_parent_path() ? file.parent_path() : "."))
-      throw StoreFailure("cannot flush the folder");
-  } catch (...) {
-    sqlite3_close_v2(connection);
-    throw;
-  }
+SqliteStore::Connection::~Connection() {
+  for (const auto& [sql, statement] : prepared) sqlite3_finalize(statement);
+  sqlite3_close_v2(handle);
 }
 
-SqliteStore::~SqliteStore() {
-  for (const auto& [sql, statement] : prepared) sqlite3_finalize(statement);
-  sqlite3_close_v2(connection);
+void SqliteStore::Connection::Execute(const char* sql) const {
+  if (sqlite3_exec(handle, sql, nullptr, nullptr, nullptr) != SQLITE_OK) throw SqliteFailure(handle, sql);
+}
+
+sqlite3_stmt* SqliteStore::Connection::Prepare(const char* sql) {
+  // Keyed by the literal's address: each place in this file keeps its own.
+  sqlite3_stmt*& statement = prepared[sql];
+  if (statement) return statement;
+  if (sqlite3_prepare_v3(handle, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) != SQLITE_OK)
+    throw SqliteFailure(handle, sql);
+  return statement;
+}
+
+SqliteStore::Guard::Guard(SqliteStore& owner) : store(owner) {
+  if (!store.storeLock.try_lock_for(std::chrono::milliseconds(store.busyMs)))
+    throw StoreFailure("other writers take too long", StoreFailure::Kind::Busy);
+}
+
+SqliteStore::Guard::~Guard() { store.storeLock.unlock(); }
+
+SqliteStore::Reader::Reader(SqliteStore& owner) : store(owner) {
+  if (store.writingThread == std::this_thread::get_id()) return;
+  {
+    const std::lock_guard guard(store.readersLock);
+    if (!store.readers.empty()) {
+      borrowed = std::move(store.readers.back());
+      store.readers.pop_back();
+    }
+  }
+  if (!borrowed) borrowed = store.OpenReader();
+}
+
+SqliteStore::Reader::~Reader() {
+  if (!borrowed) return;
+  const std::lock_guard guard(store.readersLock);
+  store.readers.push_back(std::move(borrowed));
+}
+
+SqliteStore::SqliteStore(const std::filesystem::path& databaseFile, int writersWaitMs)
+    : file(databaseFile), logFile(file.string() + "-wal"), busyMs(writersWaitMs) {
+  writer = std::make_unique<Connection>(
+      OpenConnection(file, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX));
+  sqlite3_busy_timeout(writer->handle, busyMs);
+  Execute("PRAGMA journal_mode=WAL");
+  // Flushes the log before it is taken over into the database, and no more.
+  Execute("PRAGMA synchronous=NORMAL");
+  Execute("PRAGMA cache_size=-65536");
+  sqlite3_wal_hook(writer->handle, &SqliteStore::OnCommit, this);
+  MakeTables();
+  Flush();
+  // The log's own name was new.
+  if (!SyncPath(file.has_parent_path() ? file.parent_path() : "."))
+    throw StoreFailure("cannot flush the folder");
+}
+
+SqliteStore::~SqliteStore() = default;
+
+std::unique_ptr<SqliteStore::Connection> SqliteStore::OpenReader() const {
+  auto reader =
+      std::make_unique<Connection>(OpenConnection(file, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX));
+  sqlite3_busy_timeout(reader->handle, busyMs);
+  reader->Execute("PRAGMA query_only=1");
+  reader->Execute("PRAGMA cache_size=-16384");
+  return reader;
 }
 
 // Takes the place of the library's own hook, and so does its work too.
@@ -260,7 +304,11 @@ void SqliteStore::Flush() {
   const std::lock_guard guard(flushLock);
   if (flushed >= wanted) return;
   const std::uint64_t reached = commits;
-  if (!SyncPath(logFile)) throw StoreFailure("cannot flush " + logFile.string());
+  if (!SyncPath(logFile)) {
+    const bool isFull = errno == ENOSPC || errno == EDQUOT;
+    throw StoreFailure("cannot flush " + logFile.string(),
+                       isFull ? StoreFailure::Kind::Full : StoreFailure::Kind::Broken);
+  }
   flushed = reached;
 }
 
@@ -272,34 +320,16 @@ void SqliteStore::CopyTo(const std::filesystem::path& target) {
   if (!copy.IsSound() || !SyncPath(target)) throw StoreFailure("the copy cannot be read back");
 }
 
-void SqliteStore::Execute(const char* sql) {
-  char* text = nullptr;
-  if (sqlite3_exec(connection, sql, nullptr, nullptr, &text) == SQLITE_OK) return;
-  const std::string reason = text ? text : "unknown failure";
-  sqlite3_free(text);
-  throw StoreFailure(reason);
-}
-
-sqlite3_stmt* SqliteStore::Prepare(const char* sql) {
-  // Keyed by the literal's address: each place in this file keeps its own.
-  sqlite3_stmt*& statement = prepared[sql];
-  if (statement) return statement;
-  if (sqlite3_prepare_v3(connection, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) != SQLITE_OK) {
-    throw StoreFailure(std::string(sqlite3_errmsg(connection)) + " in " + sql);
-  }
-  return statement;
-}
-
 template <typename... Values>
 int SqliteStore::Run(const char* sql, const Values&... values) {
-  const Guard guard(storeLock);
-  return SqliteStatement(Prepare(sql), values...).Run();
+  const Guard guard(*this);
+  return SqliteStatement(writer->Prepare(sql), values...).Run();
 }
 
 template <typename Read, typename... Values>
 auto SqliteStore::Rows(Read read, const char* sql, const Values&... values) {
-  const Guard guard(storeLock);
-  SqliteStatement statement(Prepare(sql), values...);
+  Reader reader(*this);
+  SqliteStatement statement(reader.Get().Prepare(sql), values...);
   std::vector<decltype(read(statement))> rows;
   while (statement.Step()) rows.push_back(read(statement));
   return rows;
@@ -307,34 +337,39 @@ auto SqliteStore::Rows(Read read, const char* sql, const Values&... values) {
 
 template <typename Read, typename... Values>
 auto SqliteStore::Row(Read read, const char* sql, const Values&... values) {
-  const Guard guard(storeLock);
-  SqliteStatement statement(Prepare(sql), values...);
+  Reader reader(*this);
+  SqliteStatement statement(reader.Get().Prepare(sql), values...);
   std::optional<decltype(read(statement))> row;
   if (statement.Step()) row = read(statement);
   return row;
 }
 
 bool SqliteStore::Atomically(const std::function<bool()>& work) {
-  const Guard guard(storeLock);
+  const Guard guard(*this);
   // The writer's place is taken at once: a transaction that only found out at
   // its first write that another process writes would have to start again.
   Execute(depth == 0 ? "BEGIN IMMEDIATE" : "SAVEPOINT nested");
   const char* const keep = depth == 0 ? "COMMIT" : "RELEASE nested";
   const char* const undo = depth == 0 ? "ROLLBACK" : "ROLLBACK TO nested; RELEASE nested";
   ++depth;
+  writingThread = std::this_thread::get_id();
   bool done = false;
   try {
     done = work();
     if (done) Execute(keep);
   } catch (...) {
-    --depth;
     // After a failed commit there may be nothing left to undo.
-    (void)sqlite3_exec(connection, undo, nullptr, nullptr, nullptr);
+    (void)sqlite3_exec(writer->handle, undo, nullptr, nullptr, nullptr);
+    LeaveLevel();
     throw;
   }
-  --depth;
+  LeaveLevel();
   if (!done) Execute(undo);
   return done;
+}
+
+void SqliteStore::LeaveLevel() {
+  if (--depth == 0) writingThread = std::thread::id();
 }
 
 void SqliteStore::MakeTables() {
@@ -356,7 +391,7 @@ std::string SqliteStore::Secret() {
 }
 
 std::optional<std::int64_t> SqliteStore::InsertAccount(const Account& account) {
-  const Guard guard(storeLock);
+  const Guard guard(*this);
   const int rows = Run(
       "INSERT OR IGNORE INTO accounts(user_id,user_name,verifier,disabled,hidden,user_status,suspend_cursor,"
       "quota_bytes) SELECT ?1,?2,?3,?4,?5,?6,?7,?8 WHERE NOT EXISTS(SELECT 1 FROM accounts WHERE "
@@ -364,7 +399,7 @@ std::optional<std::int64_t> SqliteStore::InsertAccount(const Account& account) {
       account.userId, account.userName, account.verifier, account.disabled, account.hidden,
       account.userStatus, account.suspendCursor, account.quotaBytes);
   if (rows == 0) return std::nullopt;
-  return sqlite3_last_insert_rowid(connection);
+  return sqlite3_last_insert_rowid(writer->handle);
 }
 
 std::optional<Account> SqliteStore::FindAccount(std::int64_t id) {
@@ -408,8 +443,15 @@ void SqliteStore::RemoveAccount(std::int64_t id) {
 }
 
 std::int64_t SqliteStore::NextVersion(std::int64_t account) {
-  return Row(ReadNumber, "UPDATE accounts SET version=version+1 WHERE id=? RETURNING version", account)
-      .value_or(0);
+  const Guard guard(*this);
+  SqliteStatement statement(
+      writer->Prepare("UPDATE accounts SET version=version+1 WHERE id=? RETURNING version"), account);
+  if (!statement.Step()) return 0;
+  const auto version = statement.Number(0);
+  // A write is done, and committed, only when the statement has ended.
+  while (statement.Step()) {
+  }
+  return version;
 }
 
 void SqliteStore::AddUsedBytes(std::int64_t account, std::int64_t bytes) {

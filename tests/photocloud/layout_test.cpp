@@ -47,7 +47,7 @@ TEST_F(LayoutTest, FirstLayoutIsTakenOverWithAllThatIsInIt) {
     ASSERT_TRUE(account);
     EXPECT_EQ(account->version, 2);
     EXPECT_EQ(store.LoadKeys(account->id).keys, R"({"blob":"one"})");
-    EXPECT_TRUE(std::holds_alternative<Tokens>(accounts.Login("anna", "secret", "phone")));
+    EXPECT_TRUE(std::holds_alternative<Tokens>(accounts.Login({"anna", "secret", "phone", ""}).outcome));
     ASSERT_EQ(store.ListMedia(account->id, {}, std::nullopt, 10).size(), 1u);
     EXPECT_EQ(store.ListAlbums(account->id, "", std::nullopt, 10).size(), 4u);
   }

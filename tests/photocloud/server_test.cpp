@@ -87,7 +87,8 @@ TEST_F(ServerTest, LargeHeadIsRefused) {
 
 TEST_F(ServerTest, LargeBodyIsRefusedBeforeItComes) {
   const HttpReply reply =
-      Raw("POST /cloudPhoto/v1/albums HTTP/1.1\r\nHost: x\r\nContent-Length: 100000000\r\n\r\n");
+      Raw("POST /cloudPhoto/v1/albums HTTP/1.1\r\nHost: x\r\nAuthorization: " + headers["Authorization"] +
+          "\r\nContent-Length: 100000000\r\n\r\n");
   EXPECT_EQ(reply.status, 413);
   EXPECT_EQ(reply.json["error"]["errors"][0]["code"], "31084013");
 }
