@@ -1,19 +1,25 @@
 // zentara-photocloud: the self-hosted photo cloud.
 
 #include <sodium.h>
+#include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <csignal>
 #include <fstream>
 #include <iostream>
+#include <optional>
+#include <thread>
 
 #include "photocloud/accounts/loginsecret.h"
 #include "photocloud/api/router.h"
 #include "photocloud/base/log.h"
+#include "photocloud/base/text.h"
 #include "photocloud/content/integritycheck.h"
 #include "photocloud/net/httpserver.h"
+#include "photocloud/store/folderlock.h"
 #include "photocloud/store/folderobjectstore.h"
 #include "photocloud/store/sqlitestore.h"
 
@@ -23,7 +29,13 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::int64_t kSweepPeriodMs = 60 * 1000;
+// How long a push stream may outlive a session that another process has ended.
+constexpr std::int64_t kStreamCheckMs = 1000;
+constexpr std::int64_t kLeftOversPeriodMs = std::int64_t{24} * 3600 * 1000;
 constexpr std::int64_t kGiga = 1 << 30;
+constexpr std::size_t kMetricsConnections = 16;
+// Of a password in characters; the login secret made from it is always as long.
+constexpr int kShortestPassword = 8;
 
 struct Options {
   std::string data;
@@ -36,21 +48,30 @@ struct Options {
   std::string loginSecretFile;
   std::int64_t quotaGigabytes = 1024;
   std::string backupFolder;
+  std::string metricsAddress;
+  std::string logFile;
+  bool repair = false;
 };
 
 PasswordCost CostOf(const Options& options) {
   return options.fastPasswords ? PasswordCost::Least : PasswordCost::Interactive;
 }
 
+enum class Missing { Make, Refuse };
+
 // The stores of a data folder.
 struct Data {
-  explicit Data(const Options& options)
-      : store(Open(options.data)), objects(fs::path(options.data) / "objects") {}
+  explicit Data(const Options& options, Missing missing = Missing::Refuse, int busyMs = kPatientMs)
+      : store(Open(options.data, missing), busyMs), objects(fs::path(options.data) / "objects") {}
 
-  static fs::path Open(const std::string& folder) {
+  // A mistyped folder is not made into an empty service.
+  static fs::path Open(const fs::path& folder, Missing missing) {
+    const fs::path file = folder / "photocloud.db";
+    if (missing == Missing::Refuse && !fs::exists(file))
+      throw StoreFailure("no service in " + folder.string());
     fs::create_directories(folder);
     fs::permissions(folder, fs::perms::owner_all);
-    return fs::path(folder) / "photocloud.db";
+    return file;
   }
 
   SqliteStore store;
@@ -91,10 +112,16 @@ std::string ReadSecret(const std::string& file) {
   return FirstLine(stream);
 }
 
+// Characters of UTF-8, of which only the first byte counts.
+std::int64_t CountCharacters(const std::string& text) {
+  return std::count_if(text.begin(), text.end(), [](char byte) { return (byte & 0xC0) != 0x80; });
+}
+
 std::string LoginSecretOf(const Options& options) {
   if (!options.loginSecretFile.empty()) return ReadSecret(options.loginSecretFile);
   const std::string password = ReadSecret(options.passwordFile);
-  return password.empty() ? password : DeriveLoginSecret(options.userName, password);
+  if (CountCharacters(password) < kShortestPassword) return {};
+  return DeriveLoginSecret(options.userName, password);
 }
 
 int Fail(const std::string& reason) {
@@ -102,17 +129,87 @@ int Fail(const std::string& reason) {
   return 1;
 }
 
+// The counters, on an address that no proxy leads to.
+class MetricsServer : public HttpService {
+ public:
+  MetricsServer(const std::string& address, Router& serviceRouter) : router(serviceRouter) {
+    ServerSettings settings;
+    settings.address = address;
+    settings.threads = 1;
+    settings.derivingThreads = 1;
+    settings.takesSignals = false;
+    settings.maxConnections = kMetricsConnections;
+    if (!address.empty()) server.emplace(settings, *this, ServerEvents{[](auto) {}, [](auto, auto) {}});
+  }
+  ~MetricsServer() override {
+    if (!thread.joinable()) return;
+    server->Stop();
+    thread.join();
+  }
+
+  // Returns why it could not, or an empty text.
+  std::string Listen() {
+    if (!server) return {};
+    const std::string failure = server->Listen();
+    if (!failure.empty()) return failure;
+    Log(LogLevel::Info, "metrics", {{"address", server->BoundAddress()}});
+    thread = std::thread([this] { server->Run([] {}); });
+    return {};
+  }
+
+  Intake Admit(const Request& head, const BodyNotice& notice) override {
+    Intake intake;
+    if (notice.isComing || head.path != "/metrics" || IsProxied(head))
+      intake.refusal = ErrorCode::PathUnknown;
+    return intake;
+  }
+
+  Response Handle(const Request& request) override {
+    Request own = request;
+    own.onMetricsAddress = true;
+    if (request.path != "/metrics" || IsProxied(request)) own.refusal = ErrorCode::PathUnknown;
+    return router.Handle(own);
+  }
+
+ private:
+  static bool IsProxied(const Request& request) {
+    return request.headers.count("x-forwarded-for") > 0 || request.headers.count("forwarded") > 0 ||
+           request.headers.count("via") > 0;
+  }
+
+  Router& router;
+  std::optional<HttpServer> server;
+  std::thread thread;
+};
+
+void ReopenLog(const std::string& file) {
+  if (!file.empty() && !OpenLog(file)) Log(LogLevel::Error, "log not opened");
+}
+
+// "https://host", with port and path as they please; the links are put behind.
+bool IsBaseUrl(const std::string& url) {
+  return (url.rfind("http://", 0) == 0 || url.rfind("https://", 0) == 0) && !url.ends_with('/') &&
+         IsPlainText(url) && url.find_first_of("?#\" ") == std::string::npos;
+}
+
 int Serve(const Options& options) {
+  if (!options.logFile.empty() && !OpenLog(options.logFile)) return Fail("cannot write " + options.logFile);
+  if (!options.server.publicUrl.empty() && !IsBaseUrl(options.server.publicUrl)) {
+    return Fail("--public-url is to be like https://photos.example.org, without a slash at its end");
+  }
   if (options.server.certificateFile.empty() != options.server.keyFile.empty()) {
     return Fail("--tls-cert and --tls-key go together");
   }
-  Data data(options);
+  fs::create_directories(options.data);
+  const FolderLock folderLock(options.data);
+  if (!folderLock.IsHeld())
+    return Fail("another server runs on " + options.data + ", or it cannot be written");
+  Data data(options, Missing::Make, kRequestMs);
+  data.objects.RemoveUnfinished();
   Services services(data.store, data.objects, data.clock, options.service, CostOf(options));
   if (options.faults) services.faults = std::make_unique<FaultPlan>();
   Router router(services);
-  ServerSettings settings = options.server;
-  settings.maxObjectBytes = static_cast<std::size_t>(options.service.content.MaxObjectBytes());
-  HttpServer server(settings, [&](const Request& request) { return router.Handle(request); },
+  HttpServer server(options.server, router,
                     {[&](std::int64_t change) { services.metrics.connections += change; },
                      [&](std::int64_t received, std::int64_t sent) {
                        services.metrics.bytesIn += received;
@@ -120,20 +217,28 @@ int Serve(const Options& options) {
                      }});
   const std::string failure = server.Listen();
   if (!failure.empty()) return Fail(failure);
+  MetricsServer metrics(options.metricsAddress, router);
+  const std::string metricsFailure = metrics.Listen();
+  if (!metricsFailure.empty()) return Fail(metricsFailure);
   services.Sweep();
+  services.SweepLeftOvers();
+  server.Every(kLeftOversPeriodMs, [&] { services.SweepLeftOvers(); });
   server.Every(kSweepPeriodMs, [&] { services.Sweep(); });
+  server.Every(kStreamCheckMs, [&] { services.EndLostStreams(); });
   // Flushed at once: whoever started the server waits for this line.
   std::cout << "listening on " << server.BoundAddress() << std::endl;
-  server.Run([&] { services.push.Close(); });
+  server.Run([&] { services.push.Close(); }, [&] { ReopenLog(options.logFile); });
   Log(LogLevel::Info, "stopped");
   return 0;
 }
 
 int AddUser(const Options& options) {
-  Data data(options);
+  Data data(options, Missing::Make);
   AccountService accounts(data.store, data.clock, CostOf(options));
   const std::string secret = LoginSecretOf(options);
-  if (secret.empty()) return Fail("no password was given, or too little memory to derive from it");
+  if (secret.empty()) {
+    return Fail("no password of at least 8 characters was given, or too little memory to derive from it");
+  }
   if (!accounts.Create(options.userName, secret, options.quotaGigabytes * kGiga)) {
     return Fail("the name is taken or cannot be used");
   }
@@ -201,6 +306,12 @@ void AddServeOptions(CLI::App& serve, Options& options) {
       ->required();
   serve.add_option("--tls-cert", options.server.certificateFile, "certificate chain, PEM");
   serve.add_option("--tls-key", options.server.keyFile, "private key, PEM");
+  serve.add_option("--public-url", options.server.publicUrl,
+                   "where clients reach the service, for links: https://photos.example.org");
+  serve.add_flag("--behind-proxy", options.server.isBehindProxy,
+                 "plain HTTP from a proxy, which tells the client's address in X-Forwarded-For");
+  serve.add_option("--metrics-listen", options.metricsAddress, "address and port of /metrics");
+  serve.add_option("--log-file", options.logFile, "in place of standard error; opened anew at SIGHUP");
   serve.add_option("--threads", options.server.threads, "threads")->check(CLI::Range(1, 256));
   serve.add_option("--slice-size", options.service.content.sliceSize, "plain bytes of one object")
       ->check(CLI::Range(std::int64_t{16}, std::int64_t{64} << 20));
@@ -259,6 +370,8 @@ int Main(int argc, char** argv) {
 int main(int argc, char** argv) {
   // A peer that goes away in the middle of an answer is no reason to end.
   std::signal(SIGPIPE, SIG_IGN);
+  // All that is written is for the service's owner: verifiers, keys, pictures.
+  ::umask(077);
   if (sodium_init() < 0) return 1;
   try {
     return photocloud::Main(argc, argv);

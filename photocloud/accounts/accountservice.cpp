@@ -1,6 +1,10 @@
 #include "photocloud/accounts/accountservice.h"
 
+#include <algorithm>
+
 #include "photocloud/base/digest.h"
+#include "photocloud/base/json.h"
+#include "photocloud/base/log.h"
 #include "photocloud/base/text.h"
 #include "photocloud/base/timetext.h"
 
@@ -13,11 +17,6 @@ constexpr std::int64_t kAccessSeconds = 3600;
 constexpr std::int64_t kRefreshSeconds = 30 * 24 * 3600;
 // For a device that lost the answer of its refresh.
 constexpr std::int64_t kPreviousRefreshMs = 60 * 1000;
-
-// Guesses of one name's password: then a minute of silence.
-constexpr int kMostFailures = 5;
-constexpr std::int64_t kFailureWindowMs = 60 * 1000;
-constexpr std::size_t kMostRememberedNames = 10000;
 
 constexpr std::size_t kLongestUserName = 200;
 
@@ -47,6 +46,12 @@ void AddOwnAlbums(MetadataStore& store, std::int64_t account, std::int64_t nowMs
   }
 }
 
+// With the number and not the name, which may be a password that was typed into
+// the wrong field.
+void LogRefusal(const std::string& account, const std::string& address) {
+  Log(LogLevel::Warning, "login refused", {{"account", account}, {"address", address}});
+}
+
 }  // namespace
 
 AccountService::AccountService(MetadataStore& metadataStore, const Clock& serviceClock,
@@ -54,7 +59,8 @@ AccountService::AccountService(MetadataStore& metadataStore, const Clock& servic
     : store(metadataStore),
       clock(serviceClock),
       cost(passwordCost),
-      strangerVerifier(MakeVerifier(NewToken(), passwordCost)) {}
+      strangerVerifier(MakeVerifier(NewToken(), passwordCost)),
+      throttle(serviceClock) {}
 
 bool AccountService::Create(const std::string& userName, const std::string& loginSecret,
                             std::int64_t quotaBytes) {
@@ -81,30 +87,33 @@ bool AccountService::SetDisabled(const std::string& userName, bool disabled) {
     if (!account) return false;
     account->disabled = disabled;
     store.UpdateAccount(*account);
-    if (disabled) store.RemoveSessionsOf(account->id);
+    if (disabled) store.RemoveSessionsOf(account->id, 0);
     return true;
   });
 }
 
-std::variant<Tokens, ErrorCode> AccountService::Login(const std::string& userName,
-                                                      const std::string& loginSecret,
-                                                      const std::string& deviceId) {
-  if (userName.size() > kLongestUserName) return ErrorCode::LoginRefused;
-  if (IsThrottled(userName)) return ErrorCode::TooManyRequests;
-  const auto account = store.FindAccountByName(userName);
+LoginResult AccountService::Login(const LoginAttempt& attempt) {
+  if (attempt.userName.size() > kLongestUserName) return {ErrorCode::LoginRefused};
+  const std::string name = ToLower(attempt.userName);
+  const auto wait = throttle.Enter(name, attempt.address);
+  if (!wait) return {ErrorCode::TooManyRequests};
+  const auto account = store.FindAccountByName(attempt.userName);
   // An unknown name costs as much time as a wrong password, so that the time
   // does not tell which names exist.
-  if (!VerifyPassword(account ? account->verifier : strangerVerifier, loginSecret) || !account) {
-    CountFailure(userName);
-    return ErrorCode::LoginRefused;
+  if (!VerifyPassword(account ? account->verifier : strangerVerifier, attempt.loginSecret) || !account) {
+    LogRefusal(account ? std::to_string(account->id) : "unknown", attempt.address);
+    return {ErrorCode::LoginRefused, *wait};
   }
-  if (account->disabled) return ErrorCode::AccountDisabled;
+  throttle.Succeed(name, attempt.address);
+  if (account->disabled) return {ErrorCode::AccountDisabled, *wait};
   Session session;
   session.accountId = account->id;
-  session.deviceId = deviceId;
+  session.deviceId = attempt.deviceId;
+  session.createdMs = clock.NowMs();
+  session.lastUsedMs = session.createdMs;
   const Tokens tokens = Renew(session, *account);
   store.InsertSession(session);
-  return tokens;
+  return {tokens, *wait};
 }
 
 std::variant<Tokens, ErrorCode> AccountService::Refresh(const std::string& refreshToken) {
@@ -121,8 +130,10 @@ std::variant<Tokens, ErrorCode> AccountService::Refresh(const std::string& refre
       result = ErrorCode::AccountDisabled;
       return false;
     }
-    session->previousHash = hash;
-    session->previousUntilMs = isPresent ? clock.NowMs() + kPreviousRefreshMs : session->previousUntilMs;
+    // Once more and not again: two parties that hold one token are told apart
+    // by the one that comes too late.
+    session->previousHash = isPresent ? hash : "";
+    session->previousUntilMs = isPresent ? clock.NowMs() + kPreviousRefreshMs : 0;
     result = Renew(*session, *account);
     store.UpdateSession(*session);
     return true;
@@ -137,7 +148,85 @@ std::variant<Caller, ErrorCode> AccountService::Authenticate(const std::string& 
   auto account = store.FindAccount(session->accountId);
   if (!account) return ErrorCode::TokenInvalid;
   if (account->disabled) return ErrorCode::AccountDisabled;
+  {
+    const std::lock_guard guard(usesLock);
+    uses[session->id] = clock.NowMs();
+  }
   return Caller{std::move(*account), session->id, session->deviceId};
+}
+
+std::vector<Session> AccountService::ListSessions(const Caller& caller) {
+  auto sessions = store.ListSessions(caller.account.id);
+  std::erase_if(sessions, [this](const Session& session) { return session.refreshUntilMs < clock.NowMs(); });
+  {
+    const std::lock_guard guard(usesLock);
+    for (Session& session : sessions) {
+      const auto used = uses.find(session.id);
+      if (used != uses.end()) session.lastUsedMs = std::max(session.lastUsedMs, used->second);
+    }
+  }
+  std::stable_sort(sessions.begin(), sessions.end(), [](const Session& left, const Session& right) {
+    return left.lastUsedMs > right.lastUsedMs;
+  });
+  return sessions;
+}
+
+PasswordResult AccountService::ChangePassword(const Caller& caller, const PasswordChange& change) {
+  const Account& account = caller.account;
+  const std::string name = ToLower(account.userName);
+  const auto wait = throttle.Enter(name, change.address);
+  if (!wait) return {ErrorCode::TooManyRequests};
+  if (VerifyPassword(account.verifier, change.currentSecret)) {
+    throttle.Succeed(name, change.address);
+    const std::string verifier = MakeVerifier(change.newSecret, cost);
+    if (verifier.empty()) return {ErrorCode::Unavailable, *wait};
+    return {StoreChange(caller, change, verifier), *wait};
+  }
+  const WrappedKeys stored = store.LoadKeys(account.id);
+  if (IsRepeated(account, change, stored)) return {stored, *wait};
+  LogRefusal(std::to_string(account.id), change.address);
+  return {ErrorCode::LoginRefused, *wait};
+}
+
+std::variant<WrappedKeys, ErrorCode> AccountService::StoreChange(const Caller& caller,
+                                                                 const PasswordChange& change,
+                                                                 const std::string& verifier) {
+  WrappedKeys keys{change.keys, change.ifRevision + 1};
+  WrappedKeys before;
+  const bool stored = store.Atomically([&] {
+    auto account = store.FindAccount(caller.account.id);
+    before = store.LoadKeys(caller.account.id);
+    // Another change may have come first while the secrets were being derived.
+    if (!account || account->verifier != caller.account.verifier) return false;
+    if (before.revision != change.ifRevision) return false;
+    account->verifier = verifier;
+    store.UpdateAccount(*account);
+    store.StoreKeys(account->id, keys);
+    store.RemoveSessionsOf(account->id, caller.sessionId);
+    return true;
+  });
+  if (stored) return keys;
+  if (IsRepeated(caller.account, change, before)) return before;
+  return ErrorCode::CompareFailed;
+}
+
+bool AccountService::IsRepeated(const Account& account, const PasswordChange& change,
+                                const WrappedKeys& stored) const {
+  return stored.revision > change.ifRevision && ParseJson(stored.keys) == ParseJson(change.keys) &&
+         VerifyPassword(account.verifier, change.newSecret);
+}
+
+void AccountService::SweepSessions() {
+  std::map<std::int64_t, std::int64_t> used;
+  {
+    const std::lock_guard guard(usesLock);
+    used.swap(uses);
+  }
+  store.Atomically([&] {
+    for (const auto& [id, usedMs] : used) store.TouchSession(id, usedMs);
+    store.RemoveSessionsBefore(clock.NowMs());
+    return true;
+  });
 }
 
 Tokens AccountService::Renew(Session& session, const Account& account) const {
@@ -147,22 +236,6 @@ Tokens AccountService::Renew(Session& session, const Account& account) const {
   session.refreshHash = Sha256Hex(tokens.refreshToken);
   session.refreshUntilMs = clock.NowMs() + kRefreshSeconds * 1000;
   return tokens;
-}
-
-bool AccountService::IsThrottled(const std::string& userName) {
-  const std::lock_guard guard(failuresLock);
-  const auto found = failures.find(userName);
-  return found != failures.end() && found->second.count >= kMostFailures &&
-         found->second.untilMs > clock.NowMs();
-}
-
-void AccountService::CountFailure(const std::string& userName) {
-  const std::lock_guard guard(failuresLock);
-  if (failures.size() >= kMostRememberedNames) failures.clear();
-  Failures& entry = failures[userName];
-  if (entry.untilMs <= clock.NowMs()) entry.count = 0;
-  entry.count += 1;
-  entry.untilMs = clock.NowMs() + kFailureWindowMs;
 }
 
 }  // namespace photocloud

@@ -6,7 +6,9 @@
 #include <optional>
 #include <string>
 #include <variant>
+#include <vector>
 
+#include "photocloud/accounts/loginthrottle.h"
 #include "photocloud/accounts/passwords.h"
 #include "photocloud/base/clock.h"
 #include "photocloud/base/errorcode.h"
@@ -32,6 +34,33 @@ struct Caller {
   std::string deviceId;
 };
 
+// What a device sends to change its account's password.
+struct PasswordChange {
+  std::string currentSecret;
+  std::string newSecret;
+  std::string keys;             // JSON, sealed under the new password.
+  std::int64_t ifRevision = 0;  // Of the keys that these replace.
+  std::string address;          // Of the device.
+};
+
+struct LoginAttempt {
+  std::string userName;
+  std::string loginSecret;
+  std::string deviceId;
+  std::string address;
+};
+
+// The answer has to wait for `waitMs`, right or wrong.
+struct LoginResult {
+  std::variant<Tokens, ErrorCode> outcome;
+  std::int64_t waitMs = 0;
+};
+
+struct PasswordResult {
+  std::variant<WrappedKeys, ErrorCode> outcome;
+  std::int64_t waitMs = 0;
+};
+
 // Accounts and their sessions. A device proves that it knows the password by its
 // login secret (loginsecret.h); the password itself opens the account's keys and is
 // none of the service's business. Safe to call from any thread.
@@ -45,33 +74,45 @@ class AccountService {
   // Takes effect on the next request, also on a server that runs meanwhile.
   bool SetDisabled(const std::string& userName, bool disabled);
 
-  std::variant<Tokens, ErrorCode> Login(const std::string& userName, const std::string& loginSecret,
-                                        const std::string& deviceId);
+  LoginResult Login(const LoginAttempt& attempt);
   std::variant<Tokens, ErrorCode> Refresh(const std::string& refreshToken);
-  void Logout(const Caller& caller) { store.RemoveSession(caller.sessionId); }
+
+  // The sessions of the caller's account that can go on, newest use first.
+  std::vector<Session> ListSessions(const Caller& caller);
+  // Returns false when the account has no such session.
+  bool EndSession(const Caller& caller, std::int64_t id) {
+    return store.RemoveSession(caller.account.id, id);
+  }
+
+  // Takes a new login secret and keys that are sealed anew in one step, and ends
+  // all other sessions of the account. Proven by the secret in force; wrong ones
+  // count as those of a login. Repeated after a lost answer it says the same
+  // again. Returns the keys as they are stored now.
+  PasswordResult ChangePassword(const Caller& caller, const PasswordChange& change);
 
   std::variant<Caller, ErrorCode> Authenticate(const std::string& accessToken);
 
-  // Drops sessions that cannot be refreshed any more.
-  void SweepSessions() { store.RemoveSessionsBefore(clock.NowMs()); }
+  // Stores when sessions were used, and drops those that cannot be refreshed any
+  // more.
+  void SweepSessions();
 
  private:
-  struct Failures {
-    int count = 0;
-    std::int64_t untilMs = 0;
-  };
-
-  bool IsThrottled(const std::string& userName);
-  void CountFailure(const std::string& userName);
   Tokens Renew(Session& session, const Account& account) const;
+  std::variant<WrappedKeys, ErrorCode> StoreChange(const Caller& caller, const PasswordChange& change,
+                                                   const std::string& verifier);
+  bool IsRepeated(const Account& account, const PasswordChange& change, const WrappedKeys& stored) const;
 
   MetadataStore& store;
   const Clock& clock;
   const PasswordCost cost;
   const std::string strangerVerifier;
 
-  std::mutex failuresLock;
-  std::map<std::string, Failures> failures;  // Guarded by failuresLock.
+  LoginThrottle throttle;
+
+  std::mutex usesLock;
+  // When sessions were used since the last sweep; guarded by usesLock. A row for
+  // each request would make every reader a writer.
+  std::map<std::int64_t, std::int64_t> uses;
 };
 
 }  // namespace photocloud

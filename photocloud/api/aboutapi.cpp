@@ -51,7 +51,7 @@ Answer GetRegisterInfo(Exchange& exchange) {
 }
 
 Answer GetMetrics(Exchange& exchange) {
-  if (!exchange.request.fromLoopback) return ErrorCode::PathUnknown;
+  if (!exchange.request.onMetricsAddress) return ErrorCode::PathUnknown;
   Response response;
   response.contentType = "text/plain; version=0.0.4";
   response.body = exchange.services.metrics.Text(exchange.services.push.Count());

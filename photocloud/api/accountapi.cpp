@@ -2,6 +2,7 @@
 
 #include "photocloud/api/handlers.h"
 #include "photocloud/base/json.h"
+#include "photocloud/base/text.h"
 
 namespace photocloud {
 namespace {
@@ -27,8 +28,10 @@ Answer Login(Exchange& exchange) {
   if (!body["password"].isString()) return Answer(ErrorCode::Malformed, "password");
   const std::string device = TextOf(body, "deviceId");
   if (!IsDeviceName(device)) return Answer(ErrorCode::Malformed, "deviceId");
-  const std::string user = TextOf(body, "userName");
-  return TokenAnswer(exchange.services.accounts.Login(user, TextOf(body, "password"), device));
+  const auto result = exchange.services.accounts.Login(
+      {TextOf(body, "userName"), TextOf(body, "password"), device, exchange.request.address});
+  exchange.scope.Delay(result.waitMs);
+  return TokenAnswer(result.outcome);
 }
 
 Answer Refresh(Exchange& exchange) {
@@ -37,7 +40,32 @@ Answer Refresh(Exchange& exchange) {
 }
 
 Answer Logout(Exchange& exchange) {
-  exchange.services.accounts.Logout(exchange.caller);
+  (void)exchange.services.accounts.EndSession(exchange.caller, exchange.caller.sessionId);
+  exchange.services.EndLostStreams();
+  return {};
+}
+
+Answer ListSessions(Exchange& exchange) {
+  Json::Value json(Json::objectValue);
+  json["sessions"] = Json::Value(Json::arrayValue);
+  for (const Session& session : exchange.services.accounts.ListSessions(exchange.caller)) {
+    Json::Value entry(Json::objectValue);
+    entry["id"] = std::to_string(session.id);
+    entry["deviceId"] = session.deviceId;
+    entry["createdTime"] = Json::Int64(session.createdMs);
+    entry["lastUsedTime"] = Json::Int64(session.lastUsedMs);
+    entry["current"] = session.id == exchange.caller.sessionId;
+    json["sessions"].append(entry);
+  }
+  return json;
+}
+
+Answer EndSession(Exchange& exchange) {
+  const auto id = ParseNumber(exchange.arguments[0]);
+  if (!id || !exchange.services.accounts.EndSession(exchange.caller, *id)) {
+    return Answer(ErrorCode::ObjectUnknown, "sessionId");
+  }
+  exchange.services.EndLostStreams();
   return {};
 }
 
@@ -65,10 +93,27 @@ Answer PutKeys(Exchange& exchange) {
   return KeysAnswer(keys);
 }
 
+Answer ChangePassword(Exchange& exchange) {
+  const Json::Value& body = exchange.body;
+  if (!body["password"].isString()) return Answer(ErrorCode::Malformed, "password");
+  if (TextOf(body, "newPassword").empty()) return Answer(ErrorCode::Malformed, "newPassword");
+  if (!body["keys"].isObject()) return Answer(ErrorCode::Malformed, "keys");
+  if (!body["ifRevision"].isInt64()) return Answer(ErrorCode::Malformed, "ifRevision");
+  const PasswordChange change{TextOf(body, "password"), TextOf(body, "newPassword"), WriteJson(body["keys"]),
+                              body["ifRevision"].asInt64(), exchange.request.address};
+  if (change.keys.size() > kMaxKeysBytes) return Answer(ErrorCode::BodyTooLarge, "keys");
+  const auto result = exchange.services.accounts.ChangePassword(exchange.caller, change);
+  exchange.scope.Delay(result.waitMs);
+  if (const auto* refused = std::get_if<ErrorCode>(&result.outcome)) return *refused;
+  exchange.services.EndLostStreams();
+  return KeysAnswer(std::get<WrappedKeys>(result.outcome));
+}
+
 Answer OpenPush(Exchange& exchange) {
   Response response;
   response.contentType = "text/event-stream";
-  response.stream = exchange.services.push.Subscribe(exchange.Account(), exchange.Device());
+  response.stream =
+      exchange.services.push.Subscribe(exchange.Account(), exchange.Device(), exchange.caller.sessionId);
   return response;
 }
 
@@ -80,16 +125,29 @@ std::vector<Route> AccountRoutes() {
   open.hideable = false;
   open.json = true;
   open.batchable = false;
+  RouteRules login = open;
+  login.lane = Lane::Deriving;
+  RouteRules refresh = open;
+  refresh.lane = Lane::Storing;
   RouteRules own;
   own.hideable = false;
+  RouteRules end = own;
+  end.lane = Lane::Storing;
   RouteRules change = own;
   change.json = true;
   change.atomic = true;
   RouteRules push = own;
   push.batchable = false;
-  return {{"POST", "/cloudPhoto/v1/auth/login", Login, open},
-          {"POST", "/cloudPhoto/v1/auth/refresh", Refresh, open},
-          {"POST", "/cloudPhoto/v1/auth/logout", Logout, own},
+  // Derivations take their time and run outside any transaction.
+  RouteRules password = push;
+  password.json = true;
+  password.lane = Lane::Deriving;
+  return {{"POST", "/cloudPhoto/v1/auth/login", Login, login},
+          {"POST", "/cloudPhoto/v1/auth/refresh", Refresh, refresh},
+          {"POST", "/cloudPhoto/v1/auth/logout", Logout, end},
+          {"POST", "/cloudPhoto/v1/auth/password", ChangePassword, password},
+          {"GET", "/cloudPhoto/v1/sessions", ListSessions, own},
+          {"DELETE", "/cloudPhoto/v1/sessions/{sessionId}", EndSession, end},
           {"GET", "/cloudPhoto/v1/keys", GetKeys, own},
           {"PUT", "/cloudPhoto/v1/keys", PutKeys, change},
           {"GET", "/cloudPhoto/v1/push", OpenPush, push}};

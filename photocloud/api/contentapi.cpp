@@ -3,6 +3,7 @@
 #include "photocloud/api/handlers.h"
 #include "photocloud/api/mediaview.h"
 #include "photocloud/base/json.h"
+#include "photocloud/base/log.h"
 #include "photocloud/base/text.h"
 
 namespace photocloud {
@@ -142,17 +143,15 @@ Answer PostRevision(Exchange& exchange) {
   return AnnounceObject(exchange, place, objects[0]);
 }
 
-// Reads every object of the asset. Damaged ones are noted, so that they are
-// asked for again.
-bool IsAssetWhole(Exchange& exchange, const AssetRecord& asset) {
-  bool isWhole = true;
-  for (const SliceRecord& slice : exchange.services.store.ListSlices(exchange.Account(), asset.id)) {
-    const auto object = exchange.services.store.FindObject(exchange.Account(), slice.sha256);
-    if (object && object->whole && exchange.services.vault.IsWhole(exchange.Account(), *object)) continue;
-    if (object) exchange.services.vault.MarkDamaged(exchange.Account(), slice.sha256);
-    isWhole = false;
-  }
-  return isWhole;
+// Reading the objects takes its time and would keep every account waiting: what
+// is damaged is found afterwards, and its media are lost then.
+void VerifyLater(Exchange& exchange, const AssetRecord& asset) {
+  Services& services = exchange.services;
+  const bool isTaken = services.background.Add(
+      exchange.Account(), std::to_string(exchange.Account()) + "/" + asset.id,
+      [&services, account = exchange.Account(), id = asset.id] { services.vault.Verify(account, id); });
+  if (!isTaken)
+    Log(LogLevel::Warning, "asset not verified", {{"account", std::to_string(exchange.Account())}});
 }
 
 Answer PatchRevision(Exchange& exchange) {
@@ -164,17 +163,13 @@ Answer PatchRevision(Exchange& exchange) {
   const Place& place = std::get<Place>(found);
   if (place.media.phase != MediaPhase::Visible) return ErrorCode::MediaUnknown;
   const auto reported = static_cast<ContentStatus>(status.asInt());
-  const bool isWhole = IsAssetWhole(exchange, place.asset);
-  if (reported == ContentStatus::Whole && !isWhole) return ErrorCode::ObjectsMissing;
+  const bool isComplete = exchange.services.vault.IsComplete(exchange.Account(), place.asset.id);
+  if (reported == ContentStatus::Whole && !isComplete) return ErrorCode::ObjectsMissing;
   // Whole here and lost there: the device could not make sense of the bytes,
   // and only a device that holds the original can say more.
-  const bool hasChanged = exchange.services.store.Atomically([&] {
-    const auto now = FindPlace(exchange);
-    if (!std::holds_alternative<Place>(now)) return false;
-    const AssetRecord& asset = std::get<Place>(now).asset;
-    return exchange.services.vault.SetAssetStatus(exchange.Account(), asset, reported, exchange.Device());
-  });
-  if (hasChanged) exchange.TellDevices();
+  if (exchange.services.vault.SetAssetStatus(exchange.Account(), place.asset, reported, exchange.Device()))
+    exchange.TellDevices();
+  VerifyLater(exchange, place.asset);
   Json::Value json(Json::objectValue);
   json["mediaId"] = place.media.id;
   json["assetId"] = place.asset.id;
@@ -184,7 +179,7 @@ Answer PatchRevision(Exchange& exchange) {
 }
 
 struct Target {
-  std::int64_t account = 0;
+  Account account;
   SliceRecord slice;
 };
 
@@ -201,14 +196,31 @@ std::variant<Target, ErrorCode> FindSigned(Exchange& exchange) {
   const auto account = exchange.services.store.FindAccount(found->first);
   if (!account || account->disabled) return ErrorCode::AccountDisabled;
   if (account->hidden) return ErrorCode::DataHidden;
-  return Target{found->first, found->second};
+  return Target{*account, found->second};
+}
+
+std::variant<std::shared_ptr<ByteSink>, ErrorCode> OpenObject(Exchange& exchange,
+                                                              std::optional<std::int64_t> length) {
+  const auto found = FindSigned(exchange);
+  if (const auto* error = std::get_if<ErrorCode>(&found)) return *error;
+  const auto& [account, slice] = std::get<Target>(found);
+  auto incoming = exchange.services.vault.Expect(account, slice, length);
+  if (const auto* error = std::get_if<ErrorCode>(&incoming)) return *error;
+  return std::shared_ptr<ByteSink>(std::get<std::shared_ptr<IncomingObject>>(incoming));
 }
 
 Answer PutObject(Exchange& exchange) {
   const auto found = FindSigned(exchange);
   if (const auto* error = std::get_if<ErrorCode>(&found)) return *error;
-  const auto& [account, slice] = std::get<Target>(found);
-  if (const auto error = exchange.services.vault.Store(account, slice, exchange.request.body)) return *error;
+  const SliceRecord& slice = std::get<Target>(found).slice;
+  std::shared_ptr<ByteSink> sink = exchange.request.sink;
+  if (!sink) {
+    // No body has come: right for an empty object, and refused for any other.
+    auto empty = OpenObject(exchange, 0);
+    if (const auto* error = std::get_if<ErrorCode>(&empty)) return *error;
+    sink = std::get<std::shared_ptr<ByteSink>>(empty);
+  }
+  if (const auto error = exchange.services.vault.Store(dynamic_cast<IncomingObject&>(*sink))) return *error;
   Json::Value json(Json::objectValue);
   json["objectId"] = slice.objectId;
   json["length"] = Json::Int64(slice.length);
@@ -221,21 +233,30 @@ struct ByteRange {
   bool isPart = false;
 };
 
-// One range of "bytes=a-b", "bytes=a-" or "bytes=-n". Headers that are not
-// understood count as absent, as HTTP has it; nothing for a range outside.
-std::optional<ByteRange> ReadRange(const std::string& header, std::int64_t length) {
+// A number of a range; one beyond 63 bits is beyond every object too.
+std::optional<std::int64_t> ReadPlace(const std::string& text) {
+  if (text.empty() || text.find_first_not_of("0123456789") != std::string::npos) return std::nullopt;
+  return ParseNumber(text).value_or(INT64_MAX);
+}
+
+// One range of "bytes=a-b", "bytes=a-" or "bytes=-n". Other units and lists of
+// ranges count as absent, as HTTP has it.
+std::variant<ByteRange, ErrorCode> ReadRange(const std::string& header, std::int64_t length) {
   constexpr std::string_view kUnit = "bytes=";
   if (header.rfind(kUnit, 0) != 0 || header.find(',') != std::string::npos)
     return ByteRange{0, length, false};
   const std::string range = header.substr(kUnit.size());
   const auto dash = range.find('-');
-  if (dash == std::string::npos) return ByteRange{0, length, false};
-  const auto first = ParseNumber(range.substr(0, dash));
-  const auto last = ParseNumber(range.substr(dash + 1));
-  if (!first && !last) return ByteRange{0, length, false};
+  if (dash == std::string::npos) return ErrorCode::Malformed;
+  const std::string firstText = range.substr(0, dash);
+  const std::string lastText = range.substr(dash + 1);
+  const auto first = ReadPlace(firstText);
+  const auto last = ReadPlace(lastText);
+  if ((!first && !firstText.empty()) || (!last && !lastText.empty()) || (!first && !last))
+    return ErrorCode::Malformed;
   const std::int64_t start = first ? *first : std::max<std::int64_t>(0, length - *last);
   const std::int64_t end = first && last ? std::min(*last, length - 1) : length - 1;
-  if (start > end) return std::nullopt;
+  if (start > end) return ErrorCode::RangeOutside;
   return ByteRange{start, end - start + 1, true};
 }
 
@@ -243,9 +264,10 @@ Answer GetObject(Exchange& exchange) {
   const auto found = FindSigned(exchange);
   if (const auto* error = std::get_if<ErrorCode>(&found)) return *error;
   const auto& [account, slice] = std::get<Target>(found);
-  const auto range = ReadRange(exchange.request.Header("range"), slice.length);
-  if (!range) return ErrorCode::RangeOutside;
-  auto bytes = exchange.services.vault.Read(account, slice, range->start, range->count);
+  const auto wanted = ReadRange(exchange.request.Header("range"), slice.length);
+  if (const auto* error = std::get_if<ErrorCode>(&wanted)) return Answer(*error, "Range");
+  const ByteRange* const range = &std::get<ByteRange>(wanted);
+  auto bytes = exchange.services.vault.Read(account.id, slice, range->start, range->count);
   if (!bytes) return ErrorCode::ObjectUnknown;
   Response response;
   response.contentType = "application/octet-stream";
@@ -270,16 +292,17 @@ std::vector<Route> ContentRoutes() {
   announce.json = true;
   announce.atomic = true;
   RouteRules report;
-  // No transaction around it: it reads whole objects, and nobody else should
-  // have to wait for that.
   report.json = true;
+  report.atomic = true;
   RouteRules bytes;
   bytes.token = false;
   bytes.batchable = false;
+  RouteRules put = bytes;
+  put.lane = Lane::Storing;
   return {{"POST", kRevision, PostRevision, announce},
           {"PATCH", kRevision, PatchRevision, report},
           {"GET", kObject, GetObject, bytes},
-          {"PUT", kObject, PutObject, bytes}};
+          {"PUT", kObject, PutObject, put, OpenObject}};
 }
 
 }  // namespace photocloud

@@ -2,6 +2,7 @@
 
 #include <json/value.h>
 
+#include <algorithm>
 #include <optional>
 #include <set>
 #include <string>
@@ -38,6 +39,9 @@ struct MessageScope {
   std::string changedBy;
   std::int64_t account = 0;
   Delivery delivery;
+
+  // The answer waits at least so long.
+  void Delay(std::int64_t milliseconds) { delivery.delayMs = std::max(delivery.delayMs, milliseconds); }
 };
 
 // One request on its way through a handler. Lives on the handling thread.

@@ -96,6 +96,8 @@ bool AdvanceClock(ActionContext& context) {
 
 bool Sweep(ActionContext& context) {
   context.services.Sweep();
+  context.services.SweepLeftOvers();
+  context.services.background.WaitUntilIdle();
   return true;
 }
 

@@ -10,6 +10,22 @@
 namespace photocloud {
 namespace {
 
+// Of bodies in memory; those of requests without a token are small.
+constexpr std::int64_t kMostBodyBytes = 8 << 20;
+constexpr std::int64_t kMostOpenBodyBytes = 64 << 10;
+
+ErrorCode CodeOf(const StoreFailure& failure) {
+  switch (failure.kind) {
+    case StoreFailure::Kind::Busy:
+      return ErrorCode::Unavailable;
+    case StoreFailure::Kind::Full:
+      return ErrorCode::NoSpace;
+    case StoreFailure::Kind::Broken:
+      break;
+  }
+  return ErrorCode::Internal;
+}
+
 // The parts of a path; nothing when one does not decode.
 std::optional<std::vector<std::string>> MatchPattern(const std::vector<std::string>& pattern,
                                                      const std::vector<std::string>& path) {
@@ -64,7 +80,9 @@ Response ToResponse(Answer answer) {
   response.status = answer.status;
   response.body = WriteJson(answer.json);
   if (answer.status == Describe(ErrorCode::TooManyRequests).status)
-    response.headers.emplace_back("Retry-After", "60");
+    response.headers.emplace_back("Retry-After", "10");
+  if (answer.status == Describe(ErrorCode::Unavailable).status)
+    response.headers.emplace_back("Retry-After", "2");
   return response;
 }
 
@@ -86,6 +104,9 @@ Response Router::Handle(const Request& request) {
       const auto account = services.store.FindAccount(scope.account);
       if (account) services.push.Publish(account->id, scope.changedBy, "301", SyncMessage(account->version));
     }
+  } catch (const StoreFailure& failure) {
+    Log(LogLevel::Error, "request failed", {{"path", request.path}, {"reason", failure.what()}});
+    response = ToResponse(CodeOf(failure));
   } catch (const std::exception& failure) {
     Log(LogLevel::Error, "request failed", {{"path", request.path}, {"reason", failure.what()}});
     response = ToResponse(ErrorCode::Internal);
@@ -144,22 +165,66 @@ Router::Match Router::Find(const Request& request) const {
 }
 
 Answer Router::RunRoute(const Match& match, const Request& request, MessageScope& scope) {
+  if (request.refusal) return *request.refusal;
   if (!match.route) return match.isPathKnown ? ErrorCode::MethodNotAllowed : ErrorCode::PathUnknown;
   if (request.inBatch && !match.route->rules.batchable) return ErrorCode::Malformed;
   Exchange exchange{request, services, *this, scope, match.arguments, {}, {}, {}};
-  if (auto refusal = Admit(exchange, match.route->rules)) return *refusal;
+  if (auto refusal = Prepare(exchange, match.route->rules)) return *refusal;
   Answer answer = Execute(exchange, *match.route);
   if (!answer.raw && !answer.isSelected) answer.json = exchange.fields.Apply(answer.json);
   return answer;
 }
 
-std::optional<Answer> Router::Admit(Exchange& exchange, const RouteRules& rules) {
-  if (rules.token) {
-    auto caller = services.accounts.Authenticate(BearerToken(exchange.request));
-    if (const auto* refused = std::get_if<ErrorCode>(&caller)) return Answer(*refused);
-    exchange.caller = std::move(std::get<Caller>(caller));
-    if (rules.hideable && exchange.caller.account.hidden) return Answer(ErrorCode::DataHidden);
+Intake Router::Admit(const Request& head, const BodyNotice& notice) {
+  const Match match = Find(head);
+  Intake intake;
+  try {
+    if (notice.isComing) intake = AdmitBody(match, head, notice);
+  } catch (const StoreFailure& failure) {
+    intake.refusal = CodeOf(failure);
+  } catch (const std::exception& failure) {
+    intake.refusal = ErrorCode::Internal;
   }
+  if (match.route) intake.lane = match.route->rules.atomic ? Lane::Storing : match.route->rules.lane;
+  return intake;
+}
+
+Intake Router::AdmitBody(const Match& match, const Request& head, const BodyNotice& notice) {
+  Intake intake;
+  if (!match.route) {
+    intake.refusal = match.isPathKnown ? ErrorCode::MethodNotAllowed : ErrorCode::PathUnknown;
+    return intake;
+  }
+  MessageScope scope;
+  Exchange exchange{head, services, *this, scope, match.arguments, {}, {}, {}};
+  if (match.route->open) {
+    auto opened = match.route->open(exchange, notice.length);
+    if (const auto* refused = std::get_if<ErrorCode>(&opened))
+      intake.refusal = *refused;
+    else
+      intake.sink = std::get<std::shared_ptr<ByteSink>>(opened);
+    // The sink knows its own length.
+    intake.mostBytes = INT64_MAX;
+    return intake;
+  }
+  intake.refusal = CheckToken(exchange, match.route->rules);
+  intake.mostBytes = match.route->rules.token || services.faults ? kMostBodyBytes : kMostOpenBodyBytes;
+  if (!intake.refusal && notice.length.value_or(0) > intake.mostBytes)
+    intake.refusal = ErrorCode::BodyTooLarge;
+  return intake;
+}
+
+std::optional<ErrorCode> Router::CheckToken(Exchange& exchange, const RouteRules& rules) {
+  if (!rules.token) return std::nullopt;
+  auto caller = services.accounts.Authenticate(BearerToken(exchange.request));
+  if (const auto* refused = std::get_if<ErrorCode>(&caller)) return *refused;
+  exchange.caller = std::move(std::get<Caller>(caller));
+  if (rules.hideable && exchange.caller.account.hidden) return ErrorCode::DataHidden;
+  return std::nullopt;
+}
+
+std::optional<Answer> Router::Prepare(Exchange& exchange, const RouteRules& rules) {
+  if (const auto refused = CheckToken(exchange, rules)) return Answer(*refused);
   auto fields = FieldSelector::Parse(exchange.request.Query("fields"));
   if (!fields) return Answer(ErrorCode::Malformed, "fields");
   exchange.fields = std::move(*fields);

@@ -45,4 +45,17 @@ void Services::Sweep() {
   }
 }
 
+void Services::SweepLeftOvers() {
+  (void)background.Add(0, "left-overs",
+                       [this] { vault.SweepLeftOvers([this] { return background.IsStopping(); }); });
+}
+
+void Services::EndLostStreams() {
+  try {
+    push.EndUnless([this](std::int64_t session) { return store.HasSession(session); });
+  } catch (const StoreFailure& failure) {
+    Log(LogLevel::Error, "streams not checked", {{"reason", failure.what()}});
+  }
+}
+
 }  // namespace photocloud

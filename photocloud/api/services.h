@@ -5,6 +5,7 @@
 
 #include "photocloud/accounts/accountservice.h"
 #include "photocloud/api/metrics.h"
+#include "photocloud/base/background.h"
 #include "photocloud/base/clock.h"
 #include "photocloud/content/assetlayout.h"
 #include "photocloud/content/objectvault.h"
@@ -36,6 +37,14 @@ struct Services {
   // files of removed objects.
   void Sweep();
 
+  // Looks for files without a record, in the background: once at the start and
+  // then every day.
+  void SweepLeftOvers();
+
+  // Ends the push streams of sessions that are gone, also of those that another
+  // process has ended.
+  void EndLostStreams();
+
   MetadataStore& store;
   ObjectStore& objects;
   Clock& clock;
@@ -46,6 +55,8 @@ struct Services {
   PushHub push;
   Metrics metrics;
   std::unique_ptr<FaultPlan> faults;  // Null unless the server was started for tests.
+  // Last, so that its tasks find all of the above.
+  Background background;
 };
 
 }  // namespace photocloud

@@ -3,6 +3,7 @@
 #include <json/reader.h>
 #include <json/writer.h>
 
+#include <charconv>
 #include <exception>
 
 #include "photocloud/base/text.h"
@@ -32,6 +33,33 @@ bool IsWithinLimits(std::string_view text) {
   return true;
 }
 
+// The number of an escape "\uXXXX" at `at`, or -1.
+int EscapedUnit(std::string_view text, std::size_t at) {
+  if (at + 6 > text.size() || text[at] != '\\' || text[at + 1] != 'u') return -1;
+  int unit = 0;
+  const auto result = std::from_chars(text.data() + at + 2, text.data() + at + 6, unit, 16);
+  return result.ec == std::errc() && result.ptr == text.data() + at + 6 ? unit : -1;
+}
+
+bool IsHighSurrogate(int unit) { return unit >= 0xD800 && unit < 0xDC00; }
+bool IsLowSurrogate(int unit) { return unit >= 0xDC00 && unit < 0xE000; }
+
+// Escapes of half a character would become text that is no UTF-8. Backslashes
+// stand in texts only; anywhere else the parser refuses them.
+bool HasWholeCharacters(std::string_view text) {
+  for (auto at = text.find('\\'); at != std::string_view::npos; at = text.find('\\', at)) {
+    const int unit = EscapedUnit(text, at);
+    if (IsLowSurrogate(unit)) return false;
+    if (!IsHighSurrogate(unit)) {
+      at += 2;
+      continue;
+    }
+    if (!IsLowSurrogate(EscapedUnit(text, at + 6))) return false;
+    at += 12;
+  }
+  return true;
+}
+
 Json::CharReaderBuilder StrictReader() {
   Json::CharReaderBuilder builder;
   Json::CharReaderBuilder::strictMode(&builder.settings_);
@@ -46,7 +74,7 @@ std::optional<Json::Value> ParseJson(std::string_view text, JsonFault& fault) {
   fault = JsonFault::TooLarge;
   if (!IsWithinLimits(text)) return std::nullopt;
   fault = JsonFault::Malformed;
-  if (!IsUtf8(text)) return std::nullopt;
+  if (!IsUtf8(text) || !HasWholeCharacters(text)) return std::nullopt;
   try {
     const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
     Json::Value value;

@@ -1,5 +1,8 @@
 #include "photocloud/base/log.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <chrono>
 #include <cstdio>
 
@@ -28,6 +31,15 @@ void Log(LogLevel level, std::string_view event,
   // One call per line: lines of several threads do not mix.
   const std::string text = WriteJson(line) + "\n";
   std::fwrite(text.data(), 1, text.size(), stderr);
+}
+
+bool OpenLog(const std::string& file) {
+  const int handle = ::open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+  if (handle < 0) return false;
+  // In place of standard error, so that what libraries write there comes along.
+  const bool done = ::dup2(handle, STDERR_FILENO) >= 0;
+  ::close(handle);
+  return done;
 }
 
 }  // namespace photocloud

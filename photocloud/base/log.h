@@ -16,4 +16,9 @@ enum class LogLevel { Info, Warning, Error };
 void Log(LogLevel level, std::string_view event,
          std::initializer_list<std::pair<const char*, std::string>> fields = {});
 
+// Writes to a file from now on, after what it holds; called again, it begins a new
+// one where the old one was moved away. False when it cannot be opened: then
+// nothing changes.
+[[nodiscard]] bool OpenLog(const std::string& file);
+
 }  // namespace photocloud

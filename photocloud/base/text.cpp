@@ -16,6 +16,16 @@ int HexValue(char digit) {
   return -1;
 }
 
+// True when the two first bytes open neither an overlong form nor a surrogate
+// nor a number beyond Unicode's last one.
+bool IsGoodStart(unsigned char lead, unsigned char next) {
+  if (lead == 0xE0) return next >= 0xA0;
+  if (lead == 0xED) return next < 0xA0;
+  if (lead == 0xF0) return next >= 0x90;
+  if (lead == 0xF4) return next < 0x90;
+  return true;
+}
+
 // Length of the UTF-8 sequence that a byte opens, 0 when it opens none.
 std::size_t SequenceLength(unsigned char lead) {
   if (lead < 0x80) return 1;
@@ -117,6 +127,9 @@ bool IsUtf8(std::string_view text) {
     for (std::size_t k = 1; k < length; ++k) {
       if ((static_cast<unsigned char>(text[i + k]) & 0xC0) != 0x80) return false;
     }
+    if (length > 1 &&
+        !IsGoodStart(static_cast<unsigned char>(text[i]), static_cast<unsigned char>(text[i + 1])))
+      return false;
     i += length;
   }
   return true;

@@ -1,7 +1,13 @@
 #include "photocloud/content/integritycheck.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <set>
 
+#include "photocloud/base/digest.h"
+#include "photocloud/base/log.h"
+#include "photocloud/store/folderlock.h"
 #include "photocloud/store/folderobjectstore.h"
 
 namespace photocloud {
@@ -10,6 +16,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int kPage = 500;
+constexpr const char* kDatabase = "photocloud.db";
+constexpr const char* kObjects = "objects";
 // Objects that are deleted while a backup runs make it start again.
 constexpr int kBackupTries = 5;
 
@@ -54,6 +62,34 @@ void CheckMedia(MetadataStore& store, ObjectVault& vault, const Account& account
   }
 }
 
+// Two names of one file or folder, whatever links lead there.
+bool IsSame(const fs::path& left, const fs::path& right) {
+  std::error_code error;
+  return fs::equivalent(left, right, error) && !error;
+}
+
+// True when a backup into the folder would write over what it is made from.
+bool HoldsStore(const fs::path& folder, const fs::path& database) {
+  const fs::path data = database.has_parent_path() ? database.parent_path() : fs::path(".");
+  return IsSame(folder, data) || IsSame(folder, data / kObjects) || IsSame(folder / kDatabase, database) ||
+         IsSame(folder / kObjects, data / kObjects);
+}
+
+bool SyncFolder(const fs::path& folder) {
+  const int handle = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (handle < 0) return false;
+  const bool done = ::fsync(handle) == 0;
+  ::close(handle);
+  return done;
+}
+
+// Backups hold verifiers and sealed keys.
+void KeepToOwner(const fs::path& path, fs::perms rights) {
+  std::error_code error;
+  fs::permissions(path, rights, error);
+  if (error) Log(LogLevel::Warning, "rights not set", {{"path", path.string()}});
+}
+
 bool CopyObjects(SqliteStore& copy, const ObjectStore& objects, ObjectStore& target, const Account& account) {
   std::string after;
   while (true) {
@@ -62,29 +98,34 @@ bool CopyObjects(SqliteStore& copy, const ObjectStore& objects, ObjectStore& tar
       after = object.sha256;
       if (!object.whole || target.Length(account.id, object.sha256) == object.length) continue;
       const auto bytes = objects.Read(account.id, object.sha256, 0, object.length);
-      if (!bytes || !target.Put(account.id, object.sha256, *bytes)) return false;
+      if (!bytes || Sha256Hex(*bytes) != object.sha256) return false;
+      if (!target.Put(account.id, object.sha256, *bytes)) return false;
     }
     if (page.size() < kPage) return true;
   }
 }
 
 bool CopyAll(SqliteStore& store, const ObjectStore& objects, const fs::path& folder) {
-  const fs::path part = folder / "photocloud.db.part";
+  const fs::path part = folder / (std::string(kDatabase) + ".part");
   std::error_code error;
   fs::remove(part, error);
+  SettleLog(part);
   store.CopyTo(part);
-  FolderObjectStore target(folder / "objects");
+  KeepToOwner(part, fs::perms::owner_read | fs::perms::owner_write);
+  FolderObjectStore target(folder / kObjects);
+  KeepToOwner(folder / kObjects, fs::perms::owner_all);
   {
     SqliteStore copy(part);
     for (const Account& account : copy.ListAccounts()) {
       if (!CopyObjects(copy, objects, target, account)) return false;
     }
   }
-  // Opening the copy made a log beside it, which closing has emptied.
-  fs::remove(folder / "photocloud.db.part-wal", error);
-  fs::remove(folder / "photocloud.db.part-shm", error);
-  fs::rename(part, folder / "photocloud.db", error);
-  return !error;
+  // No log may lie beside either: the library would apply it to the new file.
+  SettleLog(part);
+  SettleLog(folder / kDatabase);
+  if (!SyncFolder(folder)) return false;
+  fs::rename(part, folder / kDatabase, error);
+  return !error && SyncFolder(folder);
 }
 
 }  // namespace
@@ -100,8 +141,12 @@ CheckResult CheckAll(MetadataStore& store, ObjectVault& vault) {
 
 std::string BackUp(SqliteStore& store, const ObjectStore& objects, const fs::path& folder) {
   std::error_code error;
+  if (HoldsStore(folder, store.File())) return "the backup's folder is that of the service";
   fs::create_directories(folder, error);
   if (error) return "cannot make " + folder.string();
+  KeepToOwner(folder, fs::perms::owner_all);
+  const FolderLock lock(folder);
+  if (!lock.IsHeld()) return "a server runs on the backup's folder, or it cannot be written";
   for (int i = 0; i < kBackupTries; ++i) {
     if (CopyAll(store, objects, folder)) return {};
   }

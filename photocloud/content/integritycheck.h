@@ -23,8 +23,11 @@ struct CheckResult {
 CheckResult CheckAll(MetadataStore& store, ObjectVault& vault);
 
 // Copies metadata and all objects that they name into a folder, which may hold
-// an earlier backup: objects that are there already are not copied again. May
-// run beside the server. Returns why it failed, or an empty text.
+// an earlier backup: objects that are there already are not copied again. The
+// copy is for its owner only, lacks the secret that signs URLs, and is read back
+// before it takes the place of an earlier one. Refuses the store's own folder,
+// whatever it is called, and one that a server runs on. May run beside the
+// server. Returns why it failed, or an empty text.
 std::string BackUp(SqliteStore& store, const ObjectStore& objects, const std::filesystem::path& folder);
 
 }  // namespace photocloud

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "photocloud/base/digest.h"
 #include "photocloud/base/log.h"
 
 namespace photocloud {
@@ -12,31 +11,70 @@ namespace {
 constexpr std::int64_t kDiskReserveBytes = 64 << 20;
 constexpr int kOrphansPerStep = 200;
 
-bool Matches(const SliceRecord& slice, std::string_view bytes) {
-  return static_cast<std::int64_t>(bytes.size()) == slice.length && Sha256Hex(bytes) == slice.sha256 &&
-         Md5Hex(bytes) == slice.md5;
-}
+// Objects are read in pieces of this size.
+constexpr std::int64_t kPieceBytes = 1 << 20;
 
 }  // namespace
 
 ObjectVault::ObjectVault(MetadataStore& metadataStore, ObjectStore& objectStore, const Clock& serviceClock)
     : metadata(metadataStore), objects(objectStore), clock(serviceClock) {}
 
-std::optional<ErrorCode> ObjectVault::Store(std::int64_t account, const SliceRecord& slice,
-                                            std::string_view bytes) {
+IncomingObject::IncomingObject(std::int64_t accountId, SliceRecord announced,
+                               std::unique_ptr<ObjectWriter> target, std::atomic<std::int64_t>& expected)
+    : account(accountId), slice(std::move(announced)), writer(std::move(target)), expectedBytes(expected) {
+  expectedBytes += slice.length;
+}
+
+IncomingObject::~IncomingObject() { expectedBytes -= slice.length; }
+
+bool IncomingObject::Write(std::string_view piece) {
+  received += static_cast<std::int64_t>(piece.size());
+  if (received > slice.length) return false;
+  digester.Add(piece);
+  isRefused = !writer->Write(piece);
+  return !isRefused;
+}
+
+std::variant<std::shared_ptr<IncomingObject>, ErrorCode> ObjectVault::Expect(
+    const Account& account, const SliceRecord& slice, std::optional<std::int64_t> length) {
   if (slice.sha256.empty()) return ErrorCode::ObjectUnknown;
-  if (!Matches(slice, bytes)) return ErrorCode::BytesDiffer;
-  if (objects.FreeBytes() < slice.length + kDiskReserveBytes) return ErrorCode::NoSpace;
+  if (length && *length != slice.length) return ErrorCode::BytesDiffer;
+  // Announcing has taken the space already, unless it was taken away since.
+  if (!slice.stored && account.usedBytes + slice.length > account.quotaBytes) return ErrorCode::NoSpace;
+  if (objects.FreeBytes() < expectedBytes + slice.length + kDiskReserveBytes) return ErrorCode::NoSpace;
+  return std::make_shared<IncomingObject>(account.id, slice, objects.Begin(), expectedBytes);
+}
+
+std::optional<ErrorCode> ObjectVault::Store(IncomingObject& incoming) {
+  const SliceRecord& slice = incoming.slice;
+  if (incoming.isRefused) return incoming.writer->IsFull() ? ErrorCode::NoSpace : ErrorCode::Internal;
+  const auto digests = incoming.digester.Finish();
+  if (incoming.received != slice.length || digests.sha256 != slice.sha256 || digests.md5 != slice.md5)
+    return ErrorCode::BytesDiffer;
   const std::shared_lock guard(filesLock);
-  if (!objects.Put(account, slice.sha256, bytes)) return ErrorCode::Internal;
+  if (!incoming.writer->Keep(incoming.account, slice.sha256))
+    return incoming.writer->IsFull() ? ErrorCode::NoSpace : ErrorCode::Internal;
+  bool isExpected = false;
   metadata.Atomically([&] {
-    const auto known = metadata.FindObject(account, slice.sha256);
-    if (!known) metadata.AddUsedBytes(account, slice.length);
-    metadata.PutObject(account, {slice.sha256, slice.md5, slice.length, true});
-    if (known && !known->whole) HealMediaOf(account, slice.sha256);
+    // It may have been deleted while its bytes were on their way.
+    isExpected = IsExpected(incoming);
+    const auto known = metadata.FindObject(incoming.account, slice.sha256);
+    if (!isExpected) {
+      if (!known) metadata.RemoveObject(incoming.account, slice.sha256);
+      return true;
+    }
+    if (!known) metadata.AddUsedBytes(incoming.account, slice.length);
+    metadata.PutObject(incoming.account, {slice.sha256, slice.md5, slice.length, true});
+    if (known && !known->whole) HealMediaOf(incoming.account, slice.sha256);
     return true;
   });
-  return std::nullopt;
+  return isExpected ? std::nullopt : std::optional(ErrorCode::ObjectUnknown);
+}
+
+bool ObjectVault::IsExpected(const IncomingObject& incoming) {
+  const auto now = metadata.FindSlice(incoming.slice.objectId);
+  return now && now->first == incoming.account && now->second.sha256 == incoming.slice.sha256 &&
+         now->second.length == incoming.slice.length;
 }
 
 std::optional<std::string> ObjectVault::Read(std::int64_t account, const SliceRecord& slice,
@@ -52,8 +90,23 @@ std::optional<std::string> ObjectVault::Read(std::int64_t account, const SliceRe
 
 bool ObjectVault::IsWhole(std::int64_t account, const ObjectRecord& object) const {
   if (objects.Length(account, object.sha256) != object.length) return false;
-  const auto bytes = objects.Read(account, object.sha256, 0, object.length);
-  return bytes && Sha256Hex(*bytes) == object.sha256;
+  Digester digester;
+  for (std::int64_t at = 0; at < object.length; at += kPieceBytes) {
+    const auto piece = objects.Read(account, object.sha256, at, std::min(kPieceBytes, object.length - at));
+    if (!piece) return false;
+    digester.Add(*piece);
+  }
+  return digester.Finish().sha256 == object.sha256;
+}
+
+void ObjectVault::Verify(std::int64_t account, const std::string& assetId) {
+  for (const SliceRecord& slice : metadata.ListSlices(account, assetId)) {
+    const auto object = metadata.FindObject(account, slice.sha256);
+    if (!object || !object->whole || IsWhole(account, *object)) continue;
+    // It may have been removed, or come anew, while it was read.
+    if (metadata.FindObject(account, slice.sha256) && !IsWhole(account, *object))
+      MarkDamaged(account, slice.sha256);
+  }
 }
 
 void ObjectVault::MarkDamaged(std::int64_t account, const std::string& sha256) {
@@ -136,6 +189,27 @@ void ObjectVault::SweepOrphans() {
       metadata.ForgetOrphan(account, sha256);
     }
     if (orphans.size() < kOrphansPerStep) return;
+  }
+}
+
+void ObjectVault::SweepLeftOvers(const std::function<bool()>& stops) {
+  constexpr std::string_view kDigits = "0123456789abcdef";
+  for (const std::int64_t account : objects.ListAccounts()) {
+    for (const char first : kDigits) {
+      for (const char second : kDigits) {
+        if (stops()) return;
+        SweepLeftOvers(account, {first, second});
+      }
+    }
+  }
+}
+
+void ObjectVault::SweepLeftOvers(std::int64_t account, const std::string& digits) {
+  for (const std::string& sha256 : objects.List(account, digits)) {
+    if (metadata.FindObject(account, sha256)) continue;
+    // Looked at again when no file and record can be coming into being.
+    const std::unique_lock guard(filesLock);
+    if (!metadata.FindObject(account, sha256)) (void)objects.Remove(account, sha256);
   }
 }
 

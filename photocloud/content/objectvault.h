@@ -1,17 +1,47 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <shared_mutex>
 #include <string>
 #include <string_view>
+#include <variant>
 
+#include "photocloud/base/bytesink.h"
 #include "photocloud/base/clock.h"
+#include "photocloud/base/digest.h"
 #include "photocloud/base/errorcode.h"
 #include "photocloud/store/metadatastore.h"
 #include "photocloud/store/objectstore.h"
 
 namespace photocloud {
+
+// The bytes of one announced object while they come: they go to the disk and
+// through both digests piece by piece. Made by ObjectVault, and gone with its
+// owner unless ObjectVault stores it.
+class IncomingObject : public ByteSink {
+ public:
+  IncomingObject(std::int64_t accountId, SliceRecord announced, std::unique_ptr<ObjectWriter> target,
+                 std::atomic<std::int64_t>& expected);
+  ~IncomingObject() override;
+
+  // False for more bytes than announced, and when the disk refuses.
+  bool Write(std::string_view piece) override;
+
+ private:
+  friend class ObjectVault;
+
+  const std::int64_t account;
+  const SliceRecord slice;
+  const std::unique_ptr<ObjectWriter> writer;
+  std::atomic<std::int64_t>& expectedBytes;
+  Digester digester;
+  std::int64_t received = 0;
+  bool isRefused = false;  // By the disk.
+};
 
 // Keeps records and bytes of objects in step, and media's status with them.
 //
@@ -25,17 +55,28 @@ class ObjectVault {
  public:
   ObjectVault(MetadataStore& metadata, ObjectStore& objects, const Clock& clock);
 
-  // Takes the bytes of an announced object. Media that had lost it are whole
-  // again afterwards. Returns why not, or nothing.
-  std::optional<ErrorCode> Store(std::int64_t account, const SliceRecord& slice, std::string_view bytes);
+  // Makes room for the bytes of an announced object. `length` is what the sender
+  // announces, nothing when it does not. Returns why not, before any byte of it
+  // has come.
+  std::variant<std::shared_ptr<IncomingObject>, ErrorCode> Expect(const Account& account,
+                                                                  const SliceRecord& slice,
+                                                                  std::optional<std::int64_t> length);
+  // Takes an object whose bytes have come. Media that had lost it are whole again
+  // afterwards. Returns why not, or nothing.
+  std::optional<ErrorCode> Store(IncomingObject& incoming);
 
   // Bytes of a stored object. Missing or short ones are noted as damaged and
   // give nothing.
   std::optional<std::string> Read(std::int64_t account, const SliceRecord& slice, std::int64_t start,
                                   std::int64_t count);
 
-  // True when the bytes are there and have the right digest.
+  // True when the bytes are there and have the right digest. Reads them all; not
+  // called inside Atomically.
   bool IsWhole(std::int64_t account, const ObjectRecord& object) const;
+
+  // Reads the objects of an asset, and marks those that are damaged. Not called
+  // inside Atomically.
+  void Verify(std::int64_t account, const std::string& assetId);
 
   // Notes that an object is damaged: its media are lost until it comes back.
   void MarkDamaged(std::int64_t account, const std::string& sha256);
@@ -55,16 +96,26 @@ class ObjectVault {
   // Removes the files of removed objects.
   void SweepOrphans();
 
+  // Removes files that have no record, which a process that was killed between
+  // the two leaves. Looks at every file; ends early once `stops` says so.
+  void SweepLeftOvers(const std::function<bool()>& stops);
+
   // Bytes that the account may still announce.
   std::int64_t FreeBytes(const Account& account);
 
  private:
+  void SweepLeftOvers(std::int64_t account, const std::string& digits);
+  bool IsExpected(const IncomingObject& incoming);
   void RefreshMedia(std::int64_t account, const std::string& mediaId, const std::string& device);
   void HealMediaOf(std::int64_t account, const std::string& sha256);
 
   MetadataStore& metadata;
   ObjectStore& objects;
   const Clock& clock;
+
+  // Bytes that may still come for objects under way: several senders cannot fill
+  // a disk that has room for one of them.
+  std::atomic<std::int64_t> expectedBytes{0};
 
   // Shared while an object's file and record come into being, exclusive while
   // a file is removed: else the remover could take the file of an object that

@@ -1,6 +1,8 @@
 #include "photocloud/net/httpserver.h"
 
+#include <algorithm>
 #include <boost/asio/bind_executor.hpp>
+#include <boost/asio/dispatch.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/post.hpp>
@@ -8,9 +10,11 @@
 #include <boost/asio/ssl/context.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/strand.hpp>
+#include <boost/asio/thread_pool.hpp>
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
 #include <boost/beast/ssl.hpp>
+#include <cctype>
 #include <ctime>
 #include <set>
 #include <sstream>
@@ -30,17 +34,22 @@ using std::chrono::seconds;
 
 namespace {
 
-// How long a connection may stay silent between two requests.
 constexpr std::size_t kReadBytes = 64 << 10;
+// How long a connection may stay silent between two requests.
 constexpr seconds kIdleTimeout(75);
 constexpr seconds kHandshakeTimeout(15);
 // A message may take this long, and longer by its length at the slowest rate.
 constexpr seconds kMessageTimeout(60);
 constexpr std::int64_t kSlowestBytesPerSecond = 16 << 10;
+// Requests that wait for a thread of their lane.
+constexpr int kMostWaiting = 256;
 // Keeps streams alive through routers that forget silent connections.
 constexpr seconds kStreamPulse(15);
 // A stream ends after this time and is opened again with a token that holds.
 constexpr seconds kStreamLife(1800);
+// A sender that is refused before its body has come gets this long to read that;
+// closing at once would take the answer away from it. Also for the end of TLS.
+constexpr seconds kLingerTimeout(3);
 // Requests under way at a stop get this long.
 constexpr seconds kStopTimeout(10);
 
@@ -77,33 +86,105 @@ struct EarlyFailure {
 
 constexpr EarlyFailure kEarlyFailures[] = {
     {http::error::header_limit, 431, "31084031", "header too large"},
-    {http::error::body_limit, 413, "31084013", "body too large"},
 };
+constexpr EarlyFailure kOverloaded = {http::error::end_of_stream, 503, "31085003",
+                                      "service is stopping or overloaded"};
 constexpr EarlyFailure kBadMessage = {http::error::bad_method, 400, "31084000", "malformed request"};
 
 Response ToResponse(const EarlyFailure& failure) {
   Response response;
   response.status = failure.status;
+  if (failure.status == 503) response.headers.emplace_back("Retry-After", "2");
   response.body = std::string("{\"error\":{\"description\":\"") + failure.reason +
                   "\",\"errors\":[{\"code\":\"" + failure.code + "\",\"reason\":\"" + failure.reason +
                   "\",\"subject\":\"\"}],\"status\":" + std::to_string(failure.status) + "}}";
   return response;
 }
 
+using Head = http::request_parser<http::empty_body>;
+
+bool IsHost(std::string_view text) {
+  return !text.empty() && std::all_of(text.begin(), text.end(), [](char letter) {
+    return std::isalnum(static_cast<unsigned char>(letter)) ||
+           std::string_view(".-_:[]").find(letter) != std::string_view::npos;
+  });
+}
+
+// Heads that another program on the way may understand in another way than this
+// one: each is refused, since guessing is how requests are smuggled.
+bool IsClear(const http::request<http::empty_body>& head) {
+  const auto hosts = head.count(http::field::host);
+  if (hosts > 1 || (hosts == 0 && head.version() > 10)) return false;
+  if (hosts == 1 && !IsHost(std::string_view(head[http::field::host]))) return false;
+  const auto codings = head.count(http::field::transfer_encoding);
+  if (codings > 1 || (codings == 1 && !beast::iequals(head[http::field::transfer_encoding], "chunked")))
+    return false;
+  if (codings == 1 && head.count(http::field::content_length) > 0) return false;
+  return head.count(http::field::content_length) <= 1 && head.count(http::field::authorization) <= 1;
+}
+
+// The address that the proxy saw, which is the last one that it added.
+std::string AddressFromProxy(const http::request<http::empty_body>& head) {
+  std::string last;
+  for (const auto& field : head) {
+    if (beast::iequals(field.name_string(), "X-Forwarded-For")) last = std::string(field.value());
+  }
+  const auto comma = last.rfind(',');
+  if (comma != std::string::npos) last.erase(0, comma + 1);
+  last.erase(0, last.find_first_not_of(' '));
+  boost::system::error_code error;
+  const auto address = asio::ip::make_address(last, error);
+  return error ? std::string() : address.to_string();
+}
+
+// Threads for requests of one kind, and a bound for those that wait for them.
+class LaneThreads {
+ public:
+  explicit LaneThreads(int threads) : pool(static_cast<std::size_t>(threads)) {}
+
+  // Returns false when too many wait.
+  bool Post(std::function<void()> task) {
+    if (++waiting > kMostWaiting) {
+      --waiting;
+      return false;
+    }
+    asio::post(pool, [this, work = std::move(task)] {
+      --waiting;
+      work();
+    });
+    return true;
+  }
+  void Join() { pool.join(); }
+
+ private:
+  std::atomic<int> waiting{0};
+  asio::thread_pool pool;
+};
+
 }  // namespace
 
 // Owns the loop, and with it all operations that are still pending when it ends;
 // so these may hold it by plain pointer.
 struct HttpServer::State {
-  State(ServerSettings serverSettings, Handler handler, ServerEvents serverEvents)
+  State(ServerSettings serverSettings, HttpService& httpService, ServerEvents serverEvents)
       : settings(std::move(serverSettings)),
-        handle(std::move(handler)),
+        service(httpService),
         events(std::move(serverEvents)),
         io(settings.threads),
         acceptor(asio::make_strand(io)),
         signals(acceptor.get_executor()),
         acceptTimer(acceptor.get_executor()),
-        stopTimer(io) {}
+        stopTimer(io),
+        storing(settings.threads),
+        deriving(settings.derivingThreads) {}
+
+  // Returns false, and does nothing, when too many requests of the kind wait.
+  bool Run(Lane lane, std::function<void()> task) {
+    if (lane == Lane::Storing) return storing.Post(std::move(task));
+    if (lane == Lane::Deriving) return deriving.Post(std::move(task));
+    task();
+    return true;
+  }
 
   bool Join(const std::shared_ptr<Connection>& connection) {
     const std::lock_guard guard(connectionsLock);
@@ -124,21 +205,30 @@ struct HttpServer::State {
   // Runs on the acceptor's strand, since no other thread may use it meanwhile.
   void OnStop();
   void Repeat(std::shared_ptr<asio::steady_timer> timer, milliseconds period, std::function<void()> task);
+  void AwaitSignal();
+  std::shared_ptr<asio::ssl::context> ReadCertificate() const;
+  void ReloadCertificate();
 
   const ServerSettings settings;
-  const Handler handle;
+  HttpService& service;
   const ServerEvents events;
   asio::io_context io;
-  std::optional<asio::ssl::context> tls;
+  // Replaced when the certificate is read anew; connections keep theirs. Belongs
+  // to the acceptor's strand once the server runs.
+  std::shared_ptr<asio::ssl::context> tls;
   tcp::acceptor acceptor;
   asio::signal_set signals;
   asio::steady_timer acceptTimer;
   asio::steady_timer stopTimer;
   std::function<void()> onStop;
+  std::function<void()> onReload;
   std::atomic<bool> isStopping{false};
 
   std::mutex connectionsLock;
   std::set<std::shared_ptr<Connection>> connections;  // Guarded by connectionsLock.
+
+  LaneThreads storing;
+  LaneThreads deriving;
 };
 
 namespace {
@@ -154,13 +244,14 @@ class Session : public Connection, public std::enable_shared_from_this<Session<S
         stream(std::forward<Arguments>(arguments)...),
         timer(stream.get_executor()),
         lifeTimer(stream.get_executor()),
-        isFromLoopback(peer.address().is_loopback()) {}
+        peerAddress(peer.address().to_string()) {}
 
   void Start() {
     if constexpr (kIsTls) {
       Socket().expires_after(kHandshakeTimeout);
       stream.async_handshake(asio::ssl::stream_base::server, [self = Self()](beast::error_code error) {
-        if (error) return self->Close();
+        if (error) return self->CloseSocket();
+        self->isSecured = true;
         self->ReadHeader();
       });
     } else {
@@ -168,9 +259,10 @@ class Session : public Connection, public std::enable_shared_from_this<Session<S
     }
   }
 
+  // The pending read of an idle connection ends, and closes it.
   void Stop() override {
     asio::post(stream.get_executor(), [self = Self()] {
-      if (self->isIdle) self->Close();
+      if (self->isIdle) self->Socket().cancel();
     });
   }
 
@@ -183,14 +275,17 @@ class Session : public Connection, public std::enable_shared_from_this<Session<S
 
   void ReadHeader() {
     if (state->isStopping) return Close();
-    parser.emplace();
+    head.emplace();
+    body.reset();
+    request = {};
     // The library reads as much at a time as the buffer holds already.
     buffer.reserve(kReadBytes);
-    parser->header_limit(static_cast<std::uint32_t>(state->settings.maxHeaderBytes));
-    parser->body_limit(state->settings.maxBodyBytes);
+    head->header_limit(static_cast<std::uint32_t>(state->settings.maxHeaderBytes));
+    // The service says how much it takes once it knows the head.
+    head->body_limit(boost::none);
     isIdle = true;
     Socket().expires_after(kIdleTimeout);
-    http::async_read_header(stream, buffer, *parser, [self = Self()](beast::error_code error, std::size_t) {
+    http::async_read_header(stream, buffer, *head, [self = Self()](beast::error_code error, std::size_t) {
       self->isIdle = false;
       self->OnHeader(error);
     });
@@ -198,33 +293,63 @@ class Session : public Connection, public std::enable_shared_from_this<Session<S
 
   void OnHeader(beast::error_code error) {
     if (error) return OnReadFailure(error);
-    const auto& head = parser->get();
-    if (head.method() == http::verb::put && head.target().starts_with("/cloudPhoto/v1/objects/")) {
-      parser->body_limit(state->settings.maxObjectBytes);
-    }
-    const auto length = parser->content_length().value_or(0);
-    Socket().expires_after(TimeFor(static_cast<std::int64_t>(std::min<std::uint64_t>(length, 1u << 30))));
-    if (beast::iequals(head[http::field::expect], "100-continue")) return AskForBody();
-    ReadBody();
+    keepAlive = head->get().keep_alive() && head->get().method() != http::verb::head;
+    if (!IsClear(head->get()) || !TakeHead()) return OnReadFailure(http::error::bad_method);
+    intake = state->service.Admit(request, notice);
+    if (!notice.isComing) return Answer();
+    if (intake.refusal) return AnswerEarly(*intake.refusal);
+    request.sink = intake.sink;
+    Socket().expires_after(TimeFor(notice.length.value_or(intake.mostBytes)));
+    const bool asks = beast::iequals(head->get()[http::field::expect], "100-continue");
+    body.emplace(std::move(*head));
+    piece.resize(kReadBytes);
+    if (asks) return AskForBody();
+    ReadPiece();
+  }
+
+  // The peer may still be sending: it gets its answer, and then the end.
+  void AnswerEarly(ErrorCode refusal) {
+    request.refusal = refusal;
+    request.sink.reset();
+    EndEarly();
+  }
+
+  void EndEarly() {
+    keepAlive = false;
+    lingers = true;
+    Answer();
   }
 
   // Senders of large bodies wait for this before they go on.
   void AskForBody() {
-    if (parser->content_length().value_or(0) > state->settings.maxObjectBytes) {
-      return OnReadFailure(http::error::body_limit);
-    }
     asio::async_write(stream, asio::buffer("HTTP/1.1 100 Continue\r\n\r\n", 25),
                       [self = Self()](beast::error_code error, std::size_t) {
                         if (error) return self->Close();
-                        self->ReadBody();
+                        self->ReadPiece();
                       });
   }
 
-  void ReadBody() {
-    http::async_read(stream, buffer, *parser, [self = Self()](beast::error_code error, std::size_t) {
-      if (error) return self->OnReadFailure(error);
-      self->Answer();
+  void ReadPiece() {
+    body->get().body().data = piece.data();
+    body->get().body().size = piece.size();
+    http::async_read_some(stream, buffer, *body, [self = Self()](beast::error_code error, std::size_t) {
+      if (error && error != http::error::need_buffer) return self->OnReadFailure(error);
+      self->OnPiece();
     });
+  }
+
+  void OnPiece() {
+    const std::string_view taken(piece.data(), piece.size() - body->get().body().size);
+    received += static_cast<std::int64_t>(taken.size());
+    if (received > intake.mostBytes) return AnswerEarly(ErrorCode::BodyTooLarge);
+    if (request.sink) {
+      // It knows what went wrong, and says so when it is asked.
+      if (!request.sink->Write(taken)) return EndEarly();
+    } else {
+      request.body += taken;
+    }
+    if (!body->is_done()) return ReadPiece();
+    Answer();
   }
 
   void OnReadFailure(beast::error_code error) {
@@ -236,31 +361,48 @@ class Session : public Connection, public std::enable_shared_from_this<Session<S
       if (error == known.error) failure = &known;
     }
     keepAlive = false;
+    lingers = true;
     Socket().expires_after(kMessageTimeout);
     Write(ToResponse(*failure));
   }
 
-  bool ToRequest(Request& request) {
-    const auto& message = parser->get();
+  bool TakeHead() {
+    const auto& message = head->get();
     request.method = std::string(message.method_string());
     for (const auto& field : message)
       request.headers[ToLower(field.name_string())] = std::string(field.value());
-    request.fromLoopback = isFromLoopback;
-    request.baseUrl = std::string(kIsTls ? "https://" : "http://") + request.Header("host");
-    request.body = std::move(parser->get().body());
+    request.address = state->settings.isBehindProxy ? AddressFromProxy(message) : std::string();
+    if (request.address.empty()) request.address = peerAddress;
+    request.baseUrl = state->settings.publicUrl;
+    if (request.baseUrl.empty())
+      request.baseUrl = std::string(kIsTls ? "https://" : "http://") + request.Header("host");
+    received = 0;
+    notice = {};
+    const auto length = head->content_length();
+    notice.isComing = head->chunked() || length.value_or(0) > 0;
+    if (length) {
+      notice.length = static_cast<std::int64_t>(std::min<std::uint64_t>(*length, INT64_MAX));
+    }
     return request.SetTarget(std::string(message.target()));
   }
 
   void Answer() {
-    Request request;
-    keepAlive =
-        parser->get().keep_alive() && parser->get().method() != http::verb::head && !state->isStopping;
-    const bool isGood = ToRequest(request);
-    const auto received = static_cast<std::int64_t>(request.body.size());
+    piece = {};
+    keepAlive = keepAlive && !state->isStopping;
     // The handler may take its time: silence is not held against the peer.
     Socket().expires_never();
-    Response response = isGood ? state->handle(request) : ToResponse(kBadMessage);
+    const bool isTaken = state->Run(intake.lane, [self = Self()] {
+      auto response = std::make_shared<Response>(self->state->service.Handle(self->request));
+      asio::dispatch(self->stream.get_executor(), [self, response] { self->Finish(std::move(*response)); });
+    });
+    if (!isTaken) Finish(ToResponse(kOverloaded));
+  }
+
+  void Finish(Response response) {
     state->events.onBytes(received, static_cast<std::int64_t>(response.body.size()));
+    // What the request held, files above all, goes before the next one comes.
+    request = {};
+    intake = {};
     if (response.delivery.delayMs > 0) return Delay(std::move(response));
     Deliver(std::move(response));
   }
@@ -292,8 +434,28 @@ class Session : public Connection, public std::enable_shared_from_this<Session<S
     message->prepare_payload();
     if (response.delivery.cutAfterBytes) return WriteCut(*message, *response.delivery.cutAfterBytes);
     http::async_write(stream, *message, [self = Self(), message](beast::error_code error, std::size_t) {
+      if (!error && self->lingers) return self->Linger();
       if (error || !self->keepAlive) return self->Close();
       self->ReadHeader();
+    });
+  }
+
+  // Reads on for a while, since a socket that is closed with bytes unread resets
+  // the connection, and the answer with it.
+  void Linger() {
+    if constexpr (!kIsTls) {
+      beast::error_code ignored;
+      Socket().socket().shutdown(tcp::socket::shutdown_send, ignored);
+    }
+    Socket().expires_after(kLingerTimeout);
+    piece.resize(kReadBytes);
+    Drain();
+  }
+
+  void Drain() {
+    stream.async_read_some(asio::buffer(piece), [self = Self()](beast::error_code error, std::size_t) {
+      if (error) return self->Close();
+      self->Drain();
     });
   }
 
@@ -325,8 +487,11 @@ class Session : public Connection, public std::enable_shared_from_this<Session<S
 
   // A listener sends nothing more, so whatever ends this read ends the stream.
   void WatchPeer() {
-    stream.async_read_some(asio::buffer(&peerByte, 1),
-                           [self = Self()](beast::error_code, std::size_t) { self->Close(); });
+    isWatching = true;
+    stream.async_read_some(asio::buffer(&peerByte, 1), [self = Self()](beast::error_code, std::size_t) {
+      self->isWatching = false;
+      self->Close();
+    });
   }
 
   void Pulse() {
@@ -350,17 +515,32 @@ class Session : public Connection, public std::enable_shared_from_this<Session<S
     asio::async_write(stream, asio::buffer(outgoing), [self = Self()](beast::error_code error, std::size_t) {
       self->isWriting = false;
       self->outgoing.clear();
-      if (error) return self->Close();
+      if (error || self->isClosing) return self->Close();
       self->Socket().expires_never();
       self->PumpStream();
     });
   }
 
+  // Ends what is pending first, each of which comes back here.
   void Close() {
+    isClosing = true;
     if (push) push->SetListener({});
     push.reset();
     timer.cancel();
     lifeTimer.cancel();
+    if (isWatching || isWriting) return Socket().cancel();
+    if constexpr (kIsTls) {
+      // Without it a peer cannot tell the end of an answer from one cut short.
+      if (std::exchange(isSecured, false)) {
+        Socket().expires_after(kLingerTimeout);
+        stream.async_shutdown([self = Self()](beast::error_code) { self->CloseSocket(); });
+        return;
+      }
+    }
+    CloseSocket();
+  }
+
+  void CloseSocket() {
     beast::error_code ignored;
     Socket().socket().shutdown(tcp::socket::shutdown_both, ignored);
     Socket().close();
@@ -371,15 +551,34 @@ class Session : public Connection, public std::enable_shared_from_this<Session<S
   Stream stream;
   asio::steady_timer timer;
   asio::steady_timer lifeTimer;
-  const bool isFromLoopback;
+  const std::string peerAddress;
   beast::flat_buffer buffer;
-  std::optional<http::request_parser<http::string_body>> parser;
+  // Of the request under way; `head` turns into `body` when one is coming.
+  std::optional<Head> head;
+  std::optional<http::request_parser<http::buffer_body>> body;
+  Request request;
+  BodyNotice notice;
+  Intake intake;
+  std::vector<char> piece;
+  std::int64_t received = 0;
   bool keepAlive = true;
+  bool lingers = false;
   bool isIdle = false;
+  bool isSecured = false;
   bool isWriting = false;
+  bool isWatching = false;
+  bool isClosing = false;
   std::string outgoing;
   std::shared_ptr<PushStream> push;
   char peerByte = 0;
+};
+
+// A stream that keeps the certificate it began with.
+class TlsStream : private std::shared_ptr<asio::ssl::context>, public beast::ssl_stream<beast::tcp_stream> {
+ public:
+  TlsStream(tcp::socket socket, const std::shared_ptr<asio::ssl::context>& context)
+      : std::shared_ptr<asio::ssl::context>(context),
+        beast::ssl_stream<beast::tcp_stream>(std::move(socket), *context) {}
 };
 
 // Parts "host:port"; brackets around the host are taken off.
@@ -408,9 +607,8 @@ void HttpServer::State::Accept() {
     const auto launch = [this, executor = socket.get_executor()](auto session) {
       if (Join(session)) asio::post(executor, [session] { session->Start(); });
     };
-    using TlsStream = beast::ssl_stream<beast::tcp_stream>;
     if (tls) {
-      launch(std::make_shared<Session<TlsStream, State>>(this, peer, std::move(socket), *tls));
+      launch(std::make_shared<Session<TlsStream, State>>(this, peer, std::move(socket), tls));
     } else {
       launch(std::make_shared<Session<beast::tcp_stream, State>>(this, peer, std::move(socket)));
     }
@@ -455,29 +653,61 @@ void HttpServer::State::Repeat(std::shared_ptr<asio::steady_timer> timer, millis
   });
 }
 
-HttpServer::HttpServer(ServerSettings settings, Handler handle, ServerEvents events)
-    : state(std::make_unique<State>(std::move(settings), std::move(handle), std::move(events))) {}
+void HttpServer::State::AwaitSignal() {
+  signals.async_wait([this](beast::error_code error, int number) {
+    if (error) return;
+    if (number != SIGHUP) return OnStop();
+    ReloadCertificate();
+    if (onReload) onReload();
+    AwaitSignal();
+  });
+}
+
+// TLS 1.3, and of 1.2 what has forward secrecy and authenticated encryption.
+std::shared_ptr<asio::ssl::context> HttpServer::State::ReadCertificate() const {
+  auto context = std::make_shared<asio::ssl::context>(asio::ssl::context::tls_server);
+  SSL_CTX* const native = context->native_handle();
+  SSL_CTX_set_min_proto_version(native, TLS1_2_VERSION);
+  SSL_CTX_set_cipher_list(native, "ECDHE+AESGCM:ECDHE+CHACHA20");
+  SSL_CTX_set_options(native, SSL_OP_NO_RENEGOTIATION | SSL_OP_NO_COMPRESSION);
+  context->use_certificate_chain_file(settings.certificateFile);
+  context->use_private_key_file(settings.keyFile, asio::ssl::context::pem);
+  return context;
+}
+
+void HttpServer::State::ReloadCertificate() {
+  if (!tls) return;
+  try {
+    tls = ReadCertificate();
+    Log(LogLevel::Info, "certificate read anew");
+  } catch (const std::exception& failure) {
+    // The earlier one goes on, which is better than none.
+    Log(LogLevel::Error, "certificate not read", {{"reason", failure.what()}});
+  }
+}
+
+HttpServer::HttpServer(ServerSettings settings, HttpService& service, ServerEvents events)
+    : state(std::make_unique<State>(std::move(settings), service, std::move(events))) {}
 
 HttpServer::~HttpServer() = default;
 
 std::string HttpServer::Listen() {
   const ServerSettings& settings = state->settings;
   try {
-    if (!settings.certificateFile.empty()) {
-      state->tls.emplace(asio::ssl::context::tls_server);
-      state->tls->set_options(asio::ssl::context::default_workarounds | asio::ssl::context::no_tlsv1 |
-                              asio::ssl::context::no_tlsv1_1);
-      state->tls->use_certificate_chain_file(settings.certificateFile);
-      state->tls->use_private_key_file(settings.keyFile, asio::ssl::context::pem);
-    }
+    if (!settings.certificateFile.empty()) state->tls = state->ReadCertificate();
     tcp::endpoint endpoint;
     if (!ParseAddress(settings.address, endpoint)) return "not an address with port: " + settings.address;
+    if (!state->tls && !settings.isBehindProxy && !endpoint.address().is_loopback()) {
+      return "plain HTTP is for addresses of this machine only: give --tls-cert and --tls-key, or "
+             "--behind-proxy when a proxy in front speaks TLS";
+    }
     state->acceptor.open(endpoint.protocol());
     state->acceptor.set_option(asio::socket_base::reuse_address(true));
     state->acceptor.bind(endpoint);
     state->acceptor.listen();
-    state->signals.add(SIGTERM);
-    state->signals.add(SIGINT);
+    if (settings.takesSignals) {
+      for (const int number : {SIGTERM, SIGINT, SIGHUP}) state->signals.add(number);
+    }
     return {};
   } catch (const std::exception& failure) {
     return failure.what();
@@ -494,17 +724,18 @@ void HttpServer::Every(std::int64_t periodMs, std::function<void()> task) {
   state->Repeat(std::make_shared<asio::steady_timer>(state->io), milliseconds(periodMs), std::move(task));
 }
 
-void HttpServer::Run(std::function<void()> onStop) {
+void HttpServer::Run(std::function<void()> onStop, std::function<void()> onReload) {
   state->onStop = std::move(onStop);
-  state->signals.async_wait([self = state.get()](beast::error_code error, int) {
-    if (!error) self->OnStop();
-  });
+  state->onReload = std::move(onReload);
+  if (state->settings.takesSignals) state->AwaitSignal();
   state->Accept();
   std::vector<std::thread> threads;
   for (int i = 1; i < state->settings.threads; ++i)
     threads.emplace_back([self = state.get()] { self->io.run(); });
   state->io.run();
   for (std::thread& thread : threads) thread.join();
+  state->storing.Join();
+  state->deriving.Join();
 }
 
 void HttpServer::Stop() {

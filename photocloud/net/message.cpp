@@ -22,13 +22,15 @@ bool Request::SetTarget(const std::string& target) {
   queryText = mark == std::string::npos ? "" : target.substr(mark + 1);
   query.clear();
   if (path.empty() || path.front() != '/') return false;
+  const auto plainPath = PercentDecode(path, false);
+  if (plainPath && !IsUtf8(*plainPath)) return false;
   for (const std::string& pair : Split(queryText, '&')) {
     if (pair.empty()) continue;
     // Only the first "=" parts name and value: values such as "albumType=0" hold one.
     const auto equals = pair.find('=');
     const auto name = PercentDecode(pair.substr(0, equals), true);
     const auto value = PercentDecode(equals == std::string::npos ? "" : pair.substr(equals + 1), true);
-    if (!name || !value) return false;
+    if (!name || !value || !IsUtf8(*name) || !IsUtf8(*value)) return false;
     query[*name] = *value;
   }
   return true;

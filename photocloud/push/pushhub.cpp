@@ -60,12 +60,13 @@ void PushStream::Wake() {
   if (listener) listener();
 }
 
-std::shared_ptr<PushStream> PushHub::Subscribe(std::int64_t account, const std::string& device) {
+std::shared_ptr<PushStream> PushHub::Subscribe(std::int64_t account, const std::string& device,
+                                               std::int64_t session) {
   auto stream = std::make_shared<PushStream>();
   stream->Add(": listening\n\n");
   const std::lock_guard guard(hubLock);
   if (closed) stream->End();
-  subscribers[account].push_back({device, stream});
+  subscribers[account].push_back({device, session, stream});
   return stream;
 }
 
@@ -88,18 +89,29 @@ void PushHub::Publish(std::int64_t account, const std::string& exceptDevice, con
   for (const auto& stream : targets) stream->Add(event);
 }
 
+std::vector<std::pair<std::int64_t, std::shared_ptr<PushStream>>> PushHub::All() {
+  std::vector<std::pair<std::int64_t, std::shared_ptr<PushStream>>> all;
+  const std::lock_guard guard(hubLock);
+  for (auto& [account, list] : subscribers) {
+    for (const Subscriber& entry : list) {
+      if (auto stream = entry.stream.lock()) all.emplace_back(entry.session, std::move(stream));
+    }
+  }
+  return all;
+}
+
+void PushHub::EndUnless(const std::function<bool(std::int64_t session)>& holds) {
+  for (const auto& [session, stream] : All()) {
+    if (!holds(session)) stream->End();
+  }
+}
+
 void PushHub::Close() {
-  std::vector<std::shared_ptr<PushStream>> targets;
   {
     const std::lock_guard guard(hubLock);
     closed = true;
-    for (auto& [account, list] : subscribers) {
-      for (const Subscriber& entry : list) {
-        if (auto stream = entry.stream.lock()) targets.push_back(std::move(stream));
-      }
-    }
   }
-  for (const auto& stream : targets) stream->End();
+  for (const auto& [session, stream] : All()) stream->End();
 }
 
 std::size_t PushHub::Count() {

@@ -42,11 +42,16 @@ class PushStream {
 // Safe to call from any thread.
 class PushHub {
  public:
-  std::shared_ptr<PushStream> Subscribe(std::int64_t account, const std::string& device);
+  std::shared_ptr<PushStream> Subscribe(std::int64_t account, const std::string& device,
+                                        std::int64_t session);
 
   // Sends to all devices of the account but `exceptDevice`.
   void Publish(std::int64_t account, const std::string& exceptDevice, const std::string& cmd,
                const std::string& body);
+
+  // Ends the streams of sessions that `holds` knows no more. It is called
+  // outside the lock.
+  void EndUnless(const std::function<bool(std::int64_t session)>& holds);
 
   // Ends all streams, and each new one at once.
   void Close();
@@ -55,8 +60,11 @@ class PushHub {
  private:
   struct Subscriber {
     std::string device;
+    std::int64_t session = 0;
     std::weak_ptr<PushStream> stream;
   };
+
+  std::vector<std::pair<std::int64_t, std::shared_ptr<PushStream>>> All();
 
   std::mutex hubLock;
   // Guarded by hubLock.

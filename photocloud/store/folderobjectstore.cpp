@@ -3,6 +3,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 #include "photocloud/base/log.h"
 #include "photocloud/base/text.h"
 
@@ -47,6 +49,10 @@ class FileHandle {
   const int handle;
 };
 
+fs::path PathIn(const fs::path& folder, std::int64_t account, const std::string& sha256) {
+  return folder / std::to_string(account) / sha256.substr(0, 2) / sha256;
+}
+
 // A new name is safe only when the folder that holds it is flushed too.
 bool SyncFolder(const fs::path& folder) { return FileHandle(folder, O_RDONLY | O_DIRECTORY).Sync(); }
 
@@ -60,32 +66,60 @@ bool MakeFolder(const fs::path& folder) {
   return !folder.has_parent_path() || SyncFolder(folder.parent_path());
 }
 
-bool WriteNewFile(const fs::path& path, std::string_view bytes) {
-  const FileHandle file(path, O_WRONLY | O_CREAT | O_EXCL);
-  return file.IsOpen() && file.WriteAll(bytes) && file.Sync();
-}
+constexpr const char* kIncoming = "incoming";
+// What earlier versions called files that they were writing.
+constexpr const char* kEarlierSuffix = ".part";
+
+class FileWriter : public ObjectWriter {
+ public:
+  FileWriter(const fs::path& storeFolder)
+      : folder(storeFolder), part(folder / kIncoming / RandomId()), file(part, O_WRONLY | O_CREAT | O_EXCL) {
+    fullness = file.IsOpen() ? 0 : errno;
+  }
+  ~FileWriter() override {
+    std::error_code ignored;
+    if (!kept) fs::remove(part, ignored);
+  }
+
+  bool Write(std::string_view piece) override { return file.IsOpen() && Note(file.WriteAll(piece)); }
+
+  bool Keep(std::int64_t account, const std::string& sha256) override {
+    const fs::path path = PathIn(folder, account, sha256);
+    kept = file.IsOpen() &&
+           Note(MakeFolder(path.parent_path()) && file.Sync() && ::rename(part.c_str(), path.c_str()) == 0);
+    // A new name that may not last is as bad as none; the file is left to the
+    // next writer of these bytes.
+    if (kept && Note(SyncFolder(path.parent_path()))) return true;
+    Log(LogLevel::Error, "object not stored", {{"object", sha256}, {"account", std::to_string(account)}});
+    return false;
+  }
+
+  bool IsFull() const override { return fullness == ENOSPC || fullness == EDQUOT; }
+
+ private:
+  bool Note(bool done) {
+    if (!done) fullness = errno;
+    return done;
+  }
+
+  const fs::path folder;
+  const fs::path part;
+  const FileHandle file;
+  bool kept = false;
+  int fullness = 0;
+};
 
 }  // namespace
 
-FolderObjectStore::FolderObjectStore(fs::path path) : folder(std::move(path)) { (void)MakeFolder(folder); }
+FolderObjectStore::FolderObjectStore(fs::path path) : folder(std::move(path)) {
+  (void)MakeFolder(folder / kIncoming);
+}
 
 fs::path FolderObjectStore::PathOf(std::int64_t account, const std::string& sha256) const {
-  return folder / std::to_string(account) / sha256.substr(0, 2) / sha256;
+  return PathIn(folder, account, sha256);
 }
 
-bool FolderObjectStore::Put(std::int64_t account, const std::string& sha256, std::string_view bytes) {
-  const fs::path path = PathOf(account, sha256);
-  fs::path part = path;
-  part += "." + RandomId() + ".part";
-  std::error_code error;
-  if (MakeFolder(path.parent_path()) && WriteNewFile(part, bytes)) {
-    fs::rename(part, path, error);
-    if (!error && SyncFolder(path.parent_path())) return true;
-  }
-  Log(LogLevel::Error, "object not stored", {{"object", sha256}, {"account", std::to_string(account)}});
-  fs::remove(part, error);
-  return false;
-}
+std::unique_ptr<ObjectWriter> FolderObjectStore::Begin() { return std::make_unique<FileWriter>(folder); }
 
 std::optional<std::int64_t> FolderObjectStore::Length(std::int64_t account, const std::string& sha256) const {
   std::error_code error;
@@ -109,15 +143,38 @@ bool FolderObjectStore::Remove(std::int64_t account, const std::string& sha256) 
   return !error;
 }
 
-std::vector<std::string> FolderObjectStore::List(std::int64_t account) const {
+std::vector<std::string> FolderObjectStore::List(std::int64_t account, const std::string& digits) const {
   std::vector<std::string> names;
   std::error_code error;
-  for (fs::recursive_directory_iterator at(folder / std::to_string(account), error), end; !error && at != end;
-       at.increment(error)) {
+  const fs::path from = folder / std::to_string(account) / digits;
+  for (fs::recursive_directory_iterator at(from, error), end; !error && at != end; at.increment(error)) {
     const std::string name = at->path().filename().string();
     if (IsHex(name, 64)) names.push_back(name);
   }
   return names;
+}
+
+std::vector<std::int64_t> FolderObjectStore::ListAccounts() const {
+  std::vector<std::int64_t> accounts;
+  std::error_code error;
+  for (fs::directory_iterator at(folder, error), end; !error && at != end; at.increment(error)) {
+    if (const auto account = ParseNumber(at->path().filename().string())) accounts.push_back(*account);
+  }
+  return accounts;
+}
+
+void FolderObjectStore::RemoveUnfinished() {
+  std::error_code error;
+  fs::remove_all(folder / kIncoming, error);
+  (void)MakeFolder(folder / kIncoming);
+  for (const std::int64_t account : ListAccounts()) {
+    const fs::path from = folder / std::to_string(account);
+    std::vector<fs::path> unfinished;
+    for (fs::recursive_directory_iterator at(from, error), end; !error && at != end; at.increment(error)) {
+      if (at->path().extension() == kEarlierSuffix) unfinished.push_back(at->path());
+    }
+    for (const fs::path& path : unfinished) fs::remove(path, error);
+  }
 }
 
 std::int64_t FolderObjectStore::FreeBytes() const {

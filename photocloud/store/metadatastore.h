@@ -19,7 +19,13 @@ namespace photocloud {
 // caught where a request or a command ends, and nowhere else.
 class StoreFailure : public std::runtime_error {
  public:
-  using std::runtime_error::runtime_error;
+  // Busy: another process holds the writer's place, and a later try may do.
+  enum class Kind { Broken, Busy, Full };
+
+  explicit StoreFailure(const std::string& reason, Kind failureKind = Kind::Broken)
+      : std::runtime_error(reason), kind(failureKind) {}
+
+  const Kind kind;
 };
 
 // A place in a list ordered by creation time, newest first, then by id.
@@ -58,7 +64,8 @@ class MetadataStore {
   // A secret of this installation, made on first use; signs URLs.
   virtual std::string Secret() = 0;
 
-  // InsertAccount returns the new id, or nothing when the name is taken.
+  // InsertAccount returns the new id, or nothing when the name is taken. Names
+  // that differ in the case of the letters A to Z only are the same.
   virtual std::optional<std::int64_t> InsertAccount(const Account& account) = 0;
   virtual std::optional<Account> FindAccount(std::int64_t id) = 0;
   virtual std::optional<Account> FindAccountByName(const std::string& userName) = 0;
@@ -73,8 +80,13 @@ class MetadataStore {
 
   virtual void InsertSession(const Session& session) = 0;
   virtual void UpdateSession(const Session& session) = 0;
-  virtual void RemoveSession(std::int64_t id) = 0;
-  virtual void RemoveSessionsOf(std::int64_t account) = 0;
+  // Returns false when the account has no such session.
+  virtual bool RemoveSession(std::int64_t account, std::int64_t id) = 0;
+  // All but one; ids are never 0, and never used again.
+  virtual void RemoveSessionsOf(std::int64_t account, std::int64_t butId) = 0;
+  virtual void TouchSession(std::int64_t id, std::int64_t usedMs) = 0;
+  virtual bool HasSession(std::int64_t id) = 0;
+  virtual std::vector<Session> ListSessions(std::int64_t account) = 0;
   virtual std::optional<Session> FindSessionByAccess(const std::string& accessHash) = 0;
   // By the present or the previous refresh token.
   virtual std::optional<Session> FindSessionByRefresh(const std::string& refreshHash) = 0;
@@ -128,7 +140,8 @@ class MetadataStore {
 
   virtual std::optional<ObjectRecord> FindObject(std::int64_t account, const std::string& sha256) = 0;
   virtual void PutObject(std::int64_t account, const ObjectRecord& object) = 0;
-  // Removes the record and remembers the name as an orphan, whose file is to go.
+  // Removes the record, if there is one, and remembers the name as an orphan,
+  // whose file is to go.
   virtual void RemoveObject(std::int64_t account, const std::string& sha256) = 0;
   virtual std::vector<std::pair<std::int64_t, std::string>> ListOrphans(int limit) = 0;
   virtual void ForgetOrphan(std::int64_t account, const std::string& sha256) = 0;

@@ -33,6 +33,8 @@ struct Session {
   std::int64_t refreshUntilMs = 0;
   std::string previousHash;  // The refresh token before the last exchange.
   std::int64_t previousUntilMs = 0;
+  std::int64_t createdMs = 0;
+  std::int64_t lastUsedMs = 0;
 };
 
 struct WrappedKeys {

@@ -1,7 +1,5 @@
 #include "photocloud/store/sqlitestatement.h"
 
-#include "photocloud/store/metadatastore.h"
-
 namespace photocloud {
 
 SqliteStatement::~SqliteStatement() {
@@ -38,8 +36,15 @@ void SqliteStatement::Bind(int index, std::int64_t number) {
 
 void SqliteStatement::Check(int result) const {
   if (result == SQLITE_OK) return;
-  throw StoreFailure(std::string(sqlite3_errmsg(sqlite3_db_handle(statement))) + " in " +
-                     sqlite3_sql(statement));
+  throw SqliteFailure(sqlite3_db_handle(statement), sqlite3_sql(statement));
+}
+
+StoreFailure SqliteFailure(sqlite3* connection, const std::string& what) {
+  StoreFailure::Kind kind = StoreFailure::Kind::Broken;
+  const int code = sqlite3_errcode(connection) & 0xFF;
+  if (code == SQLITE_BUSY || code == SQLITE_LOCKED) kind = StoreFailure::Kind::Busy;
+  if (code == SQLITE_FULL) kind = StoreFailure::Kind::Full;
+  return StoreFailure(std::string(sqlite3_errmsg(connection)) + " in " + what, kind);
 }
 
 }  // namespace photocloud

@@ -6,7 +6,12 @@
 #include <optional>
 #include <string>
 
+#include "photocloud/store/metadatastore.h"
+
 namespace photocloud {
+
+// The connection's last failure.
+StoreFailure SqliteFailure(sqlite3* connection, const std::string& what);
 
 // One use of a prepared statement: binds, steps, and resets it at its end.
 //

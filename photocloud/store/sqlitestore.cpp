@@ -3,14 +3,16 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <chrono>
+
 #include "photocloud/base/text.h"
 
 namespace photocloud {
 namespace {
 
-// A command beside a running server waits this long for its turn to write.
-constexpr int kBusyTimeoutMs = 20000;
-
+// The first layout, which had no number. A new file starts with it too and goes
+// through all steps below, so that there is one way to the present layout.
 constexpr const char* kTables = R"sql(
 CREATE TABLE IF NOT EXISTS settings(name TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;
 CREATE TABLE IF NOT EXISTS accounts(
@@ -64,13 +66,36 @@ CREATE TABLE IF NOT EXISTS orphans(account INTEGER NOT NULL, sha256 TEXT NOT NUL
   WITHOUT ROWID;
 )sql";
 
+// Each brings a file to the layout of the next number, which stands in
+// user_version. A step that was released once is never changed.
+constexpr const char* kLayoutSteps[] = {
+    // 1: sessions that can be listed and ended by their id. Those from before
+    // were last used at their last refresh, as far as anybody knows.
+    R"sql(
+CREATE TABLE sessions_1(
+  id INTEGER PRIMARY KEY AUTOINCREMENT, account INTEGER NOT NULL, device TEXT NOT NULL,
+  access_hash TEXT NOT NULL UNIQUE, access_until INTEGER NOT NULL, refresh_hash TEXT NOT NULL UNIQUE,
+  refresh_until INTEGER NOT NULL, previous_hash TEXT NOT NULL, previous_until INTEGER NOT NULL,
+  created_ms INTEGER NOT NULL, last_used_ms INTEGER NOT NULL);
+INSERT INTO sessions_1 SELECT id,account,device,access_hash,access_until,refresh_hash,refresh_until,previous_hash,
+  previous_until,refresh_until-2592000000,refresh_until-2592000000 FROM sessions;
+DROP TABLE sessions;
+ALTER TABLE sessions_1 RENAME TO sessions;
+CREATE INDEX sessions_previous ON sessions(previous_hash) WHERE previous_hash != '';
+CREATE INDEX sessions_account ON sessions(account);
+CREATE INDEX accounts_name ON accounts(user_name COLLATE NOCASE);
+)sql",
+};
+constexpr std::int64_t kLayoutVersion = std::size(kLayoutSteps);
+
 // Column lists in the order of the readers below; macros, because statements are literals.
 #define ACCOUNT_COLUMNS                                                                                   \
   "id,user_id,user_name,verifier,disabled,hidden,user_status,suspend_cursor,version,oldest_cursor,quota_" \
   "bytes,"                                                                                                \
   "used_bytes"
-#define SESSION_COLUMNS \
-  "id,account,device,access_hash,access_until,refresh_hash,refresh_until,previous_hash,previous_until"
+#define SESSION_COLUMNS                                                                                 \
+  "id,account,device,access_hash,access_until,refresh_hash,refresh_until,previous_hash,previous_until," \
+  "created_ms,last_used_ms"
 #define ALBUM_COLUMNS "id,name,type,created_time,created_ms,local_path,properties,version,deleted"
 #define MEDIA_COLUMNS                                                                                    \
   "id,phase,album_id,recycled,created_ms,version,created_version,device,status,lost_version,touched_ms," \
@@ -87,8 +112,8 @@ Account ReadAccount(const SqliteStatement& row) {
 }
 
 Session ReadSession(const SqliteStatement& row) {
-  return {row.Number(0), row.Number(1), row.Text(2), row.Text(3),  row.Number(4),
-          row.Text(5),   row.Number(6), row.Text(7), row.Number(8)};
+  return {row.Number(0), row.Number(1), row.Text(2),   row.Text(3),   row.Number(4), row.Text(5),
+          row.Number(6), row.Text(7),   row.Number(8), row.Number(9), row.Number(10)};
 }
 
 AlbumRecord ReadAlbum(const SqliteStatement& row) {
@@ -138,39 +163,131 @@ bool SyncPath(const std::filesystem::path& path) {
   return done;
 }
 
+sqlite3* OpenConnection(const std::filesystem::path& file, int flags) {
+  sqlite3* connection = nullptr;
+  if (sqlite3_open_v2(file.c_str(), &connection, flags, nullptr) == SQLITE_OK) return connection;
+  const std::string reason = connection ? sqlite3_errmsg(connection) : "out of memory";
+  sqlite3_close_v2(connection);
+  throw StoreFailure("cannot open " + file.string() + ": " + reason);
+}
+
+// A connection of its own for work on a whole file.
+class PlainConnection {
+ public:
+  explicit PlainConnection(const std::filesystem::path& file)
+      : connection(OpenConnection(file, SQLITE_OPEN_READWRITE)) {}
+  ~PlainConnection() { sqlite3_close_v2(connection); }
+  PlainConnection(const PlainConnection&) = delete;
+  PlainConnection& operator=(const PlainConnection&) = delete;
+
+  void Execute(const char* sql) const {
+    if (sqlite3_exec(connection, sql, nullptr, nullptr, nullptr) != SQLITE_OK)
+      throw SqliteFailure(connection, sql);
+  }
+
+  bool IsSound() const {
+    bool isSound = false;
+    const auto read = [](void* target, int, char** values, char**) {
+      *static_cast<bool*>(target) = std::string_view(values[0]) == "ok";
+      return 0;
+    };
+    return sqlite3_exec(connection, "PRAGMA integrity_check(1)", read, &isSound, nullptr) == SQLITE_OK &&
+           isSound;
+  }
+
+ private:
+  sqlite3* const connection;
+};
+
 std::string ReadText(const SqliteStatement& row) { return row.Text(0); }
 std::int64_t ReadNumber(const SqliteStatement& row) { return row.Number(0); }
 
 }  // namespace
 
-SqliteStore::SqliteStore(const std::filesystem::path& file) : logFile(file.string() + "-wal") {
-  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX;
-  if (sqlite3_open_v2(file.c_str(), &connection, flags, nullptr) != SQLITE_OK) {
-    const std::string reason = connection ? sqlite3_errmsg(connection) : "out of memory";
-    sqlite3_close_v2(connection);
-    throw StoreFailure("cannot open " + file.string() + ": " + reason);
+void SettleLog(const std::filesystem::path& file) {
+  const std::filesystem::path log = file.string() + "-wal";
+  std::error_code ignored;
+  if (std::filesystem::exists(log, ignored)) {
+    try {
+      const PlainConnection database(file);
+      database.Execute("PRAGMA journal_mode=DELETE");
+    } catch (const StoreFailure&) {
+      // Whatever it is, it is no database; its log belongs to nothing either.
+    }
   }
-  try {
-    sqlite3_busy_timeout(connection, kBusyTimeoutMs);
-    Execute("PRAGMA journal_mode=WAL");
-    // Flushes the log before it is taken over into the database, and no more.
-    Execute("PRAGMA synchronous=NORMAL");
-    Execute("PRAGMA cache_size=-65536");
-    sqlite3_wal_hook(connection, &SqliteStore::OnCommit, this);
-    MakeTables();
-    Flush();
-    // The log's own name was new.
-    if (!SyncPath(file.has_parent_path() ? file.parent_path() : "."))
-      throw StoreFailure("cannot flush the folder");
-  } catch (...) {
-    sqlite3_close_v2(connection);
-    throw;
-  }
+  std::filesystem::remove(log, ignored);
+  std::filesystem::remove(file.string() + "-shm", ignored);
 }
 
-SqliteStore::~SqliteStore() {
+SqliteStore::Connection::~Connection() {
   for (const auto& [sql, statement] : prepared) sqlite3_finalize(statement);
-  sqlite3_close_v2(connection);
+  sqlite3_close_v2(handle);
+}
+
+void SqliteStore::Connection::Execute(const char* sql) const {
+  if (sqlite3_exec(handle, sql, nullptr, nullptr, nullptr) != SQLITE_OK) throw SqliteFailure(handle, sql);
+}
+
+sqlite3_stmt* SqliteStore::Connection::Prepare(const char* sql) {
+  // Keyed by the literal's address: each place in this file keeps its own.
+  sqlite3_stmt*& statement = prepared[sql];
+  if (statement) return statement;
+  if (sqlite3_prepare_v3(handle, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) != SQLITE_OK)
+    throw SqliteFailure(handle, sql);
+  return statement;
+}
+
+SqliteStore::Guard::Guard(SqliteStore& owner) : store(owner) {
+  if (!store.storeLock.try_lock_for(std::chrono::milliseconds(store.busyMs)))
+    throw StoreFailure("other writers take too long", StoreFailure::Kind::Busy);
+}
+
+SqliteStore::Guard::~Guard() { store.storeLock.unlock(); }
+
+SqliteStore::Reader::Reader(SqliteStore& owner) : store(owner) {
+  if (store.writingThread == std::this_thread::get_id()) return;
+  {
+    const std::lock_guard guard(store.readersLock);
+    if (!store.readers.empty()) {
+      borrowed = std::move(store.readers.back());
+      store.readers.pop_back();
+    }
+  }
+  if (!borrowed) borrowed = store.OpenReader();
+}
+
+SqliteStore::Reader::~Reader() {
+  if (!borrowed) return;
+  const std::lock_guard guard(store.readersLock);
+  store.readers.push_back(std::move(borrowed));
+}
+
+SqliteStore::SqliteStore(const std::filesystem::path& databaseFile, int writersWaitMs)
+    : file(databaseFile), logFile(file.string() + "-wal"), busyMs(writersWaitMs) {
+  writer = std::make_unique<Connection>(
+      OpenConnection(file, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX));
+  sqlite3_busy_timeout(writer->handle, busyMs);
+  Execute("PRAGMA journal_mode=WAL");
+  // Flushes the log before it is taken over into the database, and no more.
+  Execute("PRAGMA synchronous=NORMAL");
+  Execute("PRAGMA cache_size=-65536");
+  sqlite3_wal_hook(writer->handle, &SqliteStore::OnCommit, this);
+  MakeTables();
+  Flush();
+  // The log's own name was new.
+  if (!SyncPath(file.has_parent_path() ? file.parent_path() : "."))
+    throw StoreFailure("cannot flush the folder");
+}
+
+SqliteStore::~SqliteStore() = default;
+
+std::unique_ptr<SqliteStore::Connection> SqliteStore::OpenReader() const {
+  auto reader =
+      std::make_unique<Connection>(OpenConnection(file, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX));
+  sqlite3_busy_timeout(reader->handle, busyMs);
+  reader->Execute("PRAGMA query_only=1");
+  reader->Execute("PRAGMA cache_size=-16384");
+  return reader;
 }
 
 // Takes the place of the library's own hook, and so does its work too.
@@ -187,50 +304,32 @@ void SqliteStore::Flush() {
   const std::lock_guard guard(flushLock);
   if (flushed >= wanted) return;
   const std::uint64_t reached = commits;
-  if (!SyncPath(logFile)) throw StoreFailure("cannot flush " + logFile.string());
+  if (!SyncPath(logFile)) {
+    const bool isFull = errno == ENOSPC || errno == EDQUOT;
+    throw StoreFailure("cannot flush " + logFile.string(),
+                       isFull ? StoreFailure::Kind::Full : StoreFailure::Kind::Broken);
+  }
   flushed = reached;
 }
 
-void SqliteStore::MakeTables() {
-  Atomically([this] {
-    Execute(kTables);
-    return true;
-  });
-}
-
-void SqliteStore::CopyTo(const std::filesystem::path& file) {
-  const Guard guard(storeLock);
-  Run("VACUUM INTO ?", file.string());
-}
-
-void SqliteStore::Execute(const char* sql) {
-  char* text = nullptr;
-  if (sqlite3_exec(connection, sql, nullptr, nullptr, &text) == SQLITE_OK) return;
-  const std::string reason = text ? text : "unknown failure";
-  sqlite3_free(text);
-  throw StoreFailure(reason);
-}
-
-sqlite3_stmt* SqliteStore::Prepare(const char* sql) {
-  // Keyed by the literal's address: each place in this file keeps its own.
-  sqlite3_stmt*& statement = prepared[sql];
-  if (statement) return statement;
-  if (sqlite3_prepare_v3(connection, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) != SQLITE_OK) {
-    throw StoreFailure(std::string(sqlite3_errmsg(connection)) + " in " + sql);
-  }
-  return statement;
+void SqliteStore::CopyTo(const std::filesystem::path& target) {
+  Run("VACUUM INTO ?", target.string());
+  const PlainConnection copy(target);
+  // Whoever reads a backup could otherwise sign URLs of the running service.
+  copy.Execute("PRAGMA secure_delete=ON; DELETE FROM settings WHERE name='secret'");
+  if (!copy.IsSound() || !SyncPath(target)) throw StoreFailure("the copy cannot be read back");
 }
 
 template <typename... Values>
 int SqliteStore::Run(const char* sql, const Values&... values) {
-  const Guard guard(storeLock);
-  return SqliteStatement(Prepare(sql), values...).Run();
+  const Guard guard(*this);
+  return SqliteStatement(writer->Prepare(sql), values...).Run();
 }
 
 template <typename Read, typename... Values>
 auto SqliteStore::Rows(Read read, const char* sql, const Values&... values) {
-  const Guard guard(storeLock);
-  SqliteStatement statement(Prepare(sql), values...);
+  Reader reader(*this);
+  SqliteStatement statement(reader.Get().Prepare(sql), values...);
   std::vector<decltype(read(statement))> rows;
   while (statement.Step()) rows.push_back(read(statement));
   return rows;
@@ -238,35 +337,53 @@ auto SqliteStore::Rows(Read read, const char* sql, const Values&... values) {
 
 template <typename Read, typename... Values>
 auto SqliteStore::Row(Read read, const char* sql, const Values&... values) {
-  const Guard guard(storeLock);
-  SqliteStatement statement(Prepare(sql), values...);
+  Reader reader(*this);
+  SqliteStatement statement(reader.Get().Prepare(sql), values...);
   std::optional<decltype(read(statement))> row;
   if (statement.Step()) row = read(statement);
   return row;
 }
 
 bool SqliteStore::Atomically(const std::function<bool()>& work) {
-  const Guard guard(storeLock);
+  const Guard guard(*this);
   // The writer's place is taken at once: a transaction that only found out at
   // its first write that another process writes would have to start again.
   Execute(depth == 0 ? "BEGIN IMMEDIATE" : "SAVEPOINT nested");
   const char* const keep = depth == 0 ? "COMMIT" : "RELEASE nested";
   const char* const undo = depth == 0 ? "ROLLBACK" : "ROLLBACK TO nested; RELEASE nested";
   ++depth;
+  writingThread = std::this_thread::get_id();
   bool done = false;
   try {
     done = work();
     if (done) Execute(keep);
   } catch (...) {
-    --depth;
     // After a failed commit there may be nothing left to undo.
-    (void)sqlite3_exec(connection, undo, nullptr, nullptr, nullptr);
+    (void)sqlite3_exec(writer->handle, undo, nullptr, nullptr, nullptr);
+    LeaveLevel();
     throw;
   }
-  --depth;
+  LeaveLevel();
   if (!done) Execute(undo);
   return done;
 }
+
+void SqliteStore::LeaveLevel() {
+  if (--depth == 0) writingThread = std::thread::id();
+}
+
+void SqliteStore::MakeTables() {
+  Atomically([this] {
+    auto version = LayoutVersion();
+    if (version > kLayoutVersion) throw StoreFailure("the database was written by a later version");
+    if (version == 0) Execute(kTables);
+    for (; version < kLayoutVersion; ++version) Execute(kLayoutSteps[version]);
+    Execute(("PRAGMA user_version=" + std::to_string(kLayoutVersion)).c_str());
+    return true;
+  });
+}
+
+std::int64_t SqliteStore::LayoutVersion() { return Row(ReadNumber, "PRAGMA user_version").value_or(0); }
 
 std::string SqliteStore::Secret() {
   Run("INSERT OR IGNORE INTO settings(name,value) VALUES('secret',?)", ToHex(RandomBytes(32)));
@@ -274,14 +391,15 @@ std::string SqliteStore::Secret() {
 }
 
 std::optional<std::int64_t> SqliteStore::InsertAccount(const Account& account) {
-  const Guard guard(storeLock);
+  const Guard guard(*this);
   const int rows = Run(
       "INSERT OR IGNORE INTO accounts(user_id,user_name,verifier,disabled,hidden,user_status,suspend_cursor,"
-      "quota_bytes) VALUES(?,?,?,?,?,?,?,?)",
+      "quota_bytes) SELECT ?1,?2,?3,?4,?5,?6,?7,?8 WHERE NOT EXISTS(SELECT 1 FROM accounts WHERE "
+      "user_name=?2 COLLATE NOCASE)",
       account.userId, account.userName, account.verifier, account.disabled, account.hidden,
       account.userStatus, account.suspendCursor, account.quotaBytes);
   if (rows == 0) return std::nullopt;
-  return sqlite3_last_insert_rowid(connection);
+  return sqlite3_last_insert_rowid(writer->handle);
 }
 
 std::optional<Account> SqliteStore::FindAccount(std::int64_t id) {
@@ -289,7 +407,12 @@ std::optional<Account> SqliteStore::FindAccount(std::int64_t id) {
 }
 
 std::optional<Account> SqliteStore::FindAccountByName(const std::string& userName) {
-  return Row(ReadAccount, "SELECT " ACCOUNT_COLUMNS " FROM accounts WHERE user_name=?", userName);
+  // Files of the first layout may hold names that differ in case only: there the
+  // exact one goes first.
+  return Row(ReadAccount,
+             "SELECT " ACCOUNT_COLUMNS
+             " FROM accounts WHERE user_name=?1 COLLATE NOCASE ORDER BY user_name=?1 DESC,id LIMIT 1",
+             userName);
 }
 
 std::vector<Account> SqliteStore::ListAccounts() {
@@ -320,8 +443,15 @@ void SqliteStore::RemoveAccount(std::int64_t id) {
 }
 
 std::int64_t SqliteStore::NextVersion(std::int64_t account) {
-  return Row(ReadNumber, "UPDATE accounts SET version=version+1 WHERE id=? RETURNING version", account)
-      .value_or(0);
+  const Guard guard(*this);
+  SqliteStatement statement(
+      writer->Prepare("UPDATE accounts SET version=version+1 WHERE id=? RETURNING version"), account);
+  if (!statement.Step()) return 0;
+  const auto version = statement.Number(0);
+  // A write is done, and committed, only when the statement has ended.
+  while (statement.Step()) {
+  }
+  return version;
 }
 
 void SqliteStore::AddUsedBytes(std::int64_t account, std::int64_t bytes) {
@@ -330,9 +460,10 @@ void SqliteStore::AddUsedBytes(std::int64_t account, std::int64_t bytes) {
 
 void SqliteStore::InsertSession(const Session& session) {
   Run("INSERT INTO sessions(account,device,access_hash,access_until,refresh_hash,refresh_until,previous_hash,"
-      "previous_until) VALUES(?,?,?,?,?,?,?,?)",
+      "previous_until,created_ms,last_used_ms) VALUES(?,?,?,?,?,?,?,?,?,?)",
       session.accountId, session.deviceId, session.accessHash, session.accessUntilMs, session.refreshHash,
-      session.refreshUntilMs, session.previousHash, session.previousUntilMs);
+      session.refreshUntilMs, session.previousHash, session.previousUntilMs, session.createdMs,
+      session.lastUsedMs);
 }
 
 void SqliteStore::UpdateSession(const Session& session) {
@@ -342,10 +473,24 @@ void SqliteStore::UpdateSession(const Session& session) {
       session.previousHash, session.previousUntilMs, session.id);
 }
 
-void SqliteStore::RemoveSession(std::int64_t id) { Run("DELETE FROM sessions WHERE id=?", id); }
+bool SqliteStore::RemoveSession(std::int64_t account, std::int64_t id) {
+  return Run("DELETE FROM sessions WHERE account=? AND id=?", account, id) > 0;
+}
 
-void SqliteStore::RemoveSessionsOf(std::int64_t account) {
-  Run("DELETE FROM sessions WHERE account=?", account);
+void SqliteStore::RemoveSessionsOf(std::int64_t account, std::int64_t butId) {
+  Run("DELETE FROM sessions WHERE account=? AND id!=?", account, butId);
+}
+
+void SqliteStore::TouchSession(std::int64_t id, std::int64_t usedMs) {
+  Run("UPDATE sessions SET last_used_ms=max(last_used_ms,?) WHERE id=?", usedMs, id);
+}
+
+bool SqliteStore::HasSession(std::int64_t id) {
+  return Row(ReadNumber, "SELECT 1 FROM sessions WHERE id=?", id).has_value();
+}
+
+std::vector<Session> SqliteStore::ListSessions(std::int64_t account) {
+  return Rows(ReadSession, "SELECT " SESSION_COLUMNS " FROM sessions WHERE account=?", account);
 }
 
 std::optional<Session> SqliteStore::FindSessionByAccess(const std::string& accessHash) {

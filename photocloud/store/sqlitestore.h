@@ -5,8 +5,10 @@
 #include <atomic>
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <mutex>
 #include <string_view>
+#include <thread>
 #include <unordered_map>
 
 #include "photocloud/store/metadatastore.h"
@@ -14,23 +16,38 @@
 
 namespace photocloud {
 
+// Takes what a killed process left in the log of a database over into the
+// database, and removes the log. No process may have the file open.
+void SettleLog(const std::filesystem::path& file);
+
+// A command beside a running server waits this long for its turn to write, and a
+// request to a server so long: then it is answered that the service is busy.
+constexpr int kPatientMs = 20000;
+constexpr int kRequestMs = 3000;
+
 // The metadata store in one SQLite file.
 //
 // Write-ahead log, flushed by Flush and not at each commit: a flush takes
 // thousands of times as long as a commit, and those of several threads become
-// one. One connection, used by one thread at a time under `storeLock`;
-// Atomically keeps that lock while it runs. Other processes, such as the
-// account commands beside a running server, wait for their turn.
+// one. One connection writes, used by one thread at a time under `storeLock`;
+// Atomically keeps that lock while it runs, and what its thread reads meanwhile
+// it reads there. All other reads have connections of their own and wait for no
+// writer. Other processes, such as the account commands beside a running server,
+// wait for their turn to write.
 class SqliteStore : public MetadataStore {
  public:
-  // Opens the file and brings its tables up to date. Throws StoreFailure.
-  explicit SqliteStore(const std::filesystem::path& file);
+  // Opens the file and brings its tables up to date. Throws StoreFailure, also
+  // for a file of a later version, which this one could only damage.
+  // `busyMs` is how long a writer waits for its turn.
+  explicit SqliteStore(const std::filesystem::path& file, int busyMs = kPatientMs);
   ~SqliteStore() override;
   SqliteStore(const SqliteStore&) = delete;
   SqliteStore& operator=(const SqliteStore&) = delete;
 
-  // Writes a consistent copy of the present state to a new file.
+  // Writes a consistent copy of the present state to a new file, without the
+  // secret that signs URLs, and reads it back whole. Throws StoreFailure.
   void CopyTo(const std::filesystem::path& file);
+  const std::filesystem::path& File() const { return file; }
 
   bool Atomically(const std::function<bool()>& work) override;
   void Flush() override;
@@ -47,8 +64,11 @@ class SqliteStore : public MetadataStore {
 
   void InsertSession(const Session& session) override;
   void UpdateSession(const Session& session) override;
-  void RemoveSession(std::int64_t id) override;
-  void RemoveSessionsOf(std::int64_t account) override;
+  bool RemoveSession(std::int64_t account, std::int64_t id) override;
+  void RemoveSessionsOf(std::int64_t account, std::int64_t butId) override;
+  void TouchSession(std::int64_t id, std::int64_t usedMs) override;
+  bool HasSession(std::int64_t id) override;
+  std::vector<Session> ListSessions(std::int64_t account) override;
   std::optional<Session> FindSessionByAccess(const std::string& accessHash) override;
   std::optional<Session> FindSessionByRefresh(const std::string& refreshHash) override;
   void RemoveSessionsBefore(std::int64_t refreshUntilMs) override;
@@ -98,11 +118,54 @@ class SqliteStore : public MetadataStore {
   std::vector<std::string> ListMediaOfObject(std::int64_t account, const std::string& sha256) override;
 
  private:
-  using Guard = std::lock_guard<std::recursive_mutex>;
+  // A connection with the statements that it has prepared. Used by one thread at
+  // a time.
+  struct Connection {
+    explicit Connection(sqlite3* opened) : handle(opened) {}
+    ~Connection();
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
 
-  void Execute(const char* sql);
+    void Execute(const char* sql) const;
+    sqlite3_stmt* Prepare(const char* sql);
+
+    sqlite3* const handle;
+    std::unordered_map<const char*, sqlite3_stmt*> prepared;
+  };
+
+  // Keeps the writer's place for one thread. Throws when that takes too long.
+  class Guard {
+   public:
+    explicit Guard(SqliteStore& owner);
+    ~Guard();
+    Guard(const Guard&) = delete;
+    Guard& operator=(const Guard&) = delete;
+
+   private:
+    SqliteStore& store;
+  };
+
+  // The connection that this thread reads on: the writing one inside
+  // Atomically, else one that it borrows.
+  class Reader {
+   public:
+    explicit Reader(SqliteStore& owner);
+    ~Reader();
+    Reader(const Reader&) = delete;
+    Reader& operator=(const Reader&) = delete;
+
+    Connection& Get() { return borrowed ? *borrowed : *store.writer; }
+
+   private:
+    SqliteStore& store;
+    std::unique_ptr<Connection> borrowed;
+  };
+
+  void Execute(const char* sql) { writer->Execute(sql); }
+  void LeaveLevel();
   void MakeTables();
-  sqlite3_stmt* Prepare(const char* sql);
+  std::int64_t LayoutVersion();
+  std::unique_ptr<Connection> OpenReader() const;
 
   // Runs a statement without rows; returns the count of changed rows.
   template <typename... Values>
@@ -115,17 +178,23 @@ class SqliteStore : public MetadataStore {
 
   static int OnCommit(void* self, sqlite3* connection, const char* database, int pages);
 
+  const std::filesystem::path file;
   const std::filesystem::path logFile;
+  const int busyMs;
   std::atomic<std::uint64_t> commits{0};  // since the file was opened
   std::mutex flushLock;
   std::uint64_t flushed = 0;  // How many of `commits` are on the disk; guarded by flushLock.
 
-  std::recursive_mutex storeLock;
+  std::recursive_timed_mutex storeLock;
+  // The thread inside Atomically; written under storeLock.
+  std::atomic<std::thread::id> writingThread{};
 
   // Guarded by storeLock.
-  sqlite3* connection = nullptr;
+  std::unique_ptr<Connection> writer;
   int depth = 0;  // Of nested calls of Atomically.
-  std::unordered_map<const char*, sqlite3_stmt*> prepared;
+
+  std::mutex readersLock;
+  std::vector<std::unique_ptr<Connection>> readers;  // Idle ones; guarded by readersLock.
 };
 
 }  // namespace photocloud

@@ -1,3 +1,6 @@
+#include <atomic>
+#include <thread>
+
 #include "photocloud/base/json.h"
 #include "testcloud.h"
 
@@ -38,18 +41,75 @@ TEST_F(CloudTest, WrongPasswordAndUnknownNameAnswerAlike) {
   EXPECT_EQ(wrong.raw.body, unknown.raw.body);
 }
 
-TEST_F(CloudTest, GuessingIsThrottledForAMinute) {
+Request LoginFrom(const std::string& address, const std::string& password) {
+  Request request;
+  request.method = "POST";
+  request.SetTarget("/cloudPhoto/v1/auth/login");
+  request.address = address;
+  request.body = WriteJson(LoginBody("anna", password));
+  return request;
+}
+
+TEST_F(CloudTest, GuessesGetSlowerAndEndInARefusalForAWhile) {
   for (int i = 0; i < 5; ++i) {
-    EXPECT_EQ(cloud.Call({}, "POST", "/cloudPhoto/v1/auth/login", LoginBody("anna", "guess")).status, 401);
+    const Reply reply = cloud.CallRaw(LoginFrom("192.0.2.1", "guess"));
+    EXPECT_EQ(reply.status, 401);
+    EXPECT_EQ(reply.raw.delivery.delayMs, 0);
   }
-  const Reply refused =
-      cloud.Call({}, "POST", "/cloudPhoto/v1/auth/login", LoginBody("anna", "secret of anna"));
-  EXPECT_EQ(refused.Code(), "31084029");
-  ASSERT_FALSE(refused.raw.headers.empty());
-  EXPECT_EQ(refused.raw.headers[0].first, "Retry-After");
-  cloud.clock.Advance(61000);
-  EXPECT_EQ(cloud.Call({}, "POST", "/cloudPhoto/v1/auth/login", LoginBody("anna", "secret of anna")).status,
-            200);
+  std::int64_t before = 0;
+  Reply reply = cloud.CallRaw(LoginFrom("192.0.2.1", "guess"));
+  for (; reply.status == 401; reply = cloud.CallRaw(LoginFrom("192.0.2.1", "guess"))) {
+    EXPECT_GT(reply.raw.delivery.delayMs, before);
+    before = reply.raw.delivery.delayMs;
+  }
+  EXPECT_GT(before, 1000);
+  EXPECT_EQ(reply.Code(), "31084029");
+  EXPECT_EQ(reply.raw.headers.at(0).first, "Retry-After");
+  cloud.clock.Advance(75 * 1000);
+  reply = cloud.CallRaw(LoginFrom("192.0.2.1", "secret of anna"));
+  EXPECT_EQ(reply.status, 200);
+  EXPECT_EQ(reply.raw.delivery.delayMs, 0);
+}
+
+TEST_F(CloudTest, GuessesFromElsewhereDoNotLockTheOwnerOut) {
+  for (int i = 0; i < 20; ++i) cloud.CallRaw(LoginFrom("192.0.2.1", "guess"));
+  const Reply owner = cloud.CallRaw(LoginFrom("198.51.100.7", "secret of anna"));
+  EXPECT_EQ(owner.status, 200);
+  EXPECT_EQ(owner.raw.delivery.delayMs, 0);
+  // From the guesser's address it is slow, and goes on as long as few wait.
+  cloud.clock.Advance(10 * 1000);
+  const Reply slow = cloud.CallRaw(LoginFrom("192.0.2.1", "secret of anna"));
+  EXPECT_EQ(slow.status, 200);
+  EXPECT_GT(slow.raw.delivery.delayMs, 0);
+}
+
+TEST_F(CloudTest, ManyAddressesAtOneNameAreSlowedAndNeverCloseIt) {
+  for (int i = 0; i < 200; ++i) cloud.CallRaw(LoginFrom("10.0.0." + std::to_string(i), "guess"));
+  const Reply owner = cloud.CallRaw(LoginFrom("198.51.100.7", "secret of anna"));
+  EXPECT_EQ(owner.status, 200);
+  EXPECT_LE(owner.raw.delivery.delayMs, 5000);
+}
+
+TEST_F(CloudTest, GuessesAtTheSameTimeAreAsSlowAsOneAfterTheOther) {
+  std::atomic<int> atOnce{0};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 40; ++i) {
+    threads.emplace_back([&] {
+      const auto result = cloud.services.accounts.Login({"anna", "guess", "", "192.0.2.1"});
+      if (std::get<ErrorCode>(result.outcome) == ErrorCode::LoginRefused && result.waitMs == 0) ++atOnce;
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_LE(atOnce, 5);
+}
+
+TEST_F(CloudTest, RefusedLoginsAreLoggedByNumberAndAddress) {
+  ::testing::internal::CaptureStderr();
+  cloud.CallRaw(LoginFrom("192.0.2.1", "guess"));
+  const std::string log = ::testing::internal::GetCapturedStderr();
+  EXPECT_NE(log.find(R"("account":"1","address":"192.0.2.1","event":"login refused")"), std::string::npos)
+      << log;
+  EXPECT_EQ(log.find("anna"), std::string::npos) << log;
 }
 
 TEST_F(CloudTest, AccessTokenExpiresAndRefreshGivesANewOne) {

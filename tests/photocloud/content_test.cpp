@@ -200,7 +200,7 @@ TEST_F(ContentTest, RangesOfAnObject) {
   const Case cases[] = {
       {"bytes=0-31", 206, 0, 32},    {"bytes=32-", 206, 32, 48},  {"bytes=-16", 206, 64, 16},
       {"bytes=70-500", 206, 70, 10}, {"bytes=79-79", 206, 79, 1}, {"bytes=0-1,4-5", 200, 0, 80},
-      {"lines=1-2", 200, 0, 80},     {"bytes=x-y", 200, 0, 80},
+      {"lines=1-2", 200, 0, 80},
   };
   for (const Case& entry : cases) {
     const Reply reply = cloud.Call({}, "GET", get, Json::Value(), {{"range", entry.range}});
@@ -208,6 +208,7 @@ TEST_F(ContentTest, RangesOfAnObject) {
     EXPECT_EQ(reply.raw.body, bytes.substr(entry.start, entry.count)) << entry.range;
   }
   EXPECT_EQ(cloud.Call({}, "GET", get, Json::Value(), {{"range", "bytes=80-"}}).Code(), "31084016");
+  EXPECT_EQ(cloud.Call({}, "GET", get, Json::Value(), {{"range", "bytes=x-y"}}).Code(), "31084000");
   const Reply part = cloud.Call({}, "GET", get, Json::Value(), {{"range", "bytes=1-2"}});
   EXPECT_NE(std::find(part.raw.headers.begin(), part.raw.headers.end(),
                       std::pair<std::string, std::string>("Content-Range", "bytes 1-2/80")),

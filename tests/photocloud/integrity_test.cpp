@@ -128,6 +128,7 @@ TEST_F(IntegrityTest, DeviceReportsALossAndItsEnd) {
   EXPECT_EQ(lost.json["status"], 2);
   EXPECT_EQ(Losts()["media"].size(), 1u);
   EXPECT_EQ(cloud.Call(phone, "PATCH", revision, Json(R"({"status":1})")).status, 200);
+  cloud.services.background.WaitUntilIdle();
   EXPECT_EQ(Losts()["media"].size(), 0u);
   EXPECT_EQ(cloud.Call(phone, "PATCH", revision, Json(R"({"status":3})")).Code(), "31084000");
   EXPECT_EQ(cloud.Call(phone, "PATCH", revision + "x", Json(R"({"status":1})")).Code(), "31084042");
@@ -136,6 +137,7 @@ TEST_F(IntegrityTest, DeviceReportsALossAndItsEnd) {
 TEST_F(IntegrityTest, ReportedLossFindsTheDamage) {
   Act("damageObject");
   cloud.Call(anna, "PATCH", revision, Json(R"({"status":2})"));
+  cloud.services.background.WaitUntilIdle();
   EXPECT_EQ(cloud.Call(anna, "PATCH", revision, Json(R"({"status":1})")).Code(), "31084092");
   EXPECT_EQ(cloud.Call(anna, "PATCH", "/cloudPhoto/v1/media/" + id, Json(R"({"status":"normal"})")).Code(),
             "31084092");

@@ -47,12 +47,12 @@ TEST_F(CloudTest, LongTextsAreRefused) {
   EXPECT_EQ(PostText(cloud, anna, R"({"albumName":")" + std::string(2000, 'x') + R"("})").Code(), "31084000");
 }
 
-TEST_F(CloudTest, MetricsAreForTheMachineItself) {
+TEST_F(CloudTest, MetricsAreForTheirOwnAddress) {
   Request request;
   request.method = "GET";
   request.SetTarget("/metrics");
   EXPECT_EQ(cloud.CallRaw(request).status, 404);
-  request.fromLoopback = true;
+  request.onMetricsAddress = true;
   cloud.Call(anna, "GET", "/cloudPhoto/v1/media/some-id");
   const Reply reply = cloud.CallRaw(request);
   EXPECT_EQ(reply.status, 200);

@@ -59,7 +59,7 @@ TEST_F(CloudTest, OrderedMessageReachesAllDevices) {
 
 TEST(PushStream, ListenerIsCalledForMessagesAndTheEnd) {
   PushHub hub;
-  const auto stream = hub.Subscribe(1, "phone");
+  const auto stream = hub.Subscribe(1, "phone", 1);
   int calls = 0;
   stream->SetListener([&] { ++calls; });
   EXPECT_EQ(calls, 1);
@@ -68,7 +68,7 @@ TEST(PushStream, ListenerIsCalledForMessagesAndTheEnd) {
   hub.Close();
   EXPECT_EQ(calls, 3);
   EXPECT_TRUE(stream->HasEnded());
-  EXPECT_TRUE(hub.Subscribe(1, "late")->HasEnded());
+  EXPECT_TRUE(hub.Subscribe(1, "late", 2)->HasEnded());
 }
 
 TEST(PushStream, SlowListenerKeepsTheNewestMessages) {
@@ -81,7 +81,7 @@ TEST(PushStream, SlowListenerKeepsTheNewestMessages) {
 
 TEST(PushHub, GoneListenersAreForgotten) {
   PushHub hub;
-  auto stream = hub.Subscribe(1, "phone");
+  auto stream = hub.Subscribe(1, "phone", 1);
   EXPECT_EQ(hub.Count(), 1u);
   stream.reset();
   EXPECT_EQ(hub.Count(), 0u);

@@ -87,7 +87,8 @@ TEST_F(ServerTest, LargeHeadIsRefused) {
 
 TEST_F(ServerTest, LargeBodyIsRefusedBeforeItComes) {
   const HttpReply reply =
-      Raw("POST /cloudPhoto/v1/albums HTTP/1.1\r\nHost: x\r\nContent-Length: 100000000\r\n\r\n");
+      Raw("POST /cloudPhoto/v1/albums HTTP/1.1\r\nHost: x\r\nAuthorization: " + headers["Authorization"] +
+          "\r\nContent-Length: 100000000\r\n\r\n");
   EXPECT_EQ(reply.status, 413);
   EXPECT_EQ(reply.json["error"]["errors"][0]["code"], "31084013");
 }
@@ -155,7 +156,8 @@ TEST_F(ServerTest, DelayedAnswerComesAfterALaterOne) {
 
 TEST_F(ServerTest, TerminationLetsRequestsFinishAndExitsClean) {
   for (const int number : {SIGTERM, SIGINT}) {
-    ServerProcess other(PHOTOCLOUD_PROGRAM, Data(), {"--faults"});
+    const TempFolder empty;
+    ServerProcess other(PHOTOCLOUD_PROGRAM, empty.path, {"--faults"});
     HttpConnection admin(other.Port());
     admin.Call("POST", "/faults", R"({"path":"time","delayMs":200})");
     HttpConnection slow(other.Port());
@@ -169,6 +171,7 @@ TEST_F(ServerTest, TerminationLetsRequestsFinishAndExitsClean) {
 }
 
 TEST_F(ServerTest, TerminationEndsPushStreams) {
+  server.reset();
   ServerProcess other(PHOTOCLOUD_PROGRAM, Data());
   HttpConnection listener(other.Port());
   listener.Send("GET /cloudPhoto/v1/push HTTP/1.1\r\nHost: x\r\nAuthorization: " + headers["Authorization"] +
@@ -180,6 +183,7 @@ TEST_F(ServerTest, TerminationEndsPushStreams) {
 }
 
 TEST_F(ServerTest, FaultsAreClosedWithoutTheFlag) {
+  server.reset();
   ServerProcess plain(PHOTOCLOUD_PROGRAM, Data());
   HttpConnection connection(plain.Port());
   EXPECT_EQ(connection.Call("GET", "/faults").status, 404);

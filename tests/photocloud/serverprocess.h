@@ -27,6 +27,7 @@ class ServerProcess {
   ServerProcess& operator=(const ServerProcess&) = delete;
 
   int Port() const { return port; }
+  pid_t Process() const { return process; }
   const std::string& FirstLine() const { return firstLine; }
   void Signal(int number) const;
   // Waits for its end; the exit status, or minus the signal's number.
