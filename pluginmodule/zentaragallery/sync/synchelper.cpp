@@ -114,14 +114,11 @@ void SyncHelper::EndTicks() {
   if (services.stopLostFiles) services.stopLostFiles();
 }
 
-<<<<<<< HEAD
 void SyncHelper::ForgetUser() {
   platform::MutexLock starting(startLock);
   ForgetRun();
 }
 
-void SyncHelper::ForgetRun() {
-=======
 void SyncHelper::StopTicks() {
   {
     platform::MutexLock hold(driverLock);
@@ -142,16 +139,13 @@ void SyncHelper::TimerTick() {
 void SyncHelper::Reopen() {
   platform::MutexLock starting(startLock);
   if (!closed) return;
-  ForgetLastRun();
+  EndTicks();
+  ForgetRun();
   platform::MutexLock hold(driverLock);
   closed = stopRequested = cancelTask = false;
 }
 
-// A cycle may have gone on behind the stop, with what it had read of the user
-// before.
-void SyncHelper::ForgetLastRun() {
-  EndTicks();
->>>>>>> work-people
+void SyncHelper::ForgetRun() {
   {
     platform::MutexLock hold(watchLock);
     if (watchThread.joinable()) watchThread.join();
