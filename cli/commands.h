@@ -48,6 +48,9 @@ void AddAccountCommands(CLI::App& app, const Choose& choose);
 void AddKeyCommands(CLI::App& app, const Choose& choose);
 void AddThumbnailCommands(CLI::App& app, const Choose& choose);
 
+// The words for a certificate that is not trusted, with what the user can do.
+std::string NotTrustedText(const std::string& server);
+
 // Days with their counts, albums with their sizes.
 void PrintTimeLine(Output& output);
 void PrintAlbums(Output& output);

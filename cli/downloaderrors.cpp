@@ -22,15 +22,14 @@ Json::Value DownloadErrors::Of(const TransferTask& task) {
   Json::Value json(Json::objectValue);
   json["error"] = error.code;
   json["step"] = error.step;
-  json["text"] = std::string(TransferErrorInterface::Describe(error.code));
+  json["text"] = TransferErrorInterface::Describe(error.code);
   json["cause"] = error.cause;
   return json;
 }
 
 std::string DownloadErrors::Text(const Json::Value& error) {
   const std::string cause = NS::JsonText::Text(error, "cause");
-  return NS::JsonText::Text(error, "step") + ": " + NS::JsonText::Text(error, "text") +
-         (cause.empty() ? "" : ": " + cause);
+  return NS::JsonText::Text(error, "text") + (cause.empty() ? "" : " (" + cause + ")");
 }
 
 Json::Value DownloadErrors::Load() {

@@ -7,8 +7,11 @@
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
 #include "downloadrun.h"
+#include "host/cloudtrouble.h"
 #include "host/globalparamwrapper.h"
 #include "host/userauthservice.h"
+#include "resources/resourcetext.h"
+#include "sourceteller.h"
 #include "store/dbhelper.h"
 #include "sync/synchelper.h"
 #include "transfer/gallerytransmanager.h"
@@ -29,10 +32,14 @@ std::string FileOf(const SyncError& error) {
   return error.item;
 }
 
-// "failed at STEP, NAME: CAUSE"
+// Sentences for the reasons that have some; others say what they know.
 std::string ErrorText(const SyncError& error) {
+  if (error.step.empty()) return {};
+  if (error.words == CloudTrouble::kNotTrusted)
+    return NotTrustedText(UserAuthService::GetInstance()->GetServerUrl());
+  if (!error.words.empty()) return ResourceText::GetUtf8(error.words);
   const std::string name = FileOf(error);
-  return "failed at " + error.step + (name.empty() ? "" : ", " + name) + ": " + error.cause;
+  return (name.empty() ? "" : name + ": ") + error.cause;
 }
 
 Json::Value StateJson(const SyncState& state) {
@@ -51,6 +58,8 @@ Json::Value StateJson(const SyncState& state) {
   json["requeued"] = static_cast<Json::UInt64>(state.requeued);
   json["errorStep"] = state.lastError.step;
   json["errorCause"] = state.lastError.cause;
+  json["errorWords"] = state.lastError.words;
+  json["errorText"] = ErrorText(state.lastError);
   json["errorItem"] = state.lastError.item;
   json["errorFile"] = FileOf(state.lastError);
   json["errorTime"] = Json::Int64{state.lastError.timeMs};
@@ -189,7 +198,7 @@ bool RunCycle(Output& output) {
 // cycle.
 class CycleTeller : public ISyncCallback {
  public:
-  CycleTeller(Session& session, Output& to) : listeners(session.Listeners()), output(to) {
+  CycleTeller(Session& session, Output& to) : listeners(session.Listeners()), output(to), sources(to) {
     listeners.Add(this);
   }
   ~CycleTeller() { listeners.Remove(this); }
@@ -208,7 +217,10 @@ class CycleTeller : public ISyncCallback {
   // Prints until the command is stopped.
   void Run() {
     while (!output.Stopped()) {
-      for (const SyncState& state : TakeEnded()) Tell(state);
+      for (const SyncState& state : TakeEnded()) {
+        Tell(state);
+        (void)sources.Tell();
+      }
     }
   }
 
@@ -233,6 +245,7 @@ class CycleTeller : public ISyncCallback {
   std::condition_variable changed;
   std::vector<SyncState> ended;
   Json::Value last;
+  SourceTeller sources;
 };
 
 Exit Watch(Session& session, Output& output) {
@@ -262,6 +275,8 @@ Exit Sync(Session& session, bool watch, Lost lost, Output& output) {
   if (!turn.IsHeld()) return Stopped(output);
   auto& sync = SyncHelper::GetInstance();
   const UploadProgress progress(session, output);
+  SourceTeller sources(output);
+  bool missing = false;
   for (int cycle = 0; cycle < kMaxCycles; ++cycle) {
     if (!RunCycle(output)) return Stopped(output);
     if (!IsServed()) {
@@ -270,6 +285,7 @@ Exit Sync(Session& session, bool watch, Lost lost, Output& output) {
     }
     const SyncState state = sync.GetState();
     PrintCycle(state, output);
+    missing = sources.Tell();
     if (PrintFailedUploads(output)) return Exit::Failed;
     if (!state.lastError.step.empty() || state.mode == SyncModeFailed) return Exit::Failed;
     if (!InStep(state)) continue;
@@ -286,7 +302,7 @@ Exit Sync(Session& session, bool watch, Lost lost, Output& output) {
     PrintLostContents(output);
     if (state.pendingUploads > 0 && GlobalParamWrapper::GetInstance()->GetTransfersPaused())
       output.Say("Transfers are paused; \"zentaractl resume\" ends the pause.");
-    return Exit::Done;
+    return missing ? Exit::Failed : Exit::Done;
   }
   output.Error("the gallery and the cloud are still apart after " + std::to_string(kMaxCycles) + " cycles");
   return Exit::Failed;
@@ -315,7 +331,7 @@ void PrintSyncState(Output& output) {
                      std::to_string(state.row.LatestVersion);
   if (!state.lastError.step.empty()) {
     text +=
-        "\nlast cycle          " + ErrorText(state.lastError) + ", " + TimeTextShort(state.lastError.timeMs);
+        "\nlast error          " + ErrorText(state.lastError) + ", " + TimeTextShort(state.lastError.timeMs);
   }
   output.Print(StateJson(state), text);
 }

@@ -3,10 +3,16 @@
 #include <arpa/inet.h>
 #include <curl/curl.h>
 #include <json/value.h>
+#include <openssl/evp.h>
+#include <openssl/pem.h>
+#include <openssl/x509.h>
 
+#include <array>
+#include <cstdio>
 #include <mutex>
 
 #include "common/platform/mutex.h"
+#include "host/cloudtrouble.h"
 #include "host/globalparamwrapper.h"
 #include "host/jsonfile.h"
 #include "host/logger.h"
@@ -57,6 +63,29 @@ std::string CaFile() {
     return {};
   const Json::Value& file = settings["cloudCaFile"];
   return file.isString() ? file.asString() : std::string();
+}
+
+// SHA-256 of a certificate in the library's words, as browsers show it: "AB:CD:...".
+std::string FingerprintOf(const curl_slist* words) {
+  constexpr std::string_view kCertificate = "Cert:";
+  for (; words && !std::string_view(words->data).starts_with(kCertificate);) words = words->next;
+  if (!words) return {};
+  const std::string_view text = std::string_view(words->data).substr(kCertificate.size());
+  const std::unique_ptr<BIO, decltype(&BIO_free)> source(
+      BIO_new_mem_buf(text.data(), static_cast<int>(text.size())), &BIO_free);
+  const std::unique_ptr<X509, decltype(&X509_free)> certificate(
+      source ? PEM_read_bio_X509(source.get(), nullptr, nullptr, nullptr) : nullptr, &X509_free);
+  std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
+  unsigned int length = 0;
+  if (!certificate || X509_digest(certificate.get(), EVP_sha256(), digest.data(), &length) != 1) return {};
+  std::string fingerprint;
+  for (unsigned int i = 0; i < length; ++i) {
+    std::array<char, 4> byte{};
+    std::snprintf(byte.data(), byte.size(), "%02X:", digest[i]);
+    fingerprint += byte.data();
+  }
+  fingerprint.pop_back();
+  return fingerprint;
 }
 
 }  // namespace
@@ -234,6 +263,27 @@ void CurlConn::State::SetVerification() {
   Set(CURLOPT_CAINFO, file.c_str());
 }
 
+std::string CurlUrl::Fingerprint(const std::string& url) {
+  CurlGlobal::Init();
+  const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> easy(curl_easy_init(), curl_easy_cleanup);
+  if (!easy) return {};
+  // Nothing is sent over this connection: whom it leads to is just being found out.
+  curl_easy_setopt(easy.get(), CURLOPT_URL, url.c_str());
+  curl_easy_setopt(easy.get(), CURLOPT_CONNECT_ONLY, 1L);
+  curl_easy_setopt(easy.get(), CURLOPT_NOSIGNAL, 1L);
+  curl_easy_setopt(easy.get(), CURLOPT_PROXY, "");
+  curl_easy_setopt(easy.get(), CURLOPT_SSL_VERIFYPEER, 0L);
+  curl_easy_setopt(easy.get(), CURLOPT_SSL_VERIFYHOST, 0L);
+  curl_easy_setopt(easy.get(), CURLOPT_CERTINFO, 1L);
+  curl_easy_setopt(easy.get(), CURLOPT_TIMEOUT_MS, GlobalParamWrapper::GetInstance()->GetTimeoutConnect());
+  curl_certinfo* chain = nullptr;
+  if (curl_easy_perform(easy.get()) != CURLE_OK) return {};
+  if (curl_easy_getinfo(easy.get(), CURLINFO_CERTINFO, &chain) != CURLE_OK || !chain ||
+      chain->num_of_certs < 1)
+    return {};
+  return FingerprintOf(chain->certinfo[0]);
+}
+
 CurlConn::CurlConn(Connection connection) : state(new State) {
   CurlGlobal::Init();
   state->isKept = connection == Connection::Kept;
@@ -318,6 +368,7 @@ TransferResult CurlConn::Perform() {
   state->uploadLeft = state->uploadBytes;
   result.curlCode = curl_easy_perform(state->easy.get());
   result.httpCode = HttpCode();
+  CloudTrouble::Note(result.curlCode, result.httpCode);
   if (result.curlCode == kCurlPeerCertificate) {
     GlobalParamWrapper::GetInstance()->SetIsUseLocalCertificate(true);
   }

@@ -30,6 +30,9 @@ class CurlUrl {
   // Whether a request may go there: by TLS anywhere, in the clear only to this
   // computer ("localhost", 127.0.0.0/8, ::1), where nobody can listen.
   static bool IsAllowed(const std::string& url);
+  // SHA-256 of the certificate that the server of `url` shows, trusted or not, as
+  // "AB:CD:..."; for a user to compare. Empty when it shows none.
+  static std::string Fingerprint(const std::string& url);
   // Scheme, host and port, without what may be a secret; empty for no URL.
   static std::string Place(const std::string& url);
 };

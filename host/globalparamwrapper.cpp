@@ -312,6 +312,10 @@ bool GlobalParamWrapper::GetTransfersPaused() {
   return state->Flag("transfersPaused", false);
 }
 bool GlobalParamWrapper::SetTransfersPaused(bool paused) { return state->Store("transfersPaused", paused); }
+std::wstring GlobalParamWrapper::GetCloudCaFile() { return state->Text("cloudCaFile", L""); }
+bool GlobalParamWrapper::SetCloudCaFile(const std::wstring& file) {
+  return state->Store("cloudCaFile", platform::WideToUtf8(file));
+}
 bool GlobalParamWrapper::GetIsUseLocalCertificate() { return state->Flag("useLocalCertificate", false); }
 void GlobalParamWrapper::SetIsUseLocalCertificate(bool use) {
   (void)state->Store("useLocalCertificate", use);  // Logged; the value holds until the process ends.

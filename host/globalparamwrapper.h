@@ -111,6 +111,11 @@ class GlobalParamWrapper {
   // and is false, logged, when it cannot.
   bool GetTransfersPaused();  // "transfersPaused", false
   bool SetTransfersPaused(bool paused);
+  // A file of certificate authorities that the user trusts for the service in
+  // place of the system's; empty: the system's. Set stores it and is false, logged,
+  // when it cannot.
+  std::wstring GetCloudCaFile();  // "cloudCaFile", ""
+  bool SetCloudCaFile(const std::wstring& file);
   // Whether certificates are checked with the system's store. Set stores it.
   bool GetIsUseLocalCertificate();  // "useLocalCertificate", false
   void SetIsUseLocalCertificate(bool use);

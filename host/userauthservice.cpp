@@ -137,7 +137,10 @@ UserAuthService::LoginResult UserAuthService::Login(const std::string& server, c
     return LoginResult::NoMemory;
   }
   const auto answer = OpenSession(address, userName, keys->loginSecret, "Login");
-  if (!answer.payload) return IsRefusal(answer) ? LoginResult::Refused : LoginResult::Unreachable;
+  if (!answer.payload) {
+    if (answer.curlCode == curlppx::kCurlPeerCertificate) return LoginResult::NotTrusted;
+    return IsRefusal(answer) ? LoginResult::Refused : LoginResult::Unreachable;
+  }
   NS::Basic::Tokens tokens = *answer.payload;
   tokens.userName = userName;  // The keys depend on it, letter by letter.
   const LoginResult result = Enter(address, tokens, *keys);

@@ -51,6 +51,7 @@ class UserAuthService {
     Done,
     Refused,         // wrong name or password, or the account is disabled
     Unreachable,     // no answer, or none of a photo cloud
+    NotTrusted,      // the certificate does not verify
     NotAllowed,      // neither https nor this computer itself
     NotStored,       // the profile cannot be written
     KeysUnreadable,  // the account's keys do not open with this password

@@ -53,6 +53,11 @@ std::uint64_t FreeSpace(const std::filesystem::path& folder);
 bool CanRead(const std::filesystem::path& path);
 bool CanWrite(const std::filesystem::path& path);
 
+// Whether a file that is not at `path` may come back there by itself: its folder
+// is not there either, or is an empty one at which file systems are mounted (named
+// in the system's table, or in /media, /run/media or /mnt).
+bool IsFolderAway(const std::filesystem::path& path);
+
 // Reads a whole file of at most `limit` bytes. Empty `content` and an error code
 // when it cannot be read or is longer. Only regular files are read: a pipe in a
 // picture folder would never end.

@@ -1,5 +1,6 @@
 #include <dirent.h>
 #include <fcntl.h>
+#include <mntent.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -221,7 +222,35 @@ class Walk {
   std::set<std::pair<dev_t, ino_t>> visited;
 };
 
+bool IsInMountTable(const fs::path& folder) {
+  const std::unique_ptr<FILE, int (*)(FILE*)> table(::setmntent("/etc/fstab", "re"), &::endmntent);
+  if (!table) return false;
+  mntent entry{};
+  std::array<char, 4096> text{};
+  while (::getmntent_r(table.get(), &entry, text.data(), static_cast<int>(text.size()))) {
+    if (folder == fs::path(entry.mnt_dir)) return true;
+  }
+  return false;
+}
+
+bool IsForMounts(const fs::path& folder) {
+  if (IsInMountTable(folder)) return true;
+  for (const char* place : {"/media", "/run/media", "/mnt"}) {
+    const fs::path parent = folder.parent_path();
+    if (folder == fs::path(place) || parent == fs::path(place) || parent.parent_path() == fs::path(place))
+      return true;
+  }
+  return false;
+}
+
 }  // namespace
+
+bool IsFolderAway(const fs::path& path) {
+  std::error_code error;
+  const fs::path folder = FolderOf(path);
+  if (!fs::is_directory(folder, error)) return true;
+  return fs::is_empty(folder, error) && IsForMounts(folder);
+}
 
 std::error_code ReplaceAtomically(const fs::path& target, std::string_view bytes, Rights rights) {
   std::error_code ignored;

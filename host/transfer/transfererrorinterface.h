@@ -58,8 +58,8 @@ class TransferErrorInterface {
   // kNone when nothing went wrong.
   Error LastErr() const;
 
-  // One English sentence for a code; texts for windows are made there.
-  static std::string_view Describe(ErrCode code);
+  // A sentence for the user, from the resources.
+  static std::string Describe(ErrCode code);
 
  protected:
   // Names the file in log lines; without its folder.

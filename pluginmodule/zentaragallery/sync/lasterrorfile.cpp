@@ -24,6 +24,7 @@ bool LastErrorFile::Store(const SyncError& error) {
     json["step"] = error.step;
     json["cause"] = error.cause;
     json["item"] = error.item;
+    json["words"] = error.words;
     json["time"] = Json::Int64{error.timeMs};
     failed = platform::ReplaceAtomically(File(), JsonFile::Text(json));
   }
@@ -35,5 +36,6 @@ SyncError LastErrorFile::Load() {
   Json::Value json;
   if (JsonFile::Load(File(), json) != JsonFile::LoadResult::Loaded) return {};
   return {NS::JsonText::Text(json, "step"), NS::JsonText::Text(json, "cause"),
-          NS::JsonText::Text(json, "item"), NS::JsonText::Number(json, "time")};
+          NS::JsonText::Text(json, "item"), NS::JsonText::Number(json, "time"),
+          NS::JsonText::Text(json, "words")};
 }

@@ -5,6 +5,7 @@
 #include <random>
 
 #include "common/platform/thread.h"
+#include "host/cloudtrouble.h"
 #include "host/globalparamwrapper.h"
 #include "store/dbhelper.h"
 #include "sync/lasterrorfile.h"
@@ -236,7 +237,8 @@ void SyncHelper::Enter(SyncStatus next) {
 bool SyncHelper::Fail(const char* step, const std::string& text, const std::string& item) {
   LogWarning(step, text + (item.empty() ? "" : " " + item));
   // The first cause of a cycle is the one that helps.
-  if (lastError.Get().step.empty()) lastError.Set({step, text, item, MethodFunction::CurrentTime()});
+  if (lastError.Get().step.empty())
+    lastError.Set({step, text, item, MethodFunction::CurrentTime(), CloudTrouble::Since(troublesBefore)});
   return false;
 }
 
@@ -271,6 +273,7 @@ bool SyncHelper::RunNext(const std::function<bool()>& giveUp, const std::functio
 }
 
 bool SyncHelper::RunTurn() {
+  troublesBefore = CloudTrouble::Count();
   lastError.Set({});
   requeued = 0;
   hasTicked = true;
@@ -283,7 +286,9 @@ bool SyncHelper::RunTurn() {
 // each minute would otherwise wake the disk each minute.
 void SyncHelper::KeepLastError() {
   const SyncError error = lastError.Get(), kept = LastErrorFile::Load();
-  if (error.step == kept.step && error.cause == kept.cause && error.item == kept.item) return;
+  if (error.step == kept.step && error.cause == kept.cause && error.item == kept.item &&
+      error.words == kept.words)
+    return;
   (void)LastErrorFile::Store(error);  // Logged there; this process knows it anyway.
 }
 

@@ -299,4 +299,5 @@ class SyncHelper {
   std::thread playerThread GUARDED_BY(watchLock);
 
   GuardedField<SyncError> lastError;
+  std::atomic<std::int64_t> troublesBefore{0};  // of the cloud, before the present tick
 };

@@ -35,6 +35,7 @@ struct SyncError {
   std::string cause;  // what it said
   std::string item;   // id of the file or album, or empty
   std::int64_t timeMs = 0;
+  std::string words;  // id of the words for the user; empty when the cause has to do
   void swap(SyncError& other) noexcept { std::swap(*this, other); }
 };
 

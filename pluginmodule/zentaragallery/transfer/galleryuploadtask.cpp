@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "cloud/galleryver.h"
+#include "common/platform/files.h"
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
 #include "host/globalparamwrapper.h"
@@ -78,8 +79,10 @@ bool GalleryUploadTask::AddToDB() {
   const std::int64_t size = SizeOf(localPath);
   if (size < 0 && !SourceIsGone()) return Fail(kGeneral, kStep, __LINE__, "the source cannot be looked at");
   if (size < 0) {
-    ForgetFile();
-    return Fail(kSourceGone, kStep, __LINE__);
+    // What is away with its folder may come back; the file keeps waiting.
+    const bool away = platform::IsFolderAway(platform::NativePath(localPath));
+    if (!away) ForgetFile();
+    return Fail(kSourceGone, kStep, __LINE__, away ? "its folder is away" : "");
   }
   if (fileSize < 0) fileSize = size;  // It could not be looked at before.
   if (size != fileSize) {
