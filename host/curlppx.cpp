@@ -99,6 +99,11 @@ std::string CurlGlobal::GetErrStr(int curlCode) {
   return curl_easy_strerror(static_cast<CURLcode>(curlCode));
 }
 
+std::string TextOf(const TransferResult& result) {
+  if (result.curlCode != kCurlOk) return CurlGlobal::GetErrStr(result.curlCode);
+  return result.httpCode == 0 ? "nothing was sent" : "HTTP " + std::to_string(result.httpCode);
+}
+
 std::string CurlUrl::Escape(std::string_view text) {
   if (text.empty()) return {};  // The library would take a length of 0 for "find it out".
   const std::unique_ptr<char, decltype(&curl_free)> escaped(

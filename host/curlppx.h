@@ -43,6 +43,8 @@ struct TransferResult {
   int curlCode = 0;
   long httpCode = 0;
 };
+// "HTTP 503", or the transport's own words where no whole answer came.
+std::string TextOf(const TransferResult& result);
 
 // Values of libcurl that callers look at (documented in its header curl.h).
 inline constexpr int kCurlOk = 0;

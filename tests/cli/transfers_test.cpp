@@ -89,6 +89,16 @@ TEST_F(CliTransfersTest, OutageAtTheFirstRequestIsGotOver) {
   EXPECT_EQ(Read("target/p0.jpg"), Read("pictures/p0.jpg"));
 }
 
+// The run ends with the refusal, and the next one begins two seconds later.
+TEST_F(CliTransfersTest, UploadGetsOverAnOutageByItself) {
+  WritePictures("pictures", 1);
+  ASSERT_EQ(Run({"import", (folder / "pictures").string()}).status, kDone);
+  server.Fault(R"({"method":"PUT","path":"/objects/","status":503})");
+  const Finished synced = Run({"sync"});
+  EXPECT_EQ(synced.status, kDone) << synced.output;
+  EXPECT_EQ(Documents({"status"})[0]["pendingUploads"].asInt(), 0);
+}
+
 TEST_F(CliTransfersTest, FullDiskIsToldWithFileAndCauseAndARepeatWithSpaceFinishes) {
   // Readers of pictures stop at the end mark; what is behind it travels along.
   const std::string picture = Picture(0) + std::string(2 << 20, 'x');

@@ -136,6 +136,10 @@ TEST_F(UploadTaskTest, EachRequestMayFailAndARepeatFinishes) {
         EXPECT_EQ(task->Status(), TaskStatus::Failed);
         EXPECT_EQ(task->LastErr().code, TransferErrorInterface::kGeneral);
         EXPECT_NE(task->LastErr().step, "");
+        // What was refused would be refused again; what was out is tried again.
+        const bool isRefused = fault.find(":40") != std::string::npos;
+        EXPECT_EQ(task->LastErr().outage,
+                  isRefused ? TransferErrorInterface::Outage::No : TransferErrorInterface::Outage::Yes);
         EXPECT_NE(task->LastErr().cause, "");
         server.ClearFaults();
         EXPECT_TRUE(Run(*task));
@@ -147,6 +151,19 @@ TEST_F(UploadTaskTest, EachRequestMayFailAndARepeatFinishes) {
       EXPECT_TRUE(Bytes(download) == Noise(100, seed));
     }
   }
+}
+
+TEST_F(UploadTaskTest, FailureNamesTheStatusOrTheTransportsError) {
+  const auto causeOf = [this](const std::string& name, const std::string& fault) {
+    server.Fault(R"({"method":"PUT","path":"/objects/","times":3,)" + fault + "}");
+    const auto task = UploadTask(Source(name, Noise(100)));
+    EXPECT_FALSE(Run(*task));
+    server.ClearFaults();
+    return task->LastErr().cause;
+  };
+  EXPECT_THAT(causeOf("busy", R"("status":503)"), HasSubstr("503"));
+  EXPECT_THAT(causeOf("refused", R"("status":403)"), HasSubstr("403"));
+  EXPECT_THAT(causeOf("closed", R"("close":true)"), HasSubstr("Server returned nothing"));
 }
 
 TEST_F(UploadTaskTest, FileWithoutThumbnailsSendsNothing) {

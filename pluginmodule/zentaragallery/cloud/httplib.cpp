@@ -127,6 +127,7 @@ bool HttpLib::RequestInterface(ParamsConstructInterface& params, std::string& re
 bool HttpLib::Request(const HttpHeaders& headers, const std::string& body, std::int32_t method,
                       const std::string& url, std::string& response) {
   hasGoodAnswer = false;
+  lastResult = {};
   if ((body.empty() && HasBody(method)) || url.empty() || headers.empty()) {
     LogError("HttpLib::Request", "param error!");
     return false;
@@ -138,7 +139,7 @@ bool HttpLib::Request(const HttpHeaders& headers, const std::string& body, std::
   connection.SetMethod(static_cast<CurlConn::Method>(method), body);
   connection.SetWriter(AppendTo(response));
   connection.SetProgress([this](const CurlConn::Counters&) { return !stopFlag; });
-  curlppx::TransferResult result;
+  curlppx::TransferResult& result = lastResult;
   for (int attempt = 0; attempt < kAttempts && !stopFlag; ++attempt) {
     response.clear();
     result = connection.Perform();
@@ -160,6 +161,7 @@ bool HttpLib::UploadFile(UploadFileCommandParams& params, const std::string& url
                          std::string& response) {
   constexpr char kTag[] = "HttpLib::UploadFile";
   const Running underWay(*this);
+  lastResult = {};
   const GalleryVer version = GetGalleryVer();
   if (!params.file || params.file->LocalPath().empty()) {
     LogError(kTag, "the upload names no file");
@@ -194,7 +196,10 @@ bool HttpLib::UploadFile(UploadFileCommandParams& params, const std::string& url
   for (int attempt = 0; attempt < kAttempts && !IsUploaded(httpCode); ++attempt) {
     response.clear();
     begin = Position(file.get(), params);
-    httpCode = connection.Perform().httpCode;
+    const curlppx::TransferResult result = connection.Perform();
+    httpCode = result.httpCode;
+    // A later attempt that finds its source at the end says nothing of the service.
+    if (attempt == 0 || result.curlCode != curlppx::kCurlAborted) lastResult = result;
     if (stopFlag.exchange(false)) break;
   }
   if (IsUploaded(httpCode)) return true;

@@ -10,6 +10,7 @@
 #include "cloud/paramsconstructinterface.h"
 #include "cloud/uploadfilecommandparams.h"
 #include "common/platform/mutex.h"
+#include "host/curlppx.h"
 
 // Sends requests that a caller has put together himself: contents, thumbnails and
 // addresses for playing. One object for a task; a transfer runs on its caller's
@@ -38,6 +39,8 @@ class HttpLib {
                const std::string& url, std::string& response);
   // Whether the last request was answered with 200 or 204.
   bool HasGoodAnswer() const { return hasGoodAnswer; }
+  // What ended the last request or upload; nothing that was sent reads as success.
+  const curlppx::TransferResult& LastResult() const { return lastResult; }
 
   // PUTs one slice to `url`: of `params.body` on V2, of the file itself from
   // `fileOffset` on V1. A URL that holds "init" sends no bytes. True for an answer
@@ -62,6 +65,7 @@ class HttpLib {
 
   std::atomic<bool> stopFlag{false};
   bool hasGoodAnswer = false;
+  curlppx::TransferResult lastResult;
   ProgressCallback onProgress;
   std::wstring sourcePath;  // canonical path of the file that is sent
 

@@ -79,9 +79,8 @@ bool GalleryUploadTask::AddToDB() {
   const std::int64_t size = SizeOf(localPath);
   if (size < 0 && !SourceIsGone()) return Fail(kGeneral, kStep, __LINE__, "the source cannot be looked at");
   if (size < 0) {
-    // What is away with its folder may come back; the file keeps waiting.
     const bool away = platform::IsFolderAway(platform::NativePath(localPath));
-    if (!away) ForgetFile();
+    ForgetFile();
     return Fail(kSourceGone, kStep, __LINE__, away ? "its folder is away" : "");
   }
   if (fileSize < 0) fileSize = size;  // It could not be looked at before.
@@ -280,12 +279,11 @@ bool GalleryUploadTask::Send(std::int32_t command, FileSliceCmdParamsV2& record,
   std::string response;
   const bool answered = httpLib.RequestInterface(request, response);
   if (!MayGoOn()) return false;
-  if (!answered) return Fail(kGeneral, kStep, __LINE__, "no answer to request " + std::to_string(command));
+  if (!answered) return FailAnswer(kStep, __LINE__, Json::Value());
   auto parsed = response.empty() ? Json::Value(Json::objectValue) : NS::JsonText::Parse(response);
   const bool needsRecord = command != kConfirmSlice || !httpLib.HasGoodAnswer();
   if (!parsed || !parsed->isObject() || (parsed->empty() && needsRecord)) {
-    return Fail(kGeneral, kStep, __LINE__,
-                "request " + std::to_string(command) + " was answered without a record");
+    return FailAnswer(kStep, __LINE__, Json::Value());
   }
   answer = std::move(*parsed);
   return !answer.isMember("error") || FailAnswer(kStep, __LINE__, answer);
@@ -327,14 +325,19 @@ void GalleryUploadTask::Rename(const std::wstring& name) {
 
 bool GalleryUploadTask::MayGoOn() const { return Status() == TaskStatus::Running; }
 
-bool GalleryUploadTask::Fail(ErrCode code, const char* step, std::int32_t line, const std::string& cause) {
-  AddErr(code, kError, step, line, cause);
+bool GalleryUploadTask::Fail(ErrCode code, const char* step, std::int32_t line, const std::string& cause,
+                             Outage outage) {
+  AddErr(code, kError, step, line, cause, outage);
   return false;
 }
 
 bool GalleryUploadTask::FailAnswer(const char* step, std::int32_t line, const Json::Value& answer) {
   const auto error = NS::ErrorResp::From(answer);
-  return Fail(kGeneral, step, line, error ? error->Text() : "the cloud's answer is not what was asked for");
+  const curlppx::TransferResult& result = httpLib.LastResult();
+  const bool isOut = NS::IsOutage(result.curlCode, result.httpCode);
+  const bool isGood = result.curlCode == curlppx::kCurlOk && result.httpCode / 100 == 2;
+  const std::string how = TextOf(result) + (isGood ? ", without the record that was asked for" : "");
+  return Fail(kGeneral, step, line, error ? error->Text() : how, isOut ? Outage::Yes : Outage::No);
 }
 
 bool GalleryUploadTask::SourceIsGone() const {
@@ -343,8 +346,9 @@ bool GalleryUploadTask::SourceIsGone() const {
 }
 
 void GalleryUploadTask::ForgetFile() {
-  // What the cloud has already stays in the gallery without its local file.
-  if (!file->IsLocalOnly()) return;
+  // What the cloud has already stays in the gallery without its local file, and what
+  // is away with its folder may come back.
+  if (!file->IsLocalOnly() || platform::IsFolderAway(platform::NativePath(localPath))) return;
   // Alone: members of its burst may be in the cloud. A row that stays is dropped by
   // the next run.
   (void)Gallery::GetInstance().DeleteGone({file->UniqueId()});

@@ -79,7 +79,8 @@ class GalleryUploadTask : public TransferTask {
   void Rename(const std::wstring& name);
 
   bool MayGoOn() const;
-  bool Fail(ErrCode code, const char* step, std::int32_t line, const std::string& cause = {});
+  bool Fail(ErrCode code, const char* step, std::int32_t line, const std::string& cause = {},
+            Outage outage = Outage::No);
   bool FailAnswer(const char* step, std::int32_t line, const Json::Value& answer);
   bool SourceIsGone() const;
   void ForgetFile();
