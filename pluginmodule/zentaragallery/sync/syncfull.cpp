@@ -283,8 +283,9 @@ bool SyncHelper::FullSyncGalleryFilesV2(SyncMode next) {
   const bool moved =
       !row.AlbumVersion.empty() && row.LatestVersion > 0 && row.LatestVersion < version->fileVersion;
   // What the cloud has deleted stands in no listing: files that were here before
-  // this one started are compared with it.
-  if (moved || olderRows > (next == SyncModeFull ? 0 : 1)) {
+  // this one started are compared with it, unless it only adds to them.
+  const bool anew = next == SyncModeFull || row.UpdateTime == 0;
+  if (moved || (anew && olderRows > (next == SyncModeFull ? 0 : 1))) {
     briefingType = kMovedWhileListing;
     return Briefing(briefingType) != 0 || FinishFullSync();
   }
