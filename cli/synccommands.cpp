@@ -292,10 +292,11 @@ Exit Sync(Session& session, bool watch, Lost lost, Output& output) {
     if (lost == Lost::GiveBack) {
       // Another cycle takes over what comes of it.
       lost = Lost::Leave;
-      if (!sync.GiveBackLost()) {
+      if (!sync.GiveBackLost([&output] { return !output.Stopped(); })) {
         output.Error("what the cloud has lost cannot be given back now");
         return Exit::Failed;
       }
+      if (output.Stopped()) return Stopped(output);
       if (PrintFailedUploads(output)) return Exit::Failed;
       continue;
     }

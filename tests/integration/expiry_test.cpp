@@ -172,6 +172,23 @@ TEST_F(ExpiryTest, HiddenFileThatGoesToTheBinIsToldByTheNextProcess) {
   EXPECT_EQ(there["files"][ids[6]]["bin"], true);
 }
 
+// The process ends before the listing has brought anything.
+TEST_F(ExpiryTest, DeletionElsewhereOfTheOneFileOnDiskIsSeenAfterACrash) {
+  for (int statement = 1; statement < 20; ++statement) {
+    SCOPED_TRACE(statement);
+    Prepare(statement);
+    ASSERT_TRUE(api.Delete(ids[4]));
+    cloud.Rule(R"({"path":"/changes\\?","errorCode":"31084100"})");
+    EXPECT_FALSE(first.Cycle()["done"].asBool());
+    (void)first.Do("endBehindStatement", "number", statement);
+    if (first.Cycle().isNull()) first.Restart();
+    (void)first.Do("endBehindStatement", "number", 0);
+    SettleAlone(first);
+    ExpectInStep(first);
+    if (HasFailure()) return;
+  }
+}
+
 // A listing that a crash interrupts has not been compared with what was here.
 TEST_F(ExpiryTest, DeletionElsewhereIsSeenThoughTheListingWasInterrupted) {
   Prepare(1);

@@ -267,6 +267,31 @@ TEST_F(WireTest, HiddenPeriodShowsNoAlbumsAndKeepsTheRows) {
   ExpectInStep(first);
 }
 
+// Memory knows no album then, and every one of the cloud's looks new.
+TEST_F(WireTest, WhatWaitsInAlbumsOutlivesAHiddenPeriod) {
+  api.TakeLock();
+  (void)api.AddAlbum("default-album-300-renamed", "Trip");
+  (void)api.AddAlbum("default-album-300-deleted", "Empty");
+  api.GiveLockBack();
+  StartWith(2);
+  Json::Value rename(Json::objectValue);
+  rename["album"] = "default-album-300-renamed";
+  rename["name"] = "Journey";
+  ASSERT_TRUE(first.Do("renameAlbum", rename).asBool());
+  ASSERT_TRUE(first.Do("deleteAlbum", "album", "default-album-300-deleted").asBool());
+  first.Setting("dataHidePeriod", true);
+  first.Restart();
+  AddPictures(1);
+  for (int cycle = 0; cycle < 2; ++cycle) EXPECT_TRUE(first.Cycle()["done"].asBool());
+  first.Setting("dataHidePeriod", false);
+  first.Restart();
+  SettleAlone(first);
+  const Json::Value albums = api.Dump()["albums"];
+  EXPECT_EQ(albums["default-album-300-renamed"]["name"], "Journey");
+  EXPECT_FALSE(albums.isMember("default-album-300-deleted"));
+  ExpectInStep(first);
+}
+
 TEST_F(WireTest, CloudThatHidesItsDataIsNotAnEmptyOne) {
   StartWith(3);
   cloud.Action("hideData");

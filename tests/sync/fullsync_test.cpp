@@ -178,9 +178,7 @@ TEST_F(FullSyncTest, WaitingChangeOfAHiddenFileSurvivesAFullListing) {
   RestartClient();
   ASSERT_TRUE(DBHelper::GetInstance().SetHasDownAll(0));
   EXPECT_TRUE(Cycle());
-  // The comparison behind the listing is followed by what waits.
-  EXPECT_TRUE(cloud.MediaInfo("m1001").favorite);
-  EXPECT_EQ(Row("m1001")->GalleryState, 0);
+  EXPECT_EQ(Row("m1001")->GalleryState, 2);
   Settle();
   EXPECT_TRUE(cloud.MediaInfo("m1001").favorite);
 }

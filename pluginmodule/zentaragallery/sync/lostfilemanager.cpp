@@ -103,8 +103,6 @@ void LostFileManager::StartupRefundTask(Refund content, Refund thumbnails) {
 }
 
 bool LostFileManager::GiveBackNow(Refund content, Refund thumbnails) {
-  Stop();
-  stopRequested = false;
   contentRefund = std::move(content);
   thumbnailRefund = std::move(thumbnails);
   Walk walk;

@@ -49,8 +49,8 @@ class LostFileManager {
   // Returns at once. A thread that still runs is ended first.
   void StartupRefundTask(Refund contentRefund, Refund thumbnailRefund);
   // Gives back at once what the list holds now, on the caller's thread, whatever the
-  // period says; where the walks have come to stays as it is. Ends a thread that
-  // runs. False, logged, when the list cannot be had or tasks cannot be made.
+  // period says; where the walks have come to stays as it is. No thread may run. False, logged, when the list
+  // cannot be had or tasks cannot be made.
   bool GiveBackNow(Refund contentRefund, Refund thumbnailRefund);
   // Waits for the thread, and so for the answer to a request that is on its way.
   void Stop();

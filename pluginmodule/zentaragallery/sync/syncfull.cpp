@@ -125,8 +125,7 @@ class SyncHelper::KnownFiles {
     }
     return true;
   }
-  // Files of the cloud that this listing has not brought. The first file that it
-  // brings counts among them, as its place is 0 too.
+  // Files of the cloud without a place in this listing.
   std::size_t OlderRows() const { return olderRows; }
   // False when it is known; a listing that shifts tells of a file twice.
   bool Add(const std::string& id) { return ids.insert(id).second; }
@@ -182,9 +181,8 @@ bool SyncHelper::EmptyForFullSync() {
   // What waits for the cloud must be in memory before its rows can go.
   if (!LoadDataToMemory()) return false;
   Gallery::Albums albums = KnownAlbums();
-  std::erase_if(albums, [](const Album::Ptr& album) {
-    return album->Operation.Get().empty() && album->IsDelete == 0;
-  });
+  std::erase_if(
+      albums, [](const Album::Ptr& album) { return album->Operation.Get().empty() && album->IsDelete == 0; });
   Gallery::Files files;
   Gallery::GetInstance().GetAllFiles(files);
   std::erase_if(files, [](const GalleryFile::Ptr& file) { return !Waits(*file); });
@@ -251,10 +249,7 @@ bool SyncHelper::FullSyncAlbumsV2() {
   std::erase_if(*albums, [&gallery](const Album::Ptr& album) {
     return gallery.GetAlbum(album->AlbumId.Get()) || gallery.GetDeletedAlbum(album->AlbumId.Get());
   });
-  for (const auto& album : *albums) album->Classify();
-  std::sort(albums->begin(), albums->end(), AlbumSortsBefore);
-  if (!DBHelper::GetInstance().AddAlbums(*albums)) return Fail(kStep, "albums could not be stored");
-  (void)gallery.LoadAlbums(*albums);
+  if (!localOperation.InsertAlbums(std::move(*albums))) return Fail(kStep, "albums could not be stored");
   if (listener) listener->Notify(0);
   return true;
 }
@@ -283,8 +278,9 @@ bool SyncHelper::FullSyncGalleryFilesV2(SyncMode next) {
   const bool moved =
       !row.AlbumVersion.empty() && row.LatestVersion > 0 && row.LatestVersion < version->fileVersion;
   // What the cloud has deleted stands in no listing: files that were here before
-  // this one started are compared with it.
-  if (moved || olderRows > (next == SyncModeFull ? 0 : 1)) {
+  // this one started are compared with it, unless it only adds to them.
+  const bool anew = next == SyncModeFull || row.UpdateTime == 0;
+  if (moved || (anew && olderRows > 0)) {
     briefingType = kMovedWhileListing;
     return Briefing(briefingType) != 0 || FinishFullSync();
   }
@@ -301,7 +297,8 @@ bool SyncHelper::RequestDownLoadFileV2(std::size_t& olderRows) {
   std::string cursor = localOperation.GetVersionRecord().FileCursor;
   KnownFiles known;
   if (!known.ReadRows()) return Fail(kStep, "the files could not be read");
-  olderRows = known.OlderRows();
+  // The first file that it brought itself has place 0 too.
+  olderRows = known.OlderRows() - (offset > 0 && known.OlderRows() > 0 ? 1 : 0);
   BackgroundAdder adder(localOperation);
   do {
     if (cancelTask) return Fail(kStep, "stopped");

@@ -100,9 +100,9 @@ class SyncHelper {
   // calls have ended.
   bool RefundGetLock(const Ids& fileIds, std::int32_t type, bool force);
   // Gives back at once what the cloud says that it has lost, as far as this computer
-  // has it, and waits for the uploads to end. False when the list or the lock cannot
-  // be had. Between cycles.
-  bool GiveBackLost();
+  // has it, and waits for the uploads to end, as long as `goOn` says so. False when
+  // the list or the lock cannot be had. Between cycles.
+  bool GiveBackLost(const std::function<bool()>& goOn);
   // For a thread that is not the timer's: runs `work` while no cycle runs, waiting
   // for one that does, and gives its result. False, without it, after StopSync.
   bool BetweenCycles(const std::function<bool()>& work);

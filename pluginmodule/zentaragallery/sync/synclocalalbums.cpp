@@ -105,11 +105,27 @@ bool SyncLocalOperation::SetLocalAlbums(const std::vector<AlbumChange>& changes,
     if (const auto album = gallery.GetAlbum(record->AlbumId.Get())) updated.push_back(album);
   }
   if (!SaveAlbums(updated)) return false;
+  return InsertAlbums(creates);
+}
+
+// Memory does not know of every row: in a hidden period it has none, and a stop
+// empties it while a cycle goes on.
+bool SyncLocalOperation::InsertAlbums(Albums albums) {
+  if (albums.empty()) return true;
+  Albums rows;
+  if (!DBHelper::GetInstance().GetAlbums(rows)) return false;
+  std::set<std::string> waiting;
+  for (const auto& row : rows) {
+    if (IsPending(*row) || row->IsDelete == kDeletedHere) waiting.insert(row->AlbumId.Get());
+  }
+  std::erase_if(albums,
+                [&waiting](const Album::Ptr& album) { return waiting.contains(album->AlbumId.Get()); });
+  for (const auto& album : albums) album->Classify();
+  std::sort(albums.begin(), albums.end(), AlbumSortsBefore);
   // Rows first: an album that is in memory but not in the table would never be
   // seen as missing again.
-  for (const auto& album : creates) album->Classify();
-  if (!creates.empty() && !DBHelper::GetInstance().AddAlbums(creates)) return false;
-  (void)gallery.LoadAlbums(creates);
+  if (!DBHelper::GetInstance().AddAlbums(albums)) return false;
+  (void)Gallery::GetInstance().LoadAlbums(albums);
   return true;
 }
 

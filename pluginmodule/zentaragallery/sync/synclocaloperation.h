@@ -69,6 +69,9 @@ class SyncLocalOperation : public ISyncLocalOperation {
   // Drops the cloud sides: they hold the limits of the service that made them.
   // Nobody uses one meanwhile.
   void ForgetServices();
+  // Albums of the cloud that memory does not know into table and memory, less those
+  // of which a row holds a change that waits.
+  bool InsertAlbums(Albums albums);
   // Removes albums that the cloud no longer has.
   bool DeleteAlbums(const Albums& deleted);
   // Deletes files for good, memory, thumbnails and rows, members of a deleted

@@ -193,11 +193,11 @@ SyncServices::Refund SyncHelper::RefundOf(std::int32_t type) {
       [this, type](const Ids& ids) { return BetweenCycles([&] { return RefundGetLock(ids, type, false); }); };
 }
 
-bool SyncHelper::GiveBackLost() {
+bool SyncHelper::GiveBackLost(const std::function<bool()>& goOn) {
   constexpr std::int32_t kThumbnails = 1;
   if (!services.giveBackLost || !services.giveBackLost(RefundOf(kContent), RefundOf(kThumbnails)))
     return Fail("SyncHelper::GiveBackLost", "what the cloud has lost cannot be given back now");
-  while (refundHoldsLock > 0 && !closed) std::this_thread::sleep_for(kCyclePollMs);
+  while (refundHoldsLock > 0 && !closed && goOn()) std::this_thread::sleep_for(kCyclePollMs);
   return !closed;
 }
 

@@ -83,8 +83,9 @@ SyncServices HostSyncServices() {
     lostFiles->StartupRefundTask(std::move(content), std::move(thumbnails));
   };
   services.stopLostFiles = [lostFiles] { lostFiles->Stop(); };
-  services.giveBackLost = [lostFiles](SyncServices::Refund content, SyncServices::Refund thumbnails) {
-    return lostFiles->GiveBackNow(std::move(content), std::move(thumbnails));
+  services.giveBackLost = [](SyncServices::Refund content, SyncServices::Refund thumbnails) {
+    CloudPhoto::LostFileManager once;  // Beside the search that a watch runs.
+    return once.GiveBackNow(std::move(content), std::move(thumbnails));
   };
   services.contentPaused = [] { return GlobalParamWrapper::GetInstance()->GetTransfersPaused(); };
   services.pendingUploads = [] {
