@@ -25,13 +25,18 @@ class FieldSelector {
 
   bool IsEverything() const { return members.empty(); }
   bool Names(const std::string& name) const { return members.count(name) > 0; }
+  // The selector of a member that is named, or null.
+  const FieldSelector* Find(std::string_view name) const {
+    const auto found = members.find(name);
+    return found == members.end() ? nullptr : &found->second;
+  }
   // The selector that holds inside a member; everything when it is not named.
   FieldSelector Inside(const std::string& name) const;
 
  private:
   bool ParseMembers(std::string_view& rest, int depth);
 
-  std::map<std::string, FieldSelector> members;
+  std::map<std::string, FieldSelector, std::less<>> members;
 };
 
 }  // namespace photocloud
