@@ -110,14 +110,15 @@ ObjectText::ObjectText(std::string& target, const FieldSelector& selector) : out
   out += '{';
 }
 
-bool ObjectText::Begin(std::string_view name) {
-  if (!fields.IsEverything() && !fields.Find(name)) return false;
+const FieldSelector* ObjectText::Open(std::string_view name) {
+  const FieldSelector* const inner = fields.IsEverything() ? &kEverything : fields.Find(name);
+  if (!inner) return nullptr;
   if (!isFirst) out += ',';
   isFirst = false;
   out += '"';
   out += name;
   out += "\":";
-  return true;
+  return inner;
 }
 
 void ObjectText::Add(std::string_view name, std::string_view value) {
@@ -133,7 +134,8 @@ void ObjectText::Add(std::string_view name, bool value) {
 }
 
 void ObjectText::AddValue(std::string_view name, std::string_view value) {
-  if (!value.empty() && Begin(name)) AppendSelected(out, value, Inside(name));
+  if (value.empty()) return;
+  if (const FieldSelector* const inner = Open(name)) AppendSelected(out, value, *inner);
 }
 
 void ObjectText::AddMembers(std::string_view object) {

@@ -34,7 +34,7 @@ class ObjectText {
   ObjectText& operator=(const ObjectText&) = delete;
 
   // True when the member is wanted: then its value has to follow.
-  [[nodiscard]] bool Begin(std::string_view name);
+  [[nodiscard]] bool Begin(std::string_view name) { return Open(name) != nullptr; }
   void Add(std::string_view name, std::string_view value);  // A text.
   void Add(std::string_view name, std::int64_t value);
   void Add(std::string_view name, bool value);
@@ -47,6 +47,9 @@ class ObjectText {
   const FieldSelector& Inside(std::string_view name) const;
 
  private:
+  // The selector inside a wanted member, whose name is written; else null.
+  const FieldSelector* Open(std::string_view name);
+
   std::string& out;
   const FieldSelector& fields;
   bool isFirst = true;

@@ -183,8 +183,8 @@ Answer ViewOne(Exchange& exchange, const MediaRecord& media) {
 
 PageView::PageView(Exchange& pageExchange, const FieldSelector& recordFields,
                    const std::vector<MediaRecord>& records)
-    : exchange(pageExchange), fields(recordFields), count(records.size()) {
-  if (!WantsAssets(fields) || records.empty()) return;
+    : exchange(pageExchange), fields(recordFields), wantsAssets(WantsAssets(recordFields)), count(records.size()) {
+  if (!wantsAssets || records.empty()) return;
   std::vector<std::string> ids;
   for (const MediaRecord& media : records) ids.push_back(media.id);
   auto& store = exchange.services.store;
@@ -205,7 +205,7 @@ PageView::PageView(Exchange& pageExchange, const FieldSelector& recordFields,
 
 void PageView::Append(std::string& out, const MediaRecord& media) const {
   static const std::vector<ContentRecord> kNone;
-  if (!WantsAssets(fields)) return AppendRecord(exchange, media, fields, nullptr, out);
+  if (!wantsAssets) return AppendRecord(exchange, media, fields, nullptr, out);
   const auto found = contents.find(media.id);
   AppendRecord(exchange, media, fields, found == contents.end() ? &kNone : &found->second, out);
 }

@@ -33,6 +33,7 @@ class PageView {
  private:
   Exchange& exchange;
   const FieldSelector& fields;
+  const bool wantsAssets;
   std::size_t count;
   std::map<std::string, std::vector<ContentRecord>> contents;  // By media.
 };
