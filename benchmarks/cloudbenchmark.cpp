@@ -120,18 +120,21 @@ void PrintBeside(const char* what, double ours, const std::string& answer, const
                  const std::string& sent = {}) {
   BareServer bare(answer);
   Client bareClient(bare.Port());
-  const double limit = PerSecond(
-      kPages, [&] { (void)bareClient.Call(sent.empty() ? http::verb::get : http::verb::post, target, sent); });
-  std::printf("  %-26s %8.0f /s  %7.2f ms  %7zu bytes  bare answer %8.0f /s, %.1f times its time\n", what, ours,
-              1000 / ours, answer.size(), limit, limit / ours);
+  const double limit = PerSecond(kPages, [&] {
+    (void)bareClient.Call(sent.empty() ? http::verb::get : http::verb::post, target, sent);
+  });
+  std::printf("  %-26s %8.0f /s  %7.2f ms  %7zu bytes  bare answer %8.0f /s, %.1f times its time\n", what,
+              ours, 1000 / ours, answer.size(), limit, limit / ours);
 }
 
 // Batches of patches, each of which changes its record.
 void MeasureBatch(Client& client) {
-  client.lock = photocloud::TextOf(
-      photocloud::ParseJson(client.Call(http::verb::get, "/cloudPhoto/v1/locks?token=")).value_or(Json::Value()), "token");
-  const auto page =
-      photocloud::ParseJson(client.Call(http::verb::get, "/cloudPhoto/v1/media?fields=media(id)&pageSize=50"));
+  client.lock =
+      photocloud::TextOf(photocloud::ParseJson(client.Call(http::verb::get, "/cloudPhoto/v1/locks?token="))
+                             .value_or(Json::Value()),
+                         "token");
+  const auto page = photocloud::ParseJson(
+      client.Call(http::verb::get, "/cloudPhoto/v1/media?fields=media(id)&pageSize=50"));
   int round = 0;
   std::string answer, sent;
   const double ours = PerSecond(kBatches, [&] {
@@ -175,11 +178,12 @@ void MeasureAccounts(const std::filesystem::path& data, int port, const std::str
   }
   std::size_t turn = 0;
   std::string page;
-  PrintBeside("the same, one account", PerSecond(kPages, [&] { page = clients[0]->Call(http::verb::get, target); }),
-              page, target);
-  PrintBeside("the same, 200 accounts",
-              PerSecond(kPages, [&] { page = clients[turn++ % clients.size()]->Call(http::verb::get, target); }), page,
-              target);
+  PrintBeside("the same, one account",
+              PerSecond(kPages, [&] { page = clients[0]->Call(http::verb::get, target); }), page, target);
+  PrintBeside(
+      "the same, 200 accounts",
+      PerSecond(kPages, [&] { page = clients[turn++ % clients.size()]->Call(http::verb::get, target); }),
+      page, target);
 }
 
 // Walks along the list, from `cursor` at every start.

@@ -53,7 +53,8 @@ void FillCloud(const std::filesystem::path& data, const std::string& userName, s
 
 namespace {
 
-void AddAsset(photocloud::SqliteStore& store, std::int64_t account, const std::string& mediaId, const char* usage) {
+void AddAsset(photocloud::SqliteStore& store, std::int64_t account, const std::string& mediaId,
+              const char* usage) {
   photocloud::AssetRecord asset;
   asset.mediaId = mediaId;
   asset.id = photocloud::RandomId();

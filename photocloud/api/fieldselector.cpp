@@ -42,7 +42,8 @@ bool FieldSelector::ParseMembers(std::string_view& rest, int depth) {
     const std::string name = TakeName(rest);
     if (name.empty()) return false;
     // Named twice it is one member, with all that stands in either.
-    auto known = std::find_if(members.begin(), members.end(), [&](const Member& each) { return each.name == name; });
+    auto known =
+        std::find_if(members.begin(), members.end(), [&](const Member& each) { return each.name == name; });
     if (known == members.end()) known = members.insert(members.end(), Member{name, {}});
     FieldSelector& member = known->inner;
     if (!rest.empty() && rest.front() == '(') {

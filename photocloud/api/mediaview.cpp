@@ -183,7 +183,10 @@ Answer ViewOne(Exchange& exchange, const MediaRecord& media) {
 
 PageView::PageView(Exchange& pageExchange, const FieldSelector& recordFields,
                    const std::vector<MediaRecord>& records)
-    : exchange(pageExchange), fields(recordFields), wantsAssets(WantsAssets(recordFields)), count(records.size()) {
+    : exchange(pageExchange),
+      fields(recordFields),
+      wantsAssets(WantsAssets(recordFields)),
+      count(records.size()) {
   if (!wantsAssets || records.empty()) return;
   std::vector<std::string> ids;
   for (const MediaRecord& media : records) ids.push_back(media.id);
