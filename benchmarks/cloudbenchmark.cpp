@@ -9,11 +9,15 @@
 #include <cstdio>
 #include <fstream>
 #include <functional>
+#include <memory>
 #include <stdexcept>
 #include <thread>
+#include <vector>
 
 #include "cloudfill.h"
+#include "photocloud/accounts/accountservice.h"
 #include "photocloud/base/json.h"
+#include "photocloud/store/sqlitestore.h"
 #include "serverprocess.h"
 #include "tests/support/temporaryfolder.h"
 
@@ -39,6 +43,7 @@ class Client {
     request.set(http::field::host, "127.0.0.1");
     request.set(http::field::content_type, "application/json");
     if (!token.empty()) request.set(http::field::authorization, "Bearer " + token);
+    if (!lock.empty()) request.set("x-zt-lock", lock);
     request.prepare_payload();
     http::write(stream, request);
     http::response<http::string_body> response;
@@ -47,6 +52,7 @@ class Client {
     return response.body();
   }
   std::string token;
+  std::string lock;
 
  private:
   boost::asio::io_context context;
@@ -103,19 +109,94 @@ std::string NextCursor(const std::string& page) {
   return page.substr(start + kName.size(), end - start - kName.size());
 }
 
-// Walks along the list, from `cursor` at every start.
-void Measure(const char* what, Client& client, const std::string& target, const std::string& start) {
+constexpr int kPatches = 50;
+constexpr int kBatches = 100;
+constexpr int kAccounts = 200;
+constexpr int kAccountRecords = 1000;
+// So many of the newest records have attachments.
+constexpr int kWithAttachments = 10000;
+
+void PrintBeside(const char* what, double ours, const std::string& answer, const std::string& target,
+                 const std::string& sent = {}) {
+  BareServer bare(answer);
+  Client bareClient(bare.Port());
+  const double limit = PerSecond(kPages, [&] {
+    (void)bareClient.Call(sent.empty() ? http::verb::get : http::verb::post, target, sent);
+  });
+  std::printf("  %-26s %8.0f /s  %7.2f ms  %7zu bytes  bare answer %8.0f /s, %.1f times its time\n", what,
+              ours, 1000 / ours, answer.size(), limit, limit / ours);
+}
+
+// Batches of patches, each of which changes its record.
+void MeasureBatch(Client& client) {
+  client.lock =
+      photocloud::TextOf(photocloud::ParseJson(client.Call(http::verb::get, "/cloudPhoto/v1/locks?token="))
+                             .value_or(Json::Value()),
+                         "token");
+  const auto page = photocloud::ParseJson(
+      client.Call(http::verb::get, "/cloudPhoto/v1/media?fields=media(id)&pageSize=50"));
+  int round = 0;
+  std::string answer, sent;
+  const double ours = PerSecond(kBatches, [&] {
+    Json::Value batch(Json::objectValue);
+    for (const Json::Value& media : (*page)["media"]) {
+      Json::Value item(Json::objectValue);
+      item["method"] = "PATCH";
+      item["uri"] = "/cloudPhoto/v1/media/" + media["id"].asString() + "?fields=id,version";
+      item["body"]["favorite"] = round % 2 == 0;
+      batch["requests"].append(item);
+    }
+    ++round;
+    sent = photocloud::WriteJson(batch);
+    answer = client.Call(http::verb::post, "/cloudPhoto/v1/batch?form=json", sent);
+  });
+  PrintBeside("batch of 50 patches", ours, answer, "/", sent);
+}
+
+std::string TokenOf(Client& client, const std::string& name) {
+  const auto login = photocloud::ParseJson(
+      client.Call(http::verb::post, "/cloudPhoto/v1/auth/login",
+                  R"({"userName":")" + name + R"(","password":")" + std::string(kLoginSecret) + "\"}"));
+  return login ? photocloud::TextOf(*login, "accessToken") : std::string();
+}
+
+// Pages of many accounts in turn, each over a connection of its own.
+void MeasureAccounts(const std::filesystem::path& data, int port, const std::string& target) {
+  {
+    photocloud::SqliteStore store(data / "photocloud.db");
+    const photocloud::Clock clock;
+    photocloud::AccountService accounts(store, clock, photocloud::PasswordCost::Least);
+    for (int i = 0; i < kAccounts; ++i)
+      (void)accounts.Create("user" + std::to_string(i), kLoginSecret, std::int64_t{1} << 40);
+  }
+  std::vector<std::unique_ptr<Client>> clients;
+  for (int i = 0; i < kAccounts; ++i) {
+    const std::string name = "user" + std::to_string(i);
+    FillCloud(data, name, kAccountRecords);
+    clients.push_back(std::make_unique<Client>(static_cast<unsigned short>(port)));
+    clients.back()->token = TokenOf(*clients.back(), name);
+  }
+  std::size_t turn = 0;
+  std::string page;
+  PrintBeside("the same, one account",
+              PerSecond(kPages, [&] { page = clients[0]->Call(http::verb::get, target); }), page, target);
+  PrintBeside(
+      "the same, 200 accounts",
+      PerSecond(kPages, [&] { page = clients[turn++ % clients.size()]->Call(http::verb::get, target); }),
+      page, target);
+}
+
+// Walks along the list, from `start` on, and again after so many pages.
+void Measure(const char* what, Client& client, const std::string& target, const std::string& start,
+             int pagesOfWalk = kPages) {
   std::string cursor = start, page;
+  int walked = 0;
   const double ours = PerSecond(kPages, [&] {
     page = client.Call(http::verb::get, target + cursor);
     const std::string next = NextCursor(page);
-    cursor = next.empty() ? start : next;
+    cursor = next.empty() || ++walked % pagesOfWalk == 0 ? start : next;
   });
-  BareServer bare(page);
-  Client bareClient(bare.Port());
-  const double limit = PerSecond(kPages, [&] { (void)bareClient.Call(http::verb::get, target + cursor); });
-  std::printf("  %-26s %8.0f pages/s  %6zu bytes  bare answer %8.0f pages/s, ratio %.2f\n", what, ours,
-              page.size(), limit, ours / limit);
+  PrintBeside(what, ours, page, target + cursor);
 }
 
 }  // namespace
@@ -129,13 +210,11 @@ int main(int argc, char** argv) {
   (void)RunProgram({PHOTOCLOUD_PROGRAM, "user", "add", "alice", "--data", data, "--login-secret-file",
                     (folder.Path() / "secret").string()});
   FillCloud(folder.Path(), "alice", records);
+  FillAttachments(folder.Path(), "alice", kWithAttachments);
   ServerProcess server(PHOTOCLOUD_PROGRAM, data);
   Client client(static_cast<unsigned short>(server.Port()));
-  const auto login = photocloud::ParseJson(
-      client.Call(http::verb::post, "/cloudPhoto/v1/auth/login",
-                  R"({"userName":"alice","password":")" + std::string(kLoginSecret) + "\"}"));
-  if (!login) return 1;
-  client.token = photocloud::TextOf(*login, "accessToken");
+  client.token = TokenOf(client, "alice");
+  if (client.token.empty()) return 1;
   std::printf("%lld records, pages of 100\n", records);
   const std::string media =
       "media(albumId,createdTime,editedTime,favorite,fileName,fileType,hashId,id,properties,recycled,size,"
@@ -156,4 +235,10 @@ int main(int argc, char** argv) {
           "device,deleted,mediaId," +
               media + ")&cursor=",
           std::to_string(records - 1000));
+  Measure("list, with attachments", client,
+          "/cloudPhoto/v1/media?fields=nextCursor,media(id,fileName,attachments)&cursor=", "",
+          kWithAttachments / 100);
+  MeasureBatch(client);
+  MeasureAccounts(folder.Path(), server.Port(),
+                  "/cloudPhoto/v1/media?queryParam=albumType%3D0&fields=nextCursor," + media);
 }

@@ -50,3 +50,47 @@ void FillCloud(const std::filesystem::path& data, const std::string& userName, s
     });
   }
 }
+
+namespace {
+
+void AddAsset(photocloud::SqliteStore& store, std::int64_t account, const std::string& mediaId,
+              const char* usage) {
+  photocloud::AssetRecord asset;
+  asset.mediaId = mediaId;
+  asset.id = photocloud::RandomId();
+  asset.versionId = photocloud::RandomId();
+  asset.usage = usage;
+  asset.hash = asset.id + asset.id + std::string(64, '0');
+  asset.sha256 = asset.id + asset.versionId;
+  asset.length = 3'000'000;
+  asset.sliceSize = 4 << 20;
+  asset.fields = R"({"cipher":{"algorithm":"AES_128_CBC_PKCS5Padding","dataType":12,"hfek":"1|)" + asset.id +
+                 R"(","iv":")" + asset.id + R"(","keychains":[{"ekey":")" + asset.hash +
+                 R"(","type":1},{"ekey":")" + asset.hash + R"(","type":3}]}})";
+  photocloud::SliceRecord slice;
+  slice.objectId = photocloud::RandomId();
+  slice.mediaId = mediaId;
+  slice.assetId = asset.id;
+  slice.length = asset.length + 16;
+  slice.md5 = asset.id;
+  slice.sha256 = asset.sha256;
+  store.PutAsset(account, asset);
+  store.PutSlice(account, slice);
+  store.PutObject(account, {slice.sha256, slice.md5, slice.length, true});
+}
+
+}  // namespace
+
+void FillAttachments(const std::filesystem::path& data, const std::string& userName, int count) {
+  photocloud::SqliteStore store(data / "photocloud.db");
+  const auto account = store.FindAccountByName(userName);
+  if (!account) return;
+  const auto newest = store.ListMedia(account->id, {}, std::nullopt, count);
+  store.Atomically([&] {
+    for (const photocloud::MediaRecord& media : newest) {
+      AddAsset(store, account->id, media.id, "content");
+      AddAsset(store, account->id, media.id, "thumbnail");
+    }
+    return true;
+  });
+}

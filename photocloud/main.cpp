@@ -276,11 +276,16 @@ int RemoveUser(const Options& options) {
 int Check(const Options& options) {
   Data data(options);
   ObjectVault vault(data.store, data.objects, data.clock);
-  const CheckResult result = CheckAll(data.store, vault);
+  const CheckResult result = CheckAll(data.store, vault, options.repair ? Counting::Repair : Counting::Look);
   std::cout << result.media << " media, " << result.objects << " objects, " << result.damagedObjects
             << " damaged, " << result.lostMedia.size() << " media lost\n";
   for (const std::string& name : result.lostMedia) std::cout << "lost " << name << '\n';
-  return result.lostMedia.empty() && result.damagedObjects == 0 ? 0 : 2;
+  if (result.wrongSums > 0) {
+    std::cout << result.wrongSums << " accounts with wrong used bytes" << (options.repair ? ", repaired" : "")
+              << '\n';
+  }
+  const bool isSumRight = result.wrongSums == 0 || options.repair;
+  return result.lostMedia.empty() && result.damagedObjects == 0 && isSumRight ? 0 : 2;
 }
 
 int Backup(const Options& options) {
@@ -354,9 +359,9 @@ int Main(int argc, char** argv) {
   AddUserCommand(*users, "remove", "delete an account and all its data", options)->callback([&] {
     result = RemoveUser(options);
   });
-  AddCommand(app, "check", "read all objects; 2 when something is lost", options)->callback([&] {
-    result = Check(options);
-  });
+  CLI::App* check = AddCommand(app, "check", "read all objects; 2 when something is lost or wrong", options);
+  check->add_flag("--repair", options.repair, "put the accounts' used bytes right");
+  check->callback([&] { result = Check(options); });
   CLI::App* backup = AddCommand(app, "backup", "copy everything to a folder", options);
   backup->add_option("--to", options.backupFolder, "target folder")->required();
   backup->callback([&] { result = Backup(options); });

@@ -67,6 +67,10 @@ bool IsSame(const AlbumRecord& left, const AlbumRecord& right) {
          left.properties == right.properties && left.deleted == right.deleted;
 }
 
+std::size_t TextBytes(const AlbumRecord& album) {
+  return album.albumName.size() + album.localPath.size() + album.properties.size();
+}
+
 // Stores `album` in place of `known`. An unchanged album makes no version, so a
 // repeated request makes no noise.
 Answer Store(Exchange& exchange, AlbumRecord album, const std::optional<AlbumRecord>& known) {
@@ -75,8 +79,24 @@ Answer Store(Exchange& exchange, AlbumRecord album, const std::optional<AlbumRec
   if (!known || !IsSame(album, *known)) {
     album.version = exchange.NextVersion();
     exchange.services.store.PutAlbum(exchange.Account(), album);
+    if ((!known || TextBytes(album) > TextBytes(*known)) &&
+        !exchange.services.vault.IsWithinQuota(exchange.Account())) {
+      return ErrorCode::NoSpace;
+    }
   }
   return ToJson(album);
+}
+
+// Cuts a page to its number of albums and to its bytes. Returns whether more
+// follow.
+bool CutPage(std::vector<AlbumRecord>& albums, int most) {
+  std::size_t kept = 0;
+  std::size_t bytes = 0;
+  while (kept < albums.size() && static_cast<int>(kept) < most && bytes <= kMostPageBytes)
+    bytes += TextBytes(albums[kept++]);
+  const bool hasMore = kept < albums.size();
+  albums.resize(kept);
+  return hasMore;
 }
 
 Answer ListAlbums(Exchange& exchange) {
@@ -92,8 +112,7 @@ Answer ListAlbums(Exchange& exchange) {
       exchange.Account(), type == terms->end() ? "" : type->second, position, std::get<int>(size) + 1);
   Json::Value json(Json::objectValue);
   json["nextCursor"] = "";
-  if (static_cast<int>(albums.size()) > std::get<int>(size)) {
-    albums.pop_back();
+  if (CutPage(albums, std::get<int>(size))) {
     json["nextCursor"] = WriteCursor(version, {albums.back().createdMs, albums.back().id});
   }
   json["albums"] = Json::Value(Json::arrayValue);

@@ -1,4 +1,5 @@
 #include "photocloud/api/handlers.h"
+#include "photocloud/api/jsontext.h"
 #include "photocloud/base/json.h"
 #include "photocloud/base/text.h"
 
@@ -27,20 +28,27 @@ bool ToRequest(const Json::Value& item, const Request& outer, Request& request) 
   }
   const Json::Value& body = item["body"];
   if (body.isString()) request.body = body.asString();
-  if (body.isObject()) request.body = WriteJson(body);
+  if (body.isObject()) request.json = &body;
   return request.SetTarget(TextOf(item, "uri"));
 }
 
-Json::Value RunItem(Exchange& exchange, const Json::Value& item) {
+// Answers of the items together are bounded, as those of a page are: an item that
+// comes too late is not run.
+constexpr std::size_t kMostBatchBytes = 16 << 20;
+
+void RunItem(Exchange& exchange, const Json::Value& item, std::string& out) {
   Request request;
-  const Answer answer = ToRequest(item, exchange.request, request)
-                            ? exchange.router.Run(request, exchange.scope)
-                            : Answer(ErrorCode::Malformed, "requests");
-  Json::Value json(Json::objectValue);
-  json["code"] = answer.status;
-  json["headers"] = Json::Value(Json::objectValue);
-  json["body"] = answer.json;
-  return json;
+  Answer answer = ErrorCode::Malformed;
+  if (out.size() > kMostBatchBytes) {
+    answer = ErrorCode::BodyTooLarge;
+  } else if (ToRequest(item, exchange.request, request)) {
+    answer = exchange.router.Run(request, exchange.scope);
+  } else {
+    answer = Answer(ErrorCode::Malformed, "requests");
+  }
+  out += "{\"code\":" + std::to_string(answer.status) + ",\"headers\":{},\"body\":";
+  out += answer.text.empty() ? WriteJson(answer.json) : answer.text;
+  out += '}';
 }
 
 Answer RunBatch(Exchange& exchange) {
@@ -50,10 +58,19 @@ Answer RunBatch(Exchange& exchange) {
   if (static_cast<int>(requests.size()) > exchange.services.settings.maxBatchNumber) {
     return Answer(ErrorCode::TooManyItems, "requests");
   }
-  Json::Value json(Json::objectValue);
-  json["responses"] = Json::Value(Json::arrayValue);
-  for (const Json::Value& item : requests) json["responses"].append(RunItem(exchange, item));
-  return json;
+  const Caller caller = exchange.caller;
+  exchange.scope.caller = &caller;
+  std::string list = "{\"responses\":[";
+  for (const Json::Value& item : requests) {
+    if (list.back() != '[') list += ',';
+    RunItem(exchange, item, list);
+  }
+  exchange.scope.caller = nullptr;
+  list += "]}";
+  if (exchange.fields.IsEverything()) return Answer::OfText(std::move(list));
+  std::string selected;
+  AppendSelected(selected, list, exchange.fields);
+  return Answer::OfText(std::move(selected));
 }
 
 }  // namespace

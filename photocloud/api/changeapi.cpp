@@ -1,20 +1,54 @@
 #include <algorithm>
 
 #include "photocloud/api/handlers.h"
+#include "photocloud/api/jsontext.h"
 #include "photocloud/api/mediaview.h"
 
 namespace photocloud {
 namespace {
 
-Json::Value ToChange(Exchange& exchange, const MediaRecord& media, const FieldSelector& fields) {
-  Json::Value json(Json::objectValue);
+void AppendChange(const MediaRecord& media, const FieldSelector& fields, const PageView& view,
+                  std::string& out) {
   const bool isDeleted = media.phase == MediaPhase::Deleted;
-  json["changeType"] = isDeleted ? "delete" : media.version == media.createdVersion ? "create" : "update";
-  json["device"] = media.device;
-  json["deleted"] = isDeleted;
-  json["mediaId"] = media.id;
-  if (!isDeleted) json["media"] = ViewInList(exchange, media, fields);
-  return json;
+  ObjectText object(out, fields);
+  object.Add("changeType", std::string_view(isDeleted                               ? "delete"
+                                            : media.version == media.createdVersion ? "create"
+                                                                                    : "update"));
+  object.Add("device", media.device);
+  object.Add("deleted", isDeleted);
+  object.Add("mediaId", media.id);
+  if (!isDeleted && object.Begin("media")) view.Append(out, media);
+  object.End();
+}
+
+// Appends one element for each record by `append`, as many as a page may hold.
+// Returns how many those are.
+template <typename Append>
+std::size_t AppendElements(const std::vector<MediaRecord>& page, std::size_t most, std::string& out,
+                           const Append& append) {
+  std::size_t done = 0;
+  out += '[';
+  while (done < most && out.size() <= kMostPageBytes) {
+    if (done > 0) out += ',';
+    append(page[done++]);
+  }
+  out += ']';
+  return done;
+}
+
+// A page of changes: its elements, and where the next one goes on.
+Answer PageAnswer(const Exchange& exchange, const char* name, const std::string& elements, bool hasMore,
+                  std::int64_t last) {
+  std::string text;
+  ObjectText object(text, exchange.fields);
+  if (object.Begin(name)) text += elements;
+  // The account was read before the page, so all changes up to its version are
+  // in the pages; the page itself may hold newer ones.
+  object.Add("newStartCursor",
+             hasMore ? std::string() : std::to_string(std::max(last, exchange.caller.account.version)));
+  object.Add("nextCursor", hasMore ? std::to_string(last) : std::string());
+  object.End();
+  return Answer::OfText(std::move(text));
 }
 
 Answer ListChanges(Exchange& exchange) {
@@ -27,33 +61,24 @@ Answer ListChanges(Exchange& exchange) {
   if (after < account.oldestCursor) return ErrorCode::CursorExpired;
   const bool includeDeleted = exchange.request.Query("isIncludeDeleted") == "true";
   auto page = exchange.services.store.ListChanges(account.id, after, includeDeleted, std::get<int>(size) + 1);
-  const bool hasMore = static_cast<int>(page.size()) > std::get<int>(size);
+  bool hasMore = static_cast<int>(page.size()) > std::get<int>(size);
   if (hasMore) page.pop_back();
-  // The account was read before the page, so all changes up to its version are
-  // in the pages; the page itself may hold newer ones.
-  const auto last = page.empty() ? account.version : page.back().version;
-  Json::Value json(Json::objectValue);
-  json["nextCursor"] = hasMore ? std::to_string(last) : "";
-  json["newStartCursor"] = hasMore ? "" : std::to_string(std::max(last, account.version));
-  json["changes"] = Json::Value(Json::arrayValue);
-  const FieldSelector fields = exchange.fields.Inside("changes").Inside("media");
-  for (const MediaRecord& media : page) json["changes"].append(ToChange(exchange, media, fields));
-  return json;
+  const FieldSelector fields = exchange.fields.Inside("changes");
+  const FieldSelector recordFields = fields.Inside("media");
+  const PageView view(exchange, recordFields, page);
+  std::string elements;
+  const auto done = AppendElements(page, view.Count(), elements, [&](const MediaRecord& media) {
+    AppendChange(media, fields, view, elements);
+  });
+  hasMore = hasMore || done < page.size();
+  return PageAnswer(exchange, "changes", elements, hasMore,
+                    done == 0 ? account.version : page[done - 1].version);
 }
 
 Answer GetStartCursor(Exchange& exchange) {
   Json::Value json(Json::objectValue);
   json["startCursor"] = std::to_string(exchange.caller.account.version);
   json["fullUploadCursor"] = std::to_string(exchange.caller.account.oldestCursor);
-  return json;
-}
-
-Json::Value ToLost(Exchange& exchange, const MediaRecord& media) {
-  const Json::Value full = ViewWithAttachments(exchange, media);
-  Json::Value json(Json::objectValue);
-  for (const char* key : {"id", "status", "size", "attachments"}) {
-    if (full.isMember(key)) json[key] = full[key];
-  }
   return json;
 }
 
@@ -64,16 +89,20 @@ Answer ListLosts(Exchange& exchange) {
   if (const auto* error = std::get_if<ErrorCode>(&cursor)) return *error;
   auto page = exchange.services.store.ListLosts(exchange.Account(), std::get<std::int64_t>(cursor),
                                                 std::get<int>(size) + 1);
-  const bool hasMore = static_cast<int>(page.size()) > std::get<int>(size);
+  bool hasMore = static_cast<int>(page.size()) > std::get<int>(size);
   if (hasMore) page.pop_back();
-  const auto version = exchange.caller.account.version;
-  const auto last = page.empty() ? version : page.back().lostVersion;
-  Json::Value json(Json::objectValue);
-  json["nextCursor"] = hasMore ? std::to_string(last) : "";
-  json["newStartCursor"] = hasMore ? "" : std::to_string(std::max(last, version));
-  json["media"] = Json::Value(Json::arrayValue);
-  for (const MediaRecord& media : page) json["media"].append(ToLost(exchange, media));
-  return json;
+  static const FieldSelector kLostFields = FieldSelector::Parse("id,status,size,attachments").value();
+  const FieldSelector fields = exchange.fields.Inside("media");
+  const PageView view(exchange, kLostFields, page);
+  std::string elements;
+  const auto done = AppendElements(page, view.Count(), elements, [&](const MediaRecord& media) {
+    std::string record;
+    view.Append(record, media);
+    AppendSelected(elements, record, fields);
+  });
+  hasMore = hasMore || done < page.size();
+  return PageAnswer(exchange, "media", elements, hasMore,
+                    done == 0 ? exchange.caller.account.version : page[done - 1].lostVersion);
 }
 
 }  // namespace

@@ -37,6 +37,13 @@ Answer::Answer(ErrorCode error) : Answer(error, std::string(Describe(error).subj
 Answer::Answer(ErrorCode error, const std::string& subject)
     : status(Describe(error).status), json(ErrorRecord(Describe(error), subject)), isSelected(true) {}
 
+Answer Answer::OfText(std::string text) {
+  Answer answer;
+  answer.text = std::move(text);
+  answer.isSelected = true;
+  return answer;
+}
+
 std::string Exchange::Device() const {
   const std::string named = request.Header("x-zt-device-id");
   return !named.empty() && IsDeviceName(named) ? named : caller.deviceId;

@@ -22,11 +22,14 @@ class Router;
 struct Answer {
   int status = 200;
   Json::Value json = Json::Value(Json::objectValue);
+  std::string text;  // JSON that is written already; goes before `json` when it is not empty.
   std::optional<Response> raw;
   bool isSelected = false;  // The handler has applied the field selector itself.
 
   Answer() = default;
   Answer(Json::Value value) : json(std::move(value)) {}
+  // What the selector leaves, as text.
+  static Answer OfText(std::string text);
   Answer(Response response) : status(response.status), raw(std::move(response)) {}
   // The error record with the code's own reason and subject, or with others.
   Answer(ErrorCode error);
@@ -35,7 +38,8 @@ struct Answer {
 
 // What the requests of one HTTP message share, a batch with its items.
 struct MessageScope {
-  bool hasChanged = false;  // Listening devices are told once all is stored.
+  const Caller* caller = nullptr;  // Of the whole batch, in its items.
+  bool hasChanged = false;         // Listening devices are told once all is stored.
   std::string changedBy;
   std::int64_t account = 0;
   Delivery delivery;
@@ -68,6 +72,8 @@ bool IsDeviceName(const std::string& text);
 
 // A page of a list: `cursor` and `pageSize` of the request.
 constexpr int kMaxPageSize = 100;
+// A page ends behind the record that brings it over this, however few it holds.
+constexpr std::size_t kMostPageBytes = 4 << 20;
 std::variant<int, ErrorCode> PageSize(const Request& request);
 
 // Cursors of lists ordered by creation time: "v<version>.<created>.<id>". The

@@ -1,5 +1,7 @@
 #include "photocloud/api/fieldselector.h"
 
+#include <algorithm>
+
 #include "photocloud/base/json.h"
 
 namespace photocloud {
@@ -20,6 +22,12 @@ std::string TakeName(std::string_view& rest) {
 
 }  // namespace
 
+// Here, where the members' type is complete.
+FieldSelector::FieldSelector() = default;
+FieldSelector::~FieldSelector() = default;
+FieldSelector::FieldSelector(const FieldSelector& other) = default;
+FieldSelector& FieldSelector::operator=(const FieldSelector& other) = default;
+
 std::optional<FieldSelector> FieldSelector::Parse(std::string_view text) {
   FieldSelector selector;
   if (TrimFront(text).empty()) return selector;
@@ -33,7 +41,11 @@ bool FieldSelector::ParseMembers(std::string_view& rest, int depth) {
   while (true) {
     const std::string name = TakeName(rest);
     if (name.empty()) return false;
-    FieldSelector& member = members[name];
+    // Named twice it is one member, with all that stands in either.
+    auto known =
+        std::find_if(members.begin(), members.end(), [&](const Member& each) { return each.name == name; });
+    if (known == members.end()) known = members.insert(members.end(), Member{name, {}});
+    FieldSelector& member = known->inner;
     if (!rest.empty() && rest.front() == '(') {
       rest.remove_prefix(1);
       if (!member.ParseMembers(rest, depth + 1) || rest.empty() || rest.front() != ')') return false;
@@ -54,15 +66,15 @@ Json::Value FieldSelector::Apply(const Json::Value& value) const {
   }
   if (!value.isObject()) return value;
   Json::Value selected(Json::objectValue);
-  for (const auto& [name, inner] : members) {
-    if (value.isMember(name)) selected[name] = inner.Apply(value[name]);
+  for (const Member& member : members) {
+    if (value.isMember(member.name)) selected[member.name] = member.inner.Apply(value[member.name]);
   }
   return selected;
 }
 
-FieldSelector FieldSelector::Inside(const std::string& name) const {
-  const auto found = members.find(name);
-  return found == members.end() ? FieldSelector() : found->second;
+FieldSelector FieldSelector::Inside(std::string_view name) const {
+  const FieldSelector* const found = Find(name);
+  return found ? *found : FieldSelector();
 }
 
 }  // namespace photocloud

@@ -2,10 +2,10 @@
 
 #include <json/value.h>
 
-#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace photocloud {
 
@@ -16,6 +16,11 @@ namespace photocloud {
 // clients name fields that only some records carry.
 class FieldSelector {
  public:
+  FieldSelector();
+  ~FieldSelector();
+  FieldSelector(const FieldSelector& other);
+  FieldSelector& operator=(const FieldSelector& other);
+
   // Nothing for unbalanced parentheses, an empty name, or a nesting deeper than
   // an answer can be. Blanks around names count for nothing.
   static std::optional<FieldSelector> Parse(std::string_view text);
@@ -24,14 +29,30 @@ class FieldSelector {
   Json::Value Apply(const Json::Value& value) const;
 
   bool IsEverything() const { return members.empty(); }
-  bool Names(const std::string& name) const { return members.count(name) > 0; }
+  bool Names(std::string_view name) const { return Find(name) != nullptr; }
+  // The selector of a member that is named, or null.
+  const FieldSelector* Find(std::string_view name) const;
   // The selector that holds inside a member; everything when it is not named.
-  FieldSelector Inside(const std::string& name) const;
+  FieldSelector Inside(std::string_view name) const;
 
  private:
   bool ParseMembers(std::string_view& rest, int depth);
 
-  std::map<std::string, FieldSelector> members;
+  struct Member;
+  // A dozen names at most: looking along them is faster than a tree.
+  std::vector<Member> members;
 };
+
+struct FieldSelector::Member {
+  std::string name;
+  FieldSelector inner;
+};
+
+inline const FieldSelector* FieldSelector::Find(std::string_view name) const {
+  for (const Member& member : members) {
+    if (member.name == name) return &member.inner;
+  }
+  return nullptr;
+}
 
 }  // namespace photocloud

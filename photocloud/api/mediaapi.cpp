@@ -1,6 +1,7 @@
 #include <set>
 
 #include "photocloud/api/handlers.h"
+#include "photocloud/api/jsontext.h"
 #include "photocloud/api/mediafields.h"
 #include "photocloud/api/mediaview.h"
 #include "photocloud/base/json.h"
@@ -12,6 +13,8 @@ namespace {
 
 // How ids of albums begin that devices make.
 constexpr char kDeviceAlbums[] = "default-album-";
+// No id of an album is longer.
+constexpr std::size_t kLongestOrigin = 256;
 
 std::optional<MediaRecord> FindVisible(Exchange& exchange, const std::string& id) {
   auto media = exchange.services.store.FindMedia(exchange.Account(), id);
@@ -40,6 +43,23 @@ std::optional<MediaFilter> ReadFilter(const Request& request) {
   return filter;
 }
 
+// Appends the list of records. Returns true when it ended early: then `page` ends
+// with the last record that is in it.
+bool AppendPage(Exchange& exchange, const FieldSelector& fields, std::vector<MediaRecord>& page,
+                std::string& out) {
+  const PageView view(exchange, fields, page);
+  std::size_t done = 0;
+  out += '[';
+  while (done < view.Count() && out.size() <= kMostPageBytes) {
+    if (done > 0) out += ',';
+    view.Append(out, page[done++]);
+  }
+  out += ']';
+  const bool isCut = done < page.size();
+  page.resize(done);
+  return isCut;
+}
+
 Answer ListMedia(Exchange& exchange) {
   const auto size = PageSize(exchange.request);
   if (const auto* error = std::get_if<ErrorCode>(&size)) return Answer(*error, "pageSize");
@@ -50,16 +70,17 @@ Answer ListMedia(Exchange& exchange) {
   const auto& [version, position] = std::get<ListCursor>(cursor);
   auto page =
       exchange.services.store.ListMedia(exchange.Account(), *filter, position, std::get<int>(size) + 1);
-  Json::Value json(Json::objectValue);
-  json["nextCursor"] = "";
-  if (static_cast<int>(page.size()) > std::get<int>(size)) {
-    page.pop_back();
-    json["nextCursor"] = WriteCursor(version, {page.back().createdMs, page.back().id});
-  }
-  json["media"] = Json::Value(Json::arrayValue);
-  const FieldSelector fields = exchange.fields.Inside("media");
-  for (const MediaRecord& media : page) json["media"].append(ViewInList(exchange, media, fields));
-  return json;
+  bool hasMore = static_cast<int>(page.size()) > std::get<int>(size);
+  if (hasMore) page.pop_back();
+  std::string records;
+  hasMore = AppendPage(exchange, exchange.fields.Inside("media"), page, records) || hasMore;
+  std::string text;
+  ObjectText object(text, exchange.fields);
+  if (object.Begin("media")) text += records;
+  object.Add("nextCursor",
+             hasMore ? WriteCursor(version, {page.back().createdMs, page.back().id}) : std::string());
+  object.End();
+  return Answer::OfText(std::move(text));
 }
 
 Answer GetMedia(Exchange& exchange) {
@@ -106,12 +127,9 @@ std::int64_t BytesToCome(const std::vector<AssetPlan>& plans) {
   return bytes;
 }
 
-bool HasSpace(Exchange& exchange, std::int64_t bytes) {
-  // Read anew: the caller's copy is older than this transaction.
-  const auto account = exchange.services.store.FindAccount(exchange.Account());
-  return account && exchange.services.vault.FreeBytes(*account) >= bytes &&
-         exchange.services.objects.FreeBytes() >= bytes;
-}
+// Open uploads of one account. Clients have a few at a time; those of a client
+// that is killed again and again go by their age.
+constexpr int kMostUploads = 1000;
 
 // Answers a visible record to a device that gives its content back.
 Answer ReopenMedia(Exchange& exchange) {
@@ -198,9 +216,12 @@ Answer CreateMedia(Exchange& exchange) {
   auto& plans = std::get<std::vector<AssetPlan>>(planned);
   if (const auto known = FindRepeated(exchange, plans, media)) return ViewOne(exchange, *known);
   for (AssetPlan& plan : plans) LinkHeldObjects(exchange, plan);
-  if (!HasSpace(exchange, BytesToCome(plans))) return ErrorCode::NoSpace;
+  if (exchange.services.store.CountUploads(exchange.Account(), kMostUploads) >= kMostUploads)
+    return ErrorCode::TooManyRequests;
+  if (exchange.services.objects.FreeBytes() < BytesToCome(plans)) return ErrorCode::NoSpace;
   exchange.services.store.PutMedia(exchange.Account(), media);
   StorePlans(exchange, plans);
+  if (!exchange.services.vault.IsWithinQuota(exchange.Account())) return ErrorCode::NoSpace;
   return ViewOne(exchange, media);
 }
 
@@ -254,6 +275,7 @@ bool IsSame(const MediaRecord& left, const MediaRecord& right) {
 void TakeOrigin(Exchange& exchange, MediaRecord& media) {
   const std::string origin = TextOf(exchange.body, "source");
   if (TextOf(exchange.body, "albumId") != kRecycleAlbum || origin == kRecycleAlbum) return;
+  if (origin.size() > kLongestOrigin) return;
   if (origin.rfind(kDeviceAlbums, 0) == 0 || exchange.services.store.FindAlbum(exchange.Account(), origin)) {
     media.albumId = origin;
   }
@@ -283,6 +305,9 @@ Answer PatchMedia(Exchange& exchange) {
   if (!isWhole && (isUpload || saysNormal)) return ErrorCode::ObjectsMissing;
   // An unchanged record makes no version, so a repeated request makes no noise.
   if (isUpload || !IsSame(media, *known)) StoreChange(exchange, media);
+  if (media.fields.size() > known->fields.size() &&
+      !exchange.services.vault.IsWithinQuota(exchange.Account()))
+    return ErrorCode::NoSpace;
   if (isWhole && (saysNormal || !mode.empty())) MarkWhole(exchange, id);
   return ViewOne(exchange, exchange.services.store.FindMedia(exchange.Account(), id).value_or(media));
 }

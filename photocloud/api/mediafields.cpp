@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "photocloud/api/jsontext.h"
 #include "photocloud/base/json.h"
 #include "photocloud/base/text.h"
 #include "photocloud/base/timetext.h"
@@ -28,6 +29,7 @@ constexpr std::array kFields = {
 };
 
 constexpr std::size_t kLongestText = 4096;
+constexpr std::size_t kLongestAlbumId = 256;
 // All fields together.
 constexpr std::size_t kLongestFields = 256 << 10;
 
@@ -77,16 +79,19 @@ std::string TakePlace(const Json::Value& body, std::int64_t nowMs, MediaRecord& 
   }
   if (body.isMember("albumId")) {
     const std::string album = TextOf(body, "albumId");
-    if (album.empty()) return "albumId";
+    if (album.empty() || album.size() > kLongestAlbumId || !IsPlainText(album)) return "albumId";
     if (album == kRecycleAlbum) recycled = true;
     if (album != kRecycleAlbum || media.albumId.empty()) media.albumId = album;
   }
   if (media.albumId.empty()) return "albumId";
+  // Most changes leave this alone, and parsing takes longer than all the rest.
+  const bool hasTime = !MemberOf(media.fields, "recycledTime").empty();
+  media.recycled = recycled;
+  if (hasTime == recycled) return {};
   Json::Value fields = ParseJson(media.fields).value_or(Json::Value(Json::objectValue));
   if (!recycled) fields.removeMember("recycledTime");
   if (recycled && !fields.isMember("recycledTime")) fields["recycledTime"] = FormatTime(nowMs);
   media.fields = WriteJson(fields);
-  media.recycled = recycled;
   return {};
 }
 

@@ -26,16 +26,30 @@ ErrorCode CodeOf(const StoreFailure& failure) {
   return ErrorCode::Internal;
 }
 
-// The parts of a path; nothing when one does not decode.
-std::optional<std::vector<std::string>> MatchPattern(const std::vector<std::string>& pattern,
-                                                     const std::vector<std::string>& path) {
+std::vector<std::string_view> SplitPath(std::string_view path) {
+  std::vector<std::string_view> parts;
+  parts.reserve(8);
+  while (true) {
+    const auto end = path.find('/');
+    parts.push_back(path.substr(0, end));
+    if (end == std::string_view::npos) return parts;
+    path.remove_prefix(end + 1);
+  }
+}
+
+bool IsVariable(std::string_view part) { return !part.empty() && part.front() == '{'; }
+
+// The variable parts of a path; nothing when it does not match or one does not
+// decode.
+std::optional<std::vector<std::string>> MatchPattern(const std::vector<std::string_view>& pattern,
+                                                     const std::vector<std::string_view>& path) {
   if (pattern.size() != path.size()) return std::nullopt;
+  for (std::size_t i = 0; i < pattern.size(); ++i) {
+    if (!IsVariable(pattern[i]) && pattern[i] != path[i]) return std::nullopt;
+  }
   std::vector<std::string> arguments;
   for (std::size_t i = 0; i < pattern.size(); ++i) {
-    if (pattern[i].empty() || pattern[i].front() != '{') {
-      if (pattern[i] != path[i]) return std::nullopt;
-      continue;
-    }
+    if (!IsVariable(pattern[i])) continue;
     auto decoded = PercentDecode(path[i], false);
     if (!decoded || decoded->empty()) return std::nullopt;
     arguments.push_back(std::move(*decoded));
@@ -78,7 +92,7 @@ Response ToResponse(Answer answer) {
   if (answer.raw) return std::move(*answer.raw);
   Response response;
   response.status = answer.status;
-  response.body = WriteJson(answer.json);
+  response.body = answer.text.empty() ? WriteJson(answer.json) : std::move(answer.text);
   if (answer.status == Describe(ErrorCode::TooManyRequests).status)
     response.headers.emplace_back("Retry-After", "10");
   if (answer.status == Describe(ErrorCode::Unavailable).status)
@@ -87,9 +101,11 @@ Response ToResponse(Answer answer) {
 }
 
 Router::Router(Services& allServices) : services(allServices), routes(ApiRoutes()) {
-  if (!services.faults) return;
-  const auto faultRoutes = FaultRoutes();
-  routes.insert(routes.end(), faultRoutes.begin(), faultRoutes.end());
+  if (services.faults) {
+    const auto faultRoutes = FaultRoutes();
+    routes.insert(routes.end(), faultRoutes.begin(), faultRoutes.end());
+  }
+  for (const Route& route : routes) patterns.push_back(SplitPath(route.pattern));
 }
 
 Response Router::Handle(const Request& request) {
@@ -151,9 +167,10 @@ Answer Router::RunWithFaults(const Request& request, MessageScope& scope) {
 
 Router::Match Router::Find(const Request& request) const {
   Match match;
-  const auto path = Split(request.path, '/');
-  for (const Route& route : routes) {
-    auto arguments = MatchPattern(Split(route.pattern, '/'), path);
+  const auto path = SplitPath(request.path);
+  for (std::size_t i = 0; i < routes.size(); ++i) {
+    const Route& route = routes[i];
+    auto arguments = MatchPattern(patterns[i], path);
     if (!arguments) continue;
     match.isPathKnown = true;
     if (request.method != route.method) continue;
@@ -171,7 +188,8 @@ Answer Router::RunRoute(const Match& match, const Request& request, MessageScope
   Exchange exchange{request, services, *this, scope, match.arguments, {}, {}, {}};
   if (auto refusal = Prepare(exchange, match.route->rules)) return *refusal;
   Answer answer = Execute(exchange, *match.route);
-  if (!answer.raw && !answer.isSelected) answer.json = exchange.fields.Apply(answer.json);
+  if (!answer.raw && answer.text.empty() && !answer.isSelected)
+    answer.json = exchange.fields.Apply(answer.json);
   return answer;
 }
 
@@ -216,9 +234,21 @@ Intake Router::AdmitBody(const Match& match, const Request& head, const BodyNoti
 
 std::optional<ErrorCode> Router::CheckToken(Exchange& exchange, const RouteRules& rules) {
   if (!rules.token) return std::nullopt;
+  if (exchange.scope.caller) return TakeCallerOfBatch(exchange, rules);
   auto caller = services.accounts.Authenticate(BearerToken(exchange.request));
   if (const auto* refused = std::get_if<ErrorCode>(&caller)) return *refused;
   exchange.caller = std::move(std::get<Caller>(caller));
+  if (rules.hideable && exchange.caller.account.hidden) return ErrorCode::DataHidden;
+  return std::nullopt;
+}
+
+// Items of a batch come with the token of the whole. Their account is read anew:
+// items before them may have changed it.
+std::optional<ErrorCode> Router::TakeCallerOfBatch(Exchange& exchange, const RouteRules& rules) {
+  exchange.caller = *exchange.scope.caller;
+  auto account = services.store.FindAccount(exchange.caller.account.id);
+  if (!account) return ErrorCode::TokenInvalid;
+  exchange.caller.account = std::move(*account);
   if (rules.hideable && exchange.caller.account.hidden) return ErrorCode::DataHidden;
   return std::nullopt;
 }
@@ -229,6 +259,10 @@ std::optional<Answer> Router::Prepare(Exchange& exchange, const RouteRules& rule
   if (!fields) return Answer(ErrorCode::Malformed, "fields");
   exchange.fields = std::move(*fields);
   if (!rules.json) return std::nullopt;
+  if (exchange.request.json) {
+    exchange.body = *exchange.request.json;
+    return std::nullopt;
+  }
   JsonFault fault = JsonFault::None;
   auto body = ParseJson(exchange.request.body, fault);
   if (fault == JsonFault::TooLarge) return Answer(ErrorCode::TooManyItems);

@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "photocloud/api/exchange.h"
@@ -61,12 +62,14 @@ class Router : public HttpService {
   Intake AdmitBody(const Match& match, const Request& head, const BodyNotice& notice);
   Answer RunWithFaults(const Request& request, MessageScope& scope);
   Answer RunRoute(const Match& match, const Request& request, MessageScope& scope);
+  std::optional<ErrorCode> TakeCallerOfBatch(Exchange& exchange, const RouteRules& rules);
   std::optional<ErrorCode> CheckToken(Exchange& exchange, const RouteRules& rules);
   std::optional<Answer> Prepare(Exchange& exchange, const RouteRules& rules);
   Answer Execute(Exchange& exchange, const Route& route);
 
   Services& services;
   std::vector<Route> routes;
+  std::vector<std::vector<std::string_view>> patterns;  // Of `routes`, in their parts.
 };
 
 // The answer as it goes over the wire.

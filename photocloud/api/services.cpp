@@ -7,10 +7,11 @@ namespace {
 
 constexpr int kUploadsPerStep = 200;
 
-void SweepUploads(Services& services) {
-  const auto before = services.clock.NowMs() - services.settings.uploadKeepMs;
+using Uploads = std::vector<std::pair<std::int64_t, std::string>>;
+
+void SweepUploads(Services& services, const std::function<Uploads()>& list) {
   while (true) {
-    const auto uploads = services.store.ListUploadsBefore(before, kUploadsPerStep);
+    const Uploads uploads = list();
     for (const auto& [account, id] : uploads) {
       services.store.Atomically([&, owner = account, media = id] {
         services.vault.ReleaseMedia(owner, media);
@@ -36,7 +37,12 @@ Services::Services(MetadataStore& metadata, ObjectStore& objectStore, Clock& ser
 
 void Services::Sweep() {
   try {
-    SweepUploads(*this);
+    const auto now = clock.NowMs();
+    SweepUploads(*this,
+                 [&] { return store.ListUploadsBefore(now - settings.uploadKeepMs, kUploadsPerStep); });
+    SweepUploads(*this, [&] {
+      return store.ListEmptyUploadsBefore(now - settings.emptyUploadKeepMs, kUploadsPerStep);
+    });
     store.PruneTombstones(clock.NowMs() - settings.tombstoneKeepMs);
     accounts.SweepSessions();
     vault.SweepOrphans();

@@ -23,6 +23,8 @@ struct ServiceSettings {
   // A holder renews at half of it, so one lost renewal does not lose the lock.
   std::int64_t lockSeconds = 60;
   std::int64_t uploadKeepMs = std::int64_t{24} * 3600 * 1000;
+  // Of uploads whose device went no further than to open them.
+  std::int64_t emptyUploadKeepMs = std::int64_t{6} * 3600 * 1000;
   // A device that stayed away longer has to compare everything.
   std::int64_t tombstoneKeepMs = std::int64_t{180} * 24 * 3600 * 1000;
 };

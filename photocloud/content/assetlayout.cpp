@@ -11,6 +11,10 @@ namespace {
 
 constexpr std::int64_t kBlock = 16;
 constexpr std::size_t kLongestHash = 256;
+// Cipher and attributes of one asset together.
+constexpr std::size_t kLongestFields = 64 << 10;
+// Objects of one asset: each is a record, and all of them stand in one answer.
+constexpr std::int64_t kMostSlices = 65536;
 
 std::int64_t StoredLength(std::int64_t plain, bool encrypted) {
   return encrypted ? (plain / kBlock + 1) * kBlock : plain;
@@ -26,7 +30,9 @@ std::optional<std::int64_t> ThumbnailLength(const Json::Value& attributes, std::
   if (!length.isObject()) return StoredLength(plain, encrypted);
   const Json::Value& small = length["small"];
   const Json::Value& large = length["large"];
-  if (!IsLength(small) || !IsLength(large) || small.asInt64() + large.asInt64() != plain) return std::nullopt;
+  if (!IsLength(small) || !IsLength(large)) return std::nullopt;
+  // Not by a sum, which two large lengths would overflow.
+  if (small.asInt64() > plain || large.asInt64() != plain - small.asInt64()) return std::nullopt;
   return StoredLength(small.asInt64(), encrypted) + StoredLength(large.asInt64(), encrypted);
 }
 
@@ -98,8 +104,10 @@ std::variant<AssetPlan, ErrorCode> PlanAsset(const Json::Value& attachment, cons
   asset.sha256 = ToLower(TextOf(resource, "sha256"));
   asset.length = resource["length"].asInt64();
   asset.fields = KeepFields(source);
+  if (asset.fields.size() > kLongestFields) return ErrorCode::BodyTooLarge;
   if (asset.usage == "content") {
-    if (asset.length > limits.maxFileBytes) return ErrorCode::BodyTooLarge;
+    if (asset.length > limits.maxFileBytes || asset.length / limits.sliceSize >= kMostSlices)
+      return ErrorCode::BodyTooLarge;
     asset.sliceSize = limits.sliceSize;
     plan.slices = CutContent(asset, encrypted);
     return plan;

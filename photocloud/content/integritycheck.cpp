@@ -130,11 +130,12 @@ bool CopyAll(SqliteStore& store, const ObjectStore& objects, const fs::path& fol
 
 }  // namespace
 
-CheckResult CheckAll(MetadataStore& store, ObjectVault& vault) {
+CheckResult CheckAll(MetadataStore& store, ObjectVault& vault, Counting counting) {
   CheckResult result;
   for (const Account& account : store.ListAccounts()) {
     CheckObjects(store, vault, account, result);
     CheckMedia(store, vault, account, result);
+    if (!store.CountBytes(account.id, counting)) ++result.wrongSums;
   }
   return result;
 }

@@ -214,8 +214,13 @@ void ObjectVault::SweepLeftOvers(std::int64_t account, const std::string& digits
 }
 
 std::int64_t ObjectVault::FreeBytes(const Account& account) {
-  const auto taken = account.usedBytes + metadata.ReservedBytes(account.id);
+  const auto taken = account.usedBytes + account.recordBytes + metadata.ReservedBytes(account.id);
   return std::max<std::int64_t>(0, account.quotaBytes - taken);
+}
+
+bool ObjectVault::IsWithinQuota(std::int64_t account) {
+  const auto now = metadata.FindAccount(account);
+  return now && now->usedBytes + now->recordBytes + metadata.ReservedBytes(account) <= now->quotaBytes;
 }
 
 }  // namespace photocloud

@@ -100,8 +100,10 @@ class ObjectVault {
   // the two leaves. Looks at every file; ends early once `stops` says so.
   void SweepLeftOvers(const std::function<bool()>& stops);
 
-  // Bytes that the account may still announce.
+  // Bytes that the account may still use, those of its records among them.
   std::int64_t FreeBytes(const Account& account);
+  // Read anew, so it holds inside a transaction that has changed records.
+  bool IsWithinQuota(std::int64_t account);
 
  private:
   void SweepLeftOvers(std::int64_t account, const std::string& digits);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sodium.h>
+
 #include <cstdint>
 #include <string>
 
@@ -11,7 +13,7 @@ namespace photocloud {
 // only for a while. A signature holds for one method and one object.
 class UrlSigner {
  public:
-  UrlSigner(std::string secret, const Clock& clock);
+  UrlSigner(const std::string& secret, const Clock& clock);
 
   // "?expires=...&signature=..."
   std::string Query(const std::string& method, const std::string& objectId) const;
@@ -21,7 +23,7 @@ class UrlSigner {
  private:
   std::string Sign(const std::string& method, const std::string& objectId, const std::string& expires) const;
 
-  const std::string secret;
+  crypto_auth_hmacsha256_state keyed;  // Before the first byte of a text.
   const Clock& clock;
 };
 

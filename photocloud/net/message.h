@@ -1,5 +1,7 @@
 #pragma once
 
+#include <json/value.h>
+
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -22,10 +24,11 @@ struct Request {
   std::map<std::string, std::string> query;    // Decoded; of a repeated name the last.
   std::map<std::string, std::string> headers;  // Names in lower case.
   std::string body;
-  std::string baseUrl;               // "http://host:port", for absolute links.
-  std::string address;               // Of the client, as numbers; empty within the process.
-  std::shared_ptr<ByteSink> sink;    // Has taken the body in place of `body`.
-  std::optional<ErrorCode> refusal;  // The answer to the head; then there is no body.
+  const Json::Value* json = nullptr;  // The body of a batch's item, in place of `body`.
+  std::string baseUrl;                // "http://host:port", for absolute links.
+  std::string address;                // Of the client, as numbers; empty within the process.
+  std::shared_ptr<ByteSink> sink;     // Has taken the body in place of `body`.
+  std::optional<ErrorCode> refusal;   // The answer to the head; then there is no body.
   bool onMetricsAddress = false;
   bool inBatch = false;
 

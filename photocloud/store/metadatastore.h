@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -27,6 +28,8 @@ class StoreFailure : public std::runtime_error {
 
   const Kind kind;
 };
+
+enum class Counting { Look, Repair };
 
 // A place in a list ordered by creation time, newest first, then by id.
 struct ListPosition {
@@ -119,12 +122,24 @@ class MetadataStore {
   virtual std::vector<MediaRecord> ListLosts(std::int64_t account, std::int64_t afterVersion, int limit) = 0;
   virtual std::vector<std::pair<std::int64_t, std::string>> ListUploadsBefore(std::int64_t touchedMs,
                                                                               int limit) = 0;
+  // Uploads of which no object's digests have been announced.
+  virtual std::vector<std::pair<std::int64_t, std::string>> ListEmptyUploadsBefore(std::int64_t touchedMs,
+                                                                                   int limit) = 0;
+  // Counts no further than `most`.
+  virtual int CountUploads(std::int64_t account, int most) = 0;
+  // Counts the bytes of objects and records anew. Returns whether the account's
+  // sums were right; Repair puts them right.
+  virtual bool CountBytes(std::int64_t account, Counting counting) = 0;
   // Drops tombstones older than that and raises oldestCursor past them.
   virtual void PruneTombstones(std::int64_t touchedBeforeMs) = 0;
   // Makes every change cursor given out before now expire.
   virtual void ExpireCursors(std::int64_t account) = 0;
 
   virtual std::vector<AssetRecord> ListAssets(std::int64_t account, const std::string& mediaId) = 0;
+  // The assets of several media with their slices, by media and in the order of
+  // their usages, in one read. Ends after `limit` slices, in the order of `mediaIds`.
+  virtual std::map<std::string, std::vector<ContentRecord>> ListContents(
+      std::int64_t account, const std::vector<std::string>& mediaIds, int limit) = 0;
   virtual void PutAsset(std::int64_t account, const AssetRecord& asset) = 0;
   // Visible assets of the same content all of whose objects are stored.
   virtual std::vector<AssetRecord> ListWholeAssets(std::int64_t account, const AssetRecord& like,

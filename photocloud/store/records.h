@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace photocloud {
 
@@ -19,7 +20,8 @@ struct Account {
   std::int64_t version = 0;       // Rises by one with every change of the account.
   std::int64_t oldestCursor = 0;  // Changes can be listed from here on.
   std::int64_t quotaBytes = 0;
-  std::int64_t usedBytes = 0;  // Sum of all its stored objects.
+  std::int64_t usedBytes = 0;    // Sum of all its stored objects.
+  std::int64_t recordBytes = 0;  // Of the texts that its records hold.
 };
 
 // Tokens are stored as their SHA-256 only.
@@ -101,6 +103,12 @@ struct SliceRecord {
   std::string md5;      // Announced digests, empty before.
   std::string sha256;   // Names the stored object.
   bool stored = false;  // A whole object of this name and length is in the store. Read only.
+};
+
+// An asset with the objects that it is cut into, in the order of their numbers.
+struct ContentRecord {
+  AssetRecord asset;
+  std::vector<SliceRecord> slices;
 };
 
 // Bytes that an account stores once, however many slices name them.

@@ -95,10 +95,17 @@ class SqliteStore : public MetadataStore {
   std::vector<MediaRecord> ListLosts(std::int64_t account, std::int64_t afterVersion, int limit) override;
   std::vector<std::pair<std::int64_t, std::string>> ListUploadsBefore(std::int64_t touchedMs,
                                                                       int limit) override;
+  std::vector<std::pair<std::int64_t, std::string>> ListEmptyUploadsBefore(std::int64_t touchedMs,
+                                                                           int limit) override;
+  int CountUploads(std::int64_t account, int most) override;
+  bool CountBytes(std::int64_t account, Counting counting) override;
   void PruneTombstones(std::int64_t touchedBeforeMs) override;
   void ExpireCursors(std::int64_t account) override;
 
   std::vector<AssetRecord> ListAssets(std::int64_t account, const std::string& mediaId) override;
+  std::map<std::string, std::vector<ContentRecord>> ListContents(std::int64_t account,
+                                                                 const std::vector<std::string>& mediaIds,
+                                                                 int limit) override;
   void PutAsset(std::int64_t account, const AssetRecord& asset) override;
   std::vector<AssetRecord> ListWholeAssets(std::int64_t account, const AssetRecord& like, int limit) override;
   std::vector<SliceRecord> ListSlices(std::int64_t account, const std::string& assetId) override;

@@ -139,7 +139,8 @@ TEST_F(GalleryFilesTest, RecycledNeverUploadedFileIsDeleted) {
 TEST_F(GalleryFilesTest, DeletedNeverUploadedFileIsForgottenWithItsThumbnails) {
   const auto file = LocalFile("local");
   Add({file});
-  const auto small = platform::NativePath(file->ThumbnailName()), large = platform::NativePath(file->LcdName());
+  const auto small = platform::NativePath(file->ThumbnailName()),
+             large = platform::NativePath(file->LcdName());
   for (const auto& path : {small, large}) {
     std::filesystem::create_directories(path.parent_path());
     std::ofstream(path) << "bytes";

@@ -1,4 +1,7 @@
+#include <set>
+
 #include "photocloud/base/json.h"
+#include "photocloud/content/integritycheck.h"
 #include "testcloud.h"
 
 namespace photocloud::testing {
@@ -45,6 +48,112 @@ TEST_F(CloudTest, BracketsInTextDoNotCount) {
 
 TEST_F(CloudTest, LongTextsAreRefused) {
   EXPECT_EQ(PostText(cloud, anna, R"({"albumName":")" + std::string(2000, 'x') + R"("})").Code(), "31084000");
+}
+
+// Everything that is stored as text: the longest that is taken, and one byte more.
+TEST_F(CloudTest, StoredTextsHaveTheirLimitOnEachSide) {
+  const auto album = [&](const std::string& key, std::size_t length) {
+    Json::Value body(Json::objectValue);
+    body["id"] = "a";
+    body["albumName"] = "with a long " + key;
+    body[key] = std::string(length, 'x');
+    return cloud.Call(anna, "POST", "/cloudPhoto/v1/albums", body).status;
+  };
+  const auto media = [&](const std::string& key, std::size_t length) {
+    Json::Value body = UploadBody("a.jpg", "content", "s", "l");
+    body["albumId"] = "default-album-1";
+    body[key] = std::string(length, 'x');
+    return cloud.Call(anna, "POST", "/cloudPhoto/v1/media?mode=temp", body);
+  };
+  struct Case {
+    const char* key;
+    std::size_t longest;
+  };
+  for (const Case& entry :
+       {Case{"id", 256}, Case{"albumName", 1024}, Case{"localPath", 4096}, Case{"type", 16}}) {
+    EXPECT_EQ(album(entry.key, entry.longest), 200) << entry.key;
+    EXPECT_EQ(album(entry.key, entry.longest + 1), 400) << entry.key;
+  }
+  for (const Case& entry : {Case{"fileName", 4096}, Case{"mimeType", 4096}, Case{"hashId", 4096},
+                            Case{"source", 4096}, Case{"description", 4096}}) {
+    EXPECT_EQ(media(entry.key, entry.longest).status, 200) << entry.key;
+    EXPECT_EQ(media(entry.key, entry.longest + 1).Code(), "31084000") << entry.key;
+  }
+  // The album from above.
+  EXPECT_EQ(media("albumId", 256).status, 200);
+  EXPECT_EQ(media("albumId", 257).Code(), "31084000");
+}
+
+TEST_F(CloudTest, CipherAndAttributesHaveTheirLimit) {
+  for (const char* key : {"cipher", "attributes"}) {
+    Json::Value body = UploadBody("a.jpg", "content", "s", "l");
+    body["attachments"][0]["asset"][key]["text"] = std::string(60000, 'x');
+    EXPECT_EQ(cloud.Call(anna, "POST", "/cloudPhoto/v1/media?mode=temp", body).status, 200) << key;
+    body["attachments"][0]["asset"][key]["text"] = std::string(70000, 'x');
+    EXPECT_EQ(cloud.Call(anna, "POST", "/cloudPhoto/v1/media?mode=temp", body).Code(), "31084013") << key;
+  }
+}
+
+TEST_F(CloudTest, LengthsThatOverflowAreRefused) {
+  Json::Value body = UploadBody("a.jpg", "content", "s", "l");
+  Json::Value& thumbnail = body["attachments"][1]["asset"];
+  thumbnail["attributes"]["length"]["small"] = Json::Int64(INT64_MAX);
+  thumbnail["attributes"]["length"]["large"] = Json::Int64(INT64_MAX);
+  thumbnail["resource"]["length"] = 2;
+  EXPECT_EQ(cloud.Call(anna, "POST", "/cloudPhoto/v1/media?mode=temp", body).Code(), "31084000");
+}
+
+TEST_F(CloudTest, PagesEndByTheirBytesAndNothingIsLeftOut) {
+  std::set<std::string> made;
+  for (int i = 0; i < 40; ++i) {
+    const std::string id = cloud.MakeMedia(anna, "a.jpg", "2024-05-01T10:20:" + std::to_string(10 + i));
+    Json::Value body(Json::objectValue);
+    body["properties"]["text"] = std::string(250000, 'x');
+    EXPECT_EQ(cloud.Call(anna, "PATCH", "/cloudPhoto/v1/media/" + id, body).status, 200);
+    made.insert(id);
+  }
+  for (const char* list : {"media?cursor=", "changes?cursor="}) {
+    std::set<std::string> seen;
+    std::string cursor;
+    int pages = 0;
+    do {
+      const Reply page = cloud.Call(anna, "GET", std::string("/cloudPhoto/v1/") + list + cursor);
+      EXPECT_LT(page.raw.body.size(), std::size_t{5} << 20);
+      for (const Json::Value& media : page.json["media"]) seen.insert(media["id"].asString());
+      for (const Json::Value& change : page.json["changes"]) seen.insert(change["mediaId"].asString());
+      cursor = page.json["nextCursor"].asString();
+      ++pages;
+    } while (!cursor.empty());
+    EXPECT_EQ(seen, made) << list;
+    EXPECT_GT(pages, 1) << list;
+  }
+}
+
+TEST_F(CloudTest, RecordsCountAsUsedSpace) {
+  cloud.AddUser("berta", 20000);
+  Device berta = cloud.Writer("berta", "laptop");
+  const auto used = [&] {
+    return cloud.Call(berta, "GET", "/cloudPhoto/v1/quota").json["usedSpace"].asInt64();
+  };
+  EXPECT_EQ(used(), 0);
+  const std::string id = cloud.MakeMedia(berta, "a.jpg");
+  const auto small = used();
+  Json::Value body(Json::objectValue);
+  body["properties"]["text"] = std::string(10000, 'x');
+  EXPECT_EQ(cloud.Call(berta, "PATCH", "/cloudPhoto/v1/media/" + id, body).status, 200);
+  const auto grown = used();
+  // {"text":"..."} and its name.
+  EXPECT_EQ(grown - small,
+            10000 + static_cast<std::int64_t>(std::string(R"(,"properties":{"text":""})").size()));
+  body["properties"]["text"] = std::string(25000, 'x');
+  EXPECT_EQ(cloud.Call(berta, "PATCH", "/cloudPhoto/v1/media/" + id, body).Code(), "31085070");
+  EXPECT_EQ(used(), grown);
+  Json::Value album = Json(R"({"albumName":"x"})");
+  album["properties"] = body["properties"];
+  EXPECT_EQ(cloud.Call(berta, "POST", "/cloudPhoto/v1/albums", album).Code(), "31085070");
+  EXPECT_EQ(cloud.Call(berta, "DELETE", "/cloudPhoto/v1/media/" + id).status, 200);
+  EXPECT_LT(used(), 10);
+  EXPECT_EQ(CheckAll(cloud.store, cloud.services.vault).wrongSums, 0);
 }
 
 TEST_F(CloudTest, MetricsAreForTheirOwnAddress) {

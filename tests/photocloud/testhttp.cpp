@@ -59,6 +59,11 @@ void HttpConnection::Send(const std::string& bytes) {
   }
 }
 
+bool HttpConnection::HasBytes() const {
+  char byte = 0;
+  return !received.empty() || ::recv(handle, &byte, 1, MSG_PEEK | MSG_DONTWAIT) > 0;
+}
+
 bool HttpConnection::ReadMore() {
   char buffer[16384];
   const auto count = tls ? SSL_read(tls, buffer, sizeof buffer) : ::recv(handle, buffer, sizeof buffer, 0);

@@ -34,6 +34,8 @@ class HttpConnection {
                  const std::map<std::string, std::string>& headers = {});
   void Send(const std::string& bytes);
   HttpReply ReadReply();
+  // Whether something has come that nobody has read. Does not wait.
+  bool HasBytes() const;
   // Text up to and with `end`; empty when the connection ended before.
   std::string ReadUntil(const std::string& end);
 

@@ -468,7 +468,8 @@ TEST_F(ThumbnailModuleTest, ThumbnailsOfFilesThatHaveLeftTheTableGo) {
   Add({kept});
   const auto old = std::filesystem::file_time_type::clock::now() - std::chrono::hours(2);
   for (const auto& file : {kept, gone, fresh}) {
-    for (const auto& path : {platform::NativePath(file->ThumbnailName()), platform::NativePath(file->LcdName())}) {
+    for (const auto& path :
+         {platform::NativePath(file->ThumbnailName()), platform::NativePath(file->LcdName())}) {
       std::filesystem::create_directories(path.parent_path());
       std::ofstream(path) << "bytes";
       // A file that is being added has its thumbnail before its row.
@@ -477,7 +478,9 @@ TEST_F(ThumbnailModuleTest, ThumbnailsOfFilesThatHaveLeftTheTableGo) {
   }
   Start();
   module.WaitForSweep();
-  const auto isThere = [](const std::wstring& path) { return std::filesystem::exists(platform::NativePath(path)); };
+  const auto isThere = [](const std::wstring& path) {
+    return std::filesystem::exists(platform::NativePath(path));
+  };
   EXPECT_TRUE(isThere(kept->ThumbnailName()) && isThere(kept->LcdName()));
   EXPECT_TRUE(isThere(fresh->ThumbnailName()) && isThere(fresh->LcdName()));
   EXPECT_FALSE(isThere(gone->ThumbnailName()) || isThere(gone->LcdName()));
