@@ -82,7 +82,7 @@ struct GlobalParamWrapper::State {
     HWND mainWnd = nullptr;
     bool connected = true;
     bool dropping = false;
-    std::int64_t serverTimeOffset = 0;
+    std::optional<std::int64_t> serverTimeOffset;
     std::set<std::wstring> driveSelection;
     std::vector<std::wstring> controlSelection;
   };
@@ -342,10 +342,13 @@ void GlobalParamWrapper::SetNetIsConnect(bool connected) {
 }
 
 std::int64_t GlobalParamWrapper::GetServerTime() {
-  return platform::NowSeconds() + state->Get(&State::Running::serverTimeOffset);
+  return platform::NowSeconds() + state->Get(&State::Running::serverTimeOffset).value_or(0);
 }
 void GlobalParamWrapper::SetServerTime(std::int64_t seconds) {
-  state->Set(&State::Running::serverTimeOffset, seconds - platform::NowSeconds());
+  state->Set(&State::Running::serverTimeOffset, std::optional(seconds - platform::NowSeconds()));
+}
+std::optional<std::int64_t> GlobalParamWrapper::GetServerTimeOffset() {
+  return state->Get(&State::Running::serverTimeOffset);
 }
 
 std::set<std::wstring> GlobalParamWrapper::GetSelectCloudDriveSet() {

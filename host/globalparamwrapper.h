@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -137,6 +138,8 @@ class GlobalParamWrapper {
   // the last answer that was told.
   std::int64_t GetServerTime();
   void SetServerTime(std::int64_t seconds);
+  // By how many seconds that clock is behind the service; nothing before it was told.
+  std::optional<std::int64_t> GetServerTimeOffset();
 
   // A drag that runs: ids of the selected items of the drive and of the selected
   // controls, and whether files are being dropped on the gallery.

@@ -59,9 +59,10 @@ bool HaveSameMasterKeys(const Json::Value& left, const Json::Value& right) {
 }
 
 // Servers differ from this computer's clock, and shown times come from them.
-void TellServerTime(const std::string& server) {
+bool TellServerTime(const std::string& server) {
   const auto answer = NS::Request::Sync(NS::Basic::ServerTimeQuery::Get(server));
   if (answer.payload) GlobalParamWrapper::GetInstance()->SetServerTime(answer.payload->seconds);
+  return answer.payload.has_value();
 }
 
 // A session that leads to nothing would stay open at the service for a month.
@@ -145,7 +146,7 @@ UserAuthService::LoginResult UserAuthService::Login(const std::string& server, c
   tokens.userName = userName;  // The keys depend on it, letter by letter.
   const LoginResult result = Enter(address, tokens, *keys);
   if (result == LoginResult::Done)
-    TellServerTime(address);
+    (void)TellServerTime(address);
   else
     EndSession(address, *answer.payload);
   return result;
@@ -184,6 +185,11 @@ bool UserAuthService::Logout() {
   if (!AccountFile::TakeAside(local, next) || !AccountKeys::MakeMissing(next))
     return Fail(__LINE__, "Logout", "the local account cannot be read or made");
   return AccountFile::Switch(current, next) && Load();
+}
+
+bool UserAuthService::AskServerTime() {
+  const std::string server = GetServerUrl();
+  return !server.empty() && TellServerTime(server);
 }
 
 bool UserAuthService::KeepTokenFresh() {

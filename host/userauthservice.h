@@ -70,6 +70,9 @@ class UserAuthService {
   // there is nothing to do or it is done; false, logged, when the service did not
   // renew it. Talks to the service only when it is due.
   bool KeepTokenFresh();
+  // Asks the service for its time and tells GlobalParamWrapper. False without an
+  // answer, and without a service.
+  bool AskServerTime();
   // Renews the session because the service refused `refusedToken`. True when
   // another token is current now.
   bool RenewToken(const std::wstring& refusedToken);

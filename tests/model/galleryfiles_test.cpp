@@ -166,6 +166,19 @@ TEST_F(GalleryFilesTest, ThumbnailsOfADeletionThatTheCloudKnowsGo) {
   EXPECT_FALSE(std::filesystem::exists(small));
 }
 
+TEST_F(GalleryFilesTest, ExpiredFilesOfTheBinAreDeletedOnLoad) {
+  const auto old = CloudFile("old"), recent = CloudFile("recent");
+  Add({old, recent});
+  gallery.RecycleFiles({old}, false);
+  clock.ms += 29 * kDayMs;
+  gallery.RecycleFiles({recent}, false);
+  clock.ms += 2 * kDayMs;
+  Restart();
+  EXPECT_TRUE(Row("old")->IsDeleted);
+  EXPECT_FALSE(Row("recent")->IsDeleted);
+  EXPECT_EQ(Ids(gallery.GetAlbum("default-album-3")), std::vector<std::string>{"recent"});
+}
+
 TEST_F(GalleryFilesTest, DeletedLiveFileGoesThroughTheBinAndKeepsItsRow) {
   const auto file = CloudFile("a");
   Add({file});

@@ -280,7 +280,7 @@ std::size_t Gallery::RecycleFiles(const Files& list, bool fromSync, const Report
     LogInfo(kTag, "RecycleFiles files is empty, end.");
     return 0;
   }
-  const std::int64_t time = MethodFunction::CurrentTime();
+  const std::int64_t time = MethodFunction::StampTime();
   AlbumFiles albumFiles;
   const std::size_t done = ClassifyFiles(
       EverythingButBin | Leaving, list, albumFiles, OrNothing(report), nullptr,

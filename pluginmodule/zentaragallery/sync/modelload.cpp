@@ -20,6 +20,7 @@ bool LoadModel(const std::function<void(bool good)>& onAlbumsLoaded) {
   // Files that are in memory already keep their places in their bursts.
   if (gallery.FileCount() == 0) gallery.ClearBursts();
   (void)gallery.AddFiles(files);
+  if (const auto bin = gallery.GetAlbum(kRecycleAlbumId)) bin->ClearExpiresFiles();
   (void)gallery.DropNeverUploaded();  // What stays is dropped by the next start.
   return good;
 }

@@ -7,6 +7,7 @@
 #include "common/platform/thread.h"
 #include "host/cloudtrouble.h"
 #include "host/globalparamwrapper.h"
+#include "host/userauthservice.h"
 #include "store/dbhelper.h"
 #include "sync/lasterrorfile.h"
 #include "sync/modelload.h"
@@ -278,8 +279,21 @@ bool SyncHelper::RunTurn() {
   requeued = 0;
   hasTicked = true;
   SyncTick();
+  ExpireBin();
   EndTurn();
   return lastError.Get().step.empty();
+}
+
+// Once a day, while the bin holds something old, its age is compared with the
+// service's clock.
+void SyncHelper::ExpireBin() {
+  const auto bin = Gallery::GetInstance().GetAlbum(kRecycleAlbumId);
+  if (!bin || !bin->HoldsExpired() || stopRequested || !lastError.Get().step.empty()) return;
+  const std::int64_t now = MethodFunction::CurrentTime();
+  if (now >= expiryAsked && now < expiryAsked + kDayMs) return;
+  if (!UserAuthService::GetInstance()->AskServerTime()) return;
+  expiryAsked = now;
+  bin->ClearExpiresFiles();
 }
 
 // For processes that ask later. Written only when it changed: a tick that fails

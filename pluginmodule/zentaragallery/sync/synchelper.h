@@ -149,6 +149,7 @@ class SyncHelper {
   void SyncTick();
   bool RunMode(SyncMode mode);
   void KeepLastError();
+  void ExpireBin();
   bool WaitsAfter503() const;
   void NotifyTimeLine(std::atomic<bool>& done);
   void PostToFrame(unsigned message) const;
@@ -262,6 +263,7 @@ class SyncHelper {
   std::atomic<bool> ticking{false};      // a tick is under way on some thread
   std::atomic<bool> tickRefused{false};  // another was asked for meanwhile
   std::atomic<bool> hasTicked{false};
+  std::int64_t expiryAsked = 0;  // when the service's time was last asked for the bin; of turns
   std::atomic<bool> cycleRunning{false};
   std::atomic<bool> hasSynced{false};
   std::atomic<bool> briefingBusy{false};

@@ -10,6 +10,7 @@
 #include "common/platform/text.h"
 #include "host/globalparamwrapper.h"
 #include "host/logger.h"
+#include "host/userauthservice.h"
 #include "utils/daycalendar.h"
 #include "utils/mimetable.h"
 #include "utils/streamdigest.h"
@@ -45,6 +46,12 @@ constexpr std::array<std::uint32_t, 256> MakeCrcTable() {
     table[byte] = value;
   }
   return table;
+}
+
+// Of a clock that is so many seconds behind.
+bool IsWrong(std::int64_t behind) {
+  constexpr std::int64_t kDaySeconds = 86'400;
+  return behind > kDaySeconds || behind < -kDaySeconds;
 }
 
 }  // namespace
@@ -108,6 +115,18 @@ std::uint32_t MethodFunction::Crc32(std::string_view bytes) {
 std::string MethodFunction::NewGuid() { return platform::NewGuid(); }
 
 std::int64_t MethodFunction::CurrentTime() { return platform::NowMs(); }
+
+std::optional<std::int64_t> MethodFunction::ExpiryTime() {
+  if (UserAuthService::GetInstance()->GetServerUrl().empty()) return CurrentTime();
+  const auto behind = GlobalParamWrapper::GetInstance()->GetServerTimeOffset();
+  if (!behind || IsWrong(*behind)) return std::nullopt;
+  return CurrentTime() + *behind * 1000;
+}
+
+std::int64_t MethodFunction::StampTime() {
+  const std::int64_t behind = GlobalParamWrapper::GetInstance()->GetServerTimeOffset().value_or(0);
+  return CurrentTime() + (IsWrong(behind) ? behind * 1000 : 0);
+}
 
 std::int64_t MethodFunction::GetDayKey(std::int64_t timeMs) { return LocalMidnight(timeMs / 1000); }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -37,6 +38,13 @@ class MethodFunction {
 
   // Milliseconds since 1970.
   static std::int64_t CurrentTime();
+  // The time by which something may be thrown away: without a service this clock's,
+  // else the service's. Nothing while the service's is not known, and when this clock
+  // is more than a day off: what it has stamped is wrong too.
+  static std::optional<std::int64_t> ExpiryTime();
+  // For stamps that other devices go by: the service's time where this clock is known
+  // to be more than a day off, else this clock's.
+  static std::int64_t StampTime();
 
   // Local midnight of a time in ms since 1970, as seconds since 1970.
   static std::int64_t GetDayKey(std::int64_t timeMs);

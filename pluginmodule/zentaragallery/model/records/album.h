@@ -124,8 +124,11 @@ class Album : public IObjectWidthJson, public std::enable_shared_from_this<Album
   // `newId`, as a change that the cloud has to hear of; returns how many, members of
   // bursts among them.
   std::size_t ChangeAlbumIds(const std::string& oldId, const std::string& newId);
-  // In the bin: deletes what has been there for 30 days or more.
+  // In the bin: deletes what has been there for 30 days or more. Nothing while no
+  // clock is to be trusted (MethodFunction::ExpiryTime).
   void ClearExpiresFiles();
+  // Whether this computer's clock says that there is any.
+  bool HoldsExpired() const;
   // Position in Files() by binary search, or -1.
   std::int64_t IndexOf(const GalleryFile::Ptr& file) const;
 

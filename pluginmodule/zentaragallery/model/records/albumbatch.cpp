@@ -353,12 +353,22 @@ void Album::MeetFilesOfTheirAlbum(const FileList& moved) {
   Finish(after);
 }
 
+bool Album::HoldsExpired() const {
+  const auto snapshot = Files();
+  return IsBin() && snapshot.size() > 0 && HasExpired(snapshot[snapshot.size() - 1]->RecycleTime);
+}
+
 void Album::ClearExpiresFiles() {
   constexpr char kTag[] = "Album::ClearExpiresFiles";
   if (!IsBin()) return;
   LogInfo(kTag, "ClearExpiresFiles begin.");
+  const auto now = MethodFunction::ExpiryTime();
+  if (!now) {
+    LogInfo(kTag, "no clock to go by");
+    return;
+  }
   const auto probe = std::make_shared<GalleryFile>();
-  probe->RecycleTime = MethodFunction::CurrentTime() - kBinPeriodMs;
+  probe->RecycleTime = *now - kBinPeriodMs;
   const auto snapshot = Files();
   std::size_t start = snapshot->LowerBound(probe, *order);
   // Files of the very same millisecond stand on either side of the probe.
