@@ -209,6 +209,14 @@ TEST_F(AlbumTest, ExpiredFilesOfTheBinAreDeleted) {
   EXPECT_EQ(Ids(Bin()), std::vector<std::string>{"keep"});
 }
 
+TEST_F(AlbumTest, FileOfTheBinWithoutATimeDoesNotExpire) {
+  const auto file = Recycled("timeless", -1);
+  Add({file});
+  EXPECT_FALSE(Bin()->HoldsExpired());
+  Bin()->ClearExpiresFiles();
+  EXPECT_FALSE(file->IsDeleted);
+}
+
 TEST_F(AlbumTest, DelOfNothingIsRefused) {
   EXPECT_EQ(Camera()->DelFiles({}), 0u);
   EXPECT_EQ(std::make_shared<Album>()->DelFiles({CloudFile("a")}), 0u);

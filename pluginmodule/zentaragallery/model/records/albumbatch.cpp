@@ -354,8 +354,11 @@ void Album::MeetFilesOfTheirAlbum(const FileList& moved) {
 }
 
 bool Album::HoldsExpired() const {
+  if (!IsBin()) return false;
   const auto snapshot = Files();
-  return IsBin() && snapshot.size() > 0 && HasExpired(snapshot[snapshot.size() - 1]->RecycleTime);
+  return std::any_of(snapshot.begin(), snapshot.end(), [](const GalleryFile::Ptr& file) {
+    return file->RecycleTime >= 1 && HasExpired(file->RecycleTime);
+  });
 }
 
 void Album::ClearExpiresFiles() {
@@ -376,6 +379,9 @@ void Album::ClearExpiresFiles() {
   if (start >= snapshot.size()) return;
   LogInfo(kTag, "itStart file end ");
   FileList expired;
-  for (std::size_t i = start; i < snapshot.size(); ++i) expired.push_back(snapshot[i]);
+  for (std::size_t i = start; i < snapshot.size(); ++i) {
+    // One of an unknown time came from the cloud without any.
+    if (snapshot[i]->RecycleTime >= 1) expired.push_back(snapshot[i]);
+  }
   upward::Context().DeleteExpired(expired);
 }
