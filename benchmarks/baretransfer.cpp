@@ -1,8 +1,9 @@
 // The least that a transfer of encrypted contents can cost: read, digest,
 // encrypt and PUT, or GET, decrypt, digest and write, and nothing else. Speaks to
-// its own sink, which keeps nothing.
+// its own sink, which keeps nothing; with a folder it does what a server has to do
+// at least: it checks both digests and stores each body as durably.
 //
-//   bare_transfer sink                      prints its port
+//   bare_transfer sink [DIR]                prints its port
 //   bare_transfer upload URL FILE...        over 4 threads, as the client does it
 //   bare_transfer download URL DIR SIZE...
 //
@@ -11,7 +12,9 @@
 // SHA-256.
 
 #include <curl/curl.h>
+#include <fcntl.h>
 #include <openssl/evp.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <boost/asio/ip/tcp.hpp>
@@ -51,9 +54,17 @@ Digest Begin(const EVP_MD* kind) {
   return digest;
 }
 
-void End(Digest& digest) {
+std::string End(Digest& digest) {
   unsigned char bytes[EVP_MAX_MD_SIZE];
-  EVP_DigestFinal_ex(digest.get(), bytes, nullptr);
+  unsigned int length = 0;
+  EVP_DigestFinal_ex(digest.get(), bytes, &length);
+  std::string text;
+  for (unsigned int i = 0; i < length; ++i) {
+    char digits[3];
+    std::snprintf(digits, sizeof digits, "%02x", bytes[i]);
+    text += digits;
+  }
+  return text;
 }
 
 // HMAC-SHA-256 costs what SHA-256 costs; one digest stands for each.
@@ -65,10 +76,15 @@ void DigestSource(const fs::path& path) {
     for (Digest& digest : digests)
       EVP_DigestUpdate(digest.get(), piece.data(), static_cast<std::size_t>(file.gcount()));
   }
-  for (Digest& digest : digests) End(digest);
+  for (Digest& digest : digests) (void)End(digest);
 }
 
-std::vector<unsigned char> Seal(std::ifstream& file, std::vector<char>& piece) {
+struct Sealed {
+  std::vector<unsigned char> bytes;
+  std::string digests;  // MD5 and SHA-256.
+};
+
+Sealed Seal(std::ifstream& file, std::vector<char>& piece) {
   std::vector<unsigned char> sealed(kSlice + 16);
   const std::unique_ptr<EVP_CIPHER_CTX, Free> cipher(EVP_CIPHER_CTX_new());
   EVP_EncryptInit_ex(cipher.get(), EVP_aes_128_cbc(), nullptr, kKey, kIv);
@@ -89,10 +105,8 @@ std::vector<unsigned char> Seal(std::ifstream& file, std::vector<char>& piece) {
   }
   EVP_EncryptFinal_ex(cipher.get(), sealed.data() + filled, &written);
   digest();
-  End(md5);
-  End(sha256);
   sealed.resize(filled);
-  return sealed;
+  return {std::move(sealed), End(md5) + End(sha256)};
 }
 
 struct Sending {
@@ -108,14 +122,18 @@ std::size_t OnRead(char* buffer, std::size_t size, std::size_t count, void* self
   return given;
 }
 
-void Put(CURL* handle, const std::string& url, const std::vector<unsigned char>& bytes) {
+void Put(CURL* handle, const std::string& url, const Sealed& sealed) {
+  const std::vector<unsigned char>& bytes = sealed.bytes;
   Sending sending{bytes};
+  curl_slist* const headers = curl_slist_append(nullptr, ("x-digests: " + sealed.digests).c_str());
+  curl_easy_setopt(handle, CURLOPT_HTTPHEADER, headers);
   curl_easy_setopt(handle, CURLOPT_URL, url.c_str());
   curl_easy_setopt(handle, CURLOPT_UPLOAD, 1L);
   curl_easy_setopt(handle, CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(bytes.size()));
   curl_easy_setopt(handle, CURLOPT_READFUNCTION, &OnRead);
   curl_easy_setopt(handle, CURLOPT_READDATA, &sending);
   if (curl_easy_perform(handle) != CURLE_OK) std::abort();
+  curl_slist_free_all(headers);
 }
 
 void UploadOne(CURL* handle, const std::string& url, const fs::path& path) {
@@ -157,7 +175,7 @@ void DownloadOne(CURL* handle, const std::string& url, const fs::path& path, std
     EVP_DigestUpdate(sha256.get(), plain.data(), count);
     file.write(reinterpret_cast<const char*>(plain.data()), static_cast<std::streamsize>(count));
   }
-  End(sha256);
+  (void)End(sha256);
 }
 
 template <typename Work>
@@ -173,8 +191,29 @@ void OverThreads(std::size_t count, Work work) {
   for (std::thread& thread : threads) thread.join();
 }
 
+void Flush(const fs::path& path) {
+  const int handle = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (handle < 0 || ::fsync(handle) != 0) std::abort();
+  ::close(handle);
+}
+
+// Written beside its place, flushed, renamed, and its folder flushed.
+void Keep(const fs::path& folder, const std::string& body, const std::string& digests) {
+  Digest md5 = Begin(EVP_md5()), sha256 = Begin(EVP_sha256());
+  EVP_DigestUpdate(md5.get(), body.data(), body.size());
+  EVP_DigestUpdate(sha256.get(), body.data(), body.size());
+  if (End(md5) + End(sha256) != digests) std::abort();
+  const fs::path place = folder / digests.substr(0, 2) / digests;
+  fs::create_directories(place.parent_path());
+  const fs::path part = folder / (digests + ".part");
+  std::ofstream(part, std::ios::binary) << body;
+  Flush(part);
+  fs::rename(part, place);
+  Flush(place.parent_path());
+}
+
 // Takes any body, and answers a GET of "/N" with N bytes.
-void Serve(asio::ip::tcp::socket socket) {
+void Serve(asio::ip::tcp::socket socket, const fs::path& folder) {
   boost::beast::flat_buffer buffer;
   boost::system::error_code error;
   static const std::string zeros(kSlice + 16, '\0');
@@ -189,6 +228,8 @@ void Serve(asio::ip::tcp::socket socket) {
     if (!error) http::read(socket, buffer, parser, error);
     if (error) return;
     http::response<http::string_body> response(http::status::ok, 11);
+    if (!folder.empty() && parser.get().method() == http::verb::put)
+      Keep(folder, parser.get().body(), std::string(parser.get()["x-digests"]));
     if (parser.get().method() == http::verb::get) {
       response.body() =
           zeros.substr(0, std::strtoull(std::string(parser.get().target()).c_str() + 1, nullptr, 10));
@@ -198,18 +239,18 @@ void Serve(asio::ip::tcp::socket socket) {
   }
 }
 
-int RunSink() {
+int RunSink(const fs::path& folder) {
   asio::io_context context;
   asio::ip::tcp::acceptor acceptor(context, {asio::ip::make_address("127.0.0.1"), 0});
   std::cout << acceptor.local_endpoint().port() << std::endl;
-  while (true) std::thread(Serve, acceptor.accept()).detach();
+  while (true) std::thread(Serve, acceptor.accept(), folder).detach();
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   const std::vector<std::string> words(argv + 1, argv + argc);
-  if (!words.empty() && words[0] == "sink") return RunSink();
+  if (!words.empty() && words[0] == "sink") return RunSink(words.size() > 1 ? words[1] : "");
   curl_global_init(CURL_GLOBAL_DEFAULT);
   if (words.size() > 2 && words[0] == "upload") {
     OverThreads(words.size() - 2,
@@ -222,6 +263,6 @@ int main(int argc, char** argv) {
     });
     return 0;
   }
-  std::cerr << "usage: bare_transfer sink | upload URL FILE... | download URL DIR SIZE...\n";
+  std::cerr << "usage: bare_transfer sink [DIR] | upload URL FILE... | download URL DIR SIZE...\n";
   return 2;
 }

@@ -123,7 +123,8 @@ def rclone(corpus, work):
 
 def bare(corpus, work):
     (work / "back").mkdir(parents=True)
-    server = Server([BIN / "bare_transfer", "sink"], banner=True)
+    (work / "kept").mkdir()
+    server = Server([BIN / "bare_transfer", "sink", work / "kept"], banner=True)
     url = "http://127.0.0.1:" + server.first_line.strip()
     files = sorted(corpus.iterdir())
     try:
@@ -145,7 +146,10 @@ def main():
         corpus = work / "corpus"
         make_corpus(corpus, options.photos, options.film_mb)
         print(f"{'':26} {'wall':>10} {'client CPU':>10} {'server CPU':>10} {'peak':>11}")
-        for name, peer in (("bare", bare), ("gallery", gallery), ("rclone crypt", rclone)):
+        peers = [("bare", bare), ("gallery", gallery)]
+        if shutil.which("rclone"):
+            peers.append(("rclone crypt", rclone))
+        for name, peer in peers:
             (work / name).mkdir()
             for step, figures in peer(corpus, work / name):
                 print(f"{name:14} {step:10} {figures}", flush=True)

@@ -130,6 +130,8 @@ std::int64_t BytesToCome(const std::vector<AssetPlan>& plans) {
 // Open uploads of one account. Clients have a few at a time; those of a client
 // that is killed again and again go by their age.
 constexpr int kMostUploads = 1000;
+constexpr std::size_t kSmallGrowth = 64;
+constexpr std::size_t kSmallRecord = 16 << 10;
 
 // Answers a visible record to a device that gives its content back.
 Answer ReopenMedia(Exchange& exchange) {
@@ -268,6 +270,13 @@ bool IsSame(const MediaRecord& left, const MediaRecord& right) {
   return left.fields == right.fields && left.albumId == right.albumId && left.recycled == right.recycled;
 }
 
+// A full account can still be put in order: marks, moves and the bin's time cost
+// a few bytes only.
+bool HasGrown(const MediaRecord& before, const MediaRecord& now) {
+  return now.fields.size() > before.fields.size() + kSmallGrowth ||
+         (now.fields.size() > before.fields.size() && now.fields.size() > kSmallRecord);
+}
+
 // A device that moves a media and then puts it into the bin sends both in one
 // request: the bin as album, and where the media came from as source. That album
 // may be gone or still to come; a source without the form of an album's id is
@@ -305,8 +314,7 @@ Answer PatchMedia(Exchange& exchange) {
   if (!isWhole && (isUpload || saysNormal)) return ErrorCode::ObjectsMissing;
   // An unchanged record makes no version, so a repeated request makes no noise.
   if (isUpload || !IsSame(media, *known)) StoreChange(exchange, media);
-  if (media.fields.size() > known->fields.size() &&
-      !exchange.services.vault.IsWithinQuota(exchange.Account()))
+  if (HasGrown(*known, media) && !exchange.services.vault.IsWithinQuota(exchange.Account()))
     return ErrorCode::NoSpace;
   if (isWhole && (saysNormal || !mode.empty())) MarkWhole(exchange, id);
   return ViewOne(exchange, exchange.services.store.FindMedia(exchange.Account(), id).value_or(media));

@@ -11,6 +11,8 @@ namespace {
 constexpr std::int64_t kDiskReserveBytes = 64 << 20;
 constexpr int kOrphansPerStep = 200;
 
+// Albums and a few records fit into an account of any size.
+constexpr std::int64_t kFreeRecordBytes = 1 << 20;
 // Objects are read in pieces of this size.
 constexpr std::int64_t kPieceBytes = 1 << 20;
 
@@ -220,7 +222,10 @@ std::int64_t ObjectVault::FreeBytes(const Account& account) {
 
 bool ObjectVault::IsWithinQuota(std::int64_t account) {
   const auto now = metadata.FindAccount(account);
-  return now && now->usedBytes + now->recordBytes + metadata.ReservedBytes(account) <= now->quotaBytes;
+  if (!now) return false;
+  const auto objectBytes = now->usedBytes + metadata.ReservedBytes(account);
+  if (objectBytes > now->quotaBytes) return false;
+  return now->recordBytes <= kFreeRecordBytes || objectBytes + now->recordBytes <= now->quotaBytes;
 }
 
 }  // namespace photocloud

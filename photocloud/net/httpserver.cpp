@@ -41,6 +41,7 @@ constexpr seconds kHandshakeTimeout(15);
 // A message may take this long, and longer by its length at the slowest rate.
 constexpr seconds kMessageTimeout(60);
 constexpr std::int64_t kSlowestBytesPerSecond = 16 << 10;
+constexpr std::int64_t kLongestMessage = 1 << 28;
 // Requests that wait for a thread of their lane.
 constexpr int kMostWaiting = 256;
 // Keeps streams alive through routers that forget silent connections.
@@ -65,7 +66,11 @@ class Connection {
   virtual void Stop() = 0;
 };
 
-seconds TimeFor(std::int64_t bytes) { return kMessageTimeout + seconds(bytes / kSlowestBytesPerSecond); }
+seconds TimeFor(std::int64_t bytes) {
+  // Nothing longer is sent, and what is announced may be any number.
+  const auto most = std::min(bytes, kLongestMessage);
+  return kMessageTimeout + seconds(most / kSlowestBytesPerSecond);
+}
 
 std::string DateNow() {
   const std::time_t now = std::time(nullptr);

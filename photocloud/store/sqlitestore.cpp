@@ -461,6 +461,8 @@ void SqliteStore::UpdateAccount(const Account& account) {
 
 void SqliteStore::RemoveAccount(std::int64_t id) {
   Atomically([&] {
+    // First, so that its sums need not be kept while its records go.
+    Run("DELETE FROM accounts WHERE id=?", id);
     Run("DELETE FROM sessions WHERE account=?", id);
     Run("DELETE FROM wrapped_keys WHERE account=?", id);
     Run("DELETE FROM locks WHERE account=?", id);
@@ -470,7 +472,6 @@ void SqliteStore::RemoveAccount(std::int64_t id) {
     Run("DELETE FROM slices WHERE account=?", id);
     Run("INSERT OR IGNORE INTO orphans SELECT account,sha256 FROM objects WHERE account=?", id);
     Run("DELETE FROM objects WHERE account=?", id);
-    Run("DELETE FROM accounts WHERE id=?", id);
     return true;
   });
 }

@@ -277,7 +277,8 @@ TEST_F(ContentTest, SpaceIsCheckedBeforeAnythingIsTaken) {
   const Json::Value quota = cloud.Call(carla, "GET", "/cloudPhoto/v1/quota").json;
   EXPECT_EQ(quota["usedSpace"].asInt64(), 176 + records);
   EXPECT_EQ(quota["freeSpace"].asInt64(), 600 - 176 - records);
-  const Reply refused = cloud.Call(carla, "POST", kCreate, UploadBody("b.jpg", "x" + content, small, large));
+  const Reply refused =
+      cloud.Call(carla, "POST", kCreate, UploadBody("b.jpg", std::string(400, 'x') + content, small, large));
   EXPECT_EQ(refused.Code(), "31085070");
   EXPECT_EQ(cloud.Call(carla, "GET", "/cloudPhoto/v1/quota").json, quota);
 }

@@ -1,4 +1,5 @@
 #include <set>
+#include <vector>
 
 #include "photocloud/base/json.h"
 #include "photocloud/content/integritycheck.h"
@@ -130,30 +131,56 @@ TEST_F(CloudTest, PagesEndByTheirBytesAndNothingIsLeftOut) {
 }
 
 TEST_F(CloudTest, RecordsCountAsUsedSpace) {
-  cloud.AddUser("berta", 20000);
+  constexpr std::int64_t kQuota = 2000000;
+  cloud.AddUser("berta", kQuota);
   Device berta = cloud.Writer("berta", "laptop");
   const auto used = [&] {
     return cloud.Call(berta, "GET", "/cloudPhoto/v1/quota").json["usedSpace"].asInt64();
   };
+  const auto grow = [&](const std::string& id, std::size_t length) {
+    Json::Value body(Json::objectValue);
+    body["properties"]["text"] = std::string(length, 'x');
+    return cloud.Call(berta, "PATCH", "/cloudPhoto/v1/media/" + id, body);
+  };
   EXPECT_EQ(used(), 0);
   const std::string id = cloud.MakeMedia(berta, "a.jpg");
   const auto small = used();
-  Json::Value body(Json::objectValue);
-  body["properties"]["text"] = std::string(10000, 'x');
-  EXPECT_EQ(cloud.Call(berta, "PATCH", "/cloudPhoto/v1/media/" + id, body).status, 200);
-  const auto grown = used();
-  // {"text":"..."} and its name.
-  EXPECT_EQ(grown - small,
+  EXPECT_EQ(grow(id, 10000).status, 200);
+  EXPECT_EQ(used() - small,
             10000 + static_cast<std::int64_t>(std::string(R"(,"properties":{"text":""})").size()));
-  body["properties"]["text"] = std::string(25000, 'x');
-  EXPECT_EQ(cloud.Call(berta, "PATCH", "/cloudPhoto/v1/media/" + id, body).Code(), "31085070");
-  EXPECT_EQ(used(), grown);
-  Json::Value album = Json(R"({"albumName":"x"})");
-  album["properties"] = body["properties"];
-  EXPECT_EQ(cloud.Call(berta, "POST", "/cloudPhoto/v1/albums", album).Code(), "31085070");
-  EXPECT_EQ(cloud.Call(berta, "DELETE", "/cloudPhoto/v1/media/" + id).status, 200);
-  EXPECT_LT(used(), 10);
+  std::vector<std::string> ids;
+  for (int i = 0; i < 7; ++i) {
+    ids.push_back(cloud.MakeMedia(berta, "b.jpg"));
+    EXPECT_EQ(grow(ids.back(), 250000).status, 200) << i;
+  }
+  const auto full = used();
+  EXPECT_EQ(grow(id, 259000).Code(), "31085070");
+  EXPECT_EQ(used(), full);
+  Json::Value album(Json::objectValue);
+  album["properties"]["text"] = std::string(60000, 'x');
+  Reply made;
+  for (int i = 0; i < 6; ++i) {
+    album["albumName"] = "album " + std::to_string(i);
+    made = cloud.Call(berta, "POST", "/cloudPhoto/v1/albums", album);
+  }
+  EXPECT_EQ(made.Code(), "31085070");
+  EXPECT_LE(used(), kQuota);
+  // What costs a few bytes is always possible, and room can be made.
+  EXPECT_EQ(cloud.Call(berta, "PATCH", "/cloudPhoto/v1/media/" + id, Json(R"({"recycled":true})")).status,
+            200);
+  for (const std::string& each : ids) cloud.Call(berta, "DELETE", "/cloudPhoto/v1/media/" + each);
+  EXPECT_LT(used(), 500000);
   EXPECT_EQ(CheckAll(cloud.store, cloud.services.vault).wrongSums, 0);
+}
+
+TEST_F(CloudTest, AccountWithoutSpaceKeepsAlbumsAndSmallRecords) {
+  cloud.AddUser("carla", 0);
+  Device carla = cloud.Writer("carla", "laptop");
+  cloud.MakeAlbum(carla, "trip", "Trip");
+  cloud.MakeMedia(carla, "a.jpg");
+  EXPECT_EQ(
+      cloud.Call(carla, "POST", "/cloudPhoto/v1/media?mode=temp", UploadBody("a.jpg", "x", "", "")).Code(),
+      "31085070");
 }
 
 TEST_F(CloudTest, MetricsAreForTheirOwnAddress) {

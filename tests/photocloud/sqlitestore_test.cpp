@@ -134,6 +134,27 @@ TEST_F(SqliteStoreTest, DamagedFileIsToldNotUsed) {
   EXPECT_THROW(SqliteStore{file}, StoreFailure);
 }
 
+// A database that may not grow, as on a full disk, and one that another writes to.
+TEST(SqliteFailure, TellsFullAndBusyFromBroken) {
+  const TempFolder folder;
+  const std::string file = folder.path / "a.db";
+  sqlite3* first = nullptr;
+  sqlite3* second = nullptr;
+  sqlite3_open(file.c_str(), &first);
+  sqlite3_open(file.c_str(), &second);
+  const auto fails = [](sqlite3* connection, const char* sql) {
+    EXPECT_NE(sqlite3_exec(connection, sql, nullptr, nullptr, nullptr), SQLITE_OK);
+    return SqliteFailure(connection, sql).kind;
+  };
+  EXPECT_EQ(fails(first, "SELECT * FROM none"), StoreFailure::Kind::Broken);
+  sqlite3_exec(first, "CREATE TABLE t(x); PRAGMA max_page_count=4", nullptr, nullptr, nullptr);
+  EXPECT_EQ(fails(first, "INSERT INTO t VALUES(zeroblob(100000))"), StoreFailure::Kind::Full);
+  sqlite3_exec(first, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
+  EXPECT_EQ(fails(second, "BEGIN IMMEDIATE"), StoreFailure::Kind::Busy);
+  sqlite3_close(first);
+  sqlite3_close(second);
+}
+
 // Makes every insert into a table fail, as a full disk would.
 class RefusedTable {
  public:
