@@ -1,3 +1,5 @@
+#include <future>
+
 #include "host/globalparamwrapper.h"
 #include "synctest.h"
 #include "utils/globaldata.h"
@@ -139,6 +141,26 @@ TEST_F(ClientInitTest, LostFilesStayInTheTableAndOutOfMemoryWhileHidden) {
   sync->CheckDisplaySwitch(shown);
   EXPECT_TRUE(shown);
   EXPECT_EQ(gallery.GetFile("lost") != nullptr, GlobalParamWrapper::GetInstance()->GetIsUserLoggedIn());
+}
+
+TEST_F(ClientInitTest, WatchLooksOnceAMinute) {
+  // The version is never told, so that nothing is down.
+  cloud.onCall = [this](const std::string&) { cloud.FailCall(1); };
+  std::chrono::milliseconds passed{0};
+  std::promise<void> done;
+  services.pause = [&](std::chrono::milliseconds time) {
+    passed += time;
+    if (passed != std::chrono::seconds(61)) return;
+    GlobalParamWrapper::GetInstance()->SetUser({}, {});
+    done.set_value();
+  };
+  RestartClient();
+  const OperationLog log;
+  sync->StartSync();
+  done.get_future().wait();
+  sync->StopSync();
+  sync->StopTimer();
+  EXPECT_EQ(log.Count("wait for stop loop"), 2u);
 }
 
 }  // namespace

@@ -210,4 +210,19 @@ TEST_F(SyncApplyTest, WaitingAlbumNameIsNotOverwritten) {
   EXPECT_EQ(album->Operation.Get(), "1");
 }
 
+// As after the loss of a profile's database.
+TEST_F(SyncApplyTest, OwnFileWithoutARowComesInWhateverBecameOfItsContent) {
+  cloud.AddMedia("a", L"a.jpg");
+  Settle();
+  for (const std::int32_t status : {0, 1, 2}) {
+    const std::string id = "own" + std::to_string(status);
+    cloud.AddMedia(id, std::wstring(id.begin(), id.end()) + L".jpg", "default-album-1", "this-device");
+    cloud.Edit(
+        id, [status](CloudFileInfo& info) { info.cloudContentStatus = status; }, "this-device");
+    EXPECT_TRUE(Cycle());
+    EXPECT_TRUE(Row(id)) << status;
+    EXPECT_TRUE(gallery.GetFile(id)) << status;
+  }
+}
+
 }  // namespace

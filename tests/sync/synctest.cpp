@@ -52,6 +52,14 @@ OperationLog::OperationLog() {
 
 OperationLog::~OperationLog() { Logger::CloudLogger::GetInstance()->Close(); }
 
+std::size_t OperationLog::Count(const std::string& text) const {
+  Logger::CloudLogger::GetInstance()->ReportLog();
+  std::ifstream file(folder.Path() / "log.txt");
+  std::size_t count = 0;
+  for (std::string line; std::getline(file, line);) count += line.find(text) != std::string::npos;
+  return count;
+}
+
 std::vector<std::string> OperationLog::Failures() const {
   Logger::CloudLogger::GetInstance()->ReportLog();
   std::ifstream file(folder.Path() / "log-operations.txt");

@@ -63,6 +63,8 @@ class OperationLog {
   OperationLog();
   ~OperationLog();
   std::vector<std::string> Failures() const;
+  // Lines of the log itself that hold this text.
+  std::size_t Count(const std::string& text) const;
 
  private:
   TemporaryFolder folder;

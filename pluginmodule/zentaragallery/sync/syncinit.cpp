@@ -120,7 +120,7 @@ bool SyncHelper::SleepWhileLoggedIn(std::int64_t seconds) const {
     if (!GlobalParamWrapper::GetInstance()->GetIsUserLoggedIn()) return false;
     for (int slice = 0; slice < kSlices; ++slice) {
       if (closed) return false;
-      std::this_thread::sleep_for(kSliceMs);
+      services.pause ? services.pause(kSliceMs) : std::this_thread::sleep_for(kSliceMs);
     }
   }
   return !closed && GlobalParamWrapper::GetInstance()->GetIsUserLoggedIn();

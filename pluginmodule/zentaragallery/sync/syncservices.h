@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -39,7 +40,9 @@ struct SyncServices {
   std::function<void()> removePush;
   std::function<bool(const std::wstring& path)> resetDatabase;  // the host's provider
   std::function<void()> clearSelection;                         // of the list view
-  std::function<void()> makePlayer;                             // the instance of the video player
+  // Lets time pass on the thread that watches the display switch; not set: real time.
+  std::function<void(std::chrono::milliseconds)> pause;
+  std::function<void()> makePlayer;  // the instance of the video player
 
   // Uploads that were pending when the program ended; not set: none.
   std::function<std::vector<std::string>()> pendingUploads;
