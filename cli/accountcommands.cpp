@@ -8,9 +8,11 @@
 #include "host/curlppx.h"
 #include "host/globalparamwrapper.h"
 #include "host/jsonfile.h"
+#include "host/ns/basic.h"
 #include "host/userauthservice.h"
 #include "password.h"
 #include "resources/resourcetext.h"
+#include "takelocal.h"
 
 namespace {
 
@@ -83,7 +85,25 @@ struct LoginWish {
   std::string user;
   std::string passwordFile;
   std::string caFile;
+  bool takeLocal = false;
+  bool leaveLocal = false;
 };
+
+// Whether the pictures of the local gallery come along. A script that says nothing
+// leaves them, and is told so.
+bool TakesLocal(const LoginWish& wish, Output& output) {
+  const bool isLocal = UserAuthService::GetInstance()->GetServerUrl().empty();
+  const std::size_t count = isLocal && !wish.leaveLocal ? TakeLocal::Count() : 0;
+  if (count == 0 || wish.takeLocal) return count > 0;
+  const std::string pictures = "the local gallery with " + std::to_string(count) + " files";
+  if (!output.Terminal().InputIsTerminal()) {
+    output.Error(pictures + " stays behind until the log-out; --take-local takes it along");
+    return false;
+  }
+  const auto answer = output.Terminal().ReadLine("Take " + pictures + " along into the account? [Y/n] ",
+                                                 CommandTerminal::Echo::Shown);
+  return answer && *answer != "n" && *answer != "N" && *answer != "no";
+}
 
 Exit OpenSession(const LoginWish& wish, const std::string& password, Output& output) {
   TrustedAuthority trusted;
@@ -103,7 +123,12 @@ Exit OpenSession(const LoginWish& wish, const std::string& password, Output& out
 Exit Login(Session& session, const LoginWish& wish, Output& output) {
   const auto password = ReadPassword(wish.passwordFile, output);
   if (!password) return Exit::Failed;
-  return WithoutGallery(session, output, [&] { return OpenSession(wish, *password, output); });
+  const bool takes = TakesLocal(wish, output);
+  if (takes && !TakeLocal::Note(wish.user, output)) return Exit::Failed;
+  const Exit exit = WithoutGallery(session, output, [&] { return OpenSession(wish, *password, output); });
+  if (exit == Exit::Done && takes) return TakeLocal::Finish(session, output);
+  TakeLocal::Forget();
+  return exit;
 }
 
 Exit Logout(Session& session, Output& output) {
@@ -111,6 +136,126 @@ Exit Logout(Session& session, Output& output) {
     if (UserAuthService::GetInstance()->Logout()) return Exit::Done;
     output.Error("the profile cannot be written");
     return Exit::Failed;
+  });
+}
+
+constexpr std::size_t kShortestPassword = 8;
+
+const char* PasswordWords(UserAuthService::PasswordResult result) {
+  switch (result) {
+    case UserAuthService::PasswordResult::Done:
+      return "IDS_PASSWORD_CHANGED";
+    case UserAuthService::PasswordResult::Refused:
+    case UserAuthService::PasswordResult::KeysUnreadable:
+      return "IDS_PASSWORD_WRONG";
+    case UserAuthService::PasswordResult::Unreachable:
+      return "IDS_PASSWORD_UNREACHABLE";
+    case UserAuthService::PasswordResult::NoMemory:
+      return "IDS_LOGIN_NO_MEMORY";
+  }
+  return "";
+}
+
+bool IsLoggedIn(Output& output) {
+  if (!UserAuthService::GetInstance()->GetServerUrl().empty()) return true;
+  output.Error("not logged in; \"zentaractl login --server URL --user NAME\" does it");
+  return false;
+}
+
+// The new password, typed twice where somebody types it.
+std::optional<std::string> NewPassword(const std::string& file, Output& output) {
+  auto password = ReadPassword(file, output, "New password: ");
+  if (!password) return std::nullopt;
+  if (password->size() < kShortestPassword) {
+    output.Error("a password has at least " + std::to_string(kShortestPassword) + " characters");
+    return std::nullopt;
+  }
+  if (!file.empty() || !output.Terminal().InputIsTerminal()) return password;
+  const auto again = ReadPassword({}, output, "New password again: ");
+  if (again == password) return password;
+  if (again) output.Error("the two are not the same");
+  return std::nullopt;
+}
+
+Exit ChangePassword(const std::string& passwordFile, const std::string& newFile, Output& output) {
+  if (!IsLoggedIn(output)) return Exit::Failed;
+  const auto present = ReadPassword(passwordFile, output, "Present password: ");
+  if (!present) return Exit::Failed;
+  const auto next = NewPassword(newFile, output);
+  if (!next) return Exit::Failed;
+  const auto result = UserAuthService::GetInstance()->ChangePassword(*present, *next);
+  const std::string words = ResourceText::GetUtf8(PasswordWords(result));
+  if (result == UserAuthService::PasswordResult::Done) {
+    output.Say(words);
+    return Exit::Done;
+  }
+  output.Error(words);
+  return Exit::Failed;
+}
+
+Exit TellFailure(const NS::RawAnswer& answer, const std::int64_t troubles, Output& output) {
+  const std::string words = CloudTrouble::Since(troubles);
+  output.Error(!words.empty() ? ResourceText::GetUtf8(words)
+               : answer.error ? answer.error->Reason()
+                              : "the photo cloud does not do it");
+  return Exit::Failed;
+}
+
+void PrintSession(const NS::Basic::SessionRecord& session, Output& output) {
+  Json::Value json(Json::objectValue);
+  json["id"] = session.id;
+  json["deviceId"] = session.deviceId;
+  json["createdTime"] = Json::Int64{session.createdMs};
+  json["lastUsedTime"] = Json::Int64{session.lastUsedMs};
+  json["current"] = session.current;
+  output.Print(json, Padded(session.id, 6) + "  last used " + TimeTextShort(session.lastUsedMs) + "  since " +
+                         TimeTextShort(session.createdMs) + "  " + session.deviceId +
+                         (session.current ? "  (this one)" : ""));
+}
+
+Exit ListDevices(Output& output) {
+  if (!IsLoggedIn(output)) return Exit::Failed;
+  const auto troubles = CloudTrouble::Count();
+  const auto answer = NS::Request::Sync(NS::Basic::SessionsReq::Get());
+  if (!answer.payload) return TellFailure(answer, troubles, output);
+  for (const auto& session : answer.payload->sessions) PrintSession(session, output);
+  return Exit::Done;
+}
+
+Exit EndDevice(const std::string& id, Output& output) {
+  if (!IsLoggedIn(output)) return Exit::Failed;
+  const auto troubles = CloudTrouble::Count();
+  const auto answer = NS::Request::Sync(NS::Basic::SessionsReq::End(id));
+  return answer.HasPayload() ? Exit::Done : TellFailure(answer, troubles, output);
+}
+
+void AddPassword(CLI::App& app, const Choose& choose) {
+  auto present = std::make_shared<std::string>();
+  auto next = std::make_shared<std::string>();
+  auto* command = app.add_subcommand("password", "Change the account's password; other devices log in again");
+  command->add_option("--password-file", *present, "Read the present password from this file's first line")
+      ->type_name("FILE");
+  command->add_option("--new-password-file", *next, "Read the new password from this file's first line")
+      ->type_name("FILE");
+  // Long: somebody is asked. The session stays, and so what runs.
+  command->callback([=] {
+    choose({[=](Session&, Output& output) { return ChangePassword(*present, *next, output); },
+            CommandKind::Long});
+  });
+}
+
+void AddDevices(CLI::App& app, const Choose& choose) {
+  auto* devices = app.add_subcommand("devices", "List the account's sessions, the newest use first");
+  devices->require_subcommand(0, 1);
+  auto id = std::make_shared<std::string>();
+  auto* end = devices->add_subcommand("end", "End a session: a device that was lost gets nothing more");
+  end->add_option("ID", *id)->required();
+  devices->callback([=] {
+    if (end->parsed()) {
+      choose({[=](Session&, Output& output) { return EndDevice(*id, output); }, CommandKind::Long});
+    } else {
+      choose({[](Session&, Output& output) { return ListDevices(output); }, CommandKind::Long});
+    }
   });
 }
 
@@ -128,8 +273,13 @@ void AddAccountCommands(CLI::App& app, const Choose& choose) {
       ->type_name("FILE");
   login->add_option("--ca", wish->caFile, "Trust this certificate (PEM) instead of the system's authorities")
       ->type_name("FILE");
+  auto* take = login->add_flag("--take-local", wish->takeLocal, "Import the local gallery into the account");
+  login->add_flag("--leave-local", wish->leaveLocal, "Leave the local gallery behind until the log-out")
+      ->excludes(take);
   add(login, [wish](Session& session, Output& output) { return Login(session, *wish, output); });
   add(app.add_subcommand("logout", "End the session and go back to the local gallery"), &Logout);
+  AddPassword(app, choose);
+  AddDevices(app, choose);
 }
 
 std::string NotTrustedText(const std::string& server) {

@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 
 #include "commands.h"
+#include "common/platform/paths.h"
 #include "common/platform/text.h"
 
 namespace {
@@ -8,7 +9,8 @@ namespace {
 Json::Value AlbumSummary(const Album& album) {
   Json::Value json(Json::objectValue);
   json["id"] = album.AlbumId.Get();
-  json["name"] = ShownName(album);
+  PutExact(json, "name",
+           album.Kind() == AlbumKind::None ? platform::ExactText(album.AlbumName.Get()) : ShownName(album));
   json["pictures"] = Json::UInt64{album.pictureCount};
   json["videos"] = Json::UInt64{album.videoCount};
   std::int64_t bytes = 0;
@@ -23,10 +25,9 @@ Json::Value AlbumSummary(const Album& album) {
 
 void PrintAlbum(const Album& album, Output& output) {
   const Json::Value json = AlbumSummary(album);
-  output.Print(json, Padded(json["name"].asString(), 28) + "  " +
-                         Padded(json["pictures"].asString() + " pictures", 15) +
-                         Padded(json["videos"].asString() + " videos", 12) +
-                         SizeText(json["size"].asInt64()));
+  output.Print(json,
+               Padded(ShownName(album), 28) + "  " + Padded(json["pictures"].asString() + " pictures", 15) +
+                   Padded(json["videos"].asString() + " videos", 12) + SizeText(json["size"].asInt64()));
 }
 
 Exit CreateAlbum(const std::string& name, Output& output) {

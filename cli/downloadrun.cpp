@@ -14,9 +14,9 @@ void PrintPath(const CompleteTask& task, Output& output) {
   const std::string path = platform::NativePath(task.LocalPath).string();
   Json::Value json(Json::objectValue);
   json["id"] = task.UniqueId;
-  json["path"] = path;
+  PutExact(json, "path", path);
   json["size"] = Json::Int64{task.TotalLength};
-  output.Print(json, path);
+  output.Print(json, platform::DisplayText(platform::WidePath(path)));
 }
 
 bool IsUnderWay(const TransferTask& task) {
@@ -111,7 +111,7 @@ void PrintFailure(const TransferTask& task, Output& output) {
   const std::string name = platform::DisplayText(task.GetFileName());
   Json::Value json = error;
   json["id"] = task.GetTransferId();
-  json["fileName"] = name;
+  PutExact(json, "fileName", platform::ExactText(task.GetFileName()));
   if (output.IsJson()) output.Print(json, "");
   output.Error((upload ? "cannot upload " : "cannot download ") + name + ": " + DownloadErrors::Text(error));
 }

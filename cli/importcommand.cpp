@@ -5,6 +5,7 @@
 #include "common/platform/files.h"
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
+#include "importfolders.h"
 #include "resources/resourcetext.h"
 #include "transfer/uploadcontroller.h"
 #include "utils/demopictures.h"
@@ -13,11 +14,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-struct FolderFiles {
-  std::wstring albumName;
-  std::vector<std::wstring> paths;
-};
 
 // The user's choice of files and folders as files, by the album they go to. A
 // folder's files go to an album of its name, and its folders' files to theirs.
@@ -34,7 +30,6 @@ class Choice {
     }
   }
   const std::vector<FolderFiles>& Folders() const { return folders; }
-  std::size_t Count() const { return count; }
   bool Failed() const { return failed; }
 
  private:
@@ -48,9 +43,18 @@ class Choice {
           return !output.Stopped();
         },
         [this](const fs::path& path, std::error_code why) {
-          output.Error("cannot read the folder " + path.string() + ": " + why.message());
+          if (!TakeDangling(path))
+            output.Error("cannot read the folder " + platform::DisplayText(platform::WidePath(path)) + ": " +
+                         why.message());
           failed = true;
         });
+  }
+  // A link that leads nowhere is refused as a file.
+  bool TakeDangling(const fs::path& path) {
+    std::error_code error;
+    if (!fs::is_symlink(path, error) || fs::exists(path, error)) return false;
+    AddFile(path);
+    return true;
   }
   void AddFile(const fs::path& file) {
     std::error_code failed;
@@ -63,13 +67,11 @@ class Choice {
                                    [&album](const FolderFiles& folder) { return folder.albumName == album; });
     auto& target = same != folders.end() ? *same : folders.emplace_back(FolderFiles{album, {}});
     target.paths.push_back(platform::WidePath(absolute));
-    ++count;
   }
 
   const std::string albumName;
   Output& output;
   std::vector<FolderFiles> folders;
-  std::size_t count = 0;
   bool failed = false;
 };
 
@@ -84,14 +86,24 @@ Album::Ptr AlbumFor(const std::wstring& name) {
   return gallery.CreateAlbum(name, true, -1);
 }
 
+constexpr char kDanglingLink[] = "IDS_GALLERY_DANGLING_LINK";
+
+// The file that "does not exist" would be looked for in vain: the link is there.
+bool IsDanglingLink(const RefusedFile& refused) {
+  std::error_code error;
+  return std::string_view(refused.textKey) == "IDS_GALLERT_FILE_NOT_EXIST" &&
+         fs::is_symlink(platform::NativePath(refused.path), error);
+}
+
 void PrintRefused(const RefusedFile& refused, Output& output) {
   Json::Value json(Json::objectValue);
   const std::string path = platform::DisplayText(refused.path);
-  const std::string words = ResourceText::GetUtf8(refused.textKey);
-  json["path"] = path;
-  json["refused"] = refused.textKey;
+  const char* key = IsDanglingLink(refused) ? kDanglingLink : refused.textKey;
+  const std::string words = ResourceText::GetUtf8(key);
+  PutExact(json, "path", platform::NativePath(refused.path).string());
+  json["refused"] = key;
   json["text"] = words;
-  output.Print(json, "refused  " + path + "  " + refused.textKey + "  " + words);
+  output.Print(json, "refused  " + path + "  " + key + "  " + words);
 }
 
 std::string UpperLimitText() {
@@ -101,8 +113,6 @@ std::string UpperLimitText() {
   return text;
 }
 
-// What a file that is in its album already counts as.
-enum class Known { Refused, PassedOver };
 constexpr char kIsThere[] = "IDS_GALLERT_FILE_ALREADY_EXIST";
 
 struct ImportCount {
@@ -140,26 +150,10 @@ void ImportFolder(const FolderFiles& folder, std::size_t total, ImportCount& cou
 
 Exit Import(Session& session, const std::vector<std::string>& paths, const std::string& albumName,
             Known known, Output& output) {
-  // What one import has not stored yet, another one could not know to be there.
-  const Session::Turn turn(session, Session::Work::Import, output);
-  if (!turn.IsHeld()) return Exit::Failed;
   Choice choice(albumName, output);
   for (const auto& path : paths) choice.Add(output.Path(path));
-  ImportCount count{known};
-  for (const auto& folder : choice.Folders()) {
-    ImportFolder(folder, choice.Count(), count, output);
-    if (count.stopped) break;
-  }
-  Json::Value json(Json::objectValue);
-  json["added"] = Json::UInt64{count.added};
-  json["thereAlready"] = Json::UInt64{count.passedOver};
-  json["refusedCount"] = Json::UInt64{count.refused};
-  json["size"] = Json::Int64{count.bytes};
-  json["stopped"] = count.stopped;
-  output.Print(json, std::to_string(count.added) + " added (" + SizeText(count.bytes) + "), " +
-                         (count.passedOver > 0 ? std::to_string(count.passedOver) + " there already, " : "") +
-                         std::to_string(count.refused) + " refused" + (count.stopped ? ", stopped" : ""));
-  return count.refused > 0 || count.stopped || choice.Failed() ? Exit::Failed : Exit::Done;
+  const Exit exit = ImportFolders(session, choice.Folders(), known, output);
+  return choice.Failed() ? Exit::Failed : exit;
 }
 
 bool HoldsPictures(const fs::path& folder) {
@@ -196,6 +190,29 @@ Exit Start(Session& session, std::vector<std::string> folders, Output& output) {
 }
 
 }  // namespace
+
+Exit ImportFolders(Session& session, const std::vector<FolderFiles>& folders, Known known, Output& output) {
+  // What one import has not stored yet, another one could not know to be there.
+  const Session::Turn turn(session, Session::Work::Import, output);
+  if (!turn.IsHeld()) return Exit::Failed;
+  std::size_t total = 0;
+  for (const auto& folder : folders) total += folder.paths.size();
+  ImportCount count{known};
+  for (const auto& folder : folders) {
+    ImportFolder(folder, total, count, output);
+    if (count.stopped) break;
+  }
+  Json::Value json(Json::objectValue);
+  json["added"] = Json::UInt64{count.added};
+  json["thereAlready"] = Json::UInt64{count.passedOver};
+  json["refusedCount"] = Json::UInt64{count.refused};
+  json["size"] = Json::Int64{count.bytes};
+  json["stopped"] = count.stopped;
+  output.Print(json, std::to_string(count.added) + " added (" + SizeText(count.bytes) + "), " +
+                         (count.passedOver > 0 ? std::to_string(count.passedOver) + " there already, " : "") +
+                         std::to_string(count.refused) + " refused" + (count.stopped ? ", stopped" : ""));
+  return count.refused > 0 || count.stopped ? Exit::Failed : Exit::Done;
+}
 
 void AddImportCommands(CLI::App& app, const Choose& choose) {
   auto paths = std::make_shared<std::vector<std::string>>();

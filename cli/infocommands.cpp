@@ -50,13 +50,13 @@ Json::Value AllFields(const GalleryFile& file) {
   json["GalleryState"] = file.GalleryState.Get();
   json["IsLocalUpload"] = file.IsLocalUpload.Get();
   json["Offset"] = Json::Int64{file.Offset};
-  json["LocalPath"] = platform::DisplayText(file.LocalPath());
+  PutExact(json, "LocalPath", platform::NativePath(file.LocalPath()).string());
   json["OperateTime"] = Json::Int64{file.OperateTime};
   json["ContinuousNo"] = file.ContinuousNo.Get();
   json["ContinuousType"] = file.ContinuousType.Get();
-  json["ContinuousName"] = platform::DisplayText(file.ContinuousName());
+  PutExact(json, "ContinuousName", platform::ExactText(file.ContinuousName()));
   json["IsDeleted"] = file.IsDeleted.Get();
-  json["FileName"] = platform::DisplayText(file.FileName());
+  PutExact(json, "FileName", platform::ExactText(file.FileName()));
   json["AlbumId"] = file.AlbumId();
   json["IsFavorite"] = file.IsFavorite.Get();
   json["SavedFileType"] = file.SavedFileType.Get();
@@ -75,7 +75,7 @@ void SayFields(const Json::Value& fields, const std::string& indent, Output& out
       output.Say(indent + name);
       SayFields(value, indent + "  ", output);
     } else {
-      output.Say(indent + Padded(name, 20) + value.asString());
+      output.Say(indent + Padded(name, 20) + Shown(value.asString()));
     }
   }
 }

@@ -9,6 +9,7 @@
 #include "host/controlchannel.h"
 #include "host/ownerclient.h"
 #include "localterminal.h"
+#include "takelocal.h"
 
 namespace {
 
@@ -62,6 +63,9 @@ class Program {
   Exit RunHere() {
     Session session;
     if (!session.Open(output)) return Exit::Failed;
+    Output quiet(false, terminal);
+    quiet.DropResults();
+    (void)TakeLocal::Finish(session, quiet);  // What a process that was killed has left.
     Dispatcher dispatcher(session);
     owner.Serve(dispatcher);
     const int status = dispatcher.Run(arguments, terminal);

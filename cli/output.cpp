@@ -4,6 +4,9 @@
 #include <cstdio>
 #include <ctime>
 
+#include "common/platform/paths.h"
+#include "common/platform/text.h"
+#include "host/hexadecimal.h"
 #include "utils/picturemetadata.h"
 
 namespace {
@@ -26,12 +29,13 @@ std::size_t Columns(std::string_view text) {
 }  // namespace
 
 void Output::Print(const Json::Value& document, const std::string& text) {
+  if (resultsDropped) return;
   EndProgress();
   terminal.Write((json ? CompactJson(document) : text) + '\n');
 }
 
 void Output::Say(const std::string& text) {
-  if (json) return;
+  if (json || resultsDropped) return;
   EndProgress();
   terminal.Write(text + '\n');
 }
@@ -54,6 +58,15 @@ void Output::Progress(const std::string& text) {
 void Output::EndProgress() {
   if (std::exchange(progressShown, false)) terminal.WriteError("\r\x1b[K");
 }
+
+void PutExact(Json::Value& json, const char* key, const std::string& exact) {
+  json[key] = platform::WideToUtf8(platform::Utf8ToWide(exact));
+  if (platform::IsUtf8(exact)) return;
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(exact.data());
+  json[std::string(key) + "Bytes"] = Hexadecimal::Text({bytes, exact.size()});
+}
+
+std::string Shown(const std::string& utf8) { return platform::DisplayText(platform::Utf8ToWide(utf8)); }
 
 std::string SizeText(std::int64_t bytes) {
   constexpr std::array<const char*, 5> kUnits{"B", "kB", "MB", "GB", "TB"};

@@ -18,6 +18,8 @@ class Output {
   Output(bool jsonLines, CommandTerminal& typedAt) : terminal(typedAt), json(jsonLines) {}
 
   bool IsJson() const { return json; }
+  // From here on results are not printed: nobody has asked for them.
+  void DropResults() { resultsDropped = true; }
   // One result: the document in JSON form, else the text.
   void Print(const Json::Value& document, const std::string& text);
   // A line for people only.
@@ -43,8 +45,16 @@ class Output {
  private:
   CommandTerminal& terminal;
   bool json;
+  bool resultsDropped = false;
   bool progressShown = false;
 };
+
+// A name or a path for scripts, exactly: the bytes of `exact` as `json[key]`, where
+// control characters are escaped. Bytes that are no UTF-8 cannot stand in JSON: each
+// broken part is U+FFFD there, and "KEYBytes" has all bytes in hexadecimal.
+void PutExact(Json::Value& json, const char* key, const std::string& exact);
+// Text that may have come from a script's side, without what steers a terminal.
+std::string Shown(const std::string& utf8);
 
 // "1.5 MB": decimal units, as people read sizes of files.
 std::string SizeText(std::int64_t bytes);

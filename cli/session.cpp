@@ -125,7 +125,7 @@ std::string ShownName(const Album& album) {
 Json::Value FileSummary(const GalleryFile& file) {
   Json::Value json(Json::objectValue);
   json["id"] = file.UniqueId();
-  json["fileName"] = platform::DisplayText(file.FileName());
+  PutExact(json, "fileName", platform::ExactText(file.FileName()));
   json["createTime"] = Json::Int64{file.CreateTime};
   json["size"] = Json::Int64{file.Size};
   json["albumId"] = file.AlbumId();

@@ -39,10 +39,11 @@ bool SourceTeller::Tell() {
 void SourceTeller::Print(const GalleryFile& file, const char* source, const std::string& words) {
   Json::Value json(Json::objectValue);
   json["id"] = file.UniqueId();
-  json["fileName"] = platform::DisplayText(file.FileName());
-  json["path"] = platform::DisplayText(file.LocalPath());
+  PutExact(json, "fileName", platform::ExactText(file.FileName()));
+  PutExact(json, "path", platform::NativePath(file.LocalPath()).string());
   json["source"] = source;
   json["text"] = words;
   if (output.IsJson()) output.Print(json, "");
-  output.Error(json["fileName"].asString() + ": " + words + " (" + json["path"].asString() + ")");
+  output.Error(platform::DisplayText(file.FileName()) + ": " + words + " (" +
+               platform::DisplayText(file.LocalPath()) + ")");
 }

@@ -128,7 +128,7 @@ Json::Value TransferJson(const char* kind, const std::string& id, const std::wst
   Json::Value json(Json::objectValue);
   json["kind"] = kind;
   json["id"] = id;
-  json["fileName"] = platform::DisplayText(name);
+  PutExact(json, "fileName", platform::ExactText(name));
   json["size"] = Json::Int64{size};
   return json;
 }
@@ -138,7 +138,7 @@ std::string TransferLine(const Json::Value& json) {
                      Padded(SizeText(json["size"].asInt64()), 9);
   if (json.isMember("transferred")) line += Padded(SizeText(json["transferred"].asInt64()) + " there", 14);
   if (json["speed"].asInt64() > 0) line += Padded(SizeText(json["speed"].asInt64()) + "/s", 11);
-  line += json["fileName"].asString();
+  line += Shown(json["fileName"].asString());
   return json.isMember("error") ? line + "; " + DownloadErrors::Text(json) : line;
 }
 
@@ -181,7 +181,7 @@ class TransferList {
     json["status"] = paused ? "paused" : speed > 0 ? "running" : "unfinished";
     json["transferred"] = Json::Int64{row.Position};
     json["speed"] = Json::Int64{speed};
-    json["path"] = platform::NativePath(row.LocalPath).string();
+    PutExact(json, "path", platform::NativePath(row.LocalPath).string());
     const Json::Value& error = errors[row.UniqueId];
     for (const char* key : {"error", "step", "text", "cause"}) {
       if (error.isObject() && error.isMember(key)) json[key] = error[key];
@@ -192,7 +192,7 @@ class TransferList {
     Json::Value json = TransferJson("download", row.UniqueId, row.FileName, row.TotalLength);
     json["status"] = "done";
     json["endTime"] = Json::Int64{row.EndTime};
-    json["path"] = platform::NativePath(row.LocalPath).string();
+    PutExact(json, "path", platform::NativePath(row.LocalPath).string());
     list.push_back(json);
   }
 

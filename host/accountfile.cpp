@@ -28,6 +28,7 @@ bool Fail(int line, const char* operation, const std::string& text) {
   return false;
 }
 
+fs::path Import() { return JsonFile::Folder() / "keys-imported.json"; }
 fs::path Present() { return JsonFile::Folder() / "account.json"; }
 
 // Where an account lies while another one is logged in.
@@ -99,6 +100,22 @@ bool Reread(const std::string& userId, Json::Value& account) {
 }
 
 bool Store(const Json::Value& account) { return StoreTo(Present(), account); }
+
+Json::Value Imported() {
+  Json::Value exported;
+  return JsonFile::Load(Import(), exported) == JsonFile::LoadResult::Loaded ? exported : Json::Value();
+}
+
+bool StoreImported(const Json::Value& exported) {
+  std::error_code error;
+  if (exported.isNull()) {
+    fs::remove(Import(), error);
+    return !error;
+  }
+  error = platform::MakeFolder(JsonFile::Folder());
+  if (error) return Fail(__LINE__, "StoreImported", "the folder cannot be made: " + error.message());
+  return StoreTo(Import(), exported);
+}
 
 bool TakeAside(const std::string& userId, Json::Value& account) {
   const auto result = JsonFile::Load(Aside(userId), account);

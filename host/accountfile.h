@@ -20,6 +20,10 @@ bool Reread(const std::string& userId, Json::Value& account);
 // The account of `userId` as it was kept aside, or a new one without keys. False
 // when what was kept cannot be read.
 [[nodiscard]] bool TakeAside(const std::string& userId, Json::Value& account);
+// An export of keys that waits for its user's login; null without one. Storing
+// null takes it away.
+Json::Value Imported();
+[[nodiscard]] bool StoreImported(const Json::Value& exported);
 // Puts `next` in place of `current`, which is kept aside first, without its
 // session: a crash between the two writes then loses no key.
 [[nodiscard]] bool Switch(Json::Value current, const Json::Value& next);

@@ -15,6 +15,7 @@
 #include "host/ns/basic.h"
 #include "host/passwordkeys.h"
 #include "host/transfer/transfermanager.h"
+#include "host/wrappedkeys.h"
 
 namespace {
 
@@ -22,6 +23,8 @@ namespace {
 constexpr std::int64_t kRenewBeforeSeconds = 300;
 constexpr long kUnauthorized = 401;
 constexpr char kExportFormat[] = "zentara-keys-1";
+// An answer that was lost is asked for again.
+constexpr int kPasswordTries = 3;
 
 using LoginResult = UserAuthService::LoginResult;
 using ImportResult = UserAuthService::ImportResult;
@@ -51,6 +54,11 @@ st_UserInfo UserOf(const Json::Value& account) {
   user.userId = WideOf(account, "userId");
   AccountKeys::CopyTo(account, user);
   return user;
+}
+
+// As the service tells them apart, and as keys are derived from them.
+bool IsSameName(const std::string& left, const std::string& right) {
+  return !left.empty() && platform::AsciiLower(left) == platform::AsciiLower(right);
 }
 
 bool HaveSameMasterKeys(const Json::Value& left, const Json::Value& right) {
@@ -160,7 +168,18 @@ LoginResult UserAuthService::Enter(const std::string& server, const NS::Basic::T
   Json::Value next = current;
   if (TextOf(current, "userId") != tokens.userId && !AccountFile::TakeAside(tokens.userId, next))
     return LoginResult::NotStored;
-  const auto brought = ExchangeIn(server, tokens, keys).Bring(next);
+  const Json::Value imported = AccountFile::Imported();
+  const bool known = TextOf(imported, "userId") == tokens.userId;
+  const bool counts =
+      imported.isObject() && (known || IsSameName(TextOf(imported, "userName"), tokens.userName));
+  if (counts && !AccountKeys::AreWhole(next)) AccountKeys::Adopt(imported["keys"], next);
+  const auto exchange = ExchangeIn(server, tokens, keys);
+  auto brought = exchange.Bring(next);
+  // The account's own keys, which its user has kept, stand for a seal that is lost.
+  if (brought == KeyExchange::Result::Unreadable && known) {
+    AccountKeys::Adopt(imported["keys"], next);
+    brought = exchange.Replace(AccountKeys::Of(next));
+  }
   if (brought == KeyExchange::Result::Unreachable) return LoginResult::Unreachable;
   if (brought != KeyExchange::Result::Done) return LoginResult::KeysUnreadable;
   next["server"] = server;
@@ -168,7 +187,9 @@ LoginResult UserAuthService::Enter(const std::string& server, const NS::Basic::T
   next["localUserId"] =
       TextOf(current, "server").empty() ? TextOf(current, "userId") : TextOf(current, "localUserId");
   AccountFile::PutTokens(tokens, next);
-  return AccountFile::Switch(current, next) && Load() ? LoginResult::Done : LoginResult::NotStored;
+  if (!AccountFile::Switch(current, next) || !Load()) return LoginResult::NotStored;
+  if (counts) (void)AccountFile::StoreImported({});  // Left, it would be found to be known already.
+  return LoginResult::Done;
 }
 
 bool UserAuthService::Logout() {
@@ -287,10 +308,41 @@ ImportResult UserAuthService::ImportKeys(const Json::Value& exported, const std:
     const ImportResult replaced = ReplaceAtService(keys, password, replace);
     if (replaced != ImportResult::Done) return replaced;
   }
+  const std::string owner = TextOf(exported, "userId");
   Json::Value account = state->Account();
+  if (GetServerUrl().empty() && !TextOf(exported, "server").empty() && owner != TextOf(account, "userId"))
+    return AccountFile::StoreImported(exported) ? ImportResult::Done : ImportResult::NotStored;
   (void)AccountFile::Reread(TextOf(account, "userId"), account);
   AccountKeys::Adopt(keys, account);
   return AccountFile::Store(account) && Load() ? ImportResult::Done : ImportResult::NotStored;
+}
+
+UserAuthService::PasswordResult UserAuthService::ChangePassword(const std::string& password,
+                                                                const std::string& newPassword) {
+  const Json::Value account = state->Account();
+  const auto present = PasswordKeys::Derive(TextOf(account, "userName"), password);
+  const auto next = PasswordKeys::Derive(TextOf(account, "userName"), newPassword);
+  if (!present || !next) return PasswordResult::NoMemory;
+  (void)KeepTokenFresh();
+  const auto fetched = NS::Request::Sync(
+      NS::Basic::KeysReq::Get(TextOf(account, "server"), platform::WideToUtf8(GetCurrentAT())));
+  if (!fetched.payload) {
+    Fail(__LINE__, "ChangePassword", TextOf(fetched));
+    return PasswordResult::Unreachable;
+  }
+  const std::string userId = TextOf(account, "userId");
+  const auto keys = WrappedKeys::Open(fetched.payload->keys, userId, present->wrapKey);
+  // The seal tells a mistyped password from the right one before the service counts it.
+  if (!keys) return PasswordResult::KeysUnreadable;
+  const Json::Value sealed = WrappedKeys::Seal(*keys, userId, next->wrapKey);
+  const auto call = NS::Basic::PasswordReq::Change(present->loginSecret, next->loginSecret, sealed,
+                                                   fetched.payload->revision);
+  auto answer = NS::Request::Sync(call);
+  for (int tries = 1; !answer.payload && answer.IsOutage() && tries < kPasswordTries; ++tries)
+    answer = NS::Request::Sync(call);
+  if (answer.payload) return PasswordResult::Done;
+  Fail(__LINE__, "ChangePassword", TextOf(answer));
+  return IsRefusal(answer) ? PasswordResult::Refused : PasswordResult::Unreachable;
 }
 
 // In a session of its own: only a login proves the password, and keys sealed

@@ -93,6 +93,18 @@ class UserAuthService {
   // next login brings them), and without an account.
   bool InitMk1AndMk2();
 
+  enum class PasswordResult {
+    Done,
+    Refused,         // the present password is wrong
+    Unreachable,     // no answer; whether it was changed is not known, a repeat finds out
+    KeysUnreadable,  // the account's keys do not open with the present password
+    NoMemory,
+  };
+  // Changes the account's password at the service, which seals the keys anew in the
+  // same step and ends all other sessions; this one goes on. A crash at any point
+  // leaves the old password with the old seal or the new one with the new seal.
+  PasswordResult ChangePassword(const std::string& password, const std::string& newPassword);
+
   // The keys for a file that is kept in a safe place: {"format":"zentara-keys-1",
   // "userId","userName","server","keys":{...}}. Null when the account has none.
   Json::Value ExportKeys() const;
@@ -108,6 +120,9 @@ class UserAuthService {
   enum class Replace { UnusedKeys, AnyKeys };
   // Puts the keys of an export in place of the account's, at the service first.
   // `password` is that of the account there; none is needed for a local account.
+  // There the keys of an account of a service are kept for the login of its user or of
+  // one of that name, which takes them where the service has none, or where those of
+  // this very account do not open with the password.
   // Talks to the service. On any result but Done, logged, the profile is as it was.
   ImportResult ImportKeys(const Json::Value& exported, const std::string& password, Replace replace);
 

@@ -92,6 +92,8 @@ std::wstring WideExtension(std::wstring_view wide) {
   return dot == std::wstring::npos ? std::wstring() : AsciiLower(std::wstring_view(name).substr(dot));
 }
 
+std::string ExactText(std::wstring_view wide) { return WithoutStandIns(wide); }
+
 std::string DisplayText(std::wstring_view wide) {
   const std::string bytes = WithoutStandIns(wide);
   std::string text;

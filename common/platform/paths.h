@@ -39,6 +39,10 @@ std::wstring WideExtension(std::wstring_view wide);
 // cannot steer a terminal.
 std::string DisplayText(std::wstring_view wide);
 
+// The same name as the system has it: bytes that may be no UTF-8, and control
+// characters, for programs that read names.
+std::string ExactText(std::wstring_view wide);
+
 // The user's folders by the XDG base directory rules: data
 // ($XDG_DATA_HOME or ~/.local/share), cache, configuration, and the pictures and
 // downloads folders of user-dirs.dirs. None of them is created by asking.

@@ -30,6 +30,13 @@ std::wstring Utf8ToWide(std::string_view utf8) {
   return wide;
 }
 
+bool IsUtf8(std::string_view bytes) {
+  for (std::size_t at = 0; at < bytes.size();) {
+    if (!NextOfUtf8(bytes, at).valid) return false;
+  }
+  return true;
+}
+
 std::string AsciiLower(std::string_view text) { return FoldAscii(text); }
 std::wstring AsciiLower(std::wstring_view text) { return FoldAscii(text); }
 

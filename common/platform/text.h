@@ -16,6 +16,8 @@ namespace platform {
 std::string WideToUtf8(std::wstring_view wide);
 std::wstring Utf8ToWide(std::string_view utf8);
 
+bool IsUtf8(std::string_view bytes);
+
 // Folds A to Z only; every other byte or character stays. File extensions and
 // ids are compared this way, so that no locale changes the result.
 std::string AsciiLower(std::string_view text);

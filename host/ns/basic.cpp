@@ -90,6 +90,42 @@ Call<KeysRecord> KeysReq::Put(const std::string& server, const std::string& acce
   return call;
 }
 
+bool Read(const Json::Value& json, SessionList& list) {
+  if (!json["sessions"].isArray()) return false;
+  for (const Json::Value& item : json["sessions"]) {
+    SessionRecord record;
+    record.id = JsonText::Text(item, "id");
+    record.deviceId = JsonText::Text(item, "deviceId");
+    record.createdMs = JsonText::Number(item, "createdTime");
+    record.lastUsedMs = JsonText::Number(item, "lastUsedTime");
+    record.current = item.isObject() && item["current"].isBool() && item["current"].asBool();
+    if (record.id.empty()) return false;
+    list.sessions.push_back(std::move(record));
+  }
+  return true;
+}
+
+Call<SessionList> SessionsReq::Get() { return Basic::Get<SessionList>("/sessions"); }
+
+SingleRequest SessionsReq::End(const std::string& id) {
+  SingleRequest request;
+  request.method = "DELETE";
+  request.uri = Path("/sessions/" + CurlUrl::Escape(id));
+  return request;
+}
+
+Call<KeysRecord> PasswordReq::Change(const std::string& loginSecret, const std::string& newLoginSecret,
+                                     const Json::Value& keys, std::int64_t ifRevision) {
+  Call<KeysRecord> call;
+  call.method = "POST";
+  call.uri = Path("/auth/password");
+  call.body["password"] = loginSecret;
+  call.body["newPassword"] = newLoginSecret;
+  call.body["keys"] = keys;
+  call.body["ifRevision"] = Json::Int64{ifRevision};
+  return call;
+}
+
 bool Read(const Json::Value& json, UserRegisterInfo& info) {
   info.userId = JsonText::Text(json, "userId");
   info.userStatus = JsonText::Text(json, "userStatus");

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "host/ns/request.h"
 
@@ -42,6 +43,35 @@ class KeysReq {
   // Refused with 31084093 when `ifRevision` is not the present revision.
   static Call<KeysRecord> Put(const std::string& server, const std::string& accessToken,
                               const Json::Value& keys, std::int64_t ifRevision);
+};
+
+// A session of the account at the service.
+struct SessionRecord {
+  std::string id;
+  std::string deviceId;
+  std::int64_t createdMs = 0;   // since 1970
+  std::int64_t lastUsedMs = 0;  // exact to a minute
+  bool current = false;         // it is this one
+};
+struct SessionList {
+  std::vector<SessionRecord> sessions;  // newest use first
+};
+bool Read(const Json::Value& json, SessionList& list);
+
+class SessionsReq {
+ public:
+  static Call<SessionList> Get();
+  // Refused with 31084042 when the account has none of that id.
+  static SingleRequest End(const std::string& id);
+};
+
+class PasswordReq {
+ public:
+  // Changes the login secret and the sealed keys in one step and ends all other
+  // sessions. Refused with 31084093 when `ifRevision` is not the present revision. A
+  // repeat whose first answer was lost is answered as that one.
+  static Call<KeysRecord> Change(const std::string& loginSecret, const std::string& newLoginSecret,
+                                 const Json::Value& keys, std::int64_t ifRevision);
 };
 
 struct UserRegisterInfo {

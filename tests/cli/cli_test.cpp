@@ -183,4 +183,31 @@ TEST_F(CliTest, StartPassesOverWhatIsThereAlready) {
   EXPECT_NE(again.output.find("\"thereAlready\":3"), std::string::npos) << again.output;
 }
 
+TEST_F(CliTest, NamesInJsonAreThoseOfTheDisk) {
+  const std::string strange = "a\tb\x1b[31m.jpg", bytes = "caf\xe9.jpg";
+  folder.Write("Trip/" + strange, Picture(1));
+  folder.Write("Trip/" + bytes, Picture(2));
+  folder.Write("Trip/no\xe9picture.jpg", "nothing");
+  const auto import = Documents({"import", (folder / "Trip").string()});
+  EXPECT_EQ(import[0]["pathBytes"].asString().substr(import[0]["pathBytes"].asString().size() - 28),
+            "6e6fe9706963747572652e6a7067");
+  std::set<std::string> names, exact;
+  for (const auto& file : Documents({"ls"})) {
+    names.insert(file["fileName"].asString());
+    exact.insert(file["fileNameBytes"].asString());
+  }
+  EXPECT_EQ(names, (std::set<std::string>{strange, "caf\xef\xbf\xbd.jpg"}));
+  EXPECT_EQ(exact, (std::set<std::string>{"", "636166e92e6a7067"}));
+}
+
+TEST_F(CliTest, LinkThatLeadsNowhereIsCalledThat) {
+  WritePictures("Trip", 1);
+  fs::create_symlink(folder / "nowhere", folder / "Trip/link.jpg");
+  for (const fs::path& path : {folder / "Trip", folder / "Trip/link.jpg"}) {
+    const auto import = Run({"import", path.string()});
+    EXPECT_EQ(import.status, kFailed);
+    EXPECT_NE(import.output.find("IDS_GALLERY_DANGLING_LINK"), std::string::npos) << import.output;
+  }
+}
+
 }  // namespace
