@@ -169,6 +169,26 @@ TEST_F(OwnerTest, EachReadingCommandSeesWhatTheRunningProcessHas) {
   EXPECT_EQ(Run({"pause"}).status, kDone);
   EXPECT_EQ(Run({"resume"}).status, kDone);
   EXPECT_EQ(Run({"show", "nothing"}).status, kFailed);
+  EXPECT_EQ(Run({"retry"}).status, kDone);
+  EXPECT_EQ(Run({"devices"}).Lines().size(), 1u);
+  EXPECT_EQ(Run({"login-secret", "--user", "x", "--password-file", (folder / "password").string()}).status,
+            kDone);
+  EXPECT_EQ(Run({"start", (folder / "pictures").string()}).status, kDone);
+  EXPECT_EQ(Run({"unfavorite", ids.at("p0.jpg")}).status, kDone);
+  EXPECT_TRUE(Documents({"ls", "--album", "Favourites"}).empty());
+  EXPECT_EQ(Run({"recycle", ids.at("p1.jpg")}).status, kDone);
+  EXPECT_EQ(Documents({"ls"}).size(), 1u);
+  EXPECT_EQ(Run({"recover", ids.at("p1.jpg")}).status, kDone);
+  EXPECT_EQ(Documents({"ls"}).size(), 2u);
+  EXPECT_EQ(Run({"album", "create", "Short"}).status, kDone);
+  EXPECT_EQ(Run({"album", "delete", "Short"}).status, kDone);
+  EXPECT_EQ(Run({"ls", "--album", "Short"}).status, kFailed);
+  folder.Write("next", "looking-glass\n");
+  EXPECT_EQ(Run({"password", "--password-file", (folder / "password").string(), "--new-password-file",
+                 (folder / "next").string()})
+                .status,
+            kDone);
+  EXPECT_EQ(Run({"sync"}).status, kDone);
   watch->Signal(SIGTERM);
   EXPECT_EQ(watch->Wait(), kDone);
 }

@@ -287,4 +287,13 @@ TEST_F(FilesTest, ModifiedTimeIsInMilliseconds) {
   EXPECT_EQ(platform::ModifiedTimeMs(folder / "none"), -1);
 }
 
+TEST_F(FilesTest, FolderIsAwayWhenItIsNotThere) {
+  folder.Write("there/other", "x");
+  std::filesystem::create_directory(folder / "empty");
+  EXPECT_TRUE(platform::IsFolderAway(folder / "nowhere/file"));
+  EXPECT_TRUE(platform::IsFolderAway(folder / "there/other/file"));
+  EXPECT_FALSE(platform::IsFolderAway(folder / "there/file"));
+  EXPECT_FALSE(platform::IsFolderAway(folder / "empty/file"));
+}
+
 }  // namespace
