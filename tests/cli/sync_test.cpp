@@ -43,7 +43,7 @@ TEST_F(CliSyncTest, PasswordFileOpensASessionThatOutlivesTheProcess) {
 }
 
 TEST_F(CliSyncTest, PictureWithoutRoomInTheCloudIsToldAndKeepsWaiting) {
-  folder.Write("secret", "builder\n");
+  folder.Write("secret", "master builder\n");
   ASSERT_EQ(
       RunProgram({PHOTOCLOUD_PROGRAM, "user", "add", "bob", "--data", cloud.Data().string(),
                   "--fast-password", "--quota-gb", "0", "--password-file", (folder / "secret").string()})

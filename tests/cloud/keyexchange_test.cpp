@@ -110,10 +110,10 @@ TEST_F(KeyExchangeTest, SecondDeviceTakesTheKeysOfTheFirst) {
 }
 
 TEST_F(KeyExchangeTest, AccountsHaveKeysOfTheirOwn) {
-  server.AddUser("bob", "builder");
+  server.AddUser("bob", "master builder");
   ASSERT_EQ(Login(), LoginResult::Done);
   const Json::Value alice = KeysOf(Stored());
-  ASSERT_EQ(session.Login(server.Url(), "bob", "builder"), LoginResult::Done);
+  ASSERT_EQ(session.Login(server.Url(), "bob", "master builder"), LoginResult::Done);
   const Json::Value bob = KeysOf(Stored());
   for (const std::string& name : bob.getMemberNames()) EXPECT_NE(bob[name], alice[name]) << name;
 }

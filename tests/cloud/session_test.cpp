@@ -131,10 +131,10 @@ TEST_F(SessionTest, AccountKeptAsideHoldsNoToken) {
 }
 
 TEST_F(SessionTest, TwoUsersOfOneProfileHaveTheirOwnIds) {
-  server.AddUser("bob", "builder");
+  server.AddUser("bob", "master builder");
   ASSERT_EQ(Login(), LoginResult::Done);
   const std::wstring alice = session.GetCurrentUserID();
-  ASSERT_EQ(session.Login(server.Url(), "bob", "builder"), LoginResult::Done);
+  ASSERT_EQ(session.Login(server.Url(), "bob", "master builder"), LoginResult::Done);
   EXPECT_NE(session.GetCurrentUserID(), alice);
   ASSERT_TRUE(session.Logout());
   EXPECT_EQ(session.GetCurrentUserID(), localUser);

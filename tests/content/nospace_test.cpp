@@ -68,8 +68,8 @@ TEST_F(NoSpaceTest, FolderThatCannotBeMadeIsNamed) {
 }
 
 TEST_F(NoSpaceTest, FullCloudRefusesTheUploadAndSaysWhy) {
-  server.AddUser("bob", "builder", {"--quota-gb", "0"});
-  ASSERT_EQ(session.Login(server.Url(), "bob", "builder"), UserAuthService::LoginResult::Done);
+  server.AddUser("bob", "master builder", {"--quota-gb", "0"});
+  ASSERT_EQ(session.Login(server.Url(), "bob", "master builder"), UserAuthService::LoginResult::Done);
   ASSERT_TRUE(session.InitMk1AndMk2());
   const auto lock = NS::Request::Sync(NS::CloudPhoto::V2::Locks::Get(""));
   ASSERT_TRUE(lock.payload);
