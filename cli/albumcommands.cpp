@@ -30,7 +30,15 @@ void PrintAlbum(const Album& album, Output& output) {
                    Padded(json["videos"].asString() + " videos", 12) + SizeText(json["size"].asInt64()));
 }
 
+// A second "Camera" beside the one of the phone would be told from it by nobody.
+bool IsReserved(const std::string& name, Output& output) {
+  if (!Gallery::GetInstance().IsReservedName(platform::Utf8ToWide(name))) return false;
+  output.Error("cannot name an album \"" + name + "\": a system album is called so");
+  return true;
+}
+
 Exit CreateAlbum(const std::string& name, Output& output) {
+  if (IsReserved(name, output)) return Exit::Failed;
   const auto album = Gallery::GetInstance().CreateAlbum(platform::Utf8ToWide(name), false, -1);
   if (!album) {
     output.Error("cannot create the album \"" + name + "\": the name is taken or not allowed");
@@ -42,6 +50,7 @@ Exit CreateAlbum(const std::string& name, Output& output) {
 
 Exit RenameAlbum(Session& session, const std::string& name, const std::string& newName, Output& output) {
   const auto album = session.FindAlbum(name);
+  if (IsReserved(newName, output)) return Exit::Failed;
   if (album && Gallery::GetInstance().RenameAlbum(album, platform::Utf8ToWide(newName))) {
     PrintAlbum(*album, output);
     return Exit::Done;

@@ -86,6 +86,7 @@ TEST_F(CliTest, FavoritesAndMovesAreKept) {
   EXPECT_EQ(Documents({"ls", "--album", "Favourites"}).size(), 0u);
   EXPECT_EQ(Run({"album", "create", "Best"}).status, kDone);
   EXPECT_EQ(Run({"album", "create", "Best"}).status, kFailed);
+  EXPECT_EQ(Run({"album", "create", "Recently uploaded"}).status, kFailed);  // a system album is called so
   EXPECT_EQ(Run({"move", id, "--to", "Best"}).status, kDone);
   EXPECT_EQ(Documents({"ls", "--album", "Best"})[0]["id"].asString(), id);
   EXPECT_EQ(Run({"move", id, "--to", "Nowhere"}).status, kFailed);

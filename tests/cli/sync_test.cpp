@@ -57,10 +57,9 @@ TEST_F(CliSyncTest, PictureWithoutRoomInTheCloudIsToldAndKeepsWaiting) {
   Run({"import", (folder / "Trip").string()});
   EXPECT_EQ(Run({"sync"}).status, kFailed);
   const Json::Value status = Last({"status"});
-  // Records take space too: there is none for the picture's album even.
-  EXPECT_EQ(status["errorFile"], "Trip");
-  EXPECT_EQ(status["errorStep"], "SyncHelper::UploadCreatedAlbums");
-  EXPECT_NE(status["errorCause"].asString().find("not enough space"), std::string::npos) << status;
+  EXPECT_EQ(status["errorFile"], "p0.jpg");
+  EXPECT_EQ(status["errorStep"], "SyncHelper::UploadContent");
+  EXPECT_NE(status["errorCause"].asString().find("room for 0 more bytes"), std::string::npos) << status;
   EXPECT_EQ(status["pendingUploads"], 1);
 }
 

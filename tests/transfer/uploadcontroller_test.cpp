@@ -2,14 +2,19 @@
 
 #include "transfer/uploadcontroller.h"
 
+#include <atomic>
 #include <filesystem>
+#include <fstream>
+#include <thread>
 
+#include "common/platform/files.h"
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
 #include "host/globalparamwrapper.h"
 #include "support/gallerytest.h"
 #include "tests/support/picturefiles.h"
 #include "transfer/thumbnailhelper.h"
+#include "utils/methodfunction.h"
 #include "utils/picturemetadata.h"
 
 namespace fs = std::filesystem;
@@ -89,6 +94,40 @@ TEST_F(UploadControllerTest, EachReasonForARefusalIsTold) {
   EXPECT_EQ(ReasonOf(Write("huge.png", PngClaiming(60'000, 60'000))), "IDS_GALLERT_INSUF_MEMORY");
   EXPECT_EQ(album->FileCount(), 0u);
   EXPECT_EQ(DBHelper::GetInstance().CountFiles(), 0);
+}
+
+// It could never go up.
+TEST_F(UploadControllerTest, FileOfWhichNoPictureComesIsRefusedAsDamaged) {
+  class NoDecoder : public IThumbnails {
+   public:
+    bool MakeLocal(const GalleryFile&, const std::wstring&, bool) override { return false; }
+    void Fetch(const Files&, std::function<void(const FilePtr&)>) override {}
+  } decoder;
+  upward::Install(&decoder);
+  EXPECT_EQ(ReasonOf(Write("a.jpg", Picture(1))), "IDS_GALLERY_FILE_DAMAGED");
+  EXPECT_EQ(DBHelper::GetInstance().CountFiles(), 0);
+  EXPECT_EQ(album->FileCount(), 0u);
+}
+
+TEST_F(UploadControllerTest, FileThatGrowsHasSizeAndHashOfTheSameBytes) {
+  const auto path = Write("growing.jpg", Picture(1));
+  const auto native = platform::NativePath(path);
+  std::atomic<bool> done{false};
+  std::thread writer([&] {
+    std::ofstream end(native, std::ios::app | std::ios::binary);
+    while (!done) end << 'x' << std::flush;
+  });
+  const auto result = Import({path});
+  done = true;
+  writer.join();
+  if (result.added.empty()) {
+    EXPECT_STREQ(result.refused.at(0).textKey, "IDS_GALLERY_FILE_STILL_WRITTEN");
+    return;
+  }
+  std::string bytes;
+  ASSERT_FALSE(platform::ReadFile(native, bytes, 1 << 30));
+  const auto head = pictures.Write("head", bytes.substr(0, static_cast<std::size_t>(result.added[0]->Size)));
+  EXPECT_EQ(result.added[0]->Hash(), MethodFunction::FileHashId(head));
 }
 
 TEST_F(UploadControllerTest, SameContentIsRefusedInTheAlbumNotInAnother) {

@@ -25,6 +25,21 @@ CheckedFile Refuse(const char* textKey, const char* errorReason = nullptr) {
   return {nullptr, textKey, errorReason};
 }
 
+// A file can grow while it is read; hash and size are of the same bytes.
+bool ReadHash(const std::wstring& path, const std::filesystem::path& native, std::string& hash,
+              std::int64_t& size) {
+  constexpr int kAttempts = 3;
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    std::error_code failed;
+    const auto before = std::filesystem::file_size(native, failed);
+    hash = MethodFunction::FileHashId(path);
+    if (hash.empty() || std::filesystem::file_size(native, failed) != before || failed) continue;
+    size = static_cast<std::int64_t>(before);
+    return true;
+  }
+  return false;
+}
+
 CheckedFile CheckContent(const std::wstring& path, const std::filesystem::path& native) {
   std::error_code failed;
   if (!std::filesystem::is_regular_file(native, failed)) {
@@ -81,7 +96,7 @@ CheckedFile ReadMovie(const std::wstring& path, const Album& album, const Galler
 }
 
 GalleryFile::Ptr MakeRecord(const std::wstring& path, const std::filesystem::path& native, const Album& album,
-                            const std::string& hash) {
+                            const std::string& hash, std::int64_t size) {
   auto file = std::make_shared<GalleryFile>();
   const std::string guid = MethodFunction::NewGuid();
   const std::int64_t now = MethodFunction::CurrentTime();
@@ -92,8 +107,7 @@ GalleryFile::Ptr MakeRecord(const std::wstring& path, const std::filesystem::pat
   file->SetLocalPath(path);
   file->SetAlbumId(album.AlbumId.Get());
   file->SavedFileType = SavedFileTypeOf(platform::WideExtension(path));
-  std::error_code failed;
-  file->Size = static_cast<std::int64_t>(std::filesystem::file_size(native, failed));
+  file->Size = size;
   file->CreateTime = platform::ModifiedTimeMs(native);
   file->FirstUpdateTime = now;
   file->OperateTime = now;
@@ -106,15 +120,19 @@ CheckedFile Check(const std::wstring& path, const Album& album,
                   const std::function<bool(const std::string&)>& isThere) {
   const auto native = platform::NativePath(path);
   if (const auto refused = CheckContent(path, native); refused.textKey) return refused;
-  const std::string hash = MethodFunction::FileHashId(path);
-  if (hash.empty()) return Refuse("IDS_GALLERT_MD5_IS_EMPTY");
+  std::string hash;
+  std::int64_t size = 0;
+  if (!ReadHash(path, native, hash, size))
+    return Refuse(hash.empty() ? "IDS_GALLERT_MD5_IS_EMPTY" : kStillWritten);
   if (isThere(hash)) return Refuse(kAlreadyExists);
-  const auto file = MakeRecord(path, native, album, hash);
+  const auto file = MakeRecord(path, native, album, hash, size);
   auto checked = file->IsVideo() ? ReadMovie(path, album, file) : ReadPicture(path, album, file);
   if (!checked.file) return checked;
   checked.file->ParseBurstName();
-  (void)checked.file->ThumbnailPath();  // there when a list first shows the file
-  return checked;
+  // There when a list first shows the file. One without could never go up.
+  if (!checked.file->ThumbnailPath().empty()) return checked;
+  const char* cause = CheckCache();
+  return Refuse(cause ? cause : kDamaged);
 }
 
 }  // namespace

@@ -30,6 +30,8 @@ inline constexpr char kAlreadyExists[] = "IDS_GALLERT_FILE_ALREADY_EXIST";
 inline constexpr char kAlreadyQueued[] = "IDS_GALLERT_FILE_TOUPLOADED";
 inline constexpr char kNoCacheSpace[] = "IDS_GALLERT_INSUF_CACHE_SPACE";
 inline constexpr char kWriteDenied[] = "IDS_TRANSERR_Error_WRITE_DENIED";
+inline constexpr char kDamaged[] = "IDS_GALLERY_FILE_DAMAGED";  // known kind, no picture comes of it
+inline constexpr char kStillWritten[] = "IDS_GALLERY_FILE_STILL_WRITTEN";
 inline constexpr char kUpperLimit[] = "IDS_GALLERT_FILES_UPPER_LIMIT";
 
 // Room and rights of the cache folder: null when good, else the key.
