@@ -270,12 +270,33 @@ sqlite3_stmt* SqliteStore::Connection::Prepare(const char* sql) {
   return statement;
 }
 
+bool SqliteStore::Place::Take(std::chrono::milliseconds longest) {
+  const auto self = std::this_thread::get_id();
+  std::unique_lock hold(lock);
+  if (depth > 0 && holder == self) {
+    ++depth;
+    return true;
+  }
+  if (!becameFree.wait_for(hold, longest, [this] { return depth == 0; })) return false;
+  holder = self;
+  depth = 1;
+  return true;
+}
+
+void SqliteStore::Place::Leave() {
+  {
+    const std::lock_guard hold(lock);
+    if (--depth > 0) return;
+  }
+  becameFree.notify_one();
+}
+
 SqliteStore::Guard::Guard(SqliteStore& owner) : store(owner) {
-  if (!store.storeLock.try_lock_for(std::chrono::milliseconds(store.busyMs)))
+  if (!store.storeLock.Take(std::chrono::milliseconds(store.busyMs)))
     throw StoreFailure("other writers take too long", StoreFailure::Kind::Busy);
 }
 
-SqliteStore::Guard::~Guard() { store.storeLock.unlock(); }
+SqliteStore::Guard::~Guard() { store.storeLock.Leave(); }
 
 SqliteStore::Reader::Reader(SqliteStore& owner) : store(owner) {
   if (store.writingThread == std::this_thread::get_id()) return;
