@@ -1,0 +1,3 @@
+#include "common/toolkit/gallerystyle.h"
+
+GalleryStyle::GalleryStyle() : QProxyStyle("Fusion") {}
