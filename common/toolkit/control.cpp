@@ -159,8 +159,8 @@ QColor CControlUI::ColorOf(const QString& color) {
 }
 
 QColor CControlUI::TextColor() const {
-  if (!foreColor.isEmpty()) return ColorOf(foreColor);
-  return Theme::Instance().Color(IsEnabled() ? "text" : "text-off");
+  if (!IsEnabled()) return Theme::Instance().Color("text-off");
+  return foreColor.isEmpty() ? Theme::Instance().Color("text") : ColorOf(foreColor);
 }
 
 void CControlUI::SetBkColor(const QString& color) {
@@ -189,9 +189,11 @@ void CControlUI::Restyle() {
   ApplyTexts();
   if (!fontStyle.isEmpty()) Widget()->setFont(Theme::Instance().Font(fontStyle, GetScale()));
   if (!foreColor.isEmpty()) {
-    QPalette palette = Widget()->palette();
-    palette.setColor(QPalette::WindowText, ColorOf(foreColor));
-    palette.setColor(QPalette::Text, ColorOf(foreColor));
+    QPalette palette;
+    for (const auto role : {QPalette::WindowText, QPalette::Text}) {
+      palette.setColor(role, ColorOf(foreColor));
+      palette.setColor(QPalette::Disabled, role, Theme::Instance().Color("text-off"));
+    }
     Widget()->setPalette(palette);
   }
   NeedUpdate();
