@@ -155,9 +155,11 @@ void PaintGround(QPainter& painter, const Face& face) {
   painter.setPen(Qt::NoPen);
   painter.setBrush(ground.isValid() ? QBrush(ground) : QBrush(Qt::NoBrush));
   painter.drawRoundedRect(rect, radius, radius);
-  const bool edged = face.IsEnabled() && (face.Kind() == ButtonKind::Plain || face.Kind() == ButtonKind::Round);
+  const bool edged =
+      face.IsEnabled() && (face.Kind() == ButtonKind::Plain || face.Kind() == ButtonKind::Round);
   if (!edged && !Theme::Instance().IsHighContrast()) return;
-  if (face.Kind() == ButtonKind::Link || face.Kind() == ButtonKind::Album || face.Kind() == ButtonKind::Nav) return;
+  if (face.Kind() == ButtonKind::Link || face.Kind() == ButtonKind::Album || face.Kind() == ButtonKind::Nav)
+    return;
   QColor edge = Token("line-strong");
   if (!Theme::Instance().IsHighContrast()) edge.setAlphaF(face.Kind() == ButtonKind::Round ? 0.2f : 0.45f);
   PaintEdge(painter, rect, radius, std::max(1, face.Px(1)), edge);
@@ -174,7 +176,8 @@ void PaintWords(QPainter& painter, const Face& face, const QRect& rect, Qt::Alig
   const QFontMetrics metrics(font);
   const QString words =
       metrics.elidedText(face.option.text, Qt::ElideRight, rect.width(), Qt::TextShowMnemonic);
-  painter.drawText(rect, static_cast<int>(alignment) | Qt::AlignVCenter | Qt::TextSingleLine | Qt::TextHideMnemonic,
+  painter.drawText(rect,
+                   static_cast<int>(alignment) | Qt::AlignVCenter | Qt::TextSingleLine | Qt::TextHideMnemonic,
                    words);
 }
 
@@ -208,8 +211,10 @@ void PaintNav(QPainter& painter, const Face& face) {
   QRect pill(0, 0, face.Px(52), face.Px(32));
   pill.moveLeft(rect.left() + (rect.width() - pill.width()) / 2);
   painter.setPen(Qt::NoPen);
-  const QColor ground = face.IsOn() ? Token(face.IsHot() ? "tint-hover" : "tint")
-                                    : face.IsDown() ? Token("press") : face.IsHot() ? Token("hover") : QColor();
+  const QColor ground = face.IsOn()     ? Token(face.IsHot() ? "tint-hover" : "tint")
+                        : face.IsDown() ? Token("press")
+                        : face.IsHot()  ? Token("hover")
+                                        : QColor();
   if (ground.isValid()) {
     painter.setBrush(ground);
     painter.drawRoundedRect(pill, pill.height() / 2, pill.height() / 2);

@@ -130,8 +130,8 @@ QRect RingTarget(const QWidget& framed, const QStyle& style) {
     QStyleOptionButton option;
     option.initFrom(&framed);
     const bool radio = qobject_cast<const QRadioButton*>(&framed);
-    return style.subElementRect(radio ? QStyle::SE_RadioButtonIndicator : QStyle::SE_CheckBoxIndicator, &option,
-                                &framed);
+    return style.subElementRect(radio ? QStyle::SE_RadioButtonIndicator : QStyle::SE_CheckBoxIndicator,
+                                &option, &framed);
   }
   const auto slider = dynamic_cast<const CSliderUI*>(&framed);
   return slider ? slider->KnobRect() : framed.rect();
@@ -155,7 +155,8 @@ void PaintRing(QPainter& painter, const QStyleOption& option, const QWidget* wid
 
 void PaintMenuGround(QPainter& painter, const QRect& rect, const QWidget* widget) {
   const int scale = ScaleOf(widget);
-  const double radius = widget && widget->testAttribute(Qt::WA_TranslucentBackground) ? ScaledF(12, scale) : 0;
+  const double radius =
+      widget && widget->testAttribute(Qt::WA_TranslucentBackground) ? ScaledF(12, scale) : 0;
   painter.setBrush(Token("raised"));
   painter.drawRoundedRect(rect, radius, radius);
   PaintEdge(painter, rect, radius, std::max(1, Scaled(1, scale)), Token("line"));
@@ -176,7 +177,8 @@ void PaintMenuItem(QPainter& painter, const QStyleOptionMenuItem& item, const QW
     painter.drawRoundedRect(rect, px(6), px(6));
   }
   const auto part = [&](int left, int wide) {
-    return QStyle::visualRect(item.direction, rect, QRect(rect.left() + left, rect.top(), wide, rect.height()));
+    return QStyle::visualRect(item.direction, rect,
+                              QRect(rect.left() + left, rect.top(), wide, rect.height()));
   };
   const auto menu = qobject_cast<const QMenu*>(widget);
   QAction* const action = menu ? menu->actionAt(rect.center()) : nullptr;
@@ -194,7 +196,9 @@ void PaintMenuItem(QPainter& painter, const QStyleOptionMenuItem& item, const QW
   painter.setPen(ink);
   const QString text = item.text.section('\t', 0, 0), keys = item.text.section('\t', 1, 1);
   const int flags = Qt::AlignVCenter | Qt::TextSingleLine | Qt::TextHideMnemonic;
-  const auto side = [&item](Qt::Alignment a) { return static_cast<int>(QStyle::visualAlignment(item.direction, a)); };
+  const auto side = [&item](Qt::Alignment a) {
+    return static_cast<int>(QStyle::visualAlignment(item.direction, a));
+  };
   painter.drawText(words, flags | side(Qt::AlignLeft), text);
   if (keys.isEmpty()) return;
   painter.setFont(Theme::Instance().Font("small", scale));
@@ -430,7 +434,8 @@ QRect GalleryStyle::subControlRect(ComplexControl control, const QStyleOptionCom
   }
 }
 
-QRect GalleryStyle::subElementRect(SubElement element, const QStyleOption* option, const QWidget* widget) const {
+QRect GalleryStyle::subElementRect(SubElement element, const QStyleOption* option,
+                                   const QWidget* widget) const {
   if (element == SE_LineEditContents) {
     const int scale = ScaleOf(widget);
     const int side = Scaled(option->rect.height() <= Scaled(28, scale) ? 6 : 10, scale);
@@ -449,7 +454,8 @@ QSize GalleryStyle::sizeFromContents(ContentsType type, const QStyleOption* opti
     case CT_MenuItem:
       return MenuItemSize(*qstyleoption_cast<const QStyleOptionMenuItem*>(option), widget);
     case CT_LineEdit:
-      return {size.width() + Scaled(24, scale), std::max(Scaled(36, scale), size.height() + Scaled(8, scale))};
+      return {size.width() + Scaled(24, scale),
+              std::max(Scaled(36, scale), size.height() + Scaled(8, scale))};
     case CT_Slider:
       return size.expandedTo({Scaled(36, scale), Scaled(36, scale)});
     case CT_CheckBox:

@@ -58,7 +58,8 @@ class Sheet : public WindowImplBaseEx {
   CControlUI* BuildRoot() override {
     QByteArray xml = R"(<VerticalLayout inset="32,16,20,8" bkcolor="page"><HorizontalLayout height="32">)";
     xml += R"(<Control width="100"/>)";
-    for (const char* look : kLooks) xml += Cell("112", R"(<Label font="small" textcolor="text-2" text=")" + QByteArray(look) + R"("/>)");
+    for (const char* look : kLooks)
+      xml += Cell("112", R"(<Label font="small" textcolor="text-2" text=")" + QByteArray(look) + R"("/>)");
     xml += "</HorizontalLayout>";
     for (const Line& line : kLines) {
       xml += R"(<HorizontalLayout height="52"><Label width="100" font="small" textcolor="text-2" text=")";
@@ -96,8 +97,8 @@ class Sheet : public WindowImplBaseEx {
 
  private:
   static QByteArray Cell(const QByteArray& width, const QByteArray& controls) {
-    return "<HorizontalLayout width=\"" + width + "\" childpadding=\"10\" childvalign=\"middle\">" + controls +
-           "<Control/></HorizontalLayout>";
+    return "<HorizontalLayout width=\"" + width + "\" childpadding=\"10\" childvalign=\"middle\">" +
+           controls + "<Control/></HorizontalLayout>";
   }
 
   static void ForceLook(CControlUI& control, Look look) {
@@ -110,7 +111,8 @@ class Sheet : public WindowImplBaseEx {
     }
     if (look == Look::Disabled) control.SetEnabled(false);
     const bool field = dynamic_cast<CEditUI*>(&control);
-    if (look == Look::Focus && !field && widget.focusPolicy() != Qt::NoFocus) widget.setProperty("sample-focus", true);
+    if (look == Look::Focus && !field && widget.focusPolicy() != Qt::NoFocus)
+      widget.setProperty("sample-focus", true);
     if (look == Look::Focus && field) widget.setFocus();
     auto* const button = dynamic_cast<QAbstractButton*>(&widget);
     if (button && look == Look::Pressed) button->setDown(true);
