@@ -16,7 +16,9 @@ namespace {
 // A control in a Qt layout, with its free space around it.
 class PaddedItem : public QWidgetItem {
  public:
-  explicit PaddedItem(CControlUI& child) : QWidgetItem(child.Widget()), control(child) {}
+  explicit PaddedItem(CControlUI& child) : QWidgetItem(child.Widget()), control(child) {
+    setAlignment(child.GetAlignment());
+  }
 
   QSize sizeHint() const override { return Grown(QWidgetItem::sizeHint()); }
   QSize minimumSize() const override { return Grown(QWidgetItem::minimumSize()); }
@@ -29,7 +31,6 @@ class PaddedItem : public QWidgetItem {
     return height < 0 ? height : height + around.top() + around.bottom();
   }
   void setGeometry(const QRect& rect) override {
-    setAlignment(control.GetAlignment());
     QWidgetItem::setGeometry(rect.marginsRemoved(control.GetPadding()));
   }
 
@@ -85,7 +86,7 @@ void CContainerUI::Place(CControlUI& child, int index) {
   if (const auto box = dynamic_cast<QBoxLayout*>(layout())) {
     box->insertItem(index, item);
   } else if (const auto grid = dynamic_cast<QGridLayout*>(layout())) {
-    grid->addItem(item, 0, 0);
+    grid->addItem(item, 0, 0, 1, 1, child.GetAlignment());
   }
 }
 

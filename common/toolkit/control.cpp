@@ -6,6 +6,7 @@
 #include <QFocusEvent>
 #include <QHash>
 #include <QKeyEvent>
+#include <QLayout>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QSet>
@@ -129,6 +130,8 @@ QMargins CControlUI::GetPadding() const {
 
 void CControlUI::SetAlignment(Qt::Alignment alignment) {
   place = alignment;
+  const QWidget* parent = Widget()->parentWidget();
+  if (parent && parent->layout()) parent->layout()->setAlignment(Widget(), alignment);
   NeedUpdate();
 }
 
