@@ -26,18 +26,23 @@ class PaddedItem : public QWidgetItem {
     return Grown(QWidgetItem::maximumSize()).boundedTo({QLAYOUTSIZE_MAX, QLAYOUTSIZE_MAX});
   }
   int heightForWidth(int width) const override {
+    if (placing) return QWidgetItem::heightForWidth(width);
     const QMargins around = control.GetPadding();
     const int height = QWidgetItem::heightForWidth(width - around.left() - around.right());
     return height < 0 ? height : height + around.top() + around.bottom();
   }
   void setGeometry(const QRect& rect) override {
+    // The base asks for the size to align the widget itself.
+    placing = true;
     QWidgetItem::setGeometry(rect.marginsRemoved(control.GetPadding()));
+    placing = false;
   }
 
  private:
-  QSize Grown(QSize size) const { return isEmpty() ? size : size.grownBy(control.GetPadding()); }
+  QSize Grown(QSize size) const { return placing || isEmpty() ? size : size.grownBy(control.GetPadding()); }
 
   CControlUI& control;
+  bool placing = false;
 };
 
 // Takes the child out of the tree now and deletes it when no event of it runs.

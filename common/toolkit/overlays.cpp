@@ -16,7 +16,7 @@
 namespace {
 
 constexpr int kToastRise = 16, kToastBottom = 32, kToastWidest = 560, kToastHigh = 44;
-constexpr int kToastRadius = 12, kBubbleArrow = 6, kBubbleGap = 4, kBubbleWidest = 340;
+constexpr int kToastRadius = 12, kBubbleArrow = 6, kBubbleWidest = 340, kBubbleMargin = 8;
 constexpr int kFastMs = 120, kDialogMs = 180, kToastMs = 240;
 const QEasingCurve::Type kCurve = QEasingCurve::OutCubic;
 
@@ -266,7 +266,7 @@ void Bubble::Place() {
   if (!anchor) return;
   const QWidget& page = *parentWidget();
   const QRect at(anchor->mapTo(&page, QPoint()), anchor->size());
-  const int arrow = Scaled(kBubbleArrow), gap = Scaled(kBubbleGap), side = Scaled(12);
+  const int arrow = Scaled(kBubbleArrow), side = Scaled(12);
   layout()->setContentsMargins(side, Scaled(8) + arrow, side, Scaled(8) + arrow);
   // As wide as one line wants, up to the limit; then as high as the lines.
   const int words = label->fontMetrics().horizontalAdvance(label->text()) + 2;
@@ -274,9 +274,10 @@ void Bubble::Place() {
   const int wide = std::min({words + rest, Scaled(kBubbleWidest), page.width()});
   const int high =
       layout()->hasHeightForWidth() ? layout()->heightForWidth(wide) : layout()->sizeHint().height();
-  above = at.bottom() + gap + high > page.height() && at.top() - gap >= high;
+  above = at.bottom() + high > page.height() && at.top() >= high;
   const int start = isRightToLeft() ? at.right() + 1 - wide : at.left();
-  const int x = std::clamp(start, 0, std::max(0, page.width() - wide));
+  const int margin = Scaled(kBubbleMargin);
+  const int x = std::clamp(start, margin, std::max(margin, page.width() - wide - margin));
   arrowX = std::clamp(at.center().x() - x, side + arrow, std::max(side + arrow, wide - side - arrow));
   if (at.width() > 2 * wide) arrowX = isRightToLeft() ? wide - 2 * side : 2 * side;
   setGeometry(x, above ? at.top() - high : at.bottom() + 1, wide, high);

@@ -231,6 +231,12 @@ TEST(Layouts, APlainContainerLaysItsChildrenOverEachOther) {
   EXPECT_EQ(window.FindControl("mark")->GetPos(), QRect(384, 290, 16, 10));
 }
 
+TEST(Layouts, AnAlignedChildKeepsItsFreeSpaceOnce) {
+  SkinWindow window(R"(
+    <Container><Control name="x" width="32" height="20" align="end" valign="top" padding="3,16,8,5"/></Container>)");
+  EXPECT_EQ(window.FindControl("x")->GetPos(), QRect(400 - 8 - 32, 16, 32, 20));
+}
+
 TEST(Layouts, AHiddenChildTakesNoRoom) {
   SkinWindow window(R"(<VerticalLayout childpadding="6"><Control name="a" height="50"/>
     <Control name="b" height="50"/><Control name="c"/></VerticalLayout>)");

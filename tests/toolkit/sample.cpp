@@ -1,5 +1,6 @@
-// Draws every control in every state, light and dark, and all icons, into a
-// picture: toolkit_sample OUT.png. ZENTARA_SCALE sets the scale.
+// Draws every control in every state, light and dark, and all icons into a
+// picture, or a dialog and notices over a page: toolkit_sample OUT.png [notices].
+// ZENTARA_SCALE sets the scale, ZENTARA_SAMPLE_LANGUAGE the language.
 
 #include <QApplication>
 #include <QDir>
@@ -15,6 +16,8 @@
 #include "common/toolkit/edit.h"
 #include "common/toolkit/icons.h"
 #include "common/toolkit/label.h"
+#include "common/toolkit/menu.h"
+#include "common/toolkit/overlays.h"
 #include "common/toolkit/resourcemanager.h"
 #include "common/toolkit/slider.h"
 #include "common/toolkit/theme.h"
@@ -157,14 +160,98 @@ QImage RenderIcons(int wide) {
   return image;
 }
 
+class Page : public WindowImplBaseEx {
+ public:
+  explicit Page(const QByteArray& xml) : skin(xml) {}
+  CControlUI* BuildRoot() override { return CDialogBuilder().CreateFromText(skin, this, this); }
+
+ private:
+  QByteArray skin;
+};
+
+const char kPage[] = R"(
+<VerticalLayout bkcolor="page" inset="24,24,24,24" childpadding="12">
+  <HorizontalLayout height="36" childpadding="4">
+    <Button style="main" icon="upload" text="Upload" font="label"/><Button style="tool" icon="download" text="Download"/>
+    <Button style="tool" icon="delete" text="Delete" enabled="false"/><Control/>
+    <Button name="multi" style="icon" icon="multi-select" text="Select several"/>
+  </HorizontalLayout>
+  <HorizontalLayout height="24"><Label font="title" text="Pictures"/><Label font="count" textcolor="text-2" text="412 photos" padding="12,0,0,0"/>
+    <Control/><Ring width="16" stroke="2" padding="0,0,8,0"/><Label font="small" textcolor="text-2" text="Uploading 3 items"/></HorizontalLayout>
+  <Progress value="40" max="100"/>
+  <HorizontalLayout height="44"><Edit name="name" text="Seaside" error="true" width="220"/><Control/></HorizontalLayout>
+  <Control/>
+</VerticalLayout>)";
+
+const char kDialogPage[] = R"(
+<Container width="420"><VerticalLayout inset="24,24,24,24">
+  <Label font="dialog" text="Delete 3 files?"/>
+  <Label font="body" textcolor="text-2" wrap="true" padding="0,8,0,24" text="They go to Recently deleted and stay there for 30 days."/>
+  <HorizontalLayout height="36" childpadding="8"><Control/><Button text="Cancel"/><Button style="danger" text="Delete"/></HorizontalLayout>
+</VerticalLayout>
+<Button style="icon" icon="close" iconsize="18" iconcolor="text-2" width="32" height="32" align="end" valign="top" padding="0,16,16,0" text="IDS_TOOLKIT_CLOSE"/>
+</Container>)";
+
+QImage RenderNotices(ThemeMode mode, bool withDialog) {
+  Theme::Instance().SetMode(mode);
+  Theme::Instance().SetDesktop({.reducedMotion = true});
+  const int scale = toolkit::ScaleOf(nullptr);
+  const auto px = [scale](int pixels) { return toolkit::Scaled(pixels, scale); };
+  Page page(kPage);
+  page.Create(static_cast<QWidget*>(nullptr), "page", WindowStyle::Frame, {0, 0, px(720), px(460)});
+  page.show();
+  QApplication::processEvents();
+  Bubble::Show(*page.FindControl("name")->Widget(), "There is already an album with this name.", BubbleKind::Error);
+  Bubble::Show(*page.FindControl("multi")->Widget(), "Choose several pictures, then download, move or delete them together.",
+               BubbleKind::Accent, true);
+  Toast::Show(page, {.icon = "check", .sentence = "3 files moved to Seaside", .action = "Show"});
+  Page dialog(kDialogPage);
+  if (withDialog) {
+    new DimLayer(page);
+    dialog.Create(&page, "dialog", WindowStyle::Dialog);
+    dialog.ShowWindow();
+  }
+  CMenuWnd menu(page.Manager(), nullptr);
+  (void)menu.Load("Menu/TextMenu.xml");
+  menu.FindItem("Cut")->setIcon(icons::Icon("rename", px(18), Theme::Instance().Color("text-2")));
+  menu.setActiveAction(menu.FindItem("Copy"));
+  menu.resize(menu.sizeHint());
+  QApplication::processEvents();
+  QImage image(page.size(), QImage::Format_RGB32);
+  QPainter painter(&image);
+  page.render(&painter);
+  if (!withDialog) menu.render(&painter, {px(40), px(250)});
+  return image;
+}
+
+QImage Beside(const QImage& a, const QImage& b) {
+  QImage both(a.width() + b.width(), std::max(a.height(), b.height()), QImage::Format_RGB32);
+  QPainter painter(&both);
+  painter.drawImage(0, 0, a);
+  painter.drawImage(a.width(), 0, b);
+  return both;
+}
+
+QImage Notices() {
+  const QImage top = Beside(RenderNotices(ThemeMode::Light, false), RenderNotices(ThemeMode::Dark, false));
+  const QImage bottom = Beside(RenderNotices(ThemeMode::Light, true), RenderNotices(ThemeMode::Dark, true));
+  QImage all(top.width(), top.height() + bottom.height(), QImage::Format_RGB32);
+  QPainter painter(&all);
+  painter.drawImage(0, 0, top);
+  painter.drawImage(0, top.height(), bottom);
+  return all;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 2) return std::fprintf(stderr, "toolkit_sample OUT.png\n"), 1;
+  if (argc < 2) return std::fprintf(stderr, "toolkit_sample OUT.png [notices]\n"), 1;
   if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
   toolkit::Prepare();
   QApplication application(argc, argv);
   toolkit::Start(application);
+  CResourceManager::GetInstance().SetLanguage(qEnvironmentVariable("ZENTARA_SAMPLE_LANGUAGE", "en-GB"));
+  if (argc > 2) return Notices().save(argv[1]) ? 0 : 1;
   const QImage dark = Render(ThemeMode::Dark), light = Render(ThemeMode::Light);
   const QImage icon = RenderIcons(light.width() * 2);
   QImage all(light.width() * 2, light.height() + icon.height(), QImage::Format_RGB32);
