@@ -140,13 +140,16 @@ void CButtonUI::Restyle() {
   setIconSize({IconSize(), IconSize()});
 }
 
-CCheckBoxUI::CCheckBoxUI(QWidget* parent) : TControl<QCheckBox>(parent) { TellToggles(*this); }
+CCheckBoxUI::CCheckBoxUI(QWidget* parent) : TControl<QCheckBox>(parent) {
+  setProperty("radius", 5);
+  TellToggles(*this);
+}
 
 void CCheckBoxUI::SetAttribute(const QString& name, const QString& value) {
   if (name == "selected") return Selected(ToBool(value));
   if (name != "switch") return TControl<QCheckBox>::SetAttribute(name, value);
   isSwitch = ToBool(value);
-  setProperty("radius", isSwitch ? 999 : 4);
+  setProperty("radius", isSwitch ? 999 : 5);
   updateGeometry();
 }
 
@@ -155,7 +158,10 @@ void CCheckBoxUI::ShowText(const QString& shown) {
   setText(QString(shown).replace('&', "&&"));
 }
 
-CRadioUI::CRadioUI(QWidget* parent) : TControl<QRadioButton>(parent) { TellToggles(*this); }
+CRadioUI::CRadioUI(QWidget* parent) : TControl<QRadioButton>(parent) {
+  setProperty("radius", 9);
+  TellToggles(*this);
+}
 
 void CRadioUI::SetAttribute(const QString& name, const QString& value) {
   if (name == "selected") return Selected(ToBool(value));

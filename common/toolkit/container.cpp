@@ -16,7 +16,9 @@ namespace {
 // A control in a Qt layout, with its free space around it.
 class PaddedItem : public QWidgetItem {
  public:
-  explicit PaddedItem(CControlUI& child) : QWidgetItem(child.Widget()), control(child) {}
+  explicit PaddedItem(CControlUI& child) : QWidgetItem(child.Widget()), control(child) {
+    setAlignment(child.GetAlignment());
+  }
 
   QSize sizeHint() const override { return Grown(QWidgetItem::sizeHint()); }
   QSize minimumSize() const override { return Grown(QWidgetItem::minimumSize()); }
@@ -24,19 +26,23 @@ class PaddedItem : public QWidgetItem {
     return Grown(QWidgetItem::maximumSize()).boundedTo({QLAYOUTSIZE_MAX, QLAYOUTSIZE_MAX});
   }
   int heightForWidth(int width) const override {
+    if (placing) return QWidgetItem::heightForWidth(width);
     const QMargins around = control.GetPadding();
     const int height = QWidgetItem::heightForWidth(width - around.left() - around.right());
     return height < 0 ? height : height + around.top() + around.bottom();
   }
   void setGeometry(const QRect& rect) override {
-    setAlignment(control.GetAlignment());
+    // The base asks for the size to align the widget itself.
+    placing = true;
     QWidgetItem::setGeometry(rect.marginsRemoved(control.GetPadding()));
+    placing = false;
   }
 
  private:
-  QSize Grown(QSize size) const { return isEmpty() ? size : size.grownBy(control.GetPadding()); }
+  QSize Grown(QSize size) const { return placing || isEmpty() ? size : size.grownBy(control.GetPadding()); }
 
   CControlUI& control;
+  bool placing = false;
 };
 
 // Takes the child out of the tree now and deletes it when no event of it runs.
@@ -85,7 +91,7 @@ void CContainerUI::Place(CControlUI& child, int index) {
   if (const auto box = dynamic_cast<QBoxLayout*>(layout())) {
     box->insertItem(index, item);
   } else if (const auto grid = dynamic_cast<QGridLayout*>(layout())) {
-    grid->addItem(item, 0, 0);
+    grid->addItem(item, 0, 0, 1, 1, child.GetAlignment());
   }
 }
 

@@ -6,6 +6,7 @@
 #include <QFocusEvent>
 #include <QHash>
 #include <QKeyEvent>
+#include <QLayout>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QSet>
@@ -129,6 +130,8 @@ QMargins CControlUI::GetPadding() const {
 
 void CControlUI::SetAlignment(Qt::Alignment alignment) {
   place = alignment;
+  const QWidget* parent = Widget()->parentWidget();
+  if (parent && parent->layout()) parent->layout()->setAlignment(Widget(), alignment);
   NeedUpdate();
 }
 
@@ -159,8 +162,8 @@ QColor CControlUI::ColorOf(const QString& color) {
 }
 
 QColor CControlUI::TextColor() const {
-  if (!foreColor.isEmpty()) return ColorOf(foreColor);
-  return Theme::Instance().Color(IsEnabled() ? "text" : "text-off");
+  if (!IsEnabled()) return Theme::Instance().Color("text-off");
+  return foreColor.isEmpty() ? Theme::Instance().Color("text") : ColorOf(foreColor);
 }
 
 void CControlUI::SetBkColor(const QString& color) {
@@ -189,9 +192,11 @@ void CControlUI::Restyle() {
   ApplyTexts();
   if (!fontStyle.isEmpty()) Widget()->setFont(Theme::Instance().Font(fontStyle, GetScale()));
   if (!foreColor.isEmpty()) {
-    QPalette palette = Widget()->palette();
-    palette.setColor(QPalette::WindowText, ColorOf(foreColor));
-    palette.setColor(QPalette::Text, ColorOf(foreColor));
+    QPalette palette;
+    for (const auto role : {QPalette::WindowText, QPalette::Text}) {
+      palette.setColor(role, ColorOf(foreColor));
+      palette.setColor(QPalette::Disabled, role, Theme::Instance().Color("text-off"));
+    }
     Widget()->setPalette(palette);
   }
   NeedUpdate();

@@ -143,7 +143,9 @@ class CControlUI {
 
   // A colour by token or #RRGGBB, in the theme of the moment.
   static QColor ColorOf(const QString& color);
+  // text-off while it is disabled.
   QColor TextColor() const;
+  bool HasTextColor() const { return !foreColor.isEmpty(); }
 
   // Painting in this order, before the Qt widget paints itself.
   virtual void PaintBkColor(QPainter& painter);

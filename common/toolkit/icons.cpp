@@ -7,6 +7,9 @@
 #include <QPixmapCache>
 #include <QSet>
 #include <QSvgRenderer>
+#include <algorithm>
+
+#include "common/toolkit/toolkit.h"
 
 namespace icons {
 namespace {
@@ -32,8 +35,9 @@ QPixmap Render(const QString& name, int size, const QColor& color, double ratio,
   if (source.isEmpty() || size <= 0) return {};
   source.replace("currentColor", color.name(QColor::HexRgb).toLatin1());
   // Thin lines would fade away when a small icon is only made smaller.
-  if (size < 24) {
-    const double width = 1.5 * std::min(24.0 / size, 1.25);
+  const double designSize = size * 100.0 / toolkit::ScaleOf(nullptr);
+  if (designSize < 24) {
+    const double width = 1.5 * std::min(24 / designSize, 4.0 / 3);
     source.replace("stroke-width=\"1.5\"", "stroke-width=\"" + QByteArray::number(width, 'f', 2) + "\"");
   }
   const int pixels = qRound(size * ratio);

@@ -40,10 +40,16 @@ void CSliderUI::SetAttribute(const QString& name, const QString& value) {
   }
 }
 
+QRect CSliderUI::KnobRect() const {
+  QStyleOptionSlider option;
+  initStyleOption(&option);
+  return style()->subControlRect(QStyle::CC_Slider, &option, QStyle::SC_SliderHandle, this);
+}
+
 int CSliderUI::ValueAt(QPoint point) const {
   QStyleOptionSlider option;
   initStyleOption(&option);
-  const QRect knob = style()->subControlRect(QStyle::CC_Slider, &option, QStyle::SC_SliderHandle, this);
+  const QRect knob = KnobRect();
   const bool across = orientation() == Qt::Horizontal;
   const int space = across ? width() - knob.width() : height() - knob.height();
   const int at = across ? point.x() - knob.width() / 2 : point.y() - knob.height() / 2;

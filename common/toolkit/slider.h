@@ -24,6 +24,7 @@ class CSliderUI : public TControl<QSlider> {
   int GetMinValue() const { return minimum(); }
   int GetMaxValue() const { return maximum(); }
   bool HasStops() const { return stops; }
+  QRect KnobRect() const;
   // The words that assistive technology says for the value; without a function
   // it says the number. Made anew at every change.
   void SetValueText(std::function<QString(int)> words) { valueText = std::move(words); }

@@ -28,8 +28,11 @@ class TControl : public Q, public CControlUI {
   }
 };
 
-// A control that paints itself: override PaintBkImage. Element "Control".
+// A control that paints itself: override PaintBkImage. Takes the room that is
+// left. Element "Control".
 class CWidgetUI : public TControl<QWidget> {
  public:
-  using TControl<QWidget>::TControl;
+  explicit CWidgetUI(QWidget* parent = nullptr) : TControl<QWidget>(parent) {
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
+  }
 };

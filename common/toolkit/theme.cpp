@@ -164,6 +164,8 @@ QFont Theme::Font(const QString& style, int scale) const {
   QFont font(Families());
   font.setPixelSize(std::max(1, qRound(type.size * textScale * scale / 100)));
   font.setWeight(type.weight);
+  // Rounding to whole pixels makes the medium weight look bold.
+  font.setHintingPreference(QFont::PreferNoHinting);
   return font;
 }
 

@@ -2,6 +2,8 @@
 
 #include <QApplication>
 #include <QScreen>
+#include <QStyle>
+#include <QToolTip>
 #include <QWidget>
 
 #include "common/toolkit/focusring.h"
@@ -17,13 +19,27 @@ void Prepare() {
   QCoreApplication::setAttribute(Qt::AA_DontCreateNativeWidgetSiblings);
 }
 
+namespace {
+
+// Fonts and colours of what is no control of a skin: menus, tool tips, dialogs
+// of Qt.
+void Dress(QApplication& application) {
+  const Theme& theme = Theme::Instance();
+  const int scale = ScaleOf(nullptr);
+  application.setFont(theme.Font("body", scale));
+  QPalette palette;
+  application.style()->polish(palette);
+  application.setPalette(palette);
+  QToolTip::setFont(theme.Font("small", scale));
+  QToolTip::setPalette(palette);
+}
+
+}  // namespace
+
 void Start(QApplication& application) {
   application.setStyle(new GalleryStyle);
-  application.setFont(Theme::Instance().Font("body", ScaleOf(nullptr)));
-  QObject::connect(&Theme::Instance(), &Theme::changed, &application, [&application] {
-    application.setFont(Theme::Instance().Font("body", ScaleOf(nullptr)));
-    application.setPalette(application.style()->standardPalette());
-  });
+  Dress(application);
+  QObject::connect(&Theme::Instance(), &Theme::changed, &application, [&application] { Dress(application); });
   Theme::Instance().FollowDesktop();
   new FocusRing(application);
 }

@@ -12,6 +12,7 @@
 #include <QVBoxLayout>
 #include <QWindow>
 
+#include "common/toolkit/overlays.h"
 #include "common/toolkit/resourcemanager.h"
 #include "common/toolkit/theme.h"
 #include "common/toolkit/toolkit.h"
@@ -33,6 +34,8 @@ void RunLater(std::function<void()> work) {
 }
 
 constexpr int kDialogRadius = 16, kPopupRadius = 12;
+
+int ShadowLevel(WindowStyle style) { return style == WindowStyle::Dialog ? 3 : 2; }
 
 }  // namespace
 
@@ -68,6 +71,8 @@ HWND WindowImplBaseEx::Create(QWidget* parent, const QString& name, WindowStyle 
   if (!BuildSkin()) return nullptr;
   closing = false;
   Register();
+  if (overlay && holder)
+    new ShadowUI(*this, style == WindowStyle::Dialog ? kDialogRadius : kPopupRadius, ShadowLevel(style));
   rect.isEmpty() ? adjustSize() : setGeometry(rect);
   if (rect.isEmpty() && overlay) CenterWindow();
   InitWindow();

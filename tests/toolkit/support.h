@@ -3,8 +3,20 @@
 #include <QTest>
 #include <QXmlStreamReader>
 #include <functional>
+#include <ostream>
 
 #include "common/toolkit/windowimplbase.h"
+
+// Readable failures.
+inline void PrintTo(const QString& text, std::ostream* out) { *out << '"' << text.toStdString() << '"'; }
+inline void PrintTo(const QRect& r, std::ostream* out) {
+  *out << r.x() << ',' << r.y() << ' ' << r.width() << 'x' << r.height();
+}
+inline void PrintTo(const QSize& size, std::ostream* out) { *out << size.width() << 'x' << size.height(); }
+inline void PrintTo(const QPoint& point, std::ostream* out) { *out << point.x() << ',' << point.y(); }
+inline void PrintTo(const QColor& color, std::ostream* out) {
+  *out << color.name(QColor::HexArgb).toStdString();
+}
 
 // A window made from a skin that the test gives as words, which remembers its
 // notifications.
