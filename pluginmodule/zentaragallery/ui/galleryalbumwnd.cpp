@@ -3,6 +3,7 @@
 #include <array>
 
 #include "common/toolkit/container.h"
+#include "common/toolkit/list.h"
 #include "common/toolkit/menu.h"
 #include "common/toolkit/resourcemanager.h"
 #include "host/logger.h"
@@ -125,7 +126,7 @@ void CGalleryAlbumWnd::Reload() {
 }
 
 void CGalleryAlbumWnd::FillCustom() {
-  auto* box = Find<CContainerUI>(QStringLiteral("custom_albums"));
+  auto* box = Find<CListUI>(QStringLiteral("custom_albums"));
   if (!box) return;
   Gallery::Albums all;
   Gallery::GetInstance().GetAlbums(all, false);

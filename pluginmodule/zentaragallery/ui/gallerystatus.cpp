@@ -9,6 +9,7 @@
 #include "host/globalparamwrapper.h"
 #include "store/dbhelper.h"
 #include "sync/synchelper.h"
+#include "ui/galleryalbumwnd.h"
 #include "ui/pagecontext.h"
 #include "ui/userproperties.h"
 #include "ui/view/pageflags.h"

@@ -144,6 +144,8 @@ void ZentaraGallery::OnFinalMessage() {
   GlobalData::uploadProgressWnd = nullptr;
 }
 
+CGalleryAlbumWnd* ZentaraGallery::Panel() const { return panel; }
+
 // --- Views
 
 void ZentaraGallery::BindView(const Album& album) {

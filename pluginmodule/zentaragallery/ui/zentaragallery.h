@@ -65,7 +65,7 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
 
   Album::Ptr CurrentAlbum() const { return current; }
   CGalleryVListUI* CurrentList() const { return list; }
-  CGalleryAlbumWnd* Panel() const { return panel; }
+  CGalleryAlbumWnd* Panel() const;
   // Work over files off this thread, with the progress line after a moment. `work`
   // counts into its argument and looks at `stop` between steps; `done` runs here.
   struct Job {
