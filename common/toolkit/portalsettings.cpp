@@ -4,6 +4,7 @@
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
+#include <QDBusVariant>
 
 namespace {
 
@@ -25,8 +26,8 @@ QVariant Unwrapped(QVariant value) {
 PortalSettings::PortalSettings(const Theme::Desktop& start, QObject* parent) : QObject(parent), value(start) {
   QDBusConnection bus = QDBusConnection::sessionBus();
   if (!bus.isConnected()) return;
-  const bool listening = bus.connect(kService, kPath, kInterface, "SettingChanged", this,
-                                     SLOT(OnSetting(QString, QString, QDBusVariant)));
+  const bool listening =
+      bus.connect(kService, kPath, kInterface, "SettingChanged", this, SLOT(OnSignal(QDBusMessage)));
   if (!listening) qWarning("Theme: cannot listen to the settings portal");
   Read(kAppearance, "color-scheme");
   Read(kAppearance, "contrast");
@@ -41,12 +42,17 @@ void PortalSettings::Read(const QString& space, const QString& key) {
   connect(answer, &QDBusPendingCallWatcher::finished, this, [this, answer, space, key] {
     answer->deleteLater();
     const QDBusPendingReply<QDBusVariant> reply = *answer;
-    if (!reply.isError()) OnSetting(space, key, reply.value());
+    if (!reply.isError()) OnSetting(space, key, reply.value().variant());
   });
 }
 
-void PortalSettings::OnSetting(const QString& space, const QString& key, const QDBusVariant& setting) {
-  const QVariant plain = Unwrapped(QVariant::fromValue(setting));
+void PortalSettings::OnSignal(const QDBusMessage& message) {
+  const QList<QVariant> parts = message.arguments();
+  if (parts.size() == 3) OnSetting(parts[0].toString(), parts[1].toString(), parts[2]);
+}
+
+void PortalSettings::OnSetting(const QString& space, const QString& key, const QVariant& setting) {
+  const QVariant plain = Unwrapped(setting);
   const Theme::Desktop before = value;
   if (space == kAppearance && key == "color-scheme") value.dark = plain.toUInt() == 1;
   if (space == kAppearance && key == "contrast") value.highContrast = plain.toUInt() == 1;

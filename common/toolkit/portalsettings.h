@@ -1,7 +1,6 @@
 #pragma once
 
-// The whole type: with its name alone the bus would not find the slot.
-#include <QDBusVariant>
+#include <QDBusMessage>
 #include <QObject>
 
 #include "common/toolkit/theme.h"
@@ -18,9 +17,12 @@ class PortalSettings : public QObject {
   void changed();
 
  private Q_SLOTS:
-  void OnSetting(const QString& space, const QString& key, const QDBusVariant& setting);
+  // The bus does not find a slot that takes a QDBusVariant before some other
+  // message has brought one; it finds this one always.
+  void OnSignal(const QDBusMessage& message);
 
  private:
+  void OnSetting(const QString& space, const QString& key, const QVariant& setting);
   void Read(const QString& space, const QString& key);
 
   Theme::Desktop value;

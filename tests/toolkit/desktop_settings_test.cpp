@@ -10,6 +10,9 @@
 #include <QDBusVirtualObject>
 #include <QProcess>
 #include <QTest>
+#include <csignal>
+
+#include <sys/prctl.h>
 
 #include "common/toolkit/theme.h"
 #include "common/toolkit/toolkit.h"
@@ -80,6 +83,8 @@ int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
   QProcess daemon;
   daemon.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+  // A test that is cut off leaves no bus behind.
+  daemon.setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGKILL); });
   daemon.start("dbus-daemon", {"--session", "--nofork", "--print-address"});
   if (!daemon.waitForStarted() || !daemon.waitForReadyRead(20000)) return 1;
   busAddress = QString::fromUtf8(daemon.readLine()).trimmed();
