@@ -4,21 +4,23 @@
 #include <QFocusEvent>
 #include <QWidget>
 
-FocusRing::FocusRing(QApplication& application) {
+FocusRing::FocusRing(QApplication& application) : QObject(&application) {
   application.installEventFilter(this);
-  connect(&application, &QObject::destroyed, this, &QObject::deleteLater);
+}
+
+void FocusRing::Show(QWidget* widget) {
+  if (!ring && widget) ring = new QFocusFrame;
+  if (ring) ring->setWidget(widget);
 }
 
 bool FocusRing::eventFilter(QObject* watched, QEvent* event) {
-  if (event->type() == QEvent::FocusIn && watched->isWidgetType()) {
-    const Qt::FocusReason reason = static_cast<QFocusEvent*>(event)->reason();
-    const bool byKey =
-        reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason || reason == Qt::ShortcutFocusReason;
-    // A window that comes to the front again keeps the ring that it had.
-    if (reason != Qt::ActiveWindowFocusReason && reason != Qt::PopupFocusReason) {
-      const bool wanted = byKey && !watched->property("ownring").toBool();
-      setWidget(wanted ? static_cast<QWidget*>(watched) : nullptr);
-    }
-  }
-  return QFocusFrame::eventFilter(watched, event);
+  if (event->type() != QEvent::FocusIn || !watched->isWidgetType()) return false;
+  const Qt::FocusReason reason = static_cast<QFocusEvent*>(event)->reason();
+  // A window that comes to the front again keeps the ring that it had.
+  if (reason == Qt::ActiveWindowFocusReason || reason == Qt::PopupFocusReason) return false;
+  const bool byKey =
+      reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason || reason == Qt::ShortcutFocusReason;
+  const bool wanted = byKey && !watched->property("ownring").toBool();
+  Show(wanted ? static_cast<QWidget*>(watched) : nullptr);
+  return false;
 }
