@@ -189,7 +189,9 @@ void CControlUI::SetFont(const QString& style) {
 
 void CControlUI::Restyle() {
   ApplySizes();
+  restyling = true;
   ApplyTexts();
+  restyling = false;
   if (!fontStyle.isEmpty()) Widget()->setFont(Theme::Instance().Font(fontStyle, GetScale()));
   if (!foreColor.isEmpty()) {
     QPalette palette;

@@ -159,6 +159,8 @@ class CControlUI {
   bool Translate(QEvent& event);
   void AfterEvent(QEvent& event);
   virtual void InitChildren() {}
+  // The words are shown anew and not set.
+  bool IsRestyling() const { return restyling; }
 
  private:
   using Setter = void (*)(CControlUI&, const QString&);
@@ -185,5 +187,6 @@ class CControlUI {
   QVariant userData;
   bool menu = false;
   bool initialised = false;
+  bool restyling = false;
   bool inSetPos = false;
 };

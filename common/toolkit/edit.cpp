@@ -1,5 +1,9 @@
 #include "common/toolkit/edit.h"
 
+#include <QContextMenuEvent>
+#include <QHash>
+#include <QMenu>
+
 #include "common/toolkit/attributes.h"
 #include "common/toolkit/resourcemanager.h"
 
@@ -12,8 +16,10 @@ CEditUI::CEditUI(QWidget* parent) : TControl<QLineEdit>(parent) {
 }
 
 void CEditUI::ShowText(const QString& shown) {
-  // A change of language must not undo what the user typed.
-  if (shown != CControlUI::GetText() || text().isEmpty()) setText(shown);
+  // A change of language or theme must not undo what the user typed.
+  const bool untouched = text() == CControlUI::GetText();
+  const bool again = IsRestyling();
+  if (untouched || !again) setText(shown);
   CControlUI::ShowText(shown);
 }
 
@@ -32,6 +38,30 @@ void CEditUI::SetAttribute(const QString& name, const QString& value) {
   } else {
     TControl<QLineEdit>::SetAttribute(name, value);
   }
+}
+
+QMenu* CEditUI::MakeMenu() {
+  // Qt names its items after what they do.
+  static const QHash<QString, const char*> words{
+      {"edit-undo", "IDS_TOOLKIT_UNDO"},       {"edit-redo", "IDS_TOOLKIT_REDO"},
+      {"edit-cut", "IDS_TOOLKIT_CUT"},         {"edit-copy", "IDS_TOOLKIT_COPY"},
+      {"edit-paste", "IDS_TOOLKIT_PASTE"},     {"edit-delete", "IDS_TOOLKIT_DELETE"},
+      {"select-all", "IDS_TOOLKIT_SELECT_ALL"}};
+  QMenu* const menu = createStandardContextMenu();
+  for (QAction* action : menu->actions()) {
+    const char* key = words.value(action->objectName());
+    if (!key) continue;
+    const QString shortcut = action->text().section('\t', 1, 1);
+    action->setText(CResourceManager::GetText(key) + (shortcut.isEmpty() ? QString() : '\t' + shortcut));
+    action->setIcon({});
+  }
+  return menu;
+}
+
+void CEditUI::contextMenuEvent(QContextMenuEvent* event) {
+  QMenu* const menu = MakeMenu();
+  menu->setAttribute(Qt::WA_DeleteOnClose);
+  menu->popup(event->globalPos());
 }
 
 void CEditUI::SetError(bool on) {
