@@ -41,15 +41,17 @@ void CEditUI::SetAttribute(const QString& name, const QString& value) {
 }
 
 QMenu* CEditUI::MakeMenu() {
-  // Qt names its items after what they do.
-  static const QHash<QString, const char*> words{
-      {"edit-undo", "IDS_TOOLKIT_UNDO"},       {"edit-redo", "IDS_TOOLKIT_REDO"},
-      {"edit-cut", "IDS_TOOLKIT_CUT"},         {"edit-copy", "IDS_TOOLKIT_COPY"},
-      {"edit-paste", "IDS_TOOLKIT_PASTE"},     {"edit-delete", "IDS_TOOLKIT_DELETE"},
-      {"select-all", "IDS_TOOLKIT_SELECT_ALL"}};
+  // Qt's items have no names, only their English words.
+  static const QHash<QString, const char*> words{{"Undo", "IDS_TOOLKIT_UNDO"},
+                                                 {"Redo", "IDS_TOOLKIT_REDO"},
+                                                 {"Cut", "IDS_TOOLKIT_CUT"},
+                                                 {"Copy", "IDS_TOOLKIT_COPY"},
+                                                 {"Paste", "IDS_TOOLKIT_PASTE"},
+                                                 {"Delete", "IDS_TOOLKIT_DELETE"},
+                                                 {"Select All", "IDS_TOOLKIT_SELECT_ALL"}};
   QMenu* const menu = createStandardContextMenu();
   for (QAction* action : menu->actions()) {
-    const char* key = words.value(action->objectName());
+    const char* key = words.value(action->text().section('\t', 0, 0).remove('&'));
     if (!key) continue;
     const QString shortcut = action->text().section('\t', 1, 1);
     action->setText(CResourceManager::GetText(key) + (shortcut.isEmpty() ? QString() : '\t' + shortcut));

@@ -4,14 +4,7 @@
 #include <QFocusEvent>
 #include <QWidget>
 
-FocusRing::FocusRing(QApplication& application) : QObject(&application) {
-  application.installEventFilter(this);
-}
-
-void FocusRing::Show(QWidget* widget) {
-  if (!ring && widget) ring = new QFocusFrame;
-  if (ring) ring->setWidget(widget);
-}
+FocusRing::FocusRing(QApplication& application) : QObject(&application) { application.installEventFilter(this); }
 
 bool FocusRing::eventFilter(QObject* watched, QEvent* event) {
   if (event->type() != QEvent::FocusIn || !watched->isWidgetType()) return false;
@@ -21,6 +14,7 @@ bool FocusRing::eventFilter(QObject* watched, QEvent* event) {
   const bool byKey =
       reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason || reason == Qt::ShortcutFocusReason;
   const bool wanted = byKey && !watched->property("ownring").toBool();
-  Show(wanted ? static_cast<QWidget*>(watched) : nullptr);
+  if (wanted && !frame) frame = new QFocusFrame;
+  if (frame) frame->setWidget(wanted ? static_cast<QWidget*>(watched) : nullptr);
   return false;
 }

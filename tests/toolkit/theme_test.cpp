@@ -64,7 +64,7 @@ TEST_F(Themed, ContrastsAreThoseOfTheDesign) {
                                                       {"ok", "ok-tint", 5.0, 6.5},
                                                       {"warn", "warn-tint", 5.4, 7.5},
                                                       {"focus", "page", 4.6, 7.1},
-                                                      {"thumb", "panel", 3.1, 3.5},
+                                                      {"thumb", "page", 3.2, 3.8},
                                                       {"on-dark", "accent-hover", 5.6, 5.6},
                                                       {"on-dark", "danger-fill", 5.3, 5.3},
                                                       {"on-dark", "dim-toast", 13.6, 13.6}}) {
@@ -202,7 +202,7 @@ TEST_F(Themed, AButtonIsAsWideAsItsWordsAndAtLeast88) {
 TEST_F(Themed, TheRingStandsAroundWhatTheKeyboardReachedAndNothingElse) {
   SkinWindow window(R"(<HorizontalLayout bkcolor="page" inset="20,20,20,20" childpadding="20">
     <Button name="a" text="a"/><Button name="b" text="b"/><Control/></HorizontalLayout>)");
-  window.activateWindow();
+  Activate(window);
   auto& a = *window.Find<CButtonUI>("a");
   auto& b = *window.Find<CButtonUI>("b");
   const auto ringAt = [&](const QWidget& widget) {
@@ -221,9 +221,10 @@ TEST_F(Themed, TheRingStandsAroundWhatTheKeyboardReachedAndNothingElse) {
 }
 
 TEST_F(Themed, AFieldShowsErrorAndFocusByItsEdge) {
-  SkinWindow window(R"(<VerticalLayout bkcolor="page"><Edit name="e" width="200"/><Button name="b" text="x"/>
+  SkinWindow window(
+      R"(<VerticalLayout bkcolor="page" inset="40,40,40,40"><Edit name="e" width="200"/><Button name="b" text="x"/>
     <Control/></VerticalLayout>)");
-  window.activateWindow();
+  Activate(window);
   window.FindControl("b")->SetFocus();
   auto& edit = *window.Find<CEditUI>("e");
   const auto edge = [&](int in) {
