@@ -222,7 +222,8 @@ void ZentaraGallery::Upload(std::vector<std::wstring> paths, Album::Ptr album, s
     album = ask.Chosen();
   }
   const auto result = std::make_shared<UploadController::Result>();
-  Run(UploadProcess::TextKey(UploadProcess::Import), paths.size(),
+  const std::size_t total = paths.size();
+  Run(UploadProcess::TextKey(UploadProcess::Import), total,
       [paths = std::move(paths), album, result](Job& running) {
         UploadController controller;
         controller.stop = &running.stop;
