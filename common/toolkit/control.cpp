@@ -429,6 +429,6 @@ bool CControlUI::Translate(QEvent& event) {
   return done;
 }
 
-void CControlUI::AfterEvent(QEvent& event) {
-  if (event.type() == QEvent::Resize && !inSetPos) SetPos(GetPos(), false);
+void CControlUI::AfterResize() {
+  if (!inSetPos) SetPos(GetPos(), false);
 }

@@ -157,7 +157,7 @@ class CControlUI {
   virtual void ShowText(const QString& shown) { words = shown; }
   // The event loop's side, called by TControl. True when the event is done.
   bool Translate(QEvent& event);
-  void AfterEvent(QEvent& event);
+  void AfterResize();
   virtual void InitChildren() {}
   // The words are shown anew and not set.
   bool IsRestyling() const { return restyling; }
