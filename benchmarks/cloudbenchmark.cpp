@@ -1,7 +1,8 @@
 // Pages of the server at an account of 1,000,000 records, each figure beside what
 // a bare HTTP answer of the same size gives over one connection in the same run.
-// Usage: cloud_benchmark [RECORDS]
+// Usage: cloud_benchmark [RECORDS [NAME...]]: with names, only what begins with one of them.
 
+#include <algorithm>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
@@ -30,6 +31,14 @@ using boost::asio::ip::tcp;
 constexpr int kPages = 1000;
 // What the account's devices would derive from its password.
 constexpr char kLoginSecret[] = "61d8056e8d26e1639ef03eeec0e707e4d0c5a357a9fed7fc23be7aa1bf2fc2ca";
+
+// What the arguments ask for.
+std::vector<std::string> wanted;
+
+bool IsWanted(const std::string& what) {
+  return wanted.empty() || std::any_of(wanted.begin(), wanted.end(),
+                                       [&](const std::string& name) { return what.rfind(name, 0) == 0; });
+}
 
 // One connection that stays open.
 class Client {
@@ -109,8 +118,7 @@ std::string NextCursor(const std::string& page) {
   return page.substr(start + kName.size(), end - start - kName.size());
 }
 
-constexpr int kPatches = 50;
-constexpr int kBatches = 100;
+constexpr int kBatches = 500;
 constexpr int kAccounts = 200;
 constexpr int kAccountRecords = 1000;
 // So many of the newest records have attachments.
@@ -127,30 +135,35 @@ void PrintBeside(const char* what, double ours, const std::string& answer, const
               ours, 1000 / ours, answer.size(), limit, limit / ours);
 }
 
+std::string BatchText(const Json::Value& list, bool favorite) {
+  Json::Value batch(Json::objectValue);
+  for (const Json::Value& media : list) {
+    Json::Value item(Json::objectValue);
+    item["method"] = "PATCH";
+    item["uri"] = "/cloudPhoto/v1/media/" + media["id"].asString() + "?fields=id,version";
+    item["body"]["favorite"] = favorite;
+    batch["requests"].append(item);
+  }
+  return photocloud::WriteJson(batch);
+}
+
 // Batches of patches, each of which changes its record.
 void MeasureBatch(Client& client) {
+  if (!IsWanted("batch")) return;
   client.lock =
       photocloud::TextOf(photocloud::ParseJson(client.Call(http::verb::get, "/cloudPhoto/v1/locks?token="))
                              .value_or(Json::Value()),
                          "token");
   const auto page = photocloud::ParseJson(
       client.Call(http::verb::get, "/cloudPhoto/v1/media?fields=media(id)&pageSize=50"));
-  int round = 0;
-  std::string answer, sent;
+  const std::string marks = BatchText((*page)["media"], true), unmarks = BatchText((*page)["media"], false);
+  bool isMarked = false;
+  std::string answer;
   const double ours = PerSecond(kBatches, [&] {
-    Json::Value batch(Json::objectValue);
-    for (const Json::Value& media : (*page)["media"]) {
-      Json::Value item(Json::objectValue);
-      item["method"] = "PATCH";
-      item["uri"] = "/cloudPhoto/v1/media/" + media["id"].asString() + "?fields=id,version";
-      item["body"]["favorite"] = round % 2 == 0;
-      batch["requests"].append(item);
-    }
-    ++round;
-    sent = photocloud::WriteJson(batch);
-    answer = client.Call(http::verb::post, "/cloudPhoto/v1/batch?form=json", sent);
+    isMarked = !isMarked;
+    answer = client.Call(http::verb::post, "/cloudPhoto/v1/batch?form=json", isMarked ? marks : unmarks);
   });
-  PrintBeside("batch of 50 patches", ours, answer, "/", sent);
+  PrintBeside("batch of 50 patches", ours, answer, "/", marks);
 }
 
 std::string TokenOf(Client& client, const std::string& name) {
@@ -162,6 +175,7 @@ std::string TokenOf(Client& client, const std::string& name) {
 
 // Pages of many accounts in turn, each over a connection of its own.
 void MeasureAccounts(const std::filesystem::path& data, int port, const std::string& target) {
+  if (!IsWanted("accounts")) return;
   {
     photocloud::SqliteStore store(data / "photocloud.db");
     const photocloud::Clock clock;
@@ -178,10 +192,10 @@ void MeasureAccounts(const std::filesystem::path& data, int port, const std::str
   }
   std::size_t turn = 0;
   std::string page;
-  PrintBeside("the same, one account",
-              PerSecond(kPages, [&] { page = clients[0]->Call(http::verb::get, target); }), page, target);
+  PrintBeside("accounts: one", PerSecond(kPages, [&] { page = clients[0]->Call(http::verb::get, target); }),
+              page, target);
   PrintBeside(
-      "the same, 200 accounts",
+      "accounts: 200 in turn",
       PerSecond(kPages, [&] { page = clients[turn++ % clients.size()]->Call(http::verb::get, target); }),
       page, target);
 }
@@ -189,6 +203,7 @@ void MeasureAccounts(const std::filesystem::path& data, int port, const std::str
 // Walks along the list, from `start` on, and again after so many pages.
 void Measure(const char* what, Client& client, const std::string& target, const std::string& start,
              int pagesOfWalk = kPages) {
+  if (!IsWanted(what)) return;
   std::string cursor = start, page;
   int walked = 0;
   const double ours = PerSecond(kPages, [&] {
@@ -204,6 +219,7 @@ void Measure(const char* what, Client& client, const std::string& target, const 
 int main(int argc, char** argv) {
   using namespace photocloud::testing;
   const long long records = argc > 1 ? std::atoll(argv[1]) : 1'000'000;
+  wanted.assign(argv + std::min(argc, 2), argv + argc);
   TemporaryFolder folder;
   const std::string data = folder.Path().string();
   std::ofstream(folder.Path() / "secret") << kLoginSecret << '\n';

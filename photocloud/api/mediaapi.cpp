@@ -234,24 +234,27 @@ bool HasAllObjects(Exchange& exchange, const MediaRecord& media) {
   return true;
 }
 
-void MarkWhole(Exchange& exchange, const std::string& mediaId) {
+// Returns whether the record has changed.
+bool MarkWhole(Exchange& exchange, const std::string& mediaId) {
+  bool hasChanged = false;
   for (const AssetRecord& asset : exchange.services.store.ListAssets(exchange.Account(), mediaId)) {
     if (exchange.services.vault.SetAssetStatus(exchange.Account(), asset, ContentStatus::Whole,
                                                exchange.Device())) {
       exchange.TellDevices();
+      hasChanged = true;
     }
   }
+  return hasChanged;
 }
 
 // The content's length stands in for a size that was never given.
 void FillSize(Exchange& exchange, MediaRecord& media) {
-  Json::Value fields = ParseJson(media.fields).value_or(Json::Value(Json::objectValue));
-  if (fields.isMember("size")) return;
-  fields["size"] = 0;
+  if (!MemberOf(media.fields, "size").empty()) return;
+  std::int64_t size = 0;
   for (const AssetRecord& asset : exchange.services.store.ListAssets(exchange.Account(), media.id)) {
-    if (asset.usage == "content") fields["size"] = Json::Int64(asset.length);
+    if (asset.usage == "content") size = asset.length;
   }
-  media.fields = WriteJson(fields);
+  media.fields = WithMember(media.fields, "size", std::to_string(size));
 }
 
 void StoreChange(Exchange& exchange, MediaRecord& media) {
@@ -309,14 +312,17 @@ Answer PatchMedia(Exchange& exchange) {
   if (fault.empty()) fault = TakePlace(exchange.body, exchange.services.clock.NowMs(), media);
   if (!fault.empty()) return Answer(ErrorCode::Malformed, fault);
   TakeOrigin(exchange, media);
-  if (!HasAlbum(exchange, media)) return ErrorCode::AlbumUnknown;
-  const bool isWhole = HasAllObjects(exchange, media);
+  const bool isMoved = media.albumId != known->albumId || media.recycled != known->recycled;
+  if ((isUpload || isMoved) && !HasAlbum(exchange, media)) return ErrorCode::AlbumUnknown;
+  // Most changes say nothing of the content, whose objects take longest to look at.
+  const bool isAboutContent = isUpload || saysNormal || !mode.empty();
+  const bool isWhole = isAboutContent && HasAllObjects(exchange, media);
   if (!isWhole && (isUpload || saysNormal)) return ErrorCode::ObjectsMissing;
   // An unchanged record makes no version, so a repeated request makes no noise.
   if (isUpload || !IsSame(media, *known)) StoreChange(exchange, media);
   if (HasGrown(*known, media) && !exchange.services.vault.IsWithinQuota(exchange.Account()))
     return ErrorCode::NoSpace;
-  if (isWhole && (saysNormal || !mode.empty())) MarkWhole(exchange, id);
+  if (!isWhole || !MarkWhole(exchange, id)) return ViewOne(exchange, media);
   return ViewOne(exchange, exchange.services.store.FindMedia(exchange.Account(), id).value_or(media));
 }
 

@@ -402,7 +402,7 @@ bool SqliteStore::Atomically(const std::function<bool()>& work) {
   const Guard guard(*this);
   // The writer's place is taken at once: a transaction that only found out at
   // its first write that another process writes would have to start again.
-  Execute(depth == 0 ? "BEGIN IMMEDIATE" : "SAVEPOINT nested");
+  Run(depth == 0 ? "BEGIN IMMEDIATE" : "SAVEPOINT nested");
   const char* const keep = depth == 0 ? "COMMIT" : "RELEASE nested";
   const char* const undo = depth == 0 ? "ROLLBACK" : "ROLLBACK TO nested; RELEASE nested";
   ++depth;
@@ -410,7 +410,7 @@ bool SqliteStore::Atomically(const std::function<bool()>& work) {
   bool done = false;
   try {
     done = work();
-    if (done) Execute(keep);
+    if (done) Run(keep);
   } catch (...) {
     // After a failed commit there may be nothing left to undo.
     (void)sqlite3_exec(writer->handle, undo, nullptr, nullptr, nullptr);
@@ -626,6 +626,17 @@ std::optional<MediaRecord> SqliteStore::FindMedia(std::int64_t account, const st
 }
 
 void SqliteStore::PutMedia(std::int64_t account, const MediaRecord& media) {
+  const Guard guard(*this);
+  // Most changes leave a record at its place in all lists but the one by versions:
+  // a statement that names no column of the others leaves their indexes alone.
+  const int changed = Run(
+      "UPDATE media SET recycled=?1,version=?2,device=?3,status=?4,touched_ms=?5,fields=?6 WHERE account=?7 "
+      "AND id=?8 AND phase=?9 AND album_id=?10 AND created_ms=?11 AND created_version=?12 AND "
+      "lost_version=?13",
+      media.recycled, media.version, media.device, static_cast<int>(media.status), media.touchedMs,
+      media.fields, account, media.id, static_cast<int>(media.phase), media.albumId, media.createdMs,
+      media.createdVersion, media.lostVersion);
+  if (changed > 0) return;
   Run("INSERT INTO media(account," MEDIA_COLUMNS
       ") VALUES(?,?,?,?,?,?,?,?,?,?,?,?,?) ON CONFLICT(account,id) DO UPDATE SET phase=excluded.phase,"
       "album_id=excluded.album_id,recycled=excluded.recycled,created_ms=excluded.created_ms,"
