@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <boost/asio/bind_executor.hpp>
 #include <boost/asio/dispatch.hpp>
+#include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/post.hpp>
@@ -42,6 +43,9 @@ constexpr seconds kHandshakeTimeout(15);
 constexpr seconds kMessageTimeout(60);
 constexpr std::int64_t kSlowestBytesPerSecond = 16 << 10;
 constexpr std::int64_t kLongestMessage = 1 << 28;
+// Of the server's own loop: a sweep keeps one for a while, and connections are
+// accepted and signals taken all the same.
+constexpr int kOwnThreads = 3;
 // Requests that wait for a thread of their lane.
 constexpr int kMostWaiting = 256;
 // Keeps streams alive through routers that forget silent connections.
@@ -166,16 +170,47 @@ class LaneThreads {
   asio::thread_pool pool;
 };
 
+// Loops of connections, each run by one thread. Threads that share a loop wake one
+// another several times for each request, which takes longer than a page does.
+class ConnectionLoops {
+ public:
+  explicit ConnectionLoops(int count) {
+    for (int i = 0; i < count; ++i) loops.push_back(std::make_unique<asio::io_context>(1));
+  }
+
+  // The loop of the next connection, by turns. Called by one thread at a time.
+  asio::io_context::executor_type Next() { return loops[next++ % loops.size()]->get_executor(); }
+
+  std::vector<std::thread> Start() {
+    std::vector<std::thread> threads;
+    for (const auto& loop : loops) {
+      threads.emplace_back([each = loop.get()] {
+        const auto work = asio::make_work_guard(*each);
+        each->run();
+      });
+    }
+    return threads;
+  }
+
+  void Stop() {
+    for (const auto& loop : loops) loop->stop();
+  }
+
+ private:
+  std::vector<std::unique_ptr<asio::io_context>> loops;
+  std::size_t next = 0;
+};
+
 }  // namespace
 
-// Owns the loop, and with it all operations that are still pending when it ends;
-// so these may hold it by plain pointer.
+// Owns the loops, and with them all operations that are still pending when they
+// end; so these may hold it by plain pointer.
 struct HttpServer::State {
   State(ServerSettings serverSettings, HttpService& httpService, ServerEvents serverEvents)
       : settings(std::move(serverSettings)),
         service(httpService),
         events(std::move(serverEvents)),
-        io(settings.threads),
+        loops(settings.threads),
         acceptor(asio::make_strand(io)),
         signals(acceptor.get_executor()),
         acceptTimer(acceptor.get_executor()),
@@ -202,7 +237,12 @@ struct HttpServer::State {
   void Leave(const std::shared_ptr<Connection>& connection) {
     const std::lock_guard guard(connectionsLock);
     if (connections.erase(connection) > 0) events.onConnections(-1);
-    if (isStopping && connections.empty()) io.stop();
+    if (isStopping && connections.empty()) StopLoops();
+  }
+
+  void StopLoops() {
+    loops.Stop();
+    io.stop();
   }
 
   void Accept();
@@ -217,7 +257,9 @@ struct HttpServer::State {
   const ServerSettings settings;
   HttpService& service;
   const ServerEvents events;
+  // New connections, signals and what is done from time to time.
   asio::io_context io;
+  ConnectionLoops loops;
   // Replaced when the certificate is read anew; connections keep theirs. Belongs
   // to the acceptor's strand once the server runs.
   std::shared_ptr<asio::ssl::context> tls;
@@ -239,7 +281,7 @@ struct HttpServer::State {
 namespace {
 
 // One connection over `Stream`, a TCP or TLS stream. All its members belong to
-// the strand of its socket.
+// the thread of its loop.
 template <typename Stream, typename State>
 class Session : public Connection, public std::enable_shared_from_this<Session<Stream, State>> {
  public:
@@ -603,7 +645,7 @@ bool ParseAddress(const std::string& text, tcp::endpoint& endpoint) {
 }  // namespace
 
 void HttpServer::State::Accept() {
-  acceptor.async_accept(asio::make_strand(io), [this](beast::error_code error, tcp::socket socket) {
+  acceptor.async_accept(loops.Next(), [this](beast::error_code error, tcp::socket socket) {
     if (!acceptor.is_open()) return;
     if (error) return AcceptLater();
     beast::error_code ignored;
@@ -641,10 +683,10 @@ void HttpServer::State::OnStop() {
   if (onStop) onStop();
   const std::lock_guard guard(connectionsLock);
   for (const auto& connection : connections) connection->Stop();
-  if (connections.empty()) io.stop();
+  if (connections.empty()) StopLoops();
   stopTimer.expires_after(kStopTimeout);
   stopTimer.async_wait([this](beast::error_code error) {
-    if (!error) io.stop();
+    if (!error) StopLoops();
   });
 }
 
@@ -734,9 +776,8 @@ void HttpServer::Run(std::function<void()> onStop, std::function<void()> onReloa
   state->onReload = std::move(onReload);
   if (state->settings.takesSignals) state->AwaitSignal();
   state->Accept();
-  std::vector<std::thread> threads;
-  for (int i = 1; i < state->settings.threads; ++i)
-    threads.emplace_back([self = state.get()] { self->io.run(); });
+  std::vector<std::thread> threads = state->loops.Start();
+  for (int i = 1; i < kOwnThreads; ++i) threads.emplace_back([self = state.get()] { self->io.run(); });
   state->io.run();
   for (std::thread& thread : threads) thread.join();
   state->storing.Join();
