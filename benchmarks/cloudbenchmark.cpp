@@ -11,11 +11,11 @@
 #include <fstream>
 #include <functional>
 #include <memory>
-#include <stdexcept>
 #include <thread>
 #include <vector>
 
 #include "cloudfill.h"
+#include "httpclient.h"
 #include "photocloud/accounts/accountservice.h"
 #include "photocloud/base/json.h"
 #include "photocloud/store/sqlitestore.h"
@@ -40,35 +40,6 @@ bool IsWanted(const std::string& what) {
   return wanted.empty() || std::any_of(wanted.begin(), wanted.end(),
                                        [&](const std::string& name) { return what.rfind(name, 0) == 0; });
 }
-
-// One connection that stays open.
-class Client {
- public:
-  explicit Client(unsigned short port) : stream(context) {
-    stream.connect({boost::asio::ip::make_address("127.0.0.1"), port});
-    stream.socket().set_option(tcp::no_delay(true));
-  }
-  std::string Call(http::verb method, const std::string& target, const std::string& body = {}) {
-    http::request<http::string_body> request(method, target, 11, body);
-    request.set(http::field::host, "127.0.0.1");
-    request.set(http::field::content_type, "application/json");
-    if (!token.empty()) request.set(http::field::authorization, "Bearer " + token);
-    if (!lock.empty()) request.set("x-zt-lock", lock);
-    request.prepare_payload();
-    http::write(stream, request);
-    http::response<http::string_body> response;
-    http::read(stream, buffer, response);
-    if (response.result() != http::status::ok) throw std::runtime_error(target + ": " + response.body());
-    return response.body();
-  }
-  std::string token;
-  std::string lock;
-
- private:
-  boost::asio::io_context context;
-  beast::tcp_stream stream;
-  beast::flat_buffer buffer;
-};
 
 // Answers every request of one connection with the same text.
 class BareServer {

@@ -215,11 +215,13 @@ struct HttpServer::State {
         signals(acceptor.get_executor()),
         acceptTimer(acceptor.get_executor()),
         stopTimer(io),
+        reading(settings.threads),
         storing(settings.threads),
         deriving(settings.derivingThreads) {}
 
   // Returns false, and does nothing, when too many requests of the kind wait.
   bool Run(Lane lane, std::function<void()> task) {
+    if (lane == Lane::Reading) return reading.Post(std::move(task));
     if (lane == Lane::Storing) return storing.Post(std::move(task));
     if (lane == Lane::Deriving) return deriving.Post(std::move(task));
     task();
@@ -274,6 +276,7 @@ struct HttpServer::State {
   std::mutex connectionsLock;
   std::set<std::shared_ptr<Connection>> connections;  // Guarded by connectionsLock.
 
+  LaneThreads reading;
   LaneThreads storing;
   LaneThreads deriving;
 };
@@ -780,6 +783,7 @@ void HttpServer::Run(std::function<void()> onStop, std::function<void()> onReloa
   for (int i = 1; i < kOwnThreads; ++i) threads.emplace_back([self = state.get()] { self->io.run(); });
   state->io.run();
   for (std::thread& thread : threads) thread.join();
+  state->reading.Join();
   state->storing.Join();
   state->deriving.Join();
 }
