@@ -1,10 +1,6 @@
 #include "photocloud/store/sqlitefile.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <cerrno>
-
+#include "photocloud/store/disk.h"
 #include "photocloud/store/sqliteconnections.h"
 #include "photocloud/store/sqlitestatement.h"
 
@@ -17,16 +13,6 @@ bool IsSound(SqliteConnection& database) {
 }
 
 }  // namespace
-
-bool SyncPath(const std::filesystem::path& path) {
-  const int handle = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (handle < 0) return false;
-  const bool done = ::fsync(handle) == 0;
-  const int reason = errno;
-  ::close(handle);
-  errno = reason;
-  return done;
-}
 
 void SettleLog(const std::filesystem::path& file) {
   const std::filesystem::path log = file.string() + "-wal";

@@ -14,7 +14,4 @@ void SettleLog(const std::filesystem::path& file);
 // flushes it. Throws StoreFailure.
 void FinishCopy(const std::filesystem::path& copy);
 
-// Flushes a file or a folder; false with the reason in errno.
-bool SyncPath(const std::filesystem::path& path);
-
 }  // namespace photocloud

@@ -3,6 +3,7 @@
 #include <cerrno>
 
 #include "photocloud/base/text.h"
+#include "photocloud/store/disk.h"
 #include "photocloud/store/sqlitefile.h"
 #include "photocloud/store/sqlitelayout.h"
 
@@ -111,9 +112,8 @@ void SqliteStore::Flush() {
   if (flushed >= wanted) return;
   const std::uint64_t reached = commits;
   if (!SyncPath(logFile)) {
-    const bool isFull = errno == ENOSPC || errno == EDQUOT;
-    throw StoreFailure("cannot flush " + logFile.string(),
-                       isFull ? StoreFailure::Kind::Full : StoreFailure::Kind::Broken);
+    const auto kind = MeansNoRoom(errno) ? StoreFailure::Kind::Full : StoreFailure::Kind::Broken;
+    throw StoreFailure("cannot flush " + logFile.string(), kind);
   }
   flushed = reached;
 }
