@@ -18,8 +18,6 @@ constexpr std::int64_t kRefreshSeconds = 30 * 24 * 3600;
 // For a device that lost the answer of its refresh.
 constexpr std::int64_t kPreviousRefreshMs = 60 * 1000;
 
-constexpr std::size_t kLongestUserName = 200;
-
 struct OwnAlbum {
   const char* id;
   const char* type;

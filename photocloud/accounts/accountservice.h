@@ -16,6 +16,8 @@
 
 namespace photocloud {
 
+constexpr std::size_t kLongestUserName = 200;
+
 // What a login or a refresh hands out. The texts exist here and at the caller
 // only; the store keeps their digests.
 struct Tokens {

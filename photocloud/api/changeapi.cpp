@@ -2,6 +2,7 @@
 
 #include "photocloud/api/handlers.h"
 #include "photocloud/api/jsontext.h"
+#include "photocloud/api/limits.h"
 #include "photocloud/api/mediaview.h"
 
 namespace photocloud {

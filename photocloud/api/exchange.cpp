@@ -2,12 +2,11 @@
 
 #include <algorithm>
 
+#include "photocloud/api/limits.h"
 #include "photocloud/base/text.h"
 
 namespace photocloud {
 namespace {
-
-constexpr std::size_t kLongestDevice = 256;
 
 Json::Value ErrorRecord(const ErrorInfo& info, const std::string& subject) {
   Json::Value item(Json::objectValue);

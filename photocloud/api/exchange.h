@@ -71,9 +71,6 @@ struct Exchange {
 bool IsDeviceName(const std::string& text);
 
 // A page of a list: `cursor` and `pageSize` of the request.
-constexpr int kMaxPageSize = 100;
-// A page ends behind the record that brings it over this, however few it holds.
-constexpr std::size_t kMostPageBytes = 4 << 20;
 std::variant<int, ErrorCode> PageSize(const Request& request);
 
 // Cursors of lists ordered by creation time: "v<version>.<created>.<id>". The

@@ -2,6 +2,7 @@
 
 #include "photocloud/api/handlers.h"
 #include "photocloud/api/jsontext.h"
+#include "photocloud/api/limits.h"
 #include "photocloud/api/mediafields.h"
 #include "photocloud/api/mediaview.h"
 #include "photocloud/base/json.h"
@@ -13,8 +14,6 @@ namespace {
 
 // How ids of albums begin that devices make.
 constexpr char kDeviceAlbums[] = "default-album-";
-// No id of an album is longer.
-constexpr std::size_t kLongestOrigin = 256;
 
 std::optional<MediaRecord> FindVisible(Exchange& exchange, const std::string& id) {
   auto media = exchange.services.store.FindMedia(exchange.Account(), id);
@@ -287,7 +286,7 @@ bool HasGrown(const MediaRecord& before, const MediaRecord& now) {
 void TakeOrigin(Exchange& exchange, MediaRecord& media) {
   const std::string origin = TextOf(exchange.body, "source");
   if (TextOf(exchange.body, "albumId") != kRecycleAlbum || origin == kRecycleAlbum) return;
-  if (origin.size() > kLongestOrigin) return;
+  if (origin.size() > kLongestAlbumId) return;
   if (origin.rfind(kDeviceAlbums, 0) == 0 || exchange.services.store.FindAlbum(exchange.Account(), origin)) {
     media.albumId = origin;
   }

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "photocloud/api/jsontext.h"
+#include "photocloud/api/limits.h"
 #include "photocloud/base/json.h"
 #include "photocloud/base/text.h"
 #include "photocloud/base/timetext.h"
@@ -29,16 +30,13 @@ constexpr std::array kFields = {
     FieldRule{"videoMetadata", FieldType::Record},
 };
 
-constexpr std::size_t kLongestText = 4096;
-constexpr std::size_t kLongestAlbumId = 256;
 constexpr std::string_view kRecycledTime = "recycledTime";
-// All fields together.
-constexpr std::size_t kLongestFields = 256 << 10;
 
 bool HasType(const Json::Value& value, FieldType type) {
   switch (type) {
     case FieldType::Text:
-      return value.isString() && value.asString().size() <= kLongestText && IsPlainText(value.asString());
+      return value.isString() && value.asString().size() <= kLongestMediaText &&
+             IsPlainText(value.asString());
     case FieldType::Number:
       return value.isInt64() && value.asInt64() >= 0;
     case FieldType::Flag:
@@ -70,7 +68,7 @@ std::string TakeMediaFields(const Json::Value& body, MediaRecord& media) {
     media.fields = WithMember(media.fields, rule.name, text);
   }
   if (TextMember(media.fields, "fileName").empty()) return "fileName";
-  if (media.fields.size() > kLongestFields) return "properties";
+  if (media.fields.size() > kLongestMediaFields) return "properties";
   media.createdMs = ParseTime(TextMember(media.fields, "createdTime")).value_or(media.createdMs);
   return {};
 }
