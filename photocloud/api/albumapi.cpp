@@ -97,7 +97,7 @@ bool CutPage(std::vector<AlbumRecord>& albums, int most) {
 Answer ListAlbums(Exchange& exchange) {
   const auto size = PageSize(exchange.request);
   if (const auto* error = std::get_if<ErrorCode>(&size)) return Answer(*error, "pageSize");
-  const auto cursor = ReadListCursor(exchange);
+  const auto cursor = ReadListCursor(exchange.request, exchange.caller.account);
   if (const auto* error = std::get_if<ErrorCode>(&cursor)) return *error;
   const auto terms = QueryTerms(exchange.request);
   if (!terms) return Answer(ErrorCode::Malformed, "queryParam");

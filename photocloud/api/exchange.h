@@ -81,9 +81,9 @@ struct ListCursor {
   std::int64_t version = 0;
   std::optional<ListPosition> position;
 };
-std::variant<ListCursor, ErrorCode> ReadListCursor(const Exchange& exchange);
+std::variant<ListCursor, ErrorCode> ReadListCursor(const Request& request, const Account& account);
 // Cursors that are versions.
-std::variant<std::int64_t, ErrorCode> ReadVersionCursor(const Exchange& exchange);
+std::variant<std::int64_t, ErrorCode> ReadVersionCursor(const Request& request, const Account& account);
 
 // The terms of `queryParam`: "albumId='x'&recycled=false". Quotes are taken
 // off. Nothing for a term without "=".

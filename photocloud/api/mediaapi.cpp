@@ -62,7 +62,7 @@ bool AppendPage(Exchange& exchange, const FieldSelector& fields, std::vector<Med
 Answer ListMedia(Exchange& exchange) {
   const auto size = PageSize(exchange.request);
   if (const auto* error = std::get_if<ErrorCode>(&size)) return Answer(*error, "pageSize");
-  const auto cursor = ReadListCursor(exchange);
+  const auto cursor = ReadListCursor(exchange.request, exchange.caller.account);
   if (const auto* error = std::get_if<ErrorCode>(&cursor)) return *error;
   const auto filter = ReadFilter(exchange.request);
   if (!filter) return Answer(ErrorCode::Malformed, "queryParam");

@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "photocloud/base/log.h"
+#include "photocloud/base/mutex.h"
 #include "photocloud/base/text.h"
 #include "photocloud/net/connection.h"
 
@@ -46,7 +47,7 @@ struct HttpServer::State : ConnectionHost {
         stopTimer(io) {}
 
   bool Join(const std::shared_ptr<Connection>& connection) {
-    const std::lock_guard guard(connectionsLock);
+    const MutexLock guard(connectionsLock);
     if (isStopping || connections.size() >= settings.maxConnections) return false;
     connections.insert(connection);
     events.onConnections(1);
@@ -54,7 +55,7 @@ struct HttpServer::State : ConnectionHost {
   }
 
   void Leave(const std::shared_ptr<Connection>& connection) override {
-    const std::lock_guard guard(connectionsLock);
+    const MutexLock guard(connectionsLock);
     if (connections.erase(connection) > 0) events.onConnections(-1);
     if (isStopping && connections.empty()) StopLoops();
   }
@@ -86,8 +87,8 @@ struct HttpServer::State : ConnectionHost {
   std::function<void()> onStop;
   std::function<void()> onReload;
 
-  std::mutex connectionsLock;
-  std::set<std::shared_ptr<Connection>> connections;  // Guarded by connectionsLock.
+  Mutex connectionsLock;
+  std::set<std::shared_ptr<Connection>> connections GUARDED_BY(connectionsLock);
 };
 
 namespace {
@@ -137,7 +138,7 @@ void HttpServer::State::OnStop() {
   acceptTimer.cancel();
   signals.cancel(ignored);
   if (onStop) onStop();
-  const std::lock_guard guard(connectionsLock);
+  const MutexLock guard(connectionsLock);
   for (const auto& connection : connections) connection->Stop();
   if (connections.empty()) StopLoops();
   stopTimer.expires_after(kStopTimeout);

@@ -36,25 +36,30 @@ sqlite3_stmt* SqliteConnection::Prepare(const char* sql) {
   return statement;
 }
 
-bool WriterPlace::Take(std::chrono::milliseconds longest) {
+// The place is a lock made of other locks: what these two promise is for their
+// callers to rely on, and not for the analysis to find in here.
+bool WriterPlace::Take(std::chrono::milliseconds longest) NO_THREAD_SAFETY_ANALYSIS {
+  const auto end = std::chrono::steady_clock::now() + longest;
   const auto self = std::this_thread::get_id();
-  std::unique_lock hold(lock);
+  const MutexLock hold(lock);
   if (depth > 0 && holder == self) {
     ++depth;
     return true;
   }
-  if (!becameFree.wait_for(hold, longest, [this] { return depth == 0; })) return false;
+  while (depth > 0) {
+    if (!becameFree.WaitUntil(lock, end) && depth > 0) return false;
+  }
   holder = self;
   depth = 1;
   return true;
 }
 
-void WriterPlace::Leave() {
+void WriterPlace::Leave() NO_THREAD_SAFETY_ANALYSIS {
   {
-    const std::lock_guard hold(lock);
+    const MutexLock hold(lock);
     if (--depth > 0) return;
   }
-  becameFree.notify_one();
+  becameFree.WakeOne();
 }
 
 SqliteConnections::Guard::Guard(SqliteConnections& owner) : connections(owner) {
@@ -67,7 +72,7 @@ SqliteConnections::Guard::~Guard() { connections.place.Leave(); }
 SqliteConnections::Reader::Reader(SqliteConnections& owner) : connections(owner) {
   if (connections.writingThread == std::this_thread::get_id()) return;
   {
-    const std::lock_guard guard(connections.readersLock);
+    const MutexLock guard(connections.readersLock);
     if (!connections.readers.empty()) {
       borrowed = std::move(connections.readers.back());
       connections.readers.pop_back();
@@ -78,7 +83,7 @@ SqliteConnections::Reader::Reader(SqliteConnections& owner) : connections(owner)
 
 SqliteConnections::Reader::~Reader() {
   if (!borrowed) return;
-  const std::lock_guard guard(connections.readersLock);
+  const MutexLock guard(connections.readersLock);
   connections.readers.push_back(std::move(borrowed));
 }
 

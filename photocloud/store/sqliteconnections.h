@@ -4,13 +4,13 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <filesystem>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <unordered_map>
 #include <vector>
+
+#include "photocloud/base/mutex.h"
 
 namespace photocloud {
 
@@ -37,17 +37,17 @@ class SqliteConnection {
 
 // The place of the one writer, which its thread may take again. A recursive timed
 // mutex, but one that the thread sanitizer follows.
-class WriterPlace {
+class CAPABILITY("place") WriterPlace {
  public:
   // False when it was not free in that time.
-  bool Take(std::chrono::milliseconds longest);
-  void Leave();
+  bool Take(std::chrono::milliseconds longest) TRY_ACQUIRE(true);
+  void Leave() RELEASE();
 
  private:
-  std::mutex lock;
-  std::condition_variable becameFree;
-  std::thread::id holder;
-  int depth = 0;
+  Mutex lock;
+  Condition becameFree;
+  std::thread::id holder GUARDED_BY(lock);
+  int depth GUARDED_BY(lock) = 0;
 };
 
 // The connections of one process to a database: one that writes, used under a
@@ -59,10 +59,10 @@ class SqliteConnections {
   SqliteConnections& operator=(const SqliteConnections&) = delete;
 
   // Keeps the writer's place for one thread. Throws when that takes too long.
-  class Guard {
+  class SCOPED_CAPABILITY Guard {
    public:
-    explicit Guard(SqliteConnections& owner);
-    ~Guard();
+    explicit Guard(SqliteConnections& owner) ACQUIRE(owner.place);
+    ~Guard() RELEASE();
     Guard(const Guard&) = delete;
     Guard& operator=(const Guard&) = delete;
 
@@ -79,7 +79,9 @@ class SqliteConnections {
     Reader(const Reader&) = delete;
     Reader& operator=(const Reader&) = delete;
 
-    SqliteConnection& Get() { return borrowed ? *borrowed : connections.writer; }
+    // Without a borrowed one the thread is inside a transaction, whose Guard the
+    // analysis cannot see from here.
+    SqliteConnection& Get() NO_THREAD_SAFETY_ANALYSIS { return borrowed ? *borrowed : connections.writer; }
 
    private:
     SqliteConnections& connections;
@@ -88,10 +90,10 @@ class SqliteConnections {
 
   // These three belong to the thread with the Guard. Between EnterLevel and
   // LeaveLevel, which nest, it reads what it has written.
-  SqliteConnection& Writer() { return writer; }
-  int Levels() const { return levels; }
-  void EnterLevel();
-  void LeaveLevel();
+  SqliteConnection& Writer() REQUIRES(place) { return writer; }
+  int Levels() const REQUIRES(place) { return levels; }
+  void EnterLevel() REQUIRES(place);
+  void LeaveLevel() REQUIRES(place);
 
  private:
   std::unique_ptr<SqliteConnection> OpenReader() const;
@@ -102,11 +104,11 @@ class SqliteConnections {
   WriterPlace place;
   // The thread inside a transaction; written under `place`.
   std::atomic<std::thread::id> writingThread{};
-  SqliteConnection writer;  // Guarded by place.
-  int levels = 0;           // Guarded by place.
+  SqliteConnection writer GUARDED_BY(place);
+  int levels GUARDED_BY(place) = 0;
 
-  std::mutex readersLock;
-  std::vector<std::unique_ptr<SqliteConnection>> readers;  // Idle ones; guarded by readersLock.
+  Mutex readersLock;
+  std::vector<std::unique_ptr<SqliteConnection>> readers GUARDED_BY(readersLock);  // Idle ones.
 };
 
 }  // namespace photocloud

@@ -84,9 +84,11 @@ std::int64_t ReadNumber(const SqliteStatement& row) { return row.Number(0); }
 
 SqliteStore::SqliteStore(const std::filesystem::path& databaseFile, int busyMs)
     : file(databaseFile), logFile(file.string() + "-wal"), connections(file, busyMs) {
-  sqlite3_wal_hook(connections.Writer().Handle(), &SqliteStore::OnCommit, this);
-  Atomically([this] {
-    BringUpToDate(connections.Writer());
+  const Guard guard(connections);
+  SqliteConnection& writer = connections.Writer();
+  sqlite3_wal_hook(writer.Handle(), &SqliteStore::OnCommit, this);
+  Atomically([&writer] {
+    BringUpToDate(writer);
     return true;
   });
   Flush();
@@ -108,7 +110,7 @@ int SqliteStore::OnCommit(void* self, sqlite3* connection, const char* database,
 
 void SqliteStore::Flush() {
   const std::uint64_t wanted = commits;
-  const std::lock_guard guard(flushLock);
+  const MutexLock guard(flushLock);
   if (flushed >= wanted) return;
   const std::uint64_t reached = commits;
   if (!SyncPath(logFile)) {

@@ -5,8 +5,8 @@
 #include <atomic>
 #include <cstdint>
 #include <filesystem>
-#include <mutex>
 
+#include "photocloud/base/mutex.h"
 #include "photocloud/store/metadatastore.h"
 #include "photocloud/store/sqliteconnections.h"
 #include "photocloud/store/sqlitestatement.h"
@@ -135,8 +135,8 @@ class SqliteStore : public MetadataStore {
   const std::filesystem::path file;
   const std::filesystem::path logFile;
   std::atomic<std::uint64_t> commits{0};  // since the file was opened
-  std::mutex flushLock;
-  std::uint64_t flushed = 0;  // How many of `commits` are on the disk; guarded by flushLock.
+  Mutex flushLock;
+  std::uint64_t flushed GUARDED_BY(flushLock) = 0;  // How many of `commits` are on the disk.
   SqliteConnections connections;
 };
 
