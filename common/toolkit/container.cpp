@@ -161,6 +161,12 @@ CHorizontalLayoutUI::CHorizontalLayoutUI(QWidget* parent) : CContainerUI(new QHB
 
 CTabLayoutUI::CTabLayoutUI(QWidget* parent) : CContainerUI(new QStackedLayout, parent) {}
 
+bool CTabLayoutUI::AddAt(CControlUI* child, int index) {
+  if (!CContainerUI::AddAt(child, index)) return false;
+  if (index != GetCurSel()) child->Widget()->hide();  // The stack shows it when its turn comes.
+  return true;
+}
+
 void CTabLayoutUI::Place(CControlUI& child, int index) {
   static_cast<QStackedLayout*>(layout())->insertWidget(index, child.Widget());
 }

@@ -88,6 +88,7 @@ class CTabLayoutUI : public CContainerUI {
   explicit CTabLayoutUI(QWidget* parent = nullptr);
   QString GetClass() const override { return QStringLiteral("TabLayoutUI"); }
 
+  bool AddAt(CControlUI* child, int index) override;
   // False outside the range.
   bool SelectItem(int index);
   bool SelectItem(CControlUI* child) { return SelectItem(GetItemIndex(child)); }

@@ -142,6 +142,10 @@ void ZentaraGallery::OnDropToFile(const DragDataUI& drag, const Album::Ptr& targ
     }
     dropped.push_back(Page::Wide(path));
   }
+  UploadDropped(std::move(dropped), target);
+}
+
+void ZentaraGallery::UploadDropped(std::vector<std::wstring> dropped, Album::Ptr target) {
   if (dropped.empty()) return;
   const auto paths = std::make_shared<std::vector<std::wstring>>();
   Run(UploadProcess::TextKey(UploadProcess::ImportData), 0,

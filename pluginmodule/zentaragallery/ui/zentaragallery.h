@@ -77,6 +77,10 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
            std::function<void(const Job&)> done);
   // Brings files of this computer into an album; null asks for one.
   void Upload(std::vector<std::wstring> paths, Album::Ptr album);
+  // The same for what was dropped or handed over: folders are walked through first.
+  void UploadDropped(std::vector<std::wstring> dropped, Album::Ptr album);
+  // Asks for files and brings them in.
+  void OnUpload();
   void MoveTo(Files files, const Album::Ptr& target);
   void Recycle(Files files);
   void Say(const QString& icon, const QString& sentence, const QString& action = {},
@@ -119,7 +123,6 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
   void OnClick(TNotifyUI& message);
   void OnToolbarState(int state);
   void OnMultiSelect();
-  void OnUpload();
   void OnDeleteFile(bool hard);
   void OnDownLoadFile();
   void OnDownLoadFileNoWnd();
