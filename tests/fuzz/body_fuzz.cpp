@@ -33,11 +33,14 @@ void PlanAssets(const Json::Value& body) {
     const auto planned = PlanAsset(attachment, "media", limits);
     const auto* plan = std::get_if<AssetPlan>(&planned);
     if (!plan) continue;
-    std::int64_t end = 0;
+    std::int64_t stored = 0;
     for (const SliceRecord& slice : plan->slices) {
-      Demand(slice.start == end && slice.length >= 0 && slice.length <= limits.MaxObjectBytes());
-      end += slice.length;
+      // Places are those of plain bytes, and each object grows by less than a block.
+      Demand(slice.start == slice.number * plan->asset.sliceSize);
+      Demand(slice.length >= 0 && slice.length <= limits.MaxObjectBytes());
+      stored += slice.length;
     }
+    Demand(stored >= plan->asset.length);
     Demand(ParseJson(plan->asset.fields).has_value());
   }
 }
