@@ -113,6 +113,10 @@ void Workspace::Open(Done done) {
       },
       [this, done](const QString& error) {
         open = error.isEmpty();
+        if (open && !std::exchange(served, true)) {
+          dispatcher = std::make_unique<Dispatcher>(*session);
+          owner.Serve(*this);
+        }
         done(error);
       });
 }
@@ -125,9 +129,6 @@ void Workspace::Begin() {
     (void)GalleryTransManager::GetInstance().LoadTaskFromDB();
     session->BeginTicks();
   });
-  if (std::exchange(served, true)) return;
-  dispatcher = std::make_unique<Dispatcher>(*session);
-  owner.Serve(*this);
 }
 
 void Workspace::End() {

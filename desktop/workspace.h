@@ -27,11 +27,11 @@ class Workspace : public QObject, public ICommandRunner {
   // Has the window that is there come to the front with these files.
   static bool HandOver(const QStringList& files);
 
-  // Loads the module and the gallery.
+  // Loads the module and the gallery, and answers clients from then on.
   void Open(Done done);
   bool IsOpen() const { return open; }
   Session& Gallery() { return *session; }
-  // Starts what runs beside the windows: push, sync, thumbnails; and answers clients.
+  // Starts what runs beside the windows: push, sync, thumbnails.
   void Begin();
   void Close();
 

@@ -2,15 +2,9 @@
 
 #include <QMouseEvent>
 #include <QPainter>
+#include <cstdio>
 
 #include "common/toolkit/theme.h"
-#include "common/toolkit/toolkit.h"
-
-namespace {
-
-constexpr int kCorner = 16;
-
-}  // namespace
 
 void WindowBusyBaseShadow::InitWindow() {
   WindowBusyBase::InitWindow();
@@ -18,8 +12,6 @@ void WindowBusyBaseShadow::InitWindow() {
 }
 
 void WindowBusyBaseShadow::ShadowCreate() {
-  const int margin = toolkit::ShadowMargin(3, Manager().GetScale());
-  setContentsMargins(margin, margin, margin, margin);
   char text[64];
   std::snprintf(text, sizeof text, "WindowBusyBaseShadow::ShadowCreate shadow[0x%zx]",
                 reinterpret_cast<std::size_t>(this));
@@ -28,19 +20,8 @@ void WindowBusyBaseShadow::ShadowCreate() {
 
 void WindowBusyBaseShadow::Sub_OnDPIChanged() {
   Log("WindowBusyBaseShadow::Sub_OnDPIChanged adjust position");
-  const int margin = toolkit::ShadowMargin(3, Manager().GetScale());
-  setContentsMargins(margin, margin, margin, margin);
-}
-
-void WindowBusyBaseShadow::paintEvent(QPaintEvent*) {
-  QPainter painter(this);
-  painter.setRenderHint(QPainter::Antialiasing);
-  const int scale = Manager().GetScale(), round = toolkit::Scaled(kCorner, scale);
-  const QRect body = contentsRect();
-  toolkit::PaintShadow(painter, body, round, 3, scale);
-  painter.setPen(Qt::NoPen);
-  painter.setBrush(Theme::Instance().Color(QStringLiteral("raised")));
-  painter.drawRoundedRect(body, round, round);
+  adjustSize();
+  CenterWindow();
 }
 
 int WindowBusyBaseShadow::RunOver(QWidget& owner) {
@@ -50,7 +31,7 @@ int WindowBusyBaseShadow::RunOver(QWidget& owner) {
   dim.show();
   dim.raise();
   if (!Create(over, QString::fromLatin1(GetWindowClassName()), WindowStyle::Dialog)) return IDCANCEL;
-  adjustSize();  // The margin of the shadow came after the skin.
+  adjustSize();  // Its rows came after the skin.
   CenterWindow();
   const int result = ShowModal();
   platform::SendMessageW(dim.GetHWND(), UIBackGroundMessWnd::kDialogClosed, 0, 0);

@@ -2,10 +2,8 @@
 
 #include "common/duilib_business/windowbusybase.h"
 
-// A dialog with rounded corners and a shadow around it, modal over a dim layer.
-//
-// Where nothing composes translucent windows the corners stay square and the edge
-// alone remains.
+// A dialog with a shadow around it, modal over a dim layer. The toolkit draws the
+// shadow, which follows the dialog.
 class WindowBusyBaseShadow : public WindowBusyBase {
  public:
   // Opens over the window around `owner`, with a dim layer over all of that, runs
@@ -15,7 +13,6 @@ class WindowBusyBaseShadow : public WindowBusyBase {
   void InitWindow() override;
 
  protected:
-  void paintEvent(QPaintEvent* event) override;
   void Sub_OnDPIChanged() override;
 
  private:

@@ -189,7 +189,9 @@ void CControlUI::SetFont(const QString& style) {
 
 void CControlUI::Restyle() {
   ApplySizes();
+  restyling = true;
   ApplyTexts();
+  restyling = false;
   if (!fontStyle.isEmpty()) Widget()->setFont(Theme::Instance().Font(fontStyle, GetScale()));
   if (!foreColor.isEmpty()) {
     QPalette palette;
@@ -427,6 +429,6 @@ bool CControlUI::Translate(QEvent& event) {
   return done;
 }
 
-void CControlUI::AfterEvent(QEvent& event) {
-  if (event.type() == QEvent::Resize && !inSetPos) SetPos(GetPos(), false);
+void CControlUI::AfterResize() {
+  if (!inSetPos) SetPos(GetPos(), false);
 }

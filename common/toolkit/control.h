@@ -157,8 +157,10 @@ class CControlUI {
   virtual void ShowText(const QString& shown) { words = shown; }
   // The event loop's side, called by TControl. True when the event is done.
   bool Translate(QEvent& event);
-  void AfterEvent(QEvent& event);
+  void AfterResize();
   virtual void InitChildren() {}
+  // The words are shown anew and not set.
+  bool IsRestyling() const { return restyling; }
 
  private:
   using Setter = void (*)(CControlUI&, const QString&);
@@ -185,5 +187,6 @@ class CControlUI {
   QVariant userData;
   bool menu = false;
   bool initialised = false;
+  bool restyling = false;
   bool inSetPos = false;
 };

@@ -1,5 +1,9 @@
 #include "common/toolkit/edit.h"
 
+#include <QContextMenuEvent>
+#include <QHash>
+#include <QMenu>
+
 #include "common/toolkit/attributes.h"
 #include "common/toolkit/resourcemanager.h"
 
@@ -12,8 +16,10 @@ CEditUI::CEditUI(QWidget* parent) : TControl<QLineEdit>(parent) {
 }
 
 void CEditUI::ShowText(const QString& shown) {
-  // A change of language must not undo what the user typed.
-  if (shown != CControlUI::GetText() || text().isEmpty()) setText(shown);
+  // A change of language or theme must not undo what the user typed.
+  const bool untouched = text() == CControlUI::GetText();
+  const bool again = IsRestyling();
+  if (untouched || !again) setText(shown);
   CControlUI::ShowText(shown);
 }
 
@@ -32,6 +38,32 @@ void CEditUI::SetAttribute(const QString& name, const QString& value) {
   } else {
     TControl<QLineEdit>::SetAttribute(name, value);
   }
+}
+
+QMenu* CEditUI::MakeMenu() {
+  // Qt's items have no names, only their English words.
+  static const QHash<QString, const char*> words{{"Undo", "IDS_TOOLKIT_UNDO"},
+                                                 {"Redo", "IDS_TOOLKIT_REDO"},
+                                                 {"Cut", "IDS_TOOLKIT_CUT"},
+                                                 {"Copy", "IDS_TOOLKIT_COPY"},
+                                                 {"Paste", "IDS_TOOLKIT_PASTE"},
+                                                 {"Delete", "IDS_TOOLKIT_DELETE"},
+                                                 {"Select All", "IDS_TOOLKIT_SELECT_ALL"}};
+  QMenu* const menu = createStandardContextMenu();
+  for (QAction* action : menu->actions()) {
+    const char* key = words.value(action->text().section('\t', 0, 0).remove('&'));
+    if (!key) continue;
+    const QString shortcut = action->text().section('\t', 1, 1);
+    action->setText(CResourceManager::GetText(key) + (shortcut.isEmpty() ? QString() : '\t' + shortcut));
+    action->setIcon({});
+  }
+  return menu;
+}
+
+void CEditUI::contextMenuEvent(QContextMenuEvent* event) {
+  QMenu* const menu = MakeMenu();
+  menu->setAttribute(Qt::WA_DeleteOnClose);
+  menu->popup(event->globalPos());
 }
 
 void CEditUI::SetError(bool on) {

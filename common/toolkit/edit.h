@@ -4,6 +4,8 @@
 
 #include "common/toolkit/tcontrol.h"
 
+class QMenu;
+
 // A text field of one line. Sends "textchanged", "return", "escape",
 // "setfocus", "killfocus".
 //
@@ -22,9 +24,12 @@ class CEditUI : public TControl<QLineEdit> {
   void SetError(bool on);
   bool HasError() const { return error; }
   void SetSelAll() { selectAll(); }
+  // The menu of a click of the right button; the caller owns it.
+  QMenu* MakeMenu();
 
  protected:
   void ShowText(const QString& shown) override;
+  void contextMenuEvent(QContextMenuEvent* event) override;
 
  private:
   QString promptKey;

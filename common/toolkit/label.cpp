@@ -88,7 +88,7 @@ QSize CLabelUI::minimumSizeHint() const {
 
 void CLabelUI::TellWhole() {
   if (!Elides() || (!tellsWhole && !toolTip().isEmpty())) return;
-  tellsWhole = fontMetrics().horizontalAdvance(text()) > contentsRect().width() && isVisible();
+  tellsWhole = fontMetrics().horizontalAdvance(text()) > contentsRect().width();
   setToolTip(tellsWhole ? text() : QString());
 }
 

@@ -43,8 +43,10 @@ void CListContainerElementUI::PaintBkColor(QPainter& painter) {
 
 CListBodyUI::CListBodyUI(CListUI* list, QWidget* parent) : CContainerUI(nullptr, parent), owner(list) {}
 
-void CListBodyUI::Place(CControlUI&, int) {
-  if (!placing) SetPos(GetPos());
+bool CListBodyUI::AddAt(CControlUI* row, int index) {
+  if (!CContainerUI::AddAt(row, index)) return false;
+  SetPos(GetPos());
+  return true;
 }
 
 void CListBodyUI::SetVerticalScrollBar(CScrollBarUI* bar) {
@@ -75,10 +77,10 @@ QSize CListBodyUI::GetScrollRange() const {
 }
 
 void CListBodyUI::SetScrollPos(QSize position) {
-  const QSize before = GetScrollPos();
   if (vertical) vertical->SetScrollPos(position.height());
   if (horizontal) horizontal->SetScrollPos(position.width());
-  if (GetScrollPos() != before) PlaceRows();
+  // Also when the bar stands there already: it was the user who moved it.
+  PlaceRows();
 }
 
 void CListBodyUI::ScrollBy(int pixels) {

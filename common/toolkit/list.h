@@ -39,6 +39,7 @@ class CListBodyUI : public CContainerUI {
 
   QString GetClass() const override { return QStringLiteral("ListBodyUI"); }
 
+  bool AddAt(CControlUI* row, int index) override;
   // Places the rows one below the other from minus the scroll position, then
   // the bars.
   void SetPos(const QRect& rect, bool needInvalidate = true) override;
@@ -74,7 +75,6 @@ class CListBodyUI : public CContainerUI {
   // Shows, sizes and places the bars for contents of that size.
   virtual void ProcessScrollBar(const QRect& area, int cxRequired, int cyRequired);
   void ScrollBy(int pixels);
-  void Place(CControlUI& child, int index) override;
 
  private:
   int PlaceRows();

@@ -22,8 +22,10 @@ class TControl : public Q, public CControlUI {
 
   bool event(QEvent* event) override {
     if (Translate(*event)) return true;
+    // Not to be asked afterwards: a deferred delete leaves nobody to ask.
+    const bool resized = event->type() == QEvent::Resize;
     const bool done = Q::event(event);
-    AfterEvent(*event);
+    if (resized) AfterResize();
     return done;
   }
 };

@@ -1,16 +1,12 @@
 #include "common/toolkit/theme.h"
 
-#include <QDBusConnection>
-#include <QDBusMessage>
-#include <QDBusPendingCallWatcher>
-#include <QDBusPendingReply>
-#include <QDBusVariant>
 #include <QFontDatabase>
 #include <QHash>
 #include <QPainter>
 #include <algorithm>
 #include <cmath>
 
+#include "common/toolkit/portalsettings.h"
 #include "common/toolkit/toolkit.h"
 
 using namespace toolkit;
@@ -110,19 +106,6 @@ const QStringList& Families() {
   return families;
 }
 
-const char kService[] = "org.freedesktop.portal.Desktop";
-const char kPath[] = "/org/freedesktop/portal/desktop";
-const char kInterface[] = "org.freedesktop.portal.Settings";
-const char kAppearance[] = "org.freedesktop.appearance";
-const char kDesktop[] = "org.gnome.desktop.interface";
-
-// The portal's answers carry a variant in a variant.
-QVariant Unwrapped(QVariant value) {
-  while (value.metaType() == QMetaType::fromType<QDBusVariant>())
-    value = value.value<QDBusVariant>().variant();
-  return value;
-}
-
 }  // namespace
 
 Theme& Theme::Instance() {
@@ -173,38 +156,10 @@ int Theme::LineHeight(const QString& style, int scale) const {
   return qRound(Types().value(style, Types()["body"]).line * textScale * scale / 100);
 }
 
-// --- The desktop's settings ---------------------------------------------
-
 void Theme::FollowDesktop() {
-  QDBusConnection bus = QDBusConnection::sessionBus();
-  if (!bus.isConnected()) return;
-  bus.connect(kService, kPath, kInterface, "SettingChanged", this,
-              SLOT(OnPortalSetting(QString, QString, QDBusVariant)));
-  ReadPortal(kAppearance, "color-scheme");
-  ReadPortal(kAppearance, "contrast");
-  ReadPortal(kDesktop, "enable-animations");
-  ReadPortal(kDesktop, "text-scaling-factor");
-}
-
-void Theme::ReadPortal(const QString& space, const QString& key) {
-  QDBusMessage ask = QDBusMessage::createMethodCall(kService, kPath, kInterface, "Read");
-  ask << space << key;
-  const auto answer = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(ask), this);
-  connect(answer, &QDBusPendingCallWatcher::finished, this, [this, answer, space, key] {
-    answer->deleteLater();
-    const QDBusPendingReply<QDBusVariant> reply = *answer;
-    if (!reply.isError()) OnPortalSetting(space, key, reply.value());
-  });
-}
-
-void Theme::OnPortalSetting(const QString& space, const QString& key, const QDBusVariant& value) {
-  const QVariant plain = Unwrapped(QVariant::fromValue(value));
-  Desktop now = desktop;
-  if (space == kAppearance && key == "color-scheme") now.dark = plain.toUInt() == 1;
-  if (space == kAppearance && key == "contrast") now.highContrast = plain.toUInt() == 1;
-  if (space == kDesktop && key == "enable-animations") now.reducedMotion = !plain.toBool();
-  if (space == kDesktop && key == "text-scaling-factor") now.textScale = plain.toDouble();
-  SetDesktop(now);
+  if (portal) return;
+  portal = new PortalSettings(desktop, this);
+  connect(portal, &PortalSettings::changed, this, [this] { SetDesktop(portal->Value()); });
 }
 
 // --- Shadows --------------------------------------------------------------

@@ -5,6 +5,7 @@
 #include <QObject>
 #include <QString>
 
+class PortalSettings;
 class QPainter;
 
 enum class ThemeMode { System, Light, Dark };
@@ -56,13 +57,10 @@ class Theme : public QObject {
  Q_SIGNALS:
   void changed();
 
- private Q_SLOTS:
-  void OnPortalSetting(const QString& space, const QString& key, const class QDBusVariant& value);
-
  private:
   Theme();
-  void ReadPortal(const QString& space, const QString& key);
 
+  PortalSettings* portal = nullptr;
   ThemeMode mode = ThemeMode::System;
   Desktop desktop;
   bool highContrast = false;

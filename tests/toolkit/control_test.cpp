@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <QContextMenuEvent>
+#include <QMenu>
 #include <QWheelEvent>
 
 #include "common/toolkit/button.h"
@@ -319,6 +320,22 @@ TEST(Edit, AChangeOfLanguageKeepsWhatWasTyped) {
   edit->setText("mine");
   CResourceManager::GetInstance().SetLanguage("de-DE");
   EXPECT_EQ(edit->GetText(), "mine");
+  CResourceManager::GetInstance().SetLanguage("en-GB");
+}
+
+TEST(Edit, ItsMenuSpeaksTheLanguageOfTheWindow) {
+  CResourceManager::GetInstance().SetLanguage("de-DE");
+  CEditUI edit;
+  edit.setText("words");
+  edit.selectAll();
+  const std::unique_ptr<QMenu> menu(edit.MakeMenu());
+  QStringList words;
+  for (const QAction* action : menu->actions()) {
+    if (!action->isSeparator()) words.append(action->text().section('\t', 0, 0));
+  }
+  const QStringList expected{"Rückgängig", "Wiederholen", "Ausschneiden",   "Kopieren",
+                             "Einfügen",   "Löschen",     "Alles auswählen"};
+  EXPECT_EQ(words, expected) << words.join(' ').toStdString();
   CResourceManager::GetInstance().SetLanguage("en-GB");
 }
 

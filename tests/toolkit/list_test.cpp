@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QtTest/qtestspontaneevent.h>
 #include <QWheelEvent>
 
 #include "common/toolkit/resourcemanager.h"
@@ -69,7 +70,9 @@ TEST_F(Rows, ScrollByStepsAndStopAtTheEnds) {
 
 TEST_F(Rows, FollowTheWheelAndTheBar) {
   QWheelEvent down({5, 5}, list->mapToGlobal(QPointF(5, 5)), {}, {0, -120}, {}, {}, Qt::NoScrollPhase, false);
-  QApplication::sendEvent(list->GetItemAt(0)->Widget(), &down);
+  // Only an event of the desktop goes on to the parents.
+  QSpontaneKeyEvent::setSpontaneous(&down);
+  qApp->notify(list->GetItemAt(0)->Widget(), &down);
   EXPECT_EQ(list->GetScrollPos().height(), 64);
   list->GetVerticalScrollBar()->setValue(200);  // as a drag of the thumb does
   EXPECT_EQ(RowPos(5).top(), 0);

@@ -201,9 +201,11 @@ QImage RenderNotices(ThemeMode mode, bool withDialog) {
   page.Create(static_cast<QWidget*>(nullptr), "page", WindowStyle::Frame, {0, 0, px(720), px(460)});
   page.show();
   QApplication::processEvents();
-  Bubble::Show(*page.FindControl("name")->Widget(), "There is already an album with this name.", BubbleKind::Error);
-  Bubble::Show(*page.FindControl("multi")->Widget(), "Choose several pictures, then download, move or delete them together.",
-               BubbleKind::Accent, true);
+  Bubble::Show(*page.FindControl("name")->Widget(), "There is already an album with this name.",
+               BubbleKind::Error);
+  Bubble::Show(*page.FindControl("multi")->Widget(),
+               "Choose several pictures, then download, move or delete them together.", BubbleKind::Accent,
+               true);
   Toast::Show(page, {.icon = "check", .sentence = "3 files moved to Seaside", .action = "Show"});
   Page dialog(kDialogPage);
   if (withDialog) {

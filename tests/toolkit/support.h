@@ -56,5 +56,11 @@ class SkinWindow : public WindowImplBaseEx {
   int finals = 0;
 };
 
+// The focus goes only into a window that the desktop has made active.
+inline void Activate(QWidget& window) {
+  window.activateWindow();
+  (void)QTest::qWaitForWindowActive(&window);
+}
+
 // Runs the event loop until the condition holds; false when it never does.
 inline bool WaitUntil(const std::function<bool()>& holds) { return QTest::qWaitFor(holds, 20000); }

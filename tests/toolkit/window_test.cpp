@@ -138,7 +138,7 @@ TEST_F(DialogTest, StandsInTheMiddleOfItsParentsWindow) {
 
 TEST_F(DialogTest, GivesItsResultAndTheFocusBack) {
   auto* outside = window.Find<CButtonUI>("outside");
-  window.activateWindow();
+  Activate(window);
   outside->setFocus();
   SkinWindow dialog(kDialog, {}, WindowStyle::Dialog, &window);
   QObject::connect(dialog.Find<CButtonUI>("btn_ok"), &QPushButton::clicked, &dialog,
@@ -156,7 +156,7 @@ TEST_F(DialogTest, GivesItsResultAndTheFocusBack) {
 
 TEST_F(DialogTest, TabStaysInside) {
   SkinWindow dialog(kDialog, {}, WindowStyle::Dialog, &window);
-  window.activateWindow();
+  Activate(window);
   auto* cancel = dialog.Find<CButtonUI>("btn_cancel");
   auto* ok = dialog.Find<CButtonUI>("btn_ok");
   cancel->setFocus();
@@ -238,15 +238,17 @@ TEST(Drag, ArrivesAsMessagesWithDataAndPoint) {
   QDragMoveEvent refused({7, 8}, Qt::CopyAction, &data, Qt::LeftButton, {});
   QApplication::sendEvent(&window, &refused);
   EXPECT_FALSE(refused.isAccepted());
+  QDragLeaveEvent leave;
+  QApplication::sendEvent(&window, &leave);
+  QApplication::sendEvent(&window, &enter);
   QDragMoveEvent taken({70, 8}, Qt::CopyAction, &data, Qt::LeftButton, {});
   QApplication::sendEvent(&window, &taken);
   EXPECT_TRUE(taken.isAccepted());
   QDropEvent drop({70, 8}, Qt::CopyAction, &data, Qt::LeftButton, {});
   QApplication::sendEvent(&window, &drop);
   EXPECT_TRUE(drop.isAccepted());
-  QDragLeaveEvent leave;
-  QApplication::sendEvent(&window, &leave);
-  const QList<UINT> expected{WM_DRAG_ENTER, WM_DRAG_OVER, WM_DRAG_OVER, WM_DRAG_RELEASE, WM_DRAG_LEAVE};
+  const QList<UINT> expected{WM_DRAG_ENTER, WM_DRAG_OVER, WM_DRAG_LEAVE,
+                             WM_DRAG_ENTER, WM_DRAG_OVER, WM_DRAG_RELEASE};
   EXPECT_EQ(window.messages, expected);
   EXPECT_EQ(points.first(), QPoint(5, 6));
   EXPECT_EQ(urls.first(), "file:///a.jpg");
@@ -267,7 +269,7 @@ TEST(ToastTest, GoesWhenItsTimeIsOver) {
 
 TEST(ToastTest, StaysWhileItIsHoveredOrFocused) {
   SkinWindow window(kEmpty);
-  window.activateWindow();
+  Activate(window);
   auto* toast = Toast::Show(window, {.sentence = "Deleted", .action = "Undo"});
   EXPECT_EQ(toast->LastsMs(), 10000);
   auto* action = toast->findChild<CButtonUI*>();

@@ -145,7 +145,7 @@ void CGalleryAlbumWnd::FillCustom() {
     auto* button = new CButtonUI;
     button->SetName(QStringLiteral("btn_custom_album"));
     button->ApplyAttributeList(
-        QStringLiteral("style=\"album\" checkable=\"true\" height=\"40\" icon=\"album\" iconsize=\"18\" menu=\"true\""));
+        QStringLiteral("style=\"album\" checkable=\"true\" width=\"fill\" height=\"40\" icon=\"album\" iconsize=\"18\" menu=\"true\""));
     button->SetText(Page::AlbumTitle(*album));
     button->SetToolTip(Page::AlbumTitle(*album));
     box->Add(button);

@@ -36,15 +36,19 @@ bool IsInTrash(const QString& path) {
          path.contains(QStringLiteral("/.Trash-")) || path.contains(QStringLiteral("/share/Trash/"));
 }
 
-// The pictures and videos that a drop names, folders walked through.
-std::vector<std::wstring> CollectPaths(const std::vector<std::wstring>& dropped, const std::atomic<bool>& stop) {
-  std::vector<std::wstring> paths;
-  const auto full = [&paths] { return paths.size() > UploadController::kFilesUpperLimit; };
+// The pictures and videos that a drop names, by the name of the album that they go to:
+// those of a folder to one of the folder's name, those that were named one by one to
+// none.
+using ByAlbum = std::map<std::wstring, std::vector<std::wstring>>;
+
+ByAlbum CollectPaths(const std::vector<std::wstring>& dropped, const std::atomic<bool>& stop) {
+  ByAlbum groups;
+  std::size_t count = 0;
   for (const auto& path : dropped) {
     const auto native = platform::NativePath(path);
     std::error_code failed;
     if (!std::filesystem::is_directory(native, failed)) {
-      paths.push_back(path);
+      groups[{}].push_back(path);
       continue;
     }
     platform::WalkFiles(
@@ -52,12 +56,22 @@ std::vector<std::wstring> CollectPaths(const std::vector<std::wstring>& dropped,
         [&](const std::filesystem::path& file) {
           const auto wide = platform::WidePath(file);
           const auto extension = platform::WideExtension(wide);
-          if (IsPictureExtension(extension) || IsVideoExtension(extension)) paths.push_back(wide);
-          return !stop && !full();
+          if (!IsPictureExtension(extension) && !IsVideoExtension(extension)) return !stop;
+          std::wstring name = platform::WideFileName(platform::WidePath(file.parent_path()));
+          if (!Album::CleanName(name)) name = L"Imported";
+          groups[name].push_back(wide);
+          return !stop && ++count <= UploadController::kFilesUpperLimit;
         },
         [](const std::filesystem::path&, std::error_code) { LogError(kTag, "Failed to find first file!"); });
   }
-  return paths;
+  return groups;
+}
+
+// The user's album of that name, made when there is none.
+Album::Ptr AlbumNamed(const std::wstring& name) {
+  auto& gallery = Gallery::GetInstance();
+  const auto there = gallery.AlbumNameIsExist(name);
+  return there && there->IsReal() ? there : gallery.CreateAlbum(name, there != nullptr, -1);
 }
 
 }  // namespace
@@ -147,12 +161,22 @@ void ZentaraGallery::OnDropToFile(const DragDataUI& drag, const Album::Ptr& targ
 
 void ZentaraGallery::UploadDropped(std::vector<std::wstring> dropped, Album::Ptr target) {
   if (dropped.empty()) return;
-  const auto paths = std::make_shared<std::vector<std::wstring>>();
+  const auto found = std::make_shared<ByAlbum>();
   Run(UploadProcess::TextKey(UploadProcess::ImportData), 0,
-      [dropped, paths](Job& running) { *paths = CollectPaths(dropped, running.stop); },
-      [this, paths, target](const Job& ended) {
+      [dropped, found](Job& running) { *found = CollectPaths(dropped, running.stop); },
+      [this, found, target](const Job& ended) {
         if (ended.stop) return;
-        if (paths->empty()) return Say(QStringLiteral("info"), QStringLiteral("IDS_GALLERY_DROP_NOTHING"));
-        Upload(std::move(*paths), target);
+        if (found->empty()) return Say(QStringLiteral("info"), QStringLiteral("IDS_GALLERY_DROP_NOTHING"));
+        UploadGroups(found, target);
       });
+}
+
+// One album after the other; what was named one by one goes where the user says.
+void ZentaraGallery::UploadGroups(const std::shared_ptr<std::map<std::wstring, std::vector<std::wstring>>>& groups,
+                                  const Album::Ptr& target) {
+  if (groups->empty()) return;
+  auto first = groups->extract(groups->begin());
+  Album::Ptr album = target;
+  if (!album && !first.key().empty()) album = AlbumNamed(first.key());
+  Upload(std::move(first.mapped()), album, [this, groups, target] { UploadGroups(groups, target); });
 }

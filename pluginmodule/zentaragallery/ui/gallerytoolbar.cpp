@@ -204,7 +204,7 @@ void ZentaraGallery::OnUpload() {
   Upload(std::move(paths), current && current->IsReal() ? current : nullptr);
 }
 
-void ZentaraGallery::Upload(std::vector<std::wstring> paths, Album::Ptr album) {
+void ZentaraGallery::Upload(std::vector<std::wstring> paths, Album::Ptr album, std::function<void()> then) {
   if (paths.empty()) return;
   if (paths.size() > UploadController::kFilesUpperLimit) {
     char text[260];
@@ -215,21 +215,26 @@ void ZentaraGallery::Upload(std::vector<std::wstring> paths, Album::Ptr album) {
   }
   if (!album) {
     UpLoadFilesWnd ask;
-    if (ask.RunOver(*this) != IDOK) return;
+    if (ask.RunOver(*this) != IDOK) {
+      if (then) then();
+      return;
+    }
     album = ask.Chosen();
   }
   const auto result = std::make_shared<UploadController::Result>();
-  Run(UploadProcess::TextKey(UploadProcess::Import), paths.size(),
+  const std::size_t total = paths.size();
+  Run(UploadProcess::TextKey(UploadProcess::Import), total,
       [paths = std::move(paths), album, result](Job& running) {
         UploadController controller;
         controller.stop = &running.stop;
         controller.onProgress = [&running](const UploadController::Progress& progress) { running.count = progress.done; };
         *result = controller.AddToLocal(paths, album);
       },
-      [this, album, result](const Job&) {
+      [this, album, result, then = std::move(then)](const Job& ended) {
         if (!result->added.empty()) Say(QStringLiteral("check"), Counted("IDS_GALLERY_ADDED", result->added.size()));
         TellRefused(Page::Wide(Page::AlbumTitle(*album)), result->refused);
         if (panel) panel->Reload();
+        if (then && !ended.stop) then();
       });
 }
 

@@ -139,6 +139,7 @@ class CVirtualListBodyUI : public CListBodyUI {
   bool initialised = false;
   bool keepLayout = false;
   bool inScrollBarPass = false;
+  bool adding = false;  // rows come in: they are placed when all are there
   std::vector<CFileInfoCellBase*> rows;
 };
 

@@ -1,5 +1,7 @@
 // The rows of a virtual list: which are in sight, and where.
 
+#include <QScopedValueRollback>
+
 #include "common/toolkit/paintmanager.h"
 #include "common/toolkit/resourcequeue.h"
 #include "host/drivethreadpool.h"
@@ -32,6 +34,7 @@ std::uint32_t CVirtualListBodyUI::Wanted() const {
 }
 
 void CVirtualListBodyUI::AddRows(std::uint32_t count) {
+  const QScopedValueRollback<bool> building(adding, true);
   for (std::uint32_t i = 0; i < count; ++i) {
     CFileInfoCellBase* row = provider->CreateElement();
     row->SetOwner(&list);
@@ -73,6 +76,7 @@ void CVirtualListBodyUI::SetScrollPos(QSize position) {
 
 void CVirtualListBodyUI::SetPos(const QRect& rect, bool needInvalidate) {
   CContainerUI::SetPos(rect, needInvalidate);
+  if (adding) return;
   if (provider && rows.size() < Wanted() && !rows.empty())
     AddRows(Wanted() - static_cast<std::uint32_t>(rows.size()));
   ArrangeScrollBars(this->rect());

@@ -4,6 +4,7 @@
 #include <QTimer>
 #include <atomic>
 #include <functional>
+#include <map>
 #include <memory>
 #include <vector>
 
@@ -76,7 +77,8 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
   void Run(const QString& textKey, std::size_t total, std::function<void(Job&)> work,
            std::function<void(const Job&)> done);
   // Brings files of this computer into an album; null asks for one.
-  void Upload(std::vector<std::wstring> paths, Album::Ptr album);
+  // `then` is called when they are in, or nobody wanted them.
+  void Upload(std::vector<std::wstring> paths, Album::Ptr album, std::function<void()> then = nullptr);
   // The same for what was dropped or handed over: folders are walked through first.
   void UploadDropped(std::vector<std::wstring> dropped, Album::Ptr album);
   // Asks for files and brings them in.
@@ -149,6 +151,8 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
   LRESULT OnDragLeave();
   LRESULT OnDragRelease(DragDataUI& drag);
   void OnDropToFile(const DragDataUI& drag, const Album::Ptr& target);
+  void UploadGroups(const std::shared_ptr<std::map<std::wstring, std::vector<std::wstring>>>& groups,
+                    const Album::Ptr& target);
   Album::Ptr DropTarget(const DragDataUI& drag, QString& name) const;
   void SetDropDescription(const QString& words, QPoint at);
 

@@ -34,6 +34,7 @@ void MovePicWnd::InitWindow() {
   Fill();
   WindowBusyBaseShadow::InitWindow();
   if (auto* ok = FindControl(QStringLiteral("btn_ok"))) ok->SetEnabled(chosen != nullptr);
+  if (list && !albums.empty()) list->SetFocus();
 }
 
 void MovePicWnd::Fill() {
