@@ -79,7 +79,7 @@ ThumbnailDownload::Outcome ThumbnailDownload::DownloadThumbnail(std::string& byt
     if (fetched.httpCode == kForbidden && (!GetThubDlUrlV2() || place.fromFileproxy)) break;
   }
   if (!MayGoOn()) return Outcome::Failed;
-  LogError(kTag, [this] { return "AddOperationLog download thumb error:download failed! file id: " + Id(); });
+  LogOperationFailure("download thumb error:download failed!");
   return Outcome::Failed;
 }
 

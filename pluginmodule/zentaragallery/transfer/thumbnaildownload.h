@@ -70,6 +70,7 @@ class ThumbnailDownload {
   bool DeleteDiffShaThm(const std::wstring& path) const;
 
   // thumbnailstatus.cpp
+  void LogOperationFailure(const std::string& text) const;
   void ReportLost() const;
   std::int32_t GetThumbnailStatus() const;
   void UpdateThumbnailStatus() const;

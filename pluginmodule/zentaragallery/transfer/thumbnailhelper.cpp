@@ -71,12 +71,13 @@ void ThumbnailHelper::DownloadThumbs(const std::vector<ThumbnailRequest>& reques
   constexpr char kTag[] = "ThumbnailHelper::DownloadThumbs";
   auto& module = ZentaraDeskClient::GalleryThumbnailModule::GetInstance();
   for (const ThumbnailRequest& request : requests) {
-    const std::string key = (request.isLcd ? "lcd " : "") + request.file->UniqueId();
-    if (!Enter(key, request.uiCallback)) {
-      LogInfo(kTag, [&key] { return "thumbGuidSet exist " + key; });
+    // Kept, since an upload that ends meanwhile gives the file another one.
+    const std::string id = request.file->UniqueId();
+    if (!Enter(id, request)) {
+      LogInfo(kTag, [&id] { return "thumbGuidSet exist " + id; });
       continue;
     }
-    const auto ended = [this, key, file = request.file] { Leave(key, file); };
+    const auto ended = [this, id, file = request.file] { Leave(id, file); };
     if (!module.Add(request, ended)) ended();
   }
   LogInfo(kTag, [this] {
@@ -85,23 +86,30 @@ void ThumbnailHelper::DownloadThumbs(const std::vector<ThumbnailRequest>& reques
   });
 }
 
-bool ThumbnailHelper::Enter(const std::string& key, const Done& done) {
+bool ThumbnailHelper::Enter(const std::string& id, const ThumbnailRequest& request) {
   platform::MutexLock hold(thumbLock);
-  const auto [place, isNew] = thumbGuidSet.try_emplace(key);
-  if (done) place->second.push_back(done);
+  const auto [place, isNew] = thumbGuidSet.try_emplace(id);
+  UnderWay& fetch = place->second;
+  if (isNew) fetch.isLcd = request.isLcd;
+  if (fetch.isLcd != request.isLcd) {
+    fetch.later.push_back(request);
+  } else if (request.uiCallback) {
+    fetch.waiting.push_back(request.uiCallback);
+  }
   return isNew;
 }
 
-void ThumbnailHelper::Leave(const std::string& key, const GalleryFile::Ptr& file) {
-  std::vector<Done> waiting;
+void ThumbnailHelper::Leave(const std::string& id, const GalleryFile::Ptr& file) {
+  UnderWay fetch;
   {
     platform::MutexLock hold(thumbLock);
-    const auto place = thumbGuidSet.find(key);
+    const auto place = thumbGuidSet.find(id);
     if (place == thumbGuidSet.end()) return;
-    waiting.swap(place->second);
+    fetch = std::move(place->second);
     thumbGuidSet.erase(place);
   }
-  for (const Done& done : waiting) done(file);
+  for (const Done& done : fetch.waiting) done(file);
+  if (!fetch.later.empty()) DownloadThumbs(fetch.later);
 }
 
 bool ThumbnailHelper::DownloadThumbnailV2(const GalleryFile::Ptr& file, bool isLcd,
