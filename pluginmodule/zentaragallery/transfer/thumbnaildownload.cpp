@@ -119,7 +119,7 @@ bool ThumbnailDownload::TakeRange(HttpFetched& fetched, std::string& bytes) cons
   return false;
 }
 
-bool ThumbnailDownload::Decode(const std::string& bytes, std::string& plain) const {
+bool ThumbnailDownload::Decode(std::string& bytes, std::string& plain) const {
   const auto& cipher = place.thumbnail.asset.cipher;
   const auto chain = cipher.Strongest();
   if (ContentCrypto::DecryptData(chain.type == 3 ? 3 : 1, chain.ekey, cipher.iv, bytes, plain)) return true;

@@ -61,7 +61,7 @@ class ThumbnailDownload {
   Outcome TakeFromFileproxy();
   HttpFetched FetchRange();
   bool TakeRange(HttpFetched& fetched, std::string& bytes) const;
-  bool Decode(const std::string& bytes, std::string& plain) const;
+  bool Decode(std::string& bytes, std::string& plain) const;
   bool DownloadFileFromFileproxy();
   bool DownloadFileproxyFile(const std::string& url);
   std::string OwnPart(std::string bytes) const;
