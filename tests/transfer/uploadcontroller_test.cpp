@@ -14,6 +14,7 @@
 #include "support/gallerytest.h"
 #include "tests/support/picturefiles.h"
 #include "transfer/thumbnailhelper.h"
+#include "utils/mediaworkers.h"
 #include "utils/methodfunction.h"
 #include "utils/picturemetadata.h"
 
@@ -107,6 +108,45 @@ TEST_F(UploadControllerTest, FileOfWhichNoPictureComesIsRefusedAsDamaged) {
   EXPECT_EQ(ReasonOf(Write("a.jpg", Picture(1))), "IDS_GALLERY_FILE_DAMAGED");
   EXPECT_EQ(DBHelper::GetInstance().CountFiles(), 0);
   EXPECT_EQ(album->FileCount(), 0u);
+}
+
+// A helper that reads files and never answers.
+class SlowReaderTest : public UploadControllerTest {
+ protected:
+  void SetUp() override {
+    UploadControllerTest::SetUp();
+    folder.Write("helper", "#!/bin/sh\ntouch $0.reads\nexec sleep 100000\n");
+    fs::permissions(folder / "helper", fs::perms::owner_all);
+  }
+  void TearDown() override {
+    MediaWorkers::Replace(nullptr);
+    UploadControllerTest::TearDown();
+  }
+};
+
+TEST_F(SlowReaderTest, FileThatIsTooSlowIsRefusedWithThatReason) {
+  MediaWorkers workers(folder / "helper", std::chrono::milliseconds(50));
+  MediaWorkers::Replace(&workers);
+  EXPECT_EQ(ReasonOf(Write("a.jpg", Picture(1))), "IDS_GALLERY_FILE_TOO_SLOW");
+  EXPECT_EQ(ReasonOf(Write("a.mp4", "a film")), "IDS_GALLERY_FILE_TOO_SLOW");
+  EXPECT_EQ(DBHelper::GetInstance().CountFiles(), 0);
+}
+
+TEST_F(SlowReaderTest, StopEndsAnImportInTheMiddleOfAFile) {
+  MediaWorkers workers(folder / "helper", std::chrono::hours(1));
+  MediaWorkers::Replace(&workers);
+  std::atomic<bool> stop{false};
+  UploadController controller;
+  controller.stop = &stop;
+  std::thread user([&] {
+    while (!fs::exists(folder / "helper.reads")) std::this_thread::yield();
+    stop = true;
+  });
+  const auto result = controller.AddToLocal({Write("a.jpg", Picture(1)), Write("b.jpg", Picture(2))}, album);
+  user.join();
+  EXPECT_TRUE(result.stopped);
+  EXPECT_TRUE(result.added.empty());
+  EXPECT_TRUE(result.refused.empty());
 }
 
 TEST_F(UploadControllerTest, FileThatGrowsHasSizeAndHashOfTheSameBytes) {

@@ -8,6 +8,7 @@
 #include "common/platform/text.h"
 #include "host/globalparamwrapper.h"
 #include "model/records/upward.h"
+#include "utils/filereading.h"
 #include "utils/mediareader.h"
 #include "utils/mediatypes.h"
 #include "utils/methodfunction.h"
@@ -138,9 +139,12 @@ CheckedFile Check(const std::wstring& path, const Album& album,
 }  // namespace
 
 CheckedFile CheckLocalFile(const std::wstring& path, const Album& album,
-                           const std::function<bool(const std::string&)>& isThere) {
+                           const std::function<bool(const std::string&)>& isThere,
+                           const std::atomic<bool>* stop) {
   try {
-    return Check(path, album, isThere);
+    const FileReading reading(stop);
+    CheckedFile checked = Check(path, album, isThere);
+    return !checked.file && reading.WasTooSlow() ? Refuse(kTooSlow) : checked;
   } catch (const std::bad_alloc&) {
     return Refuse("IDS_GALLERT_INSUF_MEMORY");
   }

@@ -1,5 +1,3 @@
-#include "utils/thumbnailmaker.h"
-
 #include <fstream>
 
 #include "common/platform/files.h"
@@ -7,7 +5,7 @@
 #include "common/platform/paths.h"
 #include "utils/bmppicture.h"
 #include "utils/decodelimits.h"
-#include "utils/galleryutilslog.h"
+#include "utils/mediareading.h"
 #include "utils/mediatypes.h"
 #include "utils/pictureformat.h"
 #include "utils/rawpicture.h"
@@ -22,11 +20,6 @@ constexpr int kJpegQuality = 85;
 // file of thousands of empty ones would keep a decoder busy for hours.
 constexpr int kMaxScans = 100;
 constexpr std::size_t kScanPassBytes = 0x40000;
-
-bool Fail(int line, const std::string& cause) {
-  LogUtilsError(line, "MakeThumbnail", cause);
-  return false;
-}
 
 // Wraps the way in which the library's operations hand out their result.
 template <typename Operation>
@@ -217,18 +210,18 @@ bool Replace(const std::filesystem::path& target, const std::string& jpeg) {
 
 }  // namespace
 
-bool MakeThumbnail(const std::wstring& source, const std::wstring& target, int longEdge) {
+std::string MediaReading::Thumbnail(const std::wstring& source, const std::wstring& target, int longEdge) {
   const auto nativeSource = platform::NativePath(source);
   const auto nativeTarget = platform::NativePath(target);
-  if (longEdge < 1 || source.empty() || target.empty()) return Fail(__LINE__, "wrong arguments");
-  if (IsSameFile(nativeSource, nativeTarget)) return Fail(__LINE__, "target is the source");
-  if (!StartVips()) return false;
+  if (longEdge < 1 || source.empty() || target.empty()) return "wrong arguments";
+  if (IsSameFile(nativeSource, nativeTarget)) return "target is the source";
+  if (!StartVips()) return "the picture library does not start";
   (void)TakeVipsError();  // Warnings about earlier pictures.
   std::string cause;
   const std::string jpeg = ThumbnailOf(source, longEdge, cause);
-  if (jpeg.empty()) return Fail(__LINE__, cause);
+  if (jpeg.empty()) return cause.empty() ? "no picture" : cause;
   std::error_code error;
   std::filesystem::create_directories(nativeTarget.parent_path(), error);
-  if (error) return Fail(__LINE__, "make folder, error:" + std::to_string(error.value()));
-  return Replace(nativeTarget, jpeg) || Fail(__LINE__, "write thumbnail");
+  if (error) return "make folder, error:" + std::to_string(error.value());
+  return Replace(nativeTarget, jpeg) ? std::string() : "write thumbnail";
 }
