@@ -149,7 +149,8 @@ std::string ThumbnailOfBmp(const std::filesystem::path& path, const std::string&
   std::string bytes;
   cause = "read bitmap";
   if (platform::ReadFile(path, bytes)) return {};
-  return ThumbnailOfPixels(DecodeBmp(bytes, cause), longEdge, cause);
+  cause = "decode bitmap";
+  return ThumbnailOfPixels(DecodeBmp(bytes), longEdge, cause);
 }
 
 std::string ThumbnailOfRaw(const std::filesystem::path& path, int longEdge, std::string& cause) {
