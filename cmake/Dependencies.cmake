@@ -19,6 +19,7 @@ pkg_check_modules(SODIUM REQUIRED IMPORTED_TARGET libsodium)
 
 if(ZENTARA_TESTS)
   find_package(GTest REQUIRED)
+  pkg_check_modules(HEIF REQUIRED IMPORTED_TARGET libheif)
 endif()
 if(ZENTARA_BENCHMARKS)
   find_package(benchmark REQUIRED)

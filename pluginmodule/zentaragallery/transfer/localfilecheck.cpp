@@ -62,10 +62,10 @@ CheckedFile CheckContent(const std::wstring& path, const std::filesystem::path& 
   return {};
 }
 
-void SetProperties(GalleryFile& file, const Album& album, int width, int height, int orientation) {
+void SetProperties(GalleryFile& file, const Album& album, int width, int height, int degrees) {
   Json::Value expand(Json::objectValue);
   if (width > 0) expand["resolution"] = std::to_string(width) + " x " + std::to_string(height);
-  expand["rotate"] = std::to_string(DegreesOfOrientation(orientation));
+  expand["rotate"] = std::to_string(degrees);
   expand["first_update_time"] = std::to_string(file.FirstUpdateTime);
   file.SetExpand(expand);
   file.SetSourcePath(album);
@@ -81,7 +81,8 @@ CheckedFile ReadPicture(const std::wstring& path, const Album& album, const Gall
   }
   file->CreateTime = time;
   file->SetPictureMetadata(CompactJson(metadata.ToJson()));
-  SetProperties(*file, album, metadata.width, metadata.height, metadata.rotation);
+  SetProperties(*file, album, metadata.width, metadata.height,
+                DegreesOfOrientation(metadata.rotation));
   return {file, nullptr, nullptr};
 }
 
@@ -92,7 +93,7 @@ CheckedFile ReadMovie(const std::wstring& path, const Album& album, const Galler
     return Refuse("IDS_GALLERT_VIDEO_CANNOT_PLAYED", "Gallery video cannot played");
   }
   file->SetVideoMetadata(CompactJson(metadata.ToJson()));
-  SetProperties(*file, album, metadata.width, metadata.height, 1);
+  SetProperties(*file, album, metadata.width, metadata.height, metadata.rotation);
   return {file, nullptr, nullptr};
 }
 

@@ -42,7 +42,9 @@ MediaFailure AskVideo(const std::wstring& path, VideoMetadata& metadata) {
   const Outcome outcome = MediaWorkers::GetInstance().Ask(Request("video", path), answer);
   if (outcome == Outcome::NoWorker) return MediaReading::Video(path, metadata);
   const MediaFailure failure = FailureOf(outcome, answer);
-  if (failure == MediaFailure::None) (void)metadata.FromJson(answer["metadata"]);
+  if (failure != MediaFailure::None) return failure;
+  (void)metadata.FromJson(answer["metadata"]);
+  if (answer["rotation"].isInt()) metadata.rotation = answer["rotation"].asInt();
   return failure;
 }
 

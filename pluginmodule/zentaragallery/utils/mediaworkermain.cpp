@@ -39,6 +39,7 @@ Json::Value ReadVideo(const Json::Value& request) {
   Json::Value answer;
   answer["failure"] = static_cast<int>(MediaReading::Video(Wide(request, "path"), metadata));
   answer["metadata"] = metadata.ToJson();
+  answer["rotation"] = metadata.rotation;
   return answer;
 }
 

@@ -20,7 +20,18 @@ struct PictureRead {
   std::int32_t height = 0;
   std::string exif;
   ExifSize exifSize = ExifSize::Take;
+  bool isTurned = false;  // width and height are those of the picture as it is shown
 };
+
+// The property of a quarter turn to either side, [length, 4]["irot"][turns, 1]. It
+// stands among the first boxes.
+bool HasQuarterTurn(const std::filesystem::path& path) {
+  constexpr std::size_t kHeadBytes = 0x10000;
+  constexpr std::string_view kBox("\0\0\0\x09irot", 8);
+  const std::string head = ReadHead(path, kHeadBytes);
+  const auto at = head.find(kBox);
+  return at != std::string::npos && at + kBox.size() < head.size() && (head[at + kBox.size()] & 1) != 0;
+}
 
 MediaFailure ReadByVips(const std::filesystem::path& path, PictureFormat format, PictureRead& read) {
   MediaFailure why = MediaFailure::None;
@@ -29,6 +40,11 @@ MediaFailure ReadByVips(const std::filesystem::path& path, PictureFormat format,
   if (!image) return why;
   read.width = image->Xsize;
   read.height = image->Ysize;
+  if (format == PictureFormat::Heif) {
+    // Some cameras write the size as it lies, some as it is shown, some neither.
+    read.exifSize = ExifSize::Ignore;
+    read.isTurned = HasQuarterTurn(path);
+  }
   const void* exif = nullptr;
   std::size_t length = 0;
   if (vips_image_get_typeof(image.get(), VIPS_META_EXIF_NAME) &&
@@ -83,5 +99,8 @@ MediaFailure MediaReading::Exif(const std::wstring& path, PictureMetadata& metad
   metadata.width = read.width;
   metadata.height = read.height;
   if (!read.exif.empty()) ApplyExif(read.exif, read.exifSize, metadata, timeMs);
+  // As with any other camera: the size as the picture lies, the turn beside it.
+  const bool saysTurn = metadata.rotation >= 5 && metadata.rotation <= 8;
+  if (read.isTurned && saysTurn) std::swap(metadata.width, metadata.height);
   return MediaFailure::None;
 }

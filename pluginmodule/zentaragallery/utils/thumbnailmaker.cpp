@@ -51,6 +51,14 @@ VipsOwner<VipsImage> ShrinkFile(VipsImage* header, const std::filesystem::path& 
   });
 }
 
+// The picture itself, and not what is embedded in its file.
+VipsOwner<VipsImage> ShrinkImage(VipsImage* whole, int longEdge) {
+  return ShrinkWithProfile(whole, [&](VipsImage** out, const char* profileOption) {
+    return vips_thumbnail_image(whole, out, longEdge, "height", longEdge, "size", VIPS_SIZE_DOWN,
+                                profileOption, "srgb", nullptr);
+  });
+}
+
 VipsOwner<VipsImage> ShrinkJpeg(VipsImage* header, const std::string& jpeg, int longEdge) {
   auto* bytes = const_cast<char*>(jpeg.data());  // The library takes a plain pointer and only reads.
   return ShrinkWithProfile(header, [&](VipsImage** out, const char* profileOption) {
@@ -115,6 +123,10 @@ bool HasTooManyScans(const std::filesystem::path& path) {
   return error || scans > kMaxScans;
 }
 
+std::string EncodedOrNone(const VipsOwner<VipsImage>& image) {
+  return image ? EncodeJpeg(image) : std::string();
+}
+
 std::string ThumbnailOfFile(const std::filesystem::path& path, PictureFormat format, int longEdge,
                             std::string& cause) {
   MediaFailure why = MediaFailure::None;
@@ -127,16 +139,17 @@ std::string ThumbnailOfFile(const std::filesystem::path& path, PictureFormat for
     cause = "too many scans";
     return {};
   }
-  const auto image = ShrinkFile(header.get(), path, longEdge);
-  std::string jpeg = image ? EncodeJpeg(image) : std::string();
+  std::string jpeg = EncodedOrNone(ShrinkFile(header.get(), path, longEdge));
+  // The embedded preview that was taken may be of other dimensions than it says.
+  if (jpeg.empty() && format == PictureFormat::Heif)
+    jpeg = EncodedOrNone(ShrinkImage(header.get(), longEdge));
   if (jpeg.empty()) cause = "decode picture: " + TakeVipsError();
   return jpeg;
 }
 
 std::string ThumbnailOfPixels(const std::optional<RgbPicture>& picture, int longEdge, std::string& cause) {
   if (!picture) return {};
-  const auto image = ShrinkPixels(*picture, longEdge);
-  std::string jpeg = image ? EncodeJpeg(image) : std::string();
+  std::string jpeg = EncodedOrNone(ShrinkPixels(*picture, longEdge));
   if (jpeg.empty()) cause = "shrink picture: " + TakeVipsError();
   return jpeg;
 }
@@ -160,8 +173,7 @@ std::string ThumbnailOfRaw(const std::filesystem::path& path, int longEdge, std:
   cause = "raw preview is no usable JPEG";
   const auto header = OpenHeaderOf(preview, PictureFormat::Jpeg, why);
   if (!header) return {};
-  const auto image = ShrinkJpeg(header.get(), preview, longEdge);
-  std::string jpeg = image ? EncodeJpeg(image) : std::string();
+  std::string jpeg = EncodedOrNone(ShrinkJpeg(header.get(), preview, longEdge));
   if (jpeg.empty()) cause = "decode raw preview: " + TakeVipsError();
   return jpeg;
 }

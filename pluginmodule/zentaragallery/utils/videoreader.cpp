@@ -86,8 +86,9 @@ MediaFailure Probe(const std::filesystem::path& path, VideoMetadata& metadata) {
   if (!known || !whole || width < 1 || height < 1) return MediaFailure::NotDecodable;
   metadata.width = static_cast<std::int32_t>(width);
   metadata.height = static_cast<std::int32_t>(height);
-  // The library counts milliseconds, the record whole seconds.
+  // The library gives degrees with decimals. It counts milliseconds, the record whole seconds.
   const double seconds = std::round(probe.Number(MediaInfoLibrary::kGeneral, L"Duration") / 1000);
+  metadata.rotation = static_cast<std::int32_t>(probe.Number(MediaInfoLibrary::kVideo, L"Rotation")) / 90 % 4 * 90;
   metadata.durationTime = static_cast<std::int32_t>(seconds);
   return MediaFailure::None;
 }
