@@ -16,6 +16,7 @@
 #include "transfer/thumbnailhelper.h"
 #include "utils/mediaworkers.h"
 #include "utils/methodfunction.h"
+#include "utils/picturecheck.h"
 #include "utils/picturemetadata.h"
 
 namespace fs = std::filesystem;
@@ -108,6 +109,38 @@ TEST_F(UploadControllerTest, FileOfWhichNoPictureComesIsRefusedAsDamaged) {
   EXPECT_EQ(ReasonOf(Write("a.jpg", Picture(1))), "IDS_GALLERY_FILE_DAMAGED");
   EXPECT_EQ(DBHelper::GetInstance().CountFiles(), 0);
   EXPECT_EQ(album->FileCount(), 0u);
+}
+
+// Of earlier versions, which took it; each sync would fail at it.
+TEST_F(UploadControllerTest, AcceptedFileOfWhichNoPictureComesGetsANeutralOneOnce) {
+  const auto old = LocalFile("old"), away = LocalFile("away");
+  old->SetLocalPath(Write("old.jpg", "no picture"));
+  away->SetLocalPath(pictures.Wide("missing/away.jpg"));
+  Add({old, away});
+  const auto small = platform::NativePath(old->ThumbnailPath()), large = platform::NativePath(old->LcdPath());
+  ASSERT_TRUE(fs::exists(small) && fs::exists(large));
+  EXPECT_TRUE(IsWholePicture(old->ThumbnailPath()) && IsWholePicture(old->LcdPath()));
+  EXPECT_EQ(away->ThumbnailPath(), L"") << "its picture may come back";
+  Restart();
+  const auto made = fs::last_write_time(small);
+  EXPECT_EQ(platform::NativePath(gallery.GetFile("old")->ThumbnailPath()), small);
+  EXPECT_EQ(fs::last_write_time(small), made);
+}
+
+TEST_F(UploadControllerTest, VideoKeepsItsTurn) {
+  class Decoder : public IThumbnails {
+   public:
+    bool MakeLocal(const GalleryFile&, const std::wstring& target, bool) override {
+      fs::create_directories(platform::NativePath(target).parent_path());
+      return static_cast<bool>(std::ofstream(platform::NativePath(target)) << "a picture");
+    }
+    void Fetch(const Files&, std::function<void(const FilePtr&)>) override {}
+  } decoder;
+  upward::Install(&decoder);
+  const auto result = Import({Write("turned.mp4", TurnedVideo())});
+  ASSERT_EQ(result.added.size(), 1u);
+  EXPECT_EQ(result.added[0]->ExpandValue("rotate"), "90");
+  EXPECT_EQ(ParseJson(result.added[0]->VideoMetadata()).size(), 3u);
 }
 
 // A helper that reads files and never answers.

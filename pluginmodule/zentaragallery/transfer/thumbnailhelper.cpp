@@ -2,8 +2,10 @@
 
 #include <filesystem>
 
+#include "common/platform/files.h"
 #include "common/platform/guid.h"
 #include "common/platform/paths.h"
+#include "model/gallery.h"
 #include "transfer/gallerythumbnailmodule.h"
 #include "transfer/thumbnaildownload.h"
 #include "utils/gallerylog.h"
@@ -28,6 +30,14 @@ bool CopyGif(const std::wstring& source, const std::wstring& target) {
   std::filesystem::remove(beside, ignored);
   LogError("ThumbnailHelper::CreateThumbnail", "copy of picture failed: " + failed.message());
   return false;
+}
+
+// A file that the gallery has accepted goes up, also when a decoder does not know it any
+// more; each cycle would else fail at it, and each list try again. What is in the cloud
+// has its thumbnails there.
+bool IsAcceptedAndThere(const GalleryFile& file) {
+  return file.IsLocalOnly() && platform::CanRead(platform::NativePath(file.LocalPath())) &&
+         Gallery::GetInstance().GetFile(file.UniqueId()).get() == &file;
 }
 
 }  // namespace
@@ -57,7 +67,8 @@ bool ThumbnailHelper::CreateThumbnail(const GalleryFile& file, const std::wstrin
 }
 
 bool ThumbnailHelper::MakeLocal(const GalleryFile& file, const std::wstring& target, bool isLcd) {
-  return CreateThumbnail(file, target, isLcd);
+  if (CreateThumbnail(file, target, isLcd)) return true;
+  return IsAcceptedAndThere(file) && MakeNeutralThumbnail(target);
 }
 
 void ThumbnailHelper::Fetch(const std::vector<GalleryFile::Ptr>& files,

@@ -37,7 +37,8 @@ class ThumbnailHelper : public IThumbnails {
   // the final name is always a whole picture.
   bool DownloadThumbnailV2(const GalleryFile::Ptr& file, bool isLcd, const std::function<bool()>& goesOn);
 
-  // IThumbnails
+  // IThumbnails. A file of the gallery that is there and of which no picture can be made
+  // gets a neutral thumbnail; one that is being added gets none.
   bool MakeLocal(const GalleryFile& file, const std::wstring& target, bool isLcd) override;
   void Fetch(const std::vector<GalleryFile::Ptr>& files,
              std::function<void(const GalleryFile::Ptr&)> done) override;

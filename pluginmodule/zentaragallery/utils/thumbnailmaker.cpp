@@ -1,3 +1,5 @@
+#include "utils/thumbnailmaker.h"
+
 #include <fstream>
 
 #include "common/platform/files.h"
@@ -237,4 +239,16 @@ std::string MediaReading::Thumbnail(const std::wstring& source, const std::wstri
   std::filesystem::create_directories(nativeTarget.parent_path(), error);
   if (error) return "make folder, error:" + std::to_string(error.value());
   return Replace(nativeTarget, jpeg) ? std::string() : "write thumbnail";
+}
+
+bool MakeNeutralThumbnail(const std::wstring& target) {
+  constexpr int kWidth = 320, kHeight = 240;
+  constexpr std::uint8_t kGrey = 200;
+  RgbPicture grey;
+  grey.width = kWidth;
+  grey.height = kHeight;
+  grey.pixels.assign(std::size_t{kWidth} * kHeight * 3, kGrey);
+  if (!StartVips()) return false;
+  const std::string jpeg = EncodedOrNone(ShrinkPixels(grey, kWidth));
+  return !jpeg.empty() && Replace(platform::NativePath(target), jpeg);
 }

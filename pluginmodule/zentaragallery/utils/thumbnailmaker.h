@@ -12,3 +12,7 @@
 // Made in a helper process, like the properties of mediareader.h. False, logged with the step and cause, when that is not possible; then no file
 // is left. Safe from any thread.
 bool MakeThumbnail(const std::wstring& source, const std::wstring& target, int longEdge);
+
+// A plain grey one, for a file of which no picture can be made. False when it cannot be
+// written.
+bool MakeNeutralThumbnail(const std::wstring& target);
