@@ -5,7 +5,7 @@
 #include "common/platform/files.h"
 #include "common/platform/guid.h"
 #include "common/platform/paths.h"
-#include "model/gallery.h"
+#include "store/dbhelper.h"
 #include "transfer/gallerythumbnailmodule.h"
 #include "transfer/thumbnaildownload.h"
 #include "utils/gallerylog.h"
@@ -37,7 +37,7 @@ bool CopyGif(const std::wstring& source, const std::wstring& target) {
 // has its thumbnails there.
 bool IsAcceptedAndThere(const GalleryFile& file) {
   return file.IsLocalOnly() && platform::CanRead(platform::NativePath(file.LocalPath())) &&
-         Gallery::GetInstance().GetFile(file.UniqueId()).get() == &file;
+         DBHelper::GetInstance().GetFile(file.UniqueId()) != nullptr;
 }
 
 }  // namespace
