@@ -2,6 +2,8 @@
 
 #include "transfer/uploadcontroller.h"
 
+#include <unistd.h>
+
 #include <atomic>
 #include <filesystem>
 #include <fstream>
@@ -12,6 +14,7 @@
 #include "common/platform/text.h"
 #include "host/globalparamwrapper.h"
 #include "support/gallerytest.h"
+#include "support/operationlog.h"
 #include "tests/support/picturefiles.h"
 #include "transfer/thumbnailhelper.h"
 #include "utils/mediaworkers.h"
@@ -96,6 +99,37 @@ TEST_F(UploadControllerTest, EachReasonForARefusalIsTold) {
   EXPECT_EQ(ReasonOf(Write("huge.png", PngClaiming(60'000, 60'000))), "IDS_GALLERT_INSUF_MEMORY");
   EXPECT_EQ(album->FileCount(), 0u);
   EXPECT_EQ(DBHelper::GetInstance().CountFiles(), 0);
+}
+
+TEST_F(UploadControllerTest, ImportIsLoggedWithItsRefusals) {
+  const OperationLog log;
+  const auto refusal = [](const std::string& reason) {
+    return R"({"action":1,"type":1,"values":{"errorReason":")" + reason + "\"}}";
+  };
+  const auto good = Write("a.jpg", Picture(1));
+  Import({good, pictures.Wide("missing.jpg"), Write("letter.txt", "Dear"), Write("letter.jpg", "Dear"),
+          Write("empty.jpg", ""), Write("broken.mp4", "no video"), Write("again.jpg", Picture(1))});
+  const std::string size = std::to_string(Picture(1).size());
+  EXPECT_EQ(log.Of(161),
+            (std::vector<std::string>{
+                refusal("Gallery file is not exist"), refusal("Gallery not support this file format"),
+                refusal("Gallery not support this file format"), refusal("Gallery file size is zero"),
+                refusal("Gallery video cannot played"),
+                R"({"action":0,"type":1,"values":{"num":"1","size":")" + size + R"(","total":"7"}})"}));
+}
+
+TEST_F(UploadControllerTest, FileThatCannotBeOpenedIsLoggedAsThat) {
+  const auto path = Write("a.jpg", Picture(1));
+  fs::permissions(pictures.Path(), fs::perms::owner_all | fs::perms::group_exec | fs::perms::others_exec);
+  fs::permissions(platform::NativePath(path), fs::perms::none);
+  const OperationLog log;
+  // What the administrator may open, somebody else may not.
+  const bool isRoot = ::geteuid() == 0;
+  ASSERT_TRUE(!isRoot || ::seteuid(65534) == 0);
+  EXPECT_EQ(ReasonOf(path), "IDS_GALLERT_UNABLE_TO_OPEN_FILE");
+  ASSERT_TRUE(!isRoot || ::seteuid(0) == 0);
+  EXPECT_EQ(log.Of(161).at(0),
+            R"({"action":1,"type":1,"values":{"errorReason":" Galley unable to open file"}})");
 }
 
 // It could never go up.
