@@ -45,7 +45,7 @@ bool Session::Open(Output& output) {
 }
 
 bool Session::Load(Output& output) {
-  object.InitWnd();
+  object->InitWnd();
   loaded = SyncHelper::GetInstance().LoadDataToMemory();
   if (loaded) return true;
   output.Error("cannot read the gallery's database " +
@@ -56,7 +56,7 @@ bool Session::Load(Output& output) {
 
 void Session::Close() {
   loaded = false;
-  object.CloseWndClear();
+  object->CloseWndClear();
 }
 
 bool Session::OpenAgain(Output& output) {

@@ -20,6 +20,10 @@ enum class Exit : int { Done = 0, Failed = 1, Usage = 2 };
 // The gallery of the profile, loaded once for all commands that run in this process.
 class Session {
  public:
+  // A host with windows brings the module's object along.
+  explicit Session(std::unique_ptr<ZentaraGalleryObj> with = std::make_unique<ZentaraGalleryObj>())
+      : object(std::move(with)) {}
+
   // Before anything else: the profile in `folder`, or the user's own. False, told,
   // when nothing can be written there.
   static bool ChooseProfile(const std::filesystem::path& folder, bool usersOwn, Output& output);
@@ -36,7 +40,7 @@ class Session {
   // False, told, when the last change of the account left none.
   bool IsLoaded(Output& output) const;
 
-  ZentaraGalleryObj& Object() { return object; }
+  ZentaraGalleryObj& Object() { return *object; }
   SyncListeners& Listeners() { return listeners; }
   // A live album by its id, its name, or the name that a user reads; null when
   // there is none.
@@ -69,7 +73,7 @@ class Session {
  private:
   bool Load(Output& output);
 
-  ZentaraGalleryObj object;
+  const std::unique_ptr<ZentaraGalleryObj> object;
   SyncListeners listeners;
   std::atomic<bool> loaded{false};
 

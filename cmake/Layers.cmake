@@ -1,16 +1,13 @@
-# zentara_layer(NAME [SHARED] SOURCES ... [LINK ...] [PRIVATE ...])
+# zentara_layer(NAME SOURCES ... [LINK ...] [PRIVATE ...])
 #
 # One folder of the client as a library. LINK names what its headers need and
 # its users see too, PRIVATE what only its sources need. Includes are written
 # from the repository's root for common/ and host/, and from
-# pluginmodule/zentaragallery for the module's own folders.
+# pluginmodule/zentaragallery for the module's own folders. Layers are shared: a
+# program that loads the module and runs its commands has one gallery, not two.
 function(zentara_layer name)
-  cmake_parse_arguments(ARG "SHARED" "" "SOURCES;LINK;PRIVATE" ${ARGN})
-  if(ARG_SHARED)
-    add_library(${name} SHARED ${ARG_SOURCES})
-  else()
-    add_library(${name} STATIC ${ARG_SOURCES})
-  endif()
+  cmake_parse_arguments(ARG "" "" "SOURCES;LINK;PRIVATE" ${ARGN})
+  add_library(${name} SHARED ${ARG_SOURCES})
   target_include_directories(${name} PUBLIC ${CMAKE_SOURCE_DIR} ${CMAKE_SOURCE_DIR}/pluginmodule/zentaragallery)
   target_link_libraries(${name} PUBLIC ${ARG_LINK} PRIVATE ${ARG_PRIVATE})
   zentara_precompile(${name})

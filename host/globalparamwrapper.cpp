@@ -321,6 +321,13 @@ void GlobalParamWrapper::SetIsUseLocalCertificate(bool use) {
   (void)state->Store("useLocalCertificate", use);  // Logged; the value holds until the process ends.
 }
 
+std::string GlobalParamWrapper::GetUserProperty(const std::string& name) {
+  return platform::WideToUtf8(state->Text(name.c_str(), L""));
+}
+bool GlobalParamWrapper::SetUserProperty(const std::string& name, const std::string& value) {
+  return state->Store(name.c_str(), value);
+}
+
 bool GlobalParamWrapper::IsReplaceCommaCountry() {
   const std::wstring country = GetCountryCode();
   const bool known = std::any_of(kCommaCountries.begin(), kCommaCountries.end(),

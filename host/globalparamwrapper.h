@@ -121,6 +121,11 @@ class GlobalParamWrapper {
   bool GetIsUseLocalCertificate();  // "useLocalCertificate", false
   void SetIsUseLocalCertificate(bool use);
 
+  // What a window of the client keeps for its user, by a name of its own; empty when
+  // it was never set. Set stores it and is false, logged, when it cannot.
+  std::string GetUserProperty(const std::string& name);
+  bool SetUserProperty(const std::string& name, const std::string& value);
+
   // Countries that write a decimal comma: "replaceCommaCountries", a list of
   // country codes.
   bool IsReplaceCommaCountry();

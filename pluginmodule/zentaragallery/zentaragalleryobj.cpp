@@ -13,6 +13,7 @@
 #include "sync/synchelper.h"
 #include "transfer/gallerytransmanager.h"
 #include "transfer/thumbnailhelper.h"
+#include "ui/view/galleryfilelistviewhelper.h"
 #include "utils/gallerylog.h"
 #include "utils/globaldata.h"
 
@@ -72,11 +73,18 @@ ZentaraGalleryObj::ZentaraGalleryObj() { requestHeaders.max_load_factor(1.0f); }
 
 ZentaraGalleryObj::~ZentaraGalleryObj() { CHeader::GetInstance().SetHeaderMap(nullptr); }
 
+HWND ZentaraGalleryObj::CreateGalleryWnd(HWND, const GalleryRect&) { return nullptr; }
+
+HWND ZentaraGalleryObj::CreateGalleryTransferWnd(HWND, const GalleryRect&, const std::wstring&) {
+  return nullptr;
+}
+
 void ZentaraGalleryObj::InitWnd() {
   InitHeader();
   ReadServiceAddresses();
   CHeader::GetInstance().SetHeaderMap(&requestHeaders);
   upward::Install(&ThumbnailHelper::GetInstance());
+  upward::Install(&GalleryFileListViewHelper::GetInstance());
   (void)DBHelper::GetInstance().IntiDataBase(CHeader::GetInstance().GetUserId());
   (void)DatabaseService::InitDataBase(GlobalParamWrapper::GetInstance()->GetUserDataBaseFolder());
   (void)Gallery::GetInstance().Init();

@@ -3,7 +3,15 @@
 #include <json/json.h>
 
 #include <mutex>
+#include <string>
 #include <unordered_map>
+
+#include "common/platform/window.h"
+
+// A rectangle of the host's window in device pixels.
+struct GalleryRect {
+  int left = 0, top = 0, right = 0, bottom = 0;
+};
 
 // The object through which a host drives the gallery. The host constructs it and
 // calls it on its user-interface thread at fixed moments.
@@ -13,6 +21,14 @@ class ZentaraGalleryObj {
   virtual ~ZentaraGalleryObj();
   ZentaraGalleryObj(const ZentaraGalleryObj&) = delete;
   ZentaraGalleryObj& operator=(const ZentaraGalleryObj&) = delete;
+
+  // Makes the gallery's page in `parent`, beside the host's navigation bar, and gives
+  // its handle. May be called before InitWnd or after. Null here: the module of a
+  // host with a screen gives an object that has windows.
+  virtual HWND CreateGalleryWnd(HWND parent, const GalleryRect& rect);
+  // Makes, or moves and shows, the transfer window for the logged-in user; null for
+  // another user's id.
+  virtual HWND CreateGalleryTransferWnd(HWND parent, const GalleryRect& rect, const std::wstring& userId);
 
   // Starts the data side: identity, service addresses, database, and a model with
   // two empty albums. Rows reach memory when the sync starts. Never fails in a
@@ -36,5 +52,5 @@ class ZentaraGalleryObj {
   std::mutex lock;
 };
 
-// The module's entry: a new object, owned by the caller.
-extern "C" ZentaraGalleryObj* CreateZentaraGalleryObj();
+// The module exports CreateZentaraGalleryObj: a new object, owned by the caller.
+using CreateZentaraGalleryObjFunction = ZentaraGalleryObj*();

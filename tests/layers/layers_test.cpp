@@ -26,18 +26,25 @@ const std::map<std::string, std::set<std::string>> kMayInclude{
     {"model/records", {"common/platform", "resources", "host", "utils"}},
     {"store", {"common/platform", "resources", "host", "utils", "model/records"}},
     {"model", {"common/platform", "resources", "host", "utils", "model/records", "store"}},
+    {"ui/view", {"common/platform", "resources", "host", "utils", "model/records", "store", "model"}},
     {"cloud", {"common/platform", "resources", "host", "utils", "model/records", "store", "model"}},
     {"transfer",
      {"common/platform", "resources", "host", "utils", "model/records", "store", "model", "cloud"}},
     {"sync",
      {"common/platform", "resources", "host", "utils", "model/records", "store", "model", "cloud",
       "transfer"}},
+    {"ui",
+     {"common/platform", "common/toolkit", "common/duilib_business", "resources", "host", "utils", "model/records",
+      "store", "model", "ui/view", "cloud", "transfer", "sync"}},
     {"module",
-     {"common/platform", "resources", "host", "utils", "model/records", "store", "model", "cloud", "transfer",
-      "sync"}},
+     {"common/platform", "common/toolkit", "resources", "host", "utils", "model/records", "store", "model", "cloud",
+      "transfer", "sync", "ui", "ui/view"}},
     {"cli",
      {"common/platform", "resources", "host", "utils", "model/records", "store", "model", "cloud", "transfer",
       "sync", "module"}},
+    {"desktop",
+     {"common/platform", "common/toolkit", "resources", "host", "utils", "model/records", "store", "model", "cloud",
+      "transfer", "sync", "module", "cli"}},
     {"photocloud", {}},
 };
 
@@ -54,7 +61,7 @@ std::string LayerOf(std::string path) {
   const bool inModule = StartsWith(path, module);
   if (inModule) path.erase(0, module.size());
   for (const std::string layer :
-       {"common/platform", "common/toolkit", "common/duilib_business", "model/records"}) {
+       {"common/platform", "common/toolkit", "common/duilib_business", "model/records", "ui/view"}) {
     if (StartsWith(path, layer + "/")) return layer;
   }
   const auto slash = path.find('/');
@@ -68,7 +75,7 @@ std::string LayerOfInclude(const std::string& include) {
   if (include == "zentaragalleryobj.h") return "module";
   if (include.find('/') == std::string::npos) return "";
   const std::string layer = LayerOf(include);
-  return kMayInclude.contains(layer) || layer == "ui" || layer == "desktop" ? layer : "";
+  return kMayInclude.contains(layer) ? layer : "";
 }
 
 struct Include {
@@ -95,6 +102,11 @@ std::vector<Include> AllIncludes() {
     }
   }
   return includes;
+}
+
+TEST(Layers, EveryFolderHasItsPlace) {
+  for (const auto& [file, target] : AllIncludes())
+    EXPECT_TRUE(kMayInclude.contains(LayerOf(file))) << file << " lies in no layer";
 }
 
 TEST(Layers, IncludesPointDownwards) {

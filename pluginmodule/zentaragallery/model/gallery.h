@@ -104,6 +104,8 @@ class Gallery : public IGalleryContext {
   // fileLock and may not take it. Returns how many files are done.
   std::size_t ClassifyFiles(unsigned mask, const Files& list, AlbumFiles& albumFiles, const Report& report,
                             const Step& before, const Step& after);
+  // Whether the first files have come in since Init.
+  bool IsLoaded();
   // Into memory only; the rows are there already.
   std::size_t AddFiles(const Files& list);
   // Out of memory only.

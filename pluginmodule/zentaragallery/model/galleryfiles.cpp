@@ -209,6 +209,11 @@ void Gallery::ForEachAlbum(const AlbumFiles& albumFiles,
   for (auto& task : tasks) task.join();
 }
 
+bool Gallery::IsLoaded() {
+  platform::ReaderLock hold(albumLock);
+  return firstAddDone;
+}
+
 std::size_t Gallery::AddFiles(const Files& list) {
   constexpr char kTag[] = "Gallery::AddFiles";
   LogInfo(kTag, "AddFiles begin.");

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <ctime>
 #include <memory>
 
@@ -83,3 +84,12 @@ std::int64_t LocalMidnight(std::int64_t seconds) {
   if (offset == kOffsetChanges) return MidnightNearChange(seconds);
   return FloorToDay(seconds + offset) - offset;
 }
+
+int LocalYear(std::int64_t seconds) {
+  const bool hasRules = seconds >= kEarliest && seconds <= kLatest;
+  const std::int64_t days = FloorToDay(seconds + (hasRules ? OffsetAt(seconds) : 0)) / kSecondsPerDay;
+  const std::chrono::sys_days date{std::chrono::days{days}};
+  return static_cast<int>(std::chrono::year_month_day{date}.year());
+}
+
+std::int64_t LocalOffset(std::int64_t seconds) { return OffsetAt(seconds); }

@@ -11,3 +11,10 @@
 // moment counts. On a day that has two, the first one counts, so that a day has
 // one key whatever the hour.
 std::int64_t LocalMidnight(std::int64_t seconds);
+
+// The year of the local day that holds `seconds`; by UTC outside the years 1 to
+// 9999.
+int LocalYear(std::int64_t seconds);
+
+// Seconds by which local time is ahead of UTC at `seconds`.
+std::int64_t LocalOffset(std::int64_t seconds);

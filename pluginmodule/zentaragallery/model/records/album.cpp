@@ -154,6 +154,11 @@ std::shared_ptr<const ViewCacheData> Album::ViewCache() const {
   return viewCache;
 }
 
+Album::View Album::CurrentView() const {
+  platform::ReaderLock hold(filesLock);
+  return {FileSnapshot(files), viewCache};
+}
+
 std::int64_t Album::IndexOf(const GalleryFile::Ptr& file) const {
   const auto snapshot = Files();
   if (!file || !order) return -1;

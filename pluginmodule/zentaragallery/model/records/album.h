@@ -155,6 +155,12 @@ class Album : public IObjectWidthJson, public std::enable_shared_from_this<Album
 
   // --- Layout of the list view
   std::shared_ptr<const ViewCacheData> ViewCache() const;
+  // Files and the layout that was made for them.
+  struct View {
+    FileSnapshot files{std::make_shared<const FileSequence>()};
+    std::shared_ptr<const ViewCacheData> layout = std::make_shared<const ViewCacheData>();
+  };
+  View CurrentView() const;
   void SetViewConf(std::uint8_t cols, std::uint16_t dateHeight, std::uint16_t lineHeight);
 
   // --- JSON form

@@ -1,0 +1,66 @@
+#include "common/toolkit/toolkit.h"
+
+#include <QApplication>
+#include <QScreen>
+#include <QStyle>
+#include <QToolTip>
+#include <QWidget>
+
+#include "common/toolkit/focusring.h"
+#include "common/toolkit/gallerystyle.h"
+#include "common/toolkit/paintmanager.h"
+#include "common/toolkit/theme.h"
+#include "common/toolkit/windowimplbase.h"
+
+namespace toolkit {
+
+void Prepare() {
+  qputenv("QT_ENABLE_HIGHDPI_SCALING", "0");
+  QCoreApplication::setAttribute(Qt::AA_DontCreateNativeWidgetSiblings);
+}
+
+namespace {
+
+// Fonts and colours of what is no control of a skin: menus, tool tips, dialogs
+// of Qt.
+void Dress(QApplication& application) {
+  const Theme& theme = Theme::Instance();
+  const int scale = ScaleOf(nullptr);
+  application.setFont(theme.Font("body", scale));
+  QPalette palette;
+  application.style()->polish(palette);
+  application.setPalette(palette);
+  QToolTip::setFont(theme.Font("small", scale));
+  QToolTip::setPalette(palette);
+}
+
+}  // namespace
+
+void Start(QApplication& application) {
+  application.setStyle(new GalleryStyle);
+  Dress(application);
+  QObject::connect(&Theme::Instance(), &Theme::changed, &application, [&application] { Dress(application); });
+  Theme::Instance().FollowDesktop();
+  new FocusRing(application);
+}
+
+int ScreenDpi(const QWidget* widget) {
+  const int percent = qEnvironmentVariableIntValue("ZENTARA_SCALE");
+  if (percent > 0) return (96 * percent + 50) / 100;
+  const QScreen* screen = widget ? widget->screen() : QGuiApplication::primaryScreen();
+  return screen ? qRound(screen->logicalDotsPerInch()) : 96;
+}
+
+int ScaleOf(const QWidget* widget) {
+  for (; widget; widget = widget->parentWidget()) {
+    if (const auto window = dynamic_cast<const WindowImplBaseEx*>(widget))
+      return window->Manager().GetScale();
+  }
+  return (ScreenDpi(nullptr) * 100 + 48) / 96;
+}
+
+int Scaled(int pixels, int scale) { return qRound(pixels * scale / 100.0); }
+
+double ScaledF(double pixels, int scale) { return pixels * scale / 100; }
+
+}  // namespace toolkit

@@ -1,0 +1,46 @@
+#include "desktopsettings.h"
+
+#include <QGuiApplication>
+#include <QLocale>
+
+#include "common/toolkit/resourcemanager.h"
+#include "common/toolkit/theme.h"
+#include "ui/userproperties.h"
+
+namespace DesktopSettings {
+namespace {
+
+constexpr char kChosen[] = "DesktopCloudChosen", kTray[] = "DesktopCloseToTray";
+constexpr char kLanguage[] = "DesktopLanguage", kTheme[] = "DesktopTheme";
+
+}  // namespace
+
+bool Chosen() { return UserProperties::GetFlag(kChosen); }
+void SetChosen() { UserProperties::Set(kChosen, 1); }
+void ClearChosen() { UserProperties::Set(kChosen, 0); }
+bool ClosesToTray() { return UserProperties::GetFlag(kTray); }
+void SetClosesToTray(bool on) { UserProperties::Set(kTray, on ? 1 : 0); }
+QString Language() { return QString::fromStdString(UserProperties::GetText(kLanguage)); }
+QString ThemeName() { return QString::fromStdString(UserProperties::GetText(kTheme)); }
+
+void SetLanguage(const QString& tag) {
+  UserProperties::Set(kLanguage, tag.toStdString());
+  Apply();
+}
+
+void SetThemeName(const QString& name) {
+  UserProperties::Set(kTheme, name.toStdString());
+  Apply();
+}
+
+void Apply() {
+  const QString theme = ThemeName();
+  Theme::Instance().SetMode(theme == QStringLiteral("dark")    ? ThemeMode::Dark
+                            : theme == QStringLiteral("light") ? ThemeMode::Light
+                                                               : ThemeMode::System);
+  const QString chosen = Language();
+  CResourceManager::GetInstance().SetLanguage(chosen.isEmpty() ? QLocale::system().bcp47Name() : chosen);
+  QGuiApplication::setLayoutDirection(CResourceManager::IsRightToLeft() ? Qt::RightToLeft : Qt::LeftToRight);
+}
+
+}  // namespace DesktopSettings

@@ -1,0 +1,100 @@
+#include "firstrunpage.h"
+
+#include <QPainter>
+#include <QPointer>
+
+#include "common/toolkit/button.h"
+#include "common/toolkit/container.h"
+#include "common/toolkit/edit.h"
+#include "common/toolkit/theme.h"
+#include "common/toolkit/toolkit.h"
+#include "framewindow.h"
+
+void FirstRunPage::InitWindow() { ShowStep(1); }
+
+QString FirstRunPage::TextOf(const char* name) const {
+  const auto* control = FindControl(QString::fromLatin1(name));
+  return control ? control->GetText().trimmed() : QString();
+}
+
+void FirstRunPage::ShowStep(int next) {
+  step = next;
+  Fail({});
+  for (const char* name : {"step_choice", "step_login"})
+    if (auto* part = FindControl(QString::fromLatin1(name)))
+      part->SetVisible((step == 1) == (QLatin1String(name) == QLatin1String("step_choice")));
+  const auto* elsewhere = Find<CRadioUI>(QStringLiteral("choice_server"));
+  if (auto* field = FindControl(QStringLiteral("server_field"))) field->SetEnabled(elsewhere && elsewhere->IsSelected());
+  if (auto* back = FindControl(QStringLiteral("btn_back"))) back->SetVisible(step == 2);
+  if (auto* later = FindControl(QStringLiteral("btn_later"))) later->SetVisible(step == 1);
+  if (auto* on = FindControl(QStringLiteral("btn_next")))
+    on->SetText(step == 1 ? QStringLiteral("IDS_FIRSTRUN_NEXT") : QStringLiteral("IDS_FIRSTRUN_SIGN_IN"));
+  if (auto* first = FindControl(step == 1 ? QStringLiteral("btn_next") : QStringLiteral("login_user"))) first->SetFocus();
+}
+
+void FirstRunPage::Wait(bool busy) {
+  for (const char* name : {"btn_next", "btn_back", "btn_later", "card"})
+    if (auto* control = FindControl(QString::fromLatin1(name))) control->SetEnabled(!busy);
+  if (auto* ring = FindControl(QStringLiteral("wait_ring"))) ring->SetVisible(busy);
+}
+
+void FirstRunPage::Fail(const QString& words) {
+  auto* label = FindControl(QStringLiteral("fail_words"));
+  if (!label) return;
+  label->SetText(words);
+  label->SetVisible(!words.isEmpty());
+}
+
+void FirstRunPage::OnNext() {
+  if (step == 2) return SignIn();
+  const auto* elsewhere = Find<CRadioUI>(QStringLiteral("choice_server"));
+  if (elsewhere && elsewhere->IsSelected()) {
+    if (TextOf("server_field").isEmpty()) return Fail(QStringLiteral("IDS_FIRSTRUN_ADDRESS_NEEDED"));
+    return ShowStep(2);
+  }
+  Wait(true);
+  frame.UseHomeCloud([page = QPointer<FirstRunPage>(this)](const QString& error) {
+    if (!page) return;
+    page->Wait(false);
+    error.isEmpty() ? page->frame.FinishFirstRun() : page->Fail(error);
+  });
+}
+
+void FirstRunPage::SignIn() {
+  QString server = TextOf("server_field");
+  if (!server.contains(QStringLiteral("://"))) server.prepend(QStringLiteral("https://"));
+  while (server.endsWith(u'/')) server.chop(1);
+  const auto* password = Find<CEditUI>(QStringLiteral("login_password"));
+  if (TextOf("login_user").isEmpty() || !password || password->GetText().isEmpty())
+    return Fail(QStringLiteral("IDS_FIRSTRUN_NAME_NEEDED"));
+  Wait(true);
+  frame.UseServer(server.toStdString(), TextOf("login_user").toStdString(), password->GetText().toStdString(),
+                  [page = QPointer<FirstRunPage>(this)](const QString& error) {
+                    if (!page) return;
+                    page->Wait(false);
+                    error.isEmpty() ? page->frame.FinishFirstRun() : page->Fail(error);
+                  });
+}
+
+void FirstRunPage::Notify(TNotifyUI& message) {
+  const QString name = message.pSender ? message.pSender->GetName() : QString();
+  if (message.sType == QStringLiteral("selectchanged")) {
+    const auto* elsewhere = Find<CRadioUI>(QStringLiteral("choice_server"));
+    if (auto* field = FindControl(QStringLiteral("server_field"))) field->SetEnabled(elsewhere && elsewhere->IsSelected());
+    return;
+  }
+  if (message.sType == QStringLiteral("return")) return OnNext();
+  if (message.sType != QStringLiteral("click")) return;
+  if (name == QStringLiteral("btn_next")) return OnNext();
+  if (name == QStringLiteral("btn_back")) return ShowStep(1);
+  if (name == QStringLiteral("btn_later")) return frame.FinishFirstRun();
+  if (name == QStringLiteral("show_password")) {
+    auto* field = Find<CEditUI>(QStringLiteral("login_password"));
+    if (field) field->setEchoMode(field->echoMode() == QLineEdit::Password ? QLineEdit::Normal : QLineEdit::Password);
+  }
+}
+
+void FirstRunPage::paintEvent(QPaintEvent*) {
+  QPainter painter(this);
+  painter.fillRect(rect(), Theme::Instance().Color(QStringLiteral("panel")));
+}

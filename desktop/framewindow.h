@@ -1,0 +1,74 @@
+#pragma once
+
+#include <QPointer>
+#include <QStringList>
+#include <QSystemTrayIcon>
+#include <memory>
+
+#include "common/duilib_business/windowbusybase.h"
+#include "common/toolkit/container.h"
+#include "homecloud.h"
+#include "workspace.h"
+
+class FirstRunPage;
+class HomePage;
+class SettingsPage;
+class TransfersPage;
+
+// The host's window: the navigation bar, and one of home, gallery, transfers and
+// settings beside it. User-interface thread.
+class FrameWindow : public WindowBusyBase {
+ public:
+  enum Page { Home, Gallery, Transfers, Settings };
+
+  FrameWindow(Workspace& work, QStringList startFiles);
+  ~FrameWindow() override;
+
+  QString GetSkinFile() override { return QStringLiteral("Desktop/Frame.xml"); }
+  const char* GetWindowClassName() const override { return "FrameWindow"; }
+  CControlUI* CreateControl(const QString& element) override;
+  void InitWindow() override;
+  void Notify(TNotifyUI& message) override;
+  LRESULT HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, bool& handled) override;
+
+  void ShowPage(Page page);
+  // Files that were handed to the program: into the gallery.
+  void TakeFiles(const QStringList& files);
+  void Raise();
+  // Through first run, settings or a log-out to the gallery of another account.
+  void UseHomeCloud(Workspace::Done done);
+  void UseServer(const std::string& server, const std::string& user, const std::string& password,
+                 Workspace::Done done);
+  void SignOut(Workspace::Done done);
+  void FinishFirstRun();
+  void Quit();
+  Workspace& Work() { return work; }
+  class ZentaraGallery* GalleryPage() const;
+
+ protected:
+  void resizeEvent(QResizeEvent* event) override;
+  void closeEvent(QCloseEvent* event) override;
+
+ private:
+  void Start();
+  void OnOpened(const QString& error);
+  void ShowFirstRun();
+  void OpenGallery();
+  void CloseGallery();
+  void PlaceGallery();
+  void ShowBusy(bool busy, const QString& words = {});
+  void SetUpTray();
+  void UpdateBadge();
+
+  Workspace& work;
+  HomeCloud homeCloud;
+  QStringList files;
+  HWND gallery = nullptr;
+  QPointer<FirstRunPage> firstRun;
+  QPointer<HomePage> home;
+  QPointer<TransfersPage> transfers;
+  QPointer<SettingsPage> settings;
+  QPointer<QSystemTrayIcon> tray;
+  Page shown = Gallery;
+  bool quitting = false;
+};

@@ -1,0 +1,125 @@
+#include "homepage.h"
+
+#include <QPainter>
+#include <QPainterPath>
+#include <QStorageInfo>
+
+#include "common/platform/paths.h"
+#include "common/platform/text.h"
+#include "common/toolkit/dialogbuilder.h"
+#include "common/toolkit/icons.h"
+#include "common/toolkit/resourcemanager.h"
+#include "common/toolkit/resourcequeue.h"
+#include "framewindow.h"
+#include "host/userauthservice.h"
+#include "sync/synchelper.h"
+#include "transfer/gallerytransmanager.h"
+#include "ui/pagecontext.h"
+#include "ui/view/gridgeometry.h"
+#include "ui/zentaragallery.h"
+
+namespace {
+
+constexpr int kTile = 184;
+constexpr int kGap = 16;
+
+}  // namespace
+
+HomeGridUI::HomeGridUI() {
+  setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
+  connect(&ResourceQueue::GetInstance(), &ResourceQueue::ready, this, [this] { update(); });
+}
+
+void HomeGridUI::SetItems(std::vector<Item> next) {
+  items = std::move(next);
+  update();
+}
+
+void HomeGridUI::PaintBkImage(QPainter& painter) {
+  painter.setRenderHints(QPainter::Antialiasing | QPainter::SmoothPixmapTransform);
+  const int columns = std::max(1, qRound(static_cast<double>(width()) / Scaled(kTile)));
+  const int gap = Scaled(kGap), side = (width() - gap * (columns - 1)) / columns;
+  int index = 0;
+  for (const Item& item : items) {
+    const int x = (index % columns) * (side + gap), y = (index / columns) * (side + gap);
+    if (y + side > height()) break;
+    ++index;
+    const QRect cell = QStyle::visualRect(layoutDirection(), rect(), {x, y, side, side});
+    const QImage image = ResourceQueue::GetInstance().Get(item.path, cell.size());
+    if (image.isNull()) {
+      painter.setPen(Qt::NoPen);
+      painter.setBrush(ColorOf(QStringLiteral("skeleton")));
+      painter.drawRoundedRect(cell, Scaled(4), Scaled(4));
+      continue;
+    }
+    const auto place = GridGeometry::Fit(image.width(), image.height(), side, side);
+    const QRect picture(cell.x() + place.x, cell.y() + place.y, place.width, place.height);
+    QPainterPath rounded;
+    rounded.addRoundedRect(picture, Scaled(4), Scaled(4));
+    painter.save();
+    painter.setClipPath(rounded);
+    painter.drawImage(picture, image);
+    if (item.isVideo || item.isBurst) {
+      const int strip = Scaled(20), mark = Scaled(16);
+      painter.fillRect(QRect(picture.left(), picture.bottom() + 1 - strip, picture.width(), strip),
+                       ColorOf(QStringLiteral("strip")));
+      icons::Paint(painter, item.isVideo ? QStringLiteral("video") : QStringLiteral("burst"),
+                   {picture.left() + 2, picture.bottom() - 1 - mark, mark, mark}, Qt::white);
+    }
+    painter.restore();
+  }
+}
+
+void HomePage::DoInit() {
+  CVerticalLayoutUI::DoInit();
+  auto* content = CDialogBuilder().Create(QStringLiteral("Desktop/HomePage.xml"), nullptr, this);
+  if (!content) return;
+  Add(content);
+  auto* place = dynamic_cast<CContainerUI*>(FindSubControl(QStringLiteral("home_grid")));
+  if (place) place->Add(grid = new HomeGridUI);
+}
+
+void HomePage::Say(const char* name, const QString& words) {
+  if (auto* label = FindSubControl(QString::fromLatin1(name))) label->SetText(words);
+}
+
+void HomePage::Reload() {
+  if (!grid || !frame.Work().IsOpen()) return;
+  bool empty = false;
+  std::vector<HomeGridUI::Item> items;
+  for (const auto& entry : frame.Work().Gallery().Object().GetGalleryHomeData(empty)) {
+    const auto folder = platform::Utf8ToWide(entry["thumbPath"].asString());
+    const auto name = platform::Utf8ToWide(entry["guid"].asString()) + L".jpg";
+    const bool typed = entry.isMember("fileType");
+    items.push_back({Page::NativeText(folder + name), typed && entry["fileType"].asInt() == 2,
+                     typed && entry["fileType"].asInt() == 1});
+  }
+  const bool none = items.empty();
+  grid->SetItems(std::move(items));
+  if (auto* words = FindSubControl(QStringLiteral("home_empty"))) words->SetVisible(none);
+  const std::string server = UserAuthService::GetInstance()->GetServerUrl();
+  const auto state = SyncHelper::GetInstance().GetState();
+  Say("home_cloud_title", server.empty() ? QStringLiteral("IDS_HOME_NO_CLOUD")
+                          : state.status == SyncStatus::SYNCERROR ? QStringLiteral("IDS_HOME_CLOUD_TROUBLE")
+                                                                  : QStringLiteral("IDS_HOME_CLOUD_GOOD"));
+  Say("home_cloud_text", server.empty() ? QString() : QString::fromStdString(server));
+  const QStorageInfo disk(QString::fromStdString(platform::DataRoot().string()));
+  Say("home_storage_title", Page::SizeText(disk.bytesAvailable()));
+  std::size_t busy = 0;
+  for (const TaskType kind : {TaskType::Upload, TaskType::Download}) {
+    const auto figures = GalleryTransManager::GetInstance().GetFigures(kind);
+    busy += figures.running + figures.waiting;
+  }
+  Say("home_transfers_title", CResourceManager::FormatNumber(static_cast<qint64>(busy)));
+}
+
+void HomePage::OnNotify(TNotifyUI& message) {
+  if (message.sType != QStringLiteral("click") || !message.pSender) return;
+  const QString name = message.pSender->GetName();
+  if (name == QStringLiteral("home_upload") && frame.GalleryPage()) {
+    frame.ShowPage(FrameWindow::Gallery);
+    frame.GalleryPage()->OnUpload();
+  }
+  if (name == QStringLiteral("home_all") || name == QStringLiteral("home_cloud_open")) frame.ShowPage(FrameWindow::Gallery);
+  if (name == QStringLiteral("home_transfers_open")) frame.ShowPage(FrameWindow::Transfers);
+}

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <QObject>
+#include <QString>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "dispatcher.h"
+#include "host/profileowner.h"
+#include "session.h"
+
+// The gallery behind the windows: owns the profile, loads the module, opens and closes
+// the gallery of the account, and runs what command lines of this profile hand over.
+//
+// For the user-interface thread; what talks to disk or service runs on a worker and
+// comes back by `done`. One piece of work at a time.
+class Workspace : public QObject, public ICommandRunner {
+ public:
+  using Done = std::function<void(const QString& error)>;
+
+  Workspace();
+  ~Workspace() override;
+
+  // Takes the profile. Elsewhere: another process has it.
+  ProfileOwner::Take Take(QString& error);
+  // Has the window that is there come to the front with these files.
+  static bool HandOver(const QStringList& files);
+
+  // Loads the module and the gallery.
+  void Open(Done done);
+  bool IsOpen() const { return open; }
+  Session& Gallery() { return *session; }
+  // Starts what runs beside the windows: push, sync, thumbnails; and answers clients.
+  void Begin();
+  void Close();
+
+  // --- The account
+  // Signs in, takes the pictures of the local gallery along, and loads the gallery of the
+  // account. The page must be gone before.
+  void SignIn(const std::string& server, const std::string& user, const std::string& password, Done done);
+  void SignOut(Done done);
+
+  // Called for a second start of the program, with its files.
+  std::function<void(const QStringList& files)> onRaise;
+
+  // ICommandRunner: on threads of clients.
+  CommandKind KindOf(const std::vector<std::string>& arguments) override;
+  int Run(const std::vector<std::string>& arguments, CommandTerminal& terminal) override;
+
+ private:
+  void InBackground(std::function<QString()> work, Done done);
+  void End();
+
+  ProfileOwner owner;
+  std::unique_ptr<Session> session;
+  std::unique_ptr<Dispatcher> dispatcher;
+  bool open = false;
+  bool running = false;
+  bool served = false;
+};

@@ -1,0 +1,104 @@
+#include "ui/dialogs/movepicwnd.h"
+
+#include <algorithm>
+
+#include "common/toolkit/label.h"
+#include "common/toolkit/resourcemanager.h"
+#include "model/gallery.h"
+#include "ui/albumthumb.h"
+#include "ui/dialogs/inputalbumnamewnd.h"
+#include "ui/pagecontext.h"
+
+namespace {
+
+constexpr int kRowHeight = 56;
+constexpr int kMostRows = 6;
+
+}  // namespace
+
+void CListAlbumExUI::DoEvent(TEventUI& event) {
+  if (event.Type == EventType::Wheel && GetCount() > 0) {
+    (void)SelectItem(std::clamp(GetCurSel() + (event.wheelDelta > 0 ? -1 : 1), 0, GetCount() - 1));
+    event.handled = true;
+    return;
+  }
+  CListUI::DoEvent(event);
+}
+
+CControlUI* MovePicWnd::CreateControl(const QString& element) {
+  return element == QStringLiteral("ListAlbumEx") ? new CListAlbumExUI : nullptr;
+}
+
+void MovePicWnd::InitWindow() {
+  list = Find<CListUI>(QStringLiteral("list_vertical"));
+  Fill();
+  WindowBusyBaseShadow::InitWindow();
+  if (auto* ok = FindControl(QStringLiteral("btn_ok"))) ok->SetEnabled(chosen != nullptr);
+}
+
+void MovePicWnd::Fill() {
+  if (!list) return;
+  list->RemoveAll();
+  albums.clear();
+  Gallery::Albums all;
+  Gallery::GetInstance().GetAlbums(all, false);
+  for (const auto& album : all) {
+    if (album != left && album->IsReal()) AddRow(album);
+  }
+  list->SetFixedHeight(kRowHeight * std::clamp(static_cast<int>(albums.size()), 1, kMostRows));
+}
+
+void MovePicWnd::AddRow(const Album::Ptr& album) {
+  auto* row = new CListContainerElementUI;
+  row->SetFixedHeight(kRowHeight);
+  row->SetInset({8, 0, 12, 0});
+  row->SetChildPadding(12);
+  auto* thumb = new AlbumThumbUI(album);
+  thumb->SetFixedWidth(40);
+  thumb->SetFixedHeight(40);
+  thumb->SetAlignment(Qt::AlignVCenter);
+  row->Add(thumb);
+  auto* name = new CLabelUI;
+  name->SetText(Page::AlbumTitle(*album));
+  row->Add(name);
+  auto* count = new CLabelUI;
+  count->SetText(CResourceManager::FormatNumber(static_cast<qint64>(album->FileCount())));
+  count->SetTextColor(QStringLiteral("text-2"));
+  count->SetAttribute(QStringLiteral("width"), QStringLiteral("auto"));
+  row->Add(count);
+  row->setAccessibleName(Page::AlbumTitle(*album));
+  list->Add(row);
+  albums.push_back(album);
+}
+
+void MovePicWnd::Choose(int index) {
+  chosen = index >= 0 && index < static_cast<int>(albums.size()) ? albums[static_cast<std::size_t>(index)] : nullptr;
+  if (auto* ok = FindControl(QStringLiteral("btn_ok"))) ok->SetEnabled(chosen != nullptr);
+}
+
+void MovePicWnd::OnAdd() {
+  InputAlbumNameWnd input;
+  if (input.RunOver(*this) != IDOK) return;
+  Fill();
+  const auto made = std::find(albums.begin(), albums.end(), input.Made());
+  if (made != albums.end()) (void)list->SelectItem(static_cast<int>(made - albums.begin()));
+}
+
+bool MovePicWnd::OnKey(TEventUI& event) {
+  const bool enter = event.key == Qt::Key_Return || event.key == Qt::Key_Enter;
+  if (event.Type != EventType::KeyDown || !enter || !chosen) return WindowBusyBaseShadow::OnKey(event);
+  Close(IDOK);
+  return true;
+}
+
+void MovePicWnd::Notify(TNotifyUI& message) {
+  WindowBusyBaseShadow::Notify(message);
+  if (!message.pSender) return;
+  if (message.sType == QStringLiteral("itemselect")) return Choose(static_cast<int>(message.wParam));
+  if (message.sType == QStringLiteral("itemactivate") && chosen) return Close(IDOK);
+  if (message.sType != QStringLiteral("click")) return;
+  const QString name = message.pSender->GetName();
+  if (name == AddButton()) return OnAdd();
+  if (name != QStringLiteral("btn_ok")) return Close(IDCANCEL);
+  if (chosen) Close(IDOK);
+}

@@ -1,0 +1,158 @@
+// Drags over the page: files from outside come in, pictures of the page go to albums.
+
+#include <QFileInfo>
+#include <QMimeData>
+#include <QUrl>
+#include <algorithm>
+#include <map>
+
+#include "common/platform/files.h"
+#include "common/platform/paths.h"
+#include "common/toolkit/resourcemanager.h"
+#include "transfer/uploadcontroller.h"
+#include "ui/dialogs/messagebox.h"
+#include "ui/dialogs/uploadprocess.h"
+#include "ui/dragpicture.h"
+#include "ui/galleryalbumwnd.h"
+#include "ui/pagecontext.h"
+#include "ui/view/pageflags.h"
+#include "ui/zentaragallery.h"
+#include "utils/gallerylog.h"
+#include "utils/globaldata.h"
+#include "utils/mediatypes.h"
+#include "utils/messages.h"
+
+namespace {
+
+constexpr char kTag[] = "ZentaraGallery";
+
+
+
+bool IsPictures(const DragDataUI& drag) { return drag.data && drag.data->hasFormat(kPicturesMime); }
+bool IsFiles(const DragDataUI& drag) { return drag.data && drag.data->hasUrls() && !IsPictures(drag); }
+
+bool IsInTrash(const QString& path) {
+  return path.contains(QStringLiteral("$RECYCLE.BIN"), Qt::CaseInsensitive) ||
+         path.contains(QStringLiteral("/.Trash-")) || path.contains(QStringLiteral("/share/Trash/"));
+}
+
+// The pictures and videos that a drop names, folders walked through.
+std::vector<std::wstring> CollectPaths(const std::vector<std::wstring>& dropped, const std::atomic<bool>& stop) {
+  std::vector<std::wstring> paths;
+  const auto full = [&paths] { return paths.size() > UploadController::kFilesUpperLimit; };
+  for (const auto& path : dropped) {
+    const auto native = platform::NativePath(path);
+    std::error_code failed;
+    if (!std::filesystem::is_directory(native, failed)) {
+      paths.push_back(path);
+      continue;
+    }
+    platform::WalkFiles(
+        native,
+        [&](const std::filesystem::path& file) {
+          const auto wide = platform::WidePath(file);
+          const auto extension = platform::WideExtension(wide);
+          if (IsPictureExtension(extension) || IsVideoExtension(extension)) paths.push_back(wide);
+          return !stop && !full();
+        },
+        [](const std::filesystem::path&, std::error_code) { LogError(kTag, "Failed to find first file!"); });
+  }
+  return paths;
+}
+
+}  // namespace
+
+void ZentaraGallery::SetDropDescription(const QString& words, QPoint) {
+  if (dropBubble) dropBubble->Dismiss();
+  dropBubble = nullptr;
+  if (words.isEmpty() || !title) return;
+  dropBubble = Bubble::Show(*title, words, BubbleKind::Dark);
+}
+
+LRESULT ZentaraGallery::OnDragEnter(DragDataUI& drag) { return OnDragOver(drag); }
+
+Album::Ptr ZentaraGallery::DropTarget(const DragDataUI& drag, QString& name) const {
+  return panel ? panel->AlbumAtPoint(drag.screen, name) : nullptr;
+}
+
+LRESULT ZentaraGallery::OnDragOver(DragDataUI& drag) {
+  const bool pictures = IsPictures(drag), files = IsFiles(drag);
+  drag.accepted = false;
+  drag.action = pictures ? Qt::MoveAction : Qt::CopyAction;
+  if ((!pictures && !files) || !current) return 0;
+  QString name;
+  if (const auto target = DropTarget(drag, name)) {
+    drag.accepted = !pictures || target != current;
+    const QString key = pictures ? QStringLiteral("IDS_GALLERT_DRAGDROP_MOVE") : QStringLiteral("IDS_GALLERT_UPLOAD_TO");
+    SetDropDescription(drag.accepted ? CResourceManager::GetText(key) + u' ' + name : QString(), drag.point);
+    return 0;
+  }
+  const bool overPage = FindControl(QStringLiteral("right_page")) &&
+                        FindControl(QStringLiteral("right_page"))->Widget()->geometry().contains(drag.point);
+  drag.accepted = overPage && files && !HasViewer() && !current->IsBin();
+  const bool named = drag.accepted && current->IsReal();
+  SetDropDescription(named ? CResourceManager::GetText(QStringLiteral("IDS_GALLERT_UPLOAD_TO")) + u' ' + Page::AlbumTitle(*current)
+                     : drag.accepted ? QStringLiteral("IDS_GALLERY_DROP_HERE")
+                                     : QString(),
+                     drag.point);
+  return 0;
+}
+
+LRESULT ZentaraGallery::OnDragLeave() {
+  if (panel) panel->ClearDragMark();
+  SetDropDescription({}, {});
+  return 0;
+}
+
+LRESULT ZentaraGallery::OnDragRelease(DragDataUI& drag) {
+  (void)OnDragOver(drag);
+  QString name;
+  const auto target = DropTarget(drag, name);
+  if (panel) panel->ClearDragMark();
+  SetDropDescription({}, {});
+  if (!drag.accepted) return 0;
+  if (IsFiles(drag)) {
+    if (PageRules::IsActionForbidden(PageRules::kFunctionUpload)) {
+      Say(QStringLiteral("info"), QStringLiteral("IDS_MAIN_TOAST_UPGRADETIP"));
+      return 0;
+    }
+    if (GlobalData::cloudDisabled) {
+      PopMessageBox(*this, QStringLiteral("IDS_GALLERT_INFORMATION"), QStringLiteral("IDS_GALLERT_EnableInfo_Infomation"),
+                    QStringLiteral("IDS_GALLERT_BTN_OK"));
+      return 0;
+    }
+    OnDropToFile(drag, target ? target : current->IsReal() ? current : nullptr);
+    return 0;
+  }
+  LogInfo(kTag, "pParams->pSupportedFrmt->cfFormat == CF_BITMAP");
+  Files files = Chosen();
+  if (!files.empty() && target && target != current) MoveTo(std::move(files), target);
+  return 0;
+}
+
+// The walk through folders is work for another thread; what it finds is uploaded then.
+void ZentaraGallery::OnDropToFile(const DragDataUI& drag, const Album::Ptr& target) {
+  std::vector<std::wstring> dropped;
+  for (const QUrl& url : drag.data->urls()) {
+    const QString path = url.toLocalFile();
+    if (path.isEmpty()) continue;
+    if (IsInTrash(path)) {
+      LogInfo(kTag, "$RECYCLE.BIN file:");
+      continue;
+    }
+    dropped.push_back(Page::Wide(path));
+  }
+  UploadDropped(std::move(dropped), target);
+}
+
+void ZentaraGallery::UploadDropped(std::vector<std::wstring> dropped, Album::Ptr target) {
+  if (dropped.empty()) return;
+  const auto paths = std::make_shared<std::vector<std::wstring>>();
+  Run(UploadProcess::TextKey(UploadProcess::ImportData), 0,
+      [dropped, paths](Job& running) { *paths = CollectPaths(dropped, running.stop); },
+      [this, paths, target](const Job& ended) {
+        if (ended.stop) return;
+        if (paths->empty()) return Say(QStringLiteral("info"), QStringLiteral("IDS_GALLERY_DROP_NOTHING"));
+        Upload(std::move(*paths), target);
+      });
+}

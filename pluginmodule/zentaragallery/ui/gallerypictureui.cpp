@@ -1,0 +1,285 @@
+#include "ui/gallerypictureui.h"
+
+#include <QApplication>
+#include <QDrag>
+#include <QMimeData>
+#include <QPainter>
+#include <QPainterPath>
+
+#include "common/toolkit/icons.h"
+#include "common/toolkit/resourcemanager.h"
+#include "common/toolkit/resourcequeue.h"
+#include "common/toolkit/theme.h"
+#include "ui/dragpicture.h"
+#include "ui/galleryrows.h"
+#include "ui/pagecontext.h"
+#include "ui/view/galleryfilelistviewhelper.h"
+#include "ui/view/galleryselecthelper.h"
+#include "ui/view/gridgeometry.h"
+#include "ui/view/pageflags.h"
+#include "ui/view/pagerules.h"
+#include "ui/view/thumbrequests.h"
+#include "utils/messages.h"
+
+namespace {
+
+constexpr int kDragDistance = 6;
+constexpr int kCorner = 4;
+
+GallerySelectHelper& Selection() { return GallerySelectHelper::GetInstance(); }
+
+}  // namespace
+
+CGalleryPictureUI::CGalleryPictureUI(CFileInfoCellBase& owner) : row(owner) {
+  setAccessibleName({});
+  setFocusPolicy(Qt::NoFocus);
+}
+
+CGalleryPictureUI::~CGalleryPictureUI() {
+  if (auto* manager = GetManager()) manager->RemovePreMessageFilter(this);
+}
+
+void CGalleryPictureUI::DoInit() {
+  if (auto* manager = GetManager()) manager->AddPreMessageFilter(this);
+}
+
+// --- What it shows
+
+void CGalleryPictureUI::Bind(const GalleryFile::Ptr& next) {
+  if (next == file) return;
+  file = next;
+  pressed = false;
+  hit = {};
+  update();
+}
+
+void CGalleryPictureUI::SetThumbPath(const QString& path) {
+  if (path == thumbPath) return;
+  thumbPath = path;
+  update();
+}
+
+void CGalleryPictureUI::TakeThumbPath() {
+  SetThumbPath(file->thumbExists ? Page::NativeText(file->ThumbnailName()) : QString());
+  update();
+}
+
+LRESULT CGalleryPictureUI::MessageHandler(UINT uMsg, WPARAM, LPARAM lParam, bool& handled) {
+  if (uMsg != WM_GALLERY_THUMB_READY || !file || lParam != reinterpret_cast<LPARAM>(file.get())) return 0;
+  ResourceQueue::GetInstance().Forget(Page::NativeText(file->ThumbnailName()));
+  TakeThumbPath();
+  handled = true;
+  return 0;
+}
+
+QString CGalleryPictureUI::AccessibleText() const {
+  if (!file) return {};
+  QStringList parts{Page::Wide(file->FileName()), CResourceManager::FormatDate(file->CreateTime)};
+  if (file->IsVideo()) parts << CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_VIDEO"));
+  if (file->ContinuousType == 1) parts << CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_BURST"));
+  if (file->IsFavorite) parts << CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_FAVORITE"));
+  if (file->IsLocalOnly()) parts << CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_WAITING"));
+  if (Selection().IsSelected(file)) parts << CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_SELECTED"));
+  return parts.join(QStringLiteral(", "));
+}
+
+// --- Painting
+
+void CGalleryPictureUI::PaintBkImage(QPainter& painter) {
+  if (!file) return;
+  // The thumbnail is stored upright: the size alone matters.
+  const QImage image =
+      thumbPath.isEmpty() ? QImage() : ResourceQueue::GetInstance().Get(thumbPath, size());
+  if (image.isNull()) return PaintPlaceholder(painter);
+  PaintPicture(painter, image);
+}
+
+QRect CGalleryPictureUI::PictureRect(const QImage& image) const {
+  if (image.isNull()) return rect();
+  const auto place = GridGeometry::Fit(image.width(), image.height(), width(), height());
+  return {place.x, place.y, place.width, place.height};
+}
+
+void CGalleryPictureUI::PaintPlaceholder(QPainter& painter) {
+  hit = rect();
+  painter.setRenderHint(QPainter::Antialiasing);
+  painter.setPen(Qt::NoPen);
+  painter.setBrush(ColorOf(QStringLiteral("skeleton")));
+  painter.drawRoundedRect(rect(), Scaled(kCorner), Scaled(kCorner));
+  const bool failed = ThumbRequests::GetInstance().HasFailed(file) ||
+                      (!thumbPath.isEmpty() && ResourceQueue::GetInstance().HasFailed(thumbPath));
+  const int side = std::min({Scaled(32), width(), height()});
+  const QRect icon(rect().center() - QPoint(side / 2, side / 2), QSize(side, side));
+  icons::Paint(painter, failed ? QStringLiteral("picture-missing") : QStringLiteral("gallery"), icon,
+               ColorOf(QStringLiteral("text-off")));
+  PaintFrame(painter, rect());
+  PaintMarks(painter);
+  PaintFocus(painter, rect());
+}
+
+void CGalleryPictureUI::PaintPicture(QPainter& painter, const QImage& image) {
+  const QRect frame = PictureRect(image);
+  const int inset = Scaled(2);
+  hit = frame.adjusted(inset, inset, -inset, -inset);
+  painter.setRenderHint(QPainter::Antialiasing);
+  painter.setRenderHint(QPainter::SmoothPixmapTransform);
+  QPainterPath rounded;
+  rounded.addRoundedRect(hit, Scaled(kCorner), Scaled(kCorner));
+  painter.save();
+  painter.setClipPath(rounded);
+  painter.drawImage(hit, image);
+  PaintMarks(painter);
+  painter.restore();
+  PaintFrame(painter, frame);
+  PaintFocus(painter, frame);
+}
+
+void CGalleryPictureUI::PaintFrame(QPainter& painter, const QRect& frame) {
+  if (!Selection().IsSelected(file)) return;
+  const int wide = Scaled(Theme::Instance().IsHighContrast() ? 3 : 2);
+  painter.setPen(QPen(ColorOf(QStringLiteral("select")), wide));
+  painter.setBrush(Qt::NoBrush);
+  const double half = wide / 2.0;
+  painter.drawRoundedRect(QRectF(frame).adjusted(half, half, -half, -half), Scaled(kCorner), Scaled(kCorner));
+  if (Selection().IsMultiSelect()) PaintTick(painter);
+}
+
+void CGalleryPictureUI::PaintTick(QPainter& painter) {
+  const int side = Scaled(20), gap = Scaled(8);
+  const bool mirrored = layoutDirection() == Qt::RightToLeft;
+  const QRect disc(mirrored ? hit.left() + gap : hit.right() + 1 - gap - side, hit.top() + gap, side, side);
+  painter.setPen(QPen(Qt::white, ScaledF(1.5)));
+  painter.setBrush(ColorOf(QStringLiteral("select")));
+  painter.drawEllipse(disc);
+  const int mark = Scaled(14);
+  const QRect tick(disc.center() - QPoint(mark / 2 - 1, mark / 2 - 1), QSize(mark, mark));
+  icons::Paint(painter, QStringLiteral("check"), tick, Qt::white);
+}
+
+void CGalleryPictureUI::PaintFocus(QPainter& painter, const QRect& frame) {
+  if (Page::FocusFile() != file) return;
+  const double half = ScaledF(1);
+  const int out = Scaled(2);  // The cell's own padding leaves no more.
+  painter.setPen(QPen(ColorOf(QStringLiteral("focus")), 2 * half));
+  painter.setBrush(Qt::NoBrush);
+  painter.setClipping(false);
+  const QRectF ring = QRectF(frame).adjusted(-out + half, -out + half, out - half, out - half) & QRectF(rect());
+  painter.drawRoundedRect(ring.adjusted(half, half, -half, -half), Scaled(kCorner + 2), Scaled(kCorner + 2));
+}
+
+void CGalleryPictureUI::PaintMarks(QPainter& painter) {
+  const bool local = file->IsLocalOnly();
+  const bool video = file->IsVideo();
+  const bool burst = file->ContinuousType == 1 && file->HasMembers();
+  if (!local && !video && !burst) return;
+  const int strip = Scaled(20), side = Scaled(16), edge = 1;
+  painter.fillRect(QRect(hit.left(), hit.bottom() + 1 - strip, hit.width(), strip),
+                   ColorOf(QStringLiteral("strip")));
+  const bool mirrored = layoutDirection() == Qt::RightToLeft;
+  const auto mark = [&](const QString& name, bool atStart) {
+    const int x = atStart != mirrored ? hit.left() + edge : hit.right() + 1 - edge - side;
+    icons::Paint(painter, name, {x, hit.bottom() + 1 - edge - side, side, side}, Qt::white);
+  };
+  if (video) {
+    mark(QStringLiteral("video"), true);
+  } else if (burst) {
+    mark(QStringLiteral("burst"), true);
+  }
+  if (local) mark(QStringLiteral("waiting-upload"), false);
+}
+
+// --- Mouse
+
+void CGalleryPictureUI::Redraw() { Page::PostRedraw(); }
+
+void CGalleryPictureUI::TellToolbar() {
+  if (Selection().Count() > 0) Page::PostToolbar(static_cast<int>(PageRules::ToolbarState::Selected));
+}
+
+void CGalleryPictureUI::ClearByBlank() { Page::Post(WM_GALLERY_KEY_ESCAPE); }
+
+void CGalleryPictureUI::DoEvent(TEventUI& event) {
+  if (event.pSender != this) return CWidgetUI::DoEvent(event);
+  switch (event.Type) {
+    case EventType::ButtonDown:
+      OnLeftDown(event);
+      return;
+    case EventType::RButtonDown:
+      OnRightDown(event);
+      return;
+    case EventType::ButtonUp:
+      OnLeftUp();
+      return;
+    case EventType::MouseMove:
+      OnMove(event);
+      return;
+    case EventType::SetCursor:
+      setCursor(file && hit.contains(event.ptMouse) ? Qt::PointingHandCursor : Qt::ArrowCursor);
+      return;
+    default:
+      return CWidgetUI::DoEvent(event);
+  }
+}
+
+void CGalleryPictureUI::OnLeftDown(TEventUI& event) {
+  if (!hit.contains(event.ptMouse)) return ClearByBlank();
+  event.handled = true;
+  pressed = true;
+  downAt = event.ptMouse;
+  Page::SetFocusFile(nullptr);
+  if (file) {
+    Selection().OnLButtonDown(file);
+    TellToolbar();
+  } else if (Selection().Count() > 0) {
+    Selection().SelectClear(false);
+    Page::PostToolbar(0);
+  }
+  Redraw();
+}
+
+void CGalleryPictureUI::OnRightDown(const TEventUI& event) {
+  if (!hit.contains(event.ptMouse)) return ClearByBlank();
+  if (file) {
+    Selection().OnRButtonDown(file);
+    TellToolbar();
+  } else if (Selection().Count() > 0) {
+    Selection().SelectClear(false);
+    Page::PostToolbar(0);
+  }
+  pressed = false;
+  Redraw();
+}
+
+void CGalleryPictureUI::OnLeftUp() {
+  if (file) {
+    Selection().OnLButtonUp(file, pressed);
+    if (Selection().Count() == 0) Page::PostToolbar(0);
+  }
+  Redraw();
+  pressed = false;
+}
+
+void CGalleryPictureUI::OnMove(const TEventUI& event) {
+  setCursor(file && hit.contains(event.ptMouse) ? Qt::PointingHandCursor : Qt::ArrowCursor);
+  const auto album = GalleryFileListViewHelper::GetInstance().CurrentAlbum();
+  if (!album) return;
+  if (album->Kind() == AlbumKind::TimeLine) row.HoverOver();
+  if (!pressed || dragging || !PageRules::IsMovableType(album->Kind())) return;
+  const QPoint moved = event.ptMouse - downAt;
+  if (std::abs(moved.x()) >= kDragDistance || std::abs(moved.y()) >= kDragDistance) StartDrag();
+}
+
+// A drag of pictures inside the page: to an album of the panel.
+void CGalleryPictureUI::StartDrag() {
+  dragging = true;
+  GlobalData::dragging = true;
+  auto* drag = new QDrag(this);
+  auto* data = new QMimeData;
+  data->setData(kPicturesMime, {});
+  drag->setMimeData(data);
+  drag->setPixmap(MakeDragPicture(*this, Selection().Count()));
+  drag->setHotSpot({drag->pixmap().width() / 2, drag->pixmap().height()});
+  drag->exec(Qt::MoveAction | Qt::CopyAction);
+  GlobalData::dragging = false;
+  dragging = pressed = false;
+}

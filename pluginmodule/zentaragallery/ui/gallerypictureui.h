@@ -1,0 +1,67 @@
+#pragma once
+
+#include <QImage>
+#include <QString>
+
+#include "common/toolkit/paintmanager.h"
+#include "common/toolkit/tcontrol.h"
+#include "model/records/galleryfile.h"
+
+class CFileInfoCellBase;
+
+// One picture of the grid: paints a thumbnail with its marks and its selection, and
+// turns the mouse into calls of the selection.
+//
+// A cell shows whatever file it is bound to; it asks nobody for a file. As a filter of
+// the window's messages it hears of each thumbnail that arrives and takes those of its
+// own file. User-interface thread.
+class CGalleryPictureUI : public CWidgetUI, public IMessageFilterUI {
+ public:
+  explicit CGalleryPictureUI(CFileInfoCellBase& row);
+  ~CGalleryPictureUI() override;
+
+  QString GetClass() const override { return QStringLiteral("GalleryPictureUI"); }
+  void DoInit() override;
+  void DoEvent(TEventUI& event) override;
+  LRESULT MessageHandler(UINT uMsg, WPARAM wParam, LPARAM lParam, bool& handled) override;
+  void PaintBkImage(QPainter& painter) override;
+
+  // Null unbinds.
+  void Bind(const GalleryFile::Ptr& next);
+  const GalleryFile::Ptr& File() const { return file; }
+  // The file's thumbnail, or empty for the placeholder.
+  void SetThumbPath(const QString& path);
+  const QString& ThumbPath() const { return thumbPath; }
+  // Where the picture was last painted.
+  QRect HitRect() const { return hit; }
+  // The picture's rectangle and its frame; without a picture the whole control.
+  QRect PictureRect(const QImage& image) const;
+  CFileInfoCellBase& Row() const { return row; }
+  // What assistive technology says: name, date, kind, state.
+  QString AccessibleText() const;
+
+ private:
+  void PaintPlaceholder(QPainter& painter);
+  void PaintPicture(QPainter& painter, const QImage& image);
+  void PaintMarks(QPainter& painter);
+  void PaintFrame(QPainter& painter, const QRect& frame);
+  void PaintTick(QPainter& painter);
+  void PaintFocus(QPainter& painter, const QRect& frame);
+  void TakeThumbPath();
+  void OnLeftDown(TEventUI& event);
+  void OnRightDown(const TEventUI& event);
+  void OnLeftUp();
+  void OnMove(const TEventUI& event);
+  void StartDrag();
+  void TellToolbar();
+  void ClearByBlank();
+  void Redraw();
+
+  CFileInfoCellBase& row;
+  GalleryFile::Ptr file;
+  QString thumbPath;
+  QRect hit;
+  QPoint downAt;
+  bool pressed = false;
+  bool dragging = false;
+};

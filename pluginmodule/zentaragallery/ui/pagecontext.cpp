@@ -1,0 +1,86 @@
+#include "ui/pagecontext.h"
+
+#include <QLocale>
+
+#include "common/platform/paths.h"
+#include "common/platform/text.h"
+#include "common/toolkit/resourcemanager.h"
+#include "model/records/album.h"
+#include "ui/view/galleryfilelistviewhelper.h"
+#include "ui/view/pageflags.h"
+#include "utils/globaldata.h"
+#include "utils/messages.h"
+
+namespace Page {
+namespace {
+
+GalleryFile::Ptr& Focused() {
+  static GalleryFile::Ptr file;
+  return file;
+}
+
+std::function<void(const QString&)>& DateLine() {
+  static std::function<void(const QString&)> show;
+  return show;
+}
+
+}  // namespace
+
+void SetDateLine(std::function<void(const QString&)> show) { DateLine() = std::move(show); }
+
+void ShowDateLine(const QString& text) {
+  if (DateLine()) DateLine()(text);
+}
+
+void Post(UINT message, WPARAM word, LPARAM value) {
+  (void)platform::PostMessageW(GlobalData::galleryWnd, message, word, value);
+}
+
+void Send(UINT message, WPARAM word, LPARAM value) {
+  (void)platform::SendMessageW(GlobalData::galleryWnd, message, word, value);
+}
+
+void PostRedraw() { Post(WM_GALLERY_REDRAW, 0, IsTimeLineShown() ? 1 : 0); }
+
+void PostToolbar(int state) { Post(WM_GALLERY_TOOLBAR_STATE, 0, state); }
+
+const GalleryFile::Ptr& FocusFile() { return Focused(); }
+
+void SetFocusFile(const GalleryFile::Ptr& file) { Focused() = file; }
+
+bool IsTimeLineShown() {
+  const auto album = GalleryFileListViewHelper::GetInstance().CurrentAlbum();
+  return album && album->Kind() == AlbumKind::TimeLine;
+}
+
+bool HasViewer() { return platform::IsWindow(GlobalData::viewerWnd); }
+
+QString NativeText(const std::wstring& path) {
+  if (path.empty()) return {};
+  return QString::fromStdString(platform::NativePath(path).string());
+}
+
+QString Wide(const std::wstring& text) { return QString::fromStdString(platform::DisplayText(text)); }
+
+std::wstring Wide(const QString& text) { return platform::Utf8ToWide(text.toStdString()); }
+
+QString AlbumTitle(const Album& album) {
+  const std::wstring name = album.displayName.Get();
+  if (album.Kind() == AlbumKind::None) return Wide(name);
+  return CResourceManager::GetText(QString::fromStdWString(name));
+}
+
+QString SizeText(qint64 bytes) {
+  return QLocale(CResourceManager::Language()).formattedDataSize(bytes, 1, QLocale::DataSizeTraditionalFormat);
+}
+
+QString Fill(QString text, const QStringList& arguments) {
+  for (qsizetype i = 0; i < arguments.size(); ++i) {
+    text.replace(QStringLiteral("%%1$s").arg(i + 1), arguments[i]);
+    text.replace(QStringLiteral("%%1$d").arg(i + 1), arguments[i]);
+  }
+  if (!arguments.isEmpty()) text.replace(QStringLiteral("%s"), arguments[0]);
+  return text;
+}
+
+}  // namespace Page

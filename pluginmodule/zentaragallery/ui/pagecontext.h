@@ -1,0 +1,43 @@
+#pragma once
+
+#include <QString>
+#include <functional>
+
+#include "common/toolkit/types.h"
+#include "model/records/galleryfile.h"
+
+// What lists, rows and cells ask of the page that they stand on, and words that
+// several windows of the page share. User-interface thread.
+namespace Page {
+
+// To the main window; quiet when it is not there.
+void Post(UINT message, WPARAM word = 0, LPARAM value = 0);
+void Send(UINT message, WPARAM word = 0, LPARAM value = 0);
+// WM_GALLERY_REDRAW: rows are arranged anew in the time line, painted anew elsewhere.
+void PostRedraw();
+void PostToolbar(int state);
+
+// The file with the keyboard's ring, or null.
+const GalleryFile::Ptr& FocusFile();
+void SetFocusFile(const GalleryFile::Ptr& file);
+
+// The floating date line: the number label shows `text`, or is hidden for an empty one.
+void SetDateLine(std::function<void(const QString& text)> show);
+void ShowDateLine(const QString& text);
+
+bool IsTimeLineShown();
+bool HasViewer();
+
+// A model path as the system's own.
+QString NativeText(const std::wstring& path);
+QString Wide(const std::wstring& text);
+std::wstring Wide(const QString& text);
+// The words of an album in the panel.
+QString AlbumTitle(const class Album& album);
+// "1,2 MB" in the language's own form.
+QString SizeText(qint64 bytes);
+
+// "%1$s", "%2$s" and "%s" of a text become the arguments.
+QString Fill(QString text, const QStringList& arguments);
+
+}  // namespace Page

@@ -1,0 +1,212 @@
+#include "ui/timescrollbar.h"
+
+#include <QMouseEvent>
+#include <QPainter>
+#include <QPainterPath>
+
+#include "common/toolkit/list.h"
+#include "common/toolkit/paintmanager.h"
+#include "common/toolkit/resourcemanager.h"
+#include "common/toolkit/theme.h"
+
+namespace {
+
+constexpr int kThumbLength = 64;
+constexpr int kBubbleBefore = 106, kBubbleAbove = 12;
+constexpr int kBubbleWidth = 98, kBubbleHeight = 24;
+
+QString TextOf(const std::optional<std::int64_t>& day) {
+  return day ? CResourceManager::FormatDate(*day * 1000) : QString();
+}
+
+QString WithSharp(const QString& color) {
+  return color.startsWith(u'#') || color.size() < 6 ? color : u'#' + color.last(6);
+}
+
+}  // namespace
+
+// The bubble stands over the rows, beside the bar; its tip points at the bar.
+class CTimeScrollBarUINew::Bubble : public QWidget {
+ public:
+  Bubble(const CTimeScrollBarUINew& of, QWidget* over) : QWidget(over), bar(of) {
+    setAttribute(Qt::WA_TransparentForMouseEvents);
+  }
+  QString text;
+
+ protected:
+  void paintEvent(QPaintEvent*) override {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(CControlUI::ColorOf(QStringLiteral("dim-toast")));
+    const int tip = bar.Scaled(5), round = bar.Scaled(4);
+    const bool mirrored = layoutDirection() == Qt::RightToLeft;
+    const QRect body = mirrored ? rect().adjusted(tip, 0, 0, 0) : rect().adjusted(0, 0, -tip, 0);
+    painter.drawRoundedRect(body, round, round);
+    QPainterPath arrow;
+    const double middle = height() / 2.0, base = mirrored ? body.left() : body.right() + 1;
+    arrow.moveTo(base, middle - tip);
+    arrow.lineTo(mirrored ? 0 : width(), middle);
+    arrow.lineTo(base, middle + tip);
+    painter.drawPath(arrow);
+    painter.setPen(QColor(bar.textColor));
+    painter.setFont(Theme::Instance().Font(QStringLiteral("small-strong"), bar.GetScale()));
+    painter.drawText(body, Qt::AlignCenter, text);
+  }
+
+ private:
+  const CTimeScrollBarUINew& bar;
+};
+
+CTimeScrollBarUINew::CTimeScrollBarUINew(QWidget* parent) : CScrollBarUI(parent) {
+  setAttribute(Qt::WA_OpaquePaintEvent, false);
+  setContextMenuPolicy(Qt::NoContextMenu);
+}
+
+QString& CTimeScrollBarUINew::DateText() {
+  static QString text;
+  return text;
+}
+
+CControlUI* CTimeScrollBarUINew::GetInterface(const QString& name) {
+  return name == QStringLiteral("TimeScrollBar") ? this : CScrollBarUI::GetInterface(name);
+}
+
+void CTimeScrollBarUINew::DoInit() {
+  CScrollBarUI::DoInit();
+  SetName(QStringLiteral("ShowTimeScrollBar"));
+}
+
+void CTimeScrollBarUINew::SetAttribute(const QString& name, const QString& value) {
+  if (name == QStringLiteral("thumbcolor")) {
+    thumbColor = WithSharp(value);
+  } else if (name == QStringLiteral("textcolor")) {
+    textColor = WithSharp(value);
+  } else {
+    CScrollBarUI::SetAttribute(name, value);
+  }
+}
+
+QRect CTimeScrollBarUINew::ThumbRect() const {
+  const auto thumb = TimeBar::ThumbAt(height(), Scaled(kThumbLength), GetScrollRange(), GetScrollPos());
+  return {0, thumb.top, width(), thumb.length};
+}
+
+QString CTimeScrollBarUINew::GetDateAtPoint(int y) const {
+  return TextOf(model.GetDateAtPoint(y, height(), GetScrollRange()));
+}
+
+void CTimeScrollBarUINew::SetDatePos(int position) {
+  currentDate = model.DateAtScroll(position);
+  DateText() = TextOf(currentDate);
+}
+
+void CTimeScrollBarUINew::ShowForAWhile() {
+  visibleTimer = true;
+  if (auto* manager = GetManager()) manager->SetTimer(this, kTimerId, kShownMs);
+  update();
+}
+
+void CTimeScrollBarUINew::DoEvent(TEventUI& event) {
+  switch (event.Type) {
+    case EventType::MouseEnter:
+      hot = true;
+      if (auto* manager = GetManager()) manager->KillTimer(this, kTimerId);
+      update();
+      break;
+    case EventType::MouseLeave:
+      hot = false;
+      HideBubble();
+      ShowForAWhile();
+      break;
+    case EventType::Timer:
+      if (event.wParam != kTimerId) break;
+      visibleTimer = false;
+      if (auto* manager = GetManager()) manager->KillTimer(this, kTimerId);
+      update();
+      event.handled = true;
+      return;
+    default:
+      break;
+  }
+  CScrollBarUI::DoEvent(event);
+}
+
+void CTimeScrollBarUINew::SetScrollFromPoint(int y) {
+  auto* owner = GetOwner();
+  if (!owner) return;
+  const auto position = TimeBar::ScrollFromPoint(y, height(), ThumbRect().height(), GetScrollRange());
+  owner->SetScrollPos({owner->GetScrollPos().width(), static_cast<int>(position)});
+}
+
+void CTimeScrollBarUINew::mousePressEvent(QMouseEvent* event) {
+  if (event->button() != Qt::LeftButton || !rect().contains(event->pos())) return;
+  pointer = event->pos();
+  setSliderDown(true);
+  const QString text = GetDateAtPoint(pointer.y());
+  DateText() = text;
+  Notify(QStringLiteral("click"));
+  SetScrollFromPoint(pointer.y());
+  ShowBubble();
+  event->accept();
+}
+
+void CTimeScrollBarUINew::mouseMoveEvent(QMouseEvent* event) {
+  pointer = event->pos();
+  if (isSliderDown()) {
+    DateText() = GetDateAtPoint(std::clamp(pointer.y(), 0, height() - 1));
+    Notify(QStringLiteral("click"));
+    SetScrollFromPoint(pointer.y());
+  }
+  ShowBubble();
+  update();
+}
+
+void CTimeScrollBarUINew::mouseReleaseEvent(QMouseEvent* event) {
+  setSliderDown(false);
+  if (!rect().contains(event->pos())) HideBubble();
+  ShowForAWhile();
+}
+
+void CTimeScrollBarUINew::hideEvent(QHideEvent* event) {
+  HideBubble();
+  CScrollBarUI::hideEvent(event);
+}
+
+void CTimeScrollBarUINew::ShowBubble() {
+  const QString text = GetDateAtPoint(std::clamp(pointer.y(), 0, std::max(0, height() - 1)));
+  if (text.isEmpty()) return HideBubble();
+  if (!bubble) bubble = new Bubble(*this, parentWidget());
+  auto* shown = static_cast<Bubble*>(bubble);
+  shown->text = text;
+  const QPoint corner = mapTo(parentWidget(), QPoint(0, pointer.y()));
+  const int wide = Scaled(kBubbleWidth);
+  const bool mirrored = layoutDirection() == Qt::RightToLeft;
+  const int x = mirrored ? corner.x() + width() + Scaled(kBubbleBefore - kBubbleWidth)
+                         : corner.x() - Scaled(kBubbleBefore);
+  shown->setGeometry(x, corner.y() - Scaled(kBubbleAbove), wide, Scaled(kBubbleHeight));
+  shown->raise();
+  shown->show();
+  shown->update();
+}
+
+void CTimeScrollBarUINew::HideBubble() {
+  if (bubble) bubble->hide();
+}
+
+void CTimeScrollBarUINew::paintEvent(QPaintEvent*) {
+  if (!IsShown()) return;
+  QPainter painter(this);
+  painter.setRenderHint(QPainter::Antialiasing);
+  painter.setPen(Qt::NoPen);
+  if (hot || isSliderDown()) {
+    painter.setBrush(ColorOf(QStringLiteral("hover")));
+    painter.drawRoundedRect(rect(), width() / 2.0, width() / 2.0);
+  }
+  const int drawn = Scaled(hot || isSliderDown() ? 8 : 6);
+  QRect thumb = ThumbRect();
+  thumb.setLeft((width() - drawn) / 2);
+  thumb.setWidth(drawn);
+  painter.setBrush(ColorOf(thumbColor));
+  painter.drawRoundedRect(thumb, drawn / 2.0, drawn / 2.0);
+}

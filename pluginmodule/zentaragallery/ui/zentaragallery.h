@@ -1,0 +1,183 @@
+#pragma once
+
+#include <QPointer>
+#include <QTimer>
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "common/duilib_business/windowbusybase.h"
+#include "common/toolkit/button.h"
+#include "common/toolkit/container.h"
+#include "common/toolkit/label.h"
+#include "common/toolkit/slider.h"
+#include "model/gallery.h"
+#include "sync/isynccallback.h"
+#include "ui/view/galleryselecthelper.h"
+#include "ui/view/pagerules.h"
+#include "ui/virtuallist.h"
+
+class CGalleryAlbumWnd;
+class LoadPageWnd;
+class UploadProcess;
+
+// The page of the gallery: three virtual lists, the album panel, the tool bar, the zoom
+// slider and the status line, and the hub of the module's messages.
+//
+// Made by ZentaraGalleryObj on the user-interface thread, which is its own. Workers post
+// to its handle; batches over files run on workers and come back by Run's `done`.
+class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISelectionView {
+ public:
+  using Files = Gallery::Files;
+
+  ZentaraGallery();
+  ~ZentaraGallery() override;
+
+  QString GetSkinFile() override { return QStringLiteral("Gallery/MainPage.xml"); }
+  const char* GetWindowClassName() const override { return "GalleryWnd"; }
+  void InitWindow() override;
+  void OnFinalMessage() override;
+  void Notify(TNotifyUI& message) override;
+  LRESULT HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, bool& handled) override;
+  bool OnKey(TEventUI& event) override;
+  CControlUI* CreateControl(const QString& element) override;
+
+  // ISyncCallback: of the sync's threads.
+  void Notify(std::int32_t state) override;
+  void OnSyncStatus(SyncStatus status, std::int64_t count) override;
+  void ShowWindow() override;
+
+  // ISelectionView
+  bool HasNumberControls() override;
+  bool HasViewer() override;
+  bool HasViewerShown() const;
+  void ShowMultiSelectLook(bool active) override;
+  void EnableMultiSelect(bool enabled) override;
+  void EnableSelectAll(bool enabled) override;
+  void ShowMultiBubble(bool visible) override;
+  void ShowBinTitle(bool visible) override;
+  void ShowSelectionBar(bool visible) override;
+  void ShowSelectedCount(std::size_t count) override;
+  void ShowRememberedDate() override;
+
+  // --- What other windows of the page use
+
+  Album::Ptr CurrentAlbum() const { return current; }
+  CGalleryVListUI* CurrentList() const { return list; }
+  CGalleryAlbumWnd* Panel() const;
+  // Work over files off this thread, with the progress line after a moment. `work`
+  // counts into its argument and looks at `stop` between steps; `done` runs here.
+  struct Job {
+    std::atomic<std::size_t> count{0};
+    std::atomic<std::size_t> total{0};
+    std::atomic<bool> stop{false};
+  };
+  void Run(const QString& textKey, std::size_t total, std::function<void(Job&)> work,
+           std::function<void(const Job&)> done);
+  // Brings files of this computer into an album; null asks for one.
+  void Upload(std::vector<std::wstring> paths, Album::Ptr album);
+  // The same for what was dropped or handed over: folders are walked through first.
+  void UploadDropped(std::vector<std::wstring> dropped, Album::Ptr album);
+  // Asks for files and brings them in.
+  void OnUpload();
+  void MoveTo(Files files, const Album::Ptr& target);
+  void Recycle(Files files);
+  void Say(const QString& icon, const QString& sentence, const QString& action = {},
+           std::function<void()> onAction = {});
+  // Where the page's upload, download and so on ask for things; tests answer in place
+  // of a person.
+  std::function<QStringList(const QString& title, const QString& filter)> chooseFiles;
+  std::function<QString(const QString& start)> chooseFolder;
+
+ protected:
+  void resizeEvent(QResizeEvent* event) override;
+  void showEvent(QShowEvent* event) override;
+  void hideEvent(QHideEvent* event) override;
+  void wheelEvent(QWheelEvent* event) override;
+  void changeEvent(QEvent* event) override;
+
+ private:
+  // zentaragallery.cpp: the window and its views
+  void FindControls();
+  void BindView(const Album& album);
+  void OnLoadGalleryFile(const Album::Ptr& album, bool keepPage);
+  void OnReloadView();
+  void ShowEmptyPage();
+  void ShowCounts(int tab);
+  void FitTitle();
+  void OnSize();
+  void OnSliderValueChange(int value);
+  void SetViewConf(const char* reason);
+  int GetPicCol() const;
+  int GetRowHeight(int columns) const;
+  void UpdateUser();
+  void OnTypedDate(const QString& digits);
+  void CopyPaths();
+  void OnFocusAction();
+  void OnDblClick(const QString& path, bool jump);
+  void OnHomeGalleryCreatePhotoWnd(const GalleryFile::Ptr& file);
+  void Retext();
+
+  // gallerytoolbar.cpp: what the buttons do
+  void OnClick(TNotifyUI& message);
+  void OnToolbarState(int state);
+  void OnMultiSelect();
+  void OnDeleteFile(bool hard);
+  void OnDownLoadFile();
+  void OnDownLoadFileNoWnd();
+  void OnMoveFile();
+  void OnRestoreFile();
+  void OnClearBin();
+  void OnMenu(TNotifyUI& message);
+  void OnMenuClick(const QString& item);
+  Files Chosen() const;
+  void Download(Files files, const std::wstring& folder);
+  void DoneWithSelection();
+  void TellRefused(const std::wstring& album, const std::vector<struct RefusedFile>& refused);
+
+  // gallerystatus.cpp: the status line and what the cloud says
+  void OnUpdateWinState(int state, std::int64_t count);
+  void ShowStatus(const PageRules::StatusText& status, int state);
+  QString StorageFullText(std::int64_t count) const;
+  void DisableOrDel();
+  void UpdateDatabaseCloudContentStatus(WPARAM task, LPARAM state);
+
+  // gallerydrop.cpp: drags over the page
+  LRESULT OnDragEnter(DragDataUI& drag);
+  LRESULT OnDragOver(DragDataUI& drag);
+  LRESULT OnDragLeave();
+  LRESULT OnDragRelease(DragDataUI& drag);
+  void OnDropToFile(const DragDataUI& drag, const Album::Ptr& target);
+  Album::Ptr DropTarget(const DragDataUI& drag, QString& name) const;
+  void SetDropDescription(const QString& words, QPoint at);
+
+  Album::Ptr current;
+  CGalleryVListUI* list = nullptr;
+  CGalleryVListUI* timeList = nullptr;
+  CGalleryVListUI* norList = nullptr;
+  CGalleryVListUI* delList = nullptr;
+  CTabLayoutUI* tabSwitch = nullptr;
+  CSliderUI* slider = nullptr;
+  CLabelUI* numbers = nullptr;
+  CButtonUI* numberButton = nullptr;
+  CButtonUI* allButton = nullptr;
+  CControlUI* selectionBar = nullptr;
+  CControlUI* chip = nullptr;
+  CLabelUI* title = nullptr;
+  CLabelUI* count = nullptr;
+  QPointer<CGalleryAlbumWnd> panel;
+  QPointer<LoadPageWnd> loadPage;
+  QPointer<UploadProcess> uploadProcess;
+  QPointer<Bubble> multiBubble;
+  QPointer<Bubble> dropBubble;
+  std::shared_ptr<Job> job;
+  QString rememberedDate;
+  QString typed;  // digits of a date
+  QTimer typedEnd;
+  QRect sizedAt;
+  int savedSlider = 3;
+  int shownState = 0;  // of the status line
+  std::int64_t shownCount = 0;
+  bool started = false;
+};

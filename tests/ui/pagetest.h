@@ -1,0 +1,140 @@
+#pragma once
+
+#include <QApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QImage>
+#include <QPainter>
+#include <QTest>
+#include <functional>
+
+#include "common/platform/paths.h"
+#include "common/toolkit/resourcequeue.h"
+#include "host/globalparamwrapper.h"
+#include "support/gallerytest.h"
+#include "ui/galleryalbumwnd.h"
+#include "ui/pagecontext.h"
+#include "ui/view/galleryfilelistviewhelper.h"
+#include "ui/view/galleryselecthelper.h"
+#include "ui/view/pageflags.h"
+#include "ui/zentaragallery.h"
+#include "utils/globaldata.h"
+
+// Days are those of UTC, whatever the computer's zone.
+inline const int kZoneSet = setenv("TZ", "UTC", 1);
+
+// The page over a gallery with pictures, in a window of 1440 x 900 that no screen shows.
+class PageTest : public GalleryTest {
+ protected:
+  static constexpr std::int64_t kToday = 1'699'920'000;  // 14 November 2023, in seconds
+  static constexpr std::int64_t kDay = 86'400;
+
+  void SetUp() override {
+    upward::Install(&helper);
+    GalleryTest::SetUp();
+    GlobalData::globalParam = GlobalParamWrapper::GetInstance();
+    GlobalData::searchJump = false;
+    GlobalData::multiBubbleShown = false;
+  }
+  void TearDown() override {
+    page.reset();
+    frame.reset();
+    selection.SelectClear(false);
+    helper.WaitForConf();
+    GalleryTest::TearDown();
+    upward::Install(static_cast<IAlbumViews*>(nullptr));
+  }
+
+  // `count` files of the day that lies `daysAgo` before today, newest first, each with
+  // a thumbnail of its own colour.
+  Files AddDay(int daysAgo, int count, const std::string& albumId = "default-album-1") {
+    Files files;
+    for (int i = 0; i < count; ++i) {
+      const std::int64_t second = kToday - daysAgo * kDay + kDay - 1 - i;
+      auto file = CloudFile("d" + std::to_string(daysAgo) + "-" + std::to_string(i), albumId, second * 1000);
+      WriteThumbnail(*file, QSize(i % 3 == 1 ? 240 : 320, i % 3 == 1 ? 320 : 240));
+      files.push_back(file);
+    }
+    Add(files);
+    return files;
+  }
+  static void WriteThumbnail(const GalleryFile& file, QSize size) {
+    const QString path = Page::NativeText(file.ThumbnailName());
+    QDir().mkpath(QFileInfo(path).path());
+    QImage image(size, QImage::Format_RGB32);
+    image.fill(QColor::fromHsv(static_cast<int>(qHash(path) % 360), 120, 200));
+    ASSERT_TRUE(image.save(path, "JPG"));
+  }
+
+  void Open(QSize size = {1440, 900}) {
+    frame = std::make_unique<WindowImplBaseEx>();
+    ASSERT_TRUE(frame->Create(static_cast<QWidget*>(nullptr), QStringLiteral("frame"), WindowStyle::Frame,
+                              QRect(QPoint(0, 0), size)));
+    page = std::make_unique<ZentaraGallery>();
+    ASSERT_TRUE(page->Create(frame.get(), QStringLiteral("ZentaraGalleryWnd"), WindowStyle::Child,
+                             {84, 0, size.width() - 84, size.height()}));
+    frame->show();
+    page->show();
+    Settle();
+  }
+  // Until layout, thumbnails and messages have come to rest.
+  void Settle() {
+    for (int round = 0; round < 3; ++round) {
+      helper.WaitForConf();
+      QCoreApplication::sendPostedEvents();
+      QApplication::processEvents();
+    }
+  }
+  // Runs the event loop until `done`; false when it does not come.
+  static bool Until(const std::function<bool()>& done) {
+    return QTest::qWaitFor([&done] { return done(); }, 20000);
+  }
+  bool UntilPictures() {
+    return Until([this] {
+      bool all = true;
+      for (const auto* row : List().Body()->Rows())
+        for (int k = 0; row->IsVisible() && k < row->Columns(); ++k)
+          all &= !row->Cell(k)->File() || !row->Cell(k)->ThumbPath().isEmpty();
+      return all && ResourceQueue::GetInstance().Waiting() == 0;
+    });
+  }
+  CGalleryVListUI& List() { return *page->CurrentList(); }
+  CGalleryPictureUI* Cell(const FilePtr& file) { return List().CellOf(file.get()); }
+  void Click(const FilePtr& file, Qt::KeyboardModifiers keys = {}) {
+    auto* cell = Cell(file);
+    ASSERT_NE(cell, nullptr);
+    QTest::mouseClick(cell, Qt::LeftButton, keys, cell->HitRect().center());
+    Settle();
+  }
+  template <class T>
+  T* Find(const char* name) {
+    return page->Find<T>(QString::fromLatin1(name));
+  }
+  bool IsShown(const char* name) {
+    auto* control = page->FindControl(QString::fromLatin1(name));
+    return control && control->Widget()->isVisible();
+  }
+  bool IsEnabled(const char* name) {
+    auto* control = page->FindControl(QString::fromLatin1(name));
+    return control && control->IsEnabled();
+  }
+  QString Text(const char* name) {
+    auto* control = page->FindControl(QString::fromLatin1(name));
+    return control ? control->GetText() : QString();
+  }
+  std::set<FilePtr> Selected() const {
+    Files files;
+    selection.GetSelectedFiles(files);
+    return {files.begin(), files.end()};
+  }
+  // A picture of the window for whoever asks for some.
+  void Keep(const char* name) {
+    const QString folder = qEnvironmentVariable("ZENTARA_SCREENSHOTS");
+    if (!folder.isEmpty()) (void)frame->grab().save(folder + u'/' + QString::fromLatin1(name) + QStringLiteral(".png"));
+  }
+
+  GalleryFileListViewHelper& helper = GalleryFileListViewHelper::GetInstance();
+  GallerySelectHelper& selection = GallerySelectHelper::GetInstance();
+  std::unique_ptr<WindowImplBaseEx> frame;
+  std::unique_ptr<ZentaraGallery> page;
+};
