@@ -86,8 +86,8 @@ class Settings {
     sigfillset(&signals);
     ::posix_spawnattr_setsigdefault(&attributes, &signals);
     ::posix_spawnattr_setpgroup(&attributes, 0);
-    ::posix_spawnattr_setflags(
-        &attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
+    ::posix_spawnattr_setflags(&attributes,
+                               POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
   }
   ~Settings() {
     ::posix_spawn_file_actions_destroy(&actions);

@@ -36,8 +36,12 @@ TEST_F(GalleryFilesTest, FileThatIsThereAlreadyStays) {
 TEST_F(GalleryFilesTest, FileThatAStepFindsThereIsReportedAndSorted) {
   const auto there = CloudFile("there"), fresh = CloudFile("fresh");
   Gallery::AlbumFiles albumFiles;
-  const auto isThere = [&](const FilePtr& file) { return file == there ? Gallery::AlreadyThere : Gallery::Done; };
-  EXPECT_EQ(gallery.ClassifyFiles(Gallery::Everything, {there, fresh}, albumFiles, Collect(), isThere, nullptr), 1u);
+  const auto isThere = [&](const FilePtr& file) {
+    return file == there ? Gallery::AlreadyThere : Gallery::Done;
+  };
+  EXPECT_EQ(
+      gallery.ClassifyFiles(Gallery::Everything, {there, fresh}, albumFiles, Collect(), isThere, nullptr),
+      1u);
   EXPECT_EQ(states, (std::vector<int>{4, 0}));
   EXPECT_EQ(albumFiles[Camera()], Files{fresh});
 }
@@ -85,9 +89,10 @@ TEST_F(ActionLogTest, DeletingTellsHowManyWereInTheBinBefore) {
 TEST_F(ActionLogTest, MovingNamesBothAlbums) {
   const auto trip = CloudAlbum("trip", L"Trip");
   EXPECT_EQ(gallery.MoveFiles({files[0], files[1]}, trip, false), 2u);
-  EXPECT_EQ(log.Of(185),
-            Lines{Line(
-                R"("Newid":"trip","Oldid":"default-album-1","fileType":".jpg;.png","size":"30","total":"2")")});
+  EXPECT_EQ(
+      log.Of(185),
+      Lines{Line(
+          R"("Newid":"trip","Oldid":"default-album-1","fileType":".jpg;.png","size":"30","total":"2")")});
 }
 
 TEST_F(GalleryFilesTest, ClassificationWithoutAReportDoesNothing) {

@@ -199,8 +199,8 @@ std::string FullBox(const std::string& type, const std::string& body) { return B
 
 // `matrix` is how the container places the track; zeros say nothing.
 std::string VideoTrack(const std::string& matrix = std::string(36, '\0')) {
-  const std::string sample = std::string(6, '\0') + Big(1, 2) + std::string(16, '\0') + Big(64, 2) + Big(64, 2) +
-                             std::string(50, '\0');
+  const std::string sample = std::string(6, '\0') + Big(1, 2) + std::string(16, '\0') + Big(64, 2) +
+                             Big(64, 2) + std::string(50, '\0');
   const std::string table = FullBox("stsd", Big(1) + Box("avc1", sample)) +
                             FullBox("stts", Big(1) + Big(1) + Big(1000)) +
                             FullBox("stsc", Big(1) + Big(1) + Big(1) + Big(1)) +
@@ -208,8 +208,8 @@ std::string VideoTrack(const std::string& matrix = std::string(36, '\0')) {
   const std::string media = FullBox("mdhd", Big(0) + Big(0) + Big(1000) + Big(1000) + Big(0)) +
                             FullBox("hdlr", Big(0) + "vide" + std::string(13, '\0')) +
                             Box("minf", Box("stbl", table));
-  const std::string header =
-      FullBox("tkhd", Big(0) + Big(0) + Big(1) + Big(0) + Big(1000) + std::string(16, '\0') + matrix + std::string(8, '\0'));
+  const std::string header = FullBox("tkhd", Big(0) + Big(0) + Big(1) + Big(0) + Big(1000) +
+                                                 std::string(16, '\0') + matrix + std::string(8, '\0'));
   return Box("trak", header + Box("mdia", media));
 }
 
@@ -230,6 +230,6 @@ std::string VideoOfTracks(int count) {
 
 std::string TurnedVideo() {
   // a b u, c d v, x y w; fixed point of 16 and, for u, v and w, of 30 bits.
-  return VideoOf(VideoTrack(Big(0) + Big(0x10000) + Big(0) + Big(0xFFFF0000) + Big(0) + Big(0) + Big(64 << 16) +
-                            Big(0) + Big(0x40000000)));
+  return VideoOf(VideoTrack(Big(0) + Big(0x10000) + Big(0) + Big(0xFFFF0000) + Big(0) + Big(0) +
+                            Big(64 << 16) + Big(0) + Big(0x40000000)));
 }

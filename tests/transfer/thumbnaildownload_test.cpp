@@ -271,9 +271,11 @@ TEST_F(ToldThumbnailTest, RefusedStatusIsAnOperationLog) {
   LoopbackServer objects({LoopbackServer::Answer(404, "")});
   Url() = objects.Url() + "/o";
   const LogText log;
-  const std::string refused = R"({"error":{"status":403,"description":"","errors":[{"code":"31000403","reason":"","subject":""}]}})";
-  EXPECT_FALSE(FetchWith(false, {LoopbackServer::Answer(200, R"({"id":"m"})"),
-                                 LoopbackServer::Answer(403, refused), LoopbackServer::Answer(200, R"({"id":"m"})")}));
+  const std::string refused =
+      R"({"error":{"status":403,"description":"","errors":[{"code":"31000403","reason":"","subject":""}]}})";
+  EXPECT_FALSE(
+      FetchWith(false, {LoopbackServer::Answer(200, R"({"id":"m"})"), LoopbackServer::Answer(403, refused),
+                        LoopbackServer::Answer(200, R"({"id":"m"})")}));
   EXPECT_THAT(log.Operations(), HasSubstr("AddOperationLog GetUrl error:"));
   EXPECT_THAT(log.Operations(), HasSubstr("31000403"));
 }

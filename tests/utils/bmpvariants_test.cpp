@@ -91,7 +91,9 @@ std::vector<Variant> Variants() {
   const auto in32 = [](std::uint32_t red, std::uint32_t blue) {
     return Pixels(Repeat(Long(red)), Repeat(Long(blue)));
   };
-  const auto in16 = [](unsigned red, unsigned blue) { return Pixels(Repeat(Short(red)), Repeat(Short(blue))); };
+  const auto in16 = [](unsigned red, unsigned blue) {
+    return Pixels(Repeat(Short(red)), Repeat(Short(blue)));
+  };
   std::string wrongSize = File(Info(40, 24, 0), "", Lines24());
   wrongSize.replace(2, 4, Long(0));
   return {
@@ -99,9 +101,8 @@ std::vector<Variant> Variants() {
       {"Core8", File(Core(8), coreTable, Pixels(red8, blue8))},
       {"Header16", File(Long(16) + Long(kEdge) + Long(kEdge) + Short(1) + Short(24), "", Lines24())},
       {"Header64", File(Info(64, 24, 0), "", Lines24())},
-      {"Header52Masks",
-       File(Info(52, 32, 3, 0, Lines::BottomUp, Masks(0xFF000000, 0xFF0000, 0xFF00)), "",
-            in32(0xFF000000, 0xFF00))},
+      {"Header52Masks", File(Info(52, 32, 3, 0, Lines::BottomUp, Masks(0xFF000000, 0xFF0000, 0xFF00)), "",
+                             in32(0xFF000000, 0xFF00))},
       {"Header56Masks",
        File(Info(56, 32, 3, 0, Lines::BottomUp, Masks(0xFF, 0xFF00, 0xFF0000)), "", in32(0xFF, 0xFF0000))},
       {"Header124", File(Info(124, 24, 0), "", Lines24())},
@@ -120,9 +121,8 @@ std::vector<Variant> Variants() {
       {"EightBitsTopDown",
        File(Info(40, 8, 0, 2, Lines::TopDown), table, Pixels(red8, blue8, Lines::TopDown))},
       {"TopDown24", File(Info(40, 24, 0, 0, Lines::TopDown), "", Lines24(Lines::TopDown))},
-      {"TopDownMasks231",
-       File(Info(40, 16, 3, 0, Lines::TopDown), Masks(0x30, 0x0E, 0x01),
-            Pixels(Repeat(Short(0x30)), Repeat(Short(1)), Lines::TopDown))},
+      {"TopDownMasks231", File(Info(40, 16, 3, 0, Lines::TopDown), Masks(0x30, 0x0E, 0x01),
+                               Pixels(Repeat(Short(0x30)), Repeat(Short(1)), Lines::TopDown))},
       {"Rle8", File(Info(40, 8, 1, 2), table, Rle8())},
       {"Rle4", File(Info(40, 4, 2, 2), table, Rle4())},
       {"Rle8OfHeader64", File(Info(64, 8, 1, 2), table, Rle8())},

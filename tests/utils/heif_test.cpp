@@ -36,7 +36,8 @@ class HeifTest : public testing::Test {
     const auto handle = Owned(made, heif_image_handle_release);
     if (withPreview) {
       heif_image_handle* small = nullptr;
-      Good(heif_context_encode_thumbnail(context.get(), grey, made, encoder.get(), nullptr, kPreview, &small));
+      Good(
+          heif_context_encode_thumbnail(context.get(), grey, made, encoder.get(), nullptr, kPreview, &small));
       heif_image_handle_release(small);
     }
     if (!exif.empty())

@@ -38,10 +38,10 @@ class MediaWorkersTest : public testing::Test {
 TEST_F(MediaWorkersTest, HelperAnswersAsThisProcessWould) {
   MediaWorkers workers(MEDIA_WORKER, hours(1));
   MediaWorkers::Replace(&workers);
-  const auto path = folder.Write(
-      "\xe4\xb8\xad \"a\"\n\xff.jpg",
-      JpegWith(Exif({TextTag(271, "Maker"), ShortTag(274, 6)},
-                    {TextTag(36867, "2020:02:03 04:05:06"), RationalTag(33434, 1, 125)})));
+  const auto path =
+      folder.Write("\xe4\xb8\xad \"a\"\n\xff.jpg",
+                   JpegWith(Exif({TextTag(271, "Maker"), ShortTag(274, 6)},
+                                 {TextTag(36867, "2020:02:03 04:05:06"), RationalTag(33434, 1, 125)})));
   EXPECT_EQ(workers.Ask(Request(), answer), Outcome::Answered);
   PictureMetadata there, here;
   std::int64_t timeThere = -1, timeHere = -1;
@@ -84,8 +84,8 @@ TEST_F(MediaWorkersTest, HelperThatAFileEndsIsReplaced) {
 }
 
 TEST_F(MediaWorkersTest, HelperThatEndedWhileIdleIsReplaced) {
-  MediaWorkers workers(
-      Script("head -c 4 <&3 >/dev/null\nprintf '\\015\\000\\000\\000{\"failure\":0}' >&3"), hours(1));
+  MediaWorkers workers(Script("head -c 4 <&3 >/dev/null\nprintf '\\015\\000\\000\\000{\"failure\":0}' >&3"),
+                       hours(1));
   for (int i = 0; i < 3; ++i) EXPECT_EQ(workers.Ask(Request(), answer), Outcome::Answered) << i;
 }
 

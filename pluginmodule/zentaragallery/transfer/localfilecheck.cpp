@@ -81,8 +81,7 @@ CheckedFile ReadPicture(const std::wstring& path, const Album& album, const Gall
   }
   file->CreateTime = time;
   file->SetPictureMetadata(CompactJson(metadata.ToJson()));
-  SetProperties(*file, album, metadata.width, metadata.height,
-                DegreesOfOrientation(metadata.rotation));
+  SetProperties(*file, album, metadata.width, metadata.height, DegreesOfOrientation(metadata.rotation));
   return {file, nullptr, nullptr};
 }
 

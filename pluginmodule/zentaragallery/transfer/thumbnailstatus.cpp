@@ -16,7 +16,8 @@ constexpr int kOperation = 184;
 
 void ThumbnailDownload::LogOperationFailure(const std::string& text) const {
   Logger::OutputOperationLog(
-      kOperation, 0, 0, {{"mediaId", Id()}, {"errorReason", "AddOperationLog " + text + " file id: " + Id()}});
+      kOperation, 0, 0,
+      {{"mediaId", Id()}, {"errorReason", "AddOperationLog " + text + " file id: " + Id()}});
 }
 
 void ThumbnailDownload::ReportLost() const {

@@ -85,7 +85,8 @@ class BmpDecoder {
   // Behind a header of 40 bytes, and at the same place within a longer one.
   void ReadMasks() {
     if (compression == kMasks || compression == kMasksAndAlpha) {
-      for (std::size_t channel = 0; channel < 3; ++channel) masks[channel] = Number(kMasksAt + channel * 4, 4);
+      for (std::size_t channel = 0; channel < 3; ++channel)
+        masks[channel] = Number(kMasksAt + channel * 4, 4);
     } else if (bits == 16) {
       masks = {0x7C00, 0x03E0, 0x001F};
     }

@@ -45,8 +45,8 @@ Json::Value ReadVideo(const Json::Value& request) {
 
 Json::Value MakeThumbnail(const Json::Value& request) {
   Json::Value answer;
-  answer["cause"] = MediaReading::Thumbnail(Wide(request, "path"), Wide(request, "target"),
-                                            request["longEdge"].asInt());
+  answer["cause"] =
+      MediaReading::Thumbnail(Wide(request, "path"), Wide(request, "target"), request["longEdge"].asInt());
   return answer;
 }
 
@@ -68,8 +68,7 @@ void TakeZone(const Json::Value& request) {
 constexpr struct {
   const char* name;
   Json::Value (*run)(const Json::Value& request);
-} kReadings[] = {
-    {"exif", ReadExif}, {"video", ReadVideo}, {"thumbnail", MakeThumbnail}, {"whole", IsWhole}};
+} kReadings[] = {{"exif", ReadExif}, {"video", ReadVideo}, {"thumbnail", MakeThumbnail}, {"whole", IsWhole}};
 
 std::string Answer(const std::string& text) {
   const Json::Value request = ParseJson(text);

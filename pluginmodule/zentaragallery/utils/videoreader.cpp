@@ -88,7 +88,8 @@ MediaFailure Probe(const std::filesystem::path& path, VideoMetadata& metadata) {
   metadata.height = static_cast<std::int32_t>(height);
   // The library gives degrees with decimals. It counts milliseconds, the record whole seconds.
   const double seconds = std::round(probe.Number(MediaInfoLibrary::kGeneral, L"Duration") / 1000);
-  metadata.rotation = static_cast<std::int32_t>(probe.Number(MediaInfoLibrary::kVideo, L"Rotation")) / 90 % 4 * 90;
+  metadata.rotation =
+      static_cast<std::int32_t>(probe.Number(MediaInfoLibrary::kVideo, L"Rotation")) / 90 % 4 * 90;
   metadata.durationTime = static_cast<std::int32_t>(seconds);
   return MediaFailure::None;
 }
