@@ -15,6 +15,12 @@ std::filesystem::path File() {
          "downloaderrors.json";
 }
 
+// Content that came, and was not what was announced, could not be read either.
+TransferErrorInterface::ErrCode ToldCode(const TransferErrorInterface::Error& error) {
+  const bool isOut = error.outage == TransferErrorInterface::Outage::Yes;
+  return error.code == TransferErrorInterface::kService && !isOut ? TransferErrorInterface::kNoUrl : error.code;
+}
+
 }  // namespace
 
 Json::Value DownloadErrors::Of(const TransferTask& task) {
@@ -22,13 +28,15 @@ Json::Value DownloadErrors::Of(const TransferTask& task) {
   Json::Value json(Json::objectValue);
   json["error"] = error.code;
   json["step"] = error.step;
-  json["text"] = TransferErrorInterface::Describe(error.code);
+  json["text"] = TransferErrorInterface::Describe(ToldCode(error));
   json["cause"] = error.cause;
   return json;
 }
 
 std::string DownloadErrors::Text(const Json::Value& error) {
-  const std::string cause = NS::JsonText::Text(error, "cause");
+  // The engine's own words say more than these only where these say nothing.
+  const bool isGeneral = NS::JsonText::Number(error, "error") == TransferErrorInterface::kGeneral;
+  const std::string cause = isGeneral ? NS::JsonText::Text(error, "cause") : std::string();
   return NS::JsonText::Text(error, "text") + (cause.empty() ? "" : " (" + cause + ")");
 }
 

@@ -75,10 +75,13 @@ class Choice {
   bool failed = false;
 };
 
-// The real album of that name. Where a view has the name, the album stands
-// beside it with a number.
+// The real album of that name, a system album too: a second "Camera" beside the one of
+// the phone would be told from it by nobody. Where a view has the name, the album
+// stands beside it with a number.
 Album::Ptr AlbumFor(const std::wstring& name) {
   auto& gallery = Gallery::GetInstance();
+  const auto system = gallery.GetSystemAlbumNamed(name);
+  if (system && system->IsReal()) return system;
   const auto owner = gallery.AlbumNameIsExist(name);
   if (!owner) return gallery.CreateAlbum(name, false, -1);
   if (owner->IsReal()) return owner;

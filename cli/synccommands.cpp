@@ -32,14 +32,14 @@ std::string FileOf(const SyncError& error) {
   return error.item;
 }
 
-// Sentences for the reasons that have some; others say what they know.
+// The sentence of a reason; what the engine calls it is in JSON and in the log.
 std::string ErrorText(const SyncError& error) {
   if (error.step.empty()) return {};
   if (error.words == CloudTrouble::kNotTrusted)
     return NotTrustedText(UserAuthService::GetInstance()->GetServerUrl());
   if (!error.words.empty()) return ResourceText::GetUtf8(error.words);
   const std::string name = FileOf(error);
-  return (name.empty() ? "" : name + ": ") + error.cause;
+  return (name.empty() ? "" : name + ": ") + ResourceText::GetUtf8("IDS_SYNC_FAILED");
 }
 
 Json::Value StateJson(const SyncState& state) {

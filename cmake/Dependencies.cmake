@@ -20,6 +20,7 @@ pkg_check_modules(SODIUM REQUIRED IMPORTED_TARGET libsodium)
 
 if(ZENTARA_TESTS)
   find_package(GTest REQUIRED)
+  pkg_check_modules(HEIF REQUIRED IMPORTED_TARGET libheif)
   find_package(Qt6 6.4 REQUIRED COMPONENTS Test)
 endif()
 if(ZENTARA_BENCHMARKS)

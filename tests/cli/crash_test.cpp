@@ -1,8 +1,11 @@
 // An import that is stopped or killed leaves a whole gallery.
 
 #include <csignal>
+#include <filesystem>
+#include <fstream>
 #include <random>
 #include <set>
+#include <thread>
 
 #include "clitest.h"
 
@@ -53,6 +56,29 @@ TEST_F(CrashTest, InterruptedImportStopsBetweenFiles) {
   EXPECT_LT(kept, static_cast<std::size_t>(kPictures));
   (void)RunProgram(ImportCommand());
   EXPECT_EQ(Run({"ls"}).Lines().size(), static_cast<std::size_t>(kPictures));
+}
+
+// Whether a thread of the process has started another one.
+bool HasChild(pid_t process) {
+  std::error_code ended;
+  for (const auto& thread :
+       std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/task", ended)) {
+    std::string child;
+    if (std::ifstream(thread.path() / "children") >> child) return true;
+  }
+  return false;
+}
+
+// The media library does not come back from such a film for a while.
+TEST_F(CliTest, InterruptEndsAnImportInTheMiddleOfAFile) {
+  folder.Write("Films/slow.mp4", VideoOfTracks(5000));
+  Process import(Command({"import", (folder / "Films/slow.mp4").string()}));
+  while (import.Running() && !HasChild(import.Id())) std::this_thread::yield();
+  import.Signal(SIGINT);
+  std::string output;
+  EXPECT_EQ(import.Wait(&output), 1);
+  EXPECT_NE(output.find("\"stopped\":true"), std::string::npos) << output;
+  EXPECT_EQ(output.find("IDS_GALLERY"), std::string::npos) << output;
 }
 
 }  // namespace

@@ -55,4 +55,19 @@ TEST_F(SourceTest, FileThatIsGoneFromItsFolderIsToldOnceAndLeaves) {
   EXPECT_EQ(api.Dump()["files"].size(), 1u);
 }
 
+// A second "Camera" would be told from the phone's by nobody.
+TEST_F(SourceTest, FolderCalledLikeASystemAlbumGoesIntoThatAlbum) {
+  ASSERT_EQ(Run({"sync"}).status, kDone);
+  WritePictures("card/Camera", 3);
+  fs::remove(folder / "card/Camera/p0.jpg");
+  fs::remove(folder / "card/Camera/p1.jpg");
+  ASSERT_EQ(Run({"import", (folder / "card").string()}).status, kDone);
+  std::vector<std::string> cameras;
+  for (const auto& album : Documents({"albums"}))
+    if (album["name"].asString().starts_with("Camera")) cameras.push_back(album["id"].asString());
+  EXPECT_EQ(cameras, std::vector<std::string>{"default-album-1"});
+  ASSERT_EQ(Run({"sync"}).status, kDone);
+  EXPECT_EQ(api.Dump()["files"].size(), 3u);
+}
+
 }  // namespace

@@ -73,6 +73,28 @@ TEST_F(CloudWordsTest, ErrorThatIsOverIsNotTold) {
   EXPECT_FALSE(Has(Read({"status"}), "error"));
 }
 
+TEST_F(CloudWordsTest, PictureWithoutReadableContent) {
+  const std::string file = IdOf("a.jpg");
+  const Finished download = Read({"download", file, "--to", (folder / "target").string()});
+  EXPECT_EQ(download.status, kFailed);
+  EXPECT_TRUE(Has(download, "a.jpg: The picture has no readable content")) << download.output;
+  EXPECT_FALSE(Has(download, "fileid")) << download.output;
+  EXPECT_FALSE(Has(download, "{")) << download.output;
+}
+
+// What no common reason stands for: the words are the user's, the cause is in JSON.
+TEST_F(CloudWordsTest, RefusalOfOneRequest) {
+  cloud.Rule(R"({"path":"/cloudPhoto/v1/changes","status":400,"times":0})");
+  api.AddMedia("b.jpg");
+  const Finished sync = Read({"sync"}), status = Read({"status"});
+  EXPECT_EQ(sync.status, kFailed);
+  for (const Finished& said : {sync, status}) {
+    EXPECT_TRUE(Has(said, "Something could not be brought in step with the photo cloud")) << said.output;
+    EXPECT_FALSE(Has(said, "cloudVersion")) << said.output;
+  }
+  EXPECT_NE(Documents({"status"}).back()["errorCause"].asString(), "");
+}
+
 // A service whose owner has made its certificate himself.
 class StrangeCertificateTest : public WordsTest {
  protected:

@@ -17,7 +17,8 @@ inline constexpr int kSliceSize = 65536;
 class ContentTest : public CloudTest {
  protected:
   // The lock outlasts slow runs under a sanitizer; nothing here renews it.
-  ContentTest() : CloudTest({"--slice-size", std::to_string(kSliceSize), "--lock-seconds", "3600"}) {}
+  explicit ContentTest(int sliceSize = kSliceSize)
+      : CloudTest({"--slice-size", std::to_string(sliceSize), "--lock-seconds", "3600"}) {}
   void SetUp() override;
 
   // A local file with thumbnails that waits for its upload.

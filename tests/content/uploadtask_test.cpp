@@ -544,6 +544,25 @@ TEST_F(UploadTaskTest, AssetWithoutObjectsIsDone) {
   EXPECT_EQ(VisibleCount(), 2u);
 }
 
+TEST_F(UploadTaskTest, RecordOfOtherThanTwoAttachmentsIsRefused) {
+  for (const Json::ArrayIndex count : {1, 3}) {
+    const auto changer = ChangeAnswers([count](const std::string& request, const std::string& answer) {
+      if (!IsCreation(request)) return answer;
+      Json::Value record = AnswerChanger::Body(answer);
+      const Json::Value thumbnail = record["attachments"][1];
+      record["attachments"].resize(1);
+      while (record["attachments"].size() < count) record["attachments"].append(thumbnail);
+      return AnswerChanger::WithBody(record);
+    });
+    const auto task = UploadTask(Source("count" + std::to_string(count), Noise(10, count)));
+    EXPECT_FALSE(Run(*task)) << count;
+    EXPECT_EQ(task->LastErr().code, TransferErrorInterface::kGeneral);
+    EXPECT_EQ(CountRequests("PUT"), 0u);
+    GoTo(server.Url());
+  }
+  EXPECT_EQ(VisibleCount(), 0u);
+}
+
 // The service has the content from elsewhere, it says.
 TEST_F(UploadTaskTest, OtherKindOfUploadSendsNothingButConfirms) {
   const LogText log;

@@ -355,7 +355,7 @@ Json::Value Device::Dump(const Json::Value&) {
     entry["properties"] = file->Expand().isObject() ? file->Expand() : Json::Value(Json::objectValue);
     // Where a user finds it must agree with what it says of itself.
     const auto home = gallery().GetAlbum(file->IsInBin() ? kRecycleAlbumId : file->AlbumId());
-    if (!home || home->IndexOf(file) < 0) entry["notInItsAlbum"] = true;
+    if (!home || !home->Holds(file)) entry["notInItsAlbum"] = true;
     if (file->GalleryState != 0) entry["waits"] = file->GalleryState.Get();
     if (file->IsDeleted) entry["deleted"] = true;
   }

@@ -35,6 +35,26 @@ TEST_F(AlbumTest, CreatedAlbumHasTheIdAndPathOfItsName) {
   EXPECT_TRUE(album->listable);
 }
 
+// Newest first.
+TEST_F(AlbumTest, IndexOfAFileThatIsNotThereIsWhereItBelongs) {
+  const auto at = [this](const std::string& id, std::int64_t hour) {
+    return CloudFile(id, "default-album-1", 1'600'000'000'000 + hour * 3'600'000);
+  };
+  const auto newest = at("a", 30), middle = at("b", 20), oldest = at("c", 10);
+  EXPECT_EQ(Camera()->IndexOf(newest), -1) << "of an empty album";
+  Add({newest, middle, oldest});
+  EXPECT_EQ(Camera()->IndexOf(newest), 0);
+  EXPECT_EQ(Camera()->IndexOf(middle), 1);
+  EXPECT_EQ(Camera()->IndexOf(oldest), 2);
+  EXPECT_EQ(Camera()->IndexOf(at("d", 40)), 0);
+  EXPECT_EQ(Camera()->IndexOf(at("e", 25)), 1);
+  EXPECT_EQ(Camera()->IndexOf(at("f", 15)), 2);
+  EXPECT_EQ(Camera()->IndexOf(at("g", 5)), -1);
+  EXPECT_EQ(Camera()->IndexOf(nullptr), -1);
+  EXPECT_TRUE(Camera()->Holds(middle));
+  EXPECT_FALSE(Camera()->Holds(at("e", 25)));
+}
+
 TEST_F(AlbumTest, NameOfBlanksOnlyIsIllegal) {
   EXPECT_EQ(Album::Create(L"  \t "), nullptr);
   EXPECT_EQ(Album::Create(L"///"), nullptr);

@@ -4,6 +4,7 @@
 
 #include "common/platform/paths.h"
 #include "support/gallerytest.h"
+#include "support/operationlog.h"
 
 namespace {
 
@@ -19,19 +20,79 @@ class GalleryFilesTest : public GalleryTest {
 
 TEST_F(GalleryFilesTest, FileThatIsThereAlreadyStays) {
   const auto first = CloudFile("a"), again = CloudFile("a");
+  first->IsFavorite = again->IsFavorite = true;
   Add({first});
   EXPECT_EQ(gallery.AddFiles({again}), 0u);
+  EXPECT_EQ(gallery.FileCount(), 1u);
   EXPECT_EQ(gallery.GetFile("a"), first);
+  for (const AlbumKind kind : {AlbumKind::TimeLine, AlbumKind::AllPictures, AlbumKind::Favorite}) {
+    EXPECT_EQ(AlbumOf(kind)->FileCount(), 1u);
+    EXPECT_TRUE(Holds(AlbumOf(kind), first));
+  }
+  EXPECT_EQ(Camera()->FileCount(), 1u);
+  EXPECT_FALSE(Holds(Camera(), again));
+}
+
+TEST_F(GalleryFilesTest, FileThatAStepFindsThereIsReportedAndSorted) {
+  const auto there = CloudFile("there"), fresh = CloudFile("fresh");
   Gallery::AlbumFiles albumFiles;
-  gallery.ClassifyFiles(
-      Gallery::Everything, {again}, albumFiles, Collect(),
-      [this](const FilePtr& file) {
-        (void)file;
-        return Gallery::AlreadyThere;
-      },
-      nullptr);
-  EXPECT_EQ(states, std::vector<int>{4});
-  EXPECT_TRUE(albumFiles.empty());
+  const auto isThere = [&](const FilePtr& file) {
+    return file == there ? Gallery::AlreadyThere : Gallery::Done;
+  };
+  EXPECT_EQ(
+      gallery.ClassifyFiles(Gallery::Everything, {there, fresh}, albumFiles, Collect(), isThere, nullptr),
+      1u);
+  EXPECT_EQ(states, (std::vector<int>{4, 0}));
+  EXPECT_EQ(albumFiles[Camera()], Files{fresh});
+}
+
+// Numbers by hand: 10, 20 and 30 bytes, two kinds.
+class ActionLogTest : public GalleryFilesTest {
+ protected:
+  void SetUp() override {
+    GalleryFilesTest::SetUp();
+    for (const auto& [name, size] :
+         {std::pair{L"a.jpg", 10}, std::pair{L"b.png", 20}, std::pair{L"c.JPG", 30}}) {
+      const auto file = CloudFile("file" + std::to_string(size));
+      file->SetFileName(name);
+      file->Size = size;
+      files.push_back(file);
+    }
+    Add(files);
+  }
+  static std::string Line(const std::string& values) {
+    return R"({"action":0,"type":1,"values":{)" + values + "}}";
+  }
+  using Lines = std::vector<std::string>;
+
+  Files files;
+  OperationLog log;
+};
+
+TEST_F(ActionLogTest, RecyclingByTheUser) {
+  EXPECT_EQ(gallery.RecycleFiles({files[0], files[1], files[2]}, false, Collect()), 3u);
+  EXPECT_EQ(log.Of(168), Lines{Line(R"("fileType":".jpg;.png","size":"60","total":"3")")});
+}
+
+TEST_F(ActionLogTest, RecoveringTellsHowManyWereInTheBinBefore) {
+  gallery.RecycleFiles(files, false);
+  EXPECT_EQ(gallery.RecoverFiles({files[1]}, false), 1u);
+  EXPECT_EQ(log.Of(169), Lines{Line(R"("fileType":".png","size":"20","total":"3")")});
+}
+
+TEST_F(ActionLogTest, DeletingTellsHowManyWereInTheBinBefore) {
+  gallery.RecycleFiles(files, false);
+  EXPECT_EQ(gallery.DeleteFiles({files[0], files[2]}, false), 2u);
+  EXPECT_EQ(log.Of(170), Lines{Line(R"("fileType":".jpg","size":"40","total":"3")")});
+}
+
+TEST_F(ActionLogTest, MovingNamesBothAlbums) {
+  const auto trip = CloudAlbum("trip", L"Trip");
+  EXPECT_EQ(gallery.MoveFiles({files[0], files[1]}, trip, false), 2u);
+  EXPECT_EQ(
+      log.Of(185),
+      Lines{Line(
+          R"("Newid":"trip","Oldid":"default-album-1","fileType":".jpg;.png","size":"30","total":"2")")});
 }
 
 TEST_F(GalleryFilesTest, ClassificationWithoutAReportDoesNothing) {

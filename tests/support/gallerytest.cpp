@@ -78,5 +78,5 @@ std::vector<std::string> GalleryTest::Ids(const Album::Ptr& album) {
 }
 
 bool GalleryTest::Holds(const Album::Ptr& album, const FilePtr& file) {
-  return album && album->IndexOf(file) >= 0;
+  return album && album->Holds(file);
 }

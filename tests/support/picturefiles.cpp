@@ -183,3 +183,53 @@ std::string RawWithPreview(unsigned orientation) {
          Directory(raw(static_cast<std::uint32_t>(sensorAt)), rawAt) + jpeg +
          std::string(jpeg.size() % 2, '\0') + sensor;
 }
+
+namespace {
+
+std::string Big(std::uint32_t value, int bytes = 4) {
+  std::string text;
+  for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8) text += static_cast<char>(value >> shift);
+  return text;
+}
+std::string Box(const std::string& type, const std::string& body) {
+  return Big(static_cast<std::uint32_t>(body.size() + 8)) + type + body;
+}
+// A box with version and flags.
+std::string FullBox(const std::string& type, const std::string& body) { return Box(type, Big(0) + body); }
+
+// `matrix` is how the container places the track; zeros say nothing.
+std::string VideoTrack(const std::string& matrix = std::string(36, '\0')) {
+  const std::string sample = std::string(6, '\0') + Big(1, 2) + std::string(16, '\0') + Big(64, 2) +
+                             Big(64, 2) + std::string(50, '\0');
+  const std::string table = FullBox("stsd", Big(1) + Box("avc1", sample)) +
+                            FullBox("stts", Big(1) + Big(1) + Big(1000)) +
+                            FullBox("stsc", Big(1) + Big(1) + Big(1) + Big(1)) +
+                            FullBox("stsz", Big(0) + Big(1) + Big(10)) + FullBox("stco", Big(1) + Big(50));
+  const std::string media = FullBox("mdhd", Big(0) + Big(0) + Big(1000) + Big(1000) + Big(0)) +
+                            FullBox("hdlr", Big(0) + "vide" + std::string(13, '\0')) +
+                            Box("minf", Box("stbl", table));
+  const std::string header = FullBox("tkhd", Big(0) + Big(0) + Big(1) + Big(0) + Big(1000) +
+                                                 std::string(16, '\0') + matrix + std::string(8, '\0'));
+  return Box("trak", header + Box("mdia", media));
+}
+
+std::string VideoOf(const std::string& tracks) {
+  const std::string movie =
+      FullBox("mvhd", Big(0) + Big(0) + Big(1000) + Big(1000) + std::string(80, '\0')) + tracks;
+  return Box("ftyp", "isom" + Big(1) + "isom") + Box("moov", movie) + Box("mdat", std::string(100, 'x'));
+}
+
+}  // namespace
+
+std::string VideoOfTracks(int count) {
+  std::string tracks;
+  const std::string track = VideoTrack();
+  for (int i = 0; i < count; ++i) tracks += track;
+  return VideoOf(tracks);
+}
+
+std::string TurnedVideo() {
+  // a b u, c d v, x y w; fixed point of 16 and, for u, v and w, of 30 bits.
+  return VideoOf(VideoTrack(Big(0) + Big(0x10000) + Big(0) + Big(0xFFFF0000) + Big(0) + Big(0) +
+                            Big(64 << 16) + Big(0) + Big(0x40000000)));
+}

@@ -45,6 +45,12 @@ std::string PngClaiming(std::uint32_t width, std::uint32_t height, bool interlac
 // A 24-bit bitmap of red lines above blue ones.
 std::string Bmp(std::int32_t width, std::int32_t height);
 
+// An .mp4 of that many video tracks of a single sample; the media library takes
+// time that grows with the square of their number.
+std::string VideoOfTracks(int count);
+// One that a player turns by 90 degrees clockwise, 64 x 64.
+std::string TurnedVideo();
+
 // A raw file: a main directory with maker, model and orientation, a JPEG
 // preview of 64 x 48 and uncompressed sensor values of 96 x 64.
 std::string RawWithPreview(unsigned orientation);

@@ -23,6 +23,7 @@ class Process {
   std::string ReadLine();
   // False once the program has ended, which is noticed here.
   bool Running();
+  pid_t Id() const { return pid; }
   void Signal(int number) const;
   // Waits for the end. The exit status, or minus the number of the signal that
   // ended it. What it printed and was not read yet goes to `output`.

@@ -89,13 +89,13 @@ TEST(ContentCryptoTest, ThumbnailMd5Has64DigitsOfWhichTheLast32AreZero) {
 TEST(ContentCryptoTest, EitherKeyOfTheUserOpensTheContent) {
   GlobalParamWrapper::GetInstance()->SetUser(KnownUser(), L"");
   const std::string iv = "F2817C1DF3A626E4C5DFFFC88E6E4304";
-  const std::string data = FromHex(kFoxCipher);
-  std::string plain;
+  std::string data = FromHex(kFoxCipher), plain;
   EXPECT_TRUE(ContentCrypto::DecryptData(
       1,
       iv + "B55EEB8D1226EE0C2B9686AE8BAB7B30CD0C3B2299276159A53B303A0B0110C985159477C98201BF18CAFF7D61268462",
       iv, data, plain));
   EXPECT_EQ(plain, kFox);
+  data = FromHex(kFoxCipher);
   EXPECT_TRUE(ContentCrypto::DecryptData(
       3,
       iv + "169BED0DEE94ADBDE4B6CA3ACED00C7C90B452B6E98EE4F3E18E5256E9E222C95821867A41BA816F8A47F5662787E245",
@@ -108,22 +108,36 @@ TEST(ContentCryptoTest, WrongKeysTypesAndBytesAreRefused) {
   const std::string iv = "f2817c1df3a626e4c5dfffc88e6e4304";
   const std::string wrapped =
       "B55EEB8D1226EE0C2B9686AE8BAB7B30CD0C3B2299276159A53B303A0B0110C985159477C98201BF18CAFF7D61268462";
-  std::string plain = "before";
-  EXPECT_FALSE(ContentCrypto::DecryptData(0, iv + wrapped, iv, FromHex(kFoxCipher), plain));
-  EXPECT_FALSE(ContentCrypto::DecryptData(2, iv + wrapped, iv, FromHex(kFoxCipher), plain));
-  EXPECT_FALSE(ContentCrypto::DecryptData(3, iv + wrapped, iv, FromHex(kFoxCipher), plain));
-  EXPECT_FALSE(ContentCrypto::DecryptData(1, iv, iv, FromHex(kFoxCipher), plain));
-  EXPECT_FALSE(ContentCrypto::DecryptData(1, "", iv, FromHex(kFoxCipher), plain));
-  EXPECT_FALSE(ContentCrypto::DecryptData(1, iv + wrapped, "", FromHex(kFoxCipher), plain));
-  EXPECT_FALSE(ContentCrypto::DecryptData(1, iv + wrapped, iv, FromHex(kFoxCipher).substr(1), plain));
+  const std::string whole = FromHex(kFoxCipher);
+  std::string data = whole, plain = "before", part = whole.substr(1), nothing;
+  EXPECT_FALSE(ContentCrypto::DecryptData(0, iv + wrapped, iv, data, plain));
+  EXPECT_FALSE(ContentCrypto::DecryptData(2, iv + wrapped, iv, data, plain));
+  EXPECT_FALSE(ContentCrypto::DecryptData(3, iv + wrapped, iv, data, plain));
+  EXPECT_FALSE(ContentCrypto::DecryptData(1, iv, iv, data, plain));
+  EXPECT_FALSE(ContentCrypto::DecryptData(1, "", iv, data, plain));
+  EXPECT_FALSE(ContentCrypto::DecryptData(1, iv + wrapped, "", data, plain));
+  EXPECT_FALSE(ContentCrypto::DecryptData(1, iv + wrapped, iv, part, plain));
+  EXPECT_FALSE(ContentCrypto::DecryptData(1, iv + wrapped, iv, nothing, plain));
   EXPECT_EQ(plain, "");
+  EXPECT_EQ(data, whole) << "another key may open it";
+}
+
+TEST(ContentCryptoTest, BytesUnderAnotherKeyStayForTheNextAttempt) {
+  const std::string whole = FromHex(kFoxCipher);
+  std::string data = whole, plain;
+  EXPECT_FALSE(ContentCrypto::DecryptDataByHmac(std::string(64, '0'), data, plain));
+  EXPECT_EQ(data, whole);
+  EXPECT_TRUE(ContentCrypto::DecryptDataByHmac(kFoxHmac, data, plain));
+  EXPECT_EQ(plain, kFox);
 }
 
 TEST(ContentCryptoTest, HmacTextOpensTheContentToo) {
-  std::string plain;
-  EXPECT_TRUE(ContentCrypto::DecryptDataByHmac(kFoxHmac, FromHex(kFoxCipher), plain));
+  std::string data = FromHex(kFoxCipher), plain;
+  EXPECT_TRUE(ContentCrypto::DecryptDataByHmac(kFoxHmac, data, plain));
   EXPECT_EQ(plain, kFox);
-  EXPECT_FALSE(ContentCrypto::DecryptDataByHmac("", FromHex(kFoxCipher), plain));
+  EXPECT_EQ(data, "");
+  data = FromHex(kFoxCipher);
+  EXPECT_FALSE(ContentCrypto::DecryptDataByHmac("", data, plain));
 }
 
 TEST(ContentCryptoTest, ThumbnailsWithoutAKeyGiveNothing) {

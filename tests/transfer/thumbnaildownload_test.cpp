@@ -267,6 +267,19 @@ TEST_F(ToldThumbnailTest, LossIsReportedAlsoWhenTheStatusCannotBeRead) {
   EXPECT_NE(log.Operations().find(R"("status":"2")"), std::string::npos);
 }
 
+TEST_F(ToldThumbnailTest, RefusedStatusIsAnOperationLog) {
+  LoopbackServer objects({LoopbackServer::Answer(404, "")});
+  Url() = objects.Url() + "/o";
+  const LogText log;
+  const std::string refused =
+      R"({"error":{"status":403,"description":"","errors":[{"code":"31000403","reason":"","subject":""}]}})";
+  EXPECT_FALSE(
+      FetchWith(false, {LoopbackServer::Answer(200, R"({"id":"m"})"), LoopbackServer::Answer(403, refused),
+                        LoopbackServer::Answer(200, R"({"id":"m"})")}));
+  EXPECT_THAT(log.Operations(), HasSubstr("AddOperationLog GetUrl error:"));
+  EXPECT_THAT(log.Operations(), HasSubstr("31000403"));
+}
+
 TEST_F(ThumbnailDownloadTest, StoppedFetchIsNoError) {
   const LogText log;
   EXPECT_FALSE(ThumbnailHelper::GetInstance().DownloadThumbnailV2(Uploaded(Thumbnails()), false,
@@ -308,6 +321,8 @@ TEST_F(ThumbnailDownloadTest, FailedFetchIsTriedThreeTimes) {
   server.ForgetRequests();
   EXPECT_FALSE(Fetch(file, true));
   EXPECT_EQ(Count("GET /cloudPhoto/v1/objects/"), 3);
+  EXPECT_THAT(log.Operations(), HasSubstr("AddOperationLog download thumb error:download failed! file id: " +
+                                          file->UniqueId()));
   EXPECT_THAT(Cached(), SizeIs(1));
 }
 
@@ -509,6 +524,25 @@ TEST_F(ThumbnailModuleTest, SecondRequestIsDroppedWhileTheFirstRuns) {
   module.WaitUntilIdle();
   EXPECT_EQ(Count("GET /cloudPhoto/v1/objects/"), 1);
   EXPECT_THAT(Ended(), ElementsAre(file->UniqueId(), file->UniqueId()));
+}
+
+TEST_F(ThumbnailModuleTest, OtherSizeOfAFileWaitsForTheFetchUnderWay) {
+  const FilePtr file = Uploaded(Thumbnails());
+  const LogText log;
+  Start();
+  helper.DownloadThumbs({Held(file)});
+  begun.get_future().wait();
+  for (int painted = 0; painted < 2; ++painted)
+    helper.DownloadThumbs({{file, true, false, Note(), {}}, {file, false, false, Note(), {}}});
+  EXPECT_TRUE(log.Has("thumbGuidSet exist " + file->UniqueId()));
+  EXPECT_TRUE(log.Has("thumbGuidSet.size:1"));
+  EXPECT_FALSE(log.Has("thumbGuidSet.size:2"));
+  go.set_value();
+  module.WaitUntilIdle();
+  EXPECT_EQ(SmallOf(file), small);
+  EXPECT_EQ(LargeOf(file), large);
+  EXPECT_EQ(Count("GET /cloudPhoto/v1/objects/"), 2);
+  EXPECT_THAT(Ended(), SizeIs(5));
 }
 
 TEST_F(ThumbnailModuleTest, NewestRequestComesFirst) {

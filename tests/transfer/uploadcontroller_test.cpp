@@ -2,6 +2,8 @@
 
 #include "transfer/uploadcontroller.h"
 
+#include <unistd.h>
+
 #include <atomic>
 #include <filesystem>
 #include <fstream>
@@ -12,9 +14,12 @@
 #include "common/platform/text.h"
 #include "host/globalparamwrapper.h"
 #include "support/gallerytest.h"
+#include "support/operationlog.h"
 #include "tests/support/picturefiles.h"
 #include "transfer/thumbnailhelper.h"
+#include "utils/mediaworkers.h"
 #include "utils/methodfunction.h"
+#include "utils/picturecheck.h"
 #include "utils/picturemetadata.h"
 
 namespace fs = std::filesystem;
@@ -96,6 +101,37 @@ TEST_F(UploadControllerTest, EachReasonForARefusalIsTold) {
   EXPECT_EQ(DBHelper::GetInstance().CountFiles(), 0);
 }
 
+TEST_F(UploadControllerTest, ImportIsLoggedWithItsRefusals) {
+  const OperationLog log;
+  const auto refusal = [](const std::string& reason) {
+    return R"({"action":1,"type":1,"values":{"errorReason":")" + reason + "\"}}";
+  };
+  const auto good = Write("a.jpg", Picture(1));
+  Import({good, pictures.Wide("missing.jpg"), Write("letter.txt", "Dear"), Write("letter.jpg", "Dear"),
+          Write("empty.jpg", ""), Write("broken.mp4", "no video"), Write("again.jpg", Picture(1))});
+  const std::string size = std::to_string(Picture(1).size());
+  EXPECT_EQ(log.Of(161),
+            (std::vector<std::string>{
+                refusal("Gallery file is not exist"), refusal("Gallery not support this file format"),
+                refusal("Gallery not support this file format"), refusal("Gallery file size is zero"),
+                refusal("Gallery video cannot played"),
+                R"({"action":0,"type":1,"values":{"num":"1","size":")" + size + R"(","total":"7"}})"}));
+}
+
+TEST_F(UploadControllerTest, FileThatCannotBeOpenedIsLoggedAsThat) {
+  const auto path = Write("a.jpg", Picture(1));
+  fs::permissions(pictures.Path(), fs::perms::owner_all | fs::perms::group_exec | fs::perms::others_exec);
+  fs::permissions(platform::NativePath(path), fs::perms::none);
+  const OperationLog log;
+  // What the administrator may open, somebody else may not.
+  const bool isRoot = ::geteuid() == 0;
+  ASSERT_TRUE(!isRoot || ::seteuid(65534) == 0);
+  EXPECT_EQ(ReasonOf(path), "IDS_GALLERT_UNABLE_TO_OPEN_FILE");
+  ASSERT_TRUE(!isRoot || ::seteuid(0) == 0);
+  EXPECT_EQ(log.Of(161).at(0),
+            R"({"action":1,"type":1,"values":{"errorReason":" Galley unable to open file"}})");
+}
+
 // It could never go up.
 TEST_F(UploadControllerTest, FileOfWhichNoPictureComesIsRefusedAsDamaged) {
   class NoDecoder : public IThumbnails {
@@ -107,6 +143,77 @@ TEST_F(UploadControllerTest, FileOfWhichNoPictureComesIsRefusedAsDamaged) {
   EXPECT_EQ(ReasonOf(Write("a.jpg", Picture(1))), "IDS_GALLERY_FILE_DAMAGED");
   EXPECT_EQ(DBHelper::GetInstance().CountFiles(), 0);
   EXPECT_EQ(album->FileCount(), 0u);
+}
+
+// Of earlier versions, which took it; each sync would fail at it.
+TEST_F(UploadControllerTest, AcceptedFileOfWhichNoPictureComesGetsANeutralOneOnce) {
+  const auto old = LocalFile("old"), away = LocalFile("away");
+  old->SetLocalPath(Write("old.jpg", "no picture"));
+  away->SetLocalPath(pictures.Wide("missing/away.jpg"));
+  Add({old, away});
+  const auto small = platform::NativePath(old->ThumbnailPath()), large = platform::NativePath(old->LcdPath());
+  ASSERT_TRUE(fs::exists(small) && fs::exists(large));
+  EXPECT_TRUE(IsWholePicture(old->ThumbnailPath()) && IsWholePicture(old->LcdPath()));
+  EXPECT_EQ(away->ThumbnailPath(), L"") << "its picture may come back";
+  Restart();
+  const auto made = fs::last_write_time(small);
+  EXPECT_EQ(platform::NativePath(gallery.GetFile("old")->ThumbnailPath()), small);
+  EXPECT_EQ(fs::last_write_time(small), made);
+}
+
+TEST_F(UploadControllerTest, VideoKeepsItsTurn) {
+  class Decoder : public IThumbnails {
+   public:
+    bool MakeLocal(const GalleryFile&, const std::wstring& target, bool) override {
+      fs::create_directories(platform::NativePath(target).parent_path());
+      return static_cast<bool>(std::ofstream(platform::NativePath(target)) << "a picture");
+    }
+    void Fetch(const Files&, std::function<void(const FilePtr&)>) override {}
+  } decoder;
+  upward::Install(&decoder);
+  const auto result = Import({Write("turned.mp4", TurnedVideo())});
+  ASSERT_EQ(result.added.size(), 1u);
+  EXPECT_EQ(result.added[0]->ExpandValue("rotate"), "90");
+  EXPECT_EQ(ParseJson(result.added[0]->VideoMetadata()).size(), 3u);
+}
+
+// A helper that reads files and never answers.
+class SlowReaderTest : public UploadControllerTest {
+ protected:
+  void SetUp() override {
+    UploadControllerTest::SetUp();
+    folder.Write("helper", "#!/bin/sh\ntouch $0.reads\nexec sleep 100000\n");
+    fs::permissions(folder / "helper", fs::perms::owner_all);
+  }
+  void TearDown() override {
+    MediaWorkers::Replace(nullptr);
+    UploadControllerTest::TearDown();
+  }
+};
+
+TEST_F(SlowReaderTest, FileThatIsTooSlowIsRefusedWithThatReason) {
+  MediaWorkers workers(folder / "helper", std::chrono::milliseconds(50));
+  MediaWorkers::Replace(&workers);
+  EXPECT_EQ(ReasonOf(Write("a.jpg", Picture(1))), "IDS_GALLERY_FILE_TOO_SLOW");
+  EXPECT_EQ(ReasonOf(Write("a.mp4", "a film")), "IDS_GALLERY_FILE_TOO_SLOW");
+  EXPECT_EQ(DBHelper::GetInstance().CountFiles(), 0);
+}
+
+TEST_F(SlowReaderTest, StopEndsAnImportInTheMiddleOfAFile) {
+  MediaWorkers workers(folder / "helper", std::chrono::hours(1));
+  MediaWorkers::Replace(&workers);
+  std::atomic<bool> stop{false};
+  UploadController controller;
+  controller.stop = &stop;
+  std::thread user([&] {
+    while (!fs::exists(folder / "helper.reads")) std::this_thread::yield();
+    stop = true;
+  });
+  const auto result = controller.AddToLocal({Write("a.jpg", Picture(1)), Write("b.jpg", Picture(2))}, album);
+  user.join();
+  EXPECT_TRUE(result.stopped);
+  EXPECT_TRUE(result.added.empty());
+  EXPECT_TRUE(result.refused.empty());
 }
 
 TEST_F(UploadControllerTest, FileThatGrowsHasSizeAndHashOfTheSameBytes) {

@@ -290,6 +290,14 @@ TEST_F(MediaReaderTest, FilesThatAreNoVideos) {
   EXPECT_EQ(video.width, 5);
 }
 
+TEST_F(MediaReaderTest, VideoThatWasFilmedUprightKeepsItsTurn) {
+  VideoMetadata video;
+  ASSERT_TRUE(ReadVideo(folder.Write("turned.mp4", TurnedVideo()), video));
+  EXPECT_EQ(video.rotation, 90);
+  ASSERT_TRUE(ReadVideo(folder.Write("lying.mp4", VideoOfTracks(1)), video));
+  EXPECT_EQ(video.rotation, 0);
+}
+
 TEST_F(MediaReaderTest, MissingMediaLibraryIsNull) {
   EXPECT_EQ(MediaInfoLibrary::Load("libzentara-missing.so.0"), nullptr);
   EXPECT_EQ(MediaInfoLibrary::Load("libc.so.6"), nullptr);

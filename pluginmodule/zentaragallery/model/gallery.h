@@ -91,8 +91,10 @@ class Gallery : public IGalleryContext {
   AlbumPtr GetOrCreateSystemAlbum(AlbumKind kind);
   bool ShowAlbum(const AlbumPtr& album);
   bool HideAlbum(const AlbumPtr& album);
-  // Whether a system album in use is called so in the user's language.
-  bool IsReservedName(const std::wstring& name);
+  // The system album in use that is called so in the user's language, or null; and
+  // whether there is one.
+  AlbumPtr GetSystemAlbumNamed(const std::wstring& name);
+  bool IsReservedName(const std::wstring& name) { return GetSystemAlbumNamed(name) != nullptr; }
   void SetAlbumsListener(AlbumsListener listener);
   void SetAlbumListener(AlbumListener listener);
 

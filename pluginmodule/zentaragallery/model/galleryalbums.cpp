@@ -369,8 +369,11 @@ bool Gallery::HideAlbum(const AlbumPtr& album) {
   return true;
 }
 
-bool Gallery::IsReservedName(const std::wstring& name) {
+Gallery::AlbumPtr Gallery::GetSystemAlbumNamed(const std::wstring& name) {
   platform::ReaderLock hold(albumLock);
-  return std::any_of(albumTextIds.begin(), albumTextIds.end(),
-                     [&name](const auto& entry) { return ResourceText::Get(entry.second) == name; });
+  const auto named = std::find_if(albumTextIds.begin(), albumTextIds.end(), [&name](const auto& entry) {
+    return ResourceText::Get(entry.second) == name;
+  });
+  const auto album = named == albumTextIds.end() ? albums.end() : albums.find(named->first);
+  return album == albums.end() ? nullptr : album->second;
 }

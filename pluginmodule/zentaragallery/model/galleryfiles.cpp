@@ -496,7 +496,7 @@ void Gallery::MoveOut(const AlbumPtr& source, const Files& list, const AlbumPtr&
   // A shot that left its cover behind was in no view until now.
   Files shots;
   for (const auto& file : list) {
-    if (file->ContinuousType != 0 && target->IndexOf(file) >= 0) shots.push_back(file);
+    if (file->ContinuousType != 0 && target->Holds(file)) shots.push_back(file);
   }
   ShowInViews(shots);
   (void)DBHelper::GetInstance().UpdateFilesAlbum(list);

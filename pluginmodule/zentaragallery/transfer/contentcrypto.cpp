@@ -93,6 +93,23 @@ std::optional<std::string> Run(const std::string& key, const std::string& iv, st
   return out;
 }
 
+// The last block alone tells whether the padding is whole, as it is not under a
+// wrong key; only then the others are written over.
+bool DecryptInPlace(const std::string& key, const std::string& iv, std::string& bytes) {
+  if (bytes.empty() || bytes.size() % kBlock != 0) return false;
+  const std::size_t last = bytes.size() - kBlock;
+  const auto end = Run(key, last == 0 ? iv : bytes.substr(last - kBlock, kBlock),
+                       std::string_view(bytes).substr(last), Direction::Decrypt);
+  const Context context = end ? Open(key, iv, Direction::Decrypt) : nullptr;
+  std::size_t written = 0;
+  if (!context || EVP_CIPHER_CTX_set_padding(context.get(), 0) != 1 ||
+      !Step(context.get(), std::string_view(bytes).substr(0, last), bytes.data(), written)) {
+    return false;
+  }
+  bytes.replace(last, kBlock, *end);
+  return true;
+}
+
 std::string Bytes(const unsigned char* bytes, std::size_t count) {
   return {reinterpret_cast<const char*>(bytes), count};
 }
@@ -195,7 +212,7 @@ std::string ResourceHash(const std::string& mk2, const std::string& hmac) {
 }
 
 bool DecryptData(std::int32_t keyType, const std::string& encryptedKey, const std::string& ivText,
-                 std::string_view data, std::string& plain) {
+                 std::string& data, std::string& plain) {
   constexpr char kTag[] = "ContentCrypto::DecryptData";
   plain.clear();
   const std::string userKey = UserKey(keyType);
@@ -204,28 +221,26 @@ bool DecryptData(std::int32_t keyType, const std::string& encryptedKey, const st
     return false;
   }
   const std::string wrapped = FromHex(encryptedKey);
-  std::optional<std::string> keyText, result;
+  std::optional<std::string> keyText;
   if (wrapped.size() > kBlock) {
     keyText = Decrypt(userKey, wrapped.substr(0, kBlock), std::string_view(wrapped).substr(kBlock));
   }
-  if (keyText) result = Decrypt(FromHex(*keyText), FromHex(ivText), data);
-  if (!result) {
+  if (!keyText || !DecryptInPlace(FromHex(*keyText), FromHex(ivText), data)) {
     LogError(kTag, "decode failed!");
     return false;
   }
-  plain = std::move(*result);
+  plain.swap(data);
   return true;
 }
 
-bool DecryptDataByHmac(const std::string& hmac, std::string_view data, std::string& plain) {
+bool DecryptDataByHmac(const std::string& hmac, std::string& data, std::string& plain) {
   plain.clear();
   const KeyAndIv content = KeysOfHmac(hmac);
-  auto result = content.IsUsable() ? Decrypt(content.key, content.iv, data) : std::nullopt;
-  if (!result) {
+  if (!content.IsUsable() || !DecryptInPlace(content.key, content.iv, data)) {
     LogError("ContentCrypto::DecryptDataByHmac", "decode failed by hmac");
     return false;
   }
-  plain = std::move(*result);
+  plain.swap(data);
   return true;
 }
 

@@ -78,9 +78,12 @@ std::string ResourceHash(const std::string& mk2, const std::string& hmac);
 
 // Reads a content whose key stands wrapped in `encryptedKey`, by the user's key 1
 // or 3. False, logged, for another type, a wrong key and damaged bytes.
+//
+// The plain bytes take the place of the others, so that a slice is in memory once:
+// `data` is empty after a success, and as it was after a failure.
 bool DecryptData(std::int32_t keyType, const std::string& encryptedKey, const std::string& ivText,
-                 std::string_view data, std::string& plain);
+                 std::string& data, std::string& plain);
 // The same for a content that came with its HMAC's text.
-bool DecryptDataByHmac(const std::string& hmac, std::string_view data, std::string& plain);
+bool DecryptDataByHmac(const std::string& hmac, std::string& data, std::string& plain);
 
 }  // namespace ContentCrypto

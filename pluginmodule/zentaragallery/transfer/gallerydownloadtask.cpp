@@ -174,7 +174,7 @@ bool GalleryDownloadTask::TakeSlices(std::future<Fetched>& ahead) {
   constexpr char kStep[] = "GalleryDownloadTask::DownloadCrypt";
   while (objectIndex < place.content.asset.resource.objects.size()) {
     const ResourceObject object = place.content.asset.resource.objects[objectIndex];
-    const Fetched fetched = ahead.valid() ? ahead.get() : FetchSlice(object);
+    Fetched fetched = ahead.valid() ? ahead.get() : FetchSlice(object);
     if (!MayGoOn()) {
       LogInfo(kStep, [this] { return "task status is not progressing fileid: " + UniqueId; });
       return false;
@@ -193,7 +193,7 @@ bool GalleryDownloadTask::TakeSlices(std::future<Fetched>& ahead) {
       ahead = std::async(std::launch::async, &GalleryDownloadTask::FetchSlice, this,
                          place.content.asset.resource.objects[objectIndex + 1]);
     }
-    if (!TakeSlice(fetched)) return false;
+    if (!TakeSlice(std::move(fetched.bytes))) return false;
   }
   return true;
 }
@@ -214,14 +214,14 @@ GalleryDownloadTask::Fetched GalleryDownloadTask::FetchSlice(const ResourceObjec
   return fetched;
 }
 
-bool GalleryDownloadTask::TakeSlice(const Fetched& fetched) {
+bool GalleryDownloadTask::TakeSlice(std::string bytes) {
   constexpr char kStep[] = "GalleryDownloadTask::DownloadCrypt";
-  if (static_cast<std::int64_t>(fetched.bytes.size()) < WholeBlocks(place.slices[objectIndex])) {
+  if (static_cast<std::int64_t>(bytes.size()) < WholeBlocks(place.slices[objectIndex])) {
     return Fail(kService, kError, kStep, __LINE__, "slice file length check failed! fileid: " + UniqueId);
   }
   std::string plain;
   // Nothing but padding is a slice of an empty file only.
-  if (!DecodeSlice(fetched.bytes, plain) || (plain.empty() && TotalLength > 0)) {
+  if (!DecodeSlice(bytes, plain) || (plain.empty() && TotalLength > 0)) {
     return Fail(kService, kError, kStep, __LINE__, "Decrypt Error! fileid: " + UniqueId);
   }
   // A stop leaves the slice in its place and is no failure of the disk.
@@ -232,7 +232,7 @@ bool GalleryDownloadTask::TakeSlice(const Fetched& fetched) {
   return SavePosition() && MayGoOn();
 }
 
-bool GalleryDownloadTask::DecodeSlice(std::string_view data, std::string& plain) {
+bool GalleryDownloadTask::DecodeSlice(std::string& data, std::string& plain) {
   constexpr char kTag[] = "GalleryDownloadTask::DownloadCrypt";
   if (ContentCrypto::DecryptData(place.keyType, place.encryptedKey, place.ivText, data, plain)) return true;
   LogError(kTag, [this] { return "decode failed! fileid: " + UniqueId; });

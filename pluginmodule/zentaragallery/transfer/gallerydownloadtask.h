@@ -73,8 +73,8 @@ class GalleryDownloadTask : public DownloadTask {
   bool DownloadSlices();
   bool TakeSlices(std::future<Fetched>& ahead);
   Fetched FetchSlice(const NS::CloudPhoto::V2::ResourceObject& object);
-  bool TakeSlice(const Fetched& fetched);
-  bool DecodeSlice(std::string_view data, std::string& plain);
+  bool TakeSlice(std::string bytes);
+  bool DecodeSlice(std::string& data, std::string& plain);
   bool RefreshDownloadHeader();
   bool DownloadPlain();
   bool CheckContent();

@@ -8,6 +8,7 @@
 #include "common/platform/text.h"
 #include "host/globalparamwrapper.h"
 #include "model/records/upward.h"
+#include "utils/filereading.h"
 #include "utils/mediareader.h"
 #include "utils/mediatypes.h"
 #include "utils/methodfunction.h"
@@ -61,10 +62,10 @@ CheckedFile CheckContent(const std::wstring& path, const std::filesystem::path& 
   return {};
 }
 
-void SetProperties(GalleryFile& file, const Album& album, int width, int height, int orientation) {
+void SetProperties(GalleryFile& file, const Album& album, int width, int height, int degrees) {
   Json::Value expand(Json::objectValue);
   if (width > 0) expand["resolution"] = std::to_string(width) + " x " + std::to_string(height);
-  expand["rotate"] = std::to_string(DegreesOfOrientation(orientation));
+  expand["rotate"] = std::to_string(degrees);
   expand["first_update_time"] = std::to_string(file.FirstUpdateTime);
   file.SetExpand(expand);
   file.SetSourcePath(album);
@@ -80,7 +81,7 @@ CheckedFile ReadPicture(const std::wstring& path, const Album& album, const Gall
   }
   file->CreateTime = time;
   file->SetPictureMetadata(CompactJson(metadata.ToJson()));
-  SetProperties(*file, album, metadata.width, metadata.height, metadata.rotation);
+  SetProperties(*file, album, metadata.width, metadata.height, DegreesOfOrientation(metadata.rotation));
   return {file, nullptr, nullptr};
 }
 
@@ -91,7 +92,7 @@ CheckedFile ReadMovie(const std::wstring& path, const Album& album, const Galler
     return Refuse("IDS_GALLERT_VIDEO_CANNOT_PLAYED", "Gallery video cannot played");
   }
   file->SetVideoMetadata(CompactJson(metadata.ToJson()));
-  SetProperties(*file, album, metadata.width, metadata.height, 1);
+  SetProperties(*file, album, metadata.width, metadata.height, metadata.rotation);
   return {file, nullptr, nullptr};
 }
 
@@ -138,9 +139,12 @@ CheckedFile Check(const std::wstring& path, const Album& album,
 }  // namespace
 
 CheckedFile CheckLocalFile(const std::wstring& path, const Album& album,
-                           const std::function<bool(const std::string&)>& isThere) {
+                           const std::function<bool(const std::string&)>& isThere,
+                           const std::atomic<bool>* stop) {
   try {
-    return Check(path, album, isThere);
+    const FileReading reading(stop);
+    CheckedFile checked = Check(path, album, isThere);
+    return !checked.file && reading.WasTooSlow() ? Refuse(kTooSlow) : checked;
   } catch (const std::bad_alloc&) {
     return Refuse("IDS_GALLERT_INSUF_MEMORY");
   }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <string>
 
@@ -16,9 +17,11 @@ struct CheckedFile {
 
 // Reads the file, and nothing of the gallery; `isThere` tells whether the album
 // holds a content hash already, before the costly steps. The tests against the
-// other files of the list are left to the caller.
+// other files of the list are left to the caller. `stop` ends it at once, wherever
+// it is; what it gives then means nothing.
 CheckedFile CheckLocalFile(const std::wstring& path, const Album& album,
-                           const std::function<bool(const std::string&)>& isThere);
+                           const std::function<bool(const std::string&)>& isThere,
+                           const std::atomic<bool>* stop);
 
 // Gives a file that waits for its upload what lies at its path now: size, hash,
 // metadata, thumbnails. It keeps its place in the lists. Nothing changes, and false,
@@ -31,6 +34,7 @@ inline constexpr char kAlreadyQueued[] = "IDS_GALLERT_FILE_TOUPLOADED";
 inline constexpr char kNoCacheSpace[] = "IDS_GALLERT_INSUF_CACHE_SPACE";
 inline constexpr char kWriteDenied[] = "IDS_TRANSERR_Error_WRITE_DENIED";
 inline constexpr char kDamaged[] = "IDS_GALLERY_FILE_DAMAGED";  // known kind, no picture comes of it
+inline constexpr char kTooSlow[] = "IDS_GALLERY_FILE_TOO_SLOW";  // a reader was given up
 inline constexpr char kStillWritten[] = "IDS_GALLERY_FILE_STILL_WRITTEN";
 inline constexpr char kUpperLimit[] = "IDS_GALLERT_FILES_UPPER_LIMIT";
 

@@ -79,7 +79,7 @@ ThumbnailDownload::Outcome ThumbnailDownload::DownloadThumbnail(std::string& byt
     if (fetched.httpCode == kForbidden && (!GetThubDlUrlV2() || place.fromFileproxy)) break;
   }
   if (!MayGoOn()) return Outcome::Failed;
-  LogError(kTag, [this] { return "AddOperationLog download thumb error:download failed! file id: " + Id(); });
+  LogOperationFailure("download thumb error:download failed!");
   return Outcome::Failed;
 }
 
@@ -119,7 +119,7 @@ bool ThumbnailDownload::TakeRange(HttpFetched& fetched, std::string& bytes) cons
   return false;
 }
 
-bool ThumbnailDownload::Decode(const std::string& bytes, std::string& plain) const {
+bool ThumbnailDownload::Decode(std::string& bytes, std::string& plain) const {
   const auto& cipher = place.thumbnail.asset.cipher;
   const auto chain = cipher.Strongest();
   if (ContentCrypto::DecryptData(chain.type == 3 ? 3 : 1, chain.ekey, cipher.iv, bytes, plain)) return true;

@@ -61,7 +61,7 @@ class ThumbnailDownload {
   Outcome TakeFromFileproxy();
   HttpFetched FetchRange();
   bool TakeRange(HttpFetched& fetched, std::string& bytes) const;
-  bool Decode(const std::string& bytes, std::string& plain) const;
+  bool Decode(std::string& bytes, std::string& plain) const;
   bool DownloadFileFromFileproxy();
   bool DownloadFileproxyFile(const std::string& url);
   std::string OwnPart(std::string bytes) const;
@@ -70,6 +70,7 @@ class ThumbnailDownload {
   bool DeleteDiffShaThm(const std::wstring& path) const;
 
   // thumbnailstatus.cpp
+  void LogOperationFailure(const std::string& text) const;
   void ReportLost() const;
   std::int32_t GetThumbnailStatus() const;
   void UpdateThumbnailStatus() const;

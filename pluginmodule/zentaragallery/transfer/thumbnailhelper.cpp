@@ -2,8 +2,10 @@
 
 #include <filesystem>
 
+#include "common/platform/files.h"
 #include "common/platform/guid.h"
 #include "common/platform/paths.h"
+#include "store/dbhelper.h"
 #include "transfer/gallerythumbnailmodule.h"
 #include "transfer/thumbnaildownload.h"
 #include "utils/gallerylog.h"
@@ -28,6 +30,14 @@ bool CopyGif(const std::wstring& source, const std::wstring& target) {
   std::filesystem::remove(beside, ignored);
   LogError("ThumbnailHelper::CreateThumbnail", "copy of picture failed: " + failed.message());
   return false;
+}
+
+// A file that the gallery has accepted goes up, also when a decoder does not know it any
+// more; each cycle would else fail at it, and each list try again. What is in the cloud
+// has its thumbnails there.
+bool IsAcceptedAndThere(const GalleryFile& file) {
+  return file.IsLocalOnly() && platform::CanRead(platform::NativePath(file.LocalPath())) &&
+         DBHelper::GetInstance().GetFile(file.UniqueId()) != nullptr;
 }
 
 }  // namespace
@@ -57,7 +67,8 @@ bool ThumbnailHelper::CreateThumbnail(const GalleryFile& file, const std::wstrin
 }
 
 bool ThumbnailHelper::MakeLocal(const GalleryFile& file, const std::wstring& target, bool isLcd) {
-  return CreateThumbnail(file, target, isLcd);
+  if (CreateThumbnail(file, target, isLcd)) return true;
+  return IsAcceptedAndThere(file) && MakeNeutralThumbnail(target);
 }
 
 void ThumbnailHelper::Fetch(const std::vector<GalleryFile::Ptr>& files,
@@ -71,12 +82,13 @@ void ThumbnailHelper::DownloadThumbs(const std::vector<ThumbnailRequest>& reques
   constexpr char kTag[] = "ThumbnailHelper::DownloadThumbs";
   auto& module = ZentaraDeskClient::GalleryThumbnailModule::GetInstance();
   for (const ThumbnailRequest& request : requests) {
-    const std::string key = (request.isLcd ? "lcd " : "") + request.file->UniqueId();
-    if (!Enter(key, request.uiCallback)) {
-      LogInfo(kTag, [&key] { return "thumbGuidSet exist " + key; });
+    // Kept, since an upload that ends meanwhile gives the file another one.
+    const std::string id = request.file->UniqueId();
+    if (!Enter(id, request)) {
+      LogInfo(kTag, [&id] { return "thumbGuidSet exist " + id; });
       continue;
     }
-    const auto ended = [this, key, file = request.file] { Leave(key, file); };
+    const auto ended = [this, id, file = request.file] { Leave(id, file); };
     if (!module.Add(request, ended)) ended();
   }
   LogInfo(kTag, [this] {
@@ -85,23 +97,30 @@ void ThumbnailHelper::DownloadThumbs(const std::vector<ThumbnailRequest>& reques
   });
 }
 
-bool ThumbnailHelper::Enter(const std::string& key, const Done& done) {
+bool ThumbnailHelper::Enter(const std::string& id, const ThumbnailRequest& request) {
   platform::MutexLock hold(thumbLock);
-  const auto [place, isNew] = thumbGuidSet.try_emplace(key);
-  if (done) place->second.push_back(done);
+  const auto [place, isNew] = thumbGuidSet.try_emplace(id);
+  UnderWay& fetch = place->second;
+  if (isNew) fetch.isLcd = request.isLcd;
+  if (fetch.isLcd != request.isLcd) {
+    fetch.later.push_back(request);
+  } else if (request.uiCallback) {
+    fetch.waiting.push_back(request.uiCallback);
+  }
   return isNew;
 }
 
-void ThumbnailHelper::Leave(const std::string& key, const GalleryFile::Ptr& file) {
-  std::vector<Done> waiting;
+void ThumbnailHelper::Leave(const std::string& id, const GalleryFile::Ptr& file) {
+  UnderWay fetch;
   {
     platform::MutexLock hold(thumbLock);
-    const auto place = thumbGuidSet.find(key);
+    const auto place = thumbGuidSet.find(id);
     if (place == thumbGuidSet.end()) return;
-    waiting.swap(place->second);
+    fetch = std::move(place->second);
     thumbGuidSet.erase(place);
   }
-  for (const Done& done : waiting) done(file);
+  for (const Done& done : fetch.waiting) done(file);
+  if (!fetch.later.empty()) DownloadThumbs(fetch.later);
 }
 
 bool ThumbnailHelper::DownloadThumbnailV2(const GalleryFile::Ptr& file, bool isLcd,

@@ -27,16 +27,18 @@ class ThumbnailHelper : public IThumbnails {
   bool CreateThumbnail(const GalleryFile& file, const std::wstring& target, bool isLcd);
 
   // Hands the requests to the background task of GalleryThumbnailModule, but for
-  // thumbnails that are under way: their callbacks wait for the fetch that runs. So a
-  // list may ask again with every repaint. Without that module the callbacks are
-  // called at once.
+  // files with a fetch under way: one `uniqueId` has one at a time. What the fetch
+  // brings anyway only adds its callback; the other size is asked for again once it
+  // has ended. So a list may ask again with every repaint. Without that module the
+  // callbacks are called at once.
   void DownloadThumbs(const std::vector<ThumbnailRequest>& requests);
   // Fetches one thumbnail from the second generation's service on the caller's
   // thread. `goesOn` false ends it. False, logged, when none came about; a file of
   // the final name is always a whole picture.
   bool DownloadThumbnailV2(const GalleryFile::Ptr& file, bool isLcd, const std::function<bool()>& goesOn);
 
-  // IThumbnails
+  // IThumbnails. A file of the gallery that is there and of which no picture can be made
+  // gets a neutral thumbnail; one that is being added gets none.
   bool MakeLocal(const GalleryFile& file, const std::wstring& target, bool isLcd) override;
   void Fetch(const std::vector<GalleryFile::Ptr>& files,
              std::function<void(const GalleryFile::Ptr&)> done) override;
@@ -44,10 +46,16 @@ class ThumbnailHelper : public IThumbnails {
  private:
   ThumbnailHelper() = default;
 
-  bool Enter(const std::string& key, const Done& done);
-  void Leave(const std::string& key, const GalleryFile::Ptr& file);
+  // A fetch under way, and the requests that came meanwhile.
+  struct UnderWay {
+    std::vector<Done> waiting;           // for what it brings
+    std::vector<ThumbnailRequest> later;  // for the other size
+    bool isLcd = false;
+  };
+
+  bool Enter(const std::string& id, const ThumbnailRequest& request);
+  void Leave(const std::string& id, const GalleryFile::Ptr& file);
 
   platform::Mutex thumbLock;
-  // Thumbnails under way, and who waits for each.
-  std::map<std::string, std::vector<Done>> thumbGuidSet GUARDED_BY(thumbLock);
+  std::map<std::string, UnderWay> thumbGuidSet GUARDED_BY(thumbLock);  // by `uniqueId`
 };

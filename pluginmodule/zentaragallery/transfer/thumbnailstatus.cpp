@@ -14,6 +14,12 @@ constexpr int kOperation = 184;
 
 }  // namespace
 
+void ThumbnailDownload::LogOperationFailure(const std::string& text) const {
+  Logger::OutputOperationLog(
+      kOperation, 0, 0,
+      {{"mediaId", Id()}, {"errorReason", "AddOperationLog " + text + " file id: " + Id()}});
+}
+
 void ThumbnailDownload::ReportLost() const {
   if (GetThumbnailStatus() != kLost) return UpdateThumbnailStatus();
   LogInfo("ThumbnailHelper::DownloadThumbnail",
@@ -26,7 +32,7 @@ std::int32_t ThumbnailDownload::GetThumbnailStatus() const {
   if (answer.NetError()) {
     LogError(kTag, "net error! info:" + curlppx::CurlGlobal::GetErrStr(answer.curlCode));
   } else if (answer.error) {
-    LogError(kTag, "AddOperationLog GetUrl error:" + answer.error->Text());
+    LogOperationFailure("GetUrl error:" + answer.error->Text());
   } else if (!answer.payload) {
     LogError(kTag, "service error! http code:" + std::to_string(answer.httpCode));
   }

@@ -32,8 +32,13 @@ void DropThumbnail(const GalleryFile& file) {
 class CheckPipeline {
  public:
   CheckPipeline(const std::vector<std::wstring>& of, const Album& into,
-                std::unordered_set<std::string> hashes)
-      : paths(of), album(into), known(std::move(hashes)), checked(of.size()), ready(of.size()) {
+                std::unordered_set<std::string> hashes, const std::atomic<bool>* stop)
+      : paths(of),
+        album(into),
+        known(std::move(hashes)),
+        userStop(stop),
+        checked(of.size()),
+        ready(of.size()) {
     const unsigned count = std::max(1u, std::thread::hardware_concurrency());
     for (unsigned i = 0; i < count; ++i) workers.emplace_back([this] { Work(); });
   }
@@ -47,20 +52,26 @@ class CheckPipeline {
   CheckPipeline(const CheckPipeline&) = delete;
   CheckPipeline& operator=(const CheckPipeline&) = delete;
 
-  CheckedFile Take(std::size_t index) {
+  // Nothing once the user has stopped; what a check gave then means nothing either.
+  std::optional<CheckedFile> Take(std::size_t index) {
     std::unique_lock hold(lock);
-    arrived.wait(hold, [&] { return ready[index]; });
+    while (!IsStopped() && !ready[index]) arrived.wait_for(hold, kLook);
+    if (IsStopped()) return std::nullopt;
     return std::exchange(checked[index], {});
   }
 
  private:
+  // The flag of the user tells nobody when it is set.
+  static constexpr std::chrono::milliseconds kLook{20};
+
+  bool IsStopped() const { return userStop && *userStop; }
   void Work() {
     platform::SetThreadName("file check");
     while (!stopping) {
       const std::size_t index = next++;
       if (index >= paths.size()) return;
-      CheckedFile result = CheckLocalFile(paths[index], album,
-                                          [this](const std::string& hash) { return known.contains(hash); });
+      CheckedFile result = CheckLocalFile(
+          paths[index], album, [this](const std::string& hash) { return known.contains(hash); }, &stopping);
       {
         const std::lock_guard hold(lock);
         checked[index] = std::move(result);
@@ -73,6 +84,7 @@ class CheckPipeline {
   const std::vector<std::wstring>& paths;
   const Album& album;
   const std::unordered_set<std::string> known;
+  const std::atomic<bool>* const userStop;
   std::atomic<std::size_t> next{0};
   std::atomic<bool> stopping{false};
   std::mutex lock;
@@ -175,13 +187,14 @@ UploadController::Result UploadController::AddToLocal(const std::vector<std::wst
   };
 
   {
-    CheckPipeline pipeline(paths, *album, hashes);
+    CheckPipeline pipeline(paths, *album, hashes, stop);
     for (std::size_t i = 0; i < paths.size(); ++i) {
-      if (stop && *stop) {
+      const auto checked = pipeline.Take(i);
+      if (!checked) {
         result.stopped = true;
         break;
       }
-      take(paths[i], pipeline.Take(i));
+      take(paths[i], *checked);
       ++progress.done;
       if (onProgress) onProgress(progress);
     }

@@ -44,7 +44,7 @@ class UploadController {
 
   // Called on the caller's thread, in the order of the paths.
   std::function<void(const Progress&)> onProgress;
-  // Looked at between files.
+  // Ends it at once, also while a file is read.
   const std::atomic<bool>* stop = nullptr;
 
   // Adds to `album`; null is logged and adds nothing.

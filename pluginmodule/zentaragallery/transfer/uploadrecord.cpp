@@ -35,7 +35,7 @@ bool IsAsked(const Json::Value& record, const Json::Value& resource) {
 bool IsUsable(const Json::Value& record, std::int64_t contentSize) {
   if (!record.isObject() || record.empty() || Text(record, "id").empty()) return false;
   const Json::Value& list = record["attachments"];
-  return list.isArray() && list.size() >= 2 && IsAsset(record, list[0], contentSize) &&
+  return list.isArray() && list.size() == 2 && IsAsset(record, list[0], contentSize) &&
          IsAsset(record, list[1], contentSize);
 }
 

@@ -16,8 +16,8 @@ inline constexpr int kMustSend = 2;
 bool IsContent(const Json::Value& attachment);
 // Whether the cloud lacks something of the asset that `resource` stands for.
 bool IsAsked(const Json::Value& record, const Json::Value& resource);
-// Whether a record can be filled by a content of `contentSize` bytes: it has an id
-// and two assets, and a cut that fits. Another cut would send wrong bytes.
+// Whether a record can be filled by a content of `contentSize` bytes: it has an id,
+// exactly two assets, and a cut that fits. Another cut would send wrong bytes.
 bool IsUsable(const Json::Value& record, std::int64_t contentSize);
 // How the content is cut, for an answer that asks for it; null for one that does not.
 Json::Value ContentToSend(const Json::Value& record);

@@ -12,7 +12,8 @@ std::uint32_t Little(std::string_view bytes, std::size_t at, std::size_t count) 
 
 constexpr std::size_t kHeaderLengthAt = 14;
 constexpr std::uint32_t kCoreHeader = 12;
-constexpr std::uint32_t kInfoHeader = 40;
+// That of a shortened one, which ends behind the depth.
+constexpr std::uint32_t kShortHeader = 16;
 
 }  // namespace
 
@@ -22,7 +23,7 @@ std::optional<BmpSize> BmpSizeOf(std::string_view head) {
   BmpSize size;
   if (headerLength == kCoreHeader) {
     size = {static_cast<std::int32_t>(Little(head, 18, 2)), static_cast<std::int32_t>(Little(head, 20, 2))};
-  } else if (headerLength >= kInfoHeader) {
+  } else if (headerLength >= kShortHeader) {
     const auto height = static_cast<std::int32_t>(Little(head, 22, 4));
     if (height == INT32_MIN) return std::nullopt;
     size = {static_cast<std::int32_t>(Little(head, 18, 4)), height < 0 ? -height : height};

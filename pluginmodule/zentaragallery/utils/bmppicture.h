@@ -4,6 +4,8 @@
 #include <optional>
 #include <string_view>
 
+#include "utils/videoframe.h"
+
 struct BmpSize {
   std::int32_t width = 0;
   std::int32_t height = 0;
@@ -17,3 +19,11 @@ inline constexpr std::size_t kBmpHeadBytes = 26;
 // height have 16 bits in a header of 12 bytes and 32 in longer ones. A negative
 // height means lines from the top down.
 std::optional<BmpSize> BmpSizeOf(std::string_view head);
+
+// A whole .bmp file, of any header and depth, with colour tables, masks of any
+// width, or runs of 4 and 8 bits. Bits that mean transparency are left out. Empty
+// for other compressions (pictures within the picture, fax lines, runs of 24 bits),
+// for what is damaged, and for what ends before its lines do.
+//
+// The caller has looked at the size: the result takes three bytes a pixel.
+std::optional<RgbPicture> DecodeBmp(std::string_view bytes);

@@ -1,91 +1,90 @@
 #include "utils/mediareader.h"
 
-#include "common/platform/files.h"
-#include "common/platform/paths.h"
-#include "utils/bmppicture.h"
-#include "utils/decodelimits.h"
-#include "utils/exifreader.h"
-#include "utils/pictureformat.h"
-#include "utils/rawpicture.h"
-#include "utils/vipspicture.h"
+#include "common/platform/text.h"
+#include "utils/galleryutilslog.h"
+#include "utils/mediareading.h"
+#include "utils/mediaworkers.h"
+#include "utils/picturecheck.h"
+#include "utils/thumbnailmaker.h"
+
+using Outcome = MediaWorkers::Outcome;
 
 namespace {
 
-// The directories of a raw file stand at its beginning; the EXIF library reads
-// no more than this.
-constexpr std::size_t kRawHeadBytes = 0xFFFE - 6;
-
-// What a picture gives, kept apart until the whole of it has been read.
-struct PictureRead {
-  std::int32_t width = 0;
-  std::int32_t height = 0;
-  std::string exif;
-  ExifSize exifSize = ExifSize::Take;
-};
-
-MediaFailure ReadByVips(const std::filesystem::path& path, PictureFormat format, PictureRead& read) {
-  MediaFailure why = MediaFailure::None;
-  if (!StartVips()) return MediaFailure::NoLibrary;
-  const auto image = OpenHeader(path, format, why);
-  if (!image) return why;
-  read.width = image->Xsize;
-  read.height = image->Ysize;
-  const void* exif = nullptr;
-  std::size_t length = 0;
-  if (vips_image_get_typeof(image.get(), VIPS_META_EXIF_NAME) &&
-      vips_image_get_blob(image.get(), VIPS_META_EXIF_NAME, &exif, &length) == 0) {
-    read.exif.assign(static_cast<const char*>(exif), length);
-  }
-  return MediaFailure::None;
+Json::Value Request(const char* what, const std::wstring& path) {
+  Json::Value request(Json::objectValue);
+  request["do"] = what;
+  request["path"] = platform::WideToUtf8(path);
+  return request;
 }
 
-MediaFailure ReadRaw(const std::filesystem::path& path, PictureRead& read) {
-  MediaFailure why = MediaFailure::None;
-  const auto size = ReadRawSize(path, why);
-  if (!size) return why;
-  read.width = size->width;
-  read.height = size->height;
-  read.exif = ReadHead(path, kRawHeadBytes);
-  read.exifSize = ExifSize::Ignore;
-  return MediaFailure::None;
+// What an answer says went wrong; a reading that was given up gave nothing to
+// decode.
+MediaFailure FailureOf(Outcome outcome, const Json::Value& answer) {
+  if (outcome != Outcome::Answered || !answer["failure"].isInt()) return MediaFailure::NotDecodable;
+  return static_cast<MediaFailure>(answer["failure"].asInt());
 }
 
-MediaFailure ReadBmp(const std::string& head, PictureRead& read) {
-  const auto size = BmpSizeOf(head);
-  if (!size) return MediaFailure::NotDecodable;
-  if (!MemoryAllowed(size->width, size->height, 4)) return MediaFailure::TooLarge;
-  read.width = size->width;
-  read.height = size->height;
-  return MediaFailure::None;
+MediaFailure AskExif(const std::wstring& path, PictureMetadata& metadata, std::int64_t& timeMs) {
+  Json::Value request = Request("exif", path), answer;
+  request["time"] = Json::Int64{timeMs};
+  const Outcome outcome = MediaWorkers::GetInstance().Ask(request, answer);
+  if (outcome == Outcome::NoWorker) return MediaReading::Exif(path, metadata, timeMs);
+  const MediaFailure failure = FailureOf(outcome, answer);
+  if (failure != MediaFailure::None) return failure;
+  (void)metadata.FromJson(answer["metadata"]);
+  if (answer["time"].isInt64()) timeMs = answer["time"].asInt64();
+  return failure;
 }
 
-MediaFailure ReadPicture(const std::wstring& path, PictureRead& read) {
-  const std::filesystem::path native = platform::NativePath(path);
-  if (!platform::CanRead(native)) return MediaFailure::CannotOpen;
-  const std::string head = ReadHead(native, kFormatHeadBytes);
-  switch (const PictureFormat format = FormatOfHead(head)) {
-    case PictureFormat::Unknown:
-      return MediaFailure::NotDecodable;
-    case PictureFormat::Bmp:
-      return ReadBmp(head, read);
-    case PictureFormat::Tiff:
-      return platform::WideExtension(path) == L".nef" ? ReadRaw(native, read) : MediaFailure::NotDecodable;
-    default:
-      return ReadByVips(native, format, read);
-  }
+MediaFailure AskVideo(const std::wstring& path, VideoMetadata& metadata) {
+  Json::Value answer;
+  const Outcome outcome = MediaWorkers::GetInstance().Ask(Request("video", path), answer);
+  if (outcome == Outcome::NoWorker) return MediaReading::Video(path, metadata);
+  const MediaFailure failure = FailureOf(outcome, answer);
+  if (failure != MediaFailure::None) return failure;
+  (void)metadata.FromJson(answer["metadata"]);
+  if (answer["rotation"].isInt()) metadata.rotation = answer["rotation"].asInt();
+  return failure;
+}
+
+std::string AskThumbnail(const std::wstring& source, const std::wstring& target, int longEdge) {
+  Json::Value request = Request("thumbnail", source), answer;
+  request["target"] = platform::WideToUtf8(target);
+  request["longEdge"] = longEdge;
+  const Outcome outcome = MediaWorkers::GetInstance().Ask(request, answer);
+  if (outcome == Outcome::NoWorker) return MediaReading::Thumbnail(source, target, longEdge);
+  if (outcome != Outcome::Answered || !answer["cause"].isString()) return "the reading was given up";
+  return answer["cause"].asString();
 }
 
 }  // namespace
 
 bool ReadExif(const std::wstring& path, PictureMetadata& metadata, std::int64_t& timeMs, MediaFailure* why) {
-  PictureRead read;
-  const MediaFailure failure = ReadPicture(path, read);
+  const MediaFailure failure = AskExif(path, metadata, timeMs);
   if (why) *why = failure;
-  if (failure != MediaFailure::None) return false;
-  metadata.width = read.width;
-  metadata.height = read.height;
-  if (!read.exif.empty()) ApplyExif(read.exif, read.exifSize, metadata, timeMs);
-  return true;
+  return failure == MediaFailure::None;
+}
+
+bool ReadVideo(const std::wstring& path, VideoMetadata& metadata, MediaFailure* why) {
+  const MediaFailure failure = AskVideo(path, metadata);
+  if (why) *why = failure;
+  if (failure == MediaFailure::NoLibrary)
+    LogUtilsError(__LINE__, "ReadVideo", "Unable to load MediaInfo library");
+  return failure == MediaFailure::None;
+}
+
+bool MakeThumbnail(const std::wstring& source, const std::wstring& target, int longEdge) {
+  const std::string cause = AskThumbnail(source, target, longEdge);
+  if (!cause.empty()) LogUtilsError(__LINE__, "MakeThumbnail", cause);
+  return cause.empty();
+}
+
+bool IsWholePicture(const std::wstring& path) {
+  Json::Value answer;
+  const Outcome outcome = MediaWorkers::GetInstance().Ask(Request("whole", path), answer);
+  if (outcome == Outcome::NoWorker) return MediaReading::IsWhole(path);
+  return outcome == Outcome::Answered && answer["whole"].isBool() && answer["whole"].asBool();
 }
 
 std::int32_t DegreesOfOrientation(std::int32_t orientation) {

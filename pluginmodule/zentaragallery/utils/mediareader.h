@@ -7,9 +7,11 @@
 
 // Reads properties of local pictures and videos. Safe from any thread; a broken
 // or hostile file gives false or defaults, never a crash: decoding is limited to
-// 500 megapixels and 1 GiB of memory.
+// 500 megapixels and 1 GiB of memory, and happens in a helper process that is ended
+// when it is too slow (mediaworkers.h). FileReading ends it sooner.
 
-// Why a picture or video gave no properties.
+// Why a picture or video gave no properties. What was too slow counts as not
+// decodable.
 enum class MediaFailure { None, CannotOpen, NotDecodable, TooLarge, NoLibrary };
 
 // Fills `metadata` from the picture's size and EXIF. `timeMs` takes the time of

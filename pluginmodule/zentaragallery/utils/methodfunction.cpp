@@ -12,6 +12,7 @@
 #include "host/logger.h"
 #include "host/userauthservice.h"
 #include "utils/daycalendar.h"
+#include "utils/filereading.h"
 #include "utils/mimetable.h"
 #include "utils/streamdigest.h"
 
@@ -90,7 +91,7 @@ std::string MethodFunction::FileHashId(const std::wstring& path) {
   const auto error = platform::ReadInPasses(native, kPassBytes, [&](std::string_view pass) {
     std::error_code ignored;
     gone = !std::filesystem::exists(native, ignored);
-    return !gone && digest.Update(pass);
+    return !gone && FileReading::GoesOn() && digest.Update(pass);
   });
   if (gone || error == std::errc::no_such_file_or_directory) {
     LogError(__LINE__, "MethodFunction::FileHashId", "file does not exist");
@@ -101,7 +102,7 @@ std::string MethodFunction::FileHashId(const std::wstring& path) {
              "read file failed, error:" + std::to_string(error.value()));
     return {};
   }
-  return digest.Finish();
+  return FileReading::GoesOn() ? digest.Finish() : std::string();
 }
 
 std::uint32_t MethodFunction::Crc32(std::string_view bytes) {

@@ -1,9 +1,8 @@
-#include "utils/picturecheck.h"
-
 #include "common/platform/paths.h"
+#include "utils/mediareading.h"
 #include "utils/vipspicture.h"
 
-bool IsWholePicture(const std::wstring& path) {
+bool MediaReading::IsWhole(const std::wstring& path) {
   const auto native = platform::NativePath(path);
   const PictureFormat format = FormatOfHead(ReadHead(native, kFormatHeadBytes));
   if (format == PictureFormat::Unknown || !StartVips()) return false;

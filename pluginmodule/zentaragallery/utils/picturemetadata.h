@@ -53,6 +53,9 @@ class VideoMetadata : public IObjectWidthJson {
   std::int32_t durationTime = 0;  // seconds
   std::int32_t height = 0;
   std::int32_t width = 0;
+  // Degrees clockwise by which a player turns it: 0, 90, 180 or 270. Of the record's
+  // JSON it is no part; `Expand` has it.
+  std::int32_t rotation = 0;
 };
 
 // Compact one-line JSON, UTF-8 not escaped; and back, null for a text that is

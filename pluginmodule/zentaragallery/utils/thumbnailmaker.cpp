@@ -7,7 +7,7 @@
 #include "common/platform/paths.h"
 #include "utils/bmppicture.h"
 #include "utils/decodelimits.h"
-#include "utils/galleryutilslog.h"
+#include "utils/mediareading.h"
 #include "utils/mediatypes.h"
 #include "utils/pictureformat.h"
 #include "utils/rawpicture.h"
@@ -22,11 +22,6 @@ constexpr int kJpegQuality = 85;
 // file of thousands of empty ones would keep a decoder busy for hours.
 constexpr int kMaxScans = 100;
 constexpr std::size_t kScanPassBytes = 0x40000;
-
-bool Fail(int line, const std::string& cause) {
-  LogUtilsError(line, "MakeThumbnail", cause);
-  return false;
-}
 
 // Wraps the way in which the library's operations hand out their result.
 template <typename Operation>
@@ -55,6 +50,14 @@ VipsOwner<VipsImage> ShrinkFile(VipsImage* header, const std::filesystem::path& 
     if (!source) return -1;
     return vips_thumbnail_source(source.get(), out, longEdge, "height", longEdge, "size", VIPS_SIZE_DOWN,
                                  profileOption, "srgb", nullptr);
+  });
+}
+
+// The picture itself, and not what is embedded in its file.
+VipsOwner<VipsImage> ShrinkImage(VipsImage* whole, int longEdge) {
+  return ShrinkWithProfile(whole, [&](VipsImage** out, const char* profileOption) {
+    return vips_thumbnail_image(whole, out, longEdge, "height", longEdge, "size", VIPS_SIZE_DOWN,
+                                profileOption, "srgb", nullptr);
   });
 }
 
@@ -122,6 +125,10 @@ bool HasTooManyScans(const std::filesystem::path& path) {
   return error || scans > kMaxScans;
 }
 
+std::string EncodedOrNone(const VipsOwner<VipsImage>& image) {
+  return image ? EncodeJpeg(image) : std::string();
+}
+
 std::string ThumbnailOfFile(const std::filesystem::path& path, PictureFormat format, int longEdge,
                             std::string& cause) {
   MediaFailure why = MediaFailure::None;
@@ -134,16 +141,17 @@ std::string ThumbnailOfFile(const std::filesystem::path& path, PictureFormat for
     cause = "too many scans";
     return {};
   }
-  const auto image = ShrinkFile(header.get(), path, longEdge);
-  std::string jpeg = image ? EncodeJpeg(image) : std::string();
+  std::string jpeg = EncodedOrNone(ShrinkFile(header.get(), path, longEdge));
+  // The embedded preview that was taken may be of other dimensions than it says.
+  if (jpeg.empty() && format == PictureFormat::Heif)
+    jpeg = EncodedOrNone(ShrinkImage(header.get(), longEdge));
   if (jpeg.empty()) cause = "decode picture: " + TakeVipsError();
   return jpeg;
 }
 
 std::string ThumbnailOfPixels(const std::optional<RgbPicture>& picture, int longEdge, std::string& cause) {
   if (!picture) return {};
-  const auto image = ShrinkPixels(*picture, longEdge);
-  std::string jpeg = image ? EncodeJpeg(image) : std::string();
+  std::string jpeg = EncodedOrNone(ShrinkPixels(*picture, longEdge));
   if (jpeg.empty()) cause = "shrink picture: " + TakeVipsError();
   return jpeg;
 }
@@ -156,7 +164,8 @@ std::string ThumbnailOfBmp(const std::filesystem::path& path, const std::string&
   std::string bytes;
   cause = "read bitmap";
   if (platform::ReadFile(path, bytes)) return {};
-  return ThumbnailOfPixels(DecodeBmp(bytes, cause), longEdge, cause);
+  cause = "decode bitmap";
+  return ThumbnailOfPixels(DecodeBmp(bytes), longEdge, cause);
 }
 
 std::string ThumbnailOfRaw(const std::filesystem::path& path, int longEdge, std::string& cause) {
@@ -166,8 +175,7 @@ std::string ThumbnailOfRaw(const std::filesystem::path& path, int longEdge, std:
   cause = "raw preview is no usable JPEG";
   const auto header = OpenHeaderOf(preview, PictureFormat::Jpeg, why);
   if (!header) return {};
-  const auto image = ShrinkJpeg(header.get(), preview, longEdge);
-  std::string jpeg = image ? EncodeJpeg(image) : std::string();
+  std::string jpeg = EncodedOrNone(ShrinkJpeg(header.get(), preview, longEdge));
   if (jpeg.empty()) cause = "decode raw preview: " + TakeVipsError();
   return jpeg;
 }
@@ -217,18 +225,30 @@ bool Replace(const std::filesystem::path& target, const std::string& jpeg) {
 
 }  // namespace
 
-bool MakeThumbnail(const std::wstring& source, const std::wstring& target, int longEdge) {
+std::string MediaReading::Thumbnail(const std::wstring& source, const std::wstring& target, int longEdge) {
   const auto nativeSource = platform::NativePath(source);
   const auto nativeTarget = platform::NativePath(target);
-  if (longEdge < 1 || source.empty() || target.empty()) return Fail(__LINE__, "wrong arguments");
-  if (IsSameFile(nativeSource, nativeTarget)) return Fail(__LINE__, "target is the source");
-  if (!StartVips()) return false;
+  if (longEdge < 1 || source.empty() || target.empty()) return "wrong arguments";
+  if (IsSameFile(nativeSource, nativeTarget)) return "target is the source";
+  if (!StartVips()) return "the picture library does not start";
   (void)TakeVipsError();  // Warnings about earlier pictures.
   std::string cause;
   const std::string jpeg = ThumbnailOf(source, longEdge, cause);
-  if (jpeg.empty()) return Fail(__LINE__, cause);
+  if (jpeg.empty()) return cause.empty() ? "no picture" : cause;
   std::error_code error;
   std::filesystem::create_directories(nativeTarget.parent_path(), error);
-  if (error) return Fail(__LINE__, "make folder, error:" + std::to_string(error.value()));
-  return Replace(nativeTarget, jpeg) || Fail(__LINE__, "write thumbnail");
+  if (error) return "make folder, error:" + std::to_string(error.value());
+  return Replace(nativeTarget, jpeg) ? std::string() : "write thumbnail";
+}
+
+bool MakeNeutralThumbnail(const std::wstring& target) {
+  constexpr int kWidth = 320, kHeight = 240;
+  constexpr std::uint8_t kGrey = 200;
+  RgbPicture grey;
+  grey.width = kWidth;
+  grey.height = kHeight;
+  grey.pixels.assign(std::size_t{kWidth} * kHeight * 3, kGrey);
+  if (!StartVips()) return false;
+  const std::string jpeg = EncodedOrNone(ShrinkPixels(grey, kWidth));
+  return !jpeg.empty() && Replace(platform::NativePath(target), jpeg);
 }

@@ -166,19 +166,3 @@ std::optional<RgbPicture> DecodePoster(const std::filesystem::path& path, std::s
   if (picture) picture->rotation = RotationOf(*container->streams[stream]);
   return picture;
 }
-
-std::optional<RgbPicture> DecodeBmp(std::string_view bytes, std::string& cause) {
-  SilenceLibrary();
-  cause = "open bitmap decoder";
-  const AVCodec* codec = avcodec_find_decoder(AV_CODEC_ID_BMP);
-  const auto decoder = codec ? OpenDecoder(codec, nullptr) : nullptr;
-  const AvOwner<AVPacket> packet(av_packet_alloc());
-  const AvOwner<AVFrame> frame(av_frame_alloc());
-  if (!decoder || !packet || !frame || bytes.size() > INT32_MAX / 2) return std::nullopt;
-  if (av_new_packet(packet.get(), static_cast<int>(bytes.size())) < 0) return std::nullopt;
-  std::copy(bytes.begin(), bytes.end(), packet->data);
-  cause = "decode bitmap";
-  if (avcodec_send_packet(decoder.get(), packet.get()) < 0) return std::nullopt;
-  if (avcodec_receive_frame(decoder.get(), frame.get()) < 0) return std::nullopt;
-  return ToRgb(*frame, cause);
-}

@@ -4,7 +4,6 @@
 #include <filesystem>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 // A decoded picture: lines of red, green and blue bytes without gaps.
@@ -19,6 +18,3 @@ struct RgbPicture {
 // The first picture at or after one second of a video that can be decoded, or
 // the first of all. Gives up after 20 s. Empty with the cause otherwise.
 std::optional<RgbPicture> DecodePoster(const std::filesystem::path& path, std::string& cause);
-
-// A whole .bmp file.
-std::optional<RgbPicture> DecodeBmp(std::string_view bytes, std::string& cause);

@@ -4,9 +4,8 @@
 
 #include "common/platform/files.h"
 #include "common/platform/paths.h"
-#include "utils/galleryutilslog.h"
 #include "utils/mediainfolibrary.h"
-#include "utils/mediareader.h"
+#include "utils/mediareading.h"
 
 namespace {
 
@@ -77,10 +76,7 @@ MediaFailure Probe(const std::filesystem::path& path, VideoMetadata& metadata) {
   std::ifstream file(path, std::ios::binary);
   if (error || !file) return MediaFailure::CannotOpen;
   const MediaInfoLibrary* library = MediaInfoLibrary::Get();
-  if (!library) {
-    LogUtilsError(__LINE__, "ReadVideo", "Unable to load MediaInfo library");
-    return MediaFailure::NoLibrary;
-  }
+  if (!library) return MediaFailure::NoLibrary;
   VideoProbe probe(*library);
   if (!probe.Read(file, size)) return MediaFailure::NotDecodable;
   const double width = probe.Number(MediaInfoLibrary::kVideo, L"Width");
@@ -90,16 +86,16 @@ MediaFailure Probe(const std::filesystem::path& path, VideoMetadata& metadata) {
   if (!known || !whole || width < 1 || height < 1) return MediaFailure::NotDecodable;
   metadata.width = static_cast<std::int32_t>(width);
   metadata.height = static_cast<std::int32_t>(height);
-  // The library counts milliseconds, the record whole seconds.
+  // The library gives degrees with decimals. It counts milliseconds, the record whole seconds.
   const double seconds = std::round(probe.Number(MediaInfoLibrary::kGeneral, L"Duration") / 1000);
+  metadata.rotation =
+      static_cast<std::int32_t>(probe.Number(MediaInfoLibrary::kVideo, L"Rotation")) / 90 % 4 * 90;
   metadata.durationTime = static_cast<std::int32_t>(seconds);
   return MediaFailure::None;
 }
 
 }  // namespace
 
-bool ReadVideo(const std::wstring& path, VideoMetadata& metadata, MediaFailure* why) {
-  const MediaFailure failure = Probe(platform::NativePath(path), metadata);
-  if (why) *why = failure;
-  return failure == MediaFailure::None;
+MediaFailure MediaReading::Video(const std::wstring& path, VideoMetadata& metadata) {
+  return Probe(platform::NativePath(path), metadata);
 }

@@ -162,8 +162,14 @@ Album::View Album::CurrentView() const {
 std::int64_t Album::IndexOf(const GalleryFile::Ptr& file) const {
   const auto snapshot = Files();
   if (!file || !order) return -1;
-  const std::size_t at = snapshot->Find(file, *order);
+  std::size_t at = snapshot->Find(file, *order);
+  if (at == snapshot.size()) at = snapshot->LowerBound(file, *order);
   return at < snapshot.size() ? static_cast<std::int64_t>(at) : -1;
+}
+
+bool Album::Holds(const GalleryFile::Ptr& file) const {
+  const auto snapshot = Files();
+  return file && order && snapshot->Find(file, *order) < snapshot.size();
 }
 
 Album::FileList Album::LimitedFiles() const {

@@ -129,8 +129,11 @@ class Album : public IObjectWidthJson, public std::enable_shared_from_this<Album
   void ClearExpiresFiles();
   // Whether this computer's clock says that there is any.
   bool HoldsExpired() const;
-  // Position in Files() by binary search, or -1.
+  // Position in Files() by binary search. Of a file that does not stand here: where
+  // it belongs, or -1 behind the last one and in an album without files.
   std::int64_t IndexOf(const GalleryFile::Ptr& file) const;
+  // Whether the file itself stands here.
+  bool Holds(const GalleryFile::Ptr& file) const;
 
   // Whether another file of that name stands here; in the bin only files of
   // `file`'s own album count.

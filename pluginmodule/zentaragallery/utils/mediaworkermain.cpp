@@ -1,0 +1,121 @@
+// The helper program that reads foreign files: one request after another, until its
+// parent ends or has needed nothing for a while.
+
+#include <unistd.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdlib>
+#include <ctime>
+#include <mutex>
+#include <optional>
+#include <thread>
+
+#include "common/platform/childprocess.h"
+#include "common/platform/text.h"
+#include "utils/mediareading.h"
+
+namespace {
+
+// Memory of the decoders is given back when nobody imports.
+constexpr std::chrono::seconds kIdle{60};
+
+std::wstring Wide(const Json::Value& request, const char* key) {
+  return platform::Utf8ToWide(request[key].asString());
+}
+
+Json::Value ReadExif(const Json::Value& request) {
+  PictureMetadata metadata;
+  std::int64_t time = request["time"].asInt64();
+  Json::Value answer;
+  answer["failure"] = static_cast<int>(MediaReading::Exif(Wide(request, "path"), metadata, time));
+  answer["metadata"] = metadata.ToJson();
+  answer["time"] = Json::Int64{time};
+  return answer;
+}
+
+Json::Value ReadVideo(const Json::Value& request) {
+  VideoMetadata metadata;
+  Json::Value answer;
+  answer["failure"] = static_cast<int>(MediaReading::Video(Wide(request, "path"), metadata));
+  answer["metadata"] = metadata.ToJson();
+  answer["rotation"] = metadata.rotation;
+  return answer;
+}
+
+Json::Value MakeThumbnail(const Json::Value& request) {
+  Json::Value answer;
+  answer["cause"] =
+      MediaReading::Thumbnail(Wide(request, "path"), Wide(request, "target"), request["longEdge"].asInt());
+  return answer;
+}
+
+Json::Value IsWhole(const Json::Value& request) {
+  Json::Value answer;
+  answer["whole"] = MediaReading::IsWhole(Wide(request, "path"));
+  return answer;
+}
+
+void TakeZone(const Json::Value& request) {
+  if (request["zone"].isString()) {
+    ::setenv("TZ", request["zone"].asCString(), 1);
+  } else {
+    ::unsetenv("TZ");
+  }
+  ::tzset();
+}
+
+constexpr struct {
+  const char* name;
+  Json::Value (*run)(const Json::Value& request);
+} kReadings[] = {{"exif", ReadExif}, {"video", ReadVideo}, {"thumbnail", MakeThumbnail}, {"whole", IsWhole}};
+
+std::string Answer(const std::string& text) {
+  const Json::Value request = ParseJson(text);
+  if (!request.isObject()) return "{}";
+  TakeZone(request);
+  for (const auto& reading : kReadings)
+    if (request["do"] == reading.name) return CompactJson(reading.run(request));
+  return "{}";
+}
+
+// The request that waits. It comes in on a thread of its own, which also notices the
+// end of the parent while a decoder does not come back.
+class Inbox {
+ public:
+  Inbox() {
+    std::thread([this] { Listen(); }).detach();
+  }
+
+  std::optional<std::string> Next() {
+    std::unique_lock hold(lock);
+    if (!arrived.wait_for(hold, kIdle, [this] { return request.has_value(); })) return std::nullopt;
+    return std::exchange(request, std::nullopt);
+  }
+
+ private:
+  void Listen() {
+    for (std::string text; platform::ParentChannel::Receive(text);) {
+      const std::lock_guard hold(lock);
+      request = text;
+      arrived.notify_one();
+    }
+    // No destructors: they could wait for what the other thread holds.
+    std::_Exit(0);
+  }
+
+  std::mutex lock;
+  std::condition_variable arrived;
+  std::optional<std::string> request;
+};
+
+}  // namespace
+
+int main() {
+  // Lives as long as its thread: until the process ends.
+  auto* const inbox = new Inbox;
+  while (const auto request = inbox->Next()) {
+    if (!platform::ParentChannel::Send(Answer(*request))) break;
+  }
+  std::_Exit(0);
+}
