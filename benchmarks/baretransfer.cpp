@@ -215,6 +215,8 @@ void Keep(const fs::path& folder, const std::string& body, const std::string& di
 // Takes any body, and answers a GET of "/N" with N bytes.
 void Serve(asio::ip::tcp::socket socket, const fs::path& folder) {
   boost::beast::flat_buffer buffer;
+  // The library reads as much at a time as the buffer holds already.
+  buffer.reserve(kPiece);
   boost::system::error_code error;
   static const std::string zeros(kSlice + 16, '\0');
   while (!error) {

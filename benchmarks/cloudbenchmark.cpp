@@ -1,7 +1,8 @@
 // Pages of the server at an account of 1,000,000 records, each figure beside what
 // a bare HTTP answer of the same size gives over one connection in the same run.
-// Usage: cloud_benchmark [RECORDS]
+// Usage: cloud_benchmark [RECORDS [NAME...]]: with names, only what begins with one of them.
 
+#include <algorithm>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
@@ -10,11 +11,11 @@
 #include <fstream>
 #include <functional>
 #include <memory>
-#include <stdexcept>
 #include <thread>
 #include <vector>
 
 #include "cloudfill.h"
+#include "httpclient.h"
 #include "photocloud/accounts/accountservice.h"
 #include "photocloud/base/json.h"
 #include "photocloud/store/sqlitestore.h"
@@ -28,37 +29,17 @@ namespace http = beast::http;
 using boost::asio::ip::tcp;
 
 constexpr int kPages = 1000;
+constexpr int kRounds = 20;
 // What the account's devices would derive from its password.
 constexpr char kLoginSecret[] = "61d8056e8d26e1639ef03eeec0e707e4d0c5a357a9fed7fc23be7aa1bf2fc2ca";
 
-// One connection that stays open.
-class Client {
- public:
-  explicit Client(unsigned short port) : stream(context) {
-    stream.connect({boost::asio::ip::make_address("127.0.0.1"), port});
-    stream.socket().set_option(tcp::no_delay(true));
-  }
-  std::string Call(http::verb method, const std::string& target, const std::string& body = {}) {
-    http::request<http::string_body> request(method, target, 11, body);
-    request.set(http::field::host, "127.0.0.1");
-    request.set(http::field::content_type, "application/json");
-    if (!token.empty()) request.set(http::field::authorization, "Bearer " + token);
-    if (!lock.empty()) request.set("x-zt-lock", lock);
-    request.prepare_payload();
-    http::write(stream, request);
-    http::response<http::string_body> response;
-    http::read(stream, buffer, response);
-    if (response.result() != http::status::ok) throw std::runtime_error(target + ": " + response.body());
-    return response.body();
-  }
-  std::string token;
-  std::string lock;
+// What the arguments ask for.
+std::vector<std::string> wanted;
 
- private:
-  boost::asio::io_context context;
-  beast::tcp_stream stream;
-  beast::flat_buffer buffer;
-};
+bool IsWanted(const std::string& what) {
+  return wanted.empty() || std::any_of(wanted.begin(), wanted.end(),
+                                       [&](const std::string& name) { return what.rfind(name, 0) == 0; });
+}
 
 // Answers every request of one connection with the same text.
 class BareServer {
@@ -94,10 +75,16 @@ class BareServer {
   std::thread thread;
 };
 
-double PerSecond(int count, const std::function<void()>& work) {
+// Milliseconds of each call.
+double TimeOf(int calls, const std::function<void()>& work) {
   const auto start = std::chrono::steady_clock::now();
-  for (int i = 0; i < count; ++i) work();
-  return count / std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  for (int i = 0; i < calls; ++i) work();
+  return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count() / calls;
+}
+
+double MedianOf(std::vector<double> values) {
+  std::nth_element(values.begin(), values.begin() + values.size() / 2, values.end());
+  return values[values.size() / 2];
 }
 
 // By search and not by a parser, which would take longer than the answer.
@@ -109,48 +96,61 @@ std::string NextCursor(const std::string& page) {
   return page.substr(start + kName.size(), end - start - kName.size());
 }
 
-constexpr int kPatches = 50;
-constexpr int kBatches = 100;
 constexpr int kAccounts = 200;
 constexpr int kAccountRecords = 1000;
 // So many of the newest records have attachments.
 constexpr int kWithAttachments = 10000;
 
-void PrintBeside(const char* what, double ours, const std::string& answer, const std::string& target,
-                 const std::string& sent = {}) {
+// Our calls and bare answers in turn, so that whatever else the machine does
+// slows both down. `work` leaves its answer in `answer`.
+void PrintBeside(const char* what, const std::function<void()>& work, const std::string& answer,
+                 const std::string& target, const std::string& sent = {}) {
+  work();
   BareServer bare(answer);
   Client bareClient(bare.Port());
-  const double limit = PerSecond(kPages, [&] {
-    (void)bareClient.Call(sent.empty() ? http::verb::get : http::verb::post, target, sent);
-  });
-  std::printf("  %-26s %8.0f /s  %7.2f ms  %7zu bytes  bare answer %8.0f /s, %.1f times its time\n", what,
-              ours, 1000 / ours, answer.size(), limit, limit / ours);
+  std::vector<double> ours, limits, ratios;
+  for (int round = 0; round < kRounds; ++round) {
+    ours.push_back(TimeOf(kPages / kRounds, work));
+    limits.push_back(TimeOf(kPages / kRounds, [&] {
+      (void)bareClient.Call(sent.empty() ? http::verb::get : http::verb::post, target, sent);
+    }));
+    ratios.push_back(ours.back() / limits.back());
+  }
+  std::printf("  %-26s %7.2f ms  %7zu bytes  bare answer %7.3f ms, %.1f times its time\n", what,
+              MedianOf(ours), answer.size(), MedianOf(limits), MedianOf(ratios));
+}
+
+std::string BatchText(const Json::Value& list, bool favorite) {
+  Json::Value batch(Json::objectValue);
+  for (const Json::Value& media : list) {
+    Json::Value item(Json::objectValue);
+    item["method"] = "PATCH";
+    item["uri"] = "/cloudPhoto/v1/media/" + media["id"].asString() + "?fields=id,version";
+    item["body"]["favorite"] = favorite;
+    batch["requests"].append(item);
+  }
+  return photocloud::WriteJson(batch);
 }
 
 // Batches of patches, each of which changes its record.
 void MeasureBatch(Client& client) {
+  if (!IsWanted("batch")) return;
   client.lock =
       photocloud::TextOf(photocloud::ParseJson(client.Call(http::verb::get, "/cloudPhoto/v1/locks?token="))
                              .value_or(Json::Value()),
                          "token");
   const auto page = photocloud::ParseJson(
       client.Call(http::verb::get, "/cloudPhoto/v1/media?fields=media(id)&pageSize=50"));
-  int round = 0;
-  std::string answer, sent;
-  const double ours = PerSecond(kBatches, [&] {
-    Json::Value batch(Json::objectValue);
-    for (const Json::Value& media : (*page)["media"]) {
-      Json::Value item(Json::objectValue);
-      item["method"] = "PATCH";
-      item["uri"] = "/cloudPhoto/v1/media/" + media["id"].asString() + "?fields=id,version";
-      item["body"]["favorite"] = round % 2 == 0;
-      batch["requests"].append(item);
-    }
-    ++round;
-    sent = photocloud::WriteJson(batch);
-    answer = client.Call(http::verb::post, "/cloudPhoto/v1/batch?form=json", sent);
-  });
-  PrintBeside("batch of 50 patches", ours, answer, "/", sent);
+  const std::string marks = BatchText((*page)["media"], true), unmarks = BatchText((*page)["media"], false);
+  bool isMarked = false;
+  std::string answer;
+  PrintBeside(
+      "batch of 50 patches",
+      [&] {
+        isMarked = !isMarked;
+        answer = client.Call(http::verb::post, "/cloudPhoto/v1/batch?form=json", isMarked ? marks : unmarks);
+      },
+      answer, "/", marks);
 }
 
 std::string TokenOf(Client& client, const std::string& name) {
@@ -162,6 +162,7 @@ std::string TokenOf(Client& client, const std::string& name) {
 
 // Pages of many accounts in turn, each over a connection of its own.
 void MeasureAccounts(const std::filesystem::path& data, int port, const std::string& target) {
+  if (!IsWanted("accounts")) return;
   {
     photocloud::SqliteStore store(data / "photocloud.db");
     const photocloud::Clock clock;
@@ -178,25 +179,27 @@ void MeasureAccounts(const std::filesystem::path& data, int port, const std::str
   }
   std::size_t turn = 0;
   std::string page;
-  PrintBeside("the same, one account",
-              PerSecond(kPages, [&] { page = clients[0]->Call(http::verb::get, target); }), page, target);
   PrintBeside(
-      "the same, 200 accounts",
-      PerSecond(kPages, [&] { page = clients[turn++ % clients.size()]->Call(http::verb::get, target); }),
-      page, target);
+      "accounts: one", [&] { page = clients[0]->Call(http::verb::get, target); }, page, target);
+  PrintBeside(
+      "accounts: 200 in turn",
+      [&] { page = clients[turn++ % clients.size()]->Call(http::verb::get, target); }, page, target);
 }
 
 // Walks along the list, from `start` on, and again after so many pages.
 void Measure(const char* what, Client& client, const std::string& target, const std::string& start,
              int pagesOfWalk = kPages) {
+  if (!IsWanted(what)) return;
   std::string cursor = start, page;
   int walked = 0;
-  const double ours = PerSecond(kPages, [&] {
-    page = client.Call(http::verb::get, target + cursor);
-    const std::string next = NextCursor(page);
-    cursor = next.empty() || ++walked % pagesOfWalk == 0 ? start : next;
-  });
-  PrintBeside(what, ours, page, target + cursor);
+  PrintBeside(
+      what,
+      [&] {
+        page = client.Call(http::verb::get, target + cursor);
+        const std::string next = NextCursor(page);
+        cursor = next.empty() || ++walked % pagesOfWalk == 0 ? start : next;
+      },
+      page, target);
 }
 
 }  // namespace
@@ -204,6 +207,7 @@ void Measure(const char* what, Client& client, const std::string& target, const 
 int main(int argc, char** argv) {
   using namespace photocloud::testing;
   const long long records = argc > 1 ? std::atoll(argv[1]) : 1'000'000;
+  wanted.assign(argv + std::min(argc, 2), argv + argc);
   TemporaryFolder folder;
   const std::string data = folder.Path().string();
   std::ofstream(folder.Path() / "secret") << kLoginSecret << '\n';

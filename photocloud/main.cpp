@@ -375,6 +375,8 @@ int Main(int argc, char** argv) {
 int main(int argc, char** argv) {
   // A peer that goes away in the middle of an answer is no reason to end.
   std::signal(SIGPIPE, SIG_IGN);
+  // Nor is a limit on the size of files, which is answered as a full disk is.
+  std::signal(SIGXFSZ, SIG_IGN);
   // All that is written is for the service's owner: verifiers, keys, pictures.
   ::umask(077);
   if (sodium_init() < 0) return 1;

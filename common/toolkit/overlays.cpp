@@ -163,6 +163,7 @@ void Toast::Build(const Contents& contents) {
   if (!contents.action.isEmpty()) {
     const auto action = new CButtonUI(this);
     action->ApplyAttributeList(R"(style="link" font="strong" textcolor="dim-toast-link")");
+    action->SetName(QStringLiteral("toast_action"));
     action->SetText(contents.action);
     connect(action, &QPushButton::clicked, this, [this, run = contents.onAction] {
       Dismiss();

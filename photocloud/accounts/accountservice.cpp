@@ -18,8 +18,6 @@ constexpr std::int64_t kRefreshSeconds = 30 * 24 * 3600;
 // For a device that lost the answer of its refresh.
 constexpr std::int64_t kPreviousRefreshMs = 60 * 1000;
 
-constexpr std::size_t kLongestUserName = 200;
-
 struct OwnAlbum {
   const char* id;
   const char* type;
@@ -149,7 +147,7 @@ std::variant<Caller, ErrorCode> AccountService::Authenticate(const std::string& 
   if (!account) return ErrorCode::TokenInvalid;
   if (account->disabled) return ErrorCode::AccountDisabled;
   {
-    const std::lock_guard guard(usesLock);
+    const MutexLock guard(usesLock);
     uses[session->id] = clock.NowMs();
   }
   return Caller{std::move(*account), session->id, session->deviceId};
@@ -159,7 +157,7 @@ std::vector<Session> AccountService::ListSessions(const Caller& caller) {
   auto sessions = store.ListSessions(caller.account.id);
   std::erase_if(sessions, [this](const Session& session) { return session.refreshUntilMs < clock.NowMs(); });
   {
-    const std::lock_guard guard(usesLock);
+    const MutexLock guard(usesLock);
     for (Session& session : sessions) {
       const auto used = uses.find(session.id);
       if (used != uses.end()) session.lastUsedMs = std::max(session.lastUsedMs, used->second);
@@ -219,7 +217,7 @@ bool AccountService::IsRepeated(const Account& account, const PasswordChange& ch
 void AccountService::SweepSessions() {
   std::map<std::int64_t, std::int64_t> used;
   {
-    const std::lock_guard guard(usesLock);
+    const MutexLock guard(usesLock);
     used.swap(uses);
   }
   store.Atomically([&] {

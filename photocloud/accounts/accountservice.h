@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <variant>
@@ -12,9 +11,12 @@
 #include "photocloud/accounts/passwords.h"
 #include "photocloud/base/clock.h"
 #include "photocloud/base/errorcode.h"
+#include "photocloud/base/mutex.h"
 #include "photocloud/store/metadatastore.h"
 
 namespace photocloud {
+
+constexpr std::size_t kLongestUserName = 200;
 
 // What a login or a refresh hands out. The texts exist here and at the caller
 // only; the store keeps their digests.
@@ -109,10 +111,10 @@ class AccountService {
 
   LoginThrottle throttle;
 
-  std::mutex usesLock;
-  // When sessions were used since the last sweep; guarded by usesLock. A row for
-  // each request would make every reader a writer.
-  std::map<std::int64_t, std::int64_t> uses;
+  Mutex usesLock;
+  // When sessions were used since the last sweep. A row for each request would make
+  // every reader a writer.
+  std::map<std::int64_t, std::int64_t> uses GUARDED_BY(usesLock);
 };
 
 }  // namespace photocloud

@@ -25,7 +25,7 @@ std::int64_t StepOf(int count) {
 }  // namespace
 
 std::optional<std::int64_t> LoginThrottle::Enter(const std::string& name, const std::string& address) {
-  const std::lock_guard guard(entriesLock);
+  const MutexLock guard(entriesLock);
   const auto now = clock.NowMs();
   Entry& all = Find({name, ""});
   all.count += 1;
@@ -46,7 +46,7 @@ std::optional<std::int64_t> LoginThrottle::Enter(const std::string& name, const 
 }
 
 void LoginThrottle::Succeed(const std::string& name, const std::string& address) {
-  const std::lock_guard guard(entriesLock);
+  const MutexLock guard(entriesLock);
   entries.erase({name, "from " + address});
 }
 

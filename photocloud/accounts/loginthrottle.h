@@ -2,12 +2,12 @@
 
 #include <cstdint>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
 
 #include "photocloud/base/clock.h"
+#include "photocloud/base/mutex.h"
 
 namespace photocloud {
 
@@ -38,11 +38,11 @@ class LoginThrottle {
     std::int64_t untilMs = 0;  // When all is forgotten.
   };
 
-  Entry& Find(const Key& key);
+  Entry& Find(const Key& key) REQUIRES(entriesLock);
 
   const Clock& clock;
-  std::mutex entriesLock;
-  std::map<Key, Entry> entries;  // Guarded by entriesLock.
+  Mutex entriesLock;
+  std::map<Key, Entry> entries GUARDED_BY(entriesLock);
 };
 
 }  // namespace photocloud

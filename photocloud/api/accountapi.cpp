@@ -1,13 +1,12 @@
 // Sessions, wrapped keys and the push stream of an account.
 
 #include "photocloud/api/handlers.h"
+#include "photocloud/api/limits.h"
 #include "photocloud/base/json.h"
 #include "photocloud/base/text.h"
 
 namespace photocloud {
 namespace {
-
-constexpr std::size_t kMaxKeysBytes = 64 << 10;
 
 Answer TokenAnswer(const std::variant<Tokens, ErrorCode>& result) {
   if (const auto* refused = std::get_if<ErrorCode>(&result)) return *refused;
@@ -87,7 +86,7 @@ Answer PutKeys(Exchange& exchange) {
   WrappedKeys keys = exchange.services.store.LoadKeys(exchange.Account());
   if (keys.revision != body["ifRevision"].asInt64()) return Answer(ErrorCode::CompareFailed, "ifRevision");
   keys.keys = WriteJson(body["keys"]);
-  if (keys.keys.size() > kMaxKeysBytes) return Answer(ErrorCode::BodyTooLarge, "keys");
+  if (keys.keys.size() > kLongestKeys) return Answer(ErrorCode::BodyTooLarge, "keys");
   keys.revision += 1;
   exchange.services.store.StoreKeys(exchange.Account(), keys);
   return KeysAnswer(keys);
@@ -101,7 +100,7 @@ Answer ChangePassword(Exchange& exchange) {
   if (!body["ifRevision"].isInt64()) return Answer(ErrorCode::Malformed, "ifRevision");
   const PasswordChange change{TextOf(body, "password"), TextOf(body, "newPassword"), WriteJson(body["keys"]),
                               body["ifRevision"].asInt64(), exchange.request.address};
-  if (change.keys.size() > kMaxKeysBytes) return Answer(ErrorCode::BodyTooLarge, "keys");
+  if (change.keys.size() > kLongestKeys) return Answer(ErrorCode::BodyTooLarge, "keys");
   const auto result = exchange.services.accounts.ChangePassword(exchange.caller, change);
   exchange.scope.Delay(result.waitMs);
   if (const auto* refused = std::get_if<ErrorCode>(&result.outcome)) return *refused;

@@ -1,16 +1,11 @@
 #include "photocloud/api/handlers.h"
+#include "photocloud/api/limits.h"
 #include "photocloud/base/json.h"
 #include "photocloud/base/text.h"
 #include "photocloud/base/timetext.h"
 
 namespace photocloud {
 namespace {
-
-constexpr std::size_t kLongestId = 256;
-constexpr std::size_t kLongestName = 1024;
-constexpr std::size_t kLongestPath = 4096;
-constexpr std::size_t kLongestType = 16;
-constexpr std::size_t kLongestProperties = 64 << 10;
 
 bool IsReserved(const std::string& albumId) {
   return albumId == "default-album-1" || albumId == "default-album-2" || albumId == "default-album-3";
@@ -47,15 +42,15 @@ bool TakeTime(const Json::Value& body, AlbumRecord& album) {
 bool TakeProperties(const Json::Value& body, AlbumRecord& album) {
   if (!body.isMember("properties")) return true;
   album.properties = WriteJson(body["properties"]);
-  return body["properties"].isObject() && album.properties.size() <= kLongestProperties;
+  return body["properties"].isObject() && album.properties.size() <= kLongestAlbumProperties;
 }
 
 // Fills what the body names; the name of the first member at fault, or empty.
 std::string Fill(const Json::Value& body, AlbumRecord& album) {
-  if (!TakeText(body, "albumName", kLongestName, album.albumName) || album.albumName.empty())
+  if (!TakeText(body, "albumName", kLongestAlbumName, album.albumName) || album.albumName.empty())
     return "albumName";
-  if (!TakeText(body, "localPath", kLongestPath, album.localPath)) return "localPath";
-  if (!TakeText(body, "type", kLongestType, album.type)) return "type";
+  if (!TakeText(body, "localPath", kLongestAlbumPath, album.localPath)) return "localPath";
+  if (!TakeText(body, "type", kLongestAlbumType, album.type)) return "type";
   if (!TakeTime(body, album)) return "createdTime";
   if (!TakeProperties(body, album)) return "properties";
   return {};
@@ -102,7 +97,7 @@ bool CutPage(std::vector<AlbumRecord>& albums, int most) {
 Answer ListAlbums(Exchange& exchange) {
   const auto size = PageSize(exchange.request);
   if (const auto* error = std::get_if<ErrorCode>(&size)) return Answer(*error, "pageSize");
-  const auto cursor = ReadListCursor(exchange);
+  const auto cursor = ReadListCursor(exchange.request, exchange.caller.account);
   if (const auto* error = std::get_if<ErrorCode>(&cursor)) return *error;
   const auto terms = QueryTerms(exchange.request);
   if (!terms) return Answer(ErrorCode::Malformed, "queryParam");
@@ -123,7 +118,7 @@ Answer ListAlbums(Exchange& exchange) {
 Answer CreateAlbum(Exchange& exchange) {
   AlbumRecord album;
   album.id = exchange.body.isMember("id") ? TextOf(exchange.body, "id") : RandomId();
-  if (album.id.empty() || album.id.size() > kLongestId || !IsPlainText(album.id)) {
+  if (album.id.empty() || album.id.size() > kLongestAlbumId || !IsPlainText(album.id)) {
     return Answer(ErrorCode::Malformed, "id");
   }
   const auto known = exchange.services.store.FindAlbum(exchange.Account(), album.id);

@@ -38,7 +38,7 @@ constexpr std::size_t kMostBatchBytes = 16 << 20;
 
 void RunItem(Exchange& exchange, const Json::Value& item, std::string& out) {
   Request request;
-  Answer answer = ErrorCode::Malformed;
+  Answer answer;
   if (out.size() > kMostBatchBytes) {
     answer = ErrorCode::BodyTooLarge;
   } else if (ToRequest(item, exchange.request, request)) {

@@ -2,6 +2,7 @@
 
 #include "photocloud/api/handlers.h"
 #include "photocloud/api/jsontext.h"
+#include "photocloud/api/limits.h"
 #include "photocloud/api/mediaview.h"
 
 namespace photocloud {
@@ -54,7 +55,7 @@ Answer PageAnswer(const Exchange& exchange, const char* name, const std::string&
 Answer ListChanges(Exchange& exchange) {
   const auto size = PageSize(exchange.request);
   if (const auto* error = std::get_if<ErrorCode>(&size)) return Answer(*error, "pageSize");
-  const auto cursor = ReadVersionCursor(exchange);
+  const auto cursor = ReadVersionCursor(exchange.request, exchange.caller.account);
   if (const auto* error = std::get_if<ErrorCode>(&cursor)) return *error;
   const Account& account = exchange.caller.account;
   const auto after = std::get<std::int64_t>(cursor);
@@ -85,7 +86,7 @@ Answer GetStartCursor(Exchange& exchange) {
 Answer ListLosts(Exchange& exchange) {
   const auto size = PageSize(exchange.request);
   if (const auto* error = std::get_if<ErrorCode>(&size)) return Answer(*error, "pageSize");
-  const auto cursor = ReadVersionCursor(exchange);
+  const auto cursor = ReadVersionCursor(exchange.request, exchange.caller.account);
   if (const auto* error = std::get_if<ErrorCode>(&cursor)) return *error;
   auto page = exchange.services.store.ListLosts(exchange.Account(), std::get<std::int64_t>(cursor),
                                                 std::get<int>(size) + 1);

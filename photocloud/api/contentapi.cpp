@@ -297,11 +297,13 @@ std::vector<Route> ContentRoutes() {
   RouteRules bytes;
   bytes.token = false;
   bytes.batchable = false;
+  RouteRules get = bytes;
+  get.lane = Lane::Reading;
   RouteRules put = bytes;
   put.lane = Lane::Storing;
   return {{"POST", kRevision, PostRevision, announce},
           {"PATCH", kRevision, PatchRevision, report},
-          {"GET", kObject, GetObject, bytes},
+          {"GET", kObject, GetObject, get},
           {"PUT", kObject, PutObject, put, OpenObject}};
 }
 

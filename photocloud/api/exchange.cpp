@@ -2,12 +2,11 @@
 
 #include <algorithm>
 
+#include "photocloud/api/limits.h"
 #include "photocloud/base/text.h"
 
 namespace photocloud {
 namespace {
-
-constexpr std::size_t kLongestDevice = 256;
 
 Json::Value ErrorRecord(const ErrorInfo& info, const std::string& subject) {
   Json::Value item(Json::objectValue);
@@ -74,9 +73,8 @@ std::string WriteCursor(std::int64_t version, const ListPosition& position) {
   return "v" + std::to_string(version) + "." + std::to_string(position.createdMs) + "." + position.id;
 }
 
-std::variant<ListCursor, ErrorCode> ReadListCursor(const Exchange& exchange) {
-  const Account& account = exchange.caller.account;
-  const std::string text = exchange.request.Query("cursor");
+std::variant<ListCursor, ErrorCode> ReadListCursor(const Request& request, const Account& account) {
+  const std::string text = request.Query("cursor");
   if (IsFromStart(text)) return ListCursor{account.version, std::nullopt};
   const auto first = text.find('.');
   const auto second = first == std::string::npos ? first : text.find('.', first + 1);
@@ -88,13 +86,13 @@ std::variant<ListCursor, ErrorCode> ReadListCursor(const Exchange& exchange) {
   return ListCursor{*version, ListPosition{*created, text.substr(second + 1)}};
 }
 
-std::variant<std::int64_t, ErrorCode> ReadVersionCursor(const Exchange& exchange) {
-  const std::string text = exchange.request.Query("cursor");
+std::variant<std::int64_t, ErrorCode> ReadVersionCursor(const Request& request, const Account& account) {
+  const std::string text = request.Query("cursor");
   if (text.empty()) return std::int64_t{0};
   const auto version = ParseNumber(text);
   if (!version) return ErrorCode::CursorInvalid;
   // A cursor from ahead of the account was given out before a backup was put back.
-  if (*version > exchange.caller.account.version) return ErrorCode::CursorExpired;
+  if (*version > account.version) return ErrorCode::CursorExpired;
   return *version;
 }
 

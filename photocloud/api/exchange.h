@@ -71,9 +71,6 @@ struct Exchange {
 bool IsDeviceName(const std::string& text);
 
 // A page of a list: `cursor` and `pageSize` of the request.
-constexpr int kMaxPageSize = 100;
-// A page ends behind the record that brings it over this, however few it holds.
-constexpr std::size_t kMostPageBytes = 4 << 20;
 std::variant<int, ErrorCode> PageSize(const Request& request);
 
 // Cursors of lists ordered by creation time: "v<version>.<created>.<id>". The
@@ -84,9 +81,9 @@ struct ListCursor {
   std::int64_t version = 0;
   std::optional<ListPosition> position;
 };
-std::variant<ListCursor, ErrorCode> ReadListCursor(const Exchange& exchange);
+std::variant<ListCursor, ErrorCode> ReadListCursor(const Request& request, const Account& account);
 // Cursors that are versions.
-std::variant<std::int64_t, ErrorCode> ReadVersionCursor(const Exchange& exchange);
+std::variant<std::int64_t, ErrorCode> ReadVersionCursor(const Request& request, const Account& account);
 
 // The terms of `queryParam`: "albumId='x'&recycled=false". Quotes are taken
 // off. Nothing for a term without "=".

@@ -50,6 +50,8 @@ struct FieldSelector::Member {
 
 inline const FieldSelector* FieldSelector::Find(std::string_view name) const {
   for (const Member& member : members) {
+    // Most names differ in length or first letter, and comparing them is a call.
+    if (member.name.size() != name.size() || member.name.front() != name.front()) continue;
     if (member.name == name) return &member.inner;
   }
   return nullptr;

@@ -106,6 +106,48 @@ std::string_view MemberOf(std::string_view object, std::string_view name) {
   return found;
 }
 
+void AppendValue(std::string& out, const Json::Value& value) {
+  switch (value.type()) {
+    case Json::booleanValue:
+      out += value.asBool() ? "true" : "false";
+      break;
+    case Json::intValue:
+      out += std::to_string(value.asLargestInt());
+      break;
+    case Json::stringValue: {
+      const char *begin = nullptr, *end = nullptr;
+      (void)value.getString(&begin, &end);
+      AppendText(out, {begin, end});
+      break;
+    }
+    default:
+      out += WriteJson(value);
+  }
+}
+
+std::string WithMember(std::string_view object, std::string_view name, std::string_view value) {
+  const bool isKnown = !MemberOf(object, name).empty();
+  bool isPending = !value.empty();
+  std::string changed;
+  changed.reserve(object.size() + name.size() + value.size() + 4);
+  const auto add = [&changed](std::string_view key, std::string_view text) {
+    changed += changed.empty() ? "{\"" : ",\"";
+    changed += key;
+    changed += "\":";
+    changed += text;
+  };
+  ForEachMember(object, [&](std::string_view key, std::string_view old) {
+    if (isPending && (isKnown ? key == name : key > name)) {
+      add(name, value);
+      isPending = false;
+    }
+    if (key != name) add(key, old);
+    return true;
+  });
+  if (isPending) add(name, value);
+  return changed.empty() ? "{}" : changed + '}';
+}
+
 ObjectText::ObjectText(std::string& target, const FieldSelector& selector) : out(target), fields(selector) {
   out += '{';
 }

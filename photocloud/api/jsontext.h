@@ -1,5 +1,7 @@
 #pragma once
 
+#include <json/value.h>
+
 #include <string>
 #include <string_view>
 
@@ -21,6 +23,13 @@ void AppendSelected(std::string& out, std::string_view value, const FieldSelecto
 
 // The value of an object's member as it stands, or an empty text.
 std::string_view MemberOf(std::string_view object, std::string_view name);
+
+// Appends a value as JSON.
+void AppendValue(std::string& out, const Json::Value& value);
+
+// The object with the member set to `value`, JSON text; an empty one takes it away.
+// Members stay in the order of their names, so that equal records are equal texts.
+std::string WithMember(std::string_view object, std::string_view name, std::string_view value);
 
 // Writes an object member by member, of which `fields` selects some.
 //

@@ -2,6 +2,7 @@
 
 #include "photocloud/api/handlers.h"
 #include "photocloud/api/jsontext.h"
+#include "photocloud/api/limits.h"
 #include "photocloud/api/mediafields.h"
 #include "photocloud/api/mediaview.h"
 #include "photocloud/base/json.h"
@@ -13,8 +14,6 @@ namespace {
 
 // How ids of albums begin that devices make.
 constexpr char kDeviceAlbums[] = "default-album-";
-// No id of an album is longer.
-constexpr std::size_t kLongestOrigin = 256;
 
 std::optional<MediaRecord> FindVisible(Exchange& exchange, const std::string& id) {
   auto media = exchange.services.store.FindMedia(exchange.Account(), id);
@@ -63,7 +62,7 @@ bool AppendPage(Exchange& exchange, const FieldSelector& fields, std::vector<Med
 Answer ListMedia(Exchange& exchange) {
   const auto size = PageSize(exchange.request);
   if (const auto* error = std::get_if<ErrorCode>(&size)) return Answer(*error, "pageSize");
-  const auto cursor = ReadListCursor(exchange);
+  const auto cursor = ReadListCursor(exchange.request, exchange.caller.account);
   if (const auto* error = std::get_if<ErrorCode>(&cursor)) return *error;
   const auto filter = ReadFilter(exchange.request);
   if (!filter) return Answer(ErrorCode::Malformed, "queryParam");
@@ -234,24 +233,27 @@ bool HasAllObjects(Exchange& exchange, const MediaRecord& media) {
   return true;
 }
 
-void MarkWhole(Exchange& exchange, const std::string& mediaId) {
+// Returns whether the record has changed.
+bool MarkWhole(Exchange& exchange, const std::string& mediaId) {
+  bool hasChanged = false;
   for (const AssetRecord& asset : exchange.services.store.ListAssets(exchange.Account(), mediaId)) {
     if (exchange.services.vault.SetAssetStatus(exchange.Account(), asset, ContentStatus::Whole,
                                                exchange.Device())) {
       exchange.TellDevices();
+      hasChanged = true;
     }
   }
+  return hasChanged;
 }
 
 // The content's length stands in for a size that was never given.
 void FillSize(Exchange& exchange, MediaRecord& media) {
-  Json::Value fields = ParseJson(media.fields).value_or(Json::Value(Json::objectValue));
-  if (fields.isMember("size")) return;
-  fields["size"] = 0;
+  if (!MemberOf(media.fields, "size").empty()) return;
+  std::int64_t size = 0;
   for (const AssetRecord& asset : exchange.services.store.ListAssets(exchange.Account(), media.id)) {
-    if (asset.usage == "content") fields["size"] = Json::Int64(asset.length);
+    if (asset.usage == "content") size = asset.length;
   }
-  media.fields = WriteJson(fields);
+  media.fields = WithMember(media.fields, "size", std::to_string(size));
 }
 
 void StoreChange(Exchange& exchange, MediaRecord& media) {
@@ -284,7 +286,7 @@ bool HasGrown(const MediaRecord& before, const MediaRecord& now) {
 void TakeOrigin(Exchange& exchange, MediaRecord& media) {
   const std::string origin = TextOf(exchange.body, "source");
   if (TextOf(exchange.body, "albumId") != kRecycleAlbum || origin == kRecycleAlbum) return;
-  if (origin.size() > kLongestOrigin) return;
+  if (origin.size() > kLongestAlbumId) return;
   if (origin.rfind(kDeviceAlbums, 0) == 0 || exchange.services.store.FindAlbum(exchange.Account(), origin)) {
     media.albumId = origin;
   }
@@ -309,14 +311,17 @@ Answer PatchMedia(Exchange& exchange) {
   if (fault.empty()) fault = TakePlace(exchange.body, exchange.services.clock.NowMs(), media);
   if (!fault.empty()) return Answer(ErrorCode::Malformed, fault);
   TakeOrigin(exchange, media);
-  if (!HasAlbum(exchange, media)) return ErrorCode::AlbumUnknown;
-  const bool isWhole = HasAllObjects(exchange, media);
+  const bool isMoved = media.albumId != known->albumId || media.recycled != known->recycled;
+  if ((isUpload || isMoved) && !HasAlbum(exchange, media)) return ErrorCode::AlbumUnknown;
+  // Most changes say nothing of the content, whose objects take longest to look at.
+  const bool isAboutContent = isUpload || saysNormal || !mode.empty();
+  const bool isWhole = isAboutContent && HasAllObjects(exchange, media);
   if (!isWhole && (isUpload || saysNormal)) return ErrorCode::ObjectsMissing;
   // An unchanged record makes no version, so a repeated request makes no noise.
   if (isUpload || !IsSame(media, *known)) StoreChange(exchange, media);
   if (HasGrown(*known, media) && !exchange.services.vault.IsWithinQuota(exchange.Account()))
     return ErrorCode::NoSpace;
-  if (isWhole && (saysNormal || !mode.empty())) MarkWhole(exchange, id);
+  if (!isWhole || !MarkWhole(exchange, id)) return ViewOne(exchange, media);
   return ViewOne(exchange, exchange.services.store.FindMedia(exchange.Account(), id).value_or(media));
 }
 

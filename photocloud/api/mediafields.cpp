@@ -1,8 +1,10 @@
 #include "photocloud/api/mediafields.h"
 
 #include <array>
+#include <cstring>
 
 #include "photocloud/api/jsontext.h"
+#include "photocloud/api/limits.h"
 #include "photocloud/base/json.h"
 #include "photocloud/base/text.h"
 #include "photocloud/base/timetext.h"
@@ -28,15 +30,13 @@ constexpr std::array kFields = {
     FieldRule{"videoMetadata", FieldType::Record},
 };
 
-constexpr std::size_t kLongestText = 4096;
-constexpr std::size_t kLongestAlbumId = 256;
-// All fields together.
-constexpr std::size_t kLongestFields = 256 << 10;
+constexpr std::string_view kRecycledTime = "recycledTime";
 
 bool HasType(const Json::Value& value, FieldType type) {
   switch (type) {
     case FieldType::Text:
-      return value.isString() && value.asString().size() <= kLongestText && IsPlainText(value.asString());
+      return value.isString() && value.asString().size() <= kLongestMediaText &&
+             IsPlainText(value.asString());
     case FieldType::Number:
       return value.isInt64() && value.asInt64() >= 0;
     case FieldType::Flag:
@@ -49,25 +49,27 @@ bool HasType(const Json::Value& value, FieldType type) {
   return false;
 }
 
+// A stored text without characters that need escapes, which names of fields and
+// times are; for any other the escaped form.
+std::string_view TextMember(std::string_view fields, std::string_view name) {
+  const std::string_view value = MemberOf(fields, name);
+  return value.size() < 2 || value.front() != '"' ? std::string_view() : value.substr(1, value.size() - 2);
+}
+
 }  // namespace
 
 std::string TakeMediaFields(const Json::Value& body, MediaRecord& media) {
-  Json::Value fields = ParseJson(media.fields).value_or(Json::Value(Json::objectValue));
   for (const FieldRule& rule : kFields) {
-    if (!body.isMember(rule.name)) continue;
-    const Json::Value& value = body[rule.name];
-    if (value.isNull()) {
-      fields.removeMember(rule.name);
-    } else if (HasType(value, rule.type)) {
-      fields[rule.name] = value;
-    } else {
-      return rule.name;
-    }
+    const Json::Value* const value = body.find(rule.name, rule.name + std::strlen(rule.name));
+    if (!value) continue;
+    if (!value->isNull() && !HasType(*value, rule.type)) return rule.name;
+    std::string text;
+    if (!value->isNull()) AppendValue(text, *value);
+    media.fields = WithMember(media.fields, rule.name, text);
   }
-  if (TextOf(fields, "fileName").empty()) return "fileName";
-  media.fields = WriteJson(fields);
-  if (media.fields.size() > kLongestFields) return "properties";
-  media.createdMs = ParseTime(TextOf(fields, "createdTime")).value_or(media.createdMs);
+  if (TextMember(media.fields, "fileName").empty()) return "fileName";
+  if (media.fields.size() > kLongestMediaFields) return "properties";
+  media.createdMs = ParseTime(TextMember(media.fields, "createdTime")).value_or(media.createdMs);
   return {};
 }
 
@@ -84,14 +86,10 @@ std::string TakePlace(const Json::Value& body, std::int64_t nowMs, MediaRecord& 
     if (album != kRecycleAlbum || media.albumId.empty()) media.albumId = album;
   }
   if (media.albumId.empty()) return "albumId";
-  // Most changes leave this alone, and parsing takes longer than all the rest.
-  const bool hasTime = !MemberOf(media.fields, "recycledTime").empty();
   media.recycled = recycled;
+  const bool hasTime = !MemberOf(media.fields, kRecycledTime).empty();
   if (hasTime == recycled) return {};
-  Json::Value fields = ParseJson(media.fields).value_or(Json::Value(Json::objectValue));
-  if (!recycled) fields.removeMember("recycledTime");
-  if (recycled && !fields.isMember("recycledTime")) fields["recycledTime"] = FormatTime(nowMs);
-  media.fields = WriteJson(fields);
+  media.fields = WithMember(media.fields, kRecycledTime, recycled ? '"' + FormatTime(nowMs) + '"' : "");
   return {};
 }
 

@@ -12,7 +12,7 @@ void Write(std::ostream& out, const char* name, const char* type, std::int64_t v
 }  // namespace
 
 void Metrics::CountRequest(const std::string& method, const std::string& route, int status, double seconds) {
-  const std::lock_guard guard(seriesLock);
+  const MutexLock guard(seriesLock);
   Series& entry = series[{method, route, status}];
   entry.count += 1;
   entry.seconds += seconds;
@@ -24,7 +24,7 @@ std::string Metrics::Text(std::size_t pushStreams) const {
   counts << "# TYPE photocloud_requests_total counter\n";
   times << "# TYPE photocloud_request_seconds_total counter\n";
   {
-    const std::lock_guard guard(seriesLock);
+    const MutexLock guard(seriesLock);
     for (const auto& [key, entry] : series) {
       const auto& [method, route, status] = key;
       std::ostringstream labels;

@@ -3,9 +3,10 @@
 #include <atomic>
 #include <cstdint>
 #include <map>
-#include <mutex>
 #include <string>
 #include <tuple>
+
+#include "photocloud/base/mutex.h"
 
 namespace photocloud {
 
@@ -27,9 +28,9 @@ class Metrics {
     double seconds = 0;
   };
 
-  mutable std::mutex seriesLock;
-  // Method, route and status; guarded by seriesLock.
-  std::map<std::tuple<std::string, std::string, int>, Series> series;
+  mutable Mutex seriesLock;
+  // By method, route and status.
+  std::map<std::tuple<std::string, std::string, int>, Series> series GUARDED_BY(seriesLock);
 };
 
 }  // namespace photocloud

@@ -16,54 +16,61 @@ Background::Background() : thread([this] { Run(); }) {}
 
 Background::~Background() {
   {
-    const std::lock_guard guard(queueLock);
+    const MutexLock guard(queueLock);
     stopping = true;
   }
-  changed.notify_all();
+  changed.WakeAll();
   thread.join();
 }
 
 bool Background::Add(std::int64_t owner, const std::string& name, std::function<void()> task) {
-  const std::lock_guard guard(queueLock);
+  const MutexLock guard(queueLock);
   if (names.count(name) > 0) return true;
   if (waiting.size() >= kMostWaiting || ofOwner[owner] >= kMostOfOwner) return false;
   names.insert(name);
   ++ofOwner[owner];
   waiting.push_back({owner, name, std::move(task)});
-  changed.notify_all();
+  changed.WakeAll();
   return true;
 }
 
 bool Background::IsStopping() const {
-  const std::lock_guard guard(queueLock);
+  const MutexLock guard(queueLock);
   return stopping;
 }
 
 void Background::WaitUntilIdle() {
-  std::unique_lock guard(queueLock);
-  changed.wait(guard, [this] { return waiting.empty() && !running; });
+  const MutexLock guard(queueLock);
+  while (running || !waiting.empty()) changed.Wait(queueLock);
 }
 
 void Background::Run() {
-  std::unique_lock guard(queueLock);
-  while (true) {
-    changed.wait(guard, [this] { return stopping || !waiting.empty(); });
-    if (stopping) return;
-    const Task task = std::move(waiting.front());
-    waiting.pop_front();
-    names.erase(task.name);
-    if (--ofOwner[task.owner] == 0) ofOwner.erase(task.owner);
-    running = true;
-    guard.unlock();
+  while (const auto task = Take()) {
     try {
-      task.run();
+      task->run();
     } catch (const std::exception& failure) {
       Log(LogLevel::Error, "background task failed", {{"reason", failure.what()}});
     }
-    guard.lock();
-    running = false;
-    changed.notify_all();
+    Finish();
   }
+}
+
+std::optional<Background::Task> Background::Take() {
+  const MutexLock guard(queueLock);
+  while (!stopping && waiting.empty()) changed.Wait(queueLock);
+  if (stopping) return std::nullopt;
+  Task task = std::move(waiting.front());
+  waiting.pop_front();
+  names.erase(task.name);
+  if (--ofOwner[task.owner] == 0) ofOwner.erase(task.owner);
+  running = true;
+  return task;
+}
+
+void Background::Finish() {
+  const MutexLock guard(queueLock);
+  running = false;
+  changed.WakeAll();
 }
 
 }  // namespace photocloud

@@ -1,14 +1,15 @@
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <functional>
 #include <map>
-#include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <thread>
+
+#include "photocloud/base/mutex.h"
 
 namespace photocloud {
 
@@ -42,15 +43,17 @@ class Background {
   };
 
   void Run();
+  // Waits for the next task; nothing at the end.
+  std::optional<Task> Take();
+  void Finish();
 
-  mutable std::mutex queueLock;
-  std::condition_variable changed;
-  // Guarded by queueLock.
-  std::deque<Task> waiting;
-  std::set<std::string> names;
-  std::map<std::int64_t, int> ofOwner;
-  bool running = false;
-  bool stopping = false;
+  mutable Mutex queueLock;
+  Condition changed;
+  std::deque<Task> waiting GUARDED_BY(queueLock);
+  std::set<std::string> names GUARDED_BY(queueLock);
+  std::map<std::int64_t, int> ofOwner GUARDED_BY(queueLock);
+  bool running GUARDED_BY(queueLock) = false;
+  bool stopping GUARDED_BY(queueLock) = false;
 
   std::thread thread;
 };

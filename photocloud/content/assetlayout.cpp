@@ -10,9 +10,6 @@ namespace photocloud {
 namespace {
 
 constexpr std::int64_t kBlock = 16;
-constexpr std::size_t kLongestHash = 256;
-// Cipher and attributes of one asset together.
-constexpr std::size_t kLongestFields = 64 << 10;
 // Objects of one asset: each is a record, and all of them stand in one answer.
 constexpr std::int64_t kMostSlices = 65536;
 
@@ -104,7 +101,7 @@ std::variant<AssetPlan, ErrorCode> PlanAsset(const Json::Value& attachment, cons
   asset.sha256 = ToLower(TextOf(resource, "sha256"));
   asset.length = resource["length"].asInt64();
   asset.fields = KeepFields(source);
-  if (asset.fields.size() > kLongestFields) return ErrorCode::BodyTooLarge;
+  if (asset.fields.size() > kLongestAssetFields) return ErrorCode::BodyTooLarge;
   if (asset.usage == "content") {
     if (asset.length > limits.maxFileBytes || asset.length / limits.sliceSize >= kMostSlices)
       return ErrorCode::BodyTooLarge;

@@ -12,6 +12,10 @@
 
 namespace photocloud {
 
+constexpr std::size_t kLongestHash = 256;
+// Cipher and attributes of one asset together.
+constexpr std::size_t kLongestAssetFields = 64 << 10;
+
 struct ContentLimits {
   // Bytes of a file in one object. A client keeps one object per transfer in
   // memory, and each costs three requests.

@@ -9,6 +9,7 @@
 #include "photocloud/base/log.h"
 #include "photocloud/store/folderlock.h"
 #include "photocloud/store/folderobjectstore.h"
+#include "photocloud/store/sqlitefile.h"
 
 namespace photocloud {
 namespace {

@@ -53,7 +53,7 @@ std::optional<ErrorCode> ObjectVault::Store(IncomingObject& incoming) {
   const auto digests = incoming.digester.Finish();
   if (incoming.received != slice.length || digests.sha256 != slice.sha256 || digests.md5 != slice.md5)
     return ErrorCode::BytesDiffer;
-  const std::shared_lock guard(filesLock);
+  const ReaderLock guard(filesLock);
   if (!incoming.writer->Keep(incoming.account, slice.sha256))
     return incoming.writer->IsFull() ? ErrorCode::NoSpace : ErrorCode::Internal;
   bool isExpected = false;
@@ -184,7 +184,7 @@ void ObjectVault::SweepOrphans() {
     // A file that is gone cannot come back with a record that is.
     metadata.Flush();
     for (const auto& [account, sha256] : orphans) {
-      const std::unique_lock guard(filesLock);
+      const WriterLock guard(filesLock);
       // An object that came back under the same name keeps its file. A file
       // that cannot be removed stays for `check` to report.
       if (!metadata.FindObject(account, sha256)) (void)objects.Remove(account, sha256);
@@ -210,7 +210,7 @@ void ObjectVault::SweepLeftOvers(std::int64_t account, const std::string& digits
   for (const std::string& sha256 : objects.List(account, digits)) {
     if (metadata.FindObject(account, sha256)) continue;
     // Looked at again when no file and record can be coming into being.
-    const std::unique_lock guard(filesLock);
+    const WriterLock guard(filesLock);
     if (!metadata.FindObject(account, sha256)) (void)objects.Remove(account, sha256);
   }
 }

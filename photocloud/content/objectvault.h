@@ -5,7 +5,6 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <shared_mutex>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -14,6 +13,7 @@
 #include "photocloud/base/clock.h"
 #include "photocloud/base/digest.h"
 #include "photocloud/base/errorcode.h"
+#include "photocloud/base/mutex.h"
 #include "photocloud/store/metadatastore.h"
 #include "photocloud/store/objectstore.h"
 
@@ -122,7 +122,7 @@ class ObjectVault {
   // Shared while an object's file and record come into being, exclusive while
   // a file is removed: else the remover could take the file of an object that
   // has just come back.
-  std::shared_mutex filesLock;
+  SharedMutex filesLock;
 };
 
 }  // namespace photocloud

@@ -81,19 +81,19 @@ std::optional<FaultRule> FaultPlan::Add(const Json::Value& source) {
   } catch (const std::regex_error&) {
     return std::nullopt;
   }
-  const std::lock_guard guard(planLock);
+  const MutexLock guard(planLock);
   entry.rule.id = ++lastId;
   entries.push_back(entry);
   return entry.rule;
 }
 
 void FaultPlan::Clear() {
-  const std::lock_guard guard(planLock);
+  const MutexLock guard(planLock);
   entries.clear();
 }
 
 std::vector<FaultRule> FaultPlan::Rules() const {
-  const std::lock_guard guard(planLock);
+  const MutexLock guard(planLock);
   std::vector<FaultRule> rules;
   for (const Entry& entry : entries) rules.push_back(entry.rule);
   return rules;
@@ -101,7 +101,7 @@ std::vector<FaultRule> FaultPlan::Rules() const {
 
 std::optional<FaultRule> FaultPlan::Note(const SeenRequest& request, std::size_t& order) {
   const std::string target = request.query.empty() ? request.path : request.path + "?" + request.query;
-  const std::lock_guard guard(planLock);
+  const MutexLock guard(planLock);
   order = forgotten + seen.size();
   seen.push_back(request);
   if (seen.size() > kMostSeen) {
@@ -119,18 +119,18 @@ std::optional<FaultRule> FaultPlan::Note(const SeenRequest& request, std::size_t
 }
 
 void FaultPlan::SetStatus(std::size_t order, int status) {
-  const std::lock_guard guard(planLock);
+  const MutexLock guard(planLock);
   if (order < forgotten || order - forgotten >= seen.size()) return;
   seen[order - forgotten].status = status;
 }
 
 std::vector<SeenRequest> FaultPlan::Seen() const {
-  const std::lock_guard guard(planLock);
+  const MutexLock guard(planLock);
   return {seen.begin(), seen.end()};
 }
 
 void FaultPlan::ForgetSeen() {
-  const std::lock_guard guard(planLock);
+  const MutexLock guard(planLock);
   forgotten += seen.size();
   seen.clear();
 }

@@ -5,11 +5,12 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <regex>
 #include <string>
 #include <vector>
+
+#include "photocloud/base/mutex.h"
 
 namespace photocloud {
 
@@ -66,12 +67,12 @@ class FaultPlan {
     std::regex expression;
   };
 
-  mutable std::mutex planLock;
-  // Guarded by planLock.
-  std::vector<Entry> entries;
-  std::deque<SeenRequest> seen;
-  std::size_t forgotten = 0;  // Requests dropped from the front of `seen`.
-  std::int64_t lastId = 0;
+  mutable Mutex planLock;
+  std::vector<Entry> entries GUARDED_BY(planLock);
+  std::deque<SeenRequest> seen GUARDED_BY(planLock);
+  // Requests dropped from the front of `seen`.
+  std::size_t forgotten GUARDED_BY(planLock) = 0;
+  std::int64_t lastId GUARDED_BY(planLock) = 0;
 };
 
 }  // namespace photocloud

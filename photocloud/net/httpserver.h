@@ -20,7 +20,7 @@ struct ServerSettings {
   // other machines.
   bool isBehindProxy = false;
   bool takesSignals = true;
-  int threads = 8;          // Of connections, and as many for what is stored.
+  int threads = 8;          // Of connections, as many that read objects, and as many that store.
   int derivingThreads = 2;  // Each takes 64 MiB.
   std::size_t maxConnections = 1024;
   std::size_t maxHeaderBytes = 16 << 10;
@@ -49,9 +49,10 @@ class HttpService {
 //
 // Each connection is one object that its pending operation keeps alive; before
 // each read there is a size limit and a timeout. A body comes in pieces, so a
-// connection holds one buffer and what the service keeps of it. Requests of the
-// lanes Storing and Deriving run on threads of their own, so that those of
-// Direct never wait for them; when too many wait, the answer is 503.
+// connection holds one buffer and what the service keeps of it. A connection stays
+// with one thread, which runs its requests of the lane Direct. Those of the other
+// lanes have threads of their own, so that Direct ones never wait for them; when
+// too many wait, the answer is 503.
 //
 // SIGHUP reads the certificate anew.
 class HttpServer {

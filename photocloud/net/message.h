@@ -42,7 +42,8 @@ struct Request {
 // Where a request is handled, so that what takes long keeps nobody waiting who
 // asks for something else.
 enum class Lane {
-  Direct,    // On the thread of the connection: reads.
+  Direct,    // On the thread of the connection: reads of records.
+  Reading,   // Reads an object from the disk, which may be slow and large.
   Storing,   // Waits for the disk and for other writers.
   Deriving,  // Takes a processor and 64 MiB for tens of milliseconds.
 };

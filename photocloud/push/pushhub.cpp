@@ -15,7 +15,7 @@ constexpr std::size_t kMostWaiting = 64;
 
 void PushStream::SetListener(std::function<void()> listener) {
   {
-    const std::lock_guard guard(streamLock);
+    const MutexLock guard(streamLock);
     onReady = std::move(listener);
   }
   Wake();
@@ -23,7 +23,7 @@ void PushStream::SetListener(std::function<void()> listener) {
 
 void PushStream::Add(const std::string& event) {
   {
-    const std::lock_guard guard(streamLock);
+    const MutexLock guard(streamLock);
     waiting.push_back(event);
     if (waiting.size() > kMostWaiting) waiting.pop_front();
   }
@@ -32,14 +32,14 @@ void PushStream::Add(const std::string& event) {
 
 void PushStream::End() {
   {
-    const std::lock_guard guard(streamLock);
+    const MutexLock guard(streamLock);
     ended = true;
   }
   Wake();
 }
 
 std::string PushStream::Take() {
-  const std::lock_guard guard(streamLock);
+  const MutexLock guard(streamLock);
   std::string text;
   for (const std::string& event : waiting) text += event;
   waiting.clear();
@@ -47,14 +47,14 @@ std::string PushStream::Take() {
 }
 
 bool PushStream::HasEnded() const {
-  const std::lock_guard guard(streamLock);
+  const MutexLock guard(streamLock);
   return ended;
 }
 
 void PushStream::Wake() {
   std::function<void()> listener;
   {
-    const std::lock_guard guard(streamLock);
+    const MutexLock guard(streamLock);
     listener = onReady;
   }
   if (listener) listener();
@@ -64,7 +64,7 @@ std::shared_ptr<PushStream> PushHub::Subscribe(std::int64_t account, const std::
                                                std::int64_t session) {
   auto stream = std::make_shared<PushStream>();
   stream->Add(": listening\n\n");
-  const std::lock_guard guard(hubLock);
+  const MutexLock guard(hubLock);
   if (closed) stream->End();
   subscribers[account].push_back({device, session, stream});
   return stream;
@@ -78,7 +78,7 @@ void PushHub::Publish(std::int64_t account, const std::string& exceptDevice, con
   const std::string event = "data: " + WriteJson(message) + "\n\n";
   std::vector<std::shared_ptr<PushStream>> targets;
   {
-    const std::lock_guard guard(hubLock);
+    const MutexLock guard(hubLock);
     auto& list = subscribers[account];
     std::erase_if(list, [](const Subscriber& entry) { return entry.stream.expired(); });
     for (const Subscriber& entry : list) {
@@ -91,7 +91,7 @@ void PushHub::Publish(std::int64_t account, const std::string& exceptDevice, con
 
 std::vector<std::pair<std::int64_t, std::shared_ptr<PushStream>>> PushHub::All() {
   std::vector<std::pair<std::int64_t, std::shared_ptr<PushStream>>> all;
-  const std::lock_guard guard(hubLock);
+  const MutexLock guard(hubLock);
   for (auto& [account, list] : subscribers) {
     for (const Subscriber& entry : list) {
       if (auto stream = entry.stream.lock()) all.emplace_back(entry.session, std::move(stream));
@@ -108,14 +108,14 @@ void PushHub::EndUnless(const std::function<bool(std::int64_t session)>& holds) 
 
 void PushHub::Close() {
   {
-    const std::lock_guard guard(hubLock);
+    const MutexLock guard(hubLock);
     closed = true;
   }
   for (const auto& [session, stream] : All()) stream->End();
 }
 
 std::size_t PushHub::Count() {
-  const std::lock_guard guard(hubLock);
+  const MutexLock guard(hubLock);
   std::size_t count = 0;
   for (const auto& [account, list] : subscribers) {
     count += static_cast<std::size_t>(std::count_if(

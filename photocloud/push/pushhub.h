@@ -5,9 +5,10 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
+
+#include "photocloud/base/mutex.h"
 
 namespace photocloud {
 
@@ -30,11 +31,10 @@ class PushStream {
  private:
   void Wake();
 
-  mutable std::mutex streamLock;
-  // Guarded by streamLock.
-  std::function<void()> onReady;
-  std::deque<std::string> waiting;
-  bool ended = false;
+  mutable Mutex streamLock;
+  std::function<void()> onReady GUARDED_BY(streamLock);
+  std::deque<std::string> waiting GUARDED_BY(streamLock);
+  bool ended GUARDED_BY(streamLock) = false;
 };
 
 // Carries messages to the devices of an account that are listening now. A
@@ -66,10 +66,9 @@ class PushHub {
 
   std::vector<std::pair<std::int64_t, std::shared_ptr<PushStream>>> All();
 
-  std::mutex hubLock;
-  // Guarded by hubLock.
-  std::map<std::int64_t, std::vector<Subscriber>> subscribers;
-  bool closed = false;
+  Mutex hubLock;
+  std::map<std::int64_t, std::vector<Subscriber>> subscribers GUARDED_BY(hubLock);
+  bool closed GUARDED_BY(hubLock) = false;
 };
 
 }  // namespace photocloud

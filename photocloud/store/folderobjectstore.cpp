@@ -7,6 +7,7 @@
 
 #include "photocloud/base/log.h"
 #include "photocloud/base/text.h"
+#include "photocloud/store/disk.h"
 
 namespace photocloud {
 namespace {
@@ -53,17 +54,15 @@ fs::path PathIn(const fs::path& folder, std::int64_t account, const std::string&
   return folder / std::to_string(account) / sha256.substr(0, 2) / sha256;
 }
 
-// A new name is safe only when the folder that holds it is flushed too.
-bool SyncFolder(const fs::path& folder) { return FileHandle(folder, O_RDONLY | O_DIRECTORY).Sync(); }
-
-// Makes the folder and flushes every parent that got a new entry.
+// Makes the folder and flushes every parent that got a new entry: a new name is safe
+// only when the folder that holds it is flushed too.
 bool MakeFolder(const fs::path& folder) {
   std::error_code error;
   if (fs::is_directory(folder, error)) return true;
   if (folder.has_parent_path() && !MakeFolder(folder.parent_path())) return false;
   fs::create_directory(folder, error);
   if (error) return false;
-  return !folder.has_parent_path() || SyncFolder(folder.parent_path());
+  return !folder.has_parent_path() || SyncPath(folder.parent_path());
 }
 
 constexpr const char* kIncoming = "incoming";
@@ -89,12 +88,12 @@ class FileWriter : public ObjectWriter {
            Note(MakeFolder(path.parent_path()) && file.Sync() && ::rename(part.c_str(), path.c_str()) == 0);
     // A new name that may not last is as bad as none; the file is left to the
     // next writer of these bytes.
-    if (kept && Note(SyncFolder(path.parent_path()))) return true;
+    if (kept && Note(SyncPath(path.parent_path()))) return true;
     Log(LogLevel::Error, "object not stored", {{"object", sha256}, {"account", std::to_string(account)}});
     return false;
   }
 
-  bool IsFull() const override { return fullness == ENOSPC || fullness == EDQUOT; }
+  bool IsFull() const override { return MeansNoRoom(fullness); }
 
  private:
   bool Note(bool done) {

@@ -115,6 +115,8 @@ class MetadataStore {
   virtual std::optional<MediaRecord> FindMedia(std::int64_t account, const std::string& id) = 0;
   virtual void PutMedia(std::int64_t account, const MediaRecord& media) = 0;
   virtual void RemoveMedia(std::int64_t account, const std::string& id) = 0;
+  // Visible ones, with what lists show: without their device, when they were touched,
+  // and the versions in which they were made and lost.
   virtual std::vector<MediaRecord> ListMedia(std::int64_t account, const MediaFilter& filter,
                                              const std::optional<ListPosition>& after, int limit) = 0;
   virtual std::vector<MediaRecord> ListChanges(std::int64_t account, std::int64_t afterVersion,

@@ -1,5 +1,9 @@
 #include "photocloud/store/sqlitestatement.h"
 
+#include <cerrno>
+
+#include "photocloud/store/disk.h"
+
 namespace photocloud {
 
 SqliteStatement::~SqliteStatement() {
@@ -40,10 +44,14 @@ void SqliteStatement::Check(int result) const {
 }
 
 StoreFailure SqliteFailure(sqlite3* connection, const std::string& what) {
+  const int reason = errno;
   StoreFailure::Kind kind = StoreFailure::Kind::Broken;
   const int code = sqlite3_errcode(connection) & 0xFF;
   if (code == SQLITE_BUSY || code == SQLITE_LOCKED) kind = StoreFailure::Kind::Busy;
-  if (code == SQLITE_FULL) kind = StoreFailure::Kind::Full;
+  // The library itself knows one of the reasons only, and keeps none of a commit's
+  // writes; the call that failed was its last one.
+  const bool isRefused = sqlite3_extended_errcode(connection) == SQLITE_IOERR_WRITE && MeansNoRoom(reason);
+  if (code == SQLITE_FULL || isRefused) kind = StoreFailure::Kind::Full;
   return StoreFailure(std::string(sqlite3_errmsg(connection)) + " in " + what, kind);
 }
 

@@ -3,24 +3,15 @@
 #include <sqlite3.h>
 
 #include <atomic>
-#include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <filesystem>
-#include <memory>
-#include <mutex>
-#include <string_view>
-#include <thread>
-#include <unordered_map>
 
+#include "photocloud/base/mutex.h"
 #include "photocloud/store/metadatastore.h"
+#include "photocloud/store/sqliteconnections.h"
 #include "photocloud/store/sqlitestatement.h"
 
 namespace photocloud {
-
-// Takes what a killed process left in the log of a database over into the
-// database, and removes the log. No process may have the file open.
-void SettleLog(const std::filesystem::path& file);
 
 // A command beside a running server waits this long for its turn to write, and a
 // request to a server so long: then it is answered that the service is busy.
@@ -31,8 +22,8 @@ constexpr int kRequestMs = 3000;
 //
 // Write-ahead log, flushed by Flush and not at each commit: a flush takes
 // thousands of times as long as a commit, and those of several threads become
-// one. One connection writes, used by one thread at a time under `storeLock`;
-// Atomically keeps that lock while it runs, and what its thread reads meanwhile
+// one. One connection writes, used by one thread at a time; Atomically
+// keeps its place while it runs, and what its thread reads meanwhile
 // it reads there. All other reads have connections of their own and wait for no
 // writer. Other processes, such as the account commands beside a running server,
 // wait for their turn to write.
@@ -127,69 +118,8 @@ class SqliteStore : public MetadataStore {
   std::vector<std::string> ListMediaOfObject(std::int64_t account, const std::string& sha256) override;
 
  private:
-  // A connection with the statements that it has prepared. Used by one thread at
-  // a time.
-  struct Connection {
-    explicit Connection(sqlite3* opened) : handle(opened) {}
-    ~Connection();
-    Connection(const Connection&) = delete;
-    Connection& operator=(const Connection&) = delete;
-
-    void Execute(const char* sql) const;
-    sqlite3_stmt* Prepare(const char* sql);
-
-    sqlite3* const handle;
-    std::unordered_map<const char*, sqlite3_stmt*> prepared;
-  };
-
-  // The place of the one writer, which its thread may take again. A recursive timed
-  // mutex, but one that the thread sanitizer follows.
-  class Place {
-   public:
-    // False when it was not free in that time.
-    bool Take(std::chrono::milliseconds longest);
-    void Leave();
-
-   private:
-    std::mutex lock;
-    std::condition_variable becameFree;
-    std::thread::id holder;
-    int depth = 0;
-  };
-
-  // Keeps the writer's place for one thread. Throws when that takes too long.
-  class Guard {
-   public:
-    explicit Guard(SqliteStore& owner);
-    ~Guard();
-    Guard(const Guard&) = delete;
-    Guard& operator=(const Guard&) = delete;
-
-   private:
-    SqliteStore& store;
-  };
-
-  // The connection that this thread reads on: the writing one inside
-  // Atomically, else one that it borrows.
-  class Reader {
-   public:
-    explicit Reader(SqliteStore& owner);
-    ~Reader();
-    Reader(const Reader&) = delete;
-    Reader& operator=(const Reader&) = delete;
-
-    Connection& Get() { return borrowed ? *borrowed : *store.writer; }
-
-   private:
-    SqliteStore& store;
-    std::unique_ptr<Connection> borrowed;
-  };
-
-  void Execute(const char* sql) { writer->Execute(sql); }
-  void LeaveLevel();
-  void MakeTables();
-  std::int64_t LayoutVersion();
-  std::unique_ptr<Connection> OpenReader() const;
+  using Guard = SqliteConnections::Guard;
+  using Reader = SqliteConnections::Reader;
 
   // Runs a statement without rows; returns the count of changed rows.
   template <typename... Values>
@@ -204,21 +134,10 @@ class SqliteStore : public MetadataStore {
 
   const std::filesystem::path file;
   const std::filesystem::path logFile;
-  const int busyMs;
   std::atomic<std::uint64_t> commits{0};  // since the file was opened
-  std::mutex flushLock;
-  std::uint64_t flushed = 0;  // How many of `commits` are on the disk; guarded by flushLock.
-
-  Place storeLock;
-  // The thread inside Atomically; written under storeLock.
-  std::atomic<std::thread::id> writingThread{};
-
-  // Guarded by storeLock.
-  std::unique_ptr<Connection> writer;
-  int depth = 0;  // Of nested calls of Atomically.
-
-  std::mutex readersLock;
-  std::vector<std::unique_ptr<Connection>> readers;  // Idle ones; guarded by readersLock.
+  Mutex flushLock;
+  std::uint64_t flushed GUARDED_BY(flushLock) = 0;  // How many of `commits` are on the disk.
+  SqliteConnections connections;
 };
 
 }  // namespace photocloud

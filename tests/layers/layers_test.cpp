@@ -37,19 +37,22 @@ const std::map<std::string, std::set<std::string>> kMayInclude{
      {"common/platform", "common/toolkit", "common/duilib_business", "resources", "host", "utils", "model/records",
       "store", "model", "ui/view", "cloud", "transfer", "sync"}},
     {"module",
-     {"common/platform", "common/toolkit", "resources", "host", "utils", "model/records", "store", "model", "cloud",
-      "transfer", "sync", "ui", "ui/view"}},
+     {"common/platform", "resources", "host", "utils", "model/records", "store", "model", "ui/view", "cloud",
+      "transfer", "sync"}},
+    {"plugin",
+     {"common/platform", "common/toolkit", "resources", "host", "utils", "model/records", "store", "model", "ui/view",
+      "cloud", "transfer", "sync", "ui", "module"}},
     {"cli",
      {"common/platform", "resources", "host", "utils", "model/records", "store", "model", "cloud", "transfer",
       "sync", "module"}},
     {"desktop",
-     {"common/platform", "common/toolkit", "resources", "host", "utils", "model/records", "store", "model", "cloud",
-      "transfer", "sync", "module", "cli"}},
+     {"common/platform", "common/toolkit", "common/duilib_business", "resources", "host", "utils", "model/records",
+      "store", "model", "ui/view", "cloud", "transfer", "sync", "ui", "module", "cli"}},
     {"photocloud", {}},
 };
 
 // Folders in which Qt may be seen.
-const std::set<std::string> kMayUseQt{"common/toolkit", "common/duilib_business", "ui", "desktop"};
+const std::set<std::string> kMayUseQt{"common/toolkit", "common/duilib_business", "ui", "plugin", "desktop"};
 
 bool StartsWith(const std::string& text, const std::string& start) {
   return text.compare(0, start.size(), start) == 0;

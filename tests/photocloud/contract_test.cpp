@@ -5,6 +5,7 @@
 #include <set>
 
 #include "photocloud/api/handlers.h"
+#include "photocloud/api/limits.h"
 #include "testcloud.h"
 
 namespace photocloud::testing {
@@ -63,6 +64,50 @@ TEST(Contract, ErrorCodesAreTheDescribedOnes) {
     known[std::string(info.code)] = info.status;
   }
   EXPECT_EQ(known, described);
+}
+
+// "where name" of each limit that the file gives: maxLength and maximum, and "at most
+// so many KiB" in descriptions. `where` is the path or the component above it.
+std::map<std::string, std::int64_t> DescribedLimits() {
+  static const std::regex holderLine("^(?:  (/[^:]*)|    (?!(?:get|post|put|patch|delete):)(\\w+)):.*");
+  static const std::regex limit("(?:(\\w+): \\{|^) [^{}]*(?:maxLength|maximum): (\\d+)");
+  static const std::regex kibibytes("(?:(\\w+): \\{)?[^{}]*\\b[aA]t most (\\d+) KiB");
+  std::map<std::string, std::int64_t> limits;
+  std::string holder;
+  for (const std::string& line : Lines()) {
+    std::smatch match;
+    if (std::regex_match(line, match, holderLine)) holder = match[1].matched ? match[1] : match[2];
+    if (std::regex_search(line, match, limit)) limits[holder + ' ' + match[1].str()] = std::stoll(match[2]);
+    if (std::regex_search(line, match, kibibytes))
+      limits[holder + ' ' + match[1].str()] = std::stoll(match[2]) << 10;
+  }
+  return limits;
+}
+
+TEST(Contract, LimitsAreTheDescribedOnes) {
+  const std::map<std::string, std::int64_t> known = {{"/cloudPhoto/v1/auth/login userName", kLongestUserName},
+                                                     {"/cloudPhoto/v1/auth/login deviceId", kLongestDevice},
+                                                     {"device schema", kLongestDevice},
+                                                     {"/cloudPhoto/v1/auth/password keys", kLongestKeys},
+                                                     {"/cloudPhoto/v1/keys ", kLongestKeys},
+                                                     {"pageSize schema", kMaxPageSize},
+                                                     {"Album id", kLongestAlbumId},
+                                                     {"Album albumName", kLongestAlbumName},
+                                                     {"Album type", kLongestAlbumType},
+                                                     {"Album localPath", kLongestAlbumPath},
+                                                     {"Album properties", kLongestAlbumProperties},
+                                                     {"Media ", kLongestMediaFields},
+                                                     {"Media albumId", kLongestAlbumId},
+                                                     {"Media fileName", kLongestMediaText},
+                                                     {"Media mimeType", kLongestMediaText},
+                                                     {"Media hashId", kLongestMediaText},
+                                                     {"Media source", kLongestMediaText},
+                                                     {"Media description", kLongestMediaText},
+                                                     {"Attachment ", kLongestAssetFields},
+                                                     {"Resource hash", kLongestHash},
+                                                     // Of 64 hexadecimal digits, not more and not less.
+                                                     {"Resource sha256", 64}};
+  EXPECT_EQ(known, DescribedLimits());
 }
 
 // Clients look at the last four digits only.

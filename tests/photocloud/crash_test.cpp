@@ -2,7 +2,11 @@
 
 #include <signal.h>
 
+#include <algorithm>
+#include <atomic>
+#include <latch>
 #include <set>
+#include <thread>
 
 #include "photocloud/base/digest.h"
 #include "photocloud/base/json.h"
@@ -98,6 +102,66 @@ TEST_F(CrashTest, AnsweredObjectsAreKept) {
     Crash();
     EXPECT_EQ(http->Call("GET", TargetOf(target["downloadUrl"]["url"].asString())).body, bytes);
     EXPECT_EQ(Call("POST", path, WriteJson(body)).json["resource"]["objects"][i]["state"], 1);
+  }
+}
+
+struct SentObject {
+  std::string bytes;
+  std::string upload;
+  std::string download;
+  bool isAnswered = false;
+};
+
+// Many objects that end together share their flush; the server is killed among them.
+TEST_F(CrashTest, ObjectsAnsweredTogetherAreKept) {
+  constexpr std::size_t kSenders = 8, kEach = 12;
+  std::vector<SentObject> sent(kSenders * kEach);
+  for (std::size_t i = 0; i < sent.size(); ++i) {
+    const std::string name = "object " + std::to_string(i);
+    const HttpReply made =
+        Call("POST", "/cloudPhoto/v1/media?mode=temp", WriteJson(UploadBody(name + ".jpg", name, "s", "l")));
+    ASSERT_EQ(made.status, 200) << made.body;
+    const Json::Value& asset = made.json["attachments"][0]["asset"];
+    const Json::Value& object = asset["resource"]["objects"][0];
+    sent[i].bytes = Sealed(name, static_cast<std::size_t>(object["length"].asInt()));
+    Json::Value body(Json::objectValue);
+    body["resource"]["objects"][0]["objectId"] = object["id"];
+    body["resource"]["objects"][0]["md5"] = Md5Hex(sent[i].bytes);
+    body["resource"]["objects"][0]["sha256"] = Sha256Hex(sent[i].bytes);
+    const HttpReply announced =
+        Call("POST",
+             "/cloudPhoto/v1/media/" + made.json["id"].asString() + "/assets/" + asset["id"].asString() +
+                 "/revisions/" + asset["versionId"].asString(),
+             WriteJson(body));
+    ASSERT_EQ(announced.status, 200) << announced.body;
+    const Json::Value& target = announced.json["resource"]["objects"][0];
+    sent[i].upload = TargetOf(target["uploadUrl"]["url"].asString());
+    sent[i].download = TargetOf(target["downloadUrl"]["url"].asString());
+  }
+
+  std::latch halfSent(kSenders * kEach / 2);
+  std::atomic<std::size_t> ended{0};
+  std::vector<std::thread> senders;
+  for (std::size_t sender = 0; sender < kSenders; ++sender) {
+    senders.emplace_back([&, sender] {
+      HttpConnection connection(server->Port());
+      for (std::size_t i = sender * kEach; i < (sender + 1) * kEach; ++i) {
+        sent[i].isAnswered = connection.Call("PUT", sent[i].upload, sent[i].bytes).status == 200;
+        if (++ended <= sent.size() / 2) halfSent.count_down();
+      }
+    });
+  }
+  halfSent.wait();
+  server->Signal(SIGKILL);
+  for (std::thread& sender : senders) sender.join();
+  EXPECT_EQ(server->Wait(), -SIGKILL);
+  Start();
+  EXPECT_GE(
+      std::count_if(sent.begin(), sent.end(), [](const SentObject& object) { return object.isAnswered; }),
+      std::ptrdiff_t{kSenders * kEach / 2});
+  for (const SentObject& object : sent) {
+    if (!object.isAnswered) continue;
+    EXPECT_EQ(http->Call("GET", object.download).body, object.bytes);
   }
 }
 

@@ -216,5 +216,20 @@ TEST_F(CloudTest, BadListQueriesAreRefused) {
   }
 }
 
+TEST_F(CloudTest, FieldThatIsSetAndTakenAwayLeavesTheRecordAsItWas) {
+  const std::string id = cloud.MakeMedia(anna, "a.jpg");
+  const std::string before = cloud.store.FindMedia(1, id)->fields;
+  const std::string path = "/cloudPhoto/v1/media/" + id;
+  const Json::Value changed =
+      cloud.Call(anna, "PATCH", path, Json(R"({"description":"caf\u00e9, \"x\"","favorite":true})")).json;
+  EXPECT_EQ(changed["description"], "caf\u00e9, \"x\"");
+  EXPECT_EQ(changed["favorite"], true);
+  const std::string version = cloud.Version(anna);
+  cloud.Call(anna, "PATCH", path, Json(R"({"favorite":true})"));
+  EXPECT_EQ(cloud.Version(anna), version);
+  cloud.Call(anna, "PATCH", path, Json(R"({"description":null,"favorite":false})"));
+  EXPECT_EQ(cloud.store.FindMedia(1, id)->fields, before);
+}
+
 }  // namespace
 }  // namespace photocloud::testing

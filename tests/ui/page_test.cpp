@@ -1,7 +1,9 @@
 // The page with real input: what it shows, and what mouse and keys do.
 
+#include "common/toolkit/edit.h"
 #include "common/toolkit/resourcequeue.h"
 #include "pagetest.h"
+#include "utils/messages.h"
 
 namespace {
 
@@ -89,6 +91,199 @@ TEST_F(PageTest, EmptyGalleryInvitesToUpload) {
   EXPECT_EQ(Text("empty_title"), QStringLiteral("No pictures yet"));
   EXPECT_TRUE(IsShown("empty_upload"));
   EXPECT_FALSE(IsEnabled("slider_pic"));
+}
+
+TEST_F(PageTest, ZoomChangesTheColumns) {
+  AddDay(0, 30);
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  const auto columns = [this] { return helper.CurrentView().layout->cols; };
+  EXPECT_EQ(columns(), 6);
+  QTest::mouseClick(page->FindControl(QStringLiteral("btn_narrow"))->Widget(), Qt::LeftButton);
+  ASSERT_TRUE(Until([&] { return columns() == 10; }));
+  Settle();
+  EXPECT_EQ(List().Body()->Rows()[1]->Columns(), 10);
+  QTest::mouseClick(page->FindControl(QStringLiteral("btn_expansion"))->Widget(), Qt::LeftButton);
+  ASSERT_TRUE(Until([&] { return columns() == 4; }));
+  const QPoint middle = List().rect().center();
+  QWheelEvent wheel(middle, List().mapToGlobal(middle), {}, {0, -120}, Qt::NoButton, Qt::ControlModifier,
+                    Qt::NoScrollPhase, false);
+  QApplication::sendEvent(&List(), &wheel);
+  ASSERT_TRUE(Until([&] { return columns() == 6; }));
+}
+
+TEST_F(PageTest, KeyboardWalksThroughThePictures) {
+  const auto today = AddDay(0, 8);
+  const auto before = AddDay(1, 3);
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  List().setFocus();
+  QTest::keyClick(&List(), Qt::Key_Right);
+  EXPECT_EQ(Page::FocusFile(), today[0]);
+  QTest::keyClick(&List(), Qt::Key_Right);
+  EXPECT_EQ(Page::FocusFile(), today[1]);
+  QTest::keyClick(&List(), Qt::Key_Down);
+  EXPECT_EQ(Page::FocusFile(), today[7]);  // The row below holds two.
+  QTest::keyClick(&List(), Qt::Key_Down);
+  EXPECT_EQ(Page::FocusFile(), before[1]);  // Over the header of the next day.
+  QTest::keyClick(&List(), Qt::Key_Up);
+  EXPECT_EQ(Page::FocusFile(), today[7]);
+  QTest::keyClick(&List(), Qt::Key_Space);
+  EXPECT_EQ(Selected(), (std::set{today[7]}));
+  EXPECT_TRUE(IsEnabled("btn_delete"));
+  EXPECT_NE(Cell(today[7])->AccessibleText().indexOf(QStringLiteral("selected")), -1);
+}
+
+TEST_F(PageTest, TypedDigitsGoToADate) {
+  for (int month = 0; month < 30; ++month) AddDay(month * 30, 9);
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  List().setFocus();
+  QTest::keyClicks(&List(), QStringLiteral("2022"));
+  Settle();
+  const auto* header = dynamic_cast<CTimeAlbumRow*>(List().Body()->Rows()[0]);
+  ASSERT_NE(header, nullptr);
+  std::int64_t seen = header->IsHeader() ? header->Date() : header->Date() / 1000;
+  EXPECT_LT(seen, 1'672'531'200);                  // date -u -d 2023-01-01 +%s
+  EXPECT_GT(seen, 1'672'531'200 - 32 * kDay);  // The newest of that year.
+}
+
+TEST_F(PageTest, DateOfAHeaderIsChosenAndReleased) {
+  AddDay(0, 4);
+  const auto before = AddDay(1, 3);
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  auto* header = dynamic_cast<CTimeAlbumRow*>(List().Body()->Rows()[2]);
+  ASSERT_TRUE(header && header->IsHeader());
+  QTest::mouseMove(header, {40, 20});
+  Settle();
+  ASSERT_TRUE(header->ChooseLabel()->isVisible());
+  EXPECT_EQ(header->ChooseLabel()->GetText(), QStringLiteral("Select"));
+  QTest::mouseClick(header->ChooseLabel(), Qt::LeftButton);
+  Settle();
+  EXPECT_EQ(Selected(), (std::set<FilePtr>(before.begin(), before.end())));
+  EXPECT_EQ(header->ChooseLabel()->GetText(), QStringLiteral("Cancel"));
+  QTest::mouseClick(header->ChooseLabel(), Qt::LeftButton);
+  Settle();
+  EXPECT_TRUE(Selected().empty());
+}
+
+TEST_F(PageTest, RubberBandChoosesWhatItTouches) {
+  const auto today = AddDay(0, 6);
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  const QPoint from(4, 52);
+  const auto at = [&](int index) { return Cell(today[static_cast<std::size_t>(index)])->mapTo(&List(), QPoint(60, 60)); };
+  QTest::mousePress(List().childAt(from), Qt::LeftButton, {}, List().childAt(from)->mapFrom(&List(), from));
+  QWidget* grabber = List().childAt(from);
+  QTest::mouseMove(grabber, grabber->mapFrom(&List(), at(0)));
+  QTest::mouseMove(grabber, grabber->mapFrom(&List(), at(2)));
+  Settle();
+  EXPECT_EQ(Selected(), (std::set{today[0], today[1], today[2]}));
+  QTest::mouseRelease(grabber, Qt::LeftButton, {}, grabber->mapFrom(&List(), at(2)));
+}
+
+TEST_F(PageTest, DeletedFilesGoToTheBinAndComeBackByUndo) {
+  const auto today = AddDay(0, 5);
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  Click(today[1]);
+  // The question is answered from inside its own event loop.
+  QTimer::singleShot(0, [] {
+    ASSERT_TRUE(QTest::qWaitFor([] { return QApplication::focusWidget() && QApplication::focusWidget()->objectName() == QStringLiteral("btn_ok"); }));
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
+  });
+  QTest::mouseClick(page->FindControl(QStringLiteral("btn_delete"))->Widget(), Qt::LeftButton);
+  ASSERT_TRUE(Until([&] { return today[1]->IsInBin(); }));
+  ASSERT_TRUE(Until([&] { return page->findChild<QPushButton*>(QStringLiteral("toast_action")) != nullptr; }));
+  Keep("toast");
+  QTest::mouseClick(page->findChild<QPushButton*>(QStringLiteral("toast_action")), Qt::LeftButton);
+  ASSERT_TRUE(Until([&] { return !today[1]->IsInBin(); }));
+}
+
+TEST_F(PageTest, BinTellsTheDaysThatAreLeft) {
+  const auto today = AddDay(0, 5);
+  clock.ms = platform::Clock::Get().Ticks() / 10'000;
+  ASSERT_EQ(gallery.RecycleFiles({today[0], today[2]}, false), 2u);
+  clock.ms = clock.ms + 26 * kDayMs + 60'000;
+  Open();
+  page->Panel()->SelectAlbum(kRecycleAlbumId);
+  ASSERT_TRUE(Until([&] { return IsShown("del_VirList"); }));
+  ASSERT_TRUE(UntilPictures());
+  Keep("bin");
+  auto* row = dynamic_cast<CDeleteAlbumRow*>(List().Body()->Rows()[0]);
+  ASSERT_NE(row, nullptr);
+  EXPECT_EQ(row->height(), 195);
+  EXPECT_EQ(row->DaysLabel(0)->GetText(), QStringLiteral("3 days left"));
+  EXPECT_TRUE(IsShown("btn_ReplyFiles"));
+  EXPECT_FALSE(IsShown("btn_download"));
+}
+
+TEST_F(PageTest, AlbumIsMadeRenamedAndOpened) {
+  AddDay(0, 3);
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  auto& panel = *page->Panel();
+  QTest::mouseClick(panel.FindControl(QStringLiteral("btn_add_photo"))->Widget(), Qt::LeftButton);
+  auto* edit = panel.Find<CEditUI>(QStringLiteral("edit_add"));
+  ASSERT_TRUE(edit && edit->isVisible());
+  QTest::keyClicks(edit, QStringLiteral("a/b"));
+  EXPECT_TRUE(edit->HasError());
+  edit->clear();
+  QTest::keyClicks(edit, QStringLiteral("Harbour"));
+  EXPECT_FALSE(edit->HasError());
+  QTest::keyClick(edit, Qt::Key_Return);
+  Settle();
+  const auto album = gallery.AlbumNameIsExist(L"Harbour");
+  ASSERT_NE(album, nullptr);
+  EXPECT_EQ(panel.SelectedId(), album->AlbumId.Get());
+  EXPECT_EQ(page->CurrentAlbum(), album);
+  EXPECT_EQ(Text("nor_text"), QStringLiteral("Harbour"));
+}
+
+TEST_F(PageTest, ThumbnailThatArrivesReachesItsCell) {
+  auto file = CloudFile("late", "default-album-1", (kToday + 10) * 1000);
+  Add({file});
+  Open();
+  Settle();
+  auto* cell = Cell(file);
+  ASSERT_NE(cell, nullptr);
+  EXPECT_TRUE(cell->ThumbPath().isEmpty());
+  WriteThumbnail(*file, {320, 240});
+  (void)file->TestThumbnailOnDisk();
+  Page::Post(WM_GALLERY_THUMB_READY, 0, reinterpret_cast<LPARAM>(file.get()));
+  ASSERT_TRUE(Until([&] { return !cell->ThumbPath().isEmpty(); }));
+  ASSERT_TRUE(UntilPictures());
+  // 1142 / 6 less the padding: 161 wide, 4 : 3, two pixels inside.
+  EXPECT_EQ(cell->HitRect().width(), cell->width() - 4);
+}
+
+TEST_F(PageTest, StatusLineFollowsTheSync) {
+  AddDay(0, 1);
+  Open();
+  page->OnSyncStatus(SyncStatus::UPLOAD, 3);
+  Settle();
+  EXPECT_EQ(Text("update_status"), QStringLiteral("Uploading 3 items"));
+  EXPECT_TRUE(IsShown("update_ring"));
+  page->OnSyncStatus(SyncStatus::SYNCERROR, 0);
+  Settle();
+  EXPECT_EQ(Text("update_status"), QStringLiteral("The gallery could not be updated"));
+  EXPECT_FALSE(IsShown("update_ring"));
+  page->OnSyncStatus(SyncStatus::IDLE, 0);
+  Settle();
+  EXPECT_EQ(Text("update_status"), QStringLiteral("Updated just now"));
+}
+
+TEST_F(PageTest, TallWindowHasNoEmptyLowerHalf) {
+  for (int day = 0; day < 60; ++day) AddDay(day, 1);
+  Open({900, 2400});
+  QTest::mouseClick(page->FindControl(QStringLiteral("btn_narrow"))->Widget(), Qt::LeftButton);
+  ASSERT_TRUE(Until([this] { return helper.CurrentView().layout->cols == 10; }));
+  Settle();
+  int bottom = 0;
+  for (const auto* row : List().Body()->Rows())
+    if (row->IsVisible()) bottom = std::max(bottom, row->geometry().bottom());
+  EXPECT_GE(bottom, List().Body()->height() - 1);
 }
 
 }  // namespace

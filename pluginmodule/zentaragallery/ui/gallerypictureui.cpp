@@ -36,11 +36,12 @@ CGalleryPictureUI::CGalleryPictureUI(CFileInfoCellBase& owner) : row(owner) {
 }
 
 CGalleryPictureUI::~CGalleryPictureUI() {
-  if (auto* manager = GetManager()) manager->RemovePreMessageFilter(this);
+  if (filtered) filtered->RemovePreMessageFilter(this);
 }
 
 void CGalleryPictureUI::DoInit() {
-  if (auto* manager = GetManager()) manager->AddPreMessageFilter(this);
+  filtered = GetManager();
+  if (filtered) filtered->AddPreMessageFilter(this);
 }
 
 // --- What it shows

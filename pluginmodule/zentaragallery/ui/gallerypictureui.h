@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QImage>
+#include <QPointer>
 #include <QString>
 
 #include "common/toolkit/paintmanager.h"
@@ -58,6 +59,7 @@ class CGalleryPictureUI : public CWidgetUI, public IMessageFilterUI {
   void Redraw();
 
   CFileInfoCellBase& row;
+  QPointer<CPaintManagerUI> filtered;  // a row that goes has left its window before
   GalleryFile::Ptr file;
   QString thumbPath;
   QRect hit;
