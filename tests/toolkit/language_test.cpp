@@ -4,10 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <QDateTime>
-#include <QDir>
+#include <QDirIterator>
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QMap>
+#include <QRegularExpression>
 #include <QSet>
 
 #include "common/toolkit/label.h"
@@ -107,34 +109,132 @@ TEST_F(Language, AChangeTurnsWindowsRoundAndChangesTheirWords) {
   EXPECT_EQ(window.FindControl("l")->GetText(), "Schließen");
 }
 
-QSet<QString> KeysOf(const QString& tag) {
+using Texts = QMap<QString, QString>;
+
+Texts TextsOf(const QString& tag) {
   QFile file(":/language/" + tag + ".json");
   EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << tag.toStdString();
-  const QJsonObject texts = QJsonDocument::fromJson(file.readAll()).object();
-  QSet<QString> keys;
-  for (const QString& key : texts.keys()) {
-    EXPECT_FALSE(texts[key].toString().isEmpty()) << key.toStdString();
-    // Plural forms differ by language.
-    QString plain = key;
-    for (const char* form : {"_ZERO", "_ONE", "_TWO", "_FEW", "_MANY", "_OTHER"}) {
-      if (plain.endsWith(form)) plain.chop(static_cast<int>(strlen(form)));
+  const QJsonObject read = QJsonDocument::fromJson(file.readAll()).object();
+  Texts texts;
+  for (auto text = read.begin(); text != read.end(); ++text) texts[text.key()] = text.value().toString();
+  return texts;
+}
+
+// A key as the program names it, without the plural form.
+QString NameOf(const QString& key) {
+  static const QRegularExpression form("_(ZERO|ONE|TWO|FEW|MANY|OTHER)$");
+  return QString(key).remove(form);
+}
+
+QSet<QString> NamesOf(const Texts& texts) {
+  QSet<QString> names;
+  for (const QString& key : texts.keys()) names.insert(NameOf(key));
+  return names;
+}
+
+QString EnglishOf(const Texts& english, const QString& key) {
+  return english.value(key, english.value(NameOf(key) + "_OTHER"));
+}
+
+QStringList PlaceholdersOf(const QString& text) {
+  static const QRegularExpression placeholder(R"(%(\d+\$)?[a-zA-Z])");
+  QStringList found;
+  for (const auto& match : placeholder.globalMatch(text)) found += match.captured();
+  found.sort();
+  return found;
+}
+
+std::string Sorted(const QSet<QString>& keys) {
+  QStringList sorted = keys.values();
+  sorted.sort();
+  return sorted.join(' ').toStdString();
+}
+
+TEST_F(Language, EveryLanguageHasEveryText) {
+  const QMap<QString, QStringList> forms = {{"en-GB", {"_ONE", "_OTHER"}},
+                                            {"zh-CN", {"_OTHER"}},
+                                            {"th-TH", {"_OTHER"}},
+                                            {"de-DE", {"_ONE", "_OTHER"}},
+                                            {"fr-FR", {"_ONE", "_MANY", "_OTHER"}},
+                                            {"es-ES", {"_ONE", "_MANY", "_OTHER"}},
+                                            {"ru-RU", {"_ONE", "_FEW", "_MANY", "_OTHER"}},
+                                            {"ar", {"_ZERO", "_ONE", "_TWO", "_FEW", "_MANY", "_OTHER"}}};
+  const Texts english = TextsOf("en-GB");
+  EXPECT_GT(english.size(), 250);
+  for (const QString& tag : CResourceManager::Languages()) {
+    QSet<QString> wanted;
+    for (const QString& name : NamesOf(english)) {
+      if (english.contains(name))
+        wanted.insert(name);
+      else
+        for (const QString& form : forms[tag]) wanted.insert(name + form);
     }
-    keys.insert(plain);
+    const QStringList keys = TextsOf(tag).keys();
+    const QSet<QString> has(keys.begin(), keys.end());
+    EXPECT_EQ(Sorted(QSet<QString>(wanted) - has), "") << "missing in " << tag.toStdString();
+    EXPECT_EQ(Sorted(QSet<QString>(has) - wanted), "") << "too many in " << tag.toStdString();
+  }
+}
+
+TEST_F(Language, PlaceholdersAreThoseOfEnglish) {
+  // Forms of a single number, which Arabic says with the noun itself.
+  static const QRegularExpression single("_(ZERO|ONE|TWO)$");
+  const Texts english = TextsOf("en-GB");
+  for (const QString& tag : CResourceManager::Languages()) {
+    const Texts texts = TextsOf(tag);
+    for (auto text = texts.begin(); text != texts.end(); ++text) {
+      EXPECT_FALSE(text->trimmed().isEmpty()) << tag.toStdString() << ' ' << text.key().toStdString();
+      QStringList wanted = PlaceholdersOf(EnglishOf(english, text.key())), has = PlaceholdersOf(*text);
+      if (tag == "ar" && text.key().contains(single)) {
+        for (QStringList* list : {&wanted, &has})
+          list->removeIf([](const QString& one) { return one.endsWith('d'); });
+      }
+      EXPECT_EQ(has.join(' ').toStdString(), wanted.join(' ').toStdString())
+          << tag.toStdString() << ' ' << text.key().toStdString();
+    }
+  }
+}
+
+// The keys that the program names, with the file that names them.
+QMap<QString, QString> KeysInSources() {
+  static const QRegularExpression key("IDS_[A-Za-z0-9_]+");
+  QMap<QString, QString> keys;
+  for (const char* folder :
+       {"/pluginmodule/zentaragallery", "/desktop", "/host", "/cli", "/common/toolkit", "/resources/skin"}) {
+    QDirIterator files(QString(SOURCE_ROOT) + folder, {"*.cpp", "*.h", "*.xml"}, QDir::Files,
+                       QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+      QFile file(files.next());
+      EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << file.fileName().toStdString();
+      for (const auto& match : key.globalMatch(QString::fromUtf8(file.readAll())))
+        keys[match.captured()] = file.fileName();
+    }
   }
   return keys;
 }
 
-TEST_F(Language, EveryLanguageHasTheTextsOfTheToolkitAndNoneThatEnglishLacks) {
-  const QSet<QString> english = KeysOf("en-GB");
-  QSet<QString> toolkit;
-  for (const QString& key : english) {
-    if (key.startsWith("IDS_TOOLKIT_")) toolkit.insert(key);
-  }
-  EXPECT_GT(toolkit.size(), 10);
-  for (const QString& tag : CResourceManager::Languages()) {
-    const QSet<QString> keys = KeysOf(tag);
-    EXPECT_EQ((QSet<QString>(toolkit) - keys).values().join(' ').toStdString(), "") << tag.toStdString();
-    EXPECT_EQ((QSet<QString>(keys) - english).values().join(' ').toStdString(), "") << tag.toStdString();
+TEST_F(Language, EveryKeyOfTheProgramHasWords) {
+  // Keys that are put together: the start that stands in the source, and its ends.
+  const QMap<QString, QStringList> parts = {
+      {"IDS_GALLERY_EMPTY_",
+       {"PICTURES", "PICTURES_TITLE", "ALBUM", "ALBUM_TITLE", "FAVORITE", "FAVORITE_TITLE", "BIN",
+        "BIN_TITLE"}},
+      {"IDS_GALLERY_",
+       {"HARDCLREAN_WNDTITLE", "HARDCLREAN_WNDCONTENT", "DELETEALBUM_WNDTITLE", "DELETEALBUM_WNDCONTENT",
+        "HARDDELETEONE_WNDTITLE", "HARDDELETEONE_WNDCONTENT", "HARDDELETEMULTIPLE_WNDTITLE",
+        "HARDDELETEMULTIPLE_WNDCONTENT", "DELETEONE_WNDTITLE", "DELETEONE_WNDCONTENT",
+        "DELETEMULTIPLE_WNDTITLE", "DELETEMULTIPLE_WNDCONTENT"}},
+      {"IDS_TRANSFERS_", {"PAUSE_ALL", "RETRY_ALL", "CLEAR_ALL", "RESUME_ALL"}},
+      {"IDS_TRANSFER_ERROR_", {"0",  "2",  "3",  "4",  "5",  "6",  "7",  "13", "15", "16",
+                               "17", "19", "21", "22", "23", "24", "25", "37", "38", "40"}}};
+  const QSet<QString> names = NamesOf(TextsOf("en-GB"));
+  const QMap<QString, QString> keys = KeysInSources();
+  EXPECT_GT(keys.size(), 150);
+  for (auto key = keys.begin(); key != keys.end(); ++key) {
+    for (const QString& end : parts.value(key.key(), {QString()})) {
+      EXPECT_TRUE(names.contains(key.key() + end))
+          << (key.key() + end).toStdString() << " of " << key->toStdString();
+    }
   }
 }
 
