@@ -177,7 +177,11 @@ QString TransfersPage::StateText(const TransferTask& task) const {
     }
     case TaskStatus::Failed: {
       const auto error = task.LastErr();
-      return CResourceManager::GetText(QStringLiteral("IDS_TRANSFER_ERROR_%1").arg(static_cast<int>(error.code)));
+      // Content that came, and was not what was announced, could not be read.
+      const bool unreadable = error.code == TransferErrorInterface::kService &&
+                              error.outage != TransferErrorInterface::Outage::Yes;
+      const int told = unreadable ? TransferErrorInterface::kNoUrl : error.code;
+      return CResourceManager::GetText(QStringLiteral("IDS_TRANSFER_ERROR_%1").arg(told));
     }
     case TaskStatus::PausedByUser:
     case TaskStatus::PausedBySystem:

@@ -176,6 +176,7 @@ TEST_F(PageTest, RubberBandChoosesWhatItTouches) {
   const auto at = [&](int index) { return Cell(today[static_cast<std::size_t>(index)])->mapTo(&List(), QPoint(60, 60)); };
   QTest::mousePress(List().childAt(from), Qt::LeftButton, {}, List().childAt(from)->mapFrom(&List(), from));
   QWidget* grabber = List().childAt(from);
+  Settle();
   QTest::mouseMove(grabber, grabber->mapFrom(&List(), at(0)));
   QTest::mouseMove(grabber, grabber->mapFrom(&List(), at(2)));
   Settle();

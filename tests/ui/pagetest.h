@@ -75,6 +75,8 @@ class PageTest : public GalleryTest {
                              {84, 0, size.width() - 84, size.height()}));
     frame->show();
     page->show();
+    frame->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(frame.get()));
     Settle();
   }
   // Until layout, thumbnails and messages have come to rest.

@@ -91,12 +91,14 @@ QString ZentaraGallery::StorageFullText(std::int64_t number) const {
   if (language == QStringLiteral("zh-CN"))
     return Page::Fill(CResourceManager::GetText(QStringLiteral("IDS_GALLERT_SyncNotSpace_Overseas")),
                       {CResourceManager::FormatNumber(number)});
-  QString text = CResourceManager::GetPluralText(QStringLiteral("IDS_GALLERT_SyncNotSpace"), number);
-  text.replace(QStringLiteral("%1$d"), CResourceManager::FormatNumber(number));
-  if (language == QStringLiteral("th-TH")) return text.section(QStringLiteral("%2$s"), 0, 0).trimmed();
+  // The cut comes before the number, whose groups of digits may have points of their own.
+  QString text = CResourceManager::GetText(QStringLiteral("IDS_GALLERT_SyncNotSpace") +
+                                           CResourceManager::PluralSuffix(number));
   qsizetype end = text.indexOf(u'.');
   end = end < 0 ? end : text.indexOf(u'.', end + 1);
-  return end < 0 ? text.section(QStringLiteral("%2$s"), 0, 0).trimmed() : text.left(end + 1);
+  text = end < 0 || language == QStringLiteral("th-TH") ? text.section(QStringLiteral("%2$s"), 0, 0).trimmed()
+                                                        : text.left(end + 1);
+  return text.replace(QStringLiteral("%1$d"), CResourceManager::FormatNumber(number));
 }
 
 // Whether the cloud has switched the account off, or holds less than is here.

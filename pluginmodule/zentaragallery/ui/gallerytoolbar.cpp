@@ -151,6 +151,7 @@ void ZentaraGallery::Notify(TNotifyUI& message) {
   if (message.sType == QStringLiteral("click")) return OnClick(message);
   if (message.sType == QStringLiteral("valuechanged") && message.pSender == slider)
     return OnSliderValueChange(static_cast<int>(message.wParam));
+  if (message.sType == QStringLiteral("zoom")) return OnZoomWheel(message.wParam != 0);
   if (message.sType == QStringLiteral("menu")) return OnMenu(message);
   if (message.sType == QStringLiteral("menuclick")) return OnMenuClick(message.sDetail);
   if (message.sType == QStringLiteral("link"))

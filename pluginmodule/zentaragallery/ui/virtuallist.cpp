@@ -180,8 +180,11 @@ void CGalleryVListUI::DoEvent(TEventUI& event) {
       break;
     }
     case EventType::Wheel:
-      if (event.modifiers & Qt::ControlModifier) break;  // Zoom, of the window.
-      OnWheel(event);
+      if (event.modifiers & Qt::ControlModifier) {
+        Notify(QStringLiteral("zoom"), event.wheelDelta > 0 ? 1 : 0);
+      } else {
+        OnWheel(event);
+      }
       event.handled = true;
       break;
     case EventType::KeyDown:

@@ -5,7 +5,6 @@
 #include <QGuiApplication>
 #include <QMimeData>
 #include <QUrl>
-#include <QWheelEvent>
 
 #include "common/platform/text.h"
 #include "common/toolkit/resourcemanager.h"
@@ -356,11 +355,8 @@ void ZentaraGallery::OnSliderValueChange(int value) {
   LogInfo(kTag, "write cols count to db: " + std::to_string(value - 1));
 }
 
-void ZentaraGallery::wheelEvent(QWheelEvent* event) {
-  if (!(event->modifiers() & Qt::ControlModifier) || !slider || !slider->IsEnabled())
-    return WindowImplBaseEx::wheelEvent(event);
-  slider->SetValue(slider->GetValue() + (event->angleDelta().y() > 0 ? 1 : -1));
-  event->accept();
+void ZentaraGallery::OnZoomWheel(bool larger) {
+  if (slider && slider->IsEnabled()) slider->SetValue(slider->GetValue() + (larger ? 1 : -1));
 }
 
 // --- Showing

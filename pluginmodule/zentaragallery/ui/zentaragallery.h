@@ -96,7 +96,6 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
   void resizeEvent(QResizeEvent* event) override;
   void showEvent(QShowEvent* event) override;
   void hideEvent(QHideEvent* event) override;
-  void wheelEvent(QWheelEvent* event) override;
   void changeEvent(QEvent* event) override;
 
  private:
@@ -110,6 +109,7 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
   void FitTitle();
   void OnSize();
   void OnSliderValueChange(int value);
+  void OnZoomWheel(bool larger);
   void SetViewConf(const char* reason);
   int GetPicCol() const;
   int GetRowHeight(int columns) const;
