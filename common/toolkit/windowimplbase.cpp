@@ -173,8 +173,10 @@ void WindowImplBaseEx::CenterWindow() {
 
 int WindowImplBaseEx::ShowModal() {
   focusBefore = QApplication::focusWidget();
+  // What InitWindow gave the focus to keeps it; nothing could have it before it was shown.
+  const QPointer<QWidget> first = focusWidget();
   ShowWindow();
-  focusNextPrevChild(true);
+  first && first != this ? first->setFocus(Qt::OtherFocusReason) : void(focusNextPrevChild(true));
   if (isWindow()) setWindowModality(Qt::ApplicationModal);
   QEventLoop loop;
   modal = &loop;
