@@ -13,7 +13,6 @@
 #include "host/drivethreadpool.h"
 #include "host/globalparamwrapper.h"
 #include "host/logger.h"
-#include "host/threadadminmodule.h"
 #include "store/dbhelper.h"
 #include "sync/synchelper.h"
 #include "ui/dialogs/loadpagewnd.h"
@@ -40,7 +39,8 @@ constexpr int kDefaultSlider = 3;
 constexpr int kTabTimeLine = 0, kTabAlbum = 1, kTabBin = 2, kTabEmpty = 3;
 constexpr int kTypedMs = 1200;
 constexpr int kLoadPageMs = 150;
-constexpr int kStartSyncJob = 10000;
+constexpr int kUpdateMs = 10000;
+constexpr WPARAM kStateLastUpdate = 6;
 
 GalleryFileListViewHelper& Helper() { return GalleryFileListViewHelper::GetInstance(); }
 GallerySelectHelper& Selection() { return GallerySelectHelper::GetInstance(); }
@@ -373,10 +373,13 @@ void ZentaraGallery::hideEvent(QHideEvent* event) {
   if (loadPage) loadPage->Close();
 }
 
-// Starts the sync of the user who is logged in; once a login.
+// The line below the title tells the last update once the first sync has had its time.
+// The sync itself is the host's to start: the command lines that it serves share it.
 void ZentaraGallery::UpdateUser() {
-  (void)CommonAbility::DriveThreadPool::GetInstance().Add([] { SyncHelper::GetInstance().StartSync(); },
-                                                          std::chrono::milliseconds(kStartSyncJob));
+  const HWND self = GetHWND();
+  (void)CommonAbility::DriveThreadPool::GetInstance().Add(
+      [self] { (void)platform::PostMessageW(self, WM_GALLERY_SYNC_STATE, kStateLastUpdate, 0); },
+      std::chrono::milliseconds(kUpdateMs));
 }
 
 void ZentaraGallery::changeEvent(QEvent* event) {
