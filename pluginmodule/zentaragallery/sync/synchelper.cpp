@@ -41,6 +41,9 @@ std::atomic<SyncHelper*> replacement{nullptr};
 
 SyncHelper& SyncHelper::GetInstance() {
   if (SyncHelper* other = replacement) return *other;
+  // The transfers come first and so go last: the end of the sync still asks them for
+  // the lock that it gives back.
+  (void)GalleryTransManager::GetInstance();
   static SyncHelper instance{HostSyncServices()};
   return instance;
 }
