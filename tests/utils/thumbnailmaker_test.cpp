@@ -58,7 +58,11 @@ class Thumbnail {
 
 class ThumbnailMakerTest : public ::testing::Test {
  protected:
-  static void SetUpTestSuite() { VIPS_INIT("test"); }
+  static void SetUpTestSuite() {
+    VIPS_INIT("test");
+    // The same path is read again and again: what was there before must not be kept.
+    vips_cache_set_max(0);
+  }
 
   bool Make(std::string_view name, const std::string& bytes, int longEdge = 32) {
     return MakeThumbnail(folder.Write(name, bytes), target, longEdge);
