@@ -1,5 +1,6 @@
 #include "common/duilib_business/windowbusybaseshadow.h"
 
+#include <QLayout>
 #include <QMouseEvent>
 #include <QPainter>
 #include <cstdio>
@@ -20,7 +21,14 @@ void WindowBusyBaseShadow::ShadowCreate() {
 
 void WindowBusyBaseShadow::Sub_OnDPIChanged() {
   Log("WindowBusyBaseShadow::Sub_OnDPIChanged adjust position");
+  FitContents();
+}
+
+// Words that wrap make a window high that is a part of another; Qt asks for that only
+// where a window stands by itself.
+void WindowBusyBaseShadow::FitContents() {
   adjustSize();
+  if (layout() && layout()->hasHeightForWidth()) resize(width(), layout()->totalHeightForWidth(width()));
   CenterWindow();
 }
 
@@ -31,8 +39,7 @@ int WindowBusyBaseShadow::RunOver(QWidget& owner) {
   dim.show();
   dim.raise();
   if (!Create(over, QString::fromLatin1(GetWindowClassName()), WindowStyle::Dialog)) return IDCANCEL;
-  adjustSize();  // Its rows came after the skin.
-  CenterWindow();
+  FitContents();  // Its rows came after the skin.
   const int result = ShowModal();
   platform::SendMessageW(dim.GetHWND(), UIBackGroundMessWnd::kDialogClosed, 0, 0);
   return result;

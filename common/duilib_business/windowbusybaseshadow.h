@@ -17,6 +17,7 @@ class WindowBusyBaseShadow : public WindowBusyBase {
 
  private:
   void ShadowCreate();
+  void FitContents();
 };
 
 // The dim layer under a dialog: follows its window, and goes when the dialog says so.
