@@ -1,8 +1,9 @@
 #include "common/duilib_business/windowbusybaseshadow.h"
 
-#include <QLayout>
+#include <QLabel>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QTimer>
 #include <cstdio>
 
 #include "common/toolkit/theme.h"
@@ -24,11 +25,19 @@ void WindowBusyBaseShadow::Sub_OnDPIChanged() {
   FitContents();
 }
 
-// Words that wrap make a window high that is a part of another; Qt asks for that only
-// where a window stands by itself.
+// Words that wrap are as high as their width makes them, which the layouts between them
+// and the window do not all pass on: what they lack is given to the window.
 void WindowBusyBaseShadow::FitContents() {
   adjustSize();
-  if (layout() && layout()->hasHeightForWidth()) resize(width(), layout()->totalHeightForWidth(width()));
+  int lacking = 0;
+  for (auto* label : findChildren<QLabel*>()) {
+    if (!label->wordWrap() || label->isHidden()) continue;
+    const int needed = label->heightForWidth(label->width());
+    if (needed <= label->height()) continue;
+    label->setMinimumHeight(needed);
+    lacking += needed - label->height();
+  }
+  if (lacking > 0) resize(width(), height() + lacking);
   CenterWindow();
 }
 
@@ -40,6 +49,8 @@ int WindowBusyBaseShadow::RunOver(QWidget& owner) {
   dim.raise();
   if (!Create(over, QString::fromLatin1(GetWindowClassName()), WindowStyle::Dialog)) return IDCANCEL;
   FitContents();  // Its rows came after the skin.
+  // Widths are known once it is shown.
+  QTimer::singleShot(0, this, [this] { FitContents(); });
   const int result = ShowModal();
   platform::SendMessageW(dim.GetHWND(), UIBackGroundMessWnd::kDialogClosed, 0, 0);
   return result;
