@@ -114,13 +114,17 @@ void GalleryFileListViewHelper::ApplyConf(const Conf& conf, const UpdateCallback
   constexpr char kTag[] = "GalleryFileListViewHelper::SetListViewConf";
   LogInfo(kTag, "album----------------YY");
   const auto next = Gallery::GetInstance().GetAlbum(conf.albumId);
-  Album::Ptr old;
-  if (!TakeAlbum(next, conf, callback, number, old)) return;
-  if (old && old != next) old->SetListener(nullptr);
-  LogInfo(kTag, "ClearExpiresFiles enter");
-  next->ClearExpiresFiles();
-  next->SetViewConf(conf.cols, conf.dateHeight, conf.lineHeight);
-  Watch(next);
+  {
+    // One after the other: a layout that was overtaken must not come in last.
+    platform::MutexLock order(applyLock);
+    Album::Ptr old;
+    if (!TakeAlbum(next, conf, callback, number, old)) return;
+    if (old && old != next) old->SetListener(nullptr);
+    LogInfo(kTag, "ClearExpiresFiles enter");
+    next->ClearExpiresFiles();
+    next->SetViewConf(conf.cols, conf.dateHeight, conf.lineHeight);
+    Watch(next);
+  }
   if (Gallery::GetInstance().IsLoaded()) NotifyViewUpdate();
 }
 

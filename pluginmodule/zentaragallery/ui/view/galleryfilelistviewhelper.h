@@ -111,6 +111,7 @@ class GalleryFileListViewHelper : public IAlbumViews {
   // Held while a callback runs, so that its window can go away.
   platform::SharedMutex callLock;
 
+  platform::Mutex applyLock;  // before all others
   platform::Mutex workLock;
   std::condition_variable_any workDone;
   std::uint64_t lastConf GUARDED_BY(workLock) = 0;
