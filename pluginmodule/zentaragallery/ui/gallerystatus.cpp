@@ -101,9 +101,7 @@ QString ZentaraGallery::StorageFullText(std::int64_t number) const {
   return text.replace(QStringLiteral("%1$d"), CResourceManager::FormatNumber(number));
 }
 
-// Whether the cloud has switched the account off, or holds less than is here.
-void ZentaraGallery::DisableOrDel() {
-  LogInfo("ZentaraGallery", "cloudphoto.status.query-status: 0;disableTimel: 0;deleteTime: 0;remain: 0");
-}
+// The cloud's state of the account is not asked for yet: nothing is shown or reset here.
+void ZentaraGallery::DisableOrDel() {}
 
 void ZentaraGallery::UpdateDatabaseCloudContentStatus(WPARAM, LPARAM) {}
