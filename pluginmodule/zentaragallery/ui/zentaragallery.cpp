@@ -18,6 +18,7 @@
 #include "ui/dialogs/loadpagewnd.h"
 #include "ui/dialogs/messagebox.h"
 #include "ui/dialogs/uploadprocess.h"
+#include "ui/galleryaccessible.h"
 #include "ui/galleryalbumwnd.h"
 #include "ui/pagecontext.h"
 #include "ui/timescrollbar.h"
@@ -56,7 +57,10 @@ int TabOf(const Album& album) {
 
 }  // namespace
 
-ZentaraGallery::ZentaraGallery() = default;
+ZentaraGallery::ZentaraGallery() {
+  static const bool accessible = (InstallGalleryAccessible(), true);
+  (void)accessible;
+}
 
 ZentaraGallery::~ZentaraGallery() {
   Close();
