@@ -46,6 +46,7 @@ FrameWindow::~FrameWindow() {
 
 CControlUI* FrameWindow::CreateControl(const QString& element) {
   if (element == QStringLiteral("HomePage")) return home = new HomePage(*this);
+  if (element == QStringLiteral("HomeCard")) return new HomeCardUI;
   if (element == QStringLiteral("TransfersPage")) return transfers = new TransfersPage(*this);
   if (element == QStringLiteral("SettingsPage")) return settings = new SettingsPage(*this);
   return nullptr;

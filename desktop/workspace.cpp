@@ -128,16 +128,18 @@ void Workspace::Open(Done done) {
 void Workspace::Begin() {
   if (!open || running) return;
   running = true;
+  // A gallery without a service has nothing to keep in step with.
+  ticking = !UserAuthService::GetInstance()->GetServerUrl().empty();
   ZentaraDeskClient::GalleryThumbnailModule::GetInstance().StartFetching();
   (void)CommonAbility::DriveThreadPool::GetInstance().Add([this] {
     (void)GalleryTransManager::GetInstance().LoadTaskFromDB();
-    session->BeginTicks();
+    if (ticking) session->BeginTicks();
   });
 }
 
 void Workspace::End() {
   if (!std::exchange(running, false)) return;
-  session->EndTicks();
+  if (ticking) session->EndTicks();
   ZentaraDeskClient::GalleryThumbnailModule::GetInstance().Stop();
 }
 

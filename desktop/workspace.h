@@ -72,5 +72,6 @@ class Workspace : public QObject, public ICommandRunner {
   std::unique_ptr<Dispatcher> dispatcher;
   bool open = false;
   bool running = false;
+  bool ticking = false;
   bool served = false;
 };
