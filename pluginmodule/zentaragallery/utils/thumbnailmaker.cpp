@@ -21,6 +21,7 @@ constexpr int kJpegQuality = 85;
 // A progressive JPEG has about ten scans. Each walks the whole picture, so a small
 // file of thousands of empty ones would keep a decoder busy for hours.
 constexpr int kMaxScans = 100;
+constexpr std::size_t kPictureHeadBytes = std::max(kFormatHeadBytes, kBmpContentHeadBytes);
 constexpr std::size_t kScanPassBytes = 0x40000;
 
 // Wraps the way in which the library's operations hand out their result.
@@ -61,10 +62,10 @@ VipsOwner<VipsImage> ShrinkImage(VipsImage* whole, int longEdge) {
   });
 }
 
-VipsOwner<VipsImage> ShrinkJpeg(VipsImage* header, const std::string& jpeg, int longEdge) {
-  auto* bytes = const_cast<char*>(jpeg.data());  // The library takes a plain pointer and only reads.
+VipsOwner<VipsImage> ShrinkBytes(VipsImage* header, std::string_view file, int longEdge) {
+  auto* bytes = const_cast<char*>(file.data());  // The library takes a plain pointer and only reads.
   return ShrinkWithProfile(header, [&](VipsImage** out, const char* profileOption) {
-    return vips_thumbnail_buffer(bytes, jpeg.size(), out, longEdge, "height", longEdge, "size",
+    return vips_thumbnail_buffer(bytes, file.size(), out, longEdge, "height", longEdge, "size",
                                  VIPS_SIZE_DOWN, profileOption, "srgb", nullptr);
   });
 }
@@ -112,17 +113,28 @@ std::string EncodeJpeg(const VipsOwner<VipsImage>& image) {
 
 // Counts the markers FF DA. Within the data of a scan an FF is always followed by
 // 00, so none is counted by mistake there.
-bool HasTooManyScans(const std::filesystem::path& path) {
-  int scans = 0;
-  char previous = 0;
-  const auto error = platform::ReadInPasses(path, kScanPassBytes, [&](std::string_view pass) {
+class ScanCounter {
+ public:
+  // False when there are too many.
+  bool Take(std::string_view pass) {
     for (const char byte : pass) {
       if (previous == '\xff' && byte == '\xda') ++scans;
       previous = byte;
     }
     return scans <= kMaxScans;
-  });
-  return error || scans > kMaxScans;
+  }
+
+ private:
+  int scans = 0;
+  char previous = 0;
+};
+
+bool HasTooManyScans(const std::filesystem::path& path) {
+  ScanCounter counter;
+  bool isGood = true;
+  const auto error = platform::ReadInPasses(
+      path, kScanPassBytes, [&](std::string_view pass) { return isGood = counter.Take(pass); });
+  return error || !isGood;
 }
 
 std::string EncodedOrNone(const VipsOwner<VipsImage>& image) {
@@ -156,35 +168,46 @@ std::string ThumbnailOfPixels(const std::optional<RgbPicture>& picture, int long
   return jpeg;
 }
 
+// Of a file within another one.
+std::string ThumbnailOfInner(std::string_view file, PictureFormat format, int longEdge, std::string& cause) {
+  MediaFailure why = MediaFailure::None;
+  cause = "read inner picture's header";
+  const auto header = OpenHeaderOf(file, format, why);
+  if (!header) return {};
+  cause = "too many scans";
+  if (format == PictureFormat::Jpeg && IsInterlaced(header.get()) && !ScanCounter().Take(file)) return {};
+  std::string jpeg = EncodedOrNone(ShrinkBytes(header.get(), file, longEdge));
+  if (jpeg.empty()) cause = "decode inner picture: " + TakeVipsError();
+  return jpeg;
+}
+
 std::string ThumbnailOfBmp(const std::filesystem::path& path, const std::string& head, int longEdge,
                            std::string& cause) {
   const auto size = BmpSizeOf(head);
-  cause = "bitmap header";
-  if (!size || !MemoryAllowed(size->width, size->height, 4)) return {};
+  const BmpContent content = BmpContentOf(head);
+  cause = content == BmpContent::Fax ? "bitmap of fax lines" : "bitmap header";
+  if (!size || !MemoryAllowed(size->width, size->height, 4) || content == BmpContent::Fax) return {};
   std::string bytes;
   cause = "read bitmap";
   if (platform::ReadFile(path, bytes)) return {};
+  if (content == BmpContent::File) {
+    const std::string_view inner = BmpInnerFile(bytes);
+    return ThumbnailOfInner(inner, FormatOfHead(inner), longEdge, cause);
+  }
   cause = "decode bitmap";
   return ThumbnailOfPixels(DecodeBmp(bytes), longEdge, cause);
 }
 
 std::string ThumbnailOfRaw(const std::filesystem::path& path, int longEdge, std::string& cause) {
   const std::string preview = ReadRawPreview(path, cause);
-  if (preview.empty()) return {};
-  MediaFailure why = MediaFailure::None;
-  cause = "raw preview is no usable JPEG";
-  const auto header = OpenHeaderOf(preview, PictureFormat::Jpeg, why);
-  if (!header) return {};
-  std::string jpeg = EncodedOrNone(ShrinkJpeg(header.get(), preview, longEdge));
-  if (jpeg.empty()) cause = "decode raw preview: " + TakeVipsError();
-  return jpeg;
+  return preview.empty() ? std::string() : ThumbnailOfInner(preview, PictureFormat::Jpeg, longEdge, cause);
 }
 
 std::string ThumbnailOf(const std::wstring& source, int longEdge, std::string& cause) {
   const auto path = platform::NativePath(source);
   const std::wstring extension = platform::WideExtension(source);
   if (IsVideoExtension(extension)) return ThumbnailOfPixels(DecodePoster(path, cause), longEdge, cause);
-  const std::string head = ReadHead(path, kFormatHeadBytes);
+  const std::string head = ReadHead(path, kPictureHeadBytes);
   switch (const PictureFormat format = FormatOfHead(head)) {
     case PictureFormat::Bmp:
       return ThumbnailOfBmp(path, head, longEdge, cause);
