@@ -7,6 +7,7 @@
 #include <QLabel>
 
 #include "common/toolkit/overlays.h"
+#include "common/toolkit/theme.h"
 #include "playertest.h"
 #include "support/gallerytest.h"
 #include "ui/player/galleryvolwnd.h"
@@ -33,7 +34,7 @@ class PlayerTest : public GalleryTest, protected PlayerScene {
     file->SetLocalPath(platform::WidePath(path));
     return file;
   }
-  State Shown() { return viewer->Bar()->Shown(); }
+
 };
 
 TEST_F(PlayerTest, FilmOfThisComputerPlaysWithoutANetwork) {
@@ -326,6 +327,32 @@ TEST_F(PlayerTest, FilmOfNarrowPixelsHasItsShape) {
   Play(Film(path));
   ASSERT_TRUE(Until([this] { return HasPicture(); }));
   EXPECT_EQ(Window()->Picture()->Picture().size(), QSize(1024, 576).scaled(QSize(1024, 576).boundedTo(frame->screen()->size()), Qt::KeepAspectRatio));
+}
+
+TEST_F(PlayerTest, FromRightToLeftTheBarIsMirroredAndTheLineOfTimeIsNot) {
+  for (const char* language : {"en-GB", "de-DE", "ar"}) {
+    for (const ThemeMode mode : {ThemeMode::Light, ThemeMode::Dark}) {
+      CResourceManager::GetInstance().SetLanguage(QString::fromLatin1(language));
+      Theme::Instance().SetMode(mode);
+      Play(Film(Films::Busy()));
+      ASSERT_TRUE(Until([this] { return HasPicture() && Shown() == State::Playing && Player().Length() > 0; }));
+      Player().SetPosition(0.4F);
+      ASSERT_TRUE(Until([this] { return Control<CSliderUI>("sliderPlay")->GetValue() > 3900; }));
+      Control<CButtonUI>("btnVolume")->click();
+      auto* volume = Within<GalleryVolWnd>(frame.get());
+      ASSERT_TRUE(volume);
+      ASSERT_TRUE(Until([volume] { return !volume->graphicsEffect(); }));
+      Keep((std::string("player-") + language + (mode == ThemeMode::Dark ? "-dark" : "-light")).c_str());
+      volume->Close();
+      const bool mirrored = std::string(language) == "ar";
+      const auto* play = Control<CButtonUI>("btnPlay");
+      const auto* slider = Control<CSliderUI>("sliderPlay");
+      EXPECT_EQ(play->x() > slider->x(), mirrored) << language;
+      EXPECT_LT(slider->KnobRect().center().x(), slider->width() / 2) << language;
+    }
+  }
+  CResourceManager::GetInstance().SetLanguage(QStringLiteral("en-GB"));
+  Theme::Instance().SetMode(ThemeMode::System);
 }
 
 TEST_F(PlayerTest, LibraryThatIsNotThereIsSaid) {

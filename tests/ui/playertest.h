@@ -84,6 +84,7 @@ struct PlayerScene {
   static bool Until(const std::function<bool()>& done) {
     return QTest::qWaitFor([&done] { return done(); }, 30000);
   }
+  CPlayControlUI::State Shown() { return viewer->Bar()->Shown(); }
   CDuiMainWnd* Window() { return Within<CDuiMainWnd>(frame.get()); }
   // The colour in the middle of the picture; invalid without one.
   QColor Middle() {

@@ -20,6 +20,7 @@
 #include "ui/dialogs/uploadprocess.h"
 #include "ui/galleryalbumwnd.h"
 #include "ui/pagecontext.h"
+#include "ui/player/player.h"
 #include "ui/timescrollbar.h"
 #include "ui/userproperties.h"
 #include "ui/view/galleryfilelistviewhelper.h"
@@ -371,6 +372,7 @@ void ZentaraGallery::showEvent(QShowEvent* event) {
 void ZentaraGallery::hideEvent(QHideEvent* event) {
   WindowImplBaseEx::hideEvent(event);
   if (loadPage) loadPage->Close();
+  if (HasViewer() || platform::IsWindow(GlobalData::fullWnd)) VideoPlayer::StopVideo();
 }
 
 // The line below the title tells the last update once the first sync has had its time.

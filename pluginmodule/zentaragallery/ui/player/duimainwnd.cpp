@@ -16,6 +16,8 @@ namespace {
 
 constexpr char kTag[] = "CDuiMainWnd";
 constexpr int kErrorStart = 125, kErrorAbove = 60, kErrorCorner = 12, kErrorMost = 560;
+// Of the skin, beside the words: insets, icon, button and the gaps between them.
+constexpr int kErrorRest = 16 + 20 + 12 + 12 + 28 + 12;
 constexpr int kErrorShownMs = 5000;
 
 }  // namespace
@@ -115,7 +117,10 @@ void VLCErrorWnd::Notify(TNotifyUI& message) {
 void VLCErrorWnd::PlaceIn(const QRect& place) {
   const int start = Manager().Scale(kErrorStart);
   const int widest = std::max(1, std::min(Manager().Scale(kErrorMost), place.width() - start - Manager().Scale(24)));
-  const int wide = std::min(sizeHint().width(), widest);
+  // A label that may wrap asks for less than its words on one line.
+  auto* const label = Find<CLabelUI>(QStringLiteral("label"));
+  const int words = label ? label->fontMetrics().horizontalAdvance(label->GetText()) + Manager().Scale(2) : 0;
+  const int wide = std::min(words + Manager().Scale(kErrorRest), widest);
   const int tall = hasHeightForWidth() ? heightForWidth(wide) : sizeHint().height();
   const QRect at(place.left() + start, place.bottom() + 1 - Manager().Scale(kErrorAbove) - tall, wide, tall);
   setGeometry(QStyle::visualRect(layoutDirection(), place, at));

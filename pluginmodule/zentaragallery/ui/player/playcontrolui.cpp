@@ -17,6 +17,7 @@
 
 namespace {
 
+constexpr int kHeight = 56;
 constexpr int kMenuAboveBar = 5;
 constexpr int kKeyStepMs = 5000;
 
@@ -57,6 +58,7 @@ CPlayControlUI::CPlayControlUI(QWidget* parent) : CVerticalLayoutUI(parent) {
   CControlUI* const root = CDialogBuilder().Create(QStringLiteral("VLC/PlayControl.xml"), nullptr, this);
   if (!root) return;
   Add(root);
+  SetFixedHeight(kHeight);
   const auto button = [this](const char* name) {
     return dynamic_cast<CButtonUI*>(FindSubControl(QString::fromLatin1(name)));
   };
