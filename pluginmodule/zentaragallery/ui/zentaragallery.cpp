@@ -19,6 +19,7 @@
 #include "ui/dialogs/messagebox.h"
 #include "ui/dialogs/uploadprocess.h"
 #include "ui/galleryalbumwnd.h"
+#include "ui/gallerydragout.h"
 #include "ui/pagecontext.h"
 #include "ui/player/player.h"
 #include "ui/timescrollbar.h"
@@ -89,6 +90,7 @@ void ZentaraGallery::InitWindow() {
     return;
   }
   EnableDragDrop();
+  GalleryDragOut::Sweep();
   list = timeList;
   if (slider) {
     slider->SetValueText([](int value) {
@@ -675,6 +677,11 @@ LRESULT ZentaraGallery::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, b
     case WM_GALLERY_CONTENT_STATUS:
       UpdateDatabaseCloudContentStatus(wParam, lParam);
       return 0;
+    case WM_GALLERY_SHELL_DROP: {
+      const std::unique_ptr<std::wstring> path(reinterpret_cast<std::wstring*>(lParam));
+      if (path) DragDownGalleryFile(*path);
+      return 0;
+    }
     case WM_DRAG_ENTER:
       return OnDragEnter(*reinterpret_cast<DragDataUI*>(lParam));
     case WM_DRAG_OVER:
