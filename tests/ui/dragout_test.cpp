@@ -12,8 +12,11 @@
 
 #include "contenttest.h"
 #include "pagetest.h"
+#include "common/toolkit/label.h"
+#include "common/toolkit/resourcemanager.h"
 #include "transfer/gallerytransmanager.h"
 #include "ui/gallerydragout.h"
+#include "utils/messages.h"
 
 namespace fs = std::filesystem;
 

@@ -270,19 +270,45 @@ TEST_F(PlayerTest, BarOfAnotherWindowTakesTheFilmOverAndGivesItBack) {
   GlobalData::fullWnd = full->GetHWND();
   full->show();
   VideoPlayer::SetPlayState(full->Bar());
-  VideoPlayer::VLCWndOnSize(full->rect());
-  EXPECT_EQ(Window()->parentWidget(), full);
+  VideoPlayer::VLCWndOnSize(full->Stage()->rect());
+  EXPECT_EQ(Window()->parentWidget(), full->Stage());
+  EXPECT_EQ(dynamic_cast<CButtonUI*>(full->Bar()->FindSubControl(QStringLiteral("btnScreenFull")))->IconName(),
+            QStringLiteral("fullscreen-exit"));
+  Keep("player-full");
   EXPECT_TRUE(Window()->isVisible());
   EXPECT_EQ(full->Bar()->Shown(), State::Playing);
   EXPECT_EQ(Shown(), State::None);
   QTest::mouseClick(full->Bar()->FindSubControl(QStringLiteral("btnPlay"))->Widget(), Qt::LeftButton);
   EXPECT_EQ(full->Bar()->Shown(), State::Paused);
   VideoPlayer::SetPlayState(viewer->Bar());
-  EXPECT_EQ(Window()->parentWidget(), viewer);
+  EXPECT_EQ(Window()->parentWidget(), viewer->Stage());
   EXPECT_EQ(Shown(), State::Paused);
   GlobalData::fullWnd = nullptr;
   delete full;
   EXPECT_TRUE(VideoPlayer::HasPlayer());
+}
+
+// A window that closes closes those inside it.
+TEST_F(PlayerTest, FilmOutlivesTheFullScreenThatClosesBeforeItGivesItBack) {
+  Play(Film(Films::Busy()));
+  ASSERT_TRUE(Until([this] { return HasPicture() && Shown() == State::Playing; }));
+  auto* full = new StandInViewer;
+  ASSERT_TRUE(full->Create(frame.get(), QStringLiteral("FullScreenRespondUI"), WindowStyle::Child, {0, 0, 1155, 851}));
+  GlobalData::fullWnd = full->GetHWND();
+  full->show();
+  VideoPlayer::SetPlayState(full->Bar());
+  full->Close();
+  GlobalData::fullWnd = nullptr;
+  VideoPlayer::SetPlayState(viewer->Bar());
+  VideoPlayer::VLCWndOnSize(viewer->Stage()->rect());
+  EXPECT_EQ(Shown(), State::Playing);
+  const auto* window = Within<CDuiMainWnd>(viewer);
+  ASSERT_TRUE(window);
+  EXPECT_TRUE(window->isVisible());
+  EXPECT_FALSE(window->Picture()->Picture().isNull());
+  delete full;
+  Player().SetPosition(0.95F);
+  EXPECT_TRUE(Until([this] { return viewer->Got(WM_GALLERY_VIDEO_ENDED); }));
 }
 
 TEST_F(PlayerTest, ScreenButtonAsksTheWindowOfItsBar) {

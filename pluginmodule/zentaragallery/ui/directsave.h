@@ -16,6 +16,9 @@ inline const QString kMime = QStringLiteral("XdndDirectSave0");
 bool IsAvailable();
 // Writes the name where the target looks for it.
 void Offer(const QString& name);
+// Whether the user still holds a button, as the server sees it: a drag keeps the events of
+// the pointer to itself. False elsewhere than on X11.
+bool IsButtonHeld();
 // The local path that the target has answered with; empty without one, and for one on
 // another computer.
 QString Answer();

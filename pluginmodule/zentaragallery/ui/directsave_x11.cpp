@@ -49,6 +49,15 @@ void Offer(const QString& name) {
   xcb_flush(connection);
 }
 
+bool IsButtonHeld() {
+  xcb_connection_t* const connection = Connection();
+  if (!connection) return false;
+  const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
+  const auto asked = xcb_query_pointer(connection, root);
+  const Owned<xcb_query_pointer_reply_t> reply(xcb_query_pointer_reply(connection, asked, nullptr), std::free);
+  return reply && (reply->mask & (XCB_BUTTON_MASK_1 | XCB_BUTTON_MASK_2 | XCB_BUTTON_MASK_3)) != 0;
+}
+
 QString Answer() {
   xcb_connection_t* const connection = Connection();
   const xcb_window_t source = connection ? Source(connection) : xcb_window_t{XCB_WINDOW_NONE};

@@ -4,7 +4,6 @@
 #include <QDrag>
 #include <QEventLoop>
 #include <QFileInfo>
-#include <QGuiApplication>
 #include <QPixmap>
 #include <QTimer>
 #include <QUrl>
@@ -191,9 +190,8 @@ void DragOutData::FindPlaces(State& of) {
 QByteArray DragOutData::Addresses() const {
   const auto kept = state;
   FindPlaces(*kept);
-  // While a button is down the drag only passes over the window that asks.
-  const bool dropped = QGuiApplication::mouseButtons() == Qt::NoButton;
-  if (dropped && !FetchCopies(kept)) return {};
+  // While a button is held the drag only passes over the window that asks.
+  if (!DirectSave::IsButtonHeld() && !FetchCopies(kept)) return {};
   QByteArray list;
   for (const Place& place : kept->places)
     list += QUrl::fromLocalFile(place.path).toEncoded(QUrl::FullyEncoded) + "\r\n";

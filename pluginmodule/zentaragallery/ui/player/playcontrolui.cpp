@@ -91,9 +91,22 @@ void CPlayControlUI::DoInit() {
   ShowPosition(fraction, timeMs, lengthMs);
   ShowRate(rate);
   ShowSound();
-  screenFull->SetIcon(IsOfFullScreen() ? QStringLiteral("fullscreen-exit") : QStringLiteral("fullscreen"));
-  screenFull->SetToolTip(IsOfFullScreen() ? QStringLiteral("IDS_PLAYER_FULLSCREEN_LEAVE")
-                                          : QStringLiteral("IDS_PLAYER_FULLSCREEN"));
+  ShowPlace();
+}
+
+// The bar of the full screen lies on black in every theme.
+void CPlayControlUI::ShowPlace() {
+  if (!screenFull) return;
+  const bool full = IsOfFullScreen();
+  screenFull->SetIcon(full ? QStringLiteral("fullscreen-exit") : QStringLiteral("fullscreen"));
+  screenFull->SetToolTip(full ? QStringLiteral("IDS_PLAYER_FULLSCREEN_LEAVE") : QStringLiteral("IDS_PLAYER_FULLSCREEN"));
+  const QString color = full ? QStringLiteral("on-dark") : QString();
+  for (CButtonUI* button : {play, volume, screenFull, rateButton}) {
+    button->SetAttribute(QStringLiteral("iconcolor"), color);
+    button->SetTextColor(color);
+  }
+  slider->SetTextColor(color);
+  time->SetTextColor(full ? color : QStringLiteral("text-2"));
 }
 
 void CPlayControlUI::Restyle() {
@@ -106,6 +119,7 @@ void CPlayControlUI::Restyle() {
 void CPlayControlUI::ShowState(State shown) {
   state = shown;
   if (!play) return;
+  ShowPlace();
   const bool runs = state == State::Playing || state == State::Loading;
   play->SetIcon(runs ? QStringLiteral("pause")
                      : state == State::Ended ? QStringLiteral("replay") : QStringLiteral("play"));

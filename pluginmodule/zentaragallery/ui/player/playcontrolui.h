@@ -39,6 +39,7 @@ class CPlayControlUI : public CVerticalLayoutUI {
   static QString RateText(float rate);
 
  private:
+  void ShowPlace();
   void OnSlider(int value);
   void OnVolume();
   void OnScreenFull();

@@ -46,6 +46,7 @@ void PlayerSession::Play(QWidget* shownIn, const GalleryFile::Ptr& film, RECT pl
     return;
   }
   owner = shownIn;
+  placeName = owner->objectName();
   file = film;
   rect = place;
   if (!MakeWindows()) return;
@@ -73,7 +74,9 @@ void PlayerSession::Play(QWidget* shownIn, const GalleryFile::Ptr& film, RECT pl
 
 bool PlayerSession::MakeWindows() {
   const auto make = [this](auto& made, const char* name, const char* missing) {
-    if (made) return true;
+    if (made && made->GetHWND()) return true;
+    // One that closed with the window around it is of no use any more.
+    delete made.data();
     LogInfo(kTag, missing);
     using Window = std::remove_reference_t<decltype(*made)>;
     made = new Window;
@@ -161,11 +164,25 @@ void PlayerSession::SetBar(CPlayControlUI* control) {
   bar->ShowRate(player.Rate());
   bar->ShowSound();
   bar->ShowPosition(player.Position(), player.Time(), player.Length());
-  // The window around the new bar shows the film from now on.
-  if (CPaintManagerUI* const manager = bar->GetManager();
-      manager && owner && window && !manager->GetPaintWidget().isAncestorOf(owner) &&
-      &manager->GetPaintWidget() != owner.data())
-    Adopt(&manager->GetPaintWidget());
+  FollowBar();
+}
+
+// The window around the bar shows the film: in the place that has the name of the one
+// before.
+void PlayerSession::FollowBar() {
+  CPaintManagerUI* const manager = bar->GetManager();
+  if (!manager || !HasPlayer()) return;
+  QWidget& around = manager->GetPaintWidget();
+  const bool isThere = owner && (owner == &around || around.isAncestorOf(owner));
+  if (isThere && window && window->GetHWND()) return;
+  if (owner) placeName = owner->objectName();
+  CControlUI* const place = manager->FindControl(placeName);
+  owner = place ? place->Widget() : &around;
+  if (!MakeWindows()) return;
+  VlcPlayer::GetInstance().SetWindow(window->GetHWND());
+  Adopt(owner);
+  window->Picture()->SetPicture(VlcPlayer::GetInstance().Picture());
+  window->show();
 }
 
 void PlayerSession::ForgetBar(const CPlayControlUI* control) {

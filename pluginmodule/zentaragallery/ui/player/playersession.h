@@ -37,6 +37,7 @@ class PlayerSession {
 
  private:
   bool MakeWindows();
+  void FollowBar();
   void Adopt(QWidget* window);
   void Arrange();
   void ShowError(const QString& textKey);
@@ -46,6 +47,7 @@ class PlayerSession {
   QPointer<CDuiMainWnd> window;
   QPointer<VlcLoad> load;
   QPointer<VLCErrorWnd> error;
+  QString placeName;  // of the owner, which the same place of another window has, too
   CPlayControlUI* bar = nullptr;
   GalleryFile::Ptr file;
   RECT rect;

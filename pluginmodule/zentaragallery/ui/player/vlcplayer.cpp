@@ -36,7 +36,7 @@ const VlcLibrary& Vlc() { return *VlcLibrary::Get(); }
 struct VlcPlayer::Film {
   std::string path;
   std::shared_ptr<ContentStream> stream;
-  platform::HWND window = nullptr;
+  std::atomic<platform::HWND> window{nullptr};
   WPARAM number = 0;
   std::atomic<int> volume{0};  // these two also before it has started
   std::atomic<float> rate{1};
@@ -138,9 +138,8 @@ WPARAM VlcPlayer::Play(const std::string& path, std::shared_ptr<ContentStream> s
   started->window = window;
   started->number = ++number;
   started->volume = soundOn ? volume : 0;
-  const WPARAM word = number;
-  started->frames = std::make_unique<VideoFrames>(
-      mostPixels, [window, word] { (void)platform::PostMessageW(window, kFrameReady, word, 0); });
+  // The frames are a part of the film.
+  started->frames = std::make_unique<VideoFrames>(mostPixels, [of = started.get()] { of->Post(kFrameReady); });
   rate = 1;
   film = started;
   MutexLock hold(lock);
@@ -158,6 +157,10 @@ void VlcPlayer::Stop() {
   MutexLock hold(lock);
   wanted.reset();
   changed.notify_all();
+}
+
+void VlcPlayer::SetWindow(platform::HWND window) {
+  if (film) film->window = window;
 }
 
 void VlcPlayer::Shutdown() {

@@ -36,6 +36,8 @@ class VlcPlayer {
   platform::WPARAM Play(const std::string& path, std::shared_ptr<ContentStream> stream, platform::HWND window,
                         QSize mostPixels);
   void Stop();
+  // The window that gets the film's messages from now on.
+  void SetWindow(platform::HWND window);
   bool HasFilm() const { return film != nullptr; }
   platform::WPARAM Number() const { return number; }
   // Of the film; None without a stream.
