@@ -4,6 +4,8 @@
 #include <QMimeData>
 #include <QPainter>
 #include <QPainterPath>
+#include <QHelpEvent>
+#include <QToolTip>
 
 #include "common/toolkit/icons.h"
 #include "common/toolkit/resourcemanager.h"
@@ -31,7 +33,6 @@ GallerySelectHelper& Selection() { return GallerySelectHelper::GetInstance(); }
 }  // namespace
 
 CGalleryPictureUI::CGalleryPictureUI(CFileInfoCellBase& owner) : row(owner) {
-  setAccessibleName({});
   setFocusPolicy(Qt::NoFocus);
 }
 
@@ -82,6 +83,19 @@ QString CGalleryPictureUI::AccessibleText() const {
   if (file->IsLocalOnly()) parts << CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_WAITING"));
   if (Selection().IsSelected(file)) parts << CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_SELECTED"));
   return parts.join(QStringLiteral(", "));
+}
+
+// Asked for when it is wanted: a cell changes its picture with every scroll.
+bool CGalleryPictureUI::event(QEvent* event) {
+  if (event->type() != QEvent::ToolTip) return CWidgetUI::event(event);
+  const auto* help = static_cast<QHelpEvent*>(event);
+  if (file && hit.contains(help->pos())) {
+    const QString words = Page::Wide(file->FileName()) + u'\n' + CResourceManager::FormatDate(file->CreateTime);
+    QToolTip::showText(help->globalPos(), words, this, hit);
+  } else {
+    QToolTip::hideText();
+  }
+  return true;
 }
 
 // --- Painting
@@ -258,6 +272,14 @@ void CGalleryPictureUI::OnLeftUp() {
   }
   Redraw();
   pressed = false;
+}
+
+void CGalleryPictureUI::Press() {
+  if (!file) return;
+  Selection().OnLButtonDown(file);
+  TellToolbar();
+  pressed = true;
+  OnLeftUp();
 }
 
 void CGalleryPictureUI::OnMove(const TEventUI& event) {

@@ -40,6 +40,11 @@ class CGalleryPictureUI : public CWidgetUI, public IMessageFilterUI {
   CFileInfoCellBase& Row() const { return row; }
   // What assistive technology says: name, date, kind, state.
   QString AccessibleText() const;
+  // What a click of the mouse on the picture does.
+  void Press();
+
+ protected:
+  bool event(QEvent* event) override;
 
  private:
   void PaintPlaceholder(QPainter& painter);

@@ -18,6 +18,7 @@
 #include "ui/dialogs/loadpagewnd.h"
 #include "ui/dialogs/messagebox.h"
 #include "ui/dialogs/uploadprocess.h"
+#include "ui/galleryaccessible.h"
 #include "ui/galleryalbumwnd.h"
 #include "ui/gallerydragout.h"
 #include "ui/pagecontext.h"
@@ -58,7 +59,10 @@ int TabOf(const Album& album) {
 
 }  // namespace
 
-ZentaraGallery::ZentaraGallery() = default;
+ZentaraGallery::ZentaraGallery() {
+  static const bool accessible = (InstallGalleryAccessible(), true);
+  (void)accessible;
+}
 
 ZentaraGallery::~ZentaraGallery() {
   Close();
@@ -250,6 +254,7 @@ void ZentaraGallery::OnReloadView() {
     if (!Selection().IsMultiSelect()) Selection().SelectClear(false);
   }
   EnableMultiSelect(true);
+  SetUploadKind(ButtonKind::Main);
   const int tab = TabOf(*current);
   if (tabSwitch) tabSwitch->SelectItem(tab);
   ShowCounts(tab);
@@ -261,7 +266,12 @@ void ZentaraGallery::OnReloadView() {
   FitTitle();
 }
 
+void ZentaraGallery::SetUploadKind(ButtonKind kind) {
+  if (auto* upload = Find<CButtonUI>(QStringLiteral("btn_uploadFiles"))) upload->SetKind(kind);
+}
+
 void ZentaraGallery::ShowEmptyPage() {
+  SetUploadKind(ButtonKind::Tool);  // The page has the main button itself.
   if (slider) {
     slider->SetMinValue(1);
     slider->SetMaxValue(4);
@@ -299,15 +309,7 @@ void ZentaraGallery::ShowEmptyPage() {
 
 void ZentaraGallery::ShowCounts(int tab) {
   const auto [photos, videos] = Helper().GetPhotoVideoCount(current->AlbumId.Get());
-  const auto plural = [](const char* key, std::uint64_t number) {
-    return CResourceManager::GetPluralText(QString::fromLatin1(key), static_cast<qint64>(number));
-  };
-  const QString photoText = photos ? plural("IDS_GALLERT_PHOTOS", photos) : QString();
-  const QString videoText = videos ? plural("IDS_GALLERT_VIDEOS", videos) : QString();
-  const bool both = photos && videos;
-  const QString text = both ? Page::Fill(CResourceManager::GetText(QStringLiteral("IDS_GALLERT_PHOTOS_VIDEOS")),
-                                         {photoText, videoText})
-                            : photoText + videoText;
+  const QString text = Page::CountText(photos, videos);
   if (tab == kTabBin || !count) return;
   count->SetText(text);
   count->SetVisible(!text.isEmpty() && !(chip && selectionBar && selectionBar->IsVisible()));

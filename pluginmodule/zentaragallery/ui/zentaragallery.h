@@ -105,6 +105,7 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
   void OnLoadGalleryFile(const Album::Ptr& album, bool keepPage);
   void OnReloadView();
   void ShowEmptyPage();
+  void SetUploadKind(ButtonKind kind);
   void ShowCounts(int tab);
   void FitTitle();
   void OnSize();
