@@ -1,7 +1,6 @@
 #include "ui/gallerypictureui.h"
 
 #include <QApplication>
-#include <QDrag>
 #include <QMimeData>
 #include <QPainter>
 #include <QHelpEvent>
@@ -12,6 +11,7 @@
 #include "common/toolkit/resourcequeue.h"
 #include "common/toolkit/theme.h"
 #include "ui/dragpicture.h"
+#include "ui/gallerydragout.h"
 #include "ui/galleryrows.h"
 #include "ui/pagecontext.h"
 #include "ui/view/galleryfilelistviewhelper.h"
@@ -331,17 +331,9 @@ void CGalleryPictureUI::OnMove(const TEventUI& event) {
   if (std::abs(moved.x()) >= kDragDistance || std::abs(moved.y()) >= kDragDistance) StartDrag();
 }
 
-// A drag of pictures inside the page: to an album of the panel.
+// To an album of the panel, or out to another program.
 void CGalleryPictureUI::StartDrag() {
   dragging = true;
-  GlobalData::dragging = true;
-  auto* drag = new QDrag(this);
-  auto* data = new QMimeData;
-  data->setData(kPicturesMime, {});
-  drag->setMimeData(data);
-  drag->setPixmap(MakeDragPicture(*this, Selection().Count()));
-  drag->setHotSpot({drag->pixmap().width() / 2, drag->pixmap().height()});
-  drag->exec(Qt::MoveAction | Qt::CopyAction);
-  GlobalData::dragging = false;
+  GalleryDragOut::Run(*this, MakeDragPicture(*this, Selection().Count()));
   dragging = pressed = false;
 }

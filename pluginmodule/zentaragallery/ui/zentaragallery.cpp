@@ -20,7 +20,9 @@
 #include "ui/dialogs/uploadprocess.h"
 #include "ui/galleryaccessible.h"
 #include "ui/galleryalbumwnd.h"
+#include "ui/gallerydragout.h"
 #include "ui/pagecontext.h"
+#include "ui/player/player.h"
 #include "ui/timescrollbar.h"
 #include "ui/userproperties.h"
 #include "ui/view/galleryfilelistviewhelper.h"
@@ -92,6 +94,7 @@ void ZentaraGallery::InitWindow() {
     return;
   }
   EnableDragDrop();
+  GalleryDragOut::Sweep();
   list = timeList;
   if (slider) {
     slider->SetValueText([](int value) {
@@ -373,6 +376,7 @@ void ZentaraGallery::showEvent(QShowEvent* event) {
 void ZentaraGallery::hideEvent(QHideEvent* event) {
   WindowImplBaseEx::hideEvent(event);
   if (loadPage) loadPage->Close();
+  if (HasViewer() || platform::IsWindow(GlobalData::fullWnd)) VideoPlayer::StopVideo();
 }
 
 // The line below the title tells the last update once the first sync has had its time.
@@ -675,6 +679,11 @@ LRESULT ZentaraGallery::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, b
     case WM_GALLERY_CONTENT_STATUS:
       UpdateDatabaseCloudContentStatus(wParam, lParam);
       return 0;
+    case WM_GALLERY_SHELL_DROP: {
+      const std::unique_ptr<std::wstring> path(reinterpret_cast<std::wstring*>(lParam));
+      if (path) DragDownGalleryFile(*path);
+      return 0;
+    }
     case WM_DRAG_ENTER:
       return OnDragEnter(*reinterpret_cast<DragDataUI*>(lParam));
     case WM_DRAG_OVER:

@@ -157,6 +157,9 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
   Album::Ptr DropTarget(const DragDataUI& drag, QString& name) const;
   void SetDropDescription(const QString& words, QPoint at);
 
+  // gallerydragout.cpp: where a drag out of the page has ended
+  void DragDownGalleryFile(const std::wstring& path);
+
   Album::Ptr current;
   CGalleryVListUI* list = nullptr;
   CGalleryVListUI* timeList = nullptr;

@@ -36,6 +36,20 @@ GALLERY_MESSAGE(WM_GALLERY_ALBUM_BACKGROUND, 3128);    // Dim
 GALLERY_MESSAGE(WM_GALLERY_ZOOM_TO, 3131);             // Viewer, Full: 0, 0 to 100
 GALLERY_MESSAGE(WM_GALLERY_ZOOM_SLIDER, 3132);         // Main: 0, value
 GALLERY_MESSAGE(WM_GALLERY_SHOW_WINDOW, 3135);         // Main
+GALLERY_MESSAGE(WM_USER_END_REACHED, 3139);            // Player, this and the next two: number of the film
+GALLERY_MESSAGE(WM_USER_PLAYING, 3142);
+GALLERY_MESSAGE(WM_USER_POSITION, 3143);
+GALLERY_MESSAGE(WM_USER_END_ERROR, 3185);
+GALLERY_MESSAGE(WM_GALLERY_VIDEO_ENDED, 3145);         // Viewer: back to the still
+GALLERY_MESSAGE(WM_GALLERY_VIDEO_RESIZE, 3153);        // Viewer: size the film
+GALLERY_MESSAGE(WM_GALLERY_BAR_SHOW, 3154);            // Viewer: show the video bar and attach it
+GALLERY_MESSAGE(WM_GALLERY_PLAYER_TO_FULL, 3155);      // Full: size the film, attach its bar
+GALLERY_MESSAGE(WM_GALLERY_BAR_BACK, 3156);            // Viewer: full screen is left, its bar again
+GALLERY_MESSAGE(WM_GALLERY_FULL_FOLLOW, 3157);         // Full: the film has ended
+GALLERY_MESSAGE(WM_GALLERY_FULL_RESIZE, 3158);         // Full
+GALLERY_MESSAGE(WM_GALLERY_FULL_OPEN, 3159);           // Viewer
+GALLERY_MESSAGE(WM_GALLERY_FULL_LEAVE, 3160);          // Full
+GALLERY_MESSAGE(WM_GALLERY_VIDEO_STOP, 3164);          // Viewer: stop the film
 GALLERY_MESSAGE(WM_GALLERY_ALBUM_ADDED, 3141);         // Main: 0, album id, owned
 GALLERY_MESSAGE(WM_GALLERY_OPEN_ALBUM, 3150);          // Main: shared pointer to an album; no loading page
 GALLERY_MESSAGE(WM_GALLERY_FULL_CLOSE, 3151);          // Full
