@@ -44,6 +44,20 @@ GALLERY_MESSAGE(WM_GALLERY_LCD_PROGRESS, 3134);        // Viewer, Full: file, pe
 GALLERY_MESSAGE(WM_GALLERY_SHOW_WINDOW, 3135);         // Main
 GALLERY_MESSAGE(WM_GALLERY_FULL_LCD_PROGRESS, 3137);   // Full: file, percent
 GALLERY_MESSAGE(WM_GALLERY_FULL_LCD_DONE, 3138);       // Full: file
+GALLERY_MESSAGE(WM_USER_END_REACHED, 3139);            // Player, this and the next two: number of the film
+GALLERY_MESSAGE(WM_USER_PLAYING, 3142);
+GALLERY_MESSAGE(WM_USER_POSITION, 3143);
+GALLERY_MESSAGE(WM_USER_END_ERROR, 3185);
+GALLERY_MESSAGE(WM_GALLERY_VIDEO_ENDED, 3145);         // Viewer: back to the still
+GALLERY_MESSAGE(WM_GALLERY_VIDEO_RESIZE, 3153);        // Viewer: size the film
+GALLERY_MESSAGE(WM_GALLERY_BAR_SHOW, 3154);            // Viewer: show the video bar and attach it
+GALLERY_MESSAGE(WM_GALLERY_PLAYER_TO_FULL, 3155);      // Full: size the film, attach its bar
+GALLERY_MESSAGE(WM_GALLERY_BAR_BACK, 3156);            // Viewer: full screen is left, its bar again
+GALLERY_MESSAGE(WM_GALLERY_FULL_FOLLOW, 3157);         // Full: the film has ended
+GALLERY_MESSAGE(WM_GALLERY_FULL_RESIZE, 3158);         // Full
+GALLERY_MESSAGE(WM_GALLERY_FULL_OPEN, 3159);           // Viewer
+GALLERY_MESSAGE(WM_GALLERY_FULL_LEAVE, 3160);          // Full
+GALLERY_MESSAGE(WM_GALLERY_VIDEO_STOP, 3164);          // Viewer: stop the film
 GALLERY_MESSAGE(WM_GALLERY_ALBUM_ADDED, 3141);         // Main: 0, album id, owned
 GALLERY_MESSAGE(WM_GALLERY_PIC_REFRESH, 3147);         // Viewer: what it shows of the file has changed
 GALLERY_MESSAGE(WM_GALLERY_FULL_SYNC, 3148);           // Viewer: degrees, pointer to a shared pointer of the file

@@ -1,0 +1,3 @@
+#include "ui/player/playcontrolui.h"
+
+CPlayControlUI::CPlayControlUI(QWidget* parent) : CVerticalLayoutUI(parent) {}
