@@ -128,16 +128,18 @@ TEST_F(ViewerTest, CtrlAndWheelZoomAtThePointer) {
   ASSERT_TRUE(UntilSharp());
   Settle();
   EXPECT_EQ(SliderValue(), 0);
+  // From where the picture is larger than the window to both sides.
+  for (int i = 0; i < 5; ++i) Wheel(Lcd(), 120, Lcd().rect().center(), Qt::ControlModifier);
   const QRect before = Lcd().PicturePlace();
-  const QPoint pointer = before.topLeft() + QPoint(before.width() / 4, before.height() / 4);
-  for (int i = 0; i < 4; ++i) Wheel(Lcd(), 120, pointer, Qt::ControlModifier);
+  const QPoint pointer = before.topLeft() + QPoint(before.width() / 2, before.height() / 2) - QPoint(300, 200);
+  const QPointF share(double(pointer.x() - before.x()) / before.width(), double(pointer.y() - before.y()) / before.height());
+  for (int i = 0; i < 2; ++i) Wheel(Lcd(), 120, pointer, Qt::ControlModifier);
   EXPECT_EQ(Viewer()->Shown(), today[0]);
-  EXPECT_EQ(SliderValue(), 40);
+  EXPECT_EQ(SliderValue(), 70);
   const QRect after = Lcd().PicturePlace();
   EXPECT_GT(after.width(), before.width());
-  // The place under the pointer is still a quarter from the start.
-  EXPECT_NEAR(double(pointer.x() - after.x()) / after.width(), 0.25, 0.005);
-  EXPECT_NEAR(double(pointer.y() - after.y()) / after.height(), 0.25, 0.005);
+  EXPECT_NEAR(double(pointer.x() - after.x()) / after.width(), share.x(), 0.002);
+  EXPECT_NEAR(double(pointer.y() - after.y()) / after.height(), share.y(), 0.002);
   Keep("viewer-zoomed");
 }
 
@@ -340,12 +342,13 @@ TEST_F(ViewerTest, TheDeleteKeyAsksForTheShownPicture) {
   ASSERT_TRUE(UntilPictures());
   OpenViewer(today[0]);
   Key(Qt::Key_Right);
-  QTimer::singleShot(0, [] {
-    ASSERT_TRUE(QTest::qWaitFor([] {
-      return QApplication::focusWidget() && QApplication::focusWidget()->objectName() == QStringLiteral("btn_ok");
-    }));
-    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
+  // The question is answered from inside its own event loop, whenever that comes.
+  QTimer answer;
+  QObject::connect(&answer, &QTimer::timeout, [] {
+    QWidget* focus = QApplication::focusWidget();
+    if (focus && focus->objectName() == QStringLiteral("btn_ok")) QTest::keyClick(focus, Qt::Key_Return);
   });
+  answer.start(0);
   Key(Qt::Key_Delete);
   ASSERT_TRUE(Until([&] { return today[1]->IsInBin(); }));
   EXPECT_FALSE(today[0]->IsInBin());
@@ -569,7 +572,7 @@ TEST_F(BurstViewerTest, TheChipOpensTheShotsAndBackLeavesThem) {
   EXPECT_TRUE(Viewer()->IsBurst());
   EXPECT_EQ(Viewer()->Shown(), shots[0]);
   EXPECT_TRUE(HasPart("burst_strip"));
-  EXPECT_EQ(Part("burst_strip")->height(), 65);
+  EXPECT_EQ(Part("BurstCoverV")->height(), 65);
   EXPECT_EQ(Viewer()->FindControl(QStringLiteral("BurstCover"))->GetText(), QStringLiteral("1 of 4"));
   EXPECT_FALSE(IsEnabled("btn_delete"));
   EXPECT_FALSE(IsEnabled("btn_move"));
@@ -615,10 +618,9 @@ TEST_F(BurstViewerTest, ABurstThatGoesWhileItIsLookedAtShowsTheNextPicture) {
   Press("BurstCover");
   Press("FullScreenBtn");
   ASSERT_NE(Full(), nullptr);
-  ASSERT_EQ(gallery.RecycleFiles({shots[0]}, true), 1u);
+  ASSERT_GT(gallery.RecycleFiles({shots[0]}, true), 0u);
   ASSERT_TRUE(Until([&] { return Viewer() && !Full() && !Viewer()->IsBurst(); }));
-  EXPECT_EQ(Viewer()->Shown(), helper.GetFileByIndex(0));
-  EXPECT_TRUE(std::ranges::find(other, Viewer()->Shown()) != other.end());
+  EXPECT_EQ(Viewer()->Shown(), other[1]);  // It stood last: the one before it.
 }
 
 }  // namespace

@@ -110,3 +110,4 @@ class ViewerTest : public PageTest {
 };
 
 inline void PrintTo(const QColor& color, std::ostream* out) { *out << color.name().toStdString(); }
+inline void PrintTo(const GalleryFile::Ptr& file, std::ostream* out) { *out << (file ? file->UniqueId() : "none"); }

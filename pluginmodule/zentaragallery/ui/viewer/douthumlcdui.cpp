@@ -276,8 +276,8 @@ void CDouThumLCDUI::DoEvent(TEventUI& event) {
 }
 
 void CDouThumLCDUI::OnWheel(TEventUI& event) {
-  if (!(event.modifiers & Qt::ControlModifier)) return;  // The window's.
   event.handled = true;
+  if (!(event.modifiers & Qt::ControlModifier)) return Notify(QStringLiteral("turned"), 0, event.wheelDelta);
   if (!zoomable) return;
   fit.SetZoom(fit.Zoom() + event.wheelDelta / kNotch * kZoomOfNotch, event.ptMouse);
   Zoomed();

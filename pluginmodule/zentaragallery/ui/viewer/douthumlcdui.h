@@ -10,9 +10,9 @@
 // One large picture: shows at once what is in memory, the thumbnail at least, and
 // sharper as it comes; zooms at the pointer and is moved by dragging.
 //
-// Sends "zoomed" (wParam: 0 to 100) when the user has zoomed, and "wheel" (lParam: the
-// delta of a notch) when a picture that is not zoomed is drawn across. Element
-// "DouThumLCD"; attribute rest="64,32": the space left free beside and above a picture
+// Sends "zoomed" (wParam: 0 to 100) when the user has zoomed, and "turned" (lParam:
+// the delta) for the wheel without Ctrl, and "wheel" (lParam: that of a notch) when a
+// picture that is not zoomed is drawn across. Element "DouThumLCD"; attribute rest="64,32": the space left free beside and above a picture
 // that is not zoomed. User-interface thread.
 class CDouThumLCDUI : public CWidgetUI {
  public:

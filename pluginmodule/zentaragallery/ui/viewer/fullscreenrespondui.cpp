@@ -54,8 +54,6 @@ void FullScreenRespondUI::ShowAttributesOn(bool on) {
   ShowBars();
 }
 
-void FullScreenRespondUI::OnFollowed() { ShowBars(); }
-
 void FullScreenRespondUI::OnEmptied() {
   Close();
   (void)platform::SendMessageW(GlobalData::viewerWnd, WM_GALLERY_RELOAD_VIEW, 0, 0);
@@ -74,17 +72,11 @@ QRect FullScreenRespondUI::AttributeRect() const {
 
 // --- Bars
 
+// While the user is at them by other means than the pointer's way.
 bool FullScreenRespondUI::KeepsBars() const {
-  if (Attributes() || QApplication::activePopupWidget()) return true;
+  if (Attributes() || QApplication::activePopupWidget() || QApplication::mouseButtons() != Qt::NoButton) return true;
   const QWidget* focus = QApplication::focusWidget();
-  const bool onButton = focus && focus != this && focus != Lcd() && isAncestorOf(focus);
-  for (const char* name : {"ConHeight", "bottomCon"}) {
-    const auto* bar = FindControl(QString::fromLatin1(name));
-    if (!bar || !bar->IsVisible()) continue;
-    if (bar->Widget()->rect().contains(bar->Widget()->mapFromGlobal(pointerAt))) return true;
-    if (onButton && bar->Widget()->isAncestorOf(focus)) return true;
-  }
-  return false;
+  return focus && focus != this && focus != Lcd() && isAncestorOf(focus);
 }
 
 void FullScreenRespondUI::ShowBars() {

@@ -31,7 +31,6 @@ class FullScreenRespondUI : public PictureWindow {
   void ToggleFullScreen() override { Leave(); }
   void ShowFavorite(bool on) override;
   void ShowAttributesOn(bool on) override;
-  void OnFollowed() override;
   void OnEmptied() override;
   void OnBurstGone() override;
   bool eventFilter(QObject* watched, QEvent* event) override;

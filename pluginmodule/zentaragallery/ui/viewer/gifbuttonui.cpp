@@ -10,6 +10,12 @@ void CGifButtonUI::SetAttribute(const QString& name, const QString& value) {
   rest = toolkit::ToSize(value);
 }
 
+void CGifButtonUI::DoEvent(TEventUI& event) {
+  if (event.Type != EventType::Wheel) return CWidgetUI::DoEvent(event);
+  event.handled = true;
+  Notify(QStringLiteral("turned"), 0, event.wheelDelta);
+}
+
 void CGifButtonUI::SetFrames(std::shared_ptr<const MappedPixels> shown) {
   if (shown == frames) return;
   frames = std::move(shown);

@@ -8,11 +8,13 @@
 
 // A moving picture: runs at its own speed while it is shown, and stands still while it
 // is not. Fitted, never enlarged. Element "GifButton"; attribute rest as of DouThumLCD.
+// Sends "turned" as that does.
 // User-interface thread.
 class CGifButtonUI : public CWidgetUI {
  public:
   QString GetClass() const override { return QStringLiteral("GifButtonUI"); }
   void SetAttribute(const QString& name, const QString& value) override;
+  void DoEvent(TEventUI& event) override;
   void PaintBkImage(QPainter& painter) override;
 
   // From the first frame; null shows nothing.

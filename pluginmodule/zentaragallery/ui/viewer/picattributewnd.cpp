@@ -187,7 +187,7 @@ void PicAttributeWnd::AddRow(const char* labelKey, const QString& value) {
   rows->addWidget(line);
   const QString words = CResourceManager::GetText(QString::fromLatin1(labelKey));
   auto* label = new QLabel(words);
-  label->setContentsMargins(0, scale(10), 0, 0);
+  label->setContentsMargins(0, scale(12), 0, scale(4));
   label->setFont(Theme::Instance().Font(QStringLiteral("small"), Manager().GetScale()));
   QPalette quiet = label->palette();
   quiet.setColor(QPalette::WindowText, Theme::Instance().Color(QStringLiteral("text-2")));
@@ -201,7 +201,7 @@ void PicAttributeWnd::AddRow(const char* labelKey, const QString& value) {
   plain.setColor(QPalette::Text, Theme::Instance().Color(QStringLiteral("text")));
   text->setPalette(plain);
   rows->addWidget(text);
-  rows->addSpacing(scale(10));
+  rows->addSpacing(scale(12));
 }
 
 QString PicAttributeWnd::ValueOf(const QString& labelKey) const {

@@ -1,5 +1,7 @@
 #include "ui/viewer/picturewindow.h"
 
+#include <QAbstractButton>
+#include <QKeyEvent>
 #include <QWheelEvent>
 
 #include "common/toolkit/resourcemanager.h"
@@ -59,6 +61,11 @@ void PictureWindow::InitWindow() {
   FindControls();
   setFocusPolicy(Qt::StrongFocus);
   if (auto* stage = Stage()) stage->Widget()->installEventFilter(this);
+  // The arrow keys are for pictures wherever the focus is, and a click leaves it alone.
+  for (auto* button : findChildren<QAbstractButton*>()) {
+    button->setFocusPolicy(Qt::TabFocus);
+    button->installEventFilter(this);
+  }
 }
 
 void PictureWindow::OnFinalMessage() {
@@ -119,7 +126,7 @@ void PictureWindow::SetPicObject(const File& file) {
 void PictureWindow::FollowWinChange(bool reloadThumb) {
   if (!shown || !Helper().CurrentAlbum() || ViewerList::Count() == 0) return;
   if (reloadThumb) VideoPlayer::DeleteVideoLoadWnd();
-  if (const int index = ViewerList::IndexOf(shown); index >= 0) shownIndex = index;
+  RememberPlace();
   ShowFavorite(shown->IsFavorite);
   Page::Send(WM_GALLERY_TOOLBAR_STATE, 0,
              static_cast<int>(IsBurst() ? PageRules::ToolbarState::BurstMember : PageRules::ToolbarState::Viewer));
@@ -128,8 +135,14 @@ void PictureWindow::FollowWinChange(bool reloadThumb) {
   FollowPicture();
   ShowTitle();
   ShowArrows();
-  if (attributes) (void)platform::SendMessageW(attributes->GetHWND(), WM_GALLERY_ATTR_OPEN, 0, reinterpret_cast<LPARAM>(&shown));
+  if (Attributes()) (void)platform::SendMessageW(attributes->GetHWND(), WM_GALLERY_ATTR_OPEN, 0, reinterpret_cast<LPARAM>(&shown));
   OnFollowed();
+}
+
+// In the album, also while a burst of it is looked into.
+void PictureWindow::RememberPlace() {
+  const std::uint32_t index = Helper().GetFileIndex(IsBurst() ? ViewerList::BurstParent() : shown);
+  if (index != GalleryFileListViewHelper::kNoIndex) shownIndex = static_cast<int>(index);
 }
 
 void PictureWindow::FollowPicture() {
@@ -170,10 +183,8 @@ void PictureWindow::DecodeAhead() {
 void PictureWindow::ShowTitle() {
   if (auto* title = Find<CLabelUI>(QStringLiteral("TitleLcd"))) title->SetText(CResourceManager::FormatDateTime(shown->CreateTime));
   auto* cover = Find<CButtonUI>(QStringLiteral("BurstCover"));
-  if (strip) {
-    strip->SetVisible(IsBurst());
-    strip->SetShown(ViewerList::IndexOf(shown));
-  }
+  if (auto* bar = FindControl(QStringLiteral("BurstCoverV"))) bar->SetVisible(IsBurst());
+  if (strip) strip->SetShown(ViewerList::IndexOf(shown));
   if (!cover) return;
   const int members = shown->ContinuousType == 1 ? static_cast<int>(shown->GetMembers().size()) : 0;
   cover->SetVisible(IsBurst() || members > 0);
@@ -268,11 +279,15 @@ void PictureWindow::PicAttributeShowToCanle() {
 
 void PictureWindow::TakeFavorite(bool on) {
   ShowFavorite(on);
-  if (attributes) (void)platform::PostMessageW(attributes->GetHWND(), WM_GALLERY_ATTR_FILE, 0, on);
+  if (Attributes()) (void)platform::PostMessageW(attributes->GetHWND(), WM_GALLERY_ATTR_FILE, 0, on);
+}
+
+PicAttributeWnd* PictureWindow::Attributes() const {
+  return attributes && attributes->GetHWND() ? attributes.data() : nullptr;
 }
 
 void PictureWindow::CreateAttributeWnd() {
-  if (attributes) return attributes->Close();
+  if (Attributes()) return attributes->Close();
   LogInfo(kTag, "halcyra_gallery_showprompt");
   LogOperation("halcyra_gallery_showprompt");
   attributes = new PicAttributeWnd(GetHWND());
@@ -284,7 +299,7 @@ void PictureWindow::CreateAttributeWnd() {
 }
 
 void PictureWindow::PlaceAttributes() {
-  if (attributes) (void)platform::SendMessageW(attributes->GetHWND(), WM_GALLERY_ATTR_FOLLOW, 0, 0);
+  if (Attributes()) (void)platform::SendMessageW(attributes->GetHWND(), WM_GALLERY_ATTR_FOLLOW, 0, 0);
 }
 
 void PictureWindow::EnterBurst(const File& parent) {
@@ -313,6 +328,7 @@ void PictureWindow::VLCWndOnSize() {
 void PictureWindow::Notify(TNotifyUI& message) {
   if (message.sType == QStringLiteral("click") && message.pSender) return OnClick(message.pSender->GetName());
   if (message.sType == QStringLiteral("zoomed")) return PostZoomSlider(static_cast<double>(message.wParam));
+  if (message.sType == QStringLiteral("turned")) return OnWheel(static_cast<int>(message.lParam));
   if (message.sType == QStringLiteral("wheel")) {
     (void)platform::SendMessageW(GetHWND(), kMouseWheel, WheelWord(static_cast<int>(message.lParam)), 0);
     return;
@@ -439,7 +455,7 @@ void PictureWindow::CalDeleteAddMoveUpdata() {
     return FollowWinChange(false);
   }
   if (Helper().HasSameFile(shown)) {
-    if (const int index = ViewerList::IndexOf(shown); index >= 0) shownIndex = index;
+    RememberPlace();
     ShowFavorite(shown->IsFavorite);
     ShowTitle();
     ShowArrows();
@@ -516,6 +532,13 @@ LRESULT PictureWindow::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, bo
 
 bool PictureWindow::eventFilter(QObject* watched, QEvent* event) {
   if (event->type() == QEvent::Resize && Stage() && watched == Stage()->Widget()) VLCWndOnSize();
+  if (event->type() == QEvent::KeyPress && qobject_cast<QAbstractButton*>(watched)) {
+    const int key = static_cast<QKeyEvent*>(event)->key();
+    if (key == Qt::Key_Left || key == Qt::Key_Right || key == Qt::Key_Up || key == Qt::Key_Down) {
+      keyPressEvent(static_cast<QKeyEvent*>(event));
+      return true;
+    }
+  }
   return WindowImplBaseEx::eventFilter(watched, event);
 }
 

@@ -49,7 +49,8 @@ class PictureWindow : public WindowImplBaseEx {
   bool IsBurst() const;
   CDouThumLCDUI* Lcd() const { return lcd; }
   CGifButtonUI* Gif() const { return gif; }
-  PicAttributeWnd* Attributes() const { return attributes; }
+  // The details; null while they are not open.
+  PicAttributeWnd* Attributes() const;
   // Where the details lie in it.
   virtual QRect AttributeRect() const = 0;
   bool IsLoading() const { return ring && ring->IsVisible(); }
@@ -95,6 +96,7 @@ class PictureWindow : public WindowImplBaseEx {
   void HideProgress();
   void ShowTitle();
   void ShowStill();
+  void RememberPlace();
   void FollowPicture();
   void DecodeAhead();
   void OnWheel(int delta);
