@@ -89,6 +89,10 @@ SelectableText::SelectableText(const QString& text, QWidget* parent) : QTextEdit
   setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
   setTabChangesFocus(true);
   setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+  // A file name reads from the left in every language, but stands where the line begins.
+  QTextOption option = document()->defaultTextOption();
+  option.setAlignment((QApplication::isRightToLeft() ? Qt::AlignRight : Qt::AlignLeft) | Qt::AlignAbsolute);
+  document()->setDefaultTextOption(option);
   setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
@@ -106,6 +110,8 @@ PicAttributeWnd::PicAttributeWnd(HWND owner) : ownerWnd(owner) { setAttribute(Qt
 
 void PicAttributeWnd::InitWindow() {
   GlobalData::attrWnd = GetHWND();
+  connect(&CResourceManager::GetInstance(), &CResourceManager::languageChanged, this, [this] { ShowFile(); });
+  connect(&Theme::Instance(), &Theme::changed, this, [this] { ShowFile(); });
   auto* holder = Find<CContainerUI>(QStringLiteral("attr_rows"));
   area = new QScrollArea(holder);
   area->setFrameShape(QFrame::NoFrame);
@@ -146,11 +152,6 @@ LRESULT PicAttributeWnd::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, 
       handled = false;
       return WindowImplBaseEx::HandleMessage(uMsg, wParam, lParam, handled);
   }
-}
-
-void PicAttributeWnd::changeEvent(QEvent* event) {
-  WindowImplBaseEx::changeEvent(event);
-  if (event->type() == QEvent::LanguageChange) ShowFile();
 }
 
 // --- Rows

@@ -37,9 +37,6 @@ class PicAttributeWnd : public WindowImplBaseEx {
   // Of the row with that label key; empty when there is none.
   QString ValueOf(const QString& labelKey) const;
 
- protected:
-  void changeEvent(QEvent* event) override;
-
  private:
   void ShowFile();
   void SetAttributeName();

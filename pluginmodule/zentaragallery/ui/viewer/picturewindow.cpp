@@ -61,6 +61,7 @@ void PictureWindow::InitWindow() {
   FindControls();
   setFocusPolicy(Qt::StrongFocus);
   if (auto* stage = Stage()) stage->Widget()->installEventFilter(this);
+  connect(&CResourceManager::GetInstance(), &CResourceManager::languageChanged, this, [this] { FollowWinChange(false); });
   // The arrow keys are for pictures wherever the focus is, and a click leaves it alone.
   for (auto* button : findChildren<QAbstractButton*>()) {
     button->setFocusPolicy(Qt::TabFocus);
@@ -549,8 +550,5 @@ void PictureWindow::resizeEvent(QResizeEvent* event) {
 
 void PictureWindow::changeEvent(QEvent* event) {
   WindowImplBaseEx::changeEvent(event);
-  if (event->type() == QEvent::LanguageChange || event->type() == QEvent::LayoutDirectionChange) {
-    PlaceAttributes();
-    FollowWinChange(false);
-  }
+  if (event->type() == QEvent::LayoutDirectionChange) PlaceAttributes();
 }
