@@ -31,7 +31,8 @@ constexpr const char* kButtons[] = {"nav_home", "nav_gallery", "nav_transfers", 
 }  // namespace
 
 FrameWindow::FrameWindow(Workspace& of, QStringList startFiles)
-    : work(of), homeCloud(Session::DataFolder()), files(std::move(startFiles)) {
+    : work(of), homeCloud(Session::DataFolder()),
+      watched([this](const QStringList& folders) { ImportWatched(folders); }), files(std::move(startFiles)) {
   work.onRaise = [this](const QStringList& handed) {
     Raise();
     TakeFiles(handed);
@@ -45,6 +46,7 @@ FrameWindow::~FrameWindow() {
 
 CControlUI* FrameWindow::CreateControl(const QString& element) {
   if (element == QStringLiteral("HomePage")) return home = new HomePage(*this);
+  if (element == QStringLiteral("HomeCard")) return new HomeCardUI;
   if (element == QStringLiteral("TransfersPage")) return transfers = new TransfersPage(*this);
   if (element == QStringLiteral("SettingsPage")) return settings = new SettingsPage(*this);
   return nullptr;
@@ -108,6 +110,8 @@ void FrameWindow::OpenGallery() {
   work.Gallery().Listeners().Add(page);
   SyncHelper::GetInstance().SetCallback(&work.Gallery().Listeners());
   work.Begin();
+  if (!DesktopSettings::Syncs()) SyncHelper::GetInstance().SetSyncSwitch(false);
+  watched.Watch(DesktopSettings::WatchedFolders());
   ShowPage(shown);
   TakeFiles(std::exchange(files, {}));
 }
@@ -120,6 +124,7 @@ void FrameWindow::CloseGallery() {
     page->Close();
   }
   gallery = nullptr;
+  watched.Watch({});
 }
 
 // --- Accounts
@@ -245,6 +250,17 @@ void FrameWindow::TakeFiles(const QStringList& handed) {
   std::vector<std::wstring> paths;
   for (const QString& file : handed) paths.push_back(file.toStdWString());
   page->UploadDropped(std::move(paths), nullptr);
+}
+
+void FrameWindow::Watch(const QStringList& folders) {
+  DesktopSettings::SetWatchedFolders(folders);
+  watched.Watch(folders);
+}
+
+// Quietly: nobody has asked for it just now.
+void FrameWindow::ImportWatched(const QStringList& folders) {
+  if (!gallery || !work.IsOpen()) return;
+  work.Import(folders, nullptr);
 }
 
 void FrameWindow::Raise() {

@@ -108,7 +108,7 @@ Album::Ptr CGalleryAlbumWnd::AlbumOfKind(AlbumKind kind) const {
 Album::Ptr CGalleryAlbumWnd::FindAlbum(const std::string& id) const { return Gallery::GetInstance().GetAlbum(id); }
 
 void CGalleryAlbumWnd::Reload() {
-  bool any = false;
+  bool any = false, shown = false;
   for (const auto& entry : kSystem) {
     auto* button = Find<CButtonUI>(QString::fromLatin1(entry.name));
     if (!button) continue;
@@ -119,8 +119,10 @@ void CGalleryAlbumWnd::Reload() {
     const bool folded = kind > 7;
     any |= folded && filled;
     button->SetVisible(filled && (!folded || more));
+    shown |= filled;
   }
   if (auto* button = FindControl(QStringLiteral("more_photo"))) button->SetVisible(any);
+  if (auto* heading = FindControl(QStringLiteral("label_sys_album"))) heading->SetVisible(shown);
   if (!edit) FillCustom();
   ReSelectCurrentAlbum();
 }

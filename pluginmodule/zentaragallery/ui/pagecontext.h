@@ -37,6 +37,8 @@ QString Wide(const std::wstring& text);
 std::wstring Wide(const QString& text);
 // The words of an album in the panel.
 QString AlbumTitle(const class Album& album);
+// "3 photos, 1 video"; only what there is, empty for nothing.
+QString CountText(std::uint64_t photos, std::uint64_t videos);
 // "1,2 MB" in the language's own form.
 QString SizeText(qint64 bytes);
 

@@ -18,8 +18,11 @@
 #include "ui/dialogs/loadpagewnd.h"
 #include "ui/dialogs/messagebox.h"
 #include "ui/dialogs/uploadprocess.h"
+#include "ui/galleryaccessible.h"
 #include "ui/galleryalbumwnd.h"
+#include "ui/gallerydragout.h"
 #include "ui/pagecontext.h"
+#include "ui/player/player.h"
 #include "ui/timescrollbar.h"
 #include "ui/userproperties.h"
 #include "ui/view/galleryfilelistviewhelper.h"
@@ -56,7 +59,10 @@ int TabOf(const Album& album) {
 
 }  // namespace
 
-ZentaraGallery::ZentaraGallery() = default;
+ZentaraGallery::ZentaraGallery() {
+  static const bool accessible = (InstallGalleryAccessible(), true);
+  (void)accessible;
+}
 
 ZentaraGallery::~ZentaraGallery() {
   Close();
@@ -88,6 +94,7 @@ void ZentaraGallery::InitWindow() {
     return;
   }
   EnableDragDrop();
+  GalleryDragOut::Sweep();
   list = timeList;
   if (slider) {
     SetGridValueText();
@@ -254,6 +261,7 @@ void ZentaraGallery::OnReloadView() {
     if (!Selection().IsMultiSelect()) Selection().SelectClear(false);
   }
   EnableMultiSelect(!HasViewer());
+  SetUploadKind(ButtonKind::Main);
   const int tab = TabOf(*current);
   if (tabSwitch) tabSwitch->SelectItem(tab);
   ShowCounts(tab);
@@ -265,7 +273,12 @@ void ZentaraGallery::OnReloadView() {
   FitTitle();
 }
 
+void ZentaraGallery::SetUploadKind(ButtonKind kind) {
+  if (auto* upload = Find<CButtonUI>(QStringLiteral("btn_uploadFiles"))) upload->SetKind(kind);
+}
+
 void ZentaraGallery::ShowEmptyPage() {
+  SetUploadKind(ButtonKind::Tool);  // The page has the main button itself.
   GiveSliderBack();
   for (const char* name : {"slider_pic", "btn_narrow", "btn_expansion"})
     if (auto* control = FindControl(QString::fromLatin1(name))) control->SetEnabled(false);
@@ -299,15 +312,7 @@ void ZentaraGallery::ShowEmptyPage() {
 
 void ZentaraGallery::ShowCounts(int tab) {
   const auto [photos, videos] = Helper().GetPhotoVideoCount(current->AlbumId.Get());
-  const auto plural = [](const char* key, std::uint64_t number) {
-    return CResourceManager::GetPluralText(QString::fromLatin1(key), static_cast<qint64>(number));
-  };
-  const QString photoText = photos ? plural("IDS_GALLERT_PHOTOS", photos) : QString();
-  const QString videoText = videos ? plural("IDS_GALLERT_VIDEOS", videos) : QString();
-  const bool both = photos && videos;
-  const QString text = both ? Page::Fill(CResourceManager::GetText(QStringLiteral("IDS_GALLERT_PHOTOS_VIDEOS")),
-                                         {photoText, videoText})
-                            : photoText + videoText;
+  const QString text = Page::CountText(photos, videos);
   if (tab == kTabBin || !count) return;
   count->SetText(text);
   count->SetVisible(!text.isEmpty() && !(chip && selectionBar && selectionBar->IsVisible()));
@@ -376,8 +381,8 @@ void ZentaraGallery::showEvent(QShowEvent* event) {
 
 void ZentaraGallery::hideEvent(QHideEvent* event) {
   WindowImplBaseEx::hideEvent(event);
-  (void)platform::SendMessageW(GlobalData::viewerWnd, WM_GALLERY_VIDEO_STOP, 0, 0);
   if (loadPage) loadPage->Close();
+  if (HasViewer() || platform::IsWindow(GlobalData::fullWnd)) VideoPlayer::StopVideo();
 }
 
 // The line below the title tells the last update once the first sync has had its time.
@@ -700,6 +705,11 @@ LRESULT ZentaraGallery::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, b
     case WM_GALLERY_CONTENT_STATUS:
       UpdateDatabaseCloudContentStatus(wParam, lParam);
       return 0;
+    case WM_GALLERY_SHELL_DROP: {
+      const std::unique_ptr<std::wstring> path(reinterpret_cast<std::wstring*>(lParam));
+      if (path) DragDownGalleryFile(*path);
+      return 0;
+    }
     case WM_DRAG_ENTER:
       return OnDragEnter(*reinterpret_cast<DragDataUI*>(lParam));
     case WM_DRAG_OVER:

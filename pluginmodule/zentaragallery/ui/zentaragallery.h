@@ -108,6 +108,7 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
   void OnLoadGalleryFile(const Album::Ptr& album, bool keepPage);
   void OnReloadView();
   void ShowEmptyPage();
+  void SetUploadKind(ButtonKind kind);
   void ShowCounts(int tab);
   void FitTitle();
   void OnSize();
@@ -169,6 +170,9 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
                     const Album::Ptr& target);
   Album::Ptr DropTarget(const DragDataUI& drag, QString& name) const;
   void SetDropDescription(const QString& words, QPoint at);
+
+  // gallerydragout.cpp: where a drag out of the page has ended
+  void DragDownGalleryFile(const std::wstring& path);
 
   Album::Ptr current;
   CGalleryVListUI* list = nullptr;

@@ -14,6 +14,7 @@ namespace {
 // A progressive JPEG has about ten scans. Each walks the whole picture, so a small
 // file of thousands of empty ones would keep a decoder busy for hours.
 constexpr int kMaxScans = 100;
+constexpr std::size_t kPictureHeadBytes = std::max(kFormatHeadBytes, kBmpContentHeadBytes);
 constexpr std::size_t kScanPassBytes = 0x40000;
 
 // Setting up a conversion of colours takes longer than all the rest of a small
@@ -57,11 +58,11 @@ VipsOwner<VipsImage> ShrinkImage(VipsImage* whole, int longEdge) {
   });
 }
 
-VipsOwner<VipsImage> ShrinkJpeg(VipsImage* header, const std::string& jpeg, int longEdge) {
+VipsOwner<VipsImage> ShrinkBytes(VipsImage* header, std::string_view file, int longEdge) {
   if (longEdge == 0) return Whole(header);
-  auto* bytes = const_cast<char*>(jpeg.data());  // The library takes a plain pointer and only reads.
+  auto* bytes = const_cast<char*>(file.data());  // The library takes a plain pointer and only reads.
   return WithProfile(header, [&](VipsImage** out, bool withProfile) {
-    return vips_thumbnail_buffer(bytes, jpeg.size(), out, longEdge, "height", longEdge, "size",
+    return vips_thumbnail_buffer(bytes, file.size(), out, longEdge, "height", longEdge, "size",
                                  VIPS_SIZE_DOWN, ProfileOption(withProfile), "srgb", nullptr);
   });
 }
@@ -83,17 +84,28 @@ bool SinkPixels(const RgbPicture& picture, int longEdge, const PictureSink& sink
 
 // Counts the markers FF DA. Within the data of a scan an FF is always followed by
 // 00, so none is counted by mistake there.
-bool HasTooManyScans(const std::filesystem::path& path) {
-  int scans = 0;
-  char previous = 0;
-  const auto error = platform::ReadInPasses(path, kScanPassBytes, [&](std::string_view pass) {
+class ScanCounter {
+ public:
+  // False when there are too many.
+  bool Take(std::string_view pass) {
     for (const char byte : pass) {
       if (previous == '\xff' && byte == '\xda') ++scans;
       previous = byte;
     }
     return scans <= kMaxScans;
-  });
-  return error || scans > kMaxScans;
+  }
+
+ private:
+  int scans = 0;
+  char previous = 0;
+};
+
+bool HasTooManyScans(const std::filesystem::path& path) {
+  ScanCounter counter;
+  bool isGood = true;
+  const auto error = platform::ReadInPasses(
+      path, kScanPassBytes, [&](std::string_view pass) { return isGood = counter.Take(pass); });
+  return error || !isGood;
 }
 
 bool TakesIn(const PictureSink& sink, const VipsOwner<VipsImage>& image) { return image && sink(image.get()); }
@@ -141,28 +153,39 @@ bool SinkDecoded(const std::optional<RgbPicture>& picture, int longEdge, const P
   return false;
 }
 
+// A file within another one.
+bool SinkInner(std::string_view file, PictureFormat format, int longEdge, const PictureSink& sink, std::string& cause) {
+  MediaFailure why = MediaFailure::None;
+  cause = "read inner picture's header";
+  const auto header = OpenHeaderOf(file, format, why);
+  if (!header) return false;
+  cause = "too many scans";
+  if (format == PictureFormat::Jpeg && IsInterlaced(header.get()) && !ScanCounter().Take(file)) return false;
+  if (TakesIn(sink, ShrinkBytes(header.get(), file, longEdge))) return true;
+  cause = "decode inner picture: " + TakeVipsError();
+  return false;
+}
+
 bool SinkBmp(const std::filesystem::path& path, const std::string& head, int longEdge, const PictureSink& sink,
              std::string& cause) {
   const auto size = BmpSizeOf(head);
-  cause = "bitmap header";
-  if (!size || !MemoryAllowed(size->width, size->height, 4)) return false;
+  const BmpContent content = BmpContentOf(head);
+  cause = content == BmpContent::Fax ? "bitmap of fax lines" : "bitmap header";
+  if (!size || !MemoryAllowed(size->width, size->height, 4) || content == BmpContent::Fax) return false;
   std::string bytes;
   cause = "read bitmap";
   if (platform::ReadFile(path, bytes)) return false;
+  if (content == BmpContent::File) {
+    const std::string_view inner = BmpInnerFile(bytes);
+    return SinkInner(inner, FormatOfHead(inner), longEdge, sink, cause);
+  }
   cause = "decode bitmap";
   return SinkDecoded(DecodeBmp(bytes), longEdge, sink, cause);
 }
 
 bool SinkRaw(const std::filesystem::path& path, int longEdge, const PictureSink& sink, std::string& cause) {
   const std::string preview = ReadRawPreview(path, cause);
-  if (preview.empty()) return false;
-  MediaFailure why = MediaFailure::None;
-  cause = "raw preview is no usable JPEG";
-  const auto header = OpenHeaderOf(preview, PictureFormat::Jpeg, why);
-  if (!header) return false;
-  if (TakesIn(sink, ShrinkJpeg(header.get(), preview, longEdge))) return true;
-  cause = "decode raw preview: " + TakeVipsError();
-  return false;
+  return !preview.empty() && SinkInner(preview, PictureFormat::Jpeg, longEdge, sink, cause);
 }
 
 }  // namespace
@@ -171,7 +194,7 @@ bool ShrinkPicture(const std::wstring& source, int longEdge, const PictureSink& 
   const auto path = platform::NativePath(source);
   const std::wstring extension = platform::WideExtension(source);
   if (IsVideoExtension(extension)) return SinkDecoded(DecodePoster(path, cause), longEdge, sink, cause);
-  const std::string head = ReadHead(path, kFormatHeadBytes);
+  const std::string head = ReadHead(path, kPictureHeadBytes);
   switch (const PictureFormat format = FormatOfHead(head)) {
     case PictureFormat::Bmp:
       return SinkBmp(path, head, longEdge, sink, cause);

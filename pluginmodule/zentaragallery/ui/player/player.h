@@ -39,7 +39,8 @@ void DeleteVideoLoadWnd();
 void VLCWndOnSize(RECT rect);
 
 // From now on `control` shows the film's state and gives its commands; the picture
-// moves into the window around it. Null takes the bar away: the film plays on.
+// moves into the window around it, into the control there that has the name of the
+// owner. Null takes the bar away: the film plays on.
 void SetPlayState(CPlayControlUI* control);
 
 }  // namespace VideoPlayer
