@@ -83,13 +83,9 @@ LRESULT CGalleryPictureUI::MessageHandler(UINT uMsg, WPARAM, LPARAM lParam, bool
 
 QString CGalleryPictureUI::AccessibleText() const {
   if (!file) return {};
-  QStringList parts{Page::Wide(file->FileName()), CResourceManager::FormatDate(file->CreateTime)};
-  if (file->IsVideo()) parts << CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_VIDEO"));
-  if (file->ContinuousType == 1) parts << CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_BURST"));
-  if (file->IsFavorite) parts << CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_FAVORITE"));
-  if (file->IsLocalOnly()) parts << CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_WAITING"));
-  if (Selection().IsSelected(file)) parts << CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_SELECTED"));
-  return parts.join(QStringLiteral(", "));
+  const QString text = Page::AccessibleText(*file);
+  if (!Selection().IsSelected(file)) return text;
+  return text + QStringLiteral(", ") + CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_SELECTED"));
 }
 
 // Asked for when it is wanted: a cell changes its picture with every scroll.
@@ -257,6 +253,9 @@ void CGalleryPictureUI::DoEvent(TEventUI& event) {
   switch (event.Type) {
     case EventType::ButtonDown:
       OnLeftDown(event);
+      return;
+    case EventType::DoubleClick:
+      downAt = event.ptMouse;
       return;
     case EventType::RButtonDown:
       OnRightDown(event);

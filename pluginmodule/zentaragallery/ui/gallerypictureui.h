@@ -37,6 +37,8 @@ class CGalleryPictureUI : public CWidgetUI, public IMessageFilterUI {
   QSize PictureSize() const;
   // Where the picture was last painted.
   QRect HitRect() const { return hit; }
+  // Where a button last went down in it.
+  QPoint PressedAt() const { return downAt; }
   // The picture's rectangle and its frame; without a picture the whole control.
   QRect PictureRect(const QImage& image) const;
   CFileInfoCellBase& Row() const { return row; }
