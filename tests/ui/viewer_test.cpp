@@ -551,13 +551,26 @@ class BurstViewerTest : public ViewerTest {
       file->SetFileName(std::wstring(name, name + std::strlen(name)));
       (void)file->ParseBurstName();
       WriteThumbnail(*file, {320, 240});
-      (void)file->TestThumbnailOnDisk();
       files.push_back(file);
     }
     Add(files);
     return files;
   }
 };
+
+TEST_F(BurstViewerTest, TheStripShowsShotsThatTheGridNeverShowed) {
+  const auto shots = AddBurst(3);
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  OpenViewer(shots[0]);
+  Press("BurstCover");
+  auto* strip = dynamic_cast<BurstStripUI*>(Part("burst_strip"));
+  ASSERT_NE(strip, nullptr);
+  const QColor empty = CControlUI::ColorOf(QStringLiteral("skeleton"));
+  EXPECT_TRUE(Until([&] {
+    return strip->grab().toImage().pixelColor(strip->MemberRect(2).center()) != empty;
+  }));
+}
 
 TEST_F(BurstViewerTest, TheChipOpensTheShotsAndBackLeavesThem) {
   const auto other = AddDay(0, 2);

@@ -100,6 +100,7 @@ void ZentaraGallery::InitWindow() {
     SetGridValueText();
     savedSlider = UserProperties::GetNumber(UserProperties::kRowCount, kDefaultSlider - 1) + 1;
     slider->SetValue(savedSlider);
+    connect(slider, &QSlider::sliderReleased, this, [this] { OnSliderReleased(); });
   }
   Selection().SetView(this);
   Page::SetDateLine([this](const QString& text) {

@@ -113,6 +113,7 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
   void FitTitle();
   void OnSize();
   void OnSliderValueChange(int value);
+  void OnSliderReleased();
   void OnZoomWheel(bool larger);
   void SetViewConf(const char* reason);
   void SetGridValueText();
