@@ -16,6 +16,7 @@ pkg_check_modules(EXIF REQUIRED IMPORTED_TARGET libexif)
 pkg_check_modules(RAW REQUIRED IMPORTED_TARGET libraw)
 pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET libavformat libavcodec libswscale libavutil)
 pkg_check_modules(XXHASH REQUIRED IMPORTED_TARGET libxxhash)
+pkg_check_modules(XCB REQUIRED IMPORTED_TARGET xcb)
 pkg_check_modules(SODIUM REQUIRED IMPORTED_TARGET libsodium)
 
 if(ZENTARA_TESTS)

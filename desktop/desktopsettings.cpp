@@ -10,7 +10,8 @@
 namespace DesktopSettings {
 namespace {
 
-constexpr char kChosen[] = "DesktopCloudChosen", kTray[] = "DesktopCloseToTray";
+constexpr char kChosen[] = "DesktopCloudChosen", kTray[] = "DesktopCloseToTray", kSyncOff[] = "DesktopSyncOff",
+               kWatched[] = "DesktopWatchedFolders";
 constexpr char kLanguage[] = "DesktopLanguage", kTheme[] = "DesktopTheme";
 
 }  // namespace
@@ -20,6 +21,17 @@ void SetChosen() { UserProperties::Set(kChosen, 1); }
 void ClearChosen() { UserProperties::Set(kChosen, 0); }
 bool ClosesToTray() { return UserProperties::GetFlag(kTray); }
 void SetClosesToTray(bool on) { UserProperties::Set(kTray, on ? 1 : 0); }
+bool Syncs() { return !UserProperties::GetFlag(kSyncOff); }
+void SetSyncs(bool on) { UserProperties::Set(kSyncOff, on ? 0 : 1); }
+
+QStringList WatchedFolders() {
+  return QString::fromStdString(UserProperties::GetText(kWatched)).split(u'\n', Qt::SkipEmptyParts);
+}
+
+void SetWatchedFolders(const QStringList& folders) {
+  UserProperties::Set(kWatched, folders.join(u'\n').toStdString());
+}
+
 QString Language() { return QString::fromStdString(UserProperties::GetText(kLanguage)); }
 QString ThemeName() { return QString::fromStdString(UserProperties::GetText(kTheme)); }
 

@@ -12,6 +12,12 @@ void SetChosen();
 void ClearChosen();
 bool ClosesToTray();
 void SetClosesToTray(bool on);
+// Whether the gallery keeps in step with the photo cloud.
+bool Syncs();
+void SetSyncs(bool on);
+// Folders whose pictures are imported by themselves.
+QStringList WatchedFolders();
+void SetWatchedFolders(const QStringList& folders);
 // Language tag and theme ("system", "light", "dark"); empty: the desktop's.
 QString Language();
 void SetLanguage(const QString& tag);

@@ -8,7 +8,12 @@
 #include "common/toolkit/edit.h"
 #include "common/toolkit/theme.h"
 #include "common/toolkit/toolkit.h"
+#include "choicecard.h"
 #include "framewindow.h"
+
+CControlUI* FirstRunPage::CreateControl(const QString& element) {
+  return element == QStringLiteral("ChoiceCard") ? new ChoiceCardUI : nullptr;
+}
 
 void FirstRunPage::InitWindow() { ShowStep(1); }
 
@@ -23,8 +28,19 @@ void FirstRunPage::ShowStep(int next) {
   for (const char* name : {"step_choice", "step_login"})
     if (auto* part = FindControl(QString::fromLatin1(name)))
       part->SetVisible((step == 1) == (QLatin1String(name) == QLatin1String("step_choice")));
-  const auto* elsewhere = Find<CRadioUI>(QStringLiteral("choice_server"));
+  const auto* elsewhere = Find<ChoiceCardUI>(QStringLiteral("choice_server"));
   if (auto* field = FindControl(QStringLiteral("server_field"))) field->SetEnabled(elsewhere && elsewhere->IsSelected());
+  if (auto* heading = FindControl(QStringLiteral("first_title")))
+    heading->SetText(step == 1 ? QStringLiteral("IDS_FIRSTRUN_TITLE") : QStringLiteral("IDS_FIRSTRUN_SIGN_IN"));
+  if (auto* words = FindControl(QStringLiteral("first_text")))
+    words->SetText(step == 1 ? QStringLiteral("IDS_FIRSTRUN_TEXT") : TextOf("server_field"));
+  for (const char* name : {"dot_choice", "dot_login"}) {
+    auto* dot = FindControl(QString::fromLatin1(name));
+    if (!dot) continue;
+    const bool on = (step == 1) == (QLatin1String(name) == QLatin1String("dot_choice"));
+    dot->SetFixedWidth(on ? 20 : 6);
+    dot->SetBkColor(on ? QStringLiteral("accent") : QStringLiteral("line"));
+  }
   if (auto* back = FindControl(QStringLiteral("btn_back"))) back->SetVisible(step == 2);
   if (auto* later = FindControl(QStringLiteral("btn_later"))) later->SetVisible(step == 1);
   if (auto* on = FindControl(QStringLiteral("btn_next")))
@@ -42,12 +58,11 @@ void FirstRunPage::Fail(const QString& words) {
   auto* label = FindControl(QStringLiteral("fail_words"));
   if (!label) return;
   label->SetText(words);
-  label->SetVisible(!words.isEmpty());
 }
 
 void FirstRunPage::OnNext() {
   if (step == 2) return SignIn();
-  const auto* elsewhere = Find<CRadioUI>(QStringLiteral("choice_server"));
+  const auto* elsewhere = Find<ChoiceCardUI>(QStringLiteral("choice_server"));
   if (elsewhere && elsewhere->IsSelected()) {
     if (TextOf("server_field").isEmpty()) return Fail(QStringLiteral("IDS_FIRSTRUN_ADDRESS_NEEDED"));
     return ShowStep(2);
@@ -79,8 +94,11 @@ void FirstRunPage::SignIn() {
 void FirstRunPage::Notify(TNotifyUI& message) {
   const QString name = message.pSender ? message.pSender->GetName() : QString();
   if (message.sType == QStringLiteral("selectchanged")) {
-    const auto* elsewhere = Find<CRadioUI>(QStringLiteral("choice_server"));
-    if (auto* field = FindControl(QStringLiteral("server_field"))) field->SetEnabled(elsewhere && elsewhere->IsSelected());
+    const auto* elsewhere = Find<ChoiceCardUI>(QStringLiteral("choice_server"));
+    auto* field = FindControl(QStringLiteral("server_field"));
+    if (!field || !elsewhere) return;
+    field->SetEnabled(elsewhere->IsSelected());
+    if (elsewhere->IsSelected()) field->SetFocus();
     return;
   }
   if (message.sType == QStringLiteral("return")) return OnNext();

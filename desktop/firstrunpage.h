@@ -11,6 +11,7 @@ class FirstRunPage : public WindowImplBaseEx {
   explicit FirstRunPage(FrameWindow& of) : frame(of) {}
   QString GetSkinFile() override { return QStringLiteral("Desktop/FirstRun.xml"); }
   const char* GetWindowClassName() const override { return "FirstRun"; }
+  CControlUI* CreateControl(const QString& element) override;
   void InitWindow() override;
   void Notify(TNotifyUI& message) override;
 

@@ -14,6 +14,7 @@
 #include "homepage.h"
 #include "host/globalparamwrapper.h"
 #include "host/userauthservice.h"
+#include "notifications.h"
 #include "settingspage.h"
 #include "sync/synchelper.h"
 #include "transfer/gallerytransmanager.h"
@@ -31,7 +32,8 @@ constexpr const char* kButtons[] = {"nav_home", "nav_gallery", "nav_transfers", 
 }  // namespace
 
 FrameWindow::FrameWindow(Workspace& of, QStringList startFiles)
-    : work(of), homeCloud(Session::DataFolder()), files(std::move(startFiles)) {
+    : work(of), homeCloud(Session::DataFolder()),
+      watched([this](const QStringList& folders) { ImportWatched(folders); }), files(std::move(startFiles)) {
   work.onRaise = [this](const QStringList& handed) {
     Raise();
     TakeFiles(handed);
@@ -45,6 +47,7 @@ FrameWindow::~FrameWindow() {
 
 CControlUI* FrameWindow::CreateControl(const QString& element) {
   if (element == QStringLiteral("HomePage")) return home = new HomePage(*this);
+  if (element == QStringLiteral("HomeCard")) return new HomeCardUI;
   if (element == QStringLiteral("TransfersPage")) return transfers = new TransfersPage(*this);
   if (element == QStringLiteral("SettingsPage")) return settings = new SettingsPage(*this);
   return nullptr;
@@ -108,6 +111,8 @@ void FrameWindow::OpenGallery() {
   work.Gallery().Listeners().Add(page);
   SyncHelper::GetInstance().SetCallback(&work.Gallery().Listeners());
   work.Begin();
+  if (!DesktopSettings::Syncs()) SyncHelper::GetInstance().SetSyncSwitch(false);
+  watched.Watch(DesktopSettings::WatchedFolders());
   ShowPage(shown);
   TakeFiles(std::exchange(files, {}));
 }
@@ -120,6 +125,7 @@ void FrameWindow::CloseGallery() {
     page->Close();
   }
   gallery = nullptr;
+  watched.Watch({});
 }
 
 // --- Accounts
@@ -223,13 +229,32 @@ LRESULT FrameWindow::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, bool
   }
 }
 
+// What was begun before the window was left is told when it is through.
+void FrameWindow::TellEnd(std::size_t busy, std::size_t completed, std::size_t failed) {
+  const bool ended = std::exchange(lastBusy, busy) > 0 && busy == 0;
+  const std::size_t done = completed - std::min(completed, toldCompleted), lost = failed - std::min(failed, toldFailed);
+  if (!ended) return;
+  toldCompleted = completed;
+  toldFailed = failed;
+  if (isActiveWindow() || done + lost == 0) return;
+  const auto number = [](std::size_t of) { return CResourceManager::FormatNumber(static_cast<qint64>(of)); };
+  const char* key = lost > 0 ? "IDS_NOTIFY_SOME_FAILED" : "IDS_NOTIFY_DONE";
+  Notifications::Show(QStringLiteral("Zentara Gallery"),
+                      QString(CResourceManager::GetText(QString::fromLatin1(key)))
+                          .replace(QStringLiteral("%1$s"), number(done))
+                          .replace(QStringLiteral("%2$s"), number(lost)));
+}
+
 void FrameWindow::UpdateBadge() {
-  std::size_t busy = 0;
+  std::size_t busy = 0, completed = 0, failed = 0;
   if (work.IsOpen()) {
     for (const TaskType kind : {TaskType::Upload, TaskType::Download}) {
       const auto figures = GalleryTransManager::GetInstance().GetFigures(kind);
       busy += figures.running + figures.waiting;
+      completed += figures.completed;
+      failed += figures.failed;
     }
+    TellEnd(busy, completed, failed);
   }
   if (auto* button = Find<CButtonUI>(QStringLiteral("nav_transfers"))) button->SetBadge(static_cast<int>(busy));
   if (transfers && shown == Transfers) transfers->Reload();
@@ -245,6 +270,17 @@ void FrameWindow::TakeFiles(const QStringList& handed) {
   std::vector<std::wstring> paths;
   for (const QString& file : handed) paths.push_back(file.toStdWString());
   page->UploadDropped(std::move(paths), nullptr);
+}
+
+void FrameWindow::Watch(const QStringList& folders) {
+  DesktopSettings::SetWatchedFolders(folders);
+  watched.Watch(folders);
+}
+
+// Quietly: nobody has asked for it just now.
+void FrameWindow::ImportWatched(const QStringList& folders) {
+  if (!gallery || !work.IsOpen()) return;
+  work.Import(folders, nullptr);
 }
 
 void FrameWindow::Raise() {

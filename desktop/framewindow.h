@@ -8,6 +8,7 @@
 #include "common/duilib_business/windowbusybase.h"
 #include "common/toolkit/container.h"
 #include "homecloud.h"
+#include "watchedfolders.h"
 #include "workspace.h"
 
 class FirstRunPage;
@@ -35,6 +36,8 @@ class FrameWindow : public WindowBusyBase {
   // Files that were handed to the program: into the gallery.
   void TakeFiles(const QStringList& files);
   void Raise();
+  // These folders are kept, watched, and imported by themselves from now on.
+  void Watch(const QStringList& folders);
   // Through first run, settings or a log-out to the gallery of another account.
   void UseHomeCloud(Workspace::Done done);
   void UseServer(const std::string& server, const std::string& user, const std::string& password,
@@ -42,6 +45,7 @@ class FrameWindow : public WindowBusyBase {
   void SignOut(Workspace::Done done);
   void FinishFirstRun();
   void Quit();
+  bool HasTray() const { return tray; }
   Workspace& Work() { return work; }
   class ZentaraGallery* GalleryPage() const;
 
@@ -59,9 +63,12 @@ class FrameWindow : public WindowBusyBase {
   void ShowBusy(bool busy, const QString& words = {});
   void SetUpTray();
   void UpdateBadge();
+  void TellEnd(std::size_t busy, std::size_t completed, std::size_t failed);
+  void ImportWatched(const QStringList& folders);
 
   Workspace& work;
   HomeCloud homeCloud;
+  WatchedFolders watched;
   QStringList files;
   HWND gallery = nullptr;
   QPointer<FirstRunPage> firstRun;
@@ -70,5 +77,6 @@ class FrameWindow : public WindowBusyBase {
   QPointer<SettingsPage> settings;
   QPointer<QSystemTrayIcon> tray;
   Page shown = Gallery;
+  std::size_t lastBusy = 0, toldCompleted = 0, toldFailed = 0;
   bool quitting = false;
 };

@@ -8,13 +8,17 @@
 #include "common/platform/text.h"
 #include "common/toolkit/dialogbuilder.h"
 #include "common/toolkit/icons.h"
+#include "common/toolkit/paintmanager.h"
+#include "common/toolkit/progress.h"
 #include "common/toolkit/resourcemanager.h"
 #include "common/toolkit/resourcequeue.h"
 #include "framewindow.h"
 #include "host/userauthservice.h"
+#include "model/gallery.h"
 #include "sync/synchelper.h"
 #include "transfer/gallerytransmanager.h"
 #include "ui/pagecontext.h"
+#include "ui/view/galleryfilelistviewhelper.h"
 #include "ui/view/gridgeometry.h"
 #include "ui/zentaragallery.h"
 
@@ -70,9 +74,14 @@ void HomeGridUI::PaintBkImage(QPainter& painter) {
   }
 }
 
+void HomeCardUI::DoEvent(TEventUI& event) {
+  if (event.Type == EventType::ButtonUp && GetManager()) GetManager()->SendNotify(this, QStringLiteral("click"));
+  CVerticalLayoutUI::DoEvent(event);
+}
+
 void HomePage::DoInit() {
   CVerticalLayoutUI::DoInit();
-  auto* content = CDialogBuilder().Create(QStringLiteral("Desktop/HomePage.xml"), nullptr, this);
+  auto* content = CDialogBuilder().Create(QStringLiteral("Desktop/HomePage.xml"), &frame, this);
   if (!content) return;
   Add(content);
   auto* place = dynamic_cast<CContainerUI*>(FindSubControl(QStringLiteral("home_grid")));
@@ -99,18 +108,34 @@ void HomePage::Reload() {
   if (auto* words = FindSubControl(QStringLiteral("home_empty"))) words->SetVisible(none);
   const std::string server = UserAuthService::GetInstance()->GetServerUrl();
   const auto state = SyncHelper::GetInstance().GetState();
-  Say("home_cloud_title", server.empty() ? QStringLiteral("IDS_HOME_NO_CLOUD")
-                          : state.status == SyncStatus::SYNCERROR ? QStringLiteral("IDS_HOME_CLOUD_TROUBLE")
-                                                                  : QStringLiteral("IDS_HOME_CLOUD_GOOD"));
-  Say("home_cloud_text", server.empty() ? QString() : QString::fromStdString(server));
+  const char* cloud = server.empty()                              ? "IDS_HOME_NO_CLOUD"
+                      : state.status == SyncStatus::SYNCERROR ? "IDS_HOME_CLOUD_TROUBLE"
+                                                              : "IDS_HOME_CLOUD_GOOD";
+  Say("home_cloud_title", ItemsText());
+  Say("home_cloud_text", QString::fromLatin1(cloud));
   const QStorageInfo disk(QString::fromStdString(platform::DataRoot().string()));
   Say("home_storage_title", Page::SizeText(disk.bytesAvailable()));
-  std::size_t busy = 0;
+  if (auto* bar = dynamic_cast<CProgressUI*>(FindSubControl(QStringLiteral("home_storage_bar"))); bar && disk.bytesTotal() > 0)
+    bar->SetValue(static_cast<int>(100 - disk.bytesAvailable() * 100 / disk.bytesTotal()));
+  std::size_t running = 0, waiting = 0, failed = 0;
   for (const TaskType kind : {TaskType::Upload, TaskType::Download}) {
     const auto figures = GalleryTransManager::GetInstance().GetFigures(kind);
-    busy += figures.running + figures.waiting;
+    running += figures.running;
+    waiting += figures.waiting;
+    failed += figures.failed;
   }
-  Say("home_transfers_title", CResourceManager::FormatNumber(static_cast<qint64>(busy)));
+  const auto number = [](std::size_t of) { return CResourceManager::FormatNumber(static_cast<qint64>(of)); };
+  Say("home_transfers_title", Page::Fill(CResourceManager::GetText(QStringLiteral("IDS_HOME_RUNNING")), {number(running)}));
+  Say("home_transfers_text",
+      Page::Fill(CResourceManager::GetText(QStringLiteral("IDS_HOME_WAITING")), {number(waiting), number(failed)}));
+}
+
+QString HomePage::ItemsText() const {
+  const auto all = ::Gallery::GetInstance().GetAlbum(SystemAlbumId(AlbumKind::TimeLine));
+  const auto [photos, videos] =
+      GalleryFileListViewHelper::GetInstance().GetPhotoVideoCount(all ? all->AlbumId.Get() : std::string());
+  return photos + videos == 0 ? CResourceManager::GetPluralText(QStringLiteral("IDS_GALLERT_PHOTOS"), 0)
+                              : Page::CountText(photos, videos);
 }
 
 void HomePage::OnNotify(TNotifyUI& message) {

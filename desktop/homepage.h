@@ -24,6 +24,12 @@ class HomeGridUI : public CWidgetUI {
 
 // The host's first page: what the cloud, the disk and the transfers do, and the newest
 // pictures.
+// A card of which all opens what it speaks of.
+class HomeCardUI : public CVerticalLayoutUI {
+ public:
+  void DoEvent(TEventUI& event) override;
+};
+
 class HomePage : public CVerticalLayoutUI {
  public:
   explicit HomePage(FrameWindow& of) : frame(of) {}
@@ -32,6 +38,7 @@ class HomePage : public CVerticalLayoutUI {
   void OnNotify(TNotifyUI& message);
 
  private:
+  QString ItemsText() const;
   void Say(const char* name, const QString& words);
 
   FrameWindow& frame;

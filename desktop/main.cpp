@@ -26,6 +26,8 @@ int main(int argc, char** argv) {
   const QCommandLineOption profile(QStringLiteral("profile"), QStringLiteral("Keep everything under FOLDER."),
                                    QStringLiteral("FOLDER"));
   parser.addOption(profile);
+  const QCommandLineOption background(QStringLiteral("background"), QStringLiteral("Start in the tray, without the window."));
+  parser.addOption(background);
   parser.addPositionalArgument(QStringLiteral("files"), QStringLiteral("Pictures and folders to add."),
                                QStringLiteral("[FILES...]"));
   parser.process(application);
@@ -59,7 +61,7 @@ int main(int argc, char** argv) {
     if (!frame.Create(static_cast<QWidget*>(nullptr), QStringLiteral("Zentara Gallery"), WindowStyle::Frame, {0, 0, 1, 1}))
       return 1;
     frame.resize(frame.Manager().Scale(1440), frame.Manager().Scale(900));
-    frame.show();
+    if (!parser.isSet(background) || !frame.HasTray()) frame.show();
     status = QApplication::exec();
   }
   work.Close();

@@ -1,19 +1,24 @@
 #include "settingspage.h"
 
+#include <QDir>
 #include <QFileDialog>
 #include <QLocale>
 #include <QMenu>
 
+#include "accountdialogs.h"
+#include "autostart.h"
 #include "common/toolkit/button.h"
 #include "common/toolkit/dialogbuilder.h"
+#include "common/toolkit/label.h"
+#include "common/toolkit/overlays.h"
 #include "common/toolkit/resourcemanager.h"
 #include "desktopsettings.h"
 #include "framewindow.h"
 #include "host/drivethreadpool.h"
-#include "host/globalparamwrapper.h"
 #include "host/userauthservice.h"
 #include "sync/synchelper.h"
 #include "ui/dialogs/downloadpicwnd.h"
+#include "ui/pagecontext.h"
 #include "ui/userproperties.h"
 
 void SettingsPage::DoInit() {
@@ -25,82 +30,163 @@ void SettingsPage::Say(const char* name, const QString& words) {
   if (auto* label = FindSubControl(QString::fromLatin1(name))) label->SetText(words);
 }
 
+void SettingsPage::Show(const char* name, bool on) {
+  if (auto* control = FindSubControl(QString::fromLatin1(name))) control->SetVisible(on);
+}
+
+// Without telling anybody: what is shown has not been changed by the user.
+void SettingsPage::Check(const char* name, bool on) {
+  auto* button = dynamic_cast<QAbstractButton*>(findChild<QWidget*>(QString::fromLatin1(name)));
+  if (!button) return;
+  const QSignalBlocker quiet(button);
+  button->setChecked(on);
+}
+
 void SettingsPage::Reload() {
   auto* identity = UserAuthService::GetInstance();
   const bool local = identity->GetServerUrl().empty();
   Say("set_account", local ? QStringLiteral("IDS_SETTINGS_LOCAL") : QString::fromStdString(identity->GetUserName()));
   Say("set_server", local ? QString() : QString::fromStdString(identity->GetServerUrl()));
+  Show("set_server", !local);
+  Show("set_signed_in", !local);
+  Show("set_sync_row", !local);
   Say("set_account_btn", local ? QStringLiteral("IDS_FIRSTRUN_SIGN_IN") : QStringLiteral("IDS_SETTINGS_SIGN_OUT"));
   Say("set_folder", DownloadPicWnd::StandardFolder());
   const QString language = DesktopSettings::Language();
   Say("set_language_btn", language.isEmpty() ? QStringLiteral("IDS_SETTINGS_SYSTEM") : QLocale(language).nativeLanguageName());
   const QString theme = DesktopSettings::ThemeName();
-  Say("set_theme_btn", theme == QStringLiteral("dark")    ? QStringLiteral("IDS_SETTINGS_DARK")
-                       : theme == QStringLiteral("light") ? QStringLiteral("IDS_SETTINGS_LIGHT")
-                                                          : QStringLiteral("IDS_SETTINGS_SYSTEM"));
-  if (auto* ask = dynamic_cast<CCheckBoxUI*>(FindSubControl(QStringLiteral("set_ask")))) {
-    const QSignalBlocker quiet(ask);
-    ask->Selected(DownloadPicWnd::AsksEachTime());
-  }
-  if (auto* stay = dynamic_cast<CCheckBoxUI*>(FindSubControl(QStringLiteral("set_tray")))) {
-    const QSignalBlocker quiet(stay);
-    stay->Selected(DesktopSettings::ClosesToTray());
-  }
+  Check("set_theme_dark", theme == QStringLiteral("dark"));
+  Check("set_theme_light", theme == QStringLiteral("light"));
+  Check("set_theme_system", theme != QStringLiteral("dark") && theme != QStringLiteral("light"));
+  Check("set_ask", DownloadPicWnd::AsksEachTime());
+  Check("set_tray", DesktopSettings::ClosesToTray());
+  Check("set_sync", DesktopSettings::Syncs());
+  Check("set_autostart", Autostart::IsOn());
+  ShowWatched();
 }
 
-void SettingsPage::Choose(CControlUI& at, const QStringList& values, const QStringList& words, const QString& now,
-                          const std::function<void(const QString&)>& take) {
-  auto* menu = new QMenu(at.Widget());
-  menu->setAttribute(Qt::WA_DeleteOnClose);
-  for (qsizetype i = 0; i < values.size(); ++i) {
-    auto* item = menu->addAction(CResourceManager::GetText(words[i]));
-    item->setCheckable(true);
-    item->setChecked(values[i] == now);
-    connect(item, &QAction::triggered, this, [this, take, value = values[i]] {
-      take(value);
-      Reload();
-    });
+void SettingsPage::ShowWatched() {
+  auto* box = dynamic_cast<CContainerUI*>(FindSubControl(QStringLiteral("set_watched")));
+  const QStringList folders = DesktopSettings::WatchedFolders();
+  if (!box || folders == watchedShown) return;
+  watchedShown = folders;
+  while (box->GetCount() > 1) (void)box->RemoveAt(1);
+  for (const QString& folder : folders) {
+    auto* line = new CWidgetUI;
+    line->ApplyAttributeList(QStringLiteral("height=\"1\" bkcolor=\"line\""));
+    box->Add(line);
+    auto* row = new CHorizontalLayoutUI;
+    row->ApplyAttributeList(QStringLiteral("height=\"48\" inset=\"56,0,20,0\" childpadding=\"16\" childvalign=\"middle\""));
+    auto* name = new CLabelUI;
+    name->SetAttribute(QStringLiteral("elide"), QStringLiteral("middle"));
+    name->SetText(QDir::toNativeSeparators(folder));
+    row->Add(name);
+    auto* remove = new CButtonUI;
+    remove->SetName(QStringLiteral("set_unwatch"));
+    remove->ApplyAttributeList(QStringLiteral("style=\"icon\" icon=\"close\" iconsize=\"18\" width=\"32\" height=\"32\""));
+    remove->SetToolTip(QStringLiteral("IDS_SETTINGS_REMOVE_FOLDER"));
+    remove->SetUserData(folder);
+    row->Add(remove);
+    box->Add(row);
   }
-  menu->popup(at.Widget()->mapToGlobal(QPoint(0, at.GetHeight())));
 }
 
 void SettingsPage::OnNotify(TNotifyUI& message) {
   if (!message.pSender) return;
   const QString name = message.pSender->GetName();
   if (message.sType == QStringLiteral("selectchanged")) {
-    const auto* box = dynamic_cast<CCheckBoxUI*>(message.pSender);
-    if (!box) return;
-    if (name == QStringLiteral("set_ask")) UserProperties::Set(UserProperties::kAskDownload, box->IsSelected() ? 1 : 0);
-    if (name == QStringLiteral("set_tray")) DesktopSettings::SetClosesToTray(box->IsSelected());
-    if (name == QStringLiteral("set_sync")) {
-      (void)CommonAbility::DriveThreadPool::GetInstance().Add(
-          [on = box->IsSelected()] { SyncHelper::GetInstance().SetSyncSwitch(on); });
+    if (const auto* box = dynamic_cast<CCheckBoxUI*>(message.pSender)) OnSwitch(name, box->IsSelected());
+    if (name.startsWith(QStringLiteral("set_theme_"))) {
+      const auto* button = dynamic_cast<CButtonUI*>(message.pSender);
+      const QString theme = name.mid(10);
+      if (button && button->IsSelected())
+        DesktopSettings::SetThemeName(theme == QStringLiteral("system") ? QString() : theme);
     }
     return;
   }
-  if (message.sType != QStringLiteral("click")) return;
-  if (name == QStringLiteral("set_account_btn")) {
-    return frame.SignOut([](const QString&) {});
+  if (message.sType == QStringLiteral("click")) OnClick(name, *message.pSender);
+}
+
+void SettingsPage::OnSwitch(const QString& name, bool on) {
+  if (name == QStringLiteral("set_ask")) UserProperties::Set(UserProperties::kAskDownload, on ? 1 : 0);
+  if (name == QStringLiteral("set_tray")) DesktopSettings::SetClosesToTray(on);
+  if (name == QStringLiteral("set_autostart") && !Autostart::Set(on)) Check("set_autostart", Autostart::IsOn());
+  if (name == QStringLiteral("set_sync")) {
+    DesktopSettings::SetSyncs(on);
+    (void)CommonAbility::DriveThreadPool::GetInstance().Add([on] { SyncHelper::GetInstance().SetSyncSwitch(on); });
   }
-  if (name == QStringLiteral("set_folder_btn")) {
-    const QString folder = QFileDialog::getExistingDirectory(this, {}, DownloadPicWnd::StandardFolder());
-    if (!folder.isEmpty() && DownloadPicWnd::Refused(folder).isEmpty()) {
-      UserProperties::Set(UserProperties::kUseDownloads, 0);
-      UserProperties::Set(UserProperties::kDownloadFolder, folder.toStdString());
-    }
-    return Reload();
+}
+
+void SettingsPage::OnClick(const QString& name, CControlUI& sender) {
+  if (name == QStringLiteral("set_account_btn")) return frame.SignOut([](const QString&) {});
+  if (name == QStringLiteral("set_password_btn")) {
+    PasswordWnd ask(frame.Work());
+    if (ask.RunOver(frame) == IDOK)
+      Toast::Show(*this, {QStringLiteral("check"), QStringLiteral("IDS_PASSWORD_CHANGED"), {}, {}});
+    return;
   }
-  if (name == QStringLiteral("set_language_btn")) {
-    QStringList values{QString()}, words{QStringLiteral("IDS_SETTINGS_SYSTEM")};
-    for (const QString& tag : CResourceManager::Languages()) {
-      values << tag;
-      words << QLocale(tag).nativeLanguageName();
-    }
-    return Choose(*message.pSender, values, words, DesktopSettings::Language(), DesktopSettings::SetLanguage);
+  if (name == QStringLiteral("set_devices_btn")) {
+    DevicesWnd window(frame.Work());
+    (void)window.RunOver(frame);
+    return;
   }
-  if (name == QStringLiteral("set_theme_btn")) {
-    Choose(*message.pSender, {QString(), QStringLiteral("light"), QStringLiteral("dark")},
-           {QStringLiteral("IDS_SETTINGS_SYSTEM"), QStringLiteral("IDS_SETTINGS_LIGHT"), QStringLiteral("IDS_SETTINGS_DARK")},
-           DesktopSettings::ThemeName(), DesktopSettings::SetThemeName);
+  if (name == QStringLiteral("set_keys_btn")) return ExportKeys();
+  if (name == QStringLiteral("set_watch_btn")) return AddWatched();
+  if (name == QStringLiteral("set_unwatch")) {
+    QStringList folders = DesktopSettings::WatchedFolders();
+    folders.removeAll(sender.GetUserData().toString());
+    frame.Watch(folders);
+    return ShowWatched();
   }
+  if (name == QStringLiteral("set_folder_btn")) return ChooseDownloads();
+  if (name == QStringLiteral("set_language_btn")) return ChooseLanguage(sender);
+  if (name == QStringLiteral("set_now_btn")) frame.Work().SyncNow();
+}
+
+void SettingsPage::ChooseLanguage(CControlUI& at) {
+  auto* menu = new QMenu(at.Widget());
+  menu->setAttribute(Qt::WA_DeleteOnClose);
+  const auto add = [&](const QString& tag, const QString& words) {
+    auto* item = menu->addAction(words);
+    item->setCheckable(true);
+    item->setChecked(tag == DesktopSettings::Language());
+    connect(item, &QAction::triggered, this, [this, tag] {
+      DesktopSettings::SetLanguage(tag);
+      Reload();
+    });
+  };
+  add({}, CResourceManager::GetText(QStringLiteral("IDS_SETTINGS_SYSTEM")));
+  for (const QString& tag : CResourceManager::Languages()) add(tag, QLocale(tag).nativeLanguageName());
+  menu->popup(at.Widget()->mapToGlobal(QPoint(0, at.GetHeight())));
+}
+
+void SettingsPage::ChooseDownloads() {
+  const QString folder = QFileDialog::getExistingDirectory(this, {}, DownloadPicWnd::StandardFolder());
+  if (folder.isEmpty()) return;
+  const QString refused = DownloadPicWnd::Refused(folder);
+  if (!refused.isEmpty()) {
+    Toast::Show(*this, {QStringLiteral("error"), refused, {}, {}});
+    return;
+  }
+  UserProperties::Set(UserProperties::kUseDownloads, 0);
+  UserProperties::Set(UserProperties::kDownloadFolder, folder.toStdString());
+  Reload();
+}
+
+void SettingsPage::AddWatched() {
+  const QString folder = QFileDialog::getExistingDirectory(this);
+  QStringList folders = DesktopSettings::WatchedFolders();
+  if (folder.isEmpty() || folders.contains(folder)) return;
+  frame.Watch(folders << folder);
+  ShowWatched();
+}
+
+void SettingsPage::ExportKeys() {
+  const QString file = QFileDialog::getSaveFileName(this, {}, QDir::home().filePath(QStringLiteral("zentara-keys.json")));
+  if (file.isEmpty()) return;
+  frame.Work().ExportKeys(file, [page = QPointer<SettingsPage>(this), file](const QString& error) {
+    if (!page) return;
+    const QString words = error.isEmpty() ? CResourceManager::GetText(QStringLiteral("IDS_SETTINGS_KEYS_DONE")) : error;
+    Toast::Show(*page, {error.isEmpty() ? QStringLiteral("check") : QStringLiteral("error"), Page::Fill(words, {file}), {}, {}});
+  });
 }

@@ -4,7 +4,7 @@
 
 class FrameWindow;
 
-// Account, downloads, appearance, this computer. Changes act at once.
+// Account, import, downloads, appearance, this computer. Changes act at once.
 class SettingsPage : public CVerticalLayoutUI {
  public:
   explicit SettingsPage(FrameWindow& of) : frame(of) {}
@@ -14,8 +14,16 @@ class SettingsPage : public CVerticalLayoutUI {
 
  private:
   void Say(const char* name, const QString& words);
-  void Choose(CControlUI& at, const QStringList& values, const QStringList& words, const QString& now,
-              const std::function<void(const QString&)>& take);
+  void Show(const char* name, bool on);
+  void Check(const char* name, bool on);
+  void ShowWatched();
+  void OnSwitch(const QString& name, bool on);
+  void OnClick(const QString& name, CControlUI& sender);
+  void ChooseLanguage(CControlUI& at);
+  void ChooseDownloads();
+  void AddWatched();
+  void ExportKeys();
 
   FrameWindow& frame;
+  QStringList watchedShown;
 };

@@ -13,6 +13,7 @@
 #include "host/cloudtrouble.h"
 #include "host/drivethreadpool.h"
 #include "transfer/gallerytransmanager.h"
+#include "ui/albumthumb.h"
 #include "ui/pagecontext.h"
 
 namespace {
@@ -87,18 +88,26 @@ void TransfersPage::Rebuild(const std::vector<TransferTask::Ptr>& tasks) {
   const char* group = "";
   for (std::size_t i = 0; i < std::min(tasks.size(), kMostRows); ++i) {
     const char* own = GroupOf(*tasks[i]);
-    if (std::string_view(own) != group) AddHead(group = own);
+    if (std::string_view(own) != group)
+      AddHead(group = own, std::count_if(tasks.begin(), tasks.end(), [own](const TransferTask::Ptr& task) {
+                return std::string_view(GroupOf(*task)) == own;
+              }));
     AddRow(tasks[i]);
   }
 }
 
-void TransfersPage::AddHead(const char* key) {
+void TransfersPage::AddHead(const char* key, std::size_t count) {
   auto* head = new CListContainerElementUI;
   head->SetFixedHeight(kHeadHeight);
+  head->ApplyAttributeList(QStringLiteral("childpadding=\"8\" childvalign=\"middle\""));
   auto* words = new CLabelUI;
+  words->ApplyAttributeList(QStringLiteral("font=\"strong\" width=\"auto\""));
   words->SetText(QString::fromLatin1(key));
-  words->SetFont(QStringLiteral("strong"));
   head->Add(words);
+  auto* figure = new CLabelUI;
+  figure->ApplyAttributeList(QStringLiteral("font=\"label\" textcolor=\"text-2\""));
+  figure->SetText(CResourceManager::FormatNumber(static_cast<qint64>(count)));
+  head->Add(figure);
   const std::string_view name = key;
   const char* action = name == "IDS_TRANSFERS_RUNNING"    ? "pause_all"
                        : name == "IDS_TRANSFERS_FAILED"   ? "retry_all"
@@ -116,7 +125,16 @@ void TransfersPage::AddRow(const TransferTask::Ptr& task) {
   auto* row = new CListContainerElementUI;
   row->SetFixedHeight(kRowHeight);
   row->SetChildPadding(12);
-  row->SetInset({12, 8, 12, 8});
+  row->ApplyAttributeList(QStringLiteral("inset=\"0,10,0,10\" childvalign=\"middle\""));
+  auto* picture = new ThumbUI(
+      [task] {
+        std::wstring path;
+        return task->GetThumbnailPath(path) ? Page::NativeText(path) : QString();
+      },
+      QStringLiteral("gallery"));
+  picture->SetFixedWidth(48);
+  picture->SetFixedHeight(48);
+  row->Add(picture);
   auto* way = new CLabelUI;
   const bool up = task->GetTaskType() == TaskType::Upload;
   way->SetIcon(up ? QStringLiteral("upload") : QStringLiteral("download"), 18, QStringLiteral("text-2"));
@@ -125,6 +143,7 @@ void TransfersPage::AddRow(const TransferTask::Ptr& task) {
   auto* middle = new CVerticalLayoutUI;
   middle->SetChildPadding(4);
   auto* name = new CLabelUI;
+  name->SetFont(QStringLiteral("strong"));
   name->SetText(Page::Wide(task->GetFileName()));
   name->SetAttribute(QStringLiteral("elide"), QStringLiteral("middle"));
   middle->Add(name);
@@ -133,6 +152,11 @@ void TransfersPage::AddRow(const TransferTask::Ptr& task) {
     middle->Add(kept.bar = new CProgressUI);
     kept.bar->setRange(0, 1000);
     kept.bar->SetFixedHeight(4);
+  } else {
+    auto* size = new CLabelUI;
+    size->ApplyAttributeList(QStringLiteral("font=\"small\" textcolor=\"text-2\""));
+    size->SetText(Page::SizeText(task->GetTotalSize()));
+    middle->Add(size);
   }
   row->Add(middle);
   kept.state = new CLabelUI;
@@ -189,7 +213,7 @@ QString TransfersPage::StateText(const TransferTask& task) const {
     case TaskStatus::Waiting:
       return CResourceManager::GetText(QStringLiteral("IDS_TRANSFERS_WAITING"));
     default:
-      return Page::SizeText(total);
+      return CResourceManager::GetText(QStringLiteral("IDS_TRANSFERS_DONE"));
   }
 }
 

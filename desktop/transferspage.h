@@ -30,7 +30,7 @@ class TransfersPage : public CVerticalLayoutUI {
   };
   std::vector<TransferTask::Ptr> Tasks() const;
   void Rebuild(const std::vector<TransferTask::Ptr>& tasks);
-  void AddHead(const char* key);
+  void AddHead(const char* key, std::size_t count);
   void AddRow(const TransferTask::Ptr& task);
   void Update(Row& row);
   QString StateText(const TransferTask& task) const;

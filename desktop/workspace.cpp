@@ -6,11 +6,15 @@
 #include <algorithm>
 
 #include "common/toolkit/resourcemanager.h"
+#include "common/platform/files.h"
 #include "host/controlchannel.h"
 #include "host/drivethreadpool.h"
+#include "host/jsonfile.h"
+#include "host/ns/basic.h"
 #include "host/ownerclient.h"
 #include "host/userauthservice.h"
 #include "localterminal.h"
+#include "sync/synchelper.h"
 #include "takelocal.h"
 #include "transfer/gallerythumbnailmodule.h"
 #include "transfer/gallerytransmanager.h"
@@ -124,16 +128,18 @@ void Workspace::Open(Done done) {
 void Workspace::Begin() {
   if (!open || running) return;
   running = true;
+  // A gallery without a service has nothing to keep in step with.
+  ticking = !UserAuthService::GetInstance()->GetServerUrl().empty();
   ZentaraDeskClient::GalleryThumbnailModule::GetInstance().StartFetching();
   (void)CommonAbility::DriveThreadPool::GetInstance().Add([this] {
     (void)GalleryTransManager::GetInstance().LoadTaskFromDB();
-    session->BeginTicks();
+    if (ticking) session->BeginTicks();
   });
 }
 
 void Workspace::End() {
   if (!std::exchange(running, false)) return;
-  session->EndTicks();
+  if (ticking) session->EndTicks();
   ZentaraDeskClient::GalleryThumbnailModule::GetInstance().Stop();
 }
 
@@ -183,6 +189,76 @@ void Workspace::SignOut(Done done) {
         return out ? QString() : CResourceManager::GetText(QStringLiteral("IDS_LOGIN_NOT_STORED"));
       },
       std::move(done));
+}
+
+void Workspace::ChangePassword(const std::string& present, const std::string& next, Done done) {
+  InBackground(
+      [present, next] {
+        using Result = UserAuthService::PasswordResult;
+        switch (UserAuthService::GetInstance()->ChangePassword(present, next)) {
+          case Result::Done:
+            return QString();
+          case Result::Unreachable:
+            return CResourceManager::GetText(QStringLiteral("IDS_PASSWORD_UNREACHABLE"));
+          case Result::NoMemory:
+            return CResourceManager::GetText(QStringLiteral("IDS_LOGIN_NO_MEMORY"));
+          case Result::Refused:
+          case Result::KeysUnreadable:
+            break;
+        }
+        return CResourceManager::GetText(QStringLiteral("IDS_PASSWORD_WRONG"));
+      },
+      std::move(done));
+}
+
+void Workspace::ListDevices(std::function<void(const QString&, const std::vector<Device>&)> done) {
+  const auto devices = std::make_shared<std::vector<Device>>();
+  InBackground(
+      [devices] {
+        const auto answer = NS::Request::Sync(NS::Basic::SessionsReq::Get());
+        if (!answer.payload) return CResourceManager::GetText(QStringLiteral("IDS_DEVICES_FAILED"));
+        for (const auto& session : answer.payload->sessions)
+          devices->push_back({QString::fromStdString(session.id), session.lastUsedMs, session.current});
+        return QString();
+      },
+      [devices, done = std::move(done)](const QString& error) { done(error, *devices); });
+}
+
+void Workspace::EndDevice(const QString& id, Done done) {
+  InBackground(
+      [id] {
+        const auto answer = NS::Request::Sync(NS::Basic::SessionsReq::End(id.toStdString()));
+        return answer.HasPayload() ? QString() : CResourceManager::GetText(QStringLiteral("IDS_DEVICES_FAILED"));
+      },
+      std::move(done));
+}
+
+void Workspace::ExportKeys(const QString& file, Done done) {
+  InBackground(
+      [file] {
+        const Json::Value keys = UserAuthService::GetInstance()->ExportKeys();
+        const bool written = !keys.isNull() && !platform::CreateAtomically(file.toStdString(), JsonFile::Text(keys),
+                                                                           platform::Rights::OwnerOnly);
+        return written ? QString() : CResourceManager::GetText(QStringLiteral("IDS_SETTINGS_KEYS_FAILED"));
+      },
+      std::move(done));
+}
+
+void Workspace::Import(const QStringList& folders, Done done) {
+  InBackground(
+      [this, folders] {
+        std::vector<std::string> words{"start"};
+        for (const QString& folder : folders) words.push_back(folder.toStdString());
+        QuietTerminal terminal;
+        (void)dispatcher->Run(words, terminal);
+        return terminal.Errors();
+      },
+      std::move(done));
+}
+
+void Workspace::SyncNow() {
+  (void)CommonAbility::DriveThreadPool::GetInstance().Add(
+      [] { (void)SyncHelper::GetInstance().RunNext([] { return false; }, [] {}); });
 }
 
 CommandKind Workspace::KindOf(const std::vector<std::string>& arguments) {

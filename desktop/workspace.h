@@ -40,6 +40,21 @@ class Workspace : public QObject, public ICommandRunner {
   // account. The page must be gone before.
   void SignIn(const std::string& server, const std::string& user, const std::string& password, Done done);
   void SignOut(Done done);
+  // What the account holds at its service; each talks to it and waits on a worker.
+  struct Device {
+    QString id;
+    qint64 usedMs = 0;  // since 1970
+    bool current = false;
+  };
+  void ChangePassword(const std::string& present, const std::string& next, Done done);
+  // Devices with an open session, newest use first; none, with `error`, without an answer.
+  void ListDevices(std::function<void(const QString& error, const std::vector<Device>&)> done);
+  void EndDevice(const QString& id, Done done);
+  // Writes the keys beside and renames; never over a file that is there.
+  void ExportKeys(const QString& file, Done done);
+  // Imports what these folders hold and the gallery does not; refused files are logged.
+  void Import(const QStringList& folders, Done done);
+  void SyncNow();
 
   // Called for a second start of the program, with its files.
   std::function<void(const QStringList& files)> onRaise;
@@ -57,5 +72,6 @@ class Workspace : public QObject, public ICommandRunner {
   std::unique_ptr<Dispatcher> dispatcher;
   bool open = false;
   bool running = false;
+  bool ticking = false;
   bool served = false;
 };

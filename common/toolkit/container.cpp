@@ -1,6 +1,7 @@
 #include "common/toolkit/container.h"
 
 #include <QBoxLayout>
+#include <QScrollArea>
 #include <QChildEvent>
 #include <QGridLayout>
 #include <QStackedLayout>
@@ -158,6 +159,28 @@ void CContainerUI::SetAttribute(const QString& name, const QString& value) {
 CVerticalLayoutUI::CVerticalLayoutUI(QWidget* parent) : CContainerUI(new QVBoxLayout, parent) {}
 
 CHorizontalLayoutUI::CHorizontalLayoutUI(QWidget* parent) : CContainerUI(new QHBoxLayout, parent) {}
+
+CScrollBoxUI::CScrollBoxUI(QWidget* parent) : CVerticalLayoutUI(parent), area(new QScrollArea(this)) {
+  area->setFrameShape(QFrame::NoFrame);
+  area->setWidgetResizable(true);
+  area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  area->setFocusPolicy(Qt::NoFocus);
+  area->viewport()->setAutoFillBackground(false);
+  layout()->addWidget(area);
+}
+
+bool CScrollBoxUI::AddAt(CControlUI* child, int) {
+  if (!child || content) return false;
+  content = child;
+  area->setWidget(child->Widget());
+  child->Widget()->setAutoFillBackground(false);
+  if (IsInitialised()) child->Init();
+  return true;
+}
+
+void CScrollBoxUI::InitChildren() {
+  if (content) content->Init();
+}
 
 CTabLayoutUI::CTabLayoutUI(QWidget* parent) : CContainerUI(new QStackedLayout, parent) {}
 

@@ -6,6 +6,7 @@
 
 class QBoxLayout;
 class QLayout;
+class QScrollArea;
 
 // A control with children. The children of a plain "Container" lie over each
 // other, each filling it or placed by its `align` and `valign`.
@@ -79,6 +80,24 @@ class CHorizontalLayoutUI : public CContainerUI {
  public:
   explicit CHorizontalLayoutUI(QWidget* parent = nullptr);
   QString GetClass() const override { return QStringLiteral("HorizontalLayoutUI"); }
+};
+
+// One child, as wide as this and as high as it wants to be; scrolls when that is more
+// than there is room for. Element "ScrollBox".
+class CScrollBoxUI : public CVerticalLayoutUI {
+ public:
+  explicit CScrollBoxUI(QWidget* parent = nullptr);
+  QString GetClass() const override { return QStringLiteral("ScrollBoxUI"); }
+
+  // False for a second child.
+  bool AddAt(CControlUI* child, int index) override;
+
+ protected:
+  void InitChildren() override;
+
+ private:
+  QScrollArea* area;
+  CControlUI* content = nullptr;
 };
 
 // Shows one child at a time. Sends "selectchanged" with the index in wParam.

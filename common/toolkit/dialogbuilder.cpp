@@ -32,6 +32,7 @@ CControlUI* CDialogBuilder::MakeKnown(const QString& element) {
       {"VerticalLayout", Make<CVerticalLayoutUI>},
       {"HorizontalLayout", Make<CHorizontalLayoutUI>},
       {"TabLayout", Make<CTabLayoutUI>},
+      {"ScrollBox", Make<CScrollBoxUI>},
       {"Label", Make<CLabelUI>},
       {"Button", Make<CButtonUI>},
       {"CheckBox", Make<CCheckBoxUI>},

@@ -241,6 +241,8 @@ void PaintStops(QPainter& painter, const QStyleOptionSlider& option, int scale, 
   }
 }
 
+constexpr float kRailAlpha = 0.3F;
+
 void PaintSlider(QPainter& painter, const QStyleOptionSlider& option, const QWidget* widget) {
   const int scale = ScaleOf(widget);
   const State state(option);
@@ -252,7 +254,10 @@ void PaintSlider(QPainter& painter, const QStyleOptionSlider& option, const QWid
   painter.setOpacity(state.Enabled() ? 1 : 0.4);
   QRectF track = across ? QRectF(hit / 2, rect.center().y() - half, rect.width() - hit, 2 * half)
                         : QRectF(rect.center().x() - half, hit / 2, 2 * half, rect.height() - hit);
-  painter.setBrush(Token("slider-track"));
+  const auto slider = dynamic_cast<const CSliderUI*>(widget);
+  QColor rail = Token("slider-track");
+  if (slider && slider->HasTextColor()) (rail = slider->TextColor()).setAlphaF(kRailAlpha);
+  painter.setBrush(rail);
   painter.drawRoundedRect(track, half, half);
   if (across) {
     option.upsideDown ? track.setLeft(knob.x()) : track.setRight(knob.x());
@@ -261,7 +266,6 @@ void PaintSlider(QPainter& painter, const QStyleOptionSlider& option, const QWid
   }
   painter.setBrush(Token("accent"));
   painter.drawRoundedRect(track, half, half);
-  const auto slider = dynamic_cast<const CSliderUI*>(widget);
   if (slider && slider->HasStops() && across) PaintStops(painter, option, scale, hit);
   const auto widgetSlider = qobject_cast<const QSlider*>(widget);
   const bool down = state.Enabled() && widgetSlider && widgetSlider->isSliderDown();

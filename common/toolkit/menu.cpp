@@ -1,6 +1,9 @@
 #include "common/toolkit/menu.h"
 
+#include <QCoreApplication>
+#include <QEvent>
 #include <QFile>
+#include <QPointer>
 #include <QXmlStreamReader>
 
 #include "common/toolkit/attributes.h"
@@ -62,6 +65,15 @@ CMenuWnd* CMenuWnd::Show(const QString& skinFile, CPaintManagerUI& window, CCont
     return nullptr;
   }
   menu->setAttribute(Qt::WA_DeleteOnClose);
+  // While the menu was there the pointer left what it was over, and nobody heard of it.
+  const QPointer<QWidget> under = sender ? sender->Widget() : nullptr;
+  connect(menu, &QObject::destroyed, qApp, [under] {
+    if (!under || under->rect().contains(under->mapFromGlobal(QCursor::pos()))) return;
+    QEvent left(QEvent::Leave);
+    under->setAttribute(Qt::WA_UnderMouse, false);
+    QCoreApplication::sendEvent(under, &left);
+    under->update();
+  });
   menu->popup(screen);
   return menu;
 }

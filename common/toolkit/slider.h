@@ -7,6 +7,8 @@
 // Sends "valuechanged" for every change, also for one that the program made;
 // wParam is the value.
 //
+// A textcolor is that of the rail, for a ground that is not the theme's.
+//
 // Attributes: min, max, value, step, pagestep, hor, stops ("true": a dot at
 // each step; the values of a click and a drag lie on them), sendmove ("false":
 // a drag is told at its end only).

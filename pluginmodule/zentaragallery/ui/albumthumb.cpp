@@ -8,21 +8,25 @@
 #include "ui/pagecontext.h"
 #include "ui/view/gridgeometry.h"
 
-AlbumThumbUI::AlbumThumbUI(Album::Ptr shown) : album(std::move(shown)) {
+ThumbUI::ThumbUI(std::function<QString()> pathNow, QString placeholderIcon)
+    : path(std::move(pathNow)), icon(std::move(placeholderIcon)) {
   setAttribute(Qt::WA_TransparentForMouseEvents);
-  connect(&ResourceQueue::GetInstance(), &ResourceQueue::ready, this, [this](const QString& path) {
-    if (path == Page::NativeText(album->CoverPath())) update();
+  connect(&ResourceQueue::GetInstance(), &ResourceQueue::ready, this, [this](const QString& arrived) {
+    if (arrived == path()) update();
   });
 }
 
-void AlbumThumbUI::PaintBkImage(QPainter& painter) {
-  const QString path = Page::NativeText(album->CoverPath());
-  const QImage image = path.isEmpty() ? QImage() : ResourceQueue::GetInstance().Get(path, size());
+AlbumThumbUI::AlbumThumbUI(const Album::Ptr& album)
+    : ThumbUI([album] { return Page::NativeText(album->CoverPath()); }, QStringLiteral("album")) {}
+
+void ThumbUI::PaintBkImage(QPainter& painter) {
+  const QString file = path();
+  const QImage image = file.isEmpty() ? QImage() : ResourceQueue::GetInstance().Get(file, size());
   painter.setRenderHints(QPainter::Antialiasing | QPainter::SmoothPixmapTransform);
   if (image.isNull()) {
     const int side = std::min(Scaled(18), std::min(width(), height()));
-    const QRect icon(rect().center() - QPoint(side / 2, side / 2), QSize(side, side));
-    return icons::Paint(painter, QStringLiteral("album"), icon, ColorOf(QStringLiteral("text-2")));
+    const QRect place(rect().center() - QPoint(side / 2, side / 2), QSize(side, side));
+    return icons::Paint(painter, icon, place, ColorOf(QStringLiteral("text-2")));
   }
   const auto place = GridGeometry::Fit(image.width(), image.height(), width(), height());
   const QRect picture(place.x, place.y, place.width, place.height);

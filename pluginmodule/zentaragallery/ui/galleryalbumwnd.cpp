@@ -108,7 +108,7 @@ Album::Ptr CGalleryAlbumWnd::AlbumOfKind(AlbumKind kind) const {
 Album::Ptr CGalleryAlbumWnd::FindAlbum(const std::string& id) const { return Gallery::GetInstance().GetAlbum(id); }
 
 void CGalleryAlbumWnd::Reload() {
-  bool any = false;
+  bool any = false, shown = false;
   for (const auto& entry : kSystem) {
     auto* button = Find<CButtonUI>(QString::fromLatin1(entry.name));
     if (!button) continue;
@@ -119,8 +119,10 @@ void CGalleryAlbumWnd::Reload() {
     const bool folded = kind > 7;
     any |= folded && filled;
     button->SetVisible(filled && (!folded || more));
+    shown |= filled;
   }
   if (auto* button = FindControl(QStringLiteral("more_photo"))) button->SetVisible(any);
+  if (auto* heading = FindControl(QStringLiteral("label_sys_album"))) heading->SetVisible(shown);
   if (!edit) FillCustom();
   ReSelectCurrentAlbum();
 }
@@ -204,7 +206,7 @@ void CGalleryAlbumWnd::ClickAlbumBtn(CButtonUI& button) {
   if (!album) return;
   const char* key = album->Kind() == AlbumKind::AllPictures     ? "halcyra_gallery_allphotos"
                     : album->Kind() == AlbumKind::RecentlyUpload ? "halcyra_gallery_recentlyuploaded"
-                    : album->Kind() == AlbumKind::None           ? "halcyra_gallery_accesseuseralbum"
+                    : album->Kind() == AlbumKind::None           ? "halcyra_gallery_accesuseralbum"
                                                                  : "halcyra_gallery_accessystemalbum";
   LogOperation(key, std::to_string(album->FileCount()));
   (void)platform::SendMessageW(GlobalData::dimWnd, WM_GALLERY_ALBUM_BACKGROUND, 5, 0);

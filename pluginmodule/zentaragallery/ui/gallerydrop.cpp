@@ -92,7 +92,8 @@ Album::Ptr ZentaraGallery::DropTarget(const DragDataUI& drag, QString& name) con
 LRESULT ZentaraGallery::OnDragOver(DragDataUI& drag) {
   const bool pictures = IsPictures(drag), files = IsFiles(drag);
   drag.accepted = false;
-  drag.action = pictures ? Qt::MoveAction : Qt::CopyAction;
+  // A drag of pictures offers no move, which other programs would take for one of files.
+  drag.action = Qt::CopyAction;
   if ((!pictures && !files) || !current) return 0;
   QString name;
   if (const auto target = DropTarget(drag, name)) {

@@ -55,6 +55,15 @@ bool IsTimeLineShown() {
 
 bool HasViewer() { return platform::IsWindow(GlobalData::viewerWnd); }
 
+QString AccessibleText(const GalleryFile& file) {
+  QStringList parts{Wide(file.FileName()), CResourceManager::FormatDate(file.CreateTime)};
+  if (file.IsVideo()) parts << CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_VIDEO"));
+  if (file.ContinuousType == 1) parts << CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_BURST"));
+  if (file.IsFavorite) parts << CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_FAVORITE"));
+  if (file.IsLocalOnly()) parts << CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_WAITING"));
+  return parts.join(QStringLiteral(", "));
+}
+
 QString NativeText(const std::wstring& path) {
   if (path.empty()) return {};
   return QString::fromStdString(platform::NativePath(path).string());
@@ -68,6 +77,15 @@ QString AlbumTitle(const Album& album) {
   const std::wstring name = album.displayName.Get();
   if (album.Kind() == AlbumKind::None) return Wide(name);
   return CResourceManager::GetText(QString::fromStdWString(name));
+}
+
+QString CountText(std::uint64_t photos, std::uint64_t videos) {
+  const auto plural = [](const char* key, std::uint64_t number) {
+    return number ? CResourceManager::GetPluralText(QString::fromLatin1(key), static_cast<qint64>(number)) : QString();
+  };
+  const QString photoText = plural("IDS_GALLERT_PHOTOS", photos), videoText = plural("IDS_GALLERT_VIDEOS", videos);
+  if (photoText.isEmpty() || videoText.isEmpty()) return photoText + videoText;
+  return Fill(CResourceManager::GetText(QStringLiteral("IDS_GALLERT_PHOTOS_VIDEOS")), {photoText, videoText});
 }
 
 QString SizeText(qint64 bytes) {

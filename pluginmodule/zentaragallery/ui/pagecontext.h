@@ -28,12 +28,17 @@ void ShowDateLine(const QString& text);
 bool IsTimeLineShown();
 bool HasViewer();
 
+// What assistive technology says for a file: name, date, kind, state.
+QString AccessibleText(const GalleryFile& file);
+
 // A model path as the system's own.
 QString NativeText(const std::wstring& path);
 QString Wide(const std::wstring& text);
 std::wstring Wide(const QString& text);
 // The words of an album in the panel.
 QString AlbumTitle(const class Album& album);
+// "3 photos, 1 video"; only what there is, empty for nothing.
+QString CountText(std::uint64_t photos, std::uint64_t videos);
 // "1,2 MB" in the language's own form.
 QString SizeText(qint64 bytes);
 

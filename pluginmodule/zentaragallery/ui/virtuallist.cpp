@@ -271,7 +271,6 @@ void CGalleryVListUI::FocusOn(const GalleryFile::Ptr& file) {
   EnsureFileVisible(file);
   RedrawRows(false);
   if (auto* cell = CellOf(file.get())) {
-    cell->setAccessibleName(cell->AccessibleText());
     QAccessibleEvent focus(cell, QAccessible::Focus);
     QAccessible::updateAccessibility(&focus);
   }

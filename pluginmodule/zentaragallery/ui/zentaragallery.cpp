@@ -18,8 +18,11 @@
 #include "ui/dialogs/loadpagewnd.h"
 #include "ui/dialogs/messagebox.h"
 #include "ui/dialogs/uploadprocess.h"
+#include "ui/galleryaccessible.h"
 #include "ui/galleryalbumwnd.h"
+#include "ui/gallerydragout.h"
 #include "ui/pagecontext.h"
+#include "ui/player/player.h"
 #include "ui/timescrollbar.h"
 #include "ui/userproperties.h"
 #include "ui/view/galleryfilelistviewhelper.h"
@@ -56,7 +59,10 @@ int TabOf(const Album& album) {
 
 }  // namespace
 
-ZentaraGallery::ZentaraGallery() = default;
+ZentaraGallery::ZentaraGallery() {
+  static const bool accessible = (InstallGalleryAccessible(), true);
+  (void)accessible;
+}
 
 ZentaraGallery::~ZentaraGallery() {
   Close();
@@ -88,12 +94,10 @@ void ZentaraGallery::InitWindow() {
     return;
   }
   EnableDragDrop();
+  GalleryDragOut::Sweep();
   list = timeList;
   if (slider) {
-    slider->SetValueText([](int value) {
-      return Page::Fill(CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_PICTURE_SIZE")),
-                        {CResourceManager::FormatNumber(value)});
-    });
+    SetGridValueText();
     savedSlider = UserProperties::GetNumber(UserProperties::kRowCount, kDefaultSlider - 1) + 1;
     slider->SetValue(savedSlider);
   }
@@ -141,6 +145,13 @@ void ZentaraGallery::OnFinalMessage() {
   GlobalData::galleryWnd = nullptr;
   GlobalData::albumWnd = nullptr;
   GlobalData::uploadProgressWnd = nullptr;
+}
+
+void ZentaraGallery::SetGridValueText() {
+  slider->SetValueText([](int value) {
+    return Page::Fill(CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_PICTURE_SIZE")),
+                      {CResourceManager::FormatNumber(value)});
+  });
 }
 
 CGalleryAlbumWnd* ZentaraGallery::Panel() const { return panel; }
@@ -217,8 +228,9 @@ void ZentaraGallery::SetViewConf(const char* reason) {
       current->AlbumId.Get(), static_cast<std::uint8_t>(columns),
       [self](std::uint32_t) {
         (void)platform::PostMessageW(self, WM_GALLERY_RELOAD_VIEW, 0, 0);
-        for (const HWND window : {GlobalData::fullWnd.load(), GlobalData::viewerWnd.load()})
-          (void)platform::PostMessageW(window, WM_GALLERY_RELOAD_VIEW, 0, 0);
+        // The viewer stays below the full screen, and takes over what that shows.
+        const HWND full = GlobalData::fullWnd.load();
+        (void)platform::PostMessageW(full ? full : GlobalData::viewerWnd.load(), WM_GALLERY_RELOAD_VIEW, 0, 0);
       },
       static_cast<std::uint16_t>(Manager().Scale(GridGeometry::kDateHeight)),
       static_cast<std::uint16_t>(GetRowHeight(columns)));
@@ -239,14 +251,17 @@ void ZentaraGallery::OnReloadView() {
   if (!current) return;
   const auto [photos, videos] = Helper().GetPhotoVideoCount(current->AlbumId.Get());
   if (photos + videos == 0) return ShowEmptyPage();
-  for (const char* name : {"slider_pic", "btn_narrow", "btn_expansion"})
-    if (auto* control = FindControl(QString::fromLatin1(name))) control->SetEnabled(true);
+  if (!HasViewer()) {
+    for (const char* name : {"slider_pic", "btn_narrow", "btn_expansion"})
+      if (auto* control = FindControl(QString::fromLatin1(name))) control->SetEnabled(true);
+  }
   if (Selection().PruneSelection()) {
     const bool favourites = current->Kind() == AlbumKind::Favorite && current->FileCount() > 0;
-    if (!favourites) OnToolbarState(0);
+    if (!favourites && !HasViewer()) OnToolbarState(0);
     if (!Selection().IsMultiSelect()) Selection().SelectClear(false);
   }
-  EnableMultiSelect(true);
+  EnableMultiSelect(!HasViewer());
+  SetUploadKind(ButtonKind::Main);
   const int tab = TabOf(*current);
   if (tabSwitch) tabSwitch->SelectItem(tab);
   ShowCounts(tab);
@@ -258,12 +273,13 @@ void ZentaraGallery::OnReloadView() {
   FitTitle();
 }
 
+void ZentaraGallery::SetUploadKind(ButtonKind kind) {
+  if (auto* upload = Find<CButtonUI>(QStringLiteral("btn_uploadFiles"))) upload->SetKind(kind);
+}
+
 void ZentaraGallery::ShowEmptyPage() {
-  if (slider) {
-    slider->SetMinValue(1);
-    slider->SetMaxValue(4);
-    slider->SetValue(savedSlider);
-  }
+  SetUploadKind(ButtonKind::Tool);  // The page has the main button itself.
+  GiveSliderBack();
   for (const char* name : {"slider_pic", "btn_narrow", "btn_expansion"})
     if (auto* control = FindControl(QString::fromLatin1(name))) control->SetEnabled(false);
   if (tabSwitch) tabSwitch->SelectItem(kTabEmpty);
@@ -296,15 +312,7 @@ void ZentaraGallery::ShowEmptyPage() {
 
 void ZentaraGallery::ShowCounts(int tab) {
   const auto [photos, videos] = Helper().GetPhotoVideoCount(current->AlbumId.Get());
-  const auto plural = [](const char* key, std::uint64_t number) {
-    return CResourceManager::GetPluralText(QString::fromLatin1(key), static_cast<qint64>(number));
-  };
-  const QString photoText = photos ? plural("IDS_GALLERT_PHOTOS", photos) : QString();
-  const QString videoText = videos ? plural("IDS_GALLERT_VIDEOS", videos) : QString();
-  const bool both = photos && videos;
-  const QString text = both ? Page::Fill(CResourceManager::GetText(QStringLiteral("IDS_GALLERT_PHOTOS_VIDEOS")),
-                                         {photoText, videoText})
-                            : photoText + videoText;
+  const QString text = Page::CountText(photos, videos);
   if (tab == kTabBin || !count) return;
   count->SetText(text);
   count->SetVisible(!text.isEmpty() && !(chip && selectionBar && selectionBar->IsVisible()));
@@ -332,6 +340,7 @@ void ZentaraGallery::OnSize() {
     loadPage->raise();
   }
   if (uploadProcess) uploadProcess->PlaceOver(rect());
+  PlaceViewer();
   const QRect now(mapToGlobal(QPoint(0, 0)), size());
   if (now.size() == sizedAt.size()) return;
   sizedAt = now;
@@ -346,6 +355,8 @@ void ZentaraGallery::OnSize() {
 }
 
 void ZentaraGallery::OnSliderValueChange(int value) {
+  if (settingSlider) return;
+  if (sliderIsZoom) return OnViewerZoom(value);
   if (value == savedSlider) return;
   savedSlider = value;
   if (!HasViewer() && current) {
@@ -371,6 +382,7 @@ void ZentaraGallery::showEvent(QShowEvent* event) {
 void ZentaraGallery::hideEvent(QHideEvent* event) {
   WindowImplBaseEx::hideEvent(event);
   if (loadPage) loadPage->Close();
+  if (HasViewer() || platform::IsWindow(GlobalData::fullWnd)) VideoPlayer::StopVideo();
 }
 
 // The line below the title tells the last update once the first sync has had its time.
@@ -393,6 +405,7 @@ void ZentaraGallery::Retext() {
   ShowCounts(TabOf(*current));
   OnUpdateWinState(shownState, shownCount);
   Selection().RefreshNumberLabel();
+  (void)platform::SendMessageW(GlobalData::viewerWnd, WM_GALLERY_RETEXT, 0, 0);
   if (panel) (void)platform::SendMessageW(panel->GetHWND(), WM_GALLERY_RETEXT, 0, 0);
   if (list) list->RedrawRows(true);
   OnSize();
@@ -481,6 +494,7 @@ void ZentaraGallery::ShowRememberedDate() {
 // --- Keys
 
 bool ZentaraGallery::OnKey(TEventUI& event) {
+  if (HasViewer() && SendKeyToViewer(event)) return true;
   if (event.Type == EventType::KeyUp) return WindowImplBaseEx::OnKey(event);
   if (event.key == Qt::Key_Shift || event.key == Qt::Key_Control) {
     (void)platform::SendMessageW(GetHWND(), event.key == Qt::Key_Shift ? WM_GALLERY_KEY_SHIFT : WM_GALLERY_KEY_CTRL,
@@ -494,9 +508,14 @@ bool ZentaraGallery::OnKey(TEventUI& event) {
     case Qt::Key_Right:
       if (list) list->MoveFocus((event.key == Qt::Key_Right) != mirrored ? 1 : -1);
       return true;
-    case Qt::Key_Space:
     case Qt::Key_Return:
     case Qt::Key_Enter:
+      if (const auto file = Page::FocusFile(); file && current && !current->IsBin()) {
+        OnHomeGalleryCreatePhotoWnd(file);
+        return true;
+      }
+      [[fallthrough]];
+    case Qt::Key_Space:
       OnFocusAction();
       return true;
     case Qt::Key_Delete:
@@ -627,6 +646,17 @@ LRESULT ZentaraGallery::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, b
       for (const char* name : {"slider_pic", "btn_narrow", "btn_expansion"})
         if (auto* control = FindControl(QString::fromLatin1(name))) control->SetEnabled(lParam == 0);
       return 0;
+    case WM_GALLERY_VIEWER_LEFT:
+      if (wParam == 0) OnViewerLeft(lParam ? *reinterpret_cast<const GalleryFile::Ptr*>(lParam) : nullptr);
+      return 0;
+    case WM_GALLERY_VIEWER_CLOSE_TOP: {
+      const HWND full = GlobalData::fullWnd.load();
+      (void)platform::SendMessageW(full ? full : GlobalData::viewerWnd.load(), WM_GALLERY_VIEWER_CLOSE, 0, 0);
+      return 0;
+    }
+    case WM_GALLERY_ZOOM_SLIDER:
+      if (sliderIsZoom) SetSliderQuietly(static_cast<int>(lParam));
+      return 0;
     case WM_GALLERY_DELETE_SHOWN:
       OnDeleteFile(false);
       return 0;
@@ -648,6 +678,8 @@ LRESULT ZentaraGallery::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, b
     case WM_GALLERY_DATA_RESET:
       Selection().SelectClear(false);
       if (loadPage) loadPage->Close();
+      for (const HWND window : {GlobalData::fullWnd.load(), GlobalData::viewerWnd.load()})
+        (void)platform::SendMessageW(window, WM_GALLERY_VIEWER_CLOSE, 0, 0);
       if (panel) (void)platform::SendMessageW(panel->GetHWND(), WM_GALLERY_ALBUM_CLEAR, 0, 0);
       if (uploadProcess) uploadProcess->hide();
       if (HasViewer()) {
@@ -673,6 +705,11 @@ LRESULT ZentaraGallery::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, b
     case WM_GALLERY_CONTENT_STATUS:
       UpdateDatabaseCloudContentStatus(wParam, lParam);
       return 0;
+    case WM_GALLERY_SHELL_DROP: {
+      const std::unique_ptr<std::wstring> path(reinterpret_cast<std::wstring*>(lParam));
+      if (path) DragDownGalleryFile(*path);
+      return 0;
+    }
     case WM_DRAG_ENTER:
       return OnDragEnter(*reinterpret_cast<DragDataUI*>(lParam));
     case WM_DRAG_OVER:
@@ -714,10 +751,4 @@ void ZentaraGallery::OnDblClick(const QString& path, bool jump) {
     OnHomeGalleryCreatePhotoWnd(*found);
   }
   Page::Post(WM_GALLERY_REDRAW, 0, 1);
-}
-
-void ZentaraGallery::OnHomeGalleryCreatePhotoWnd(const GalleryFile::Ptr& file) {
-  Selection().SelectClear(true);
-  Selection().OnLButtonDown(file);
-  OnToolbarState(1);
 }

@@ -8,6 +8,7 @@
 #include "ui/albumthumb.h"
 #include "ui/dialogs/inputalbumnamewnd.h"
 #include "ui/pagecontext.h"
+#include "ui/view/galleryfilelistviewhelper.h"
 
 namespace {
 
@@ -59,14 +60,24 @@ void MovePicWnd::AddRow(const Album::Ptr& album) {
   thumb->SetFixedHeight(40);
   thumb->SetAlignment(Qt::AlignVCenter);
   row->Add(thumb);
+  auto* lines = new CVerticalLayoutUI;
+  lines->SetAlignment(Qt::AlignVCenter);
   auto* name = new CLabelUI;
   name->SetText(Page::AlbumTitle(*album));
-  row->Add(name);
-  auto* count = new CLabelUI;
-  count->SetText(CResourceManager::FormatNumber(static_cast<qint64>(album->FileCount())));
-  count->SetTextColor(QStringLiteral("text-2"));
-  count->SetAttribute(QStringLiteral("width"), QStringLiteral("auto"));
-  row->Add(count);
+  name->SetFont(QStringLiteral("strong"));
+  lines->Add(name);
+  const auto [photos, videos] = GalleryFileListViewHelper::GetInstance().GetPhotoVideoCount(album->AlbumId.Get());
+  if (photos + videos > 0) {
+    auto* count = new CLabelUI;
+    count->ApplyAttributeList(QStringLiteral("font=\"small\" textcolor=\"text-2\""));
+    count->SetText(Page::CountText(photos, videos));
+    lines->Add(count);
+  }
+  row->Add(lines);
+  auto* tick = new CLabelUI;
+  tick->SetName(QStringLiteral("tick"));
+  tick->ApplyAttributeList(QStringLiteral("icon=\"check\" iconsize=\"20\" iconcolor=\"accent-text\" width=\"20\" visible=\"false\""));
+  row->Add(tick);
   row->setAccessibleName(Page::AlbumTitle(*album));
   list->Add(row);
   albums.push_back(album);
@@ -74,6 +85,10 @@ void MovePicWnd::AddRow(const Album::Ptr& album) {
 
 void MovePicWnd::Choose(int index) {
   chosen = index >= 0 && index < static_cast<int>(albums.size()) ? albums[static_cast<std::size_t>(index)] : nullptr;
+  for (int i = 0; list && i < list->GetCount(); ++i) {
+    auto* row = dynamic_cast<CContainerUI*>(list->GetItemAt(i));
+    if (auto* tick = row ? row->FindSubControl(QStringLiteral("tick")) : nullptr) tick->SetVisible(i == index);
+  }
   if (auto* ok = FindControl(QStringLiteral("btn_ok"))) ok->SetEnabled(chosen != nullptr);
 }
 

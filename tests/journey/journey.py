@@ -1,0 +1,168 @@
+"""A person's first hour with the gallery, from the first start to the log-out.
+
+    journey.py BIN
+
+Each step is checked by what the screen tells, and where files are the matter by the
+files. With ZENTARA_SCREENSHOTS=FOLDER a failure leaves a picture there.
+"""
+
+import filecmp
+import os
+import re
+import subprocess
+import sys
+
+from driver import Desktop, Failed
+
+PICTURES = 90
+
+
+def number(text):
+    found = re.search(r"\d+", text)
+    return int(found.group()) if found else 0
+
+
+class Journey:
+    def __init__(self, desktop):
+        self.d = desktop
+        self.folder = os.path.join(desktop.folder, "Trip")
+        subprocess.run([os.path.join(desktop.bin, "zentara-demopictures"), self.folder, str(PICTURES)], check=True)
+
+    # --- What the screen tells
+
+    def photos(self):
+        """How many photographs the title row counts; none while it shows no count."""
+        labels = self.d.all(lambda name: name.endswith(" photos") or name.endswith(" photo"), "label")
+        return number(labels[0].name) if labels else 0
+
+    def chosen(self):
+        chips = self.d.all(lambda name: re.fullmatch(r"\d+ files? selected", name) is not None)
+        return number(chips[0].name) if chips else 0
+
+    def names(self):
+        return [node.name.split(",")[0] for node in self.d.pictures()]
+
+    def in_sight(self):
+        """Pictures whose middle lies in the list, not below its edge."""
+        return [node for node in self.d.pictures() if 100 < self.d.centre(node)[1] < 880]
+
+    def expect(self, condition, what):
+        self.d.wait(condition, what)
+
+    def album(self, name):
+        self.d.click(self.d.find(name, "check box"))
+
+    # --- Steps
+
+    def first_start(self):
+        self.d.start()
+        self.d.press("Next")
+        self.d.find("No pictures yet", "label")
+
+    def bring_a_folder(self):
+        self.d.hand_over(self.folder)
+        self.expect(lambda: self.photos() == PICTURES, f"{PICTURES} photos in the time line")
+        self.expect(lambda: self.in_sight(), "pictures")
+        self.expect(lambda: not any("waiting for upload" in node.name for node in self.d.pictures()),
+                    "all pictures in the photo cloud")
+        self.d.find(lambda name: name.startswith("Updated"), "label")
+
+    def scroll(self):
+        before = self.names()
+        self.d.wheel(self.d.centre(self.in_sight()[0]), 12)
+        self.expect(lambda: self.names() and self.names() != before, "other pictures after a scroll")
+        self.d.key("Home")
+        self.expect(lambda: self.names()[:1] == before[:1], "the first pictures again")
+
+    def zoom(self):
+        wide = self.d.box(self.in_sight()[0])[2]
+        self.d.press("Larger pictures")
+        self.expect(lambda: self.in_sight() and self.d.box(self.in_sight()[0])[2] > wide * 1.3, "larger pictures")
+        self.d.press("Smaller pictures")
+        self.expect(lambda: self.in_sight() and self.d.box(self.in_sight()[0])[2] < wide * 0.7, "smaller pictures")
+
+    def select(self):
+        if self.d.all(lambda name: name.startswith("Select several pictures here")):
+            self.d.press("Close")
+        cells = self.in_sight()
+        self.d.click(cells[0])
+        self.d.click(cells[4], keys=["shift"])
+        self.expect(lambda: self.chosen() == 5, "five pictures chosen with Shift")
+        self.d.click(cells[7], keys=["ctrl"])
+        self.expect(lambda: self.chosen() == 6, "six with one more by Ctrl")
+        self.d.key("Escape")
+        self.expect(lambda: self.chosen() == 0, "nothing chosen after Escape")
+        self.d.click(self.in_sight()[0], keys=["ctrl"])
+        self.d.press("Select", None)
+        self.expect(lambda: self.chosen() == 20, "the twenty pictures of the first day chosen by its date")
+
+    def create_an_album_and_move(self):
+        self.d.press("Move")
+        self.d.press("New album")
+        self.d.find("Album name", "text")
+        self.d.type("Best")
+        self.d.press("Create")
+        self.d.gone("Album name", "text")
+        dialog_button = [node for node in self.d.all("Move", "push button")][-1]
+        self.d.click(dialog_button)
+        self.d.find(lambda name: name.startswith("20 files moved to Best"))
+        self.album("Best")
+        self.expect(lambda: self.photos() == 20, "twenty photos in the new album")
+
+    def delete_and_restore(self):
+        self.expect(lambda: len(self.in_sight()) >= 3, "pictures of the album")
+        self.d.click(self.in_sight()[0])
+        self.d.click(self.in_sight()[2], keys=["shift"])
+        self.d.key("Delete")
+        self.d.find("Delete 3 files?", "label")
+        self.d.click(self.d.all("Delete", "push button")[-1])
+        self.expect(lambda: self.photos() == 17, "seventeen photos after the deletion")
+        self.album("Recently deleted")
+        self.expect(lambda: len(self.in_sight()) == 3, "three files in the bin")
+        self.d.key("ctrl+a")
+        self.expect(lambda: self.chosen() == 3, "all three chosen")
+        self.d.press("Restore")
+        self.d.find("Nothing here", "label")
+        self.album("Best")
+        self.expect(lambda: self.photos() == 20, "twenty photos again")
+
+    def download(self):
+        self.expect(lambda: self.in_sight(), "pictures of the album")
+        name = self.names()[0]
+        target = os.path.join(self.d.folder, "out")
+        os.mkdir(target)
+        self.d.click(self.in_sight()[0])
+        self.d.press("Download")
+        self.d.click(self.d.find(lambda name: "downloads" in name or name == "Save in", "text"))
+        self.d.key("ctrl+a")
+        self.d.type(target)
+        self.d.click(self.d.all("Download", "push button")[-1])
+        there = os.path.join(target, name)
+        self.expect(lambda: os.path.exists(there), f"{name} in the folder")
+        if not filecmp.cmp(there, os.path.join(self.folder, name), shallow=False):
+            raise Failed(f"{name} came back with other bytes")
+
+    def log_out(self):
+        self.d.click(self.d.find("Settings", "check box"))
+        self.d.press("Sign out")
+        self.d.find("A photo cloud on this computer", "radio button")
+        # The gallery belongs to the account, and is there again with it.
+        self.d.press("Next")
+        self.d.click(self.d.find("Gallery", "check box"))
+        self.expect(lambda: self.photos() == PICTURES, f"{PICTURES} photos after the next log-in")
+
+    def walk(self):
+        for step in (self.first_start, self.bring_a_folder, self.scroll, self.zoom, self.select,
+                     self.create_an_album_and_move, self.delete_and_restore, self.download, self.log_out):
+            print(step.__name__.replace("_", " "), flush=True)
+            step()
+
+
+def main():
+    with Desktop(os.path.abspath(sys.argv[1])) as desktop:
+        Journey(desktop).walk()
+        desktop.quit()
+
+
+if __name__ == "__main__":
+    main()

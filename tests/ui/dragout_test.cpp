@@ -1,0 +1,249 @@
+// Pictures dragged out of the page into another program, by a pointer on a real screen.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <QProcess>
+#include <QTest>
+#include <QTimer>
+#include <QUrl>
+#include <deque>
+#include <fstream>
+
+#include "contenttest.h"
+#include "pagetest.h"
+#include "common/toolkit/label.h"
+#include "common/toolkit/resourcemanager.h"
+#include "transfer/gallerytransmanager.h"
+#include "ui/gallerydragout.h"
+#include "utils/messages.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+class DragOutTest : public ContentTest {
+ protected:
+  void SetUp() override {
+    upward::Install(&GalleryFileListViewHelper::GetInstance());
+    ContentTest::SetUp();
+    GlobalData::globalParam = GlobalParamWrapper::GetInstance();
+    GlobalData::multiBubbleShown = false;
+    fs::create_directories(folder / "target");
+  }
+  void TearDown() override {
+    target.kill();
+    target.waitForFinished();
+    page.reset();
+    frame.reset();
+    GallerySelectHelper::GetInstance().SelectClear(false);
+    GalleryFileListViewHelper::GetInstance().WaitForConf();
+    ContentTest::TearDown();
+    upward::Install(static_cast<IAlbumViews*>(nullptr));
+  }
+
+  // A picture of the cloud; without `here` its original is not on this computer.
+  FilePtr Picture(const std::string& name, const std::string& bytes, bool here) {
+    const auto file = Source(name, bytes);
+    EXPECT_TRUE(Upload(file));
+    if (!here) fs::remove(platform::NativePath(file->LocalPath()));
+    server.ForgetRequests();
+    return file;
+  }
+  void Open() {
+    ShowPage();
+    ASSERT_TRUE(QTest::qWaitFor([this] { return Cell() != nullptr; }, 20000));
+  }
+  void ShowPage() {
+    frame = std::make_unique<WindowImplBaseEx>();
+    ASSERT_TRUE(frame->Create(static_cast<QWidget*>(nullptr), QStringLiteral("frame"), WindowStyle::Frame,
+                              QRect(0, 0, 1100, 900)));
+    page = std::make_unique<ZentaraGallery>();
+    ASSERT_TRUE(page->Create(frame.get(), QStringLiteral("ZentaraGalleryWnd"), WindowStyle::Child, {84, 0, 1016, 900}));
+    frame->show();
+    page->show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(frame.get()));
+  }
+  // The first cell with a picture.
+  CGalleryPictureUI* Cell() {
+    GalleryFileListViewHelper::GetInstance().WaitForConf();
+    for (const auto* row : page->CurrentList()->Body()->Rows())
+      for (int k = 0; row->IsVisible() && k < row->Columns(); ++k)
+        if (row->Cell(k)->File() && !row->Cell(k)->HitRect().isEmpty()) return row->Cell(k);
+    return nullptr;
+  }
+  static void Pointer(const std::string& command) { EXPECT_EQ(std::system(("xdotool " + command).c_str()), 0); }
+  static std::string At(QPoint point) { return std::to_string(point.x()) + " " + std::to_string(point.y()); }
+
+  // Drags the first cell into the target, whose window is another process's. A drag has an
+  // event loop of its own, so what comes next is decided by a timer inside it.
+  std::string DragTo(const QString& mode, const std::function<void()>& beforeDrop = {}) {
+    target.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    target.start(QString::fromUtf8(DRAG_TARGET), {mode, QString::fromStdString((folder / "target").string())});
+    EXPECT_TRUE(QTest::qWaitFor([this] { return Heard("ready"); }, 20000));
+    auto* cell = Cell();
+    const QPoint start = cell->mapToGlobal(cell->HitRect().center());
+    Pointer("mousemove " + At(start) + " mousedown 1");
+    EXPECT_TRUE(QTest::qWaitFor([] { return GallerySelectHelper::GetInstance().Count() > 0; }, 20000));
+    int step = 0;
+    bool began = false, dropped = false;
+    QTimer driver;
+    QObject::connect(&driver, &QTimer::timeout, &driver, [&] {
+      ++step;
+      began = began || GlobalData::dragging;
+      if (!began) return Pointer("mousemove " + At(start + QPoint(10 + step % 5, 10)));
+      if (Heard("over") && !dropped) {
+        dropped = true;
+        if (beforeDrop) beforeDrop();
+        return Pointer("mouseup 1");
+      }
+      if (!dropped) Pointer("mousemove " + At(QPoint(1300 + step % 7, 200)));
+    });
+    driver.start(20);
+    const bool ended = QTest::qWaitFor(
+        [&] { return dropped && (Heard("done") || (mode == QStringLiteral("refuse") && !GlobalData::dragging)); }, 60000);
+    EXPECT_TRUE(ended) << said;
+    const auto done = said.find("done ");
+    return done == std::string::npos ? "" : said.substr(done + 5, said.find('\n', done) - done - 5);
+  }
+  bool Heard(const std::string& word) {
+    said += target.readAllStandardOutput().toStdString();
+    return said.find(word) != std::string::npos;
+  }
+  std::map<std::string, std::string> Arrived() const {
+    std::map<std::string, std::string> files;
+    for (const auto& entry : fs::directory_iterator(folder / "target")) {
+      std::ifstream in(entry.path(), std::ios::binary);
+      files[entry.path().filename().string()] = {std::istreambuf_iterator<char>(in), {}};
+    }
+    return files;
+  }
+  static fs::path DragRoot() {
+    return platform::NativePath(GlobalParamWrapper::GetInstance()->GetAppDataLocalPath()) / ".drag";
+  }
+  static std::vector<std::string> LeftOver() {
+    std::vector<std::string> names;
+    std::error_code error;
+    for (const auto& entry : fs::directory_iterator(DragRoot(), error)) names.push_back(entry.path().filename().string());
+    return names;
+  }
+
+  QProcess target;
+  std::string said;
+  std::unique_ptr<WindowImplBaseEx> frame;
+  std::unique_ptr<ZentaraGallery> page;
+};
+
+TEST_F(DragOutTest, OriginalOfThisComputerIsGivenWhereItLies) {
+  const auto file = Picture("here", Noise(1000), true);
+  Open();
+  EXPECT_EQ(DragTo(QStringLiteral("uris")), "1 copy");
+  EXPECT_EQ(Arrived(), (std::map<std::string, std::string>{{"here.jpg", Noise(1000)}}));
+  EXPECT_TRUE(fs::exists(platform::NativePath(file->LocalPath())));
+  EXPECT_TRUE(QTest::qWaitFor([] { return !GlobalData::dragging; }, 20000));
+  EXPECT_EQ(CountRequests("GET /cloudPhoto/v1/objects/"), 0u);
+}
+
+TEST_F(DragOutTest, OriginalOfTheCloudIsFetchedAtTheDropAndNotBefore) {
+  const auto file = Picture("cloud", Noise(3 * kSliceSize), false);
+  Open();
+  std::size_t before = 1;
+  const auto word = DragTo(QStringLiteral("uris"), [&] { before = CountRequests("GET /cloudPhoto/v1/objects/"); });
+  EXPECT_EQ(word, "1 copy");
+  EXPECT_EQ(before, 0u);
+  ASSERT_EQ(Arrived().size(), 1u);
+  EXPECT_TRUE(Arrived().begin()->second == Noise(3 * kSliceSize));
+  EXPECT_EQ(LeftOver().size(), 1u);  // The target may read on.
+  GalleryDragOut::Sweep();
+  EXPECT_THAT(LeftOver(), IsEmpty());
+}
+
+TEST_F(DragOutTest, TargetThatNamesAFolderGetsTheDownloadsThere) {
+  const auto file = Picture("saved", Noise(2 * kSliceSize), false);
+  Open();
+  GalleryTransManager::GetInstance().GalleryInit();
+  const std::string word = DragTo(QStringLiteral("save"));
+  ASSERT_GE(word.size(), 10u);
+  const std::string name = word.substr(0, 8);
+  EXPECT_TRUE(std::all_of(name.begin(), name.end(), [](char c) { return c >= '0' && c <= '8'; })) << name;
+  EXPECT_LE(name[0], '7');
+  EXPECT_EQ(word.substr(8), " S copy");
+  std::vector<DownloadTaskProperty> rows;
+  ASSERT_TRUE(QTest::qWaitFor(
+      [&] {
+        rows.clear();
+        (void)DBHelper::GetInstance().GetDownloads(rows);
+        const auto files = Arrived();
+        return !rows.empty() || files.contains("saved.jpg");
+      },
+      20000));
+  for (const auto& row : rows) EXPECT_EQ(platform::NativePath(row.LocalPath).parent_path(), folder / "target");
+  EXPECT_TRUE(QTest::qWaitFor([] { return LeftOver().empty() && !GlobalData::dragging; }, 20000));
+  GalleryTransManager::GetInstance().GalleryStop();
+}
+
+TEST_F(DragOutTest, DropThatIsRefusedLeavesNothing) {
+  (void)Picture("refused", Noise(1000), false);
+  Open();
+  (void)DragTo(QStringLiteral("refuse"));
+  EXPECT_THAT(Arrived(), IsEmpty());
+  EXPECT_TRUE(QTest::qWaitFor([] { return LeftOver().empty() && !GlobalData::dragging; }, 20000));
+  EXPECT_EQ(CountRequests("GET /cloudPhoto/v1/objects/"), 0u);
+}
+
+TEST_F(DragOutTest, FetchThatFailsGivesTheTargetNothingAndIsSaid) {
+  (void)Picture("failing", Noise(1000), false);
+  Open();
+  server.Fault(R"({"method":"GET","path":"/objects/","times":0,"status":404})");
+  EXPECT_EQ(DragTo(QStringLiteral("uris")), "0 copy");
+  EXPECT_THAT(Arrived(), IsEmpty());
+  QString words;
+  for (QWidget* widget : page->findChildren<QWidget*>()) {
+    if (const auto* label = dynamic_cast<CLabelUI*>(widget)) words += label->GetText();
+  }
+  EXPECT_THAT(words.toStdString(),
+              HasSubstr(CResourceManager::GetText(QStringLiteral("IDS_GALLERY_DRAG_FAILED")).toStdString()));
+  EXPECT_TRUE(QTest::qWaitFor([] { return LeftOver().empty(); }, 20000));
+}
+
+TEST_F(DragOutTest, StopEndsAFetchThatHangs) {
+  (void)Picture("hanging", Noise(1000), false);
+  Open();
+  server.Fault(R"({"method":"GET","path":"/objects/","times":0,"delayMs":3600000})");
+  QTimer stopper;
+  QObject::connect(&stopper, &QTimer::timeout, &stopper, [this] {
+    auto* stop = page->findChild<QWidget*>(QStringLiteral("process_stop"));
+    if (stop && stop->isVisible()) QTest::mouseClick(stop, Qt::LeftButton);
+  });
+  stopper.start(50);
+  EXPECT_EQ(DragTo(QStringLiteral("uris")), "0 copy");
+  EXPECT_THAT(Arrived(), IsEmpty());
+}
+
+TEST_F(DragOutTest, FolderThatAKilledRunHasLeftGoesAtTheStart) {
+  fs::create_directories(DragRoot() / "12345678");
+  std::ofstream(DragRoot() / "12345678/picture.jpg") << "bytes";
+  fs::create_directories(DragRoot() / "not a drag");
+  ShowPage();
+  EXPECT_THAT(LeftOver(), ElementsAre("not a drag"));
+}
+
+TEST_F(DragOutTest, PathThatIsNotTheDragsIsLeftAlone) {
+  (void)Picture("other", Noise(1000), false);
+  Open();
+  GlobalData::dragging = true;
+  (void)platform::SendMessageW(page->GetHWND(), WM_GALLERY_SHELL_DROP, 0,
+                               reinterpret_cast<platform::LPARAM>(new std::wstring(folder.Wide("target/12345678"))));
+  EXPECT_TRUE(GlobalData::dragging);
+  GlobalData::dragging = false;
+  std::vector<DownloadTaskProperty> rows;
+  ASSERT_TRUE(DBHelper::GetInstance().GetDownloads(rows));
+  EXPECT_THAT(rows, IsEmpty());
+}
+
+}  // namespace

@@ -1,0 +1,117 @@
+// Films of the cloud in the player: the real server, a real film in small slices.
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "contenttest.h"
+#include "playertest.h"
+
+namespace {
+
+using State = CPlayControlUI::State;
+
+class PlayerCloudTest : public ContentTest, protected PlayerScene {
+ protected:
+  void SetUp() override {
+    ContentTest::SetUp();
+    Open();
+  }
+  void TearDown() override {
+    Close();
+    ContentTest::TearDown();
+  }
+  // A film that is in the cloud and not on this computer any more.
+  FilePtr Uploaded(const std::filesystem::path& film) {
+    std::ifstream in(film, std::ios::binary);
+    const std::string bytes{std::istreambuf_iterator<char>(in), {}};
+    EXPECT_GT(bytes.size(), 10u * kSliceSize);
+    slices = (bytes.size() + kSliceSize - 1) / kSliceSize;
+    const auto file = Source("film", bytes);
+    EXPECT_TRUE(Upload(file));
+    std::filesystem::remove(platform::NativePath(file->LocalPath()));
+    file->SavedFileType = 4;
+    server.ForgetRequests();
+    return file;
+  }
+  std::size_t Objects() { return CountRequests("GET /cloudPhoto/v1/objects/"); }
+  std::size_t slices = 0;
+};
+
+TEST_F(PlayerCloudTest, FilmStartsBeforeItIsHereAndIsNeverOnTheDisk) {
+  const auto file = Uploaded(Films::Busy("-movflags faststart"));
+  // The end never comes: who waited for it would never start.
+  server.Fault(R"({"method":"GET","path":"/objects/","nth":)" + std::to_string(slices / 2) +
+               R"(,"times":0,"delayMs":3600000})");
+  std::string url;
+  bool isLocal = true;
+  ASSERT_TRUE(VideoPlayer::CanPlayVideo(file, url, isLocal));
+  EXPECT_FALSE(isLocal);
+  EXPECT_EQ(Objects(), 0u);
+  Play(file);
+  ASSERT_TRUE(Until([this] { return HasPicture() && Player().Time() > 0; }));
+  EXPECT_EQ(Shown(), State::Playing);
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder / "")) {
+    EXPECT_TRUE(!entry.is_regular_file() || entry.file_size() < 5u * kSliceSize) << entry.path();
+  }
+  // Stopping does not wait for the service.
+  VideoPlayer::StopVideo();
+  EXPECT_FALSE(VideoPlayer::HasPlayer());
+}
+
+TEST_F(PlayerCloudTest, FilmWhoseIndexStandsAtItsEndPlaysAndSeeks) {
+  const auto file = Uploaded(Films::Busy());
+  Play(file);
+  ASSERT_TRUE(Until([this] { return HasPicture() && Player().Length() > 0; }));
+  Player().SetPosition(0.8F);
+  ASSERT_TRUE(Until([this] { return Player().Time() > 22'000 && Shown() == State::Playing; }));
+  Player().SetPosition(0.9F);
+  ASSERT_TRUE(Until([this] { return viewer->Got(WM_GALLERY_VIDEO_ENDED); }));
+  EXPECT_EQ(ErrorWords(), QString());
+}
+
+TEST_F(PlayerCloudTest, DamagedFilmEndsWithWords) {
+  const auto file = Uploaded(Films::Busy("-movflags faststart"));
+  AnswerChanger place(server.Url(), [](const std::string&, const std::string& answer) {
+    return answer.substr(0, answer.size() - 16);
+  });
+  const auto changer = ChangeAnswers([&](const std::string& request, const std::string& answer) {
+    if (request.find("GET /cloudPhoto/v1/media/") == std::string::npos) return answer;
+    Json::Value body = AnswerChanger::Body(answer);
+    for (Json::Value& attachment : body["attachments"]) {
+      if (attachment["usage"] != "content") continue;
+      Json::Value& url = attachment["asset"]["resource"]["objects"][3]["downloadUrl"]["url"];
+      url = place.Url() + url.asString().substr(server.Url().size());
+    }
+    return AnswerChanger::WithBody(body);
+  });
+  Play(file);
+  ASSERT_TRUE(Until([this] { return viewer->Got(WM_GALLERY_VIDEO_ENDED); }));
+  EXPECT_FALSE(ErrorWords().isEmpty());
+}
+
+TEST_F(PlayerCloudTest, ServiceThatIsGoneIsSaid) {
+  const auto file = Uploaded(Films::Busy());
+  server.Kill();
+  Play(file);
+  EXPECT_TRUE(VideoPlayer::HasPlayer());  // Nobody has waited for the network.
+  ASSERT_TRUE(Until([this] { return viewer->Got(WM_GALLERY_VIDEO_ENDED); }));
+  EXPECT_EQ(ErrorWords(), CResourceManager::GetText(QStringLiteral("IDS_GALLERT_SERVER_ERROR")));
+  EXPECT_FALSE(VideoPlayer::HasPlayer());
+}
+
+TEST_F(PlayerCloudTest, FilmsThatHangGiveWayToTheNextOne) {
+  const auto file = Uploaded(Films::Busy());
+  server.Fault(R"({"method":"GET","path":"/objects/","times":0,"delayMs":3600000})");
+  for (int i = 0; i < 10; ++i) {
+    Play(file);
+    QApplication::processEvents();
+  }
+  const auto local = std::make_shared<GalleryFile>();
+  local->SavedFileType = 4;
+  local->SetLocalPath(platform::WidePath(Films::Red(2)));
+  Play(local);
+  EXPECT_TRUE(Until([this] { return IsRed(); }));
+}
+
+}  // namespace
