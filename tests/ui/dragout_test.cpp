@@ -15,6 +15,7 @@
 #include "common/toolkit/label.h"
 #include "common/toolkit/resourcemanager.h"
 #include "transfer/gallerytransmanager.h"
+#include "ui/dragpicture.h"
 #include "ui/gallerydragout.h"
 #include "utils/messages.h"
 
@@ -231,6 +232,45 @@ TEST_F(DragOutTest, FolderThatAKilledRunHasLeftGoesAtTheStart) {
   fs::create_directories(DragRoot() / "not a drag");
   ShowPage();
   EXPECT_THAT(LeftOver(), ElementsAre("not a drag"));
+}
+
+TEST_F(DragOutTest, CopiesOfAnEarlierDragGoAfterAnHour) {
+  ShowPage();
+  for (const char* name : {"11111111", "22222222"}) fs::create_directories(DragRoot() / name);
+  fs::last_write_time(DragRoot() / "11111111", fs::file_time_type::clock::now() - std::chrono::minutes(61));
+  const QString made = GalleryDragOut::MakeDragDirectory();
+  EXPECT_THAT(LeftOver(), UnorderedElementsAre("22222222", QFileInfo(made).fileName().toStdString()));
+}
+
+TEST_F(DragOutTest, TwoPicturesOfOneNameArriveBoth) {
+  const auto first = Picture("one", Noise(100, 1), false), second = Picture("two", Noise(100, 2), false);
+  second->SetFileName(first->FileName());
+  Open();
+  page->CurrentList()->OnSelectAllKey(0);
+  EXPECT_EQ(DragTo(QStringLiteral("uris")), "2 copy");
+  const auto files = Arrived();
+  ASSERT_EQ(files.size(), 2u);
+  EXPECT_TRUE(files.contains("one.jpg") && files.contains("one (1).jpg"));
+  EXPECT_EQ((std::set<std::string>{files.at("one.jpg"), files.at("one (1).jpg")}),
+            (std::set<std::string>{Noise(100, 1), Noise(100, 2)}));
+}
+
+TEST_F(DragOutTest, PictureAtThePointerTellsHowManyAreDragged) {
+  (void)Picture("badge", Noise(100), false);
+  Open();
+  const QImage one = MakeDragPicture(*Cell(), 1).toImage(), many = MakeDragPicture(*Cell(), 1500).toImage();
+  EXPECT_EQ(one.size(), QSize(100, 100));
+  EXPECT_EQ(one.pixelColor(5, 95), QColor(0xF5, 0xF5, 0xFF));
+  const auto blue = [](const QImage& image) {
+    int count = 0;
+    for (int x = 0; x < image.width(); ++x)
+      for (int y = 0; y < image.height(); ++y) count += image.pixelColor(x, y) == QColor(0x1E, 0x90, 0xFF) ? 1 : 0;
+    return count;
+  };
+  EXPECT_EQ(blue(one), 0);
+  EXPECT_GT(blue(many), 100);
+  // "999" and no more: 14 and 4 a digit wide.
+  EXPECT_EQ(many, MakeDragPicture(*Cell(), 999).toImage());
 }
 
 TEST_F(DragOutTest, PathThatIsNotTheDragsIsLeftAlone) {

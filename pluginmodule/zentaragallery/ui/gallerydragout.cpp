@@ -9,6 +9,7 @@
 #include <QUrl>
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <set>
 
 #include "common/platform/files.h"
@@ -36,6 +37,8 @@ constexpr char kTag[] = "GalleryDragOut";
 const QString kUris = QStringLiteral("text/uri-list");
 constexpr int kNameDigits = 8;
 constexpr int kMostTries = 100;
+// A target may read its copies for a while after the drop.
+constexpr std::chrono::hours kCopiesStay{1};
 
 // Of the drag that runs; empty without one.
 QString& DraggedName() {
@@ -60,6 +63,15 @@ std::string NewName() {
   return name;
 }
 
+void SweepOlderThan(fs::file_time_type::duration age) {
+  std::error_code error;
+  for (const auto& entry : fs::directory_iterator(Root(), error)) {
+    std::error_code failed;
+    const bool isOld = age <= age.zero() || fs::file_time_type::clock::now() - entry.last_write_time(failed) > age;
+    if (isOld && !failed && IsDragName(entry.path().filename().string())) fs::remove_all(entry.path(), failed);
+  }
+}
+
 // A name of the cloud cannot lead out of the folder.
 QString SafeName(const GalleryFile& file) {
   const QString name = QFileInfo(Page::Wide(platform::WideFileName(file.FileName()))).fileName();
@@ -80,9 +92,12 @@ QString FreeName(const QString& name, std::set<QString>& taken) {
 
 // --- The drag directory
 
+void GalleryDragOut::Sweep() { SweepOlderThan({}); }
+
 QString GalleryDragOut::MakeDragDirectory() {
   const fs::path root = Root();
   if (platform::MakeFolder(root)) return {};
+  SweepOlderThan(kCopiesStay);
   for (int i = 0; i < kMostTries; ++i) {
     const std::string name = NewName();
     const fs::path directory = root / name;
@@ -90,14 +105,6 @@ QString GalleryDragOut::MakeDragDirectory() {
     if (!name.empty() && fs::create_directory(directory, error)) return QString::fromStdString(directory.string());
   }
   return {};
-}
-
-void GalleryDragOut::Sweep() {
-  std::error_code error;
-  for (const auto& entry : fs::directory_iterator(Root(), error)) {
-    std::error_code failed;
-    if (IsDragName(entry.path().filename().string())) fs::remove_all(entry.path(), failed);
-  }
 }
 
 bool GalleryDragOut::IsOfTheDrag(const QString& path) {
