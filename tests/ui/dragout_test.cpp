@@ -273,6 +273,44 @@ TEST_F(DragOutTest, PictureAtThePointerTellsHowManyAreDragged) {
   EXPECT_EQ(many, MakeDragPicture(*Cell(), 999).toImage());
 }
 
+TEST_F(DragOutTest, PictureDroppedOnAnAlbumOfThePanelMovesThere) {
+  const auto file = Picture("moved", Noise(100), false);
+  const auto album = Gallery::GetInstance().CreateAlbum(L"Trip", false, -1);
+  ASSERT_TRUE(album);
+  Open();
+  QWidget* place = nullptr;
+  ASSERT_TRUE(QTest::qWaitFor(
+      [&] {
+        for (QWidget* widget : page->Panel()->findChildren<QWidget*>(QStringLiteral("btn_custom_album")))
+          if (widget->isVisible()) place = widget;
+        return place != nullptr;
+      },
+      20000));
+  const QPoint start = Cell()->mapToGlobal(Cell()->HitRect().center());
+  const QPoint end = place->mapToGlobal(place->rect().center());
+  Pointer("mousemove " + At(start) + " mousedown 1");
+  ASSERT_TRUE(QTest::qWaitFor([] { return GallerySelectHelper::GetInstance().Count() > 0; }, 20000));
+  int step = 0;
+  bool began = false, dropped = false;
+  QTimer driver;
+  QObject::connect(&driver, &QTimer::timeout, &driver, [&] {
+    ++step;
+    began = began || GlobalData::dragging;
+    if (dropped) return;
+    if (!began) return Pointer("mousemove " + At(start + QPoint(10 + step % 5, 10)));
+    QString name;
+    // The panel has marked the album once the drag is over it.
+    if (page->Panel()->AlbumAtPoint(QCursor::pos(), name) == album && step % 8 == 7) {
+      dropped = true;
+      return Pointer("mouseup 1");
+    }
+    Pointer("mousemove " + At(end + QPoint(step % 7, 0)));
+  });
+  driver.start(20);
+  EXPECT_TRUE(QTest::qWaitFor([&] { return dropped && file->AlbumId() == album->AlbumId.Get(); }, 20000));
+  EXPECT_EQ(CountRequests("GET /cloudPhoto/v1/objects/"), 0u);
+}
+
 TEST_F(DragOutTest, PathThatIsNotTheDragsIsLeftAlone) {
   (void)Picture("other", Noise(1000), false);
   Open();

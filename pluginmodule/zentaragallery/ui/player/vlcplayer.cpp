@@ -3,6 +3,8 @@
 #include <QCoreApplication>
 #include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <future>
 
 #include "common/platform/thread.h"
 #include "ui/player/vlclibrary.h"
@@ -180,6 +182,8 @@ void VlcPlayer::Shutdown() {
 void VlcPlayer::Run() {
   platform::SetThreadName("film player");
   std::shared_ptr<Film> live;
+  // Streams that still wait for the service: the next film does not wait for them.
+  std::vector<std::future<void>> endings;
   for (bool goesOn = true; goesOn;) {
     std::shared_ptr<Film> next;
     {
@@ -188,7 +192,14 @@ void VlcPlayer::Run() {
       goesOn = !ending;
       next = goesOn ? wanted : nullptr;
     }
-    if (live) End(*live);
+    if (live) {
+      End(*live);
+      std::erase_if(endings, [](const std::future<void>& ending) {
+        return ending.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+      });
+      endings.push_back(std::async(
+          std::launch::async, [](std::shared_ptr<ContentStream> stream) { stream.reset(); }, std::move(live->stream)));
+    }
     live = next;
     if (live) Start(*live);
   }
