@@ -52,14 +52,14 @@ class ContentStreamTest : public ContentTest {
   }
   std::size_t Objects() { return CountRequests("GET /cloudPhoto/v1/objects/"); }
   void Damage(const FilePtr& file, int number) {
-    server.Action(R"({"action":"damageObject","userName":"alice","mediaId":")" + file->UniqueId() + R"(","number":)" +
-                  std::to_string(number) + "}");
+    server.Action(R"({"action":"damageObject","userName":"alice","mediaId":")" + file->UniqueId() +
+                  R"(","number":)" + std::to_string(number) + "}");
   }
 };
 
 TEST_F(ContentStreamTest, GivesTheBytesThatWereUploadedWhateverTheirSize) {
-  for (const std::size_t size : {std::size_t{1}, std::size_t{16}, std::size_t{kSliceSize}, std::size_t{kSliceSize + 1},
-                                 std::size_t{5 * kSliceSize + 3}}) {
+  for (const std::size_t size : {std::size_t{1}, std::size_t{16}, std::size_t{kSliceSize},
+                                 std::size_t{kSliceSize + 1}, std::size_t{5 * kSliceSize + 3}}) {
     SCOPED_TRACE(size);
     const std::string bytes = Noise(size, static_cast<unsigned>(size));
     ContentStream stream(Uploaded("s" + std::to_string(size), bytes));
@@ -295,7 +295,8 @@ TEST_F(ContentStreamTest, RecordWithAGapBetweenItsObjectsIsRefused) {
     if (request.find("GET /cloudPhoto/v1/media/") == std::string::npos) return answer;
     Json::Value body = AnswerChanger::Body(answer);
     for (Json::Value& attachment : body["attachments"])
-      if (attachment["usage"] == "content") attachment["asset"]["resource"]["objects"][1]["start"] = kSliceSize + 16;
+      if (attachment["usage"] == "content")
+        attachment["asset"]["resource"]["objects"][1]["start"] = kSliceSize + 16;
     return AnswerChanger::WithBody(body);
   });
   ContentStream stream(file, kQuick);

@@ -10,10 +10,10 @@
 #include <deque>
 #include <fstream>
 
-#include "contenttest.h"
-#include "pagetest.h"
 #include "common/toolkit/label.h"
 #include "common/toolkit/resourcemanager.h"
+#include "contenttest.h"
+#include "pagetest.h"
 #include "transfer/gallerytransmanager.h"
 #include "ui/dragpicture.h"
 #include "ui/gallerydragout.h"
@@ -65,7 +65,8 @@ class DragOutTest : public ContentTest {
     ASSERT_TRUE(frame->Create(static_cast<QWidget*>(nullptr), QStringLiteral("frame"), WindowStyle::Frame,
                               QRect(0, 0, 1100, 900)));
     page = std::make_unique<ZentaraGallery>();
-    ASSERT_TRUE(page->Create(frame.get(), QStringLiteral("ZentaraGalleryWnd"), WindowStyle::Child, {84, 0, 1016, 900}));
+    ASSERT_TRUE(page->Create(frame.get(), QStringLiteral("ZentaraGalleryWnd"), WindowStyle::Child,
+                             {84, 0, 1016, 900}));
     frame->show();
     page->show();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(frame.get()));
@@ -78,14 +79,17 @@ class DragOutTest : public ContentTest {
         if (row->Cell(k)->File() && !row->Cell(k)->HitRect().isEmpty()) return row->Cell(k);
     return nullptr;
   }
-  static void Pointer(const std::string& command) { EXPECT_EQ(std::system(("xdotool " + command).c_str()), 0); }
+  static void Pointer(const std::string& command) {
+    EXPECT_EQ(std::system(("xdotool " + command).c_str()), 0);
+  }
   static std::string At(QPoint point) { return std::to_string(point.x()) + " " + std::to_string(point.y()); }
 
   // Drags the first cell into the target, whose window is another process's. A drag has an
   // event loop of its own, so what comes next is decided by a timer inside it.
   std::string DragTo(const QString& mode, const std::function<void()>& beforeDrop = {}) {
     target.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    target.start(QString::fromUtf8(DRAG_TARGET), {mode, QString::fromStdString((folder / "target").string())});
+    target.start(QString::fromUtf8(DRAG_TARGET),
+                 {mode, QString::fromStdString((folder / "target").string())});
     EXPECT_TRUE(QTest::qWaitFor([this] { return Heard("ready"); }, 20000));
     auto* cell = Cell();
     const QPoint start = cell->mapToGlobal(cell->HitRect().center());
@@ -107,7 +111,10 @@ class DragOutTest : public ContentTest {
     });
     driver.start(20);
     const bool ended = QTest::qWaitFor(
-        [&] { return dropped && (Heard("done") || (mode == QStringLiteral("refuse") && !GlobalData::dragging)); }, 60000);
+        [&] {
+          return dropped && (Heard("done") || (mode == QStringLiteral("refuse") && !GlobalData::dragging));
+        },
+        60000);
     EXPECT_TRUE(ended) << said;
     const auto done = said.find("done ");
     return done == std::string::npos ? "" : said.substr(done + 5, said.find('\n', done) - done - 5);
@@ -130,7 +137,8 @@ class DragOutTest : public ContentTest {
   static std::vector<std::string> LeftOver() {
     std::vector<std::string> names;
     std::error_code error;
-    for (const auto& entry : fs::directory_iterator(DragRoot(), error)) names.push_back(entry.path().filename().string());
+    for (const auto& entry : fs::directory_iterator(DragRoot(), error))
+      names.push_back(entry.path().filename().string());
     return names;
   }
 
@@ -154,7 +162,8 @@ TEST_F(DragOutTest, OriginalOfTheCloudIsFetchedAtTheDropAndNotBefore) {
   const auto file = Picture("cloud", Noise(3 * kSliceSize), false);
   Open();
   std::size_t before = 1;
-  const auto word = DragTo(QStringLiteral("uris"), [&] { before = CountRequests("GET /cloudPhoto/v1/objects/"); });
+  const auto word =
+      DragTo(QStringLiteral("uris"), [&] { before = CountRequests("GET /cloudPhoto/v1/objects/"); });
   EXPECT_EQ(word, "1 copy");
   EXPECT_EQ(before, 0u);
   ASSERT_EQ(Arrived().size(), 1u);
@@ -183,7 +192,8 @@ TEST_F(DragOutTest, TargetThatNamesAFolderGetsTheDownloadsThere) {
         return !rows.empty() || files.contains("saved.jpg");
       },
       20000));
-  for (const auto& row : rows) EXPECT_EQ(platform::NativePath(row.LocalPath).parent_path(), folder / "target");
+  for (const auto& row : rows)
+    EXPECT_EQ(platform::NativePath(row.LocalPath).parent_path(), folder / "target");
   EXPECT_TRUE(QTest::qWaitFor([] { return LeftOver().empty() && !GlobalData::dragging; }, 20000));
   GalleryTransManager::GetInstance().GalleryStop();
 }
@@ -264,7 +274,8 @@ TEST_F(DragOutTest, PictureAtThePointerTellsHowManyAreDragged) {
   const auto blue = [](const QImage& image) {
     int count = 0;
     for (int x = 0; x < image.width(); ++x)
-      for (int y = 0; y < image.height(); ++y) count += image.pixelColor(x, y) == QColor(0x1E, 0x90, 0xFF) ? 1 : 0;
+      for (int y = 0; y < image.height(); ++y)
+        count += image.pixelColor(x, y) == QColor(0x1E, 0x90, 0xFF) ? 1 : 0;
     return count;
   };
   EXPECT_EQ(blue(one), 0);
@@ -315,8 +326,9 @@ TEST_F(DragOutTest, PathThatIsNotTheDragsIsLeftAlone) {
   (void)Picture("other", Noise(1000), false);
   Open();
   GlobalData::dragging = true;
-  (void)platform::SendMessageW(page->GetHWND(), WM_GALLERY_SHELL_DROP, 0,
-                               reinterpret_cast<platform::LPARAM>(new std::wstring(folder.Wide("target/12345678"))));
+  (void)platform::SendMessageW(
+      page->GetHWND(), WM_GALLERY_SHELL_DROP, 0,
+      reinterpret_cast<platform::LPARAM>(new std::wstring(folder.Wide("target/12345678"))));
   EXPECT_TRUE(GlobalData::dragging);
   GlobalData::dragging = false;
   std::vector<DownloadTaskProperty> rows;

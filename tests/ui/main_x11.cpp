@@ -24,8 +24,8 @@ bool StartScreen() {
     prctl(PR_SET_PDEATHSIG, SIGTERM);  // A test that crashes takes its screen along.
     close(ends[0]);
     const std::string out = std::to_string(ends[1]);
-    execlp("Xvfb", "Xvfb", "-displayfd", out.c_str(), "-screen", "0", "1600x1000x24", "-nolisten", "tcp", "-noreset",
-           nullptr);
+    execlp("Xvfb", "Xvfb", "-displayfd", out.c_str(), "-screen", "0", "1600x1000x24", "-nolisten", "tcp",
+           "-noreset", nullptr);
     _exit(127);
   }
   close(ends[1]);

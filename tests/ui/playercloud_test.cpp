@@ -107,7 +107,8 @@ TEST_F(PlayerCloudTest, FilmsThatHangGiveWayToTheNextOne) {
   server.Fault(R"({"method":"GET","path":"/media/","nth":2,"times":0,"delayMs":3600000})");
   for (int i = 0; i < 5; ++i) {
     Play(file);
-    ASSERT_TRUE(Until([this, i] { return CountRequests("GET /cloudPhoto/v1/media/") > static_cast<std::size_t>(i); }));
+    ASSERT_TRUE(Until(
+        [this, i] { return CountRequests("GET /cloudPhoto/v1/media/") > static_cast<std::size_t>(i); }));
   }
   const auto local = std::make_shared<GalleryFile>();
   local->SavedFileType = 4;

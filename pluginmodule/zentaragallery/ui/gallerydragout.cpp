@@ -52,14 +52,16 @@ fs::path Root() {
 }
 
 bool IsDragName(const std::string& name) {
-  return name.size() == kNameDigits && std::all_of(name.begin(), name.end(), [](char c) { return c >= '0' && c <= '9'; });
+  return name.size() == kNameDigits &&
+         std::all_of(name.begin(), name.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
 std::string NewName() {
   std::array<std::uint8_t, kNameDigits> random{};
   if (!platform::RandomBytes(random)) return {};
   std::string name;
-  for (int i = 0; i < kNameDigits; ++i) name += static_cast<char>('0' + random[static_cast<std::size_t>(i)] % (i == 0 ? 8 : 9));
+  for (int i = 0; i < kNameDigits; ++i)
+    name += static_cast<char>('0' + random[static_cast<std::size_t>(i)] % (i == 0 ? 8 : 9));
   return name;
 }
 
@@ -67,8 +69,10 @@ void SweepOlderThan(fs::file_time_type::duration age) {
   std::error_code error;
   for (const auto& entry : fs::directory_iterator(Root(), error)) {
     std::error_code failed;
-    const bool isOld = age <= age.zero() || fs::file_time_type::clock::now() - entry.last_write_time(failed) > age;
-    if (isOld && !failed && IsDragName(entry.path().filename().string())) fs::remove_all(entry.path(), failed);
+    const bool isOld =
+        age <= age.zero() || fs::file_time_type::clock::now() - entry.last_write_time(failed) > age;
+    if (isOld && !failed && IsDragName(entry.path().filename().string()))
+      fs::remove_all(entry.path(), failed);
   }
 }
 
@@ -102,7 +106,8 @@ QString GalleryDragOut::MakeDragDirectory() {
     const std::string name = NewName();
     const fs::path directory = root / name;
     std::error_code error;
-    if (!name.empty() && fs::create_directory(directory, error)) return QString::fromStdString(directory.string());
+    if (!name.empty() && fs::create_directory(directory, error))
+      return QString::fromStdString(directory.string());
   }
   return {};
 }
@@ -177,7 +182,8 @@ QByteArray DragOutData::SaveDirectly() const {
   if (path.isEmpty() || !GalleryDragOut::IsOfTheDrag(path) || !state->page) return "E";
   // Sent: the drag is over once the target has this answer. The receiver frees the path.
   auto* copy = new std::wstring(Page::Wide(path));
-  (void)platform::SendMessageW(state->page->GetHWND(), WM_GALLERY_SHELL_DROP, 0, reinterpret_cast<LPARAM>(copy));
+  (void)platform::SendMessageW(state->page->GetHWND(), WM_GALLERY_SHELL_DROP, 0,
+                               reinterpret_cast<LPARAM>(copy));
   return "S";
 }
 
@@ -208,7 +214,8 @@ QByteArray DragOutData::Addresses() const {
 // The target waits for its answer; the page shows how far it is and a stop.
 bool DragOutData::FetchCopies(const std::shared_ptr<State>& of) {
   std::vector<Place> copies;
-  std::copy_if(of->places.begin(), of->places.end(), std::back_inserter(copies), [](const Place& p) { return p.isCopy; });
+  std::copy_if(of->places.begin(), of->places.end(), std::back_inserter(copies),
+               [](const Place& p) { return p.isCopy; });
   if (copies.empty() || of->fetched) return true;
   if (of->fetching || !of->page) return false;
   of->fetching = true;
@@ -216,7 +223,8 @@ bool DragOutData::FetchCopies(const std::shared_ptr<State>& of) {
   bool ended = false;
   QEventLoop wait;
   of->page->Run(
-      CResourceManager::GetPluralText(QStringLiteral("IDS_GALLERY_DOWNLOADING"), static_cast<qint64>(copies.size())),
+      CResourceManager::GetPluralText(QStringLiteral("IDS_GALLERY_DOWNLOADING"),
+                                      static_cast<qint64>(copies.size())),
       copies.size(),
       [copies, done](ZentaraGallery::Job& job) {
         const auto goesOn = [&job] { return !job.stop; };
