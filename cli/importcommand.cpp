@@ -76,15 +76,16 @@ class Choice {
 };
 
 // The real album of that name, a system album too: a second "Camera" beside the one of
-// the phone would be told from it by nobody. Where a view has the name, the album
+// the phone would be told from it by nobody. One of the user's own comes first: what was
+// imported into it before would else come in twice. Where a view has the name, the album
 // stands beside it with a number.
 Album::Ptr AlbumFor(const std::wstring& name) {
   auto& gallery = Gallery::GetInstance();
+  const auto owner = gallery.AlbumNameIsExist(name);
+  if (owner && owner->IsReal()) return owner;
   const auto system = gallery.GetSystemAlbumNamed(name);
   if (system && system->IsReal()) return system;
-  const auto owner = gallery.AlbumNameIsExist(name);
   if (!owner) return gallery.CreateAlbum(name, false, -1);
-  if (owner->IsReal()) return owner;
   if (const auto beside = gallery.AlbumNameIsExist(name + L"(1)"); beside && beside->IsReal()) return beside;
   return gallery.CreateAlbum(name, true, -1);
 }

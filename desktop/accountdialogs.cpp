@@ -76,7 +76,7 @@ void DevicesWnd::Show(const QString& error, const std::vector<Workspace::Device>
     auto* both = new CVerticalLayoutUI;
     auto* name = new CLabelUI;
     name->SetFont(QStringLiteral("strong"));
-    name->SetText(device.current ? QStringLiteral("IDS_DEVICES_CURRENT") : QStringLiteral("IDS_DEVICES_OTHER"));
+    name->SetText(device.current ? QStringLiteral("IDS_DEVICES_CURRENT") : QStringLiteral("IDS_DEVICES_ANOTHER"));
     both->Add(name);
     auto* used = new CLabelUI;
     used->ApplyAttributeList(QStringLiteral("font=\"small\" textcolor=\"text-2\""));

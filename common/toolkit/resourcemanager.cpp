@@ -127,3 +127,20 @@ QString CResourceManager::FormatDate(qint64 milliseconds) {
   if (format) format->format(static_cast<UDate>(milliseconds), text);
   return ToQt(text);
 }
+
+QString CResourceManager::FormatDateTime(qint64 milliseconds) {
+  const std::unique_ptr<icu::DateFormat> format(
+      icu::DateFormat::createDateTimeInstance(icu::DateFormat::kLong, icu::DateFormat::kShort, IcuLocale()));
+  icu::UnicodeString text;
+  if (format) format->format(static_cast<UDate>(milliseconds), text);
+  return ToQt(text);
+}
+
+QString CResourceManager::FormatDecimal(double number, int digits) {
+  UErrorCode status = U_ZERO_ERROR;
+  const auto text = icu::number::NumberFormatter::withLocale(IcuLocale())
+                        .precision(icu::number::Precision::maxFraction(digits))
+                        .formatDouble(number, status)
+                        .toString(status);
+  return U_FAILURE(status) ? QString::number(number) : ToQt(text);
+}

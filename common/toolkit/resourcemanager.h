@@ -32,7 +32,11 @@ class CResourceManager : public QObject {
 
   // A day in medium style, without time, in the time zone of the computer.
   static QString FormatDate(qint64 milliseconds);
+  // A day in long style, with hour and minute.
+  static QString FormatDateTime(qint64 milliseconds);
   static QString FormatNumber(qint64 number);
+  // With as many digits behind the point as it needs, at most that many.
+  static QString FormatDecimal(double number, int digits);
   static QString FormatPercent(int percent);
 
  Q_SIGNALS:

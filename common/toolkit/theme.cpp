@@ -60,6 +60,7 @@ const QHash<QString, Token>& Tokens() {
       {"select", {"#226BFF", "#226BFF"}},
       {"badge", {"#1E90FF", "#1E90FF", "#0057C2", "#0057C2"}},
       {"drag", {"#F5F5FF", "#F5F5FF"}},
+      {"play-ground", {"#8F000000", "#8F000000", "#FF000000", "#FF000000"}},
       {"strip", {"#7A000000", "#7A000000", "#FF000000", "#FF000000"}},
       {"on-dark", {"#FFFFFF", "#FFFFFF"}},
       {"dim-toast", {"#2B2E34", "#2B2E34"}},

@@ -29,6 +29,8 @@ Answer GetAbout(Exchange& exchange) {
   // Clients read settings by name, whatever they select beside them.
   answer.json["settings"]["v2cut"] = "1";
   answer.json["settings"]["suspendCursor"] = account.suspendCursor;
+  if (account.restoredCursor > 0)
+    answer.json["settings"]["restoredCursor"] = std::to_string(account.restoredCursor);
   answer.isSelected = true;
   return answer;
 }

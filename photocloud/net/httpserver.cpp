@@ -206,7 +206,9 @@ std::string HttpServer::Listen() {
              "--behind-proxy when a proxy in front speaks TLS";
     }
     state->acceptor.open(endpoint.protocol());
-    state->acceptor.set_option(asio::socket_base::reuse_address(true));
+    // For a port of one's own after a restart. A free one that the system chooses is to be
+    // nobody else's, also not of a connection that lingers.
+    if (endpoint.port() != 0) state->acceptor.set_option(asio::socket_base::reuse_address(true));
     state->acceptor.bind(endpoint);
     state->acceptor.listen();
     if (settings.takesSignals) {

@@ -64,7 +64,10 @@ class MetadataStore {
   // threads that wait share one flush. Not called inside Atomically.
   virtual void Flush() = 0;
 
-  // A secret of this installation, made on first use; signs URLs.
+  // A secret of this installation, made on first use; signs URLs. A backup has none:
+  // then the version of each account that was used goes far ahead of any that a device
+  // can have seen, and no older one can be asked for. Devices learn so that the account
+  // has gone back, however many changes it sees before they come.
   virtual std::string Secret() = 0;
 
   // InsertAccount returns the new id, or nothing when the name is taken. Names

@@ -22,6 +22,8 @@ struct Account {
   std::int64_t quotaBytes = 0;
   std::int64_t usedBytes = 0;    // Sum of all its stored objects.
   std::int64_t recordBytes = 0;  // Of the texts that its records hold.
+  // The version that the account got when its data came from a backup; 0: never.
+  std::int64_t restoredCursor = 0;
 };
 
 // Tokens are stored as their SHA-256 only.

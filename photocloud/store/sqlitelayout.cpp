@@ -113,6 +113,10 @@ UPDATE accounts SET record_bytes=
   (SELECT coalesce(sum(length(CAST(name||local_path||properties AS BLOB))),0) FROM albums WHERE
    albums.account=accounts.id AND id NOT IN ('default-album-1','default-album-2','default-album-3'));
 )sql",
+    // 3: the version at which an account came from a backup.
+    R"sql(
+ALTER TABLE accounts ADD COLUMN restored_cursor INTEGER NOT NULL DEFAULT 0;
+)sql",
 };
 constexpr std::int64_t kLayoutVersion = std::size(kLayoutSteps);
 

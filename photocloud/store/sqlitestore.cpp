@@ -10,10 +10,13 @@
 namespace photocloud {
 namespace {
 
+// More changes than any account has seen since its backup was made.
+constexpr std::int64_t kRestoreStep = 1'000'000'000;
+
 Account ReadAccount(const SqliteStatement& row) {
-  return {row.Number(0),  row.Text(1),    row.Text(2),   row.Text(3),   row.Flag(4),
-          row.Flag(5),    row.Text(6),    row.Text(7),   row.Number(8), row.Number(9),
-          row.Number(10), row.Number(11), row.Number(12)};
+  return {row.Number(0),  row.Text(1),    row.Text(2),    row.Text(3),   row.Flag(4),
+          row.Flag(5),    row.Text(6),    row.Text(7),    row.Number(8), row.Number(9),
+          row.Number(10), row.Number(11), row.Number(12), row.Number(13)};
 }
 
 Session ReadSession(const SqliteStatement& row) {
@@ -176,7 +179,18 @@ bool SqliteStore::Atomically(const std::function<bool()>& work) {
 }
 
 std::string SqliteStore::Secret() {
-  Run("INSERT OR IGNORE INTO settings(name,value) VALUES('secret',?)", ToHex(RandomBytes(32)));
+  Atomically([&] {
+    const bool isNew =
+        Run("INSERT OR IGNORE INTO settings(name,value) VALUES('secret',?)", ToHex(RandomBytes(32))) > 0;
+    // Only a backup has data and no secret. An account that nobody ever used is new as before.
+    if (isNew) {
+      Run(R"sql(
+        UPDATE accounts SET version=version+?1,oldest_cursor=version+?1,restored_cursor=version+?1
+        WHERE version>0 OR EXISTS(SELECT 1 FROM wrapped_keys WHERE account=accounts.id))sql",
+          kRestoreStep);
+    }
+    return true;
+  });
   return Row(ReadText, "SELECT value FROM settings WHERE name='secret'").value_or("");
 }
 
@@ -196,7 +210,7 @@ std::optional<std::int64_t> SqliteStore::InsertAccount(const Account& account) {
 std::optional<Account> SqliteStore::FindAccount(std::int64_t id) {
   return Row(ReadAccount, R"sql(
     SELECT id,user_id,user_name,verifier,disabled,hidden,user_status,suspend_cursor,version,
-    oldest_cursor,quota_bytes,used_bytes,record_bytes FROM accounts WHERE id=?)sql",
+    oldest_cursor,quota_bytes,used_bytes,record_bytes,restored_cursor FROM accounts WHERE id=?)sql",
              id);
 }
 
@@ -206,7 +220,7 @@ std::optional<Account> SqliteStore::FindAccountByName(const std::string& userNam
   return Row(ReadAccount,
              R"sql(
     SELECT id,user_id,user_name,verifier,disabled,hidden,user_status,suspend_cursor,version,
-    oldest_cursor,quota_bytes,used_bytes,record_bytes FROM accounts WHERE user_name=?1 COLLATE
+    oldest_cursor,quota_bytes,used_bytes,record_bytes,restored_cursor FROM accounts WHERE user_name=?1 COLLATE
     NOCASE ORDER BY user_name=?1 DESC,id LIMIT 1)sql",
              userName);
 }
@@ -214,7 +228,7 @@ std::optional<Account> SqliteStore::FindAccountByName(const std::string& userNam
 std::vector<Account> SqliteStore::ListAccounts() {
   return Rows(ReadAccount, R"sql(
     SELECT id,user_id,user_name,verifier,disabled,hidden,user_status,suspend_cursor,version,
-    oldest_cursor,quota_bytes,used_bytes,record_bytes FROM accounts ORDER BY id)sql");
+    oldest_cursor,quota_bytes,used_bytes,record_bytes,restored_cursor FROM accounts ORDER BY id)sql");
 }
 
 void SqliteStore::UpdateAccount(const Account& account) {

@@ -89,6 +89,7 @@ void ZentaraGalleryObj::InitWnd() {
   (void)DatabaseService::InitDataBase(GlobalParamWrapper::GetInstance()->GetUserDataBaseFolder());
   (void)Gallery::GetInstance().Init();
   GalleryTransManager::GetInstance().GalleryInit();
+  binWatch.Open();
 }
 
 Json::Value ZentaraGalleryObj::GetGalleryHomeData(bool& empty) {
@@ -108,6 +109,7 @@ Json::Value ZentaraGalleryObj::GetGalleryHomeData(bool& empty) {
 }
 
 void ZentaraGalleryObj::CloseWndClear() {
+  binWatch.Stop();
   GalleryTransManager::GetInstance().GalleryStop();
   SyncHelper::GetInstance().StopSync();
   SyncHelper::GetInstance().StopTimer();

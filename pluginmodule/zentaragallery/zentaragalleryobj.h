@@ -7,6 +7,7 @@
 #include <unordered_map>
 
 #include "common/platform/window.h"
+#include "model/binwatch.h"
 
 // A rectangle of the host's window in device pixels.
 struct GalleryRect {
@@ -50,6 +51,7 @@ class ZentaraGalleryObj {
  private:
   std::unordered_map<std::string, std::string> requestHeaders;  // handed on to the header block
   std::mutex lock;
+  BinWatch binWatch;
 };
 
 // The module exports CreateZentaraGalleryObj: a new object, owned by the caller.

@@ -78,6 +78,35 @@ TEST_F(BackupTest, WhatWasUploadedSinceGoesUpAgainAndIsCounted) {
   EXPECT_EQ(On("giver", {"ls"}).Lines().size(), all.size());
 }
 
+// Another device went on at once: by its number alone the cloud is ahead of everybody.
+TEST_F(BackupTest, NothingIsLostThoughTheCloudHasGrownPastTheVersionsOfAllDevices) {
+  ASSERT_EQ(On("seeker", {"album", "create", "Own"}).status, kDone);
+  for (int i = 20; i < 23; ++i) folder.Write("own/p" + std::to_string(i) + ".jpg", Picture(i));
+  ASSERT_EQ(On("seeker", {"import", (folder / "own").string(), "--album", "Own"}).status, kDone);
+  for (const char* computer : {"seeker", "giver"}) ASSERT_EQ(On(computer, {"sync"}).status, kDone);
+  std::set<std::string> expected = all;
+  expected.insert({"Own/p20.jpg", "Own/p21.jpg", "Own/p22.jpg"});
+  AccountApi before(cloud);
+  const std::int64_t reached = before.Version();
+  PutBack("backup");
+  for (int i = 0; account->Version() <= reached || i < 30; ++i) {
+    const std::string name = "later" + std::to_string(i) + ".jpg";
+    ASSERT_NE(account->AddMedia(name), "");
+    expected.insert("default-album-1/" + name);
+  }
+  // Three devices: who comes first must not take what only the next one has.
+  for (const char* computer : {"seeker", "giver", "seeker", "giver"}) {
+    const Finished sync = On(computer, {"sync"});
+    EXPECT_EQ(sync.status, kDone) << sync.output;
+  }
+  EXPECT_EQ(Pictures(), expected);
+  for (const char* computer : {"seeker", "giver"})
+    EXPECT_EQ(On(computer, {"ls"}).Lines().size(), expected.size()) << computer;
+  // Once is enough.
+  const Finished again = On("giver", {"sync"});
+  EXPECT_EQ(again.output.find("\"requeued\":3"), std::string::npos) << again.output;
+}
+
 // An account that held nothing yet when the backup was made.
 TEST_F(BackupTest, NothingIsLostThoughTheBackupHoldsNoPicture) {
   PutBack("empty");

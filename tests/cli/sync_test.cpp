@@ -1,7 +1,11 @@
 // The photo cloud from the command line: sessions, cycles, and what a later
 // process can tell of them.
 
+#include <openssl/hmac.h>
+#include <sqlite3.h>
+
 #include <csignal>
+#include <fstream>
 
 #include "accountapi.h"
 #include "clitest.h"
@@ -29,6 +33,44 @@ class CliSyncTest : public CliTest {
     return static_cast<std::size_t>(std::count_if(requests.begin(), requests.end(), [&](const auto& seen) {
       return seen.method == method && seen.path.find(path) != std::string::npos;
     }));
+  }
+
+  void RemoveThumbnails() {
+    std::size_t removed = 0;
+    std::vector<std::filesystem::path> thumbnails;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder / "profile/cache"))
+      if (entry.path().extension() == ".jpg") thumbnails.push_back(entry.path());
+    for (const auto& path : thumbnails) removed += std::filesystem::remove(path);
+    EXPECT_GT(removed, 0u);
+  }
+
+  // Gives the row the hash and size of these bytes.
+  void RewriteRow(const std::string& name, const std::string& bytes) {
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned length = 0;
+    ASSERT_NE(HMAC(EVP_sha256(), "", 0, reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(),
+                   digest, &length),
+              nullptr);
+    std::string hash;
+    for (unsigned i = 0; i < length; ++i) {
+      char two[3];
+      std::snprintf(two, sizeof two, "%02x", digest[i]);
+      hash += two;
+    }
+    const std::string statement = "UPDATE GalleryFile SET Hash = '" + hash +
+                                  "', Size = " + std::to_string(bytes.size()) + " WHERE FileName = '" + name +
+                                  "'";
+    int changed = 0;
+    // The local gallery has a database beside the account's.
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder / "profile/data")) {
+      if (!entry.path().string().ends_with("cpp.dat")) continue;
+      sqlite3* database = nullptr;
+      ASSERT_EQ(sqlite3_open(entry.path().c_str(), &database), SQLITE_OK);
+      EXPECT_EQ(sqlite3_exec(database, statement.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
+      changed += sqlite3_changes(database);
+      sqlite3_close(database);
+    }
+    EXPECT_EQ(changed, 1);
   }
 
   CloudProcess cloud;
@@ -156,6 +198,33 @@ TEST_F(CliSyncTest, SyncOfANewProcessFailsWhenTheServerIsGone) {
   EXPECT_EQ(Run({"sync"}).status, kFailed);
   EXPECT_NE(Last({"status"})["errorCause"].asString(), "");
   EXPECT_EQ(Documents({"ls"}).size(), 1u);
+}
+
+// What a version took that asked for no thumbnail: its row tells of the very bytes that
+// lie on the disk, of which no picture can be made.
+TEST_F(CliSyncTest, FileOfAnEarlierVersionWithoutAPictureGoesUp) {
+  ASSERT_EQ(Login(), kDone);
+  ASSERT_EQ(Run({"sync"}).status, kDone);
+  WritePictures("Trip", 2);
+  ASSERT_EQ(Run({"import", (folder / "Trip").string()}).status, kDone);
+  const std::string broken = "\xff\xd8\xff\xe0 no picture comes of this";
+  folder.Write("Trip/p0.jpg", broken);
+  RemoveThumbnails();
+  RewriteRow("p0.jpg", broken);
+  const Json::Value synced = Last({"sync"});
+  EXPECT_EQ(synced["errorStep"].asString(), "") << synced;
+  EXPECT_EQ(Run({"sync"}).status, kDone);
+  EXPECT_EQ(Last({"status"})["pendingUploads"], 0);
+  std::map<std::string, std::int64_t> sizes;
+  const Json::Value dump = api.Dump();
+  for (const auto& file : dump["files"]) sizes[file["name"].asString()] = file["size"].asInt64();
+  ASSERT_EQ(sizes.size(), 2u);
+  EXPECT_EQ(sizes["p0.jpg"], static_cast<std::int64_t>(broken.size()));
+  // What went up can be had again.
+  const Finished download = Run({"download", IdOf("p0.jpg"), "--to", (folder / "again").string()});
+  EXPECT_EQ(download.status, kDone) << download.output;
+  std::ifstream again(folder / "again/p0.jpg", std::ios::binary);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(again), {}), broken);
 }
 
 TEST_F(CliSyncTest, InterruptEndsASyncAndGivesTheLockBack) {

@@ -1,6 +1,7 @@
 // A login that takes the local gallery along.
 
 #include <csignal>
+#include <set>
 
 #include "accountapi.h"
 #include "clitest.h"
@@ -137,6 +138,63 @@ TEST_F(TakeLocalTest, LoginThatIsKilledLosesNothing) {
     ASSERT_EQ(On(profile, {"logout"}).status, kDone);
     ExpectAll(profile);
   }
+}
+
+// The phone's pictures and those that were imported before anybody knew of its album:
+// one album, each picture once.
+TEST_F(TakeLocalTest, CameraFolderBecomesOneWithThePhonesCameraAlbum) {
+  WritePictures("phone/Camera", 2);
+  ASSERT_EQ(On("phone", Login()).status, kDone);
+  ASSERT_EQ(On("phone", {"sync"}).status, kDone);
+  ASSERT_EQ(On("phone", {"import", (folder / "phone/Camera").string()}).status, kDone);
+  ASSERT_EQ(On("phone", {"sync"}).status, kDone);
+
+  for (int i : {1, 2}) folder.Write("Camera/p" + std::to_string(i) + ".jpg", Picture(i));
+  // Another picture under a name that the phone has used.
+  folder.Write("Camera/p0.jpg", Picture(3));
+  const std::string camera = (folder / "Camera").string();
+  ASSERT_EQ(On("profile", {"import", camera}).status, kDone);
+  for (const auto& line : On("profile", {"ls"}).Lines()) {
+    const Json::Value file = Parsed(line);
+    if (file["fileName"] != "p1.jpg") continue;
+    ASSERT_EQ(On("profile", {"favorite", file["id"].asString()}).status, kDone);
+  }
+  ASSERT_EQ(On("profile", Login({"--take-local"})).status, kDone);
+  ASSERT_EQ(On("profile", {"sync"}).status, kDone);
+
+  AccountApi api(cloud);
+  const Json::Value dump = api.Dump();
+  std::multiset<std::string> names;
+  for (const auto& file : dump["files"]) {
+    EXPECT_EQ(file["album"].asString(), "default-album-1") << file;
+    EXPECT_EQ(file["favorite"].asBool(), file["name"] == "p1.jpg") << file;
+    names.insert(file["name"].asString());
+  }
+  EXPECT_EQ(names, (std::multiset<std::string>{"p0(1).jpg", "p0.jpg", "p1.jpg", "p2.jpg"}));
+  EXPECT_EQ(dump["albums"].size(), 2u) << dump["albums"];  // Camera and screenshots.
+  EXPECT_EQ(Count("profile"), 4u);
+  // All of them are known to be there.
+  EXPECT_EQ(On("profile", {"import", camera}).status, kFailed);
+  EXPECT_EQ(Count("profile"), 4u);
+  ASSERT_EQ(On("phone", {"sync"}).status, kDone);
+  EXPECT_EQ(Count("phone"), 4u);
+  ASSERT_EQ(On("profile", {"logout"}).status, kDone);
+  EXPECT_EQ(Count("profile"), 3u);
+}
+
+// One that an earlier version uploaded beside the phone's.
+TEST_F(TakeLocalTest, CameraAlbumOfOnesOwnInTheCloudGoesOnTakingItsFolder) {
+  AccountApi api(cloud);
+  const std::string own = api.AddAlbum("default-album-300-1-1", "Camera");
+  ASSERT_NE(own, "");
+  WritePictures("Camera", 2);
+  ASSERT_EQ(On("profile", Login()).status, kDone);
+  ASSERT_EQ(On("profile", {"sync"}).status, kDone);
+  ASSERT_EQ(On("profile", {"import", (folder / "Camera").string()}).status, kDone);
+  ASSERT_EQ(On("profile", {"sync"}).status, kDone);
+  const Json::Value dump = api.Dump();
+  EXPECT_EQ(dump["files"].size(), 2u);
+  for (const auto& file : dump["files"]) EXPECT_EQ(file["album"].asString(), own);
 }
 
 }  // namespace

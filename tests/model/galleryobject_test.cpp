@@ -1,5 +1,7 @@
 // The object that a host drives.
 
+#include <future>
+
 #include "cloud/cheader.h"
 #include "cloud/cloudphotov2helper.h"
 #include "common/platform/paths.h"
@@ -66,6 +68,33 @@ TEST_F(GalleryObjectTest, HomeItemTellsKindPlaceAndTime) {
   EXPECT_EQ(items[1]["rotateAngle"].asInt(), 0);
   const std::string cache = platform::WideToUtf8(GlobalParamWrapper::GetInstance()->GetUserCachePath());
   EXPECT_EQ(items[0]["thumbPath"].asString(), cache + "\\Thumbnail\\");
+}
+
+// A window without a cloud has no cycles that would look at the bin.
+TEST_F(GalleryObjectTest, OldFilesLeaveTheBinOfAProcessThatStaysOpenForDays) {
+  TestClock clock;
+  auto& now = clock.ms;
+  BinWatch::lookPeriod = std::chrono::milliseconds(1);
+  object.InitWnd();
+  const auto old = CloudFile("old"), fresh = CloudFile("fresh");
+  for (const auto& file : {old, fresh}) file->SetRecycleAlbumId("default-album-3");
+  old->RecycleTime = now - 29 * kDayMs;
+  fresh->RecycleTime = now.load();
+  Add({old, fresh});
+  std::promise<void> changed;
+  std::atomic<int> told{0};
+  const auto bin = gallery.GetAlbum("default-album-3");
+  ASSERT_NE(bin, nullptr);
+  bin->SetListener([&] {
+    if (++told == 1) changed.set_value();
+  });
+  now += 2 * kDayMs;
+  EXPECT_EQ(changed.get_future().wait_for(std::chrono::minutes(1)), std::future_status::ready);
+  bin->SetListener({});
+  object.CloseWndClear();
+  BinWatch::lookPeriod = std::chrono::hours(1);
+  EXPECT_TRUE(old->IsDeleted);
+  EXPECT_FALSE(fresh->IsDeleted);
 }
 
 TEST_F(GalleryObjectTest, AngleOnAV2CloudComesFromTheMetadata) {

@@ -1,3 +1,5 @@
+#include <sqlite3.h>
+
 #include <atomic>
 #include <thread>
 
@@ -223,6 +225,26 @@ TEST_F(CloudTest, AboutAlwaysCarriesSettings) {
   const Reply reply = cloud.Call(anna, "GET", "/cloudPhoto/v1/about?fields=dataVersion,maxBatchNumber");
   EXPECT_EQ(reply.json, Json(R"({"dataVersion":"v2.0","maxBatchNumber":5,
                                  "settings":{"suspendCursor":"","v2cut":"1"}})"));
+}
+
+TEST_F(CloudTest, AboutTellsSinceWhenTheDataAreThoseOfABackup) {
+  (void)cloud.Call(anna, "GET", "/cloudPhoto/v1/about");
+  std::int64_t before = cloud.store.FindAccountByName("anna")->version;
+  cloud.store.NextVersion(cloud.store.FindAccountByName("anna")->id);
+  ++before;
+  sqlite3* database = nullptr;
+  ASSERT_EQ(sqlite3_open((cloud.folder.path / "photocloud.db").c_str(), &database), SQLITE_OK);
+  EXPECT_EQ(sqlite3_exec(database, "DELETE FROM settings WHERE name='secret'", nullptr, nullptr, nullptr),
+            SQLITE_OK);
+  sqlite3_close(database);
+  (void)cloud.store.Secret();
+  const std::string restored = std::to_string(before + 1'000'000'000);
+  EXPECT_EQ(cloud.Call(anna, "GET", "/cloudPhoto/v1/about").json["settings"]["restoredCursor"], restored);
+  const Reply cursor = cloud.Call(anna, "GET", "/cloudPhoto/v1/changes/getStartCursor");
+  EXPECT_EQ(cursor.json["startCursor"], restored);
+  EXPECT_EQ(cursor.json["fullUploadCursor"], restored);
+  EXPECT_EQ(cloud.Call(anna, "GET", "/cloudPhoto/v1/changes?cursor=" + std::to_string(before)).Code(),
+            "31084100");
 }
 
 TEST_F(CloudTest, HiddenDataAreRefusedWithTheirOwnCode) {

@@ -5,7 +5,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
 
 namespace photocloud::testing {
 namespace {
@@ -79,6 +83,18 @@ ServerProcess::ServerProcess(const std::string& program, const std::string& data
   for (char letter; ::read(out.ends[0], &letter, 1) == 1 && letter != '\n';) firstLine += letter;
   const auto colon = firstLine.rfind(':');
   if (colon != std::string::npos) port = std::atoi(firstLine.c_str() + colon + 1);
+  if (port == 0) TellWhyNot(data);
+}
+
+// A server that does not come up says so in its log, which goes with the test's folder.
+void ServerProcess::TellWhyNot(const std::string& data) {
+  std::fprintf(stderr, "the server gave no port, it ended with %d\n", Wait());
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(data, error)) {
+    if (entry.path().filename().string().find("log") == std::string::npos) continue;
+    std::ifstream file(entry.path());
+    std::cerr << entry.path() << ":\n" << file.rdbuf() << "\n";
+  }
 }
 
 ServerProcess::~ServerProcess() {
@@ -87,13 +103,16 @@ ServerProcess::~ServerProcess() {
   (void)Wait();
 }
 
-void ServerProcess::Signal(int number) const { ::kill(process, number); }
+void ServerProcess::Signal(int number) const {
+  if (process > 0) ::kill(process, number);
+}
 
 int ServerProcess::Wait() {
+  if (process <= 0) return endedWith;
   int status = 0;
   ::waitpid(process, &status, 0);
   process = -1;
-  return StatusOf(status);
+  return endedWith = StatusOf(status);
 }
 
 }  // namespace photocloud::testing

@@ -18,7 +18,8 @@ ProgramResult RunProgram(const std::vector<std::string>& arguments, const std::s
 class ServerProcess {
  public:
   // Starts `program serve --data ... --listen 127.0.0.1:0 more...` and waits
-  // for its first line. Its log goes to the file `log` in the data folder.
+  // for its first line. Without a port there, says on standard error why. Its log goes to the file `log` in
+  // the data folder.
   ServerProcess(const std::string& program, const std::string& data,
                 const std::vector<std::string>& more = {});
   // Kills it when it still runs.
@@ -34,7 +35,10 @@ class ServerProcess {
   int Wait();
 
  private:
+  void TellWhyNot(const std::string& data);
+
   pid_t process = -1;
+  int endedWith = 0;
   int port = 0;
   std::string firstLine;
 };

@@ -117,6 +117,13 @@ TEST_F(SqliteStoreTest, SecretStaysTheSame) {
   EXPECT_EQ(SqliteStore(folder.path / "test.db").Secret(), secret);
 }
 
+TEST_F(SqliteStoreTest, AccountThatNobodyUsedStaysNewAtTheFirstStart) {
+  const auto account = Account("anna");
+  (void)store.Secret();
+  EXPECT_EQ(store.FindAccount(account)->version, 0);
+  EXPECT_EQ(store.FindAccount(account)->restoredCursor, 0);
+}
+
 TEST_F(SqliteStoreTest, BytesSurviveInTexts) {
   const auto account = Account("anna");
   AlbumRecord album = Album("a");

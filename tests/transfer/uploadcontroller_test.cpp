@@ -132,6 +132,16 @@ TEST_F(UploadControllerTest, FileThatCannotBeOpenedIsLoggedAsThat) {
             R"({"action":1,"type":1,"values":{"errorReason":" Galley unable to open file"}})");
 }
 
+// Nothing is wrong with it, so it must not be called damaged.
+TEST_F(UploadControllerTest, BitmapOfFaxLinesIsRefusedAsAFormatThatIsNotSupported) {
+  constexpr std::uint32_t kOs2Header = 64, kFaxLines = 3;
+  std::string header = Long(kOs2Header) + Long(32) + Long(32) + Short(1) + Short(1) + Long(kFaxLines);
+  header.resize(kOs2Header);
+  const std::string fax =
+      "BM" + Long(206) + Long(0) + Long(14 + kOs2Header) + header + std::string(128, '\x35');
+  EXPECT_EQ(ReasonOf(Write("fax.bmp", fax)), "IDS_GALLERT_INCOR_FILE_FORMAT");
+}
+
 // It could never go up.
 TEST_F(UploadControllerTest, FileOfWhichNoPictureComesIsRefusedAsDamaged) {
   class NoDecoder : public IThumbnails {

@@ -79,6 +79,40 @@ std::string Rle4() {
   return lines + std::string("\0\x01", 2);
 }
 
+// Runs of blue, green and red, then the same as single pixels, of which the last byte
+// is followed by one that fills up.
+std::string Rle24() {
+  std::string lines;
+  for (int y = 0; y < kEdge; ++y) {
+    const std::string color = y < kEdge / 2 ? std::string("\xff\0\0", 3) : std::string("\0\0\xff", 3);
+    const std::string absolute = std::string("\0\x05", 2) + Repeat(color, 5) + std::string(1, '\0');
+    lines += std::string(1, kEdge - 5) + color + absolute + std::string(2, '\0');
+  }
+  return lines + std::string("\0\x01", 2);
+}
+
+// The very picture as a file of another format, made by its library.
+std::string InnerFile(const char* suffix) {
+  std::string pixels = Repeat(std::string("\xff\0\0", 3), kEdge * kEdge / 2) +
+                       Repeat(std::string("\0\0\xff", 3), kEdge * kEdge / 2);
+  if (VIPS_INIT("test") != 0) return {};
+  VipsImage* image =
+      vips_image_new_from_memory(pixels.data(), pixels.size(), kEdge, kEdge, 3, VIPS_FORMAT_UCHAR);
+  void* bytes = nullptr;
+  std::size_t length = 0;
+  if (vips_image_write_to_buffer(image, suffix, &bytes, &length, nullptr) != 0) return {};
+  std::string file(static_cast<const char*>(bytes), length);
+  g_free(bytes);
+  g_object_unref(image);
+  return file;
+}
+std::string FileWithin(std::uint32_t compression, const std::string& inner) {
+  std::string header = Info(40, 0, compression);
+  header.replace(20, 4, Long(static_cast<std::uint32_t>(inner.size())));
+  // Behind the inner file lies what does not belong to it.
+  return File(header, "", inner + "rest");
+}
+
 struct Variant {
   const char* name;
   std::string bytes;
@@ -128,6 +162,9 @@ std::vector<Variant> Variants() {
       {"Rle8OfHeader64", File(Info(64, 8, 1, 2), table, Rle8())},
       {"Rle8OfHeader52", File(Info(52, 8, 1, 2), table, Rle8())},
       {"Rle4OfHeader52", File(Info(52, 4, 2, 2), table, Rle4())},
+      {"Rle24OfHeader64", File(Info(64, 24, 4), "", Rle24())},
+      {"JpegWithin", FileWithin(4, InnerFile(".jpg[Q=100]"))},
+      {"PngWithin", FileWithin(5, InnerFile(".png"))},
       {"FourBitsOfHeader52",
        File(Info(52, 4, 0, 2), table, Pixels(std::string(16, '\0'), std::string(16, '\x11')))},
       {"WrongFileSize", wrongSize},
@@ -165,6 +202,17 @@ TEST_P(BmpVariantTest, ShowsItsColors) {
 
 INSTANTIATE_TEST_SUITE_P(Bitmaps, BmpVariantTest, testing::ValuesIn(Variants()),
                          [](const auto& variant) { return variant.param.name; });
+
+// The number of the compression that elsewhere means masks.
+TEST(BmpContentTest, FaxLinesAreNotDecodableFromTheStart) {
+  const TemporaryFolder folder;
+  const auto path = folder.Write("fax.bmp", File(Info(64, 1, 3), "", std::string(64, '\x35')));
+  PictureMetadata metadata;
+  std::int64_t time = 0;
+  MediaFailure why = MediaFailure::None;
+  EXPECT_FALSE(ReadExif(path, metadata, time, &why));
+  EXPECT_EQ(why, MediaFailure::NotDecodable);
+}
 
 // Every cut and every flip gives a picture or a failure.
 TEST(BmpDamageTest, DamagedVariantsNeverCrash) {

@@ -102,14 +102,6 @@ void LookAtUserStatus(const NS::ErrorResp& error, std::string_view tag) {
   }
 }
 
-// Forgets what the cloud told, so that the next cycle lists all of it anew.
-void CursorExpired(const NS::ErrorResp& error) {
-  if (!error.EndsIn(kCursorExpired)) return;
-  // Refused, which the store has logged: the next cycle meets the same answer.
-  if (!DBHelper::GetInstance().ForgetCloud()) return;
-  LogInfo("CloudPhotoV2Helper::CursorExpired", "Cursor Is EXPIRED, DownLoad All");
-}
-
 // The data version and the settings of the service.
 struct DataVersion {
   std::string text = kNoAnswer;
@@ -135,6 +127,33 @@ DataVersion FetchDataVersion() {
     Kept().values = about.settings;
   }
   return {about.dataVersion, about.settings};
+}
+
+std::string KeptSetting(const char* name) {
+  platform::MutexLock hold(Kept().lock);
+  const auto found = Kept().values.find(name);
+  return found == Kept().values.end() ? std::string() : found->second;
+}
+
+std::int64_t RestoredVersion() { return std::atoll(KeptSetting("restoredCursor").c_str()); }
+
+// Whether the present listing cannot go on because a backup was put back. What the
+// gallery has and the cloud lacks is no deletion then.
+bool HasFallenBehind() {
+  (void)FetchDataVersion();
+  const std::int64_t restored = RestoredVersion();
+  std::vector<AlbumLocalVersion> rows;
+  return restored > 0 && DBHelper::GetInstance().GetLocalVersions(rows) && !rows.empty() &&
+         rows.front().HasDownAll != 0 && rows.front().LatestVersion < restored;
+}
+
+// Forgets what the cloud told, so that the next cycle lists all of it anew. Behind a
+// backup it compares instead.
+void CursorExpired(const NS::ErrorResp& error) {
+  if (!error.EndsIn(kCursorExpired) || HasFallenBehind()) return;
+  // Refused, which the store has logged: the next cycle meets the same answer.
+  if (!DBHelper::GetInstance().ForgetCloud()) return;
+  LogInfo("CloudPhotoV2Helper::CursorExpired", "Cursor Is EXPIRED, DownLoad All");
 }
 
 std::int32_t Keep(std::int32_t generation) {
@@ -208,11 +227,7 @@ std::int32_t CloudPhotoV2Helper::GetCutStatus() {
   return Keep(isV2 ? GlobalData::kGenerationV2 : GlobalData::kGenerationV1);
 }
 
-std::string CloudPhotoV2Helper::GetSuspendCursor() {
-  platform::MutexLock hold(Kept().lock);
-  const auto found = Kept().values.find("suspendCursor");
-  return found == Kept().values.end() ? std::string() : found->second;
-}
+std::string CloudPhotoV2Helper::GetSuspendCursor() { return KeptSetting("suspendCursor"); }
 
 std::unique_ptr<CloudVersion> CloudPhotoV2Helper::GetAllVersion() {
   constexpr char kTag[] = "CloudPhotoV2Helper::GetAllVersion";
@@ -231,6 +246,7 @@ std::unique_ptr<CloudVersion> CloudPhotoV2Helper::GetAllVersion() {
   version->fileVersion = std::atoll(answer.payload->startCursor.c_str());
   version->minVersion = std::atoll(answer.payload->fullUploadCursor.c_str());
   version->clearVersion = GetSuspendCursor();
+  version->restoredVersion = RestoredVersion();
   return version;
 }
 

@@ -22,6 +22,10 @@ struct CloudVersion {
   std::int64_t fileVersion = 0;
   std::int64_t minVersion = -1;  // older history is no longer kept; -1 not told
   std::string clearVersion;
+  std::int64_t restoredVersion = 0;  // the version at which a backup was put back; 0 never
+
+  // Whether a gallery that is complete up to `local` may hold what the cloud has lost.
+  bool FellBehind(std::int64_t local) const { return fileVersion < local || local < restoredVersion; }
 };
 
 // A lock on the account, or what the cloud answered in place of it.

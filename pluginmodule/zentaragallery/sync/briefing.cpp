@@ -18,6 +18,7 @@ constexpr int kRefused = 4;
 constexpr int kByPush = 2;
 
 constexpr int kForComparison = 1;
+constexpr std::size_t kDetailsAtOnce = 100;
 constexpr char kOwnAlbums[] = "default-album";
 constexpr std::int32_t kContentToUpload = 1;
 constexpr std::int32_t kContentRefund = 0;
@@ -45,10 +46,11 @@ int SyncHelper::Briefing(int type) {
   LogInfo(kTag,
           [type] { return "[Briefing]-------Begin Briefing By :" + std::to_string(type) + "----------"; });
   // Changes behind this point are left to the pull that follows.
+  (void)CutStatus();  // It tells whether a backup was put back.
   const auto version = QueryVersion();
   const bool nothingHere = Gallery::GetInstance().FileCount() == 0;
   // A backup that was put back lacks what it never had, which is no deletion.
-  const bool fellBehind = version && version->fileVersion < localOperation.GetLatestVersion();
+  const bool fellBehind = version && version->FellBehind(localOperation.GetLatestVersion());
   const bool compared = fellBehind ? CompareAfterLoss(fellBehind) : BriefingFullUpdate();
   if (!compared) (void)Fail(kTag, "[Briefing]Briefing Failed!");
   LogInfo(kTag, "[Briefing]-----------Briefing End-------------");
@@ -87,6 +89,7 @@ bool SyncHelper::BriefingFullUpdate() {
   gallery.GetAllFiles(local);
   listedNothing = false;
   listedEmpty.clear();
+  listedNew.clear();
   if (local.empty()) {
     LogInfo(kTag, "[Briefing]localFilesList is empty");
     return true;
@@ -114,9 +117,23 @@ bool SyncHelper::BriefingFullUpdate() {
   Ids gone;
   for (const auto& file : local) gone.push_back(file->UniqueId());
   if (!localOperation.DeleteForGood(gone)) return Fail(kTag, "rows could not be deleted");
+  if (!AddListedNew()) return false;
   const std::int64_t now = MethodFunction::CurrentTime();
   (void)localOperation.ChangeVersionRecord(
       [now](AlbumLocalVersion& row) { row.UpdateTime = row.BriefingTime = now; });
+  return true;
+}
+
+// What another device gave back under a new id comes in behind the deletion of the old
+// one, or it would find its own name taken.
+bool SyncHelper::AddListedNew() {
+  const Ids ids = std::exchange(listedNew, {});
+  for (std::size_t start = 0; start < ids.size(); start += kDetailsAtOnce) {
+    const auto first = ids.begin() + static_cast<std::ptrdiff_t>(start);
+    const auto last = ids.begin() + static_cast<std::ptrdiff_t>(std::min(start + kDetailsAtOnce, ids.size()));
+    if (cancelTask || !DetailedProcessAddFile(Ids(first, last)))
+      return Fail("SyncHelper::AddListedNew", "files that the cloud has could not be added");
+  }
   return true;
 }
 

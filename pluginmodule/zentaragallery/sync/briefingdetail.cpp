@@ -33,6 +33,10 @@ bool SyncHelper::DetailedProcessing(const std::vector<BriefingItem>& items) {
     }
     if (item.lost) lost.push_back(item.uniqueId);
   }
+  if (cloudFellBehind) {
+    listedNew.insert(listedNew.end(), add.begin(), add.end());
+    add.clear();
+  }
   const bool added = add.empty() || DetailedProcessAddFile(add);
   if (!added) (void)Fail(kTag, "DetailedProcessAddFile failed");
   const bool modified = modify.empty() || DetailedProcessModifyFile(modify);

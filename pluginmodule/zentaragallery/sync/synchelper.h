@@ -192,7 +192,7 @@ class SyncHelper {
   bool SyncAblum(Gallery::Albums& deleted);
   bool SyncGeneralFiles(std::int64_t fromVersion);
   bool SyncRecycleFiles(const Ids& albumIds, std::int64_t fromVersion);
-  bool FillGap(std::int64_t local, std::int64_t fileVersion);
+  bool FillGap(bool fellBehind, std::int64_t fileVersion);
   bool CompareAfterLoss(bool fellBehind);
 
   // synclock.cpp
@@ -225,6 +225,7 @@ class SyncHelper {
   bool WaitForTasks(std::size_t remaining);
 
   // briefing.cpp
+  bool AddListedNew();
   bool UploadAgain(const SyncLocalOperation::Files& files);
   bool BriefingProcessAlbum(bool recycle, std::unordered_set<std::string>& listed);
   bool BriefingPage(std::vector<BriefingItem>& items);
@@ -285,6 +286,7 @@ class SyncHelper {
   std::atomic<bool> timeLineToldCycle{false};
 
   Ids listedEmpty;  // of size 0 in the last comparison; the thread of its cycle
+  Ids listedNew;    // not here yet, of a comparison with a cloud that fell behind; the same thread
 
   // Starts and joins of the timer, requests and all; before `driverLock`, which
   // is before `watchLock`.

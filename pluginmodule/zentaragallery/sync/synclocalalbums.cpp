@@ -184,9 +184,52 @@ void SyncLocalOperation::ResolveAlbumConflict(const FailedItem& item) {
   if (item.conflictId == item.id) return SetAlbumsChanged({item.id});
   const auto target = gallery.GetAlbum(item.conflictId);
   if (!target) return;  // The next pull brings it.
-  (void)gallery.MoveFiles(album, target);
   LogInfo("SyncLocalOperation::UploadCreatedAlbumsFailed", "Un Def Sync Conflict!");
+  JoinAlbums(album, target);
+}
+
+void SyncLocalOperation::JoinNamesakes() {
+  for (const auto& album : GetCreatedAlbums()) {
+    const auto system = Gallery::GetInstance().GetSystemAlbumNamed(album->AlbumName.Get());
+    if (system && system != album && system->IsReal()) JoinAlbums(album, system);
+  }
+}
+
+void SyncLocalOperation::JoinAlbums(const Album::Ptr& album, const Album::Ptr& target) {
+  LeaveToTheCloud(*album, *target);
+  // Another picture of the same name would stay behind.
+  for (const auto& file : album->GetFiles()) GiveNameFreeIn(*target, *album, file);
+  (void)Gallery::GetInstance().MoveFiles(album, target);
   (void)DeleteAlbums({album});
+}
+
+void SyncLocalOperation::GiveNameFreeIn(const Album& target, Album& album, const FilePtr& file) {
+  const std::int32_t state = file->GalleryState;
+  bool renamed = false;
+  while (!target.FilesNamed(file->FileName()).empty() && album.RenameToFreeName(file)) renamed = true;
+  if (!renamed) return;
+  if (file->IsLocalOnly()) file->GalleryState = state;  // The content goes up with its name.
+  (void)SaveFiles({file});                              // Kept for the next cycle when the database refuses.
+}
+
+// Pictures that the cloud's album holds by content are there already: uploaded beside
+// those, everybody would see them twice.
+void SyncLocalOperation::LeaveToTheCloud(const Album& album, const Album& target) {
+  std::map<std::string, FilePtr> inCloud;
+  for (const auto& file : target.GetFiles()) {
+    if (!file->IsLocalOnly() && !file->Hash().empty()) inCloud.emplace(file->Hash(), file);
+  }
+  std::vector<std::string> left;
+  for (const auto& file : album.GetFiles()) {
+    const auto twin = inCloud.find(file->Hash());
+    if (twin == inCloud.end() || !file->IsLocalOnly() || file->ContinuousType != 0) continue;
+    // Where the original lies, so that it can be given back, and what the user marked.
+    if (twin->second->LocalPath().empty()) twin->second->SetLocalPath(file->LocalPath());
+    if (!SaveFiles({twin->second})) continue;
+    if (file->IsFavorite) (void)Gallery::GetInstance().FavoriteFiles(twin->second, true);
+    left.push_back(file->UniqueId());
+  }
+  if (!left.empty()) (void)DeleteForGood(left);
 }
 
 std::vector<std::string> SyncLocalOperation::UploadCreatedAlbumsFailed(

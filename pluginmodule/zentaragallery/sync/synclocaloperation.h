@@ -72,6 +72,9 @@ class SyncLocalOperation : public ISyncLocalOperation {
   // Albums of the cloud that memory does not know into table and memory, less those
   // of which a row holds a change that waits.
   bool InsertAlbums(Albums albums);
+  // Albums that were made here under the name of a system album, before the cloud told
+  // of that one, become one with it. Behind a pull, when all its files are known.
+  void JoinNamesakes();
   // Removes albums that the cloud no longer has.
   bool DeleteAlbums(const Albums& deleted);
   // Deletes files for good, memory, thumbnails and rows, members of a deleted
@@ -109,6 +112,9 @@ class SyncLocalOperation : public ISyncLocalOperation {
   bool EraseRows(const std::vector<std::string>& ids);
   bool ChangeAlbumName(const std::string& albumId);
   void ResolveAlbumConflict(const FailedItem& item);
+  void JoinAlbums(const Album::Ptr& album, const Album::Ptr& target);
+  void GiveNameFreeIn(const Album& target, Album& album, const FilePtr& file);
+  void LeaveToTheCloud(const Album& album, const Album& target);
 
   const SyncServices& services;
   const std::function<void()> wake;

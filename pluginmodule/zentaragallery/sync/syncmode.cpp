@@ -90,6 +90,9 @@ SyncMode SyncHelper::DecideWithoutFullRow(bool hasRow, const AlbumLocalVersion& 
   if (fresh) {
     record.HasDownAll = 1;
     record.UpdateTime = MethodFunction::CurrentTime();
+    // There is nothing to list but the system albums, which every account has: without a
+    // version the next pull brings them, and what is imported finds them.
+    record.AlbumListVersion.clear();
     LogInfo(kTag, "new account, set hasdown to 1, quit full sync!");
     (void)Gallery::GetInstance().AddFiles({});
     if (!LoadDataToMemory()) return SyncModeFailed;

@@ -105,14 +105,14 @@ bool SyncHelper::DownLoadFromCloud(const std::optional<CloudMarks>& given) {
   // Before any version moves: a row of the last cycle may still be missing.
   if (!localOperation.SaveUnsaved()) return Fail(kPullTag, "rows of the last cycle could not be written");
   CloudMarks marks;
-  std::int64_t minVersion = -1;
+  CloudVersion told;
   if (given && given->fileVersion >= 1) {
     marks = *given;
   } else {
     const auto cloud = service->GetCloudVersion();
     if (!cloud || cloud->code != 0) return Fail(kPullTag, "cloudVersion fail");
     marks = {cloud->albumListVersion, cloud->fileVersion, cloud->clearVersion};
-    minVersion = cloud->minVersion;
+    told = *cloud;
   }
   std::int64_t local = localOperation.GetLatestVersion();
   if (local == -1) return Fail(kPullTag, "filesVersion = -1");
@@ -120,8 +120,9 @@ bool SyncHelper::DownLoadFromCloud(const std::optional<CloudMarks>& given) {
   Gallery::Albums deleted;
   bool storeLater = false;
   if (!PullAlbums(marks.albumListVersion, deleted, storeLater)) return false;
-  if (local < minVersion || local > marks.fileVersion) {
-    if (!FillGap(local, marks.fileVersion)) return false;
+  told.fileVersion = marks.fileVersion;
+  if (local < told.minVersion || told.FellBehind(local)) {
+    if (!FillGap(told.FellBehind(local), marks.fileVersion)) return false;
     local = marks.fileVersion;
   }
   LogInfo(kPullTag,
@@ -160,9 +161,9 @@ bool SyncHelper::PullAlbums(const std::string& version, Gallery::Albums& deleted
 
 // The cloud no longer keeps history as far back as this gallery is, or a backup of
 // it was put back and its history goes on from an earlier point.
-bool SyncHelper::FillGap(std::int64_t local, std::int64_t fileVersion) {
+bool SyncHelper::FillGap(bool fellBehind, std::int64_t fileVersion) {
   const bool nothingHere = Gallery::GetInstance().FileCount() == 0;
-  if (!CompareAfterLoss(local > fileVersion)) return Fail(kPullTag, "BriefingFullUpdate fail");
+  if (!CompareAfterLoss(fellBehind)) return Fail(kPullTag, "BriefingFullUpdate fail");
   if (nothingHere) {
     // Nothing was compared, so nothing came: only a listing brings it.
     (void)localOperation.ChangeVersionRecord([](AlbumLocalVersion& row) {

@@ -153,6 +153,7 @@ bool SyncHelper::SyncUpload() {
 bool SyncHelper::UploadCreatedAlbums() {
   constexpr char kTag[] = "SyncHelper::UploadCreatedAlbums";
   ISyncServiceOperation* service = serviceOperation;
+  localOperation.JoinNamesakes();
   return ForEachBatch(localOperation.GetCreatedAlbums(), service->GetAlbumLimit(), cancelTask,
                       [&](const Gallery::Albums& batch) {
                         const Gallery::Albums copies = CopiesForUpload(batch);

@@ -3,7 +3,6 @@
 #include <QApplication>
 #include <QMimeData>
 #include <QPainter>
-#include <QPainterPath>
 #include <QHelpEvent>
 #include <QToolTip>
 
@@ -27,6 +26,14 @@ namespace {
 
 constexpr int kDragDistance = 6;
 constexpr int kCorner = 4;
+constexpr int kInset = 2;  // between a picture and its frame
+
+// An image of nearly the size of `place`, by less than the eye sees, is not scaled.
+QRect Unscaled(const QRect& place, const QSize& image) {
+  const QSize off = place.size() - image;
+  if (std::abs(off.width()) > 1 || std::abs(off.height()) > 1) return place;
+  return {place.topLeft(), image};
+}
 
 GallerySelectHelper& Selection() { return GallerySelectHelper::GetInstance(); }
 
@@ -76,13 +83,9 @@ LRESULT CGalleryPictureUI::MessageHandler(UINT uMsg, WPARAM, LPARAM lParam, bool
 
 QString CGalleryPictureUI::AccessibleText() const {
   if (!file) return {};
-  QStringList parts{Page::Wide(file->FileName()), CResourceManager::FormatDate(file->CreateTime)};
-  if (file->IsVideo()) parts << CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_VIDEO"));
-  if (file->ContinuousType == 1) parts << CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_BURST"));
-  if (file->IsFavorite) parts << CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_FAVORITE"));
-  if (file->IsLocalOnly()) parts << CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_WAITING"));
-  if (Selection().IsSelected(file)) parts << CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_SELECTED"));
-  return parts.join(QStringLiteral(", "));
+  const QString text = Page::AccessibleText(*file);
+  if (!Selection().IsSelected(file)) return text;
+  return text + QStringLiteral(", ") + CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_SELECTED"));
 }
 
 // Asked for when it is wanted: a cell changes its picture with every scroll.
@@ -103,10 +106,15 @@ bool CGalleryPictureUI::event(QEvent* event) {
 void CGalleryPictureUI::PaintBkImage(QPainter& painter) {
   if (!file) return;
   // The thumbnail is stored upright: the size alone matters.
-  const QImage image =
-      thumbPath.isEmpty() ? QImage() : ResourceQueue::GetInstance().Get(thumbPath, size());
+  // At the size that it is painted in: scaling it once more would be most of a step.
+  const QImage image = thumbPath.isEmpty() ? QImage() : ResourceQueue::GetInstance().Get(thumbPath, PictureSize());
   if (image.isNull()) return PaintPlaceholder(painter);
   PaintPicture(painter, image);
+}
+
+QSize CGalleryPictureUI::PictureSize() const {
+  const int inset = 2 * Scaled(kInset);
+  return size() - QSize(inset, inset);
 }
 
 QRect CGalleryPictureUI::PictureRect(const QImage& image) const {
@@ -134,17 +142,14 @@ void CGalleryPictureUI::PaintPlaceholder(QPainter& painter) {
 
 void CGalleryPictureUI::PaintPicture(QPainter& painter, const QImage& image) {
   const QRect frame = PictureRect(image);
-  const int inset = Scaled(2);
+  const int inset = Scaled(kInset);
   hit = frame.adjusted(inset, inset, -inset, -inset);
   painter.setRenderHint(QPainter::Antialiasing);
   painter.setRenderHint(QPainter::SmoothPixmapTransform);
-  QPainterPath rounded;
-  rounded.addRoundedRect(hit, Scaled(kCorner), Scaled(kCorner));
-  painter.save();
-  painter.setClipPath(rounded);
-  painter.drawImage(hit, image);
+  const QRect place = Unscaled(hit, image.size());
+  painter.drawImage(place, image);
   PaintMarks(painter);
-  painter.restore();
+  PaintCorners(painter, place);
   PaintFrame(painter, frame);
   PaintFocus(painter, frame);
 }
@@ -182,11 +187,41 @@ void CGalleryPictureUI::PaintFocus(QPainter& painter, const QRect& frame) {
   painter.drawRoundedRect(ring.adjusted(half, half, -half, -half), Scaled(kCorner + 2), Scaled(kCorner + 2));
 }
 
+// The page's colour over what a rounded picture would leave free: many times cheaper
+// than painting through a rounded clip.
+void CGalleryPictureUI::PaintCorners(QPainter& painter, const QRect& picture) {
+  static QPixmap corner;  // one look for all cells
+  static QColor cornerColor;
+  const int side = Scaled(kCorner);
+  if (corner.isNull() || corner.width() != 2 * side || cornerColor != ColorOf(QStringLiteral("page"))) {
+    cornerColor = ColorOf(QStringLiteral("page"));
+    QImage square(2 * side, 2 * side, QImage::Format_ARGB32_Premultiplied);
+    square.fill(cornerColor);
+    QPainter hole(&square);
+    hole.setRenderHint(QPainter::Antialiasing);
+    hole.setCompositionMode(QPainter::CompositionMode_DestinationOut);
+    hole.setPen(Qt::NoPen);
+    hole.setBrush(Qt::black);
+    hole.drawEllipse(0, 0, 2 * side, 2 * side);
+    hole.end();
+    corner = QPixmap::fromImage(square);
+  }
+  const int right = picture.right() + 1 - side, bottom = picture.bottom() + 1 - side;
+  painter.drawPixmap(picture.left(), picture.top(), corner, 0, 0, side, side);
+  painter.drawPixmap(right, picture.top(), corner, side, 0, side, side);
+  painter.drawPixmap(picture.left(), bottom, corner, 0, side, side, side);
+  painter.drawPixmap(right, bottom, corner, side, side, side, side);
+}
+
+bool CGalleryPictureUI::HasMarks() const {
+  return file->IsLocalOnly() || file->IsVideo() || (file->ContinuousType == 1 && file->HasMembers());
+}
+
 void CGalleryPictureUI::PaintMarks(QPainter& painter) {
+  if (!HasMarks()) return;
   const bool local = file->IsLocalOnly();
   const bool video = file->IsVideo();
   const bool burst = file->ContinuousType == 1 && file->HasMembers();
-  if (!local && !video && !burst) return;
   const int strip = Scaled(20), side = Scaled(16), edge = 1;
   painter.fillRect(QRect(hit.left(), hit.bottom() + 1 - strip, hit.width(), strip),
                    ColorOf(QStringLiteral("strip")));
@@ -218,6 +253,9 @@ void CGalleryPictureUI::DoEvent(TEventUI& event) {
   switch (event.Type) {
     case EventType::ButtonDown:
       OnLeftDown(event);
+      return;
+    case EventType::DoubleClick:
+      downAt = event.ptMouse;
       return;
     case EventType::RButtonDown:
       OnRightDown(event);

@@ -33,8 +33,12 @@ class CGalleryPictureUI : public CWidgetUI, public IMessageFilterUI {
   // The file's thumbnail, or empty for the placeholder.
   void SetThumbPath(const QString& path);
   const QString& ThumbPath() const { return thumbPath; }
+  // The size in which a picture is painted here at most, to be decoded to.
+  QSize PictureSize() const;
   // Where the picture was last painted.
   QRect HitRect() const { return hit; }
+  // Where a button last went down in it.
+  QPoint PressedAt() const { return downAt; }
   // The picture's rectangle and its frame; without a picture the whole control.
   QRect PictureRect(const QImage& image) const;
   CFileInfoCellBase& Row() const { return row; }
@@ -49,6 +53,8 @@ class CGalleryPictureUI : public CWidgetUI, public IMessageFilterUI {
  private:
   void PaintPlaceholder(QPainter& painter);
   void PaintPicture(QPainter& painter, const QImage& image);
+  void PaintCorners(QPainter& painter, const QRect& picture);
+  bool HasMarks() const;
   void PaintMarks(QPainter& painter);
   void PaintFrame(QPainter& painter, const QRect& frame);
   void PaintTick(QPainter& painter);

@@ -25,6 +25,7 @@
 #include "ui/userproperties.h"
 #include "ui/view/galleryfilelistviewhelper.h"
 #include "ui/view/pageflags.h"
+#include "ui/viewer/douclickthumui.h"
 #include "ui/zentaragallery.h"
 #include "utils/gallerylog.h"
 #include "utils/globaldata.h"
@@ -103,11 +104,23 @@ void ZentaraGallery::Say(const QString& icon, const QString& sentence, const QSt
 
 ZentaraGallery::Files ZentaraGallery::Chosen() const {
   Files files;
-  Selection().GetSelectedFiles(files);
+  const auto* viewer = Viewer();
+  if (!viewer) {
+    Selection().GetSelectedFiles(files);
+    return files;
+  }
+  const auto& shown = viewer->ShownNow();
+  if (!shown) return files;
+  files.push_back(shown);
+  if (shown->ContinuousType != 1) return files;
+  for (const auto& member : shown->GetMembers())
+    if (member != shown) files.push_back(member);
+  LogInfo(kTag, "continuousItemListSize: " + std::to_string(files.size()));
   return files;
 }
 
 void ZentaraGallery::DoneWithSelection() {
+  if (HasViewer()) return;  // What it shows stays chosen.
   Selection().SelectClear(false);
   OnToolbarState(0);
   Page::PostRedraw();
@@ -151,6 +164,7 @@ void ZentaraGallery::Notify(TNotifyUI& message) {
   if (message.sType == QStringLiteral("click")) return OnClick(message);
   if (message.sType == QStringLiteral("valuechanged") && message.pSender == slider)
     return OnSliderValueChange(static_cast<int>(message.wParam));
+  if (message.sType == QStringLiteral("dbclick")) return OnCellDblClick(message);
   if (message.sType == QStringLiteral("zoom")) return OnZoomWheel(message.wParam != 0);
   if (message.sType == QStringLiteral("menu")) return OnMenu(message);
   if (message.sType == QStringLiteral("menuclick")) return OnMenuClick(message.sDetail);
@@ -172,6 +186,7 @@ void ZentaraGallery::OnClick(TNotifyUI& message) {
   if (is("btn_multiSelect")) return OnMultiSelect();
   if (is("btn_narrow") || is("btn_expansion")) {
     const bool narrow = is("btn_narrow");
+    if (sliderIsZoom) return slider->SetValue(narrow ? slider->GetMinValue() : slider->GetMaxValue());
     if (slider) slider->SetValue(narrow ? 1 : 4);
     Logger::OutputOperationLog(narrow ? kEventNarrow : kEventExpand, 1, 0, {{"total", "0"}});
     return;

@@ -55,6 +55,15 @@ bool IsTimeLineShown() {
 
 bool HasViewer() { return platform::IsWindow(GlobalData::viewerWnd); }
 
+QString AccessibleText(const GalleryFile& file) {
+  QStringList parts{Wide(file.FileName()), CResourceManager::FormatDate(file.CreateTime)};
+  if (file.IsVideo()) parts << CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_VIDEO"));
+  if (file.ContinuousType == 1) parts << CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_BURST"));
+  if (file.IsFavorite) parts << CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_FAVORITE"));
+  if (file.IsLocalOnly()) parts << CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_WAITING"));
+  return parts.join(QStringLiteral(", "));
+}
+
 QString NativeText(const std::wstring& path) {
   if (path.empty()) return {};
   return QString::fromStdString(platform::NativePath(path).string());

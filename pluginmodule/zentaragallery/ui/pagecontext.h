@@ -28,6 +28,9 @@ void ShowDateLine(const QString& text);
 bool IsTimeLineShown();
 bool HasViewer();
 
+// What assistive technology says for a file: name, date, kind, state.
+QString AccessibleText(const GalleryFile& file);
+
 // A model path as the system's own.
 QString NativeText(const std::wstring& path);
 QString Wide(const std::wstring& text);

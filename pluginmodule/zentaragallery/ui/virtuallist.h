@@ -121,6 +121,7 @@ class CVirtualListBodyUI : public CListBodyUI {
   // Files that lie just outside of the view in the direction of the scroll are decoded
   // ahead.
   void LoadAhead();
+  void KeepRowsInSight(std::uint32_t first);
 
  protected:
   void ProcessScrollBar(const QRect& area, int cxRequired, int cyRequired) override;

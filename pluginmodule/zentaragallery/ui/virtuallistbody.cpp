@@ -137,6 +137,15 @@ int CVirtualListBodyUI::PositionOfRow(std::uint32_t row) const {
   return static_cast<int>(row) * elementHeight;
 }
 
+// A row that stays in sight keeps its pictures: it only moves.
+void CVirtualListBodyUI::KeepRowsInSight(std::uint32_t first) {
+  if (rows.empty()) return;
+  const std::int64_t moved = std::int64_t{first} - rows.front()->RowIndex();
+  const auto size = static_cast<std::int64_t>(rows.size());
+  if (moved == 0 || std::abs(moved) >= size) return;
+  std::rotate(rows.begin(), rows.begin() + (moved > 0 ? moved : size + moved), rows.end());
+}
+
 void CVirtualListBodyUI::ReArrangeChild(bool force) {
   if (!force && !keepLayout) {
     if (!initialised) {
@@ -151,6 +160,7 @@ void CVirtualListBodyUI::ReArrangeChild(bool force) {
   std::uint32_t first = 0;
   int offset = 0;
   FirstRow(first, offset);
+  KeepRowsInSight(first);
   std::vector<GalleryFile::Ptr> missing;
   int top = -offset;
   for (std::uint32_t i = 0; i < rows.size(); ++i) {
@@ -189,7 +199,7 @@ void CVirtualListBodyUI::LoadAhead() {
     first = std::min(first, row->RowIndex());
     for (int k = 0; k < row->Columns() && k < GridGeometry::kRowCells; ++k) {
       if (!row->Cell(k)->ThumbPath().isEmpty()) shown << row->Cell(k)->ThumbPath();
-      cellSize = row->Cell(k)->size();
+      cellSize = row->Cell(k)->PictureSize();
     }
   }
   const bool down = GetScrollPos().height() >= previousPosition;

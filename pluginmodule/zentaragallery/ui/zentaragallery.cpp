@@ -97,10 +97,7 @@ void ZentaraGallery::InitWindow() {
   GalleryDragOut::Sweep();
   list = timeList;
   if (slider) {
-    slider->SetValueText([](int value) {
-      return Page::Fill(CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_PICTURE_SIZE")),
-                        {CResourceManager::FormatNumber(value)});
-    });
+    SetGridValueText();
     savedSlider = UserProperties::GetNumber(UserProperties::kRowCount, kDefaultSlider - 1) + 1;
     slider->SetValue(savedSlider);
   }
@@ -148,6 +145,13 @@ void ZentaraGallery::OnFinalMessage() {
   GlobalData::galleryWnd = nullptr;
   GlobalData::albumWnd = nullptr;
   GlobalData::uploadProgressWnd = nullptr;
+}
+
+void ZentaraGallery::SetGridValueText() {
+  slider->SetValueText([](int value) {
+    return Page::Fill(CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_PICTURE_SIZE")),
+                      {CResourceManager::FormatNumber(value)});
+  });
 }
 
 CGalleryAlbumWnd* ZentaraGallery::Panel() const { return panel; }
@@ -224,8 +228,9 @@ void ZentaraGallery::SetViewConf(const char* reason) {
       current->AlbumId.Get(), static_cast<std::uint8_t>(columns),
       [self](std::uint32_t) {
         (void)platform::PostMessageW(self, WM_GALLERY_RELOAD_VIEW, 0, 0);
-        for (const HWND window : {GlobalData::fullWnd.load(), GlobalData::viewerWnd.load()})
-          (void)platform::PostMessageW(window, WM_GALLERY_RELOAD_VIEW, 0, 0);
+        // The viewer stays below the full screen, and takes over what that shows.
+        const HWND full = GlobalData::fullWnd.load();
+        (void)platform::PostMessageW(full ? full : GlobalData::viewerWnd.load(), WM_GALLERY_RELOAD_VIEW, 0, 0);
       },
       static_cast<std::uint16_t>(Manager().Scale(GridGeometry::kDateHeight)),
       static_cast<std::uint16_t>(GetRowHeight(columns)));
@@ -246,14 +251,16 @@ void ZentaraGallery::OnReloadView() {
   if (!current) return;
   const auto [photos, videos] = Helper().GetPhotoVideoCount(current->AlbumId.Get());
   if (photos + videos == 0) return ShowEmptyPage();
-  for (const char* name : {"slider_pic", "btn_narrow", "btn_expansion"})
-    if (auto* control = FindControl(QString::fromLatin1(name))) control->SetEnabled(true);
+  if (!HasViewer()) {
+    for (const char* name : {"slider_pic", "btn_narrow", "btn_expansion"})
+      if (auto* control = FindControl(QString::fromLatin1(name))) control->SetEnabled(true);
+  }
   if (Selection().PruneSelection()) {
     const bool favourites = current->Kind() == AlbumKind::Favorite && current->FileCount() > 0;
-    if (!favourites) OnToolbarState(0);
+    if (!favourites && !HasViewer()) OnToolbarState(0);
     if (!Selection().IsMultiSelect()) Selection().SelectClear(false);
   }
-  EnableMultiSelect(true);
+  EnableMultiSelect(!HasViewer());
   SetUploadKind(ButtonKind::Main);
   const int tab = TabOf(*current);
   if (tabSwitch) tabSwitch->SelectItem(tab);
@@ -272,11 +279,7 @@ void ZentaraGallery::SetUploadKind(ButtonKind kind) {
 
 void ZentaraGallery::ShowEmptyPage() {
   SetUploadKind(ButtonKind::Tool);  // The page has the main button itself.
-  if (slider) {
-    slider->SetMinValue(1);
-    slider->SetMaxValue(4);
-    slider->SetValue(savedSlider);
-  }
+  GiveSliderBack();
   for (const char* name : {"slider_pic", "btn_narrow", "btn_expansion"})
     if (auto* control = FindControl(QString::fromLatin1(name))) control->SetEnabled(false);
   if (tabSwitch) tabSwitch->SelectItem(kTabEmpty);
@@ -337,6 +340,7 @@ void ZentaraGallery::OnSize() {
     loadPage->raise();
   }
   if (uploadProcess) uploadProcess->PlaceOver(rect());
+  PlaceViewer();
   const QRect now(mapToGlobal(QPoint(0, 0)), size());
   if (now.size() == sizedAt.size()) return;
   sizedAt = now;
@@ -351,6 +355,8 @@ void ZentaraGallery::OnSize() {
 }
 
 void ZentaraGallery::OnSliderValueChange(int value) {
+  if (settingSlider) return;
+  if (sliderIsZoom) return OnViewerZoom(value);
   if (value == savedSlider) return;
   savedSlider = value;
   if (!HasViewer() && current) {
@@ -399,6 +405,7 @@ void ZentaraGallery::Retext() {
   ShowCounts(TabOf(*current));
   OnUpdateWinState(shownState, shownCount);
   Selection().RefreshNumberLabel();
+  (void)platform::SendMessageW(GlobalData::viewerWnd, WM_GALLERY_RETEXT, 0, 0);
   if (panel) (void)platform::SendMessageW(panel->GetHWND(), WM_GALLERY_RETEXT, 0, 0);
   if (list) list->RedrawRows(true);
   OnSize();
@@ -487,6 +494,7 @@ void ZentaraGallery::ShowRememberedDate() {
 // --- Keys
 
 bool ZentaraGallery::OnKey(TEventUI& event) {
+  if (HasViewer() && SendKeyToViewer(event)) return true;
   if (event.Type == EventType::KeyUp) return WindowImplBaseEx::OnKey(event);
   if (event.key == Qt::Key_Shift || event.key == Qt::Key_Control) {
     (void)platform::SendMessageW(GetHWND(), event.key == Qt::Key_Shift ? WM_GALLERY_KEY_SHIFT : WM_GALLERY_KEY_CTRL,
@@ -500,9 +508,14 @@ bool ZentaraGallery::OnKey(TEventUI& event) {
     case Qt::Key_Right:
       if (list) list->MoveFocus((event.key == Qt::Key_Right) != mirrored ? 1 : -1);
       return true;
-    case Qt::Key_Space:
     case Qt::Key_Return:
     case Qt::Key_Enter:
+      if (const auto file = Page::FocusFile(); file && current && !current->IsBin()) {
+        OnHomeGalleryCreatePhotoWnd(file);
+        return true;
+      }
+      [[fallthrough]];
+    case Qt::Key_Space:
       OnFocusAction();
       return true;
     case Qt::Key_Delete:
@@ -633,6 +646,17 @@ LRESULT ZentaraGallery::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, b
       for (const char* name : {"slider_pic", "btn_narrow", "btn_expansion"})
         if (auto* control = FindControl(QString::fromLatin1(name))) control->SetEnabled(lParam == 0);
       return 0;
+    case WM_GALLERY_VIEWER_LEFT:
+      if (wParam == 0) OnViewerLeft(lParam ? *reinterpret_cast<const GalleryFile::Ptr*>(lParam) : nullptr);
+      return 0;
+    case WM_GALLERY_VIEWER_CLOSE_TOP: {
+      const HWND full = GlobalData::fullWnd.load();
+      (void)platform::SendMessageW(full ? full : GlobalData::viewerWnd.load(), WM_GALLERY_VIEWER_CLOSE, 0, 0);
+      return 0;
+    }
+    case WM_GALLERY_ZOOM_SLIDER:
+      if (sliderIsZoom) SetSliderQuietly(static_cast<int>(lParam));
+      return 0;
     case WM_GALLERY_DELETE_SHOWN:
       OnDeleteFile(false);
       return 0;
@@ -654,6 +678,8 @@ LRESULT ZentaraGallery::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, b
     case WM_GALLERY_DATA_RESET:
       Selection().SelectClear(false);
       if (loadPage) loadPage->Close();
+      for (const HWND window : {GlobalData::fullWnd.load(), GlobalData::viewerWnd.load()})
+        (void)platform::SendMessageW(window, WM_GALLERY_VIEWER_CLOSE, 0, 0);
       if (panel) (void)platform::SendMessageW(panel->GetHWND(), WM_GALLERY_ALBUM_CLEAR, 0, 0);
       if (uploadProcess) uploadProcess->hide();
       if (HasViewer()) {
@@ -725,10 +751,4 @@ void ZentaraGallery::OnDblClick(const QString& path, bool jump) {
     OnHomeGalleryCreatePhotoWnd(*found);
   }
   Page::Post(WM_GALLERY_REDRAW, 0, 1);
-}
-
-void ZentaraGallery::OnHomeGalleryCreatePhotoWnd(const GalleryFile::Ptr& file) {
-  Selection().SelectClear(true);
-  Selection().OnLButtonDown(file);
-  OnToolbarState(1);
 }

@@ -19,6 +19,7 @@
 #include "ui/view/pagerules.h"
 #include "ui/virtuallist.h"
 
+class CDouClickThumUI;
 class CGalleryAlbumWnd;
 class LoadPageWnd;
 class UploadProcess;
@@ -64,6 +65,8 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
 
   // --- What other windows of the page use
 
+  // The picture viewer; null while none is open.
+  CDouClickThumUI* Viewer() const;
   Album::Ptr CurrentAlbum() const { return current; }
   CGalleryVListUI* CurrentList() const { return list; }
   CGalleryAlbumWnd* Panel() const;
@@ -112,6 +115,7 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
   void OnSliderValueChange(int value);
   void OnZoomWheel(bool larger);
   void SetViewConf(const char* reason);
+  void SetGridValueText();
   int GetPicCol() const;
   int GetRowHeight(int columns) const;
   void UpdateUser();
@@ -119,8 +123,18 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
   void CopyPaths();
   void OnFocusAction();
   void OnDblClick(const QString& path, bool jump);
-  void OnHomeGalleryCreatePhotoWnd(const GalleryFile::Ptr& file);
   void Retext();
+
+  // galleryviewer.cpp: the picture viewer over the page
+  void OnHomeGalleryCreatePhotoWnd(const GalleryFile::Ptr& file);
+  void OnCellDblClick(const TNotifyUI& message);
+  void OnViewerLeft(const GalleryFile::Ptr& file);
+  void OnViewerZoom(int value);
+  void PlaceViewer();
+  void GiveSliderToViewer();
+  void GiveSliderBack();
+  void SetSliderQuietly(int value);
+  bool SendKeyToViewer(TEventUI& event);
 
   // gallerytoolbar.cpp: what the buttons do
   void OnClick(TNotifyUI& message);
@@ -188,4 +202,6 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
   int shownState = 0;  // of the status line
   std::int64_t shownCount = 0;
   bool started = false;
+  bool sliderIsZoom = false;   // the viewer has it
+  bool settingSlider = false;  // by the page, not the user
 };

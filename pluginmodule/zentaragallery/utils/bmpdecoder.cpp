@@ -11,7 +11,14 @@ constexpr std::size_t kFileHeader = 14;
 constexpr std::size_t kMasksAt = 54;
 constexpr std::uint32_t kOs2Header = 64;
 
-enum Compression : std::uint32_t { kNone = 0, kRuns8 = 1, kRuns4 = 2, kMasks = 3, kMasksAndAlpha = 6 };
+enum Compression : std::uint32_t {
+  kNone = 0,
+  kRuns8 = 1,
+  kRuns4 = 2,
+  kMasks = 3,
+  kRuns24 = 4,
+  kMasksAndAlpha = 6
+};
 
 using Color = std::array<std::uint8_t, 3>;
 
@@ -24,7 +31,7 @@ class BmpDecoder {
     picture.width = size.width;
     picture.height = size.height;
     picture.pixels.resize(static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height) * 3);
-    const bool hasRuns = compression == kRuns8 || compression == kRuns4;
+    const bool hasRuns = compression == kRuns8 || compression == kRuns4 || compression == kRuns24;
     if (!(hasRuns ? ReadRuns() : ReadLines())) return std::nullopt;
     return std::move(picture);
   }
@@ -67,6 +74,9 @@ class BmpDecoder {
       case kMasksAndAlpha:
         // In that header the number stands for lines of a fax.
         return length != kOs2Header && (bits == 16 || bits == 32);
+      case kRuns24:
+        // In any other header the number stands for a JPEG file.
+        return length == kOs2Header && bits == 24;
       default:
         return false;
     }
@@ -129,35 +139,42 @@ class BmpDecoder {
   }
 
   // [count][value]: so many pixels. [0][0]: next line. [0][1]: end. [0][2][right][up]:
-  // pixels that are passed over. [0][count][values, to an even number of bytes].
+  // pixels that are passed over. [0][count][values, to an even number of bytes]. A value
+  // has one byte, for runs of 24 bits three.
   bool ReadRuns() {
+    const std::size_t valueBytes = compression == kRuns24 ? 3 : 1;
     std::size_t at = pixelsAt, x = 0, y = 0;
     while (at + 2 <= bytes.size() && y < static_cast<std::size_t>(size.height)) {
-      const std::uint32_t count = Number(at, 1), value = Number(at + 1, 1);
-      at += 2;
+      const std::uint32_t count = Number(at, 1), code = Number(at + 1, 1);
       if (count > 0) {
-        for (std::uint32_t i = 0; i < count; ++i) Put(x++, y, table[OfPair(value, i)]);
-      } else if (value == 0) {
+        for (std::uint32_t i = 0; i < count; ++i) Put(x++, y, OfRun(at + 1, i));
+        at += 1 + valueBytes;
+        continue;
+      }
+      at += 2;
+      if (code == 0) {
         x = 0;
         ++y;
-      } else if (value == 1) {
+      } else if (code == 1) {
         return true;
-      } else if (value == 2) {
+      } else if (code == 2) {
         x += Number(at, 1);
         y += Number(at + 1, 1);
         at += 2;
       } else {
-        for (std::uint32_t i = 0; i < value; ++i) Put(x++, y, table[OfPair(Number(at + i * bits / 8, 1), i)]);
-        at += (value * bits / 8 + value * bits % 8 / 4 + 1) / 2 * 2;
+        for (std::uint32_t i = 0; i < code; ++i) Put(x++, y, OfRun(at + i * bits / 8, i));
+        at += ((code * bits + 7) / 8 + 1) / 2 * 2;
       }
     }
     return y > 0;  // Without the mark of the end, too: what there is was drawn.
   }
 
   // Two pixels share a byte of 4-bit runs, the left one in its upper half.
-  std::uint32_t OfPair(std::uint32_t value, std::uint32_t index) const {
-    if (compression == kRuns8) return value;
-    return index % 2 == 0 ? value >> 4 : value & 15;
+  Color OfRun(std::size_t at, std::uint32_t index) const {
+    if (compression == kRuns24) return ColorAt(at, 0);
+    const std::uint32_t value = Number(at, 1);
+    if (compression == kRuns8) return table[value];
+    return table[index % 2 == 0 ? value >> 4 : value & 15];
   }
 
   const std::string_view bytes;

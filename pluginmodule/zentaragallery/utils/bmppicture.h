@@ -20,10 +20,24 @@ inline constexpr std::size_t kBmpHeadBytes = 26;
 // height means lines from the top down.
 std::optional<BmpSize> BmpSizeOf(std::string_view head);
 
-// A whole .bmp file, of any header and depth, with colour tables, masks of any
-// width, or runs of 4 and 8 bits. Bits that mean transparency are left out. Empty
-// for other compressions (pictures within the picture, fax lines, runs of 24 bits),
-// for what is damaged, and for what ends before its lines do.
+// What the pixels of a bitmap are, as its headers claim.
+enum class BmpContent {
+  Pixels,
+  File,  // a whole JPEG or PNG file
+  Fax,   // lines of a fax, which nothing here reads
+};
+
+// The bytes of a bitmap's headers that carry that.
+inline constexpr std::size_t kBmpContentHeadBytes = 38;
+
+BmpContent BmpContentOf(std::string_view head);
+
+// The file within a whole .bmp file that holds one; empty when it ends before that.
+std::string_view BmpInnerFile(std::string_view bytes);
+
+// A whole .bmp file of pixels, of any header and depth, with colour tables, masks of
+// any width, or runs of 4, 8 and 24 bits. Bits that mean transparency are left out.
+// Empty for other content, for what is damaged, and for what ends before its lines do.
 //
 // The caller has looked at the size: the result takes three bytes a pixel.
 std::optional<RgbPicture> DecodeBmp(std::string_view bytes);

@@ -1,5 +1,8 @@
 #include "utils/mediareader.h"
 
+#include <filesystem>
+
+#include "common/platform/paths.h"
 #include "common/platform/text.h"
 #include "utils/galleryutilslog.h"
 #include "utils/mediareading.h"
@@ -58,6 +61,17 @@ std::string AskThumbnail(const std::wstring& source, const std::wstring& target,
   return answer["cause"].asString();
 }
 
+std::string AskPixels(const std::wstring& source, const std::wstring& target, int longEdge, PicturePixels& pixels) {
+  Json::Value request = Request("pixels", source), answer;
+  request["target"] = platform::WideToUtf8(target);
+  request["longEdge"] = longEdge;
+  const Outcome outcome = MediaWorkers::GetInstance().Ask(request, answer);
+  if (outcome == Outcome::NoWorker) return MediaReading::Pixels(source, target, longEdge, pixels);
+  if (outcome != Outcome::Answered || !answer["cause"].isString()) return "the reading was given up";
+  const std::string cause = answer["cause"].asString();
+  return cause.empty() && !pixels.FromJson(answer["pixels"]) ? "wrong pixels" : cause;
+}
+
 }  // namespace
 
 bool ReadExif(const std::wstring& path, PictureMetadata& metadata, std::int64_t& timeMs, MediaFailure* why) {
@@ -78,6 +92,15 @@ bool MakeThumbnail(const std::wstring& source, const std::wstring& target, int l
   const std::string cause = AskThumbnail(source, target, longEdge);
   if (!cause.empty()) LogUtilsError(__LINE__, "MakeThumbnail", cause);
   return cause.empty();
+}
+
+bool DecodePixels(const std::wstring& source, const std::wstring& target, int longEdge, PicturePixels& pixels) {
+  const std::string cause = AskPixels(source, target, longEdge, pixels);
+  if (cause.empty()) return true;
+  LogUtilsError(__LINE__, "DecodePixels", cause);
+  std::error_code ignored;  // A helper that was ended leaves its part.
+  std::filesystem::remove(platform::NativePath(target), ignored);
+  return false;
 }
 
 bool IsWholePicture(const std::wstring& path) {

@@ -50,6 +50,15 @@ Json::Value MakeThumbnail(const Json::Value& request) {
   return answer;
 }
 
+Json::Value DecodePixels(const Json::Value& request) {
+  PicturePixels pixels;
+  Json::Value answer;
+  answer["cause"] =
+      MediaReading::Pixels(Wide(request, "path"), Wide(request, "target"), request["longEdge"].asInt(), pixels);
+  answer["pixels"] = pixels.ToJson();
+  return answer;
+}
+
 Json::Value IsWhole(const Json::Value& request) {
   Json::Value answer;
   answer["whole"] = MediaReading::IsWhole(Wide(request, "path"));
@@ -68,7 +77,8 @@ void TakeZone(const Json::Value& request) {
 constexpr struct {
   const char* name;
   Json::Value (*run)(const Json::Value& request);
-} kReadings[] = {{"exif", ReadExif}, {"video", ReadVideo}, {"thumbnail", MakeThumbnail}, {"whole", IsWhole}};
+} kReadings[] = {{"exif", ReadExif}, {"video", ReadVideo}, {"thumbnail", MakeThumbnail}, {"whole", IsWhole},
+               {"pixels", DecodePixels}};
 
 std::string Answer(const std::string& text) {
   const Json::Value request = ParseJson(text);

@@ -33,23 +33,27 @@ bool HasQuarterTurn(const std::filesystem::path& path) {
   return at != std::string::npos && at + kBox.size() < head.size() && (head[at + kBox.size()] & 1) != 0;
 }
 
+void TakeHeader(VipsImage* image, PictureRead& read) {
+  read.width = image->Xsize;
+  read.height = image->Ysize;
+  const void* exif = nullptr;
+  std::size_t length = 0;
+  if (vips_image_get_typeof(image, VIPS_META_EXIF_NAME) &&
+      vips_image_get_blob(image, VIPS_META_EXIF_NAME, &exif, &length) == 0) {
+    read.exif.assign(static_cast<const char*>(exif), length);
+  }
+}
+
 MediaFailure ReadByVips(const std::filesystem::path& path, PictureFormat format, PictureRead& read) {
   MediaFailure why = MediaFailure::None;
   if (!StartVips()) return MediaFailure::NoLibrary;
   const auto image = OpenHeader(path, format, why);
   if (!image) return why;
-  read.width = image->Xsize;
-  read.height = image->Ysize;
+  TakeHeader(image.get(), read);
   if (format == PictureFormat::Heif) {
     // Some cameras write the size as it lies, some as it is shown, some neither.
     read.exifSize = ExifSize::Ignore;
     read.isTurned = HasQuarterTurn(path);
-  }
-  const void* exif = nullptr;
-  std::size_t length = 0;
-  if (vips_image_get_typeof(image.get(), VIPS_META_EXIF_NAME) &&
-      vips_image_get_blob(image.get(), VIPS_META_EXIF_NAME, &exif, &length) == 0) {
-    read.exif.assign(static_cast<const char*>(exif), length);
   }
   return MediaFailure::None;
 }
@@ -65,10 +69,25 @@ MediaFailure ReadRaw(const std::filesystem::path& path, PictureRead& read) {
   return MediaFailure::None;
 }
 
-MediaFailure ReadBmp(const std::string& head, PictureRead& read) {
+// The inner file tells of itself, also how it is turned.
+MediaFailure ReadInner(const std::filesystem::path& path, PictureRead& read) {
+  std::string bytes;
+  if (!StartVips()) return MediaFailure::NoLibrary;
+  if (platform::ReadFile(path, bytes)) return MediaFailure::NotDecodable;
+  const std::string_view inner = BmpInnerFile(bytes);
+  MediaFailure why = MediaFailure::None;
+  const auto image = OpenHeaderOf(inner, FormatOfHead(inner), why);
+  if (!image) return why;
+  TakeHeader(image.get(), read);
+  return MediaFailure::None;
+}
+
+MediaFailure ReadBmp(const std::filesystem::path& path, const std::string& head, PictureRead& read) {
   const auto size = BmpSizeOf(head);
-  if (!size) return MediaFailure::NotDecodable;
+  const BmpContent content = BmpContentOf(head);
+  if (!size || content == BmpContent::Fax) return MediaFailure::NotDecodable;
   if (!MemoryAllowed(size->width, size->height, 4)) return MediaFailure::TooLarge;
+  if (content == BmpContent::File) return ReadInner(path, read);
   read.width = size->width;
   read.height = size->height;
   return MediaFailure::None;
@@ -77,12 +96,12 @@ MediaFailure ReadBmp(const std::string& head, PictureRead& read) {
 MediaFailure ReadPicture(const std::wstring& path, PictureRead& read) {
   const std::filesystem::path native = platform::NativePath(path);
   if (!platform::CanRead(native)) return MediaFailure::CannotOpen;
-  const std::string head = ReadHead(native, kFormatHeadBytes);
+  const std::string head = ReadHead(native, std::max(kFormatHeadBytes, kBmpContentHeadBytes));
   switch (const PictureFormat format = FormatOfHead(head)) {
     case PictureFormat::Unknown:
       return MediaFailure::NotDecodable;
     case PictureFormat::Bmp:
-      return ReadBmp(head, read);
+      return ReadBmp(native, head, read);
     case PictureFormat::Tiff:
       return platform::WideExtension(path) == L".nef" ? ReadRaw(native, read) : MediaFailure::NotDecodable;
     default:
