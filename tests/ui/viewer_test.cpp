@@ -434,6 +434,7 @@ TEST_F(ViewerTest, DetailsTellWhatTheRecordKnowsInTextsThatCanBeSelected) {
   metadata.cameraModel = "M 1";
   metadata.lens = "Lens 35";
   metadata.aperture = 2.8F;
+  metadata.maxApertureValue = 4;  // EXIF's table: an APEX value of 4 is f/4
   metadata.exposureTime = 0.008F;
   metadata.isoSpeed = 400;
   metadata.focalLength = 35;
@@ -456,6 +457,7 @@ TEST_F(ViewerTest, DetailsTellWhatTheRecordKnowsInTextsThatCanBeSelected) {
   EXPECT_EQ(value("IDS_VIEWER_ATTR_CAMERA"), QStringLiteral("Maker M 1"));
   EXPECT_EQ(value("IDS_VIEWER_ATTR_LENS"), QStringLiteral("Lens 35"));
   EXPECT_EQ(value("IDS_VIEWER_ATTR_APERTURE"), QStringLiteral("f/2.8"));
+  EXPECT_EQ(value("IDS_VIEWER_ATTR_MAX_APERTURE"), QStringLiteral("f/4"));
   EXPECT_EQ(value("IDS_VIEWER_ATTR_EXPOSURE_TIME"), QStringLiteral("1/125 s"));
   EXPECT_EQ(value("IDS_VIEWER_ATTR_ISO"), QStringLiteral("400"));
   EXPECT_EQ(value("IDS_VIEWER_ATTR_FOCAL_LENGTH"), QStringLiteral("35 mm"));
