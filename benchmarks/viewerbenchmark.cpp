@@ -76,8 +76,9 @@ void Open(CDouThumLCDUI& lcd, const File& file) {
               Page::Wide(file->FileName()).toUtf8().constData(), first, sharp, pixels, OwnMegabytes());
 }
 
-// As a key repeats: as fast as the window paints, with the neighbours asked ahead.
-void Walk(CDouThumLCDUI& lcd, const std::vector<File>& files, const char* what) {
+// A picture for each repeat of the key, or with 0 as fast as the window paints; the
+// neighbours are asked ahead.
+void Walk(CDouThumLCDUI& lcd, const std::vector<File>& files, int repeatMs, const char* what) {
   QElapsedTimer clock;
   clock.start();
   int sharp = 0;
@@ -89,6 +90,7 @@ void Walk(CDouThumLCDUI& lcd, const std::vector<File>& files, const char* what) 
     const auto end = files.begin() + static_cast<std::ptrdiff_t>(std::min(files.size(), i + 4));
     LcdPictures::GetInstance().Ahead({next, end}, lcd.Box());
     QApplication::processEvents();
+    while (clock.elapsed() < static_cast<qint64>(i + 1) * repeatMs) QThread::usleep(500);
   }
   const double seconds = static_cast<double>(clock.nsecsElapsed()) / 1e9;
   std::printf("%s: %.1f pictures a second, %d of %zu sharp at once, memory %.1f MB\n", what,
@@ -116,8 +118,11 @@ int main(int argc, char** argv) {
   for (const File& file : files) Open(lcd, file);
   LcdPictures::GetInstance().Clear();
   LcdPictures::GetInstance().WaitIdle();
-  Walk(lcd, files, "walk, nothing decoded");
+  constexpr int kKeyRepeatMs = 33;
+  Walk(lcd, files, kKeyRepeatMs, "key held, nothing decoded before");
+  LcdPictures::GetInstance().Ahead(files, lcd.Box());
   LcdPictures::GetInstance().WaitIdle();
-  Walk(lcd, files, "walk, as it was left");
+  Walk(lcd, files, kKeyRepeatMs, "key held, all decoded before");
+  Walk(lcd, files, 0, "as fast as the window paints, all decoded before");
   return 0;
 }
