@@ -103,7 +103,8 @@ int main(int argc, char** argv) {
   if (argc != 2) return std::fprintf(stderr, "viewer_benchmark FOLDER\n"), 2;
   if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
   const QTemporaryDir home;
-  for (const char* name : {"XDG_CACHE_HOME", "XDG_DATA_HOME", "XDG_CONFIG_HOME"}) qputenv(name, home.path().toUtf8());
+  for (const char* name : {"XDG_CACHE_HOME", "XDG_DATA_HOME", "XDG_CONFIG_HOME"})
+    qputenv(name, home.path().toUtf8());
   toolkit::Prepare();
   QApplication application(argc, argv);
   toolkit::Start(application);

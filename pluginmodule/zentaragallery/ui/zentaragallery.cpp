@@ -752,7 +752,7 @@ void ZentaraGallery::OnDblClick(const QString& path, bool jump) {
     GlobalData::searchJump = true;
     GlobalData::searchJumpPending = true;
   } else {
-    OnHomeGalleryCreatePhotoWnd(*found);
+    OpenInViewer(*found);
   }
   Page::Post(WM_GALLERY_REDRAW, 0, 1);
 }
