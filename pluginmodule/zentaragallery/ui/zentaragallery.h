@@ -128,6 +128,7 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
 
   // galleryviewer.cpp: the picture viewer over the page
   void OnHomeGalleryCreatePhotoWnd(const GalleryFile::Ptr& file);
+  void OpenInViewer(const GalleryFile::Ptr& file);
   void OnCellDblClick(const TNotifyUI& message);
   void OnViewerLeft(const GalleryFile::Ptr& file);
   void OnViewerZoom(int value);
