@@ -10,6 +10,7 @@ function(zentara_layer name)
   add_library(${name} SHARED ${ARG_SOURCES})
   target_include_directories(${name} PUBLIC ${CMAKE_SOURCE_DIR} ${CMAKE_SOURCE_DIR}/pluginmodule/zentaragallery)
   target_link_libraries(${name} PUBLIC ${ARG_LINK} PRIVATE ${ARG_PRIVATE})
+  install(TARGETS ${name} LIBRARY DESTINATION lib/zentara)
   zentara_precompile(${name})
 endfunction()
 

@@ -14,6 +14,7 @@
 #include "homepage.h"
 #include "host/globalparamwrapper.h"
 #include "host/userauthservice.h"
+#include "notifications.h"
 #include "settingspage.h"
 #include "sync/synchelper.h"
 #include "transfer/gallerytransmanager.h"
@@ -228,13 +229,32 @@ LRESULT FrameWindow::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, bool
   }
 }
 
+// What was begun before the window was left is told when it is through.
+void FrameWindow::TellEnd(std::size_t busy, std::size_t completed, std::size_t failed) {
+  const bool ended = std::exchange(lastBusy, busy) > 0 && busy == 0;
+  const std::size_t done = completed - std::min(completed, toldCompleted), lost = failed - std::min(failed, toldFailed);
+  if (!ended) return;
+  toldCompleted = completed;
+  toldFailed = failed;
+  if (isActiveWindow() || done + lost == 0) return;
+  const auto number = [](std::size_t of) { return CResourceManager::FormatNumber(static_cast<qint64>(of)); };
+  const char* key = lost > 0 ? "IDS_NOTIFY_SOME_FAILED" : "IDS_NOTIFY_DONE";
+  Notifications::Show(QStringLiteral("Zentara Gallery"),
+                      QString(CResourceManager::GetText(QString::fromLatin1(key)))
+                          .replace(QStringLiteral("%1$s"), number(done))
+                          .replace(QStringLiteral("%2$s"), number(lost)));
+}
+
 void FrameWindow::UpdateBadge() {
-  std::size_t busy = 0;
+  std::size_t busy = 0, completed = 0, failed = 0;
   if (work.IsOpen()) {
     for (const TaskType kind : {TaskType::Upload, TaskType::Download}) {
       const auto figures = GalleryTransManager::GetInstance().GetFigures(kind);
       busy += figures.running + figures.waiting;
+      completed += figures.completed;
+      failed += figures.failed;
     }
+    TellEnd(busy, completed, failed);
   }
   if (auto* button = Find<CButtonUI>(QStringLiteral("nav_transfers"))) button->SetBadge(static_cast<int>(busy));
   if (transfers && shown == Transfers) transfers->Reload();

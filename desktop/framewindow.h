@@ -63,6 +63,7 @@ class FrameWindow : public WindowBusyBase {
   void ShowBusy(bool busy, const QString& words = {});
   void SetUpTray();
   void UpdateBadge();
+  void TellEnd(std::size_t busy, std::size_t completed, std::size_t failed);
   void ImportWatched(const QStringList& folders);
 
   Workspace& work;
@@ -76,5 +77,6 @@ class FrameWindow : public WindowBusyBase {
   QPointer<SettingsPage> settings;
   QPointer<QSystemTrayIcon> tray;
   Page shown = Gallery;
+  std::size_t lastBusy = 0, toldCompleted = 0, toldFailed = 0;
   bool quitting = false;
 };

@@ -206,7 +206,7 @@ void CGalleryAlbumWnd::ClickAlbumBtn(CButtonUI& button) {
   if (!album) return;
   const char* key = album->Kind() == AlbumKind::AllPictures     ? "halcyra_gallery_allphotos"
                     : album->Kind() == AlbumKind::RecentlyUpload ? "halcyra_gallery_recentlyuploaded"
-                    : album->Kind() == AlbumKind::None           ? "halcyra_gallery_accesseuseralbum"
+                    : album->Kind() == AlbumKind::None           ? "halcyra_gallery_accesuseralbum"
                                                                  : "halcyra_gallery_accessystemalbum";
   LogOperation(key, std::to_string(album->FileCount()));
   (void)platform::SendMessageW(GlobalData::dimWnd, WM_GALLERY_ALBUM_BACKGROUND, 5, 0);
