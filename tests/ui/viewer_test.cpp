@@ -131,8 +131,10 @@ TEST_F(ViewerTest, CtrlAndWheelZoomAtThePointer) {
   // From where the picture is larger than the window to both sides.
   for (int i = 0; i < 5; ++i) Wheel(Lcd(), 120, Lcd().rect().center(), Qt::ControlModifier);
   const QRect before = Lcd().PicturePlace();
-  const QPoint pointer = before.topLeft() + QPoint(before.width() / 2, before.height() / 2) - QPoint(300, 200);
-  const QPointF share(double(pointer.x() - before.x()) / before.width(), double(pointer.y() - before.y()) / before.height());
+  const QPoint pointer =
+      before.topLeft() + QPoint(before.width() / 2, before.height() / 2) - QPoint(300, 200);
+  const QPointF share(double(pointer.x() - before.x()) / before.width(),
+                      double(pointer.y() - before.y()) / before.height());
   for (int i = 0; i < 2; ++i) Wheel(Lcd(), 120, pointer, Qt::ControlModifier);
   EXPECT_EQ(Viewer()->Shown(), today[0]);
   EXPECT_EQ(SliderValue(), 70);
@@ -396,7 +398,8 @@ TEST_F(ViewerTest, ALostOriginalKeepsThePlaceholderAndNoRing) {
   Open();
   ASSERT_TRUE(UntilPictures());
   OpenViewer(today[0]);
-  ASSERT_TRUE(Until([&] { return LcdPictures::GetInstance().HasFailed(today[0]) || !Viewer()->IsLoading(); }));
+  ASSERT_TRUE(
+      Until([&] { return LcdPictures::GetInstance().HasFailed(today[0]) || !Viewer()->IsLoading(); }));
   Settle();
   EXPECT_FALSE(Viewer()->IsLoading());
   const QImage shown = Lcd().grab().toImage();
@@ -417,9 +420,11 @@ TEST_F(ViewerTest, AReportOfAnotherFileIsIgnored) {
   EXPECT_FALSE(Viewer()->IsLoading());
   send(WM_GALLERY_LCD_PROGRESS, today[0], 40);
   EXPECT_TRUE(Viewer()->IsLoading());
-  (void)platform::SendMessageW(Viewer()->GetHWND(), WM_GALLERY_LCD_LOADED, 0, reinterpret_cast<LPARAM>(today[1].get()));
+  (void)platform::SendMessageW(Viewer()->GetHWND(), WM_GALLERY_LCD_LOADED, 0,
+                               reinterpret_cast<LPARAM>(today[1].get()));
   EXPECT_TRUE(Viewer()->IsLoading());
-  (void)platform::SendMessageW(Viewer()->GetHWND(), WM_GALLERY_LCD_LOADED, 0, reinterpret_cast<LPARAM>(today[0].get()));
+  (void)platform::SendMessageW(Viewer()->GetHWND(), WM_GALLERY_LCD_LOADED, 0,
+                               reinterpret_cast<LPARAM>(today[0].get()));
   EXPECT_FALSE(Viewer()->IsLoading());
 }
 

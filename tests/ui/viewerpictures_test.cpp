@@ -15,11 +15,16 @@ namespace {
 // Three frames of 4 x 4 pixels, red for 120 ms, blue for none and green for 300 ms, for
 // ever.
 constexpr char kMoving[] =
-    "\x47\x49\x46\x38\x39\x61\x04\x00\x04\x00\x91\x00\x00\xff\x00\x00\x00\x00\xff\x00\xff\x00\xff\xff\xff\x21\xff\x0b"
-    "\x4e\x45\x54\x53\x43\x41\x50\x45\x32\x2e\x30\x03\x01\x00\x00\x00\x21\xf9\x04\x04\x0c\x00\x00\x00\x2c\x00\x00\x00"
-    "\x00\x04\x00\x04\x00\x00\x02\x0d\x04\x41\x10\x04\x41\x10\x04\x41\x10\x04\x41\x10\x05\x00\x21\xf9\x04\x04\x00\x00"
-    "\x00\x00\x2c\x00\x00\x00\x00\x04\x00\x04\x00\x00\x02\x0d\x0c\xc3\x30\x0c\xc3\x30\x0c\xc3\x30\x0c\xc3\x30\x05\x00"
-    "\x21\xf9\x04\x04\x1e\x00\x00\x00\x2c\x00\x00\x00\x00\x04\x00\x04\x00\x00\x02\x0d\x14\x45\x51\x14\x45\x51\x14\x45"
+    "\x47\x49\x46\x38\x39\x61\x04\x00\x04\x00\x91\x00\x00\xff\x00\x00\x00\x00\xff\x00\xff\x00\xff\xff\xff\x21"
+    "\xff\x0b"
+    "\x4e\x45\x54\x53\x43\x41\x50\x45\x32\x2e\x30\x03\x01\x00\x00\x00\x21\xf9\x04\x04\x0c\x00\x00\x00\x2c\x00"
+    "\x00\x00"
+    "\x00\x04\x00\x04\x00\x00\x02\x0d\x04\x41\x10\x04\x41\x10\x04\x41\x10\x04\x41\x10\x05\x00\x21\xf9\x04\x04"
+    "\x00\x00"
+    "\x00\x00\x2c\x00\x00\x00\x00\x04\x00\x04\x00\x00\x02\x0d\x0c\xc3\x30\x0c\xc3\x30\x0c\xc3\x30\x0c\xc3\x30"
+    "\x05\x00"
+    "\x21\xf9\x04\x04\x1e\x00\x00\x00\x2c\x00\x00\x00\x00\x04\x00\x04\x00\x00\x02\x0d\x14\x45\x51\x14\x45\x51"
+    "\x14\x45"
     "\x51\x14\x45\x51\x05\x00\x3b";
 
 class ViewerPictures : public ViewerTest {
@@ -32,7 +37,8 @@ class ViewerPictures : public ViewerTest {
   std::wstring Cache() { return (folder / "decoded").wstring() + L"/"; }
   // Files left in the folder of decoded pixels.
   std::size_t LeftOvers() {
-    return static_cast<std::size_t>(QDir(QString::fromStdWString(Cache())).entryList(QDir::Files | QDir::Hidden).size());
+    return static_cast<std::size_t>(
+        QDir(QString::fromStdWString(Cache())).entryList(QDir::Files | QDir::Hidden).size());
   }
   void SetUp() override {
     ViewerTest::SetUp();
@@ -47,8 +53,8 @@ class ViewerPictures : public ViewerTest {
 
 TEST_F(ViewerPictures, ColoursAreThoseOfTheEmbeddedProfile) {
   // The profile of a device whose red light is green and the other way round.
-  const QColorSpace swapped(QPointF(0.3127, 0.3290), QPointF(0.30, 0.60), QPointF(0.64, 0.33), QPointF(0.15, 0.06),
-                            QColorSpace::TransferFunction::SRgb);
+  const QColorSpace swapped(QPointF(0.3127, 0.3290), QPointF(0.30, 0.60), QPointF(0.64, 0.33),
+                            QPointF(0.15, 0.06), QColorSpace::TransferFunction::SRgb);
   ASSERT_TRUE(swapped.isValid());
   QImage red = Plain({1400, 1000}, Qt::red);
   red.setColorSpace(swapped);
@@ -97,7 +103,8 @@ TEST_F(ViewerPictures, EveryOrientationStandsUprightOnce) {
     EXPECT_EQ(small.size(), size / 4) << orientation;
     EXPECT_TRUE(isRedAt(small)) << orientation;
     // A part of it: the quarter with the corner is red all over.
-    const QRect quarter(right ? size.width() / 2 : 0, bottom ? size.height() / 2 : 0, size.width() / 2, size.height() / 2);
+    const QRect quarter(right ? size.width() / 2 : 0, bottom ? size.height() / 2 : 0, size.width() / 2,
+                        size.height() / 2);
     const QImage part = whole->Read(quarter.adjusted(16, 16, -16, -16), 0);
     EXPECT_TRUE(Looks(part.pixelColor(part.rect().center()), Qt::red, 40)) << orientation;
     const QImage fitted = DecodeFitted(path, Cache(), 320);
@@ -191,7 +198,8 @@ TEST_F(ViewerPictures, NeighboursAreDecodedAhead) {
   OpenViewer(today[1]);
   auto& pictures = LcdPictures::GetInstance();
   pictures.WaitIdle();
-  for (const int near : {0, 1, 2, 3, 4}) EXPECT_TRUE(pictures.Has(today[static_cast<std::size_t>(near)], Lcd().Box())) << near;
+  for (const int near : {0, 1, 2, 3, 4})
+    EXPECT_TRUE(pictures.Has(today[static_cast<std::size_t>(near)], Lcd().Box())) << near;
   EXPECT_FALSE(pictures.Has(today[5], Lcd().Box()));
   // The next one is there in the same frame.
   QTest::keyClick(QApplication::focusWidget(), Qt::Key_Right);
@@ -248,8 +256,10 @@ TEST_F(ViewerPictures, AnotherLanguageIsTakenWhileItIsOpen) {
   Settle();
   Keep("viewer-german");
   EXPECT_EQ(Part("FavoriteBtn")->toolTip(), QStringLiteral("Zu Favoriten hinzufügen"));
-  EXPECT_EQ(Viewer()->FindControl(QStringLiteral("TitleLcd"))->GetText(), QStringLiteral("14. November 2023 um 23:59"));
-  EXPECT_EQ(Viewer()->Attributes()->ValueOf(QStringLiteral("IDS_VIEWER_ATTR_CLOUD")), QStringLiteral("Hochgeladen"));
+  EXPECT_EQ(Viewer()->FindControl(QStringLiteral("TitleLcd"))->GetText(),
+            QStringLiteral("14. November 2023 um 23:59"));
+  EXPECT_EQ(Viewer()->Attributes()->ValueOf(QStringLiteral("IDS_VIEWER_ATTR_CLOUD")),
+            QStringLiteral("Hochgeladen"));
 }
 
 TEST_F(ViewerPictures, EveryButtonHasAName) {
@@ -261,7 +271,8 @@ TEST_F(ViewerPictures, EveryButtonHasAName) {
   for (auto* window : {static_cast<QWidget*>(Viewer()), static_cast<QWidget*>(Full())}) {
     for (const auto* button : window->findChildren<QAbstractButton*>()) {
       if (!button->isVisibleTo(window)) continue;
-      EXPECT_FALSE(button->accessibleName().isEmpty() && button->text().isEmpty()) << button->objectName().toStdString();
+      EXPECT_FALSE(button->accessibleName().isEmpty() && button->text().isEmpty())
+          << button->objectName().toStdString();
     }
   }
   EXPECT_TRUE(Lcd().accessibleName().contains(QStringLiteral("d0-1.jpg")));

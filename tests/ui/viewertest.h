@@ -74,7 +74,8 @@ class ViewerTest : public PageTest {
   }
   // Until the screen-sized picture of what is shown is there.
   bool UntilSharp() {
-    return Until([this] { return Viewer() && LcdPictures::GetInstance().Has(Viewer()->ShownNow(), Lcd().Box()); });
+    return Until(
+        [this] { return Viewer() && LcdPictures::GetInstance().Has(Viewer()->ShownNow(), Lcd().Box()); });
   }
   QWidget* Part(const char* name) {
     auto* control = Viewer()->FindControl(QString::fromLatin1(name));
@@ -101,7 +102,8 @@ class ViewerTest : public PageTest {
   // What the window shows at a point of the viewer.
   QColor ColorAt(QWidget& window, QPoint at) { return window.grab().toImage().pixelColor(at); }
   static bool Looks(QColor seen, QColor wanted, int tolerance = 12) {
-    return std::abs(seen.red() - wanted.red()) <= tolerance && std::abs(seen.green() - wanted.green()) <= tolerance &&
+    return std::abs(seen.red() - wanted.red()) <= tolerance &&
+           std::abs(seen.green() - wanted.green()) <= tolerance &&
            std::abs(seen.blue() - wanted.blue()) <= tolerance;
   }
   void ReloadAlbum() {
@@ -111,4 +113,6 @@ class ViewerTest : public PageTest {
 };
 
 inline void PrintTo(const QColor& color, std::ostream* out) { *out << color.name().toStdString(); }
-inline void PrintTo(const GalleryFile::Ptr& file, std::ostream* out) { *out << (file ? file->UniqueId() : "none"); }
+inline void PrintTo(const GalleryFile::Ptr& file, std::ostream* out) {
+  *out << (file ? file->UniqueId() : "none");
+}

@@ -71,7 +71,8 @@ void ZentaraGallery::OpenInViewer(const GalleryFile::Ptr& file) {
   const auto cover = file->ContinuousType == 2 ? Gallery::GetInstance().CoverOf(file) : nullptr;
   if (!cover || !cover->HasMember(file)) return OnHomeGalleryCreatePhotoWnd(file);
   OnHomeGalleryCreatePhotoWnd(cover);
-  (void)platform::SendMessageW(GlobalData::viewerWnd, WM_GALLERY_VIEWER_BURST, 0, reinterpret_cast<LPARAM>(&cover));
+  (void)platform::SendMessageW(GlobalData::viewerWnd, WM_GALLERY_VIEWER_BURST, 0,
+                               reinterpret_cast<LPARAM>(&cover));
   auto* viewer = Viewer();
   if (!viewer || !viewer->IsBurst()) return;
   viewer->SetPicObject(file);
@@ -109,7 +110,8 @@ void ZentaraGallery::GiveSliderToViewer() {
   slider->SetValue(0);
   slider->SetAttribute(QStringLiteral("sendmove"), QStringLiteral("true"));
   slider->SetValueText([](int value) {
-    return Page::Fill(CResourceManager::GetText(QStringLiteral("IDS_VIEWER_ZOOM")), {CResourceManager::FormatPercent(value)});
+    return Page::Fill(CResourceManager::GetText(QStringLiteral("IDS_VIEWER_ZOOM")),
+                      {CResourceManager::FormatPercent(value)});
   });
   settingSlider = false;
 }
@@ -126,7 +128,9 @@ void ZentaraGallery::GiveSliderBack() {
   settingSlider = false;
 }
 
-void ZentaraGallery::OnViewerZoom(int value) { (void)platform::PostMessageW(TopViewer(), WM_GALLERY_ZOOM_TO, 0, value); }
+void ZentaraGallery::OnViewerZoom(int value) {
+  (void)platform::PostMessageW(TopViewer(), WM_GALLERY_ZOOM_TO, 0, value);
+}
 
 // --- Leaving
 

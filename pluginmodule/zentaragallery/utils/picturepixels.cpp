@@ -38,8 +38,11 @@ void TakeFrames(VipsImage* image, PicturePixels& pixels) {
   pixels.delays.assign(static_cast<std::size_t>(image->Ysize / pageHeight), 0);
   int* delays = nullptr;
   int count = 0;
-  if (!vips_image_get_typeof(image, "delay") || vips_image_get_array_int(image, "delay", &delays, &count) != 0) return;
-  for (std::size_t i = 0; i < pixels.delays.size() && i < static_cast<std::size_t>(count); ++i) pixels.delays[i] = delays[i];
+  if (!vips_image_get_typeof(image, "delay") ||
+      vips_image_get_array_int(image, "delay", &delays, &count) != 0)
+    return;
+  for (std::size_t i = 0; i < pixels.delays.size() && i < static_cast<std::size_t>(count); ++i)
+    pixels.delays[i] = delays[i];
 }
 
 bool Write(VipsImage* image, const std::filesystem::path& target) {

@@ -108,15 +108,19 @@ bool HasTooManyScans(const std::filesystem::path& path) {
   return error || !isGood;
 }
 
-bool TakesIn(const PictureSink& sink, const VipsOwner<VipsImage>& image) { return image && sink(image.get()); }
+bool TakesIn(const PictureSink& sink, const VipsOwner<VipsImage>& image) {
+  return image && sink(image.get());
+}
 
 // All frames of a moving picture; null for one that does not move, or whose frames
 // would take more than a picture may.
 VipsOwner<VipsImage> OpenFrames(VipsImage* header, const std::filesystem::path& path) {
   int frames = 1;
-  if (vips_image_get_typeof(header, VIPS_META_N_PAGES)) (void)vips_image_get_int(header, VIPS_META_N_PAGES, &frames);
+  if (vips_image_get_typeof(header, VIPS_META_N_PAGES))
+    (void)vips_image_get_int(header, VIPS_META_N_PAGES, &frames);
   constexpr std::int64_t kBytesPerPixel = 4;
-  if (frames < 2 || !MemoryAllowed(header->Xsize, std::int64_t{header->Ysize} * frames, kBytesPerPixel)) return nullptr;
+  if (frames < 2 || !MemoryAllowed(header->Xsize, std::int64_t{header->Ysize} * frames, kBytesPerPixel))
+    return nullptr;
   const auto source = OpenSource(path);
   if (!source) return nullptr;
   return VipsOwner<VipsImage>(
@@ -140,7 +144,8 @@ bool SinkFile(const std::filesystem::path& path, PictureFormat format, int longE
   }
   bool done = TakesIn(sink, ShrinkFile(header.get(), path, longEdge));
   // The embedded preview that was taken may be of other dimensions than it says.
-  if (!done && format == PictureFormat::Heif && longEdge != 0) done = TakesIn(sink, ShrinkImage(header.get(), longEdge));
+  if (!done && format == PictureFormat::Heif && longEdge != 0)
+    done = TakesIn(sink, ShrinkImage(header.get(), longEdge));
   if (!done) cause = "decode picture: " + TakeVipsError();
   return done;
 }
@@ -154,7 +159,8 @@ bool SinkDecoded(const std::optional<RgbPicture>& picture, int longEdge, const P
 }
 
 // A file within another one.
-bool SinkInner(std::string_view file, PictureFormat format, int longEdge, const PictureSink& sink, std::string& cause) {
+bool SinkInner(std::string_view file, PictureFormat format, int longEdge, const PictureSink& sink,
+               std::string& cause) {
   MediaFailure why = MediaFailure::None;
   cause = "read inner picture's header";
   const auto header = OpenHeaderOf(file, format, why);
@@ -166,8 +172,8 @@ bool SinkInner(std::string_view file, PictureFormat format, int longEdge, const 
   return false;
 }
 
-bool SinkBmp(const std::filesystem::path& path, const std::string& head, int longEdge, const PictureSink& sink,
-             std::string& cause) {
+bool SinkBmp(const std::filesystem::path& path, const std::string& head, int longEdge,
+             const PictureSink& sink, std::string& cause) {
   const auto size = BmpSizeOf(head);
   const BmpContent content = BmpContentOf(head);
   cause = content == BmpContent::Fax ? "bitmap of fax lines" : "bitmap header";

@@ -63,7 +63,8 @@ int BurstStripUI::IndexAt(QPoint point) const {
 
 void BurstStripUI::DoEvent(TEventUI& event) {
   if (event.Type == EventType::ButtonDown) {
-    if (const int index = IndexAt(event.ptMouse); index >= 0) Notify(QStringLiteral("itemselect"), static_cast<WPARAM>(index));
+    if (const int index = IndexAt(event.ptMouse); index >= 0)
+      Notify(QStringLiteral("itemselect"), static_cast<WPARAM>(index));
     event.handled = true;
   } else if (event.Type == EventType::SetCursor) {
     setCursor(IndexAt(event.ptMouse) >= 0 ? Qt::PointingHandCursor : Qt::ArrowCursor);
@@ -76,7 +77,8 @@ bool BurstStripUI::event(QEvent* event) {
   const auto& help = static_cast<QHelpEvent&>(*event);
   const int index = IndexAt(help.pos());
   if (index < 0) return CWidgetUI::event(event);
-  QToolTip::showText(help.globalPos(), Page::Wide(ViewerList::Burst()[static_cast<std::size_t>(index)]->FileName()), this);
+  QToolTip::showText(help.globalPos(),
+                     Page::Wide(ViewerList::Burst()[static_cast<std::size_t>(index)]->FileName()), this);
   return true;
 }
 
@@ -88,7 +90,9 @@ void BurstStripUI::PaintBkImage(QPainter& painter) {
     const QRect place = MemberRect(i);
     if (!place.intersects(rect())) continue;
     const auto& file = *members[static_cast<std::size_t>(i)];
-    const QImage image = file.thumbExists ? ResourceQueue::GetInstance().Get(Page::NativeText(file.ThumbnailName()), {}) : QImage();
+    const QImage image = file.thumbExists
+                             ? ResourceQueue::GetInstance().Get(Page::NativeText(file.ThumbnailName()), {})
+                             : QImage();
     QPainterPath rounded;
     rounded.addRoundedRect(place, Scaled(kCorner), Scaled(kCorner));
     painter.save();
@@ -96,11 +100,13 @@ void BurstStripUI::PaintBkImage(QPainter& painter) {
     painter.fillRect(place, ColorOf(QStringLiteral("skeleton")));
     painter.setOpacity(i == shown ? 1 : kOthers);
     // Filled: the middle of the shot tells more than its edges.
-    const QSize filled = image.isNull() ? QSize() : image.size().scaled(place.size(), Qt::KeepAspectRatioByExpanding);
+    const QSize filled =
+        image.isNull() ? QSize() : image.size().scaled(place.size(), Qt::KeepAspectRatioByExpanding);
     QRect target(QPoint(0, 0), filled);
     target.moveCenter(place.center());
     if (!image.isNull()) painter.drawImage(target, image);
     painter.restore();
-    if (i == shown) toolkit::PaintEdge(painter, place, Scaled(kCorner), Scaled(2), ColorOf(QStringLiteral("select")));
+    if (i == shown)
+      toolkit::PaintEdge(painter, place, Scaled(kCorner), Scaled(2), ColorOf(QStringLiteral("select")));
   }
 }

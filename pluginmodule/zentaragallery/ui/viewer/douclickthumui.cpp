@@ -82,7 +82,8 @@ void CDouClickThumUI::ToggleFullScreen() {
   full->raise();
   full->setFocus(Qt::OtherFocusReason);
   full->FollowWinChange(false);
-  if (VideoPlayer::HasPlayer()) (void)platform::SendMessageW(full->GetHWND(), WM_GALLERY_PLAYER_TO_FULL, 0, 0);
+  if (VideoPlayer::HasPlayer())
+    (void)platform::SendMessageW(full->GetHWND(), WM_GALLERY_PLAYER_TO_FULL, 0, 0);
 }
 
 void CDouClickThumUI::TakeFromFull(int degrees, const File& file) {
@@ -109,7 +110,8 @@ void CDouClickThumUI::ShowAttributesOn(bool on) {
 }
 
 void CDouClickThumUI::FitAttributes() {
-  const bool beside = Attributes() && Attributes()->GetHWND() && window()->width() >= Manager().Scale(kLeastWide);
+  const bool beside =
+      Attributes() && Attributes()->GetHWND() && window()->width() >= Manager().Scale(kLeastWide);
   if (auto* room = FindControl(QStringLiteral("ConRightWidth"))) room->SetVisible(beside);
 }
 

@@ -217,7 +217,8 @@ std::vector<LcdTile> CDouThumLCDUI::VisibleTiles() const {
   const double drawnWidth = IsTurnedAside(rotation) ? place.height() : place.width();
   const double scale = drawnWidth / whole.width();
   const QRectF seen = FromPicture().inverted().mapRect(QRectF(rect()));
-  const QRect pixels = QRectF(seen.topLeft() / scale, seen.size() / scale).toAlignedRect() & QRect(QPoint(0, 0), whole);
+  const QRect pixels =
+      QRectF(seen.topLeft() / scale, seen.size() / scale).toAlignedRect() & QRect(QPoint(0, 0), whole);
   if (pixels.isEmpty()) return tiles;
   for (int y = pixels.top() / side; y <= pixels.bottom() / side; ++y)
     for (int x = pixels.left() / side; x <= pixels.right() / side; ++x) tiles.push_back({level, x, y});
@@ -247,7 +248,8 @@ void CDouThumLCDUI::PaintTiles(QPainter& painter, QSize drawn) {
     const QRect pixels = QRect(tile.x * side, tile.y * side, side, side) & QRect(QPoint(0, 0), whole);
     // Edges of neighbours fall on the same pixel of the screen.
     const QPoint from(int(std::lround(pixels.left() * sx)), int(std::lround(pixels.top() * sy)));
-    const QPoint to(int(std::lround((pixels.right() + 1) * sx)), int(std::lround((pixels.bottom() + 1) * sy)));
+    const QPoint to(int(std::lround((pixels.right() + 1) * sx)),
+                    int(std::lround((pixels.bottom() + 1) * sy)));
     painter.drawImage(QRect(from, QSize(to.x() - from.x(), to.y() - from.y())), image);
   }
   Pictures().WantTiles(file, missing, Window());

@@ -12,8 +12,8 @@
 //
 // Sends "zoomed" (wParam: 0 to 100) when the user has zoomed, and "turned" (lParam:
 // the delta) for the wheel without Ctrl, and "wheel" (lParam: that of a notch) when a
-// picture that is not zoomed is drawn across. Element "DouThumLCD"; attribute rest="64,32": the space left free beside and above a picture
-// that is not zoomed. User-interface thread.
+// picture that is not zoomed is drawn across. Element "DouThumLCD"; attribute rest="64,32": the space left
+// free beside and above a picture that is not zoomed. User-interface thread.
 class CDouThumLCDUI : public CWidgetUI {
  public:
   static constexpr int kDragAcross = 30;

@@ -39,8 +39,10 @@ void FullScreenRespondUI::Leave() {
   const File file = Shown();
   const WPARAM degrees = static_cast<WPARAM>(Lcd()->Rotation());
   Close();
-  (void)platform::SendMessageW(GlobalData::viewerWnd, WM_GALLERY_FULL_SYNC, degrees, reinterpret_cast<LPARAM>(&file));
-  if (VideoPlayer::HasPlayer()) (void)platform::SendMessageW(GlobalData::viewerWnd, WM_GALLERY_BAR_BACK, 0, 0);
+  (void)platform::SendMessageW(GlobalData::viewerWnd, WM_GALLERY_FULL_SYNC, degrees,
+                               reinterpret_cast<LPARAM>(&file));
+  if (VideoPlayer::HasPlayer())
+    (void)platform::SendMessageW(GlobalData::viewerWnd, WM_GALLERY_BAR_BACK, 0, 0);
 }
 
 void FullScreenRespondUI::ShowFavorite(bool on) {
@@ -74,7 +76,8 @@ QRect FullScreenRespondUI::AttributeRect() const {
 
 // While the user is at them by other means than the pointer's way.
 bool FullScreenRespondUI::KeepsBars() const {
-  if (Attributes() || QApplication::activePopupWidget() || QApplication::mouseButtons() != Qt::NoButton) return true;
+  if (Attributes() || QApplication::activePopupWidget() || QApplication::mouseButtons() != Qt::NoButton)
+    return true;
   const QWidget* focus = QApplication::focusWidget();
   return focus && focus != this && focus != Lcd() && isAncestorOf(focus);
 }

@@ -176,7 +176,8 @@ struct LcdPictures::State {
   }
 
   void Tell(const Job& job, UINT message) {
-    if (job.told) (void)platform::PostMessageW(job.told, message, static_cast<WPARAM>(AddressOf(job.file)), 0);
+    if (job.told)
+      (void)platform::PostMessageW(job.told, message, static_cast<WPARAM>(AddressOf(job.file)), 0);
   }
 
   void RunPicture(const Job& job, std::uint64_t began) {
@@ -247,7 +248,8 @@ struct LcdPictures::State {
         return Tell(job, WM_GALLERY_LCD_FAILED);
       }
     }
-    (void)platform::PostMessageW(job.told, WM_GALLERY_LCD_PROGRESS, static_cast<WPARAM>(AddressOf(job.file)), 0);
+    (void)platform::PostMessageW(job.told, WM_GALLERY_LCD_PROGRESS, static_cast<WPARAM>(AddressOf(job.file)),
+                                 0);
     const HWND told = job.told;
     ThumbnailRequest request{job.file, true, false, nullptr, nullptr};
     request.uiCallback = [told](const File& file) {
@@ -265,7 +267,9 @@ struct LcdPictures::State {
       if (originalOf != job.key.content) return;  // Another picture is shown by now.
     }
     const std::wstring path = job.file->LocalPath();
-    auto decoded = platform::CanRead(platform::NativePath(path)) ? MappedPixels::Decode(path, CacheFolder(*job.file)) : nullptr;
+    auto decoded = platform::CanRead(platform::NativePath(path))
+                       ? MappedPixels::Decode(path, CacheFolder(*job.file))
+                       : nullptr;
     {
       MutexLock hold(lock);
       if (began != epoch || originalOf != job.key.content) return;
@@ -311,7 +315,8 @@ LcdPicture LcdPictures::Get(const File& file, QSize box) const {
     return found->second.picture;
   }
   LcdPicture best;
-  for (auto it = state->kept.lower_bound({key.content}); it != state->kept.end() && it->first.content == key.content; ++it)
+  for (auto it = state->kept.lower_bound({key.content});
+       it != state->kept.end() && it->first.content == key.content; ++it)
     if (best.isNull() || it->second.picture.image.width() > best.image.width()) best = it->second.picture;
   return best;
 }
@@ -341,7 +346,8 @@ void LcdPictures::Ahead(const std::vector<File>& files, QSize box) {
   if (box.isEmpty()) return;
   for (const File& file : files) {
     State::Job job{file, {ContentOf(*file), box.width(), box.height()}};
-    if (state->kept.contains(job.key) || state->failed.contains(job.key.content) || state->IsUnderWay(job)) continue;
+    if (state->kept.contains(job.key) || state->failed.contains(job.key.content) || state->IsUnderWay(job))
+      continue;
     state->ahead.push_back(std::move(job));
   }
   state->changed.notify_all();
@@ -404,7 +410,8 @@ void LcdPictures::WantTiles(const File& file, const std::vector<LcdTile>& tiles,
   state->tiles.clear();  // Those of a place that was panned away from.
   for (const LcdTile& tile : tiles) {
     State::Job job{file, {content}, told, false, tile};
-    if (!state->tileImages.contains({content, tile}) && !state->IsUnderWay(job)) state->tiles.push_back(std::move(job));
+    if (!state->tileImages.contains({content, tile}) && !state->IsUnderWay(job))
+      state->tiles.push_back(std::move(job));
   }
   state->changed.notify_all();
 }

@@ -11,9 +11,9 @@
 
 // What there is to show of a picture.
 struct LcdPicture {
-  QImage image;       // upright
-  QSize whole;        // of the picture itself, upright; empty when nobody knows
-  bool fromOriginal = false;  // the original lies on this computer
+  QImage image;                                // upright
+  QSize whole;                                 // of the picture itself, upright; empty when nobody knows
+  bool fromOriginal = false;                   // the original lies on this computer
   std::shared_ptr<const MappedPixels> frames;  // of one that moves
 
   bool isNull() const { return image.isNull() && !frames; }

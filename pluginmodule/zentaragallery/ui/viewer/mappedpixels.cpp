@@ -47,14 +47,16 @@ void Shrink(const uchar* from, std::int64_t stride, int step, QImage& into) {
 }
 
 QImage ToScreen(const QImage& image) {
-  return image.convertToFormat(image.hasAlphaChannel() ? QImage::Format_ARGB32_Premultiplied : QImage::Format_RGB32);
+  return image.convertToFormat(image.hasAlphaChannel() ? QImage::Format_ARGB32_Premultiplied
+                                                       : QImage::Format_RGB32);
 }
 
 }  // namespace
 
 MappedPixels::~MappedPixels() = default;
 
-std::shared_ptr<const MappedPixels> MappedPixels::Decode(const std::wstring& source, const std::wstring& folder) {
+std::shared_ptr<const MappedPixels> MappedPixels::Decode(const std::wstring& source,
+                                                         const std::wstring& folder) {
   const auto native = platform::NativePath(folder);
   if (platform::MakeFolder(native) || platform::FreeSpace(native) < LargestPictureBytes(source) + kSpareBytes)
     return nullptr;
@@ -129,8 +131,13 @@ int MappedPixels::DelayMs(int frame) const {
 QImage MappedPixels::Frame(const std::shared_ptr<const MappedPixels>& of, int frame) {
   auto* kept = new std::shared_ptr<const MappedPixels>(of);
   const auto drop = [](void* owner) { delete static_cast<std::shared_ptr<const MappedPixels>*>(owner); };
-  return {of->FrameStart(frame), of->pixels.width, of->pixels.height, std::int64_t{of->pixels.width} * of->pixels.bands,
-          of->pixels.bands == 3 ? QImage::Format_RGB888 : QImage::Format_RGBA8888, drop, kept};
+  return {of->FrameStart(frame),
+          of->pixels.width,
+          of->pixels.height,
+          std::int64_t{of->pixels.width} * of->pixels.bands,
+          of->pixels.bands == 3 ? QImage::Format_RGB888 : QImage::Format_RGBA8888,
+          drop,
+          kept};
 }
 
 QImage DecodeFitted(const std::wstring& source, const std::wstring& folder, int longEdge) {
@@ -144,7 +151,9 @@ QImage DecodeFitted(const std::wstring& source, const std::wstring& folder, int 
   if (file.open(QIODevice::ReadOnly) && file.size() >= wanted) {
     if (const uchar* bytes = file.map(0, wanted)) {
       const auto format = pixels.bands == 3 ? QImage::Format_RGB888 : QImage::Format_RGBA8888;
-      image = ToScreen(QImage(bytes, pixels.width, pixels.height, std::int64_t{pixels.width} * pixels.bands, format).copy());
+      image = ToScreen(
+          QImage(bytes, pixels.width, pixels.height, std::int64_t{pixels.width} * pixels.bands, format)
+              .copy());
     }
   }
   (void)file.remove();  // Swept later otherwise.

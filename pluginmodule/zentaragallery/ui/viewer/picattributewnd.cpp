@@ -64,7 +64,8 @@ QString Text(const std::string& text) { return QString::fromStdString(text).trim
 QString ExposureTime(double seconds) {
   if (seconds <= 0) return {};
   constexpr double kShort = 0.3;
-  const QString number = seconds < kShort ? QStringLiteral("1/") + Decimal(std::round(1 / seconds), 0) : Decimal(seconds, 1);
+  const QString number =
+      seconds < kShort ? QStringLiteral("1/") + Decimal(std::round(1 / seconds), 0) : Decimal(seconds, 1);
   return WithUnit("IDS_VIEWER_UNIT_SECONDS", number);
 }
 
@@ -184,7 +185,8 @@ void PicAttributeWnd::AddRow(const char* labelKey, const QString& value) {
   const auto scale = [this](int pixels) { return Manager().Scale(pixels); };
   auto* line = new QFrame;
   line->setFixedHeight(1);
-  line->setStyleSheet(QStringLiteral("background:%1").arg(Theme::Instance().Color(QStringLiteral("line")).name()));
+  line->setStyleSheet(
+      QStringLiteral("background:%1").arg(Theme::Instance().Color(QStringLiteral("line")).name()));
   rows->addWidget(line);
   const QString words = CResourceManager::GetText(QString::fromLatin1(labelKey));
   auto* label = new QLabel(words);
@@ -225,8 +227,9 @@ void PicAttributeWnd::SetAttributeSize() {
   const auto bytes = static_cast<double>(file->Size.Get());
   if (bytes <= 0) return;
   const bool large = bytes >= kMegabyte;
-  AddRow("IDS_GALLERT_LCD_ATTR_Size", large ? WithUnit("IDS_GALLERT_LCD_ATTR_SizeM", Decimal(bytes / kMegabyte, 1))
-                                            : WithUnit("IDS_GALLERT_LCD_ATTR_SizeKB", Decimal(bytes / kKilobyte, 1)));
+  AddRow("IDS_GALLERT_LCD_ATTR_Size",
+         large ? WithUnit("IDS_GALLERT_LCD_ATTR_SizeM", Decimal(bytes / kMegabyte, 1))
+               : WithUnit("IDS_GALLERT_LCD_ATTR_SizeKB", Decimal(bytes / kKilobyte, 1)));
 }
 
 void PicAttributeWnd::SetAttributeResolu() {
@@ -244,11 +247,13 @@ void PicAttributeWnd::SetAttributeResolu() {
     high = picture.height;
   }
   if (wide > 0 && high > 0)
-    AddRow("IDS_GALLERT_LCD_ATTR_Resolution", QString::number(wide) + QStringLiteral(" x ") + QString::number(high));
+    AddRow("IDS_GALLERT_LCD_ATTR_Resolution",
+           QString::number(wide) + QStringLiteral(" x ") + QString::number(high));
 }
 
 void PicAttributeWnd::SetTimes() {
-  if (file->CreateTime > 0) AddRow("IDS_VIEWER_ATTR_DATE", CResourceManager::FormatDateTime(file->CreateTime));
+  if (file->CreateTime > 0)
+    AddRow("IDS_VIEWER_ATTR_DATE", CResourceManager::FormatDateTime(file->CreateTime));
 }
 
 void PicAttributeWnd::SetCamera(const PictureMetadata& metadata) {
@@ -258,31 +263,38 @@ void PicAttributeWnd::SetCamera(const PictureMetadata& metadata) {
 
 void PicAttributeWnd::SetExposure(const PictureMetadata& metadata) {
   const bool exposed = metadata.exposureTime > 0;
-  if (metadata.aperture > 0) AddRow("IDS_VIEWER_ATTR_APERTURE", QStringLiteral("f/") + Decimal(metadata.aperture, 1));
+  if (metadata.aperture > 0)
+    AddRow("IDS_VIEWER_ATTR_APERTURE", QStringLiteral("f/") + Decimal(metadata.aperture, 1));
   // A camera writes this one as a power: 2 is f/2, 4 is f/4.
   if (metadata.maxApertureValue > 0)
-    AddRow("IDS_VIEWER_ATTR_MAX_APERTURE", QStringLiteral("f/") + Decimal(std::pow(2, metadata.maxApertureValue / 2), 1));
+    AddRow("IDS_VIEWER_ATTR_MAX_APERTURE",
+           QStringLiteral("f/") + Decimal(std::pow(2, metadata.maxApertureValue / 2), 1));
   AddRow("IDS_VIEWER_ATTR_EXPOSURE_TIME", ExposureTime(metadata.exposureTime));
   if (metadata.isoSpeed > 0) AddRow("IDS_VIEWER_ATTR_ISO", QString::number(metadata.isoSpeed));
   if (metadata.focalLength > 0)
-    AddRow("IDS_VIEWER_ATTR_FOCAL_LENGTH", WithUnit("IDS_VIEWER_UNIT_MILLIMETRES", Decimal(metadata.focalLength, 1)));
+    AddRow("IDS_VIEWER_ATTR_FOCAL_LENGTH",
+           WithUnit("IDS_VIEWER_UNIT_MILLIMETRES", Decimal(metadata.focalLength, 1)));
   if (metadata.exposureBias != 0)
-    AddRow("IDS_VIEWER_ATTR_EXPOSURE_BIAS", WithUnit("IDS_VIEWER_UNIT_EV", Decimal(metadata.exposureBias, 2)));
+    AddRow("IDS_VIEWER_ATTR_EXPOSURE_BIAS",
+           WithUnit("IDS_VIEWER_UNIT_EV", Decimal(metadata.exposureBias, 2)));
   AddRow("IDS_VIEWER_ATTR_PROGRAM", WordsOf(metadata.exposureMode));
   AddRow("IDS_VIEWER_ATTR_METERING", WordsOf(metadata.meteringMode));
   // A record that knows no exposure knows nothing of a flash either.
   if (exposed)
-    AddRow("IDS_VIEWER_ATTR_FLASH", CResourceManager::GetText(metadata.flashUsed ? QStringLiteral("IDS_VIEWER_FLASH_USED")
-                                                                                 : QStringLiteral("IDS_VIEWER_FLASH_NOT_USED")));
+    AddRow("IDS_VIEWER_ATTR_FLASH",
+           CResourceManager::GetText(metadata.flashUsed ? QStringLiteral("IDS_VIEWER_FLASH_USED")
+                                                        : QStringLiteral("IDS_VIEWER_FLASH_NOT_USED")));
   AddRow("IDS_VIEWER_ATTR_WHITE_BALANCE", Text(metadata.whiteBalance));
   if (metadata.subjectDistance > 0)
-    AddRow("IDS_VIEWER_ATTR_DISTANCE", WithUnit("IDS_VIEWER_UNIT_METRES", QString::number(metadata.subjectDistance)));
+    AddRow("IDS_VIEWER_ATTR_DISTANCE",
+           WithUnit("IDS_VIEWER_UNIT_METRES", QString::number(metadata.subjectDistance)));
   AddRow("IDS_VIEWER_ATTR_COLOR_SPACE", WordsOf(metadata.colorSpace));
 }
 
 void PicAttributeWnd::SetPlaces(const PictureMetadata& metadata) {
   AddRow("IDS_VIEWER_ATTR_PLACE", Text(metadata.position));
-  if (const auto album = Gallery::GetInstance().GetAlbum(file->AlbumId())) AddRow("IDS_VIEWER_ATTR_ALBUM", Page::AlbumTitle(*album));
+  if (const auto album = Gallery::GetInstance().GetAlbum(file->AlbumId()))
+    AddRow("IDS_VIEWER_ATTR_ALBUM", Page::AlbumTitle(*album));
   AddRow("IDS_VIEWER_ATTR_PATH", Page::NativeText(file->LocalPath()));
   AddRow("IDS_VIEWER_ATTR_CLOUD",
          CResourceManager::GetText(file->IsLocalOnly() ? QStringLiteral("IDS_VIEWER_CLOUD_WAITING")

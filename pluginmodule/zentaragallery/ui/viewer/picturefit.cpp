@@ -5,7 +5,7 @@
 
 namespace {
 
-constexpr double kLargestScale = 2;    // of the picture's own pixels
+constexpr double kLargestScale = 2;      // of the picture's own pixels
 constexpr double kLeastEnlargement = 4;  // of the fitted size
 
 }  // namespace
@@ -89,7 +89,9 @@ void PictureFit::Clamp() {
 
 QRect PictureFit::Place() const {
   const double scale = Scale();
-  const QSize size = QSize(int(std::lround(picture.width() * scale)), int(std::lround(picture.height() * scale))).expandedTo({1, 1});
+  const QSize size =
+      QSize(int(std::lround(picture.width() * scale)), int(std::lround(picture.height() * scale)))
+          .expandedTo({1, 1});
   const QPointF corner = Middle() + offset - QPointF(size.width() / 2.0, size.height() / 2.0);
   return {corner.toPoint(), size};
 }

@@ -6,8 +6,8 @@
 
 // Where a picture lies in a window: its size at a zoom of 0 to 100, and its place.
 // At 0 it is fitted into the window less its margins, and never larger than its own
-// pixels; at 100 it is twice its own pixels, or four times the fitted size. Sizes are those of the picture as it
-// is shown, turned.
+// pixels; at 100 it is twice its own pixels, or four times the fitted size. Sizes are those of the picture as
+// it is shown, turned.
 class PictureFit {
  public:
   static constexpr double kMaxZoom = 100;

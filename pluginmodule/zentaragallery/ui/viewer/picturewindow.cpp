@@ -51,8 +51,10 @@ CControlUI* PictureWindow::CreateControl(const QString& element) {
 }
 
 void PictureWindow::FindControls() {
-  lcd = dynamic_cast<CDouThumLCDUI*>(FindControl(IsFull() ? QStringLiteral("DouThumFullLCDH") : QStringLiteral("DouThumLCDH")));
-  gif = dynamic_cast<CGifButtonUI*>(FindControl(IsFull() ? QStringLiteral("DouThumFullLCDgif") : QStringLiteral("DouThumLCDgif")));
+  lcd = dynamic_cast<CDouThumLCDUI*>(
+      FindControl(IsFull() ? QStringLiteral("DouThumFullLCDH") : QStringLiteral("DouThumLCDH")));
+  gif = dynamic_cast<CGifButtonUI*>(
+      FindControl(IsFull() ? QStringLiteral("DouThumFullLCDgif") : QStringLiteral("DouThumLCDgif")));
   ring = Find<PCCircleProgressUI>(QStringLiteral("CircleProgress"));
   strip = Find<BurstStripUI>(QStringLiteral("burst_strip"));
 }
@@ -61,7 +63,8 @@ void PictureWindow::InitWindow() {
   FindControls();
   setFocusPolicy(Qt::StrongFocus);
   if (auto* stage = Stage()) stage->Widget()->installEventFilter(this);
-  connect(&CResourceManager::GetInstance(), &CResourceManager::languageChanged, this, [this] { FollowWinChange(false); });
+  connect(&CResourceManager::GetInstance(), &CResourceManager::languageChanged, this,
+          [this] { FollowWinChange(false); });
   // The arrow keys are for pictures wherever the focus is, and a click leaves it alone.
   for (auto* button : findChildren<QAbstractButton*>()) {
     button->setFocusPolicy(Qt::TabFocus);
@@ -102,7 +105,8 @@ void PictureWindow::CalMouseWheelIndex(int delta) {
   const File next = previous ? ViewerList::At(index - 1) : GetPicObject(index);
   if (!next) return;
   direction = previous ? -1 : 1;
-  Logger::OutputOperationLog(kEventChange, 1, 0, {{"ChangeType", previous ? "left" : "right"}, {"total", "1"}});
+  Logger::OutputOperationLog(kEventChange, 1, 0,
+                             {{"ChangeType", previous ? "left" : "right"}, {"total", "1"}});
   ShowFile(next);
 }
 
@@ -129,14 +133,18 @@ void PictureWindow::FollowWinChange(bool reloadThumb) {
   if (reloadThumb) VideoPlayer::DeleteVideoLoadWnd();
   RememberPlace();
   ShowFavorite(shown->IsFavorite);
-  Page::Send(WM_GALLERY_TOOLBAR_STATE, 0,
-             static_cast<int>(IsBurst() ? PageRules::ToolbarState::BurstMember : PageRules::ToolbarState::Viewer));
-  if (VideoPlayer::HasPlayer()) Page::Send(WM_GALLERY_TOOLBAR_STATE, 0, static_cast<int>(PageRules::ToolbarState::Video));
+  Page::Send(
+      WM_GALLERY_TOOLBAR_STATE, 0,
+      static_cast<int>(IsBurst() ? PageRules::ToolbarState::BurstMember : PageRules::ToolbarState::Viewer));
+  if (VideoPlayer::HasPlayer())
+    Page::Send(WM_GALLERY_TOOLBAR_STATE, 0, static_cast<int>(PageRules::ToolbarState::Video));
   HideProgress();
   FollowPicture();
   ShowTitle();
   ShowArrows();
-  if (Attributes()) (void)platform::SendMessageW(attributes->GetHWND(), WM_GALLERY_ATTR_OPEN, 0, reinterpret_cast<LPARAM>(&shown));
+  if (Attributes())
+    (void)platform::SendMessageW(attributes->GetHWND(), WM_GALLERY_ATTR_OPEN, 0,
+                                 reinterpret_cast<LPARAM>(&shown));
   OnFollowed();
 }
 
@@ -182,7 +190,8 @@ void PictureWindow::DecodeAhead() {
 }
 
 void PictureWindow::ShowTitle() {
-  if (auto* title = Find<CLabelUI>(QStringLiteral("TitleLcd"))) title->SetText(CResourceManager::FormatDateTime(shown->CreateTime));
+  if (auto* title = Find<CLabelUI>(QStringLiteral("TitleLcd")))
+    title->SetText(CResourceManager::FormatDateTime(shown->CreateTime));
   auto* cover = Find<CButtonUI>(QStringLiteral("BurstCover"));
   if (auto* bar = FindControl(QStringLiteral("BurstCoverV"))) bar->SetVisible(IsBurst());
   if (strip) strip->SetShown(ViewerList::IndexOf(shown));
@@ -217,7 +226,8 @@ void PictureWindow::ShowFavorite(bool on) {
   if (!button) return;
   button->SetIcon(on ? QStringLiteral("heart-filled") : QStringLiteral("heart"));
   button->SetAttribute(QStringLiteral("iconcolor"), on ? QStringLiteral("danger") : QString());
-  button->SetToolTip(on ? QStringLiteral("IDS_GALLERT_LCD_UNFAVORITE") : QStringLiteral("IDS_GALLERT_LCD_FAVORITE"));
+  button->SetToolTip(on ? QStringLiteral("IDS_GALLERT_LCD_UNFAVORITE")
+                        : QStringLiteral("IDS_GALLERT_LCD_FAVORITE"));
 }
 
 void PictureWindow::ShowAttributesOn(bool on) {
@@ -252,7 +262,9 @@ void PictureWindow::OnLcdMessage(UINT message) {
 
 // --- What the user does
 
-void PictureWindow::PostZoomSlider(double value) { Page::Post(WM_GALLERY_ZOOM_SLIDER, 0, std::lround(value)); }
+void PictureWindow::PostZoomSlider(double value) {
+  Page::Post(WM_GALLERY_ZOOM_SLIDER, 0, std::lround(value));
+}
 
 void PictureWindow::BtnRotate() {
   if (!shown || shown->IsVideo()) return;
@@ -266,9 +278,9 @@ void PictureWindow::BtnRotate() {
 void PictureWindow::PicAttributeShowToCanle() {
   if (!shown) return;
   const bool on = !shown->IsFavorite;
-  LogOperation("halcyra_gallery_setfavorite", {{"Isfavorite", on ? "true" : "false"},
-                                               {"total", "1"},
-                                               {"size", std::to_string(shown->Size.Get())}});
+  LogOperation(
+      "halcyra_gallery_setfavorite",
+      {{"Isfavorite", on ? "true" : "false"}, {"total", "1"}, {"size", std::to_string(shown->Size.Get())}});
   ShowFavorite(on);
   // The row is written on a worker; what became of it comes back.
   const HWND self = GetHWND();
@@ -293,7 +305,8 @@ void PictureWindow::CreateAttributeWnd() {
   LogOperation("halcyra_gallery_showprompt");
   attributes = new PicAttributeWnd(GetHWND());
   (void)attributes->Create(this, QStringLiteral("PicAttributeWnd"), WindowStyle::Child, AttributeRect());
-  (void)platform::SendMessageW(attributes->GetHWND(), WM_GALLERY_ATTR_OPEN, 0, reinterpret_cast<LPARAM>(&shown));
+  (void)platform::SendMessageW(attributes->GetHWND(), WM_GALLERY_ATTR_OPEN, 0,
+                               reinterpret_cast<LPARAM>(&shown));
   attributes->show();
   ShowAttributesOn(true);
   PlaceAttributes();
@@ -334,7 +347,8 @@ void PictureWindow::Notify(TNotifyUI& message) {
     (void)platform::SendMessageW(GetHWND(), kMouseWheel, WheelWord(static_cast<int>(message.lParam)), 0);
     return;
   }
-  if (message.sType == QStringLiteral("itemselect") && message.pSender == strip) ShowAt(static_cast<int>(message.wParam));
+  if (message.sType == QStringLiteral("itemselect") && message.pSender == strip)
+    ShowAt(static_cast<int>(message.wParam));
 }
 
 void PictureWindow::OnClick(const QString& name) {

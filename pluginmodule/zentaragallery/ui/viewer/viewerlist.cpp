@@ -26,7 +26,8 @@ std::map<std::string, int>& Turns() {
 std::vector<File> ShotsOf(const File& parent) {
   std::vector<File> shots{parent};
   for (const File& member : parent->GetMembers())
-    if (member != parent && !member->IsDeleted && member->IsInBin() == parent->IsInBin()) shots.push_back(member);
+    if (member != parent && !member->IsDeleted && member->IsInBin() == parent->IsInBin())
+      shots.push_back(member);
   std::ranges::stable_sort(shots, {}, [](const File& shot) { return shot->ContinuousNo.Get(); });
   return shots;
 }
@@ -74,7 +75,8 @@ int IndexOf(const File& file) {
 
 File At(int index) {
   if (index < 0 || index >= Count()) return nullptr;
-  return InBurst() ? Burst()[static_cast<std::size_t>(index)] : Helper().GetFileByIndex(static_cast<std::uint32_t>(index));
+  return InBurst() ? Burst()[static_cast<std::size_t>(index)]
+                   : Helper().GetFileByIndex(static_cast<std::uint32_t>(index));
 }
 
 int RotationOf(const File& file) {
