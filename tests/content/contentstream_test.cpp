@@ -4,9 +4,12 @@
 
 #include <gmock/gmock.h>
 
+#include <fstream>
 #include <future>
+#include <thread>
 
 #include "contenttest.h"
+#include "host/globalparamwrapper.h"
 #include "transfer/stream/playurlparamconstruct.h"
 #include "utils/globaldata.h"
 
@@ -49,14 +52,14 @@ class ContentStreamTest : public ContentTest {
   }
   std::size_t Objects() { return CountRequests("GET /cloudPhoto/v1/objects/"); }
   void Damage(const FilePtr& file, int number) {
-    server.Action(R"({"action":"damageObject","userName":"alice","mediaId":")" + file->UniqueId() + R"(","number":)" +
-                  std::to_string(number) + "}");
+    server.Action(R"({"action":"damageObject","userName":"alice","mediaId":")" + file->UniqueId() +
+                  R"(","number":)" + std::to_string(number) + "}");
   }
 };
 
 TEST_F(ContentStreamTest, GivesTheBytesThatWereUploadedWhateverTheirSize) {
-  for (const std::size_t size : {std::size_t{1}, std::size_t{16}, std::size_t{kSliceSize}, std::size_t{kSliceSize + 1},
-                                 std::size_t{5 * kSliceSize + 3}}) {
+  for (const std::size_t size : {std::size_t{1}, std::size_t{16}, std::size_t{kSliceSize},
+                                 std::size_t{kSliceSize + 1}, std::size_t{5 * kSliceSize + 3}}) {
     SCOPED_TRACE(size);
     const std::string bytes = Noise(size, static_cast<unsigned>(size));
     ContentStream stream(Uploaded("s" + std::to_string(size), bytes));
@@ -94,9 +97,13 @@ TEST_F(ContentStreamTest, SeekDoesNotWaitForThePieceThatIsOnItsWay) {
   const std::string bytes = Noise(10 * kSliceSize);
   const auto file = Uploaded("busy", bytes);
   server.Fault(R"({"method":"GET","path":"/objects/","nth":1,"delayMs":3600000})");
+  // Nothing but the seek ends the wait for it.
+  std::ofstream(folder / "config/ZentaraCloud/settings.json") << R"({"timeoutLowSpeedSeconds":0})";
+  ASSERT_TRUE(GlobalParamWrapper::GetInstance()->Load());
   ContentStream stream(file);
   std::uint64_t length = 0;
   ASSERT_TRUE(stream.Open(length));
+  while (Objects() == 0) std::this_thread::yield();  // Else the piece there would be the first one.
   EXPECT_TRUE(Bytes(stream, 5 * kSliceSize, 10) == bytes.substr(5 * kSliceSize, 10));
 }
 
@@ -288,7 +295,8 @@ TEST_F(ContentStreamTest, RecordWithAGapBetweenItsObjectsIsRefused) {
     if (request.find("GET /cloudPhoto/v1/media/") == std::string::npos) return answer;
     Json::Value body = AnswerChanger::Body(answer);
     for (Json::Value& attachment : body["attachments"])
-      if (attachment["usage"] == "content") attachment["asset"]["resource"]["objects"][1]["start"] = kSliceSize + 16;
+      if (attachment["usage"] == "content")
+        attachment["asset"]["resource"]["objects"][1]["start"] = kSliceSize + 16;
     return AnswerChanger::WithBody(body);
   });
   ContentStream stream(file, kQuick);

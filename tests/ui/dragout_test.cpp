@@ -10,11 +10,12 @@
 #include <deque>
 #include <fstream>
 
-#include "contenttest.h"
-#include "pagetest.h"
 #include "common/toolkit/label.h"
 #include "common/toolkit/resourcemanager.h"
+#include "contenttest.h"
+#include "pagetest.h"
 #include "transfer/gallerytransmanager.h"
+#include "ui/dragpicture.h"
 #include "ui/gallerydragout.h"
 #include "utils/messages.h"
 
@@ -64,7 +65,8 @@ class DragOutTest : public ContentTest {
     ASSERT_TRUE(frame->Create(static_cast<QWidget*>(nullptr), QStringLiteral("frame"), WindowStyle::Frame,
                               QRect(0, 0, 1100, 900)));
     page = std::make_unique<ZentaraGallery>();
-    ASSERT_TRUE(page->Create(frame.get(), QStringLiteral("ZentaraGalleryWnd"), WindowStyle::Child, {84, 0, 1016, 900}));
+    ASSERT_TRUE(page->Create(frame.get(), QStringLiteral("ZentaraGalleryWnd"), WindowStyle::Child,
+                             {84, 0, 1016, 900}));
     frame->show();
     page->show();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(frame.get()));
@@ -77,14 +79,17 @@ class DragOutTest : public ContentTest {
         if (row->Cell(k)->File() && !row->Cell(k)->HitRect().isEmpty()) return row->Cell(k);
     return nullptr;
   }
-  static void Pointer(const std::string& command) { EXPECT_EQ(std::system(("xdotool " + command).c_str()), 0); }
+  static void Pointer(const std::string& command) {
+    EXPECT_EQ(std::system(("xdotool " + command).c_str()), 0);
+  }
   static std::string At(QPoint point) { return std::to_string(point.x()) + " " + std::to_string(point.y()); }
 
   // Drags the first cell into the target, whose window is another process's. A drag has an
   // event loop of its own, so what comes next is decided by a timer inside it.
   std::string DragTo(const QString& mode, const std::function<void()>& beforeDrop = {}) {
     target.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    target.start(QString::fromUtf8(DRAG_TARGET), {mode, QString::fromStdString((folder / "target").string())});
+    target.start(QString::fromUtf8(DRAG_TARGET),
+                 {mode, QString::fromStdString((folder / "target").string())});
     EXPECT_TRUE(QTest::qWaitFor([this] { return Heard("ready"); }, 20000));
     auto* cell = Cell();
     const QPoint start = cell->mapToGlobal(cell->HitRect().center());
@@ -106,7 +111,10 @@ class DragOutTest : public ContentTest {
     });
     driver.start(20);
     const bool ended = QTest::qWaitFor(
-        [&] { return dropped && (Heard("done") || (mode == QStringLiteral("refuse") && !GlobalData::dragging)); }, 60000);
+        [&] {
+          return dropped && (Heard("done") || (mode == QStringLiteral("refuse") && !GlobalData::dragging));
+        },
+        60000);
     EXPECT_TRUE(ended) << said;
     const auto done = said.find("done ");
     return done == std::string::npos ? "" : said.substr(done + 5, said.find('\n', done) - done - 5);
@@ -129,7 +137,8 @@ class DragOutTest : public ContentTest {
   static std::vector<std::string> LeftOver() {
     std::vector<std::string> names;
     std::error_code error;
-    for (const auto& entry : fs::directory_iterator(DragRoot(), error)) names.push_back(entry.path().filename().string());
+    for (const auto& entry : fs::directory_iterator(DragRoot(), error))
+      names.push_back(entry.path().filename().string());
     return names;
   }
 
@@ -153,7 +162,8 @@ TEST_F(DragOutTest, OriginalOfTheCloudIsFetchedAtTheDropAndNotBefore) {
   const auto file = Picture("cloud", Noise(3 * kSliceSize), false);
   Open();
   std::size_t before = 1;
-  const auto word = DragTo(QStringLiteral("uris"), [&] { before = CountRequests("GET /cloudPhoto/v1/objects/"); });
+  const auto word =
+      DragTo(QStringLiteral("uris"), [&] { before = CountRequests("GET /cloudPhoto/v1/objects/"); });
   EXPECT_EQ(word, "1 copy");
   EXPECT_EQ(before, 0u);
   ASSERT_EQ(Arrived().size(), 1u);
@@ -182,7 +192,8 @@ TEST_F(DragOutTest, TargetThatNamesAFolderGetsTheDownloadsThere) {
         return !rows.empty() || files.contains("saved.jpg");
       },
       20000));
-  for (const auto& row : rows) EXPECT_EQ(platform::NativePath(row.LocalPath).parent_path(), folder / "target");
+  for (const auto& row : rows)
+    EXPECT_EQ(platform::NativePath(row.LocalPath).parent_path(), folder / "target");
   EXPECT_TRUE(QTest::qWaitFor([] { return LeftOver().empty() && !GlobalData::dragging; }, 20000));
   GalleryTransManager::GetInstance().GalleryStop();
 }
@@ -233,12 +244,91 @@ TEST_F(DragOutTest, FolderThatAKilledRunHasLeftGoesAtTheStart) {
   EXPECT_THAT(LeftOver(), ElementsAre("not a drag"));
 }
 
+TEST_F(DragOutTest, CopiesOfAnEarlierDragGoAfterAnHour) {
+  ShowPage();
+  for (const char* name : {"11111111", "22222222"}) fs::create_directories(DragRoot() / name);
+  fs::last_write_time(DragRoot() / "11111111", fs::file_time_type::clock::now() - std::chrono::minutes(61));
+  const QString made = GalleryDragOut::MakeDragDirectory();
+  EXPECT_THAT(LeftOver(), UnorderedElementsAre("22222222", QFileInfo(made).fileName().toStdString()));
+}
+
+TEST_F(DragOutTest, TwoPicturesOfOneNameArriveBoth) {
+  const auto first = Picture("one", Noise(100, 1), false), second = Picture("two", Noise(100, 2), false);
+  second->SetFileName(first->FileName());
+  Open();
+  page->CurrentList()->OnSelectAllKey(0);
+  EXPECT_EQ(DragTo(QStringLiteral("uris")), "2 copy");
+  const auto files = Arrived();
+  ASSERT_EQ(files.size(), 2u);
+  EXPECT_TRUE(files.contains("one.jpg") && files.contains("one (1).jpg"));
+  EXPECT_EQ((std::set<std::string>{files.at("one.jpg"), files.at("one (1).jpg")}),
+            (std::set<std::string>{Noise(100, 1), Noise(100, 2)}));
+}
+
+TEST_F(DragOutTest, PictureAtThePointerTellsHowManyAreDragged) {
+  (void)Picture("badge", Noise(100), false);
+  Open();
+  const QImage one = MakeDragPicture(*Cell(), 1).toImage(), many = MakeDragPicture(*Cell(), 1500).toImage();
+  EXPECT_EQ(one.size(), QSize(100, 100));
+  EXPECT_EQ(one.pixelColor(5, 95), QColor(0xF5, 0xF5, 0xFF));
+  const auto blue = [](const QImage& image) {
+    int count = 0;
+    for (int x = 0; x < image.width(); ++x)
+      for (int y = 0; y < image.height(); ++y)
+        count += image.pixelColor(x, y) == QColor(0x1E, 0x90, 0xFF) ? 1 : 0;
+    return count;
+  };
+  EXPECT_EQ(blue(one), 0);
+  EXPECT_GT(blue(many), 100);
+  // "999" and no more: 14 and 4 a digit wide.
+  EXPECT_EQ(many, MakeDragPicture(*Cell(), 999).toImage());
+}
+
+TEST_F(DragOutTest, PictureDroppedOnAnAlbumOfThePanelMovesThere) {
+  const auto file = Picture("moved", Noise(100), false);
+  const auto album = Gallery::GetInstance().CreateAlbum(L"Trip", false, -1);
+  ASSERT_TRUE(album);
+  Open();
+  QWidget* place = nullptr;
+  ASSERT_TRUE(QTest::qWaitFor(
+      [&] {
+        for (QWidget* widget : page->Panel()->findChildren<QWidget*>(QStringLiteral("btn_custom_album")))
+          if (widget->isVisible()) place = widget;
+        return place != nullptr;
+      },
+      20000));
+  const QPoint start = Cell()->mapToGlobal(Cell()->HitRect().center());
+  const QPoint end = place->mapToGlobal(place->rect().center());
+  Pointer("mousemove " + At(start) + " mousedown 1");
+  ASSERT_TRUE(QTest::qWaitFor([] { return GallerySelectHelper::GetInstance().Count() > 0; }, 20000));
+  int step = 0;
+  bool began = false, dropped = false;
+  QTimer driver;
+  QObject::connect(&driver, &QTimer::timeout, &driver, [&] {
+    ++step;
+    began = began || GlobalData::dragging;
+    if (dropped) return;
+    if (!began) return Pointer("mousemove " + At(start + QPoint(10 + step % 5, 10)));
+    QString name;
+    // The panel has marked the album once the drag is over it.
+    if (page->Panel()->AlbumAtPoint(QCursor::pos(), name) == album && step % 8 == 7) {
+      dropped = true;
+      return Pointer("mouseup 1");
+    }
+    Pointer("mousemove " + At(end + QPoint(step % 7, 0)));
+  });
+  driver.start(20);
+  EXPECT_TRUE(QTest::qWaitFor([&] { return dropped && file->AlbumId() == album->AlbumId.Get(); }, 20000));
+  EXPECT_EQ(CountRequests("GET /cloudPhoto/v1/objects/"), 0u);
+}
+
 TEST_F(DragOutTest, PathThatIsNotTheDragsIsLeftAlone) {
   (void)Picture("other", Noise(1000), false);
   Open();
   GlobalData::dragging = true;
-  (void)platform::SendMessageW(page->GetHWND(), WM_GALLERY_SHELL_DROP, 0,
-                               reinterpret_cast<platform::LPARAM>(new std::wstring(folder.Wide("target/12345678"))));
+  (void)platform::SendMessageW(
+      page->GetHWND(), WM_GALLERY_SHELL_DROP, 0,
+      reinterpret_cast<platform::LPARAM>(new std::wstring(folder.Wide("target/12345678"))));
   EXPECT_TRUE(GlobalData::dragging);
   GlobalData::dragging = false;
   std::vector<DownloadTaskProperty> rows;

@@ -26,7 +26,8 @@ void Say(const std::string& words) {
 
 xcb_atom_t Atom(xcb_connection_t* connection, const char* name) {
   auto* reply = xcb_intern_atom_reply(
-      connection, xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(std::strlen(name)), name), nullptr);
+      connection, xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(std::strlen(name)), name),
+      nullptr);
   const xcb_atom_t atom = reply->atom;
   std::free(reply);
   return atom;
@@ -34,7 +35,8 @@ xcb_atom_t Atom(xcb_connection_t* connection, const char* name) {
 
 class Target : public QWidget {
  public:
-  Target(QString targetMode, QString targetFolder) : mode(std::move(targetMode)), folder(std::move(targetFolder)) {
+  Target(QString targetMode, QString targetFolder)
+      : mode(std::move(targetMode)), folder(std::move(targetFolder)) {
     setAcceptDrops(true);
     setGeometry(1200, 100, 200, 200);
   }
@@ -50,7 +52,8 @@ class Target : public QWidget {
   void dropEvent(QDropEvent* event) override {
     Say("drop");
     const std::string action = event->possibleActions() == Qt::CopyAction ? "copy" : "other";
-    const std::string word = mode == QStringLiteral("save") ? Save(*event->mimeData()) : Copy(*event->mimeData());
+    const std::string word =
+        mode == QStringLiteral("save") ? Save(*event->mimeData()) : Copy(*event->mimeData());
     event->acceptProposedAction();
     Say("done " + word + " " + action);
   }
@@ -79,9 +82,10 @@ class Target : public QWidget {
     const std::string offered(static_cast<const char*>(xcb_get_property_value(name)),
                               static_cast<std::size_t>(xcb_get_property_value_length(name)));
     std::free(name);
-    const std::string address = QUrl::fromLocalFile(folder + u'/' + QString::fromStdString(offered)).toEncoded().toStdString();
-    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, source, property, Atom(connection, "text/plain"), 8,
-                        static_cast<std::uint32_t>(address.size()), address.data());
+    const std::string address =
+        QUrl::fromLocalFile(folder + u'/' + QString::fromStdString(offered)).toEncoded().toStdString();
+    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, source, property, Atom(connection, "text/plain"),
+                        8, static_cast<std::uint32_t>(address.size()), address.data());
     xcb_flush(connection);
     return offered + " " + data.data(QStringLiteral("XdndDirectSave0")).toStdString();
   }
@@ -96,7 +100,8 @@ int main(int argc, char** argv) {
   Target target(QString::fromLocal8Bit(argv[1]), QString::fromLocal8Bit(argv[2]));
   target.show();
   QObject::connect(&application, &QGuiApplication::lastWindowClosed, &application, &QCoreApplication::quit);
-  while (!target.windowHandle() || !target.windowHandle()->isExposed()) QApplication::processEvents(QEventLoop::WaitForMoreEvents);
+  while (!target.windowHandle() || !target.windowHandle()->isExposed())
+    QApplication::processEvents(QEventLoop::WaitForMoreEvents);
   Say("ready");
   return QApplication::exec();
 }

@@ -20,10 +20,9 @@ class Films {
     const auto path = folder / name;
     if (std::filesystem::exists(path)) return path;
     const std::string length = ":d=" + std::to_string(seconds);
-    const std::string command = "ffmpeg -v error -nostdin -y -f lavfi -i " + picture + length +
-                                " -f lavfi -i sine=440" + length +
-                                " -c:v libx264 -preset ultrafast -pix_fmt yuv420p -c:a aac " + more + " '" +
-                                path.string() + "'";
+    const std::string command =
+        "ffmpeg -v error -nostdin -y -f lavfi -i " + picture + length + " -f lavfi -i sine=440" + length +
+        " -c:v libx264 -preset ultrafast -pix_fmt yuv420p -c:a aac " + more + " '" + path.string() + "'";
     return std::system(command.c_str()) == 0 ? path : std::filesystem::path();
   }
   static std::filesystem::path Red(int seconds) {
@@ -39,8 +38,8 @@ class Films {
     const std::string bytes{std::istreambuf_iterator<char>(file), {}};
     const auto head = bytes.find("tkhd");
     ASSERT_NE(head, std::string::npos);
-    const unsigned char matrix[36] = {0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF, 0, 0, 0, 0,
-                                      0, 0, 0, 0, 0, 0, 0, 180, 0, 0, 0, 0, 0, 0, 0x40, 0, 0, 0};
+    const unsigned char matrix[36] = {0, 0, 0, 0, 0, 1, 0, 0,   0, 0, 0, 0, 0xFF, 0xFF, 0,    0, 0, 0,
+                                      0, 0, 0, 0, 0, 0, 0, 180, 0, 0, 0, 0, 0,    0,    0x40, 0, 0, 0};
     file.clear();
     file.seekp(static_cast<std::streamoff>(head + 4 + 40));
     file.write(reinterpret_cast<const char*>(matrix), sizeof matrix);

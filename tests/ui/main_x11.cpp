@@ -1,6 +1,7 @@
 // Tests on a screen of their own: an X server without a picture, one for the program.
 
 #include <gtest/gtest.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -20,10 +21,11 @@ bool StartScreen() {
   if (pipe(ends) != 0) return false;
   server = fork();
   if (server == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGTERM);  // A test that crashes takes its screen along.
     close(ends[0]);
     const std::string out = std::to_string(ends[1]);
-    execlp("Xvfb", "Xvfb", "-displayfd", out.c_str(), "-screen", "0", "1600x1000x24", "-nolisten", "tcp", "-noreset",
-           nullptr);
+    execlp("Xvfb", "Xvfb", "-displayfd", out.c_str(), "-screen", "0", "1600x1000x24", "-nolisten", "tcp",
+           "-noreset", nullptr);
     _exit(127);
   }
   close(ends[1]);

@@ -34,7 +34,6 @@ class PlayerTest : public GalleryTest, protected PlayerScene {
     file->SetLocalPath(platform::WidePath(path));
     return file;
   }
-
 };
 
 TEST_F(PlayerTest, FilmOfThisComputerPlaysWithoutANetwork) {
@@ -128,7 +127,8 @@ TEST_F(PlayerTest, SliderGoesToItsPlaceInTheFilm) {
   ASSERT_TRUE(Until([this] { return Player().Time() > 0 && Shown() == State::Playing; }));
   auto* slider = Control<CSliderUI>("sliderPlay");
   QTest::mouseClick(slider, Qt::LeftButton, {}, QPoint(slider->width() * 4 / 5, slider->height() / 2));
-  EXPECT_TRUE(Label("labelPlayTime").startsWith(QStringLiteral("00:00:2"))) << Label("labelPlayTime").toStdString();
+  EXPECT_TRUE(Label("labelPlayTime").startsWith(QStringLiteral("00:00:2")))
+      << Label("labelPlayTime").toStdString();
   ASSERT_TRUE(Until([] { return Player().Time() > 22'000; }));
   EXPECT_LT(Player().Time(), 28'000);
   QTest::mouseClick(slider, Qt::LeftButton, {}, QPoint(slider->width() / 10, slider->height() / 2));
@@ -266,14 +266,16 @@ TEST_F(PlayerTest, BarOfAnotherWindowTakesTheFilmOverAndGivesItBack) {
   Play(Film(Films::Busy()));
   ASSERT_TRUE(Until([this] { return HasPicture() && Shown() == State::Playing; }));
   auto* full = new StandInViewer;
-  ASSERT_TRUE(full->Create(frame.get(), QStringLiteral("FullScreenRespondUI"), WindowStyle::Child, {0, 0, 1155, 851}));
+  ASSERT_TRUE(full->Create(frame.get(), QStringLiteral("FullScreenRespondUI"), WindowStyle::Child,
+                           {0, 0, 1155, 851}));
   GlobalData::fullWnd = full->GetHWND();
   full->show();
   VideoPlayer::SetPlayState(full->Bar());
   VideoPlayer::VLCWndOnSize(full->Stage()->rect());
   EXPECT_EQ(Window()->parentWidget(), full->Stage());
-  EXPECT_EQ(dynamic_cast<CButtonUI*>(full->Bar()->FindSubControl(QStringLiteral("btnScreenFull")))->IconName(),
-            QStringLiteral("fullscreen-exit"));
+  EXPECT_EQ(
+      dynamic_cast<CButtonUI*>(full->Bar()->FindSubControl(QStringLiteral("btnScreenFull")))->IconName(),
+      QStringLiteral("fullscreen-exit"));
   Keep("player-full");
   EXPECT_TRUE(Window()->isVisible());
   EXPECT_EQ(full->Bar()->Shown(), State::Playing);
@@ -293,7 +295,8 @@ TEST_F(PlayerTest, FilmOutlivesTheFullScreenThatClosesBeforeItGivesItBack) {
   Play(Film(Films::Busy()));
   ASSERT_TRUE(Until([this] { return HasPicture() && Shown() == State::Playing; }));
   auto* full = new StandInViewer;
-  ASSERT_TRUE(full->Create(frame.get(), QStringLiteral("FullScreenRespondUI"), WindowStyle::Child, {0, 0, 1155, 851}));
+  ASSERT_TRUE(full->Create(frame.get(), QStringLiteral("FullScreenRespondUI"), WindowStyle::Child,
+                           {0, 0, 1155, 851}));
   GlobalData::fullWnd = full->GetHWND();
   full->show();
   VideoPlayer::SetPlayState(full->Bar());
@@ -323,7 +326,8 @@ TEST_F(PlayerTest, ViewerThatClosesTakesTheFilmsWindowsAlong) {
   EXPECT_EQ(Window(), nullptr);
   VideoPlayer::StopVideo();
   viewer = new StandInViewer;
-  ASSERT_TRUE(viewer->Create(frame.get(), QStringLiteral("CDouClickThum"), WindowStyle::Child, {0, 0, 800, 600}));
+  ASSERT_TRUE(
+      viewer->Create(frame.get(), QStringLiteral("CDouClickThum"), WindowStyle::Child, {0, 0, 800, 600}));
   GlobalData::viewerWnd = viewer->GetHWND();
   viewer->show();
   QApplication::processEvents();
@@ -352,7 +356,9 @@ TEST_F(PlayerTest, FilmOfNarrowPixelsHasItsShape) {
   const auto path = Films::Make("narrow.mp4", "testsrc2=s=720x576:r=25", 2, "-aspect 16:9");
   Play(Film(path));
   ASSERT_TRUE(Until([this] { return HasPicture(); }));
-  EXPECT_EQ(Window()->Picture()->Picture().size(), QSize(1024, 576).scaled(QSize(1024, 576).boundedTo(frame->screen()->size()), Qt::KeepAspectRatio));
+  EXPECT_EQ(
+      Window()->Picture()->Picture().size(),
+      QSize(1024, 576).scaled(QSize(1024, 576).boundedTo(frame->screen()->size()), Qt::KeepAspectRatio));
 }
 
 TEST_F(PlayerTest, FromRightToLeftTheBarIsMirroredAndTheLineOfTimeIsNot) {
@@ -361,7 +367,8 @@ TEST_F(PlayerTest, FromRightToLeftTheBarIsMirroredAndTheLineOfTimeIsNot) {
       CResourceManager::GetInstance().SetLanguage(QString::fromLatin1(language));
       Theme::Instance().SetMode(mode);
       Play(Film(Films::Busy()));
-      ASSERT_TRUE(Until([this] { return HasPicture() && Shown() == State::Playing && Player().Length() > 0; }));
+      ASSERT_TRUE(
+          Until([this] { return HasPicture() && Shown() == State::Playing && Player().Length() > 0; }));
       Player().SetPosition(0.4F);
       ASSERT_TRUE(Until([this] { return Control<CSliderUI>("sliderPlay")->GetValue() > 3900; }));
       Control<CButtonUI>("btnVolume")->click();
@@ -401,7 +408,8 @@ TEST(PlayerDeathTest, WithoutTheLibraryTheOwnerSaysSo) {
         QString words;
         if (toast)
           for (const auto* label : toast->findChildren<QLabel*>()) words += label->text();
-        const bool said = words.contains(CResourceManager::GetText(QStringLiteral("IDS_DRIVE_Data_Sync_Loading")));
+        const bool said =
+            words.contains(CResourceManager::GetText(QStringLiteral("IDS_DRIVE_Data_Sync_Loading")));
         std::_Exit(said && !VideoPlayer::HasPlayer() ? 0 : 1);
       },
       testing::ExitedWithCode(0), "");

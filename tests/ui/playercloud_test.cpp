@@ -102,16 +102,20 @@ TEST_F(PlayerCloudTest, ServiceThatIsGoneIsSaid) {
 
 TEST_F(PlayerCloudTest, FilmsThatHangGiveWayToTheNextOne) {
   const auto file = Uploaded(Films::Busy());
+  // The first one waits for a slice, the others for their record.
   server.Fault(R"({"method":"GET","path":"/objects/","times":0,"delayMs":3600000})");
-  for (int i = 0; i < 10; ++i) {
+  server.Fault(R"({"method":"GET","path":"/media/","nth":2,"times":0,"delayMs":3600000})");
+  for (int i = 0; i < 5; ++i) {
     Play(file);
-    QApplication::processEvents();
+    ASSERT_TRUE(Until(
+        [this, i] { return CountRequests("GET /cloudPhoto/v1/media/") > static_cast<std::size_t>(i); }));
   }
   const auto local = std::make_shared<GalleryFile>();
   local->SavedFileType = 4;
   local->SetLocalPath(platform::WidePath(Films::Red(2)));
   Play(local);
   EXPECT_TRUE(Until([this] { return IsRed(); }));
+  server.Kill();  // Nobody waits for its answers any longer.
 }
 
 }  // namespace

@@ -38,7 +38,9 @@ class StandInViewer : public WindowImplBaseEx {
     if (message == WM_GALLERY_VIDEO_ENDED && stopsAtTheEnd) VideoPlayer::StopVideo();
     return WindowImplBaseEx::HandleMessage(message, word, value, handled);
   }
-  bool Got(UINT message) const { return std::find(messages.begin(), messages.end(), message) != messages.end(); }
+  bool Got(UINT message) const {
+    return std::find(messages.begin(), messages.end(), message) != messages.end();
+  }
   CPlayControlUI* Bar() { return Find<CPlayControlUI>(QStringLiteral("bottomCon")); }
   QWidget* Stage() { return FindControl(QStringLiteral("stage"))->Widget(); }
 
@@ -63,7 +65,8 @@ struct PlayerScene {
     ASSERT_TRUE(frame->Create(static_cast<QWidget*>(nullptr), QStringLiteral("frame"), WindowStyle::Frame,
                               QRect(QPoint(0, 0), size)));
     viewer = new StandInViewer;
-    ASSERT_TRUE(viewer->Create(frame.get(), QStringLiteral("CDouClickThum"), WindowStyle::Child, {{0, 0}, size}));
+    ASSERT_TRUE(
+        viewer->Create(frame.get(), QStringLiteral("CDouClickThum"), WindowStyle::Child, {{0, 0}, size}));
     GlobalData::viewerWnd = viewer->GetHWND();
     frame->show();
     viewer->show();
@@ -104,7 +107,9 @@ struct PlayerScene {
   T* Control(const char* name) {
     return dynamic_cast<T*>(viewer->Bar()->FindSubControl(QString::fromLatin1(name)));
   }
-  QString Label(const char* name) { return viewer->Bar()->FindSubControl(QString::fromLatin1(name))->GetText(); }
+  QString Label(const char* name) {
+    return viewer->Bar()->FindSubControl(QString::fromLatin1(name))->GetText();
+  }
   void Keep(const char* name) {
     const QString folder = qEnvironmentVariable("ZENTARA_SCREENSHOTS");
     if (!folder.isEmpty())

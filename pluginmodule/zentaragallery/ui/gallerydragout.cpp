@@ -9,6 +9,7 @@
 #include <QUrl>
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <set>
 
 #include "common/platform/files.h"
@@ -36,6 +37,8 @@ constexpr char kTag[] = "GalleryDragOut";
 const QString kUris = QStringLiteral("text/uri-list");
 constexpr int kNameDigits = 8;
 constexpr int kMostTries = 100;
+// A target may read its copies for a while after the drop.
+constexpr std::chrono::hours kCopiesStay{1};
 
 // Of the drag that runs; empty without one.
 QString& DraggedName() {
@@ -49,15 +52,28 @@ fs::path Root() {
 }
 
 bool IsDragName(const std::string& name) {
-  return name.size() == kNameDigits && std::all_of(name.begin(), name.end(), [](char c) { return c >= '0' && c <= '9'; });
+  return name.size() == kNameDigits &&
+         std::all_of(name.begin(), name.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
 std::string NewName() {
   std::array<std::uint8_t, kNameDigits> random{};
   if (!platform::RandomBytes(random)) return {};
   std::string name;
-  for (int i = 0; i < kNameDigits; ++i) name += static_cast<char>('0' + random[static_cast<std::size_t>(i)] % (i == 0 ? 8 : 9));
+  for (int i = 0; i < kNameDigits; ++i)
+    name += static_cast<char>('0' + random[static_cast<std::size_t>(i)] % (i == 0 ? 8 : 9));
   return name;
+}
+
+void SweepOlderThan(fs::file_time_type::duration age) {
+  std::error_code error;
+  for (const auto& entry : fs::directory_iterator(Root(), error)) {
+    std::error_code failed;
+    const bool isOld =
+        age <= age.zero() || fs::file_time_type::clock::now() - entry.last_write_time(failed) > age;
+    if (isOld && !failed && IsDragName(entry.path().filename().string()))
+      fs::remove_all(entry.path(), failed);
+  }
 }
 
 // A name of the cloud cannot lead out of the folder.
@@ -80,24 +96,20 @@ QString FreeName(const QString& name, std::set<QString>& taken) {
 
 // --- The drag directory
 
+void GalleryDragOut::Sweep() { SweepOlderThan({}); }
+
 QString GalleryDragOut::MakeDragDirectory() {
   const fs::path root = Root();
   if (platform::MakeFolder(root)) return {};
+  SweepOlderThan(kCopiesStay);
   for (int i = 0; i < kMostTries; ++i) {
     const std::string name = NewName();
     const fs::path directory = root / name;
     std::error_code error;
-    if (!name.empty() && fs::create_directory(directory, error)) return QString::fromStdString(directory.string());
+    if (!name.empty() && fs::create_directory(directory, error))
+      return QString::fromStdString(directory.string());
   }
   return {};
-}
-
-void GalleryDragOut::Sweep() {
-  std::error_code error;
-  for (const auto& entry : fs::directory_iterator(Root(), error)) {
-    std::error_code failed;
-    if (IsDragName(entry.path().filename().string())) fs::remove_all(entry.path(), failed);
-  }
 }
 
 bool GalleryDragOut::IsOfTheDrag(const QString& path) {
@@ -170,7 +182,8 @@ QByteArray DragOutData::SaveDirectly() const {
   if (path.isEmpty() || !GalleryDragOut::IsOfTheDrag(path) || !state->page) return "E";
   // Sent: the drag is over once the target has this answer. The receiver frees the path.
   auto* copy = new std::wstring(Page::Wide(path));
-  (void)platform::SendMessageW(state->page->GetHWND(), WM_GALLERY_SHELL_DROP, 0, reinterpret_cast<LPARAM>(copy));
+  (void)platform::SendMessageW(state->page->GetHWND(), WM_GALLERY_SHELL_DROP, 0,
+                               reinterpret_cast<LPARAM>(copy));
   return "S";
 }
 
@@ -201,7 +214,8 @@ QByteArray DragOutData::Addresses() const {
 // The target waits for its answer; the page shows how far it is and a stop.
 bool DragOutData::FetchCopies(const std::shared_ptr<State>& of) {
   std::vector<Place> copies;
-  std::copy_if(of->places.begin(), of->places.end(), std::back_inserter(copies), [](const Place& p) { return p.isCopy; });
+  std::copy_if(of->places.begin(), of->places.end(), std::back_inserter(copies),
+               [](const Place& p) { return p.isCopy; });
   if (copies.empty() || of->fetched) return true;
   if (of->fetching || !of->page) return false;
   of->fetching = true;
@@ -209,7 +223,8 @@ bool DragOutData::FetchCopies(const std::shared_ptr<State>& of) {
   bool ended = false;
   QEventLoop wait;
   of->page->Run(
-      CResourceManager::GetPluralText(QStringLiteral("IDS_GALLERY_DOWNLOADING"), static_cast<qint64>(copies.size())),
+      CResourceManager::GetPluralText(QStringLiteral("IDS_GALLERY_DOWNLOADING"),
+                                      static_cast<qint64>(copies.size())),
       copies.size(),
       [copies, done](ZentaraGallery::Job& job) {
         const auto goesOn = [&job] { return !job.stop; };

@@ -65,7 +65,8 @@ class DragOutData : public QMimeData {
 
 namespace GalleryDragOut {
 
-// A new, hidden folder with a name of eight digits; empty when it cannot be made.
+// A new, hidden folder with a name of eight digits; empty when it cannot be made. Those
+// of an hour ago go: their targets have read what they wanted.
 QString MakeDragDirectory();
 // Removes what a run that was killed has left.
 void Sweep();

@@ -40,7 +40,8 @@ Outcome WritePieces(StreamContent& content, std::ofstream& out, const std::funct
 
 }  // namespace
 
-Outcome CopyContent(const GalleryFile::Ptr& file, const fs::path& target, const std::function<bool()>& goesOn) {
+Outcome CopyContent(const GalleryFile::Ptr& file, const fs::path& target,
+                    const std::function<bool()>& goesOn) {
   StreamContent content(file);
   Outcome outcome = content.ReadRecord();
   if (outcome != Outcome::Done) return outcome;

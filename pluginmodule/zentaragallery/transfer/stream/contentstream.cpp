@@ -21,7 +21,8 @@ constexpr int kMostRenewals = 2;
 
 }  // namespace
 
-ContentStream::ContentStream(GalleryFile::Ptr film, Limits bounds) : limits(bounds), content(std::move(film)) {}
+ContentStream::ContentStream(GalleryFile::Ptr film, Limits bounds)
+    : limits(bounds), content(std::move(film)) {}
 
 ContentStream::~ContentStream() {
   Stop();
@@ -85,7 +86,8 @@ std::shared_ptr<const std::string> ContentStream::WaitForPiece(std::size_t index
   for (;;) {
     if (stopped || failure != Failure::None) return nullptr;
     if (const auto bytes = Find(index)) {
-      const auto place = std::find_if(cache.begin(), cache.end(), [&](const Piece& p) { return p.index == index; });
+      const auto place =
+          std::find_if(cache.begin(), cache.end(), [&](const Piece& p) { return p.index == index; });
       cache.splice(cache.begin(), cache, place);
       return bytes;
     }
@@ -152,7 +154,8 @@ Outcome ContentStream::Try(std::size_t index, std::string& plain) {
   Outcome outcome = Outcome::Outage;
   int attempts = 0, renewals = 0;
   while (IsNeeded(index)) {
-    outcome = content.Fetch(index, [this, index] { return IsNeeded(index); }, plain);
+    outcome = content.Fetch(
+        index, [this, index] { return IsNeeded(index); }, plain);
     if (outcome == Outcome::Expired && renewals++ < kMostRenewals) {
       outcome = content.ReadRecord();
       if (outcome == Outcome::Done) continue;

@@ -57,8 +57,9 @@ std::string RequestPlayUrl(const GalleryFile& film, HttpLib& http) {
   const auto reply = NS::JsonText::Parse(response).value_or(Json::Value());
   const std::string told = NS::JsonText::Text(reply, "code");
   const bool good = answered && (told.empty() || told == "0");
-  LogInfo(kTag, "VLC Play request code:" + (told.empty() ? std::to_string(http.LastResult().httpCode) : told) +
-                    (good ? " success" : " fail"));
+  LogInfo(kTag,
+          "VLC Play request code:" + (told.empty() ? std::to_string(http.LastResult().httpCode) : told) +
+              (good ? " success" : " fail"));
   if (!good) return {};
   std::string url = NS::JsonText::Text(reply, isV2 ? "signedDownloadLink" : "playUrl");
   LogInfo(kTag, "streaming media url :" + curlppx::CurlUrl::Place(url));

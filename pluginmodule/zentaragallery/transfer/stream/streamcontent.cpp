@@ -30,11 +30,11 @@ StreamContent::Outcome StreamContent::ReadRecord() {
 }
 
 StreamContent::Outcome StreamContent::ReadV2() {
-  const auto answer =
-      NS::Request::Sync(NS::CloudPhoto::V2::GetContentCall(file->UniqueId(), NS::CloudPhoto::V2::kContentFields));
+  const auto answer = NS::Request::Sync(
+      NS::CloudPhoto::V2::GetContentCall(file->UniqueId(), NS::CloudPhoto::V2::kContentFields));
   if (!answer.payload) {
-    LogError(kTag, "get url failed! fileid: " + file->UniqueId() + " curlCode: " + std::to_string(answer.curlCode) +
-                       " http code: " + std::to_string(answer.httpCode));
+    LogError(kTag, "get url failed! fileid: " + file->UniqueId() + " curlCode: " +
+                       std::to_string(answer.curlCode) + " http code: " + std::to_string(answer.httpCode));
     return answer.IsOutage() ? Outcome::Outage : Outcome::Refused;
   }
   const auto* content = answer.payload->Find("content");
@@ -51,7 +51,8 @@ StreamContent::Outcome StreamContent::TakeObjects(const Asset& asset) {
   for (std::size_t i = 0; i < objects.size(); ++i) {
     const bool last = i + 1 == objects.size();
     const std::int64_t end = last ? asset.resource.length : objects[i + 1].start;
-    read.push_back({objects[i].start, end - objects[i].start, WholeBlocks(objects[i].length), objects[i].downloadUrl});
+    read.push_back(
+        {objects[i].start, end - objects[i].start, WholeBlocks(objects[i].length), objects[i].downloadUrl});
   }
   cipher = asset.cipher;
   return Take(std::move(read), asset.resource.length, asset.resource.sha256);
@@ -68,7 +69,8 @@ StreamContent::Outcome StreamContent::TakeLink(std::int64_t length) {
   return Take(std::move(read), length, {});
 }
 
-StreamContent::Outcome StreamContent::Take(std::vector<Piece> read, std::int64_t length, const std::string& digest) {
+StreamContent::Outcome StreamContent::Take(std::vector<Piece> read, std::int64_t length,
+                                           const std::string& digest) {
   std::int64_t expected = 0;
   for (const Piece& piece : read) {
     const bool fits = piece.start == expected && piece.length > 0 && piece.length <= kLargestPiece &&

@@ -51,9 +51,9 @@ class StreamContent {
  private:
   struct Piece {
     std::int64_t start = 0;
-    std::int64_t length = 0;                        // plain bytes
-    std::int64_t stored = 0;                        // bytes to fetch
-    NS::CloudPhoto::V2::ObjectUrl address;          // of an object; empty: a part of the link
+    std::int64_t length = 0;                // plain bytes
+    std::int64_t stored = 0;                // bytes to fetch
+    NS::CloudPhoto::V2::ObjectUrl address;  // of an object; empty: a part of the link
   };
   Outcome ReadV2();
   Outcome TakeObjects(const NS::CloudPhoto::V2::Asset& asset);

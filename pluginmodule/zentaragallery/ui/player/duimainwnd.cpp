@@ -66,8 +66,9 @@ void CDuiMainWnd::Clear() {
 // What a former film's threads posted is not this one's.
 LRESULT CDuiMainWnd::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, bool& handled) {
   auto& player = VlcPlayer::GetInstance();
-  const bool isOfPlayer = uMsg == WM_USER_PLAYING || uMsg == WM_USER_END_REACHED || uMsg == WM_USER_POSITION ||
-                          uMsg == WM_USER_END_ERROR || uMsg == VlcPlayer::kFrameReady;
+  const bool isOfPlayer = uMsg == WM_USER_PLAYING || uMsg == WM_USER_END_REACHED ||
+                          uMsg == WM_USER_POSITION || uMsg == WM_USER_END_ERROR ||
+                          uMsg == VlcPlayer::kFrameReady;
   if (!isOfPlayer) return WindowImplBaseEx::HandleMessage(uMsg, wParam, lParam, handled);
   handled = true;
   if (!player.HasFilm() || wParam != player.Number()) return 0;
@@ -116,7 +117,8 @@ void VLCErrorWnd::Notify(TNotifyUI& message) {
 
 void VLCErrorWnd::PlaceIn(const QRect& place) {
   const int start = Manager().Scale(kErrorStart);
-  const int widest = std::max(1, std::min(Manager().Scale(kErrorMost), place.width() - start - Manager().Scale(24)));
+  const int widest =
+      std::max(1, std::min(Manager().Scale(kErrorMost), place.width() - start - Manager().Scale(24)));
   // A label that may wrap asks for less than its words on one line.
   auto* const label = Find<CLabelUI>(QStringLiteral("label"));
   const int words = label ? label->fontMetrics().horizontalAdvance(label->GetText()) + Manager().Scale(2) : 0;

@@ -81,7 +81,8 @@ void GalleryVolWnd::ShowSound() {
 bool GalleryVolWnd::eventFilter(QObject* watched, QEvent* event) {
   const auto* widget = qobject_cast<QWidget*>(watched);
   if (event->type() == QEvent::FocusIn && widget && widget != this && !isAncestorOf(widget)) {
-    QMetaObject::invokeMethod(this, [this] { Close(); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        this, [this] { Close(); }, Qt::QueuedConnection);
   }
   return WindowImplBaseEx::eventFilter(watched, event);
 }

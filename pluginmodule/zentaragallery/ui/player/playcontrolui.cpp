@@ -99,7 +99,8 @@ void CPlayControlUI::ShowPlace() {
   if (!screenFull) return;
   const bool full = IsOfFullScreen();
   screenFull->SetIcon(full ? QStringLiteral("fullscreen-exit") : QStringLiteral("fullscreen"));
-  screenFull->SetToolTip(full ? QStringLiteral("IDS_PLAYER_FULLSCREEN_LEAVE") : QStringLiteral("IDS_PLAYER_FULLSCREEN"));
+  screenFull->SetToolTip(full ? QStringLiteral("IDS_PLAYER_FULLSCREEN_LEAVE")
+                              : QStringLiteral("IDS_PLAYER_FULLSCREEN"));
   const QString color = full ? QStringLiteral("on-dark") : QString();
   for (CButtonUI* button : {play, volume, screenFull, rateButton}) {
     button->SetAttribute(QStringLiteral("iconcolor"), color);
@@ -121,10 +122,12 @@ void CPlayControlUI::ShowState(State shown) {
   if (!play) return;
   ShowPlace();
   const bool runs = state == State::Playing || state == State::Loading;
-  play->SetIcon(runs ? QStringLiteral("pause")
-                     : state == State::Ended ? QStringLiteral("replay") : QStringLiteral("play"));
-  play->SetToolTip(runs ? QStringLiteral("IDS_PLAYER_PAUSE")
-                        : state == State::Ended ? QStringLiteral("IDS_PLAYER_REPLAY") : QStringLiteral("IDS_PLAYER_PLAY"));
+  play->SetIcon(runs                    ? QStringLiteral("pause")
+                : state == State::Ended ? QStringLiteral("replay")
+                                        : QStringLiteral("play"));
+  play->SetToolTip(runs                    ? QStringLiteral("IDS_PLAYER_PAUSE")
+                   : state == State::Ended ? QStringLiteral("IDS_PLAYER_REPLAY")
+                                           : QStringLiteral("IDS_PLAYER_PLAY"));
   const bool hasFilm = state == State::Playing || state == State::Paused;
   slider->SetEnabled(hasFilm);
   rateButton->SetEnabled(state != State::None);
@@ -139,7 +142,8 @@ void CPlayControlUI::ShowPosition(float part, std::int64_t now, std::int64_t len
   const QSignalBlocker quiet(slider);
   slider->SetValue(static_cast<int>(part * kSteps + 0.5F));
   // A step of the arrow keys is five seconds.
-  if (length > 0) slider->setSingleStep(static_cast<int>(std::max<std::int64_t>(1, kKeyStepMs * kSteps / length)));
+  if (length > 0)
+    slider->setSingleStep(static_cast<int>(std::max<std::int64_t>(1, kKeyStepMs * kSteps / length)));
   slider->update();
   time->SetText(TimeText(now, length));
 }

@@ -24,7 +24,8 @@ bool IsFirstGeneration() {
 }
 
 QString ServerErrorKey() {
-  return IsFirstGeneration() ? QStringLiteral("IDS_GALLERT_SERVER_ERROR_V1") : QStringLiteral("IDS_GALLERT_SERVER_ERROR");
+  return IsFirstGeneration() ? QStringLiteral("IDS_GALLERT_SERVER_ERROR_V1")
+                             : QStringLiteral("IDS_GALLERT_SERVER_ERROR");
 }
 
 bool IsFullOpen() { return platform::IsWindow(GlobalData::fullWnd); }
@@ -36,13 +37,15 @@ PlayerSession& PlayerSession::GetInstance() {
   return session;
 }
 
-void PlayerSession::Play(QWidget* shownIn, const GalleryFile::Ptr& film, RECT place, CPlayControlUI* control) {
+void PlayerSession::Play(QWidget* shownIn, const GalleryFile::Ptr& film, RECT place,
+                         CPlayControlUI* control) {
   if (!shownIn) return;
   Stop();
   if (error) error->Close();
   if (!VlcPlayer::HasLibrary()) {
     LogError(kTag, "vlc ptr empty");
-    (void)Toast::Show(*shownIn, {.icon = QStringLiteral("error"), .sentence = QStringLiteral("IDS_DRIVE_Data_Sync_Loading")});
+    (void)Toast::Show(*shownIn, {.icon = QStringLiteral("error"),
+                                 .sentence = QStringLiteral("IDS_DRIVE_Data_Sync_Loading")});
     return;
   }
   owner = shownIn;
@@ -80,7 +83,8 @@ bool PlayerSession::MakeWindows() {
     LogInfo(kTag, missing);
     using Window = std::remove_reference_t<decltype(*made)>;
     made = new Window;
-    if (made->Create(owner, QString::fromLatin1(name), WindowStyle::Child, rect.isEmpty() ? QRect(0, 0, 1, 1) : rect)) {
+    if (made->Create(owner, QString::fromLatin1(name), WindowStyle::Child,
+                     rect.isEmpty() ? QRect(0, 0, 1, 1) : rect)) {
       made->hide();
       return true;
     }
@@ -110,7 +114,8 @@ void PlayerSession::Arrange() {
   QList<QWidget*> others;
   for (QObject* child : owner->children()) {
     auto* widget = qobject_cast<QWidget*>(child);
-    if (widget && !widget->isWindow() && widget != window && widget != load && widget != error) others << widget;
+    if (widget && !widget->isWindow() && widget != window && widget != load && widget != error)
+      others << widget;
   }
   window->raise();
   load->raise();
@@ -159,8 +164,9 @@ void PlayerSession::SetBar(CPlayControlUI* control) {
   }
   const bool loading = load && !load->isHidden();
   if (HasPlayer())
-    bar->ShowState(loading ? CPlayControlUI::State::Loading
-                           : player.IsPlaying() ? CPlayControlUI::State::Playing : CPlayControlUI::State::Paused);
+    bar->ShowState(loading              ? CPlayControlUI::State::Loading
+                   : player.IsPlaying() ? CPlayControlUI::State::Playing
+                                        : CPlayControlUI::State::Paused);
   bar->ShowRate(player.Rate());
   bar->ShowSound();
   bar->ShowPosition(player.Position(), player.Time(), player.Length());
@@ -213,7 +219,8 @@ void PlayerSession::OnPosition() {
 
 // A file in which libVLC finds no film "plays" and ends at once.
 void PlayerSession::OnEnd() {
-  const bool hadFilm = VlcPlayer::GetInstance().Length() > 0 || (window && !window->Picture()->Picture().isNull());
+  const bool hadFilm =
+      VlcPlayer::GetInstance().Length() > 0 || (window && !window->Picture()->Picture().isNull());
   if (!hadFilm) return OnError();
   if (bar) {
     const std::int64_t length = VlcPlayer::GetInstance().Length();
@@ -230,14 +237,16 @@ void PlayerSession::OnError() {
   const auto why = VlcPlayer::GetInstance().StreamFailure();
   // The viewer stops the film first, which would take the words along.
   TellViewer(WM_GALLERY_VIDEO_ENDED);
-  ShowError(why == ContentStream::Failure::Outage ? ServerErrorKey() : QStringLiteral("IDS_GALLERT_VIDEO_CANNOT_PLAYED"));
+  ShowError(why == ContentStream::Failure::Outage ? ServerErrorKey()
+                                                  : QStringLiteral("IDS_GALLERT_VIDEO_CANNOT_PLAYED"));
 }
 
 void PlayerSession::ShowError(const QString& textKey) {
   if (error) delete error.data();
   if (!owner) return;
   error = new VLCErrorWnd(textKey);
-  if (!error->Create(owner, QStringLiteral("CVLCErrorWnd"), WindowStyle::Child, {0, 0, 1, 1})) return delete error.data();
+  if (!error->Create(owner, QStringLiteral("CVLCErrorWnd"), WindowStyle::Child, {0, 0, 1, 1}))
+    return delete error.data();
   error->PlaceIn(owner->rect());
   error->show();
   error->raise();

@@ -3,6 +3,8 @@
 #include <QCoreApplication>
 #include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <future>
 
 #include "common/platform/thread.h"
 #include "ui/player/vlclibrary.h"
@@ -17,8 +19,9 @@ namespace {
 constexpr char kTag[] = "VlcPlayer";
 // Quiet, and nothing that a picture inside a page has no use for. Decoding by the
 // graphics card would only be copied back, and its drivers write to standard error.
-constexpr const char* kOptions[] = {"--quiet",        "--no-video-title-show",        "--no-osd",  "--no-stats",
-                                    "--avcodec-hw=none", "--no-metadata-network-access", "--no-lua"};
+constexpr const char* kOptions[] = {"--quiet",    "--no-video-title-show", "--no-osd",
+                                    "--no-stats", "--avcodec-hw=none",     "--no-metadata-network-access",
+                                    "--no-lua"};
 
 bool IsLocation(const std::string& path) {
   // "rstp" is the prefix that is agreed on.
@@ -60,8 +63,9 @@ struct VlcPlayer::Callbacks {
         return film.Post(WM_USER_END_ERROR);
       default:
         // For libVLC a stream that fails in its middle has come to its end.
-        return film.Post(film.stream && film.stream->Why() != ContentStream::Failure::None ? WM_USER_END_ERROR
-                                                                                           : WM_USER_END_REACHED);
+        return film.Post(film.stream && film.stream->Why() != ContentStream::Failure::None
+                             ? WM_USER_END_ERROR
+                             : WM_USER_END_REACHED);
     }
   }
 
@@ -139,7 +143,8 @@ WPARAM VlcPlayer::Play(const std::string& path, std::shared_ptr<ContentStream> s
   started->number = ++number;
   started->volume = soundOn ? volume : 0;
   // The frames are a part of the film.
-  started->frames = std::make_unique<VideoFrames>(mostPixels, [of = started.get()] { of->Post(kFrameReady); });
+  started->frames =
+      std::make_unique<VideoFrames>(mostPixels, [of = started.get()] { of->Post(kFrameReady); });
   rate = 1;
   film = started;
   MutexLock hold(lock);
@@ -180,6 +185,8 @@ void VlcPlayer::Shutdown() {
 void VlcPlayer::Run() {
   platform::SetThreadName("film player");
   std::shared_ptr<Film> live;
+  // Streams that still wait for the service: the next film does not wait for them.
+  std::vector<std::future<void>> endings;
   for (bool goesOn = true; goesOn;) {
     std::shared_ptr<Film> next;
     {
@@ -188,7 +195,15 @@ void VlcPlayer::Run() {
       goesOn = !ending;
       next = goesOn ? wanted : nullptr;
     }
-    if (live) End(*live);
+    if (live) {
+      End(*live);
+      std::erase_if(endings, [](const std::future<void>& ending) {
+        return ending.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+      });
+      endings.push_back(std::async(
+          std::launch::async, [](std::shared_ptr<ContentStream> stream) { stream.reset(); },
+          std::move(live->stream)));
+    }
     live = next;
     if (live) Start(*live);
   }
@@ -204,10 +219,11 @@ void VlcPlayer::Start(Film& started) {
   }
   libvlc_media_t* media = nullptr;
   if (instance && started.stream) {
-    media = vlc.media_new_callbacks(instance, Callbacks::OpenStream, Callbacks::ReadStream, Callbacks::SeekStream,
-                                    Callbacks::CloseStream, &started);
+    media = vlc.media_new_callbacks(instance, Callbacks::OpenStream, Callbacks::ReadStream,
+                                    Callbacks::SeekStream, Callbacks::CloseStream, &started);
   } else if (instance) {
-    media = (IsLocation(started.path) ? vlc.media_new_location : vlc.media_new_path)(instance, started.path.c_str());
+    media = (IsLocation(started.path) ? vlc.media_new_location : vlc.media_new_path)(instance,
+                                                                                     started.path.c_str());
   }
   libvlc_media_player_t* player = media ? vlc.media_player_new_from_media(media) : nullptr;
   if (media) vlc.media_release(media);
@@ -219,8 +235,9 @@ void VlcPlayer::Start(Film& started) {
   vlc.video_set_format_callbacks(player, Callbacks::Setup, nullptr);
   // Before it plays, or the first ones would be missed.
   libvlc_event_manager_t* events = vlc.media_player_event_manager(player);
-  for (const int event : {libvlc_MediaPlayerPlaying, libvlc_MediaPlayerEndReached, libvlc_MediaPlayerTimeChanged,
-                          libvlc_MediaPlayerPositionChanged, libvlc_MediaPlayerEncounteredError})
+  for (const int event :
+       {libvlc_MediaPlayerPlaying, libvlc_MediaPlayerEndReached, libvlc_MediaPlayerTimeChanged,
+        libvlc_MediaPlayerPositionChanged, libvlc_MediaPlayerEncounteredError})
     (void)vlc.event_attach(events, event, Callbacks::OnEvent, &started);
   started.player = player;
   if (vlc.media_player_play(player) != 0) started.Post(WM_USER_END_ERROR);
