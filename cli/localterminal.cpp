@@ -1,55 +1,14 @@
 #include "localterminal.h"
 
-#include <poll.h>
-#include <termios.h>
-#include <unistd.h>
-
 #include <fstream>
 #include <iostream>
 #include <iterator>
 
+#include "common/platform/terminal.h"
+
 namespace {
 
 namespace fs = std::filesystem;
-
-// How soon a question ends after Ctrl-C.
-constexpr int kInputStepMs = 100;
-
-// Keeps what is typed off the screen.
-class HiddenInput {
- public:
-  explicit HiddenInput(CommandTerminal::Echo echo) {
-    hidden = echo == CommandTerminal::Echo::Hidden && tcgetattr(STDIN_FILENO, &before) == 0;
-    termios silent = before;
-    silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-    if (hidden) tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
-  }
-  ~HiddenInput() {
-    if (!hidden) return;
-    tcsetattr(STDIN_FILENO, TCSAFLUSH, &before);
-    std::cerr << '\n';
-  }
-  HiddenInput(const HiddenInput&) = delete;
-  HiddenInput& operator=(const HiddenInput&) = delete;
-
- private:
-  termios before{};
-  bool hidden = false;
-};
-
-// One byte at a time, so that what follows the line is there for the next reader.
-// Nothing at the end of the input, when it cannot be read, and after Ctrl-C.
-std::optional<char> NextInput(const std::atomic<bool>& stopped) {
-  while (!stopped) {
-    pollfd input{STDIN_FILENO, POLLIN, 0};
-    if (::poll(&input, 1, kInputStepMs) == 0) continue;
-    char byte = 0;
-    const ssize_t count = ::read(STDIN_FILENO, &byte, 1);
-    if (count == 1) return byte;
-    if (count == 0 || errno != EINTR) return std::nullopt;
-  }
-  return std::nullopt;
-}
 
 fs::path Here() {
   std::error_code gone;
@@ -79,16 +38,24 @@ void LocalTerminal::WriteError(std::string_view text) {
   std::cerr << text << std::flush;
 }
 
-bool LocalTerminal::InputIsTerminal() const { return ::isatty(STDIN_FILENO) == 1; }
-bool LocalTerminal::ErrorIsTerminal() const { return ::isatty(STDERR_FILENO) == 1; }
+bool LocalTerminal::InputIsTerminal() const { return platform::InputIsTerminal(); }
+bool LocalTerminal::ErrorIsTerminal() const { return platform::ErrorIsTerminal(); }
 
 std::optional<std::string> LocalTerminal::ReadLine(const std::string& prompt, Echo echo) {
   WriteError(prompt);
-  const HiddenInput hidden(echo);
+  std::optional<platform::HiddenInput> hidden;
+  if (echo == Echo::Hidden) hidden.emplace();
+  const auto line = TypedLine();
+  // The end of the line was hidden, too.
+  if (hidden && hidden->IsHidden()) std::cerr << '\n';
+  return line;
+}
+
+std::optional<std::string> LocalTerminal::TypedLine() const {
   std::string line;
-  auto byte = NextInput(Stopped());
+  auto byte = platform::NextInput(Stopped());
   if (!byte) return std::nullopt;
-  for (; byte && *byte != '\n'; byte = NextInput(Stopped())) line += *byte;
+  for (; byte && *byte != '\n'; byte = platform::NextInput(Stopped())) line += *byte;
   if (Stopped()) return std::nullopt;
   return line;
 }

@@ -17,5 +17,7 @@ class LocalTerminal : public CommandTerminal {
   std::error_code ReadFile(const std::filesystem::path& file, std::string& content) override;
 
  private:
+  std::optional<std::string> TypedLine() const;
+
   std::atomic<bool> good{true};
 };

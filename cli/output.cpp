@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <ctime>
 
+#include "common/platform/localtime.h"
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
 #include "host/hexadecimal.h"
@@ -12,9 +13,7 @@
 namespace {
 
 std::string FormatLocal(std::int64_t timeMs, const char* format) {
-  const std::time_t seconds = static_cast<std::time_t>(timeMs / 1000);
-  std::tm local{};
-  localtime_r(&seconds, &local);
+  const std::tm local = platform::LocalTime(timeMs / 1000).value_or(std::tm{});
   std::array<char, 64> text{};
   std::strftime(text.data(), text.size(), format, &local);
   return text.data();

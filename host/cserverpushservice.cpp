@@ -115,11 +115,11 @@ void CServerPushService::State::Deliver(const PushMessage& message) {
 }
 
 void CServerPushService::State::Pause() {
-  std::unique_lock<platform::Mutex> hold(lock);
+  platform::MutexLock hold(lock);
   // Devices that lost one service at one moment do not come back at one moment.
   const auto spread =
       std::chrono::milliseconds(Clock::now().time_since_epoch().count() % (pause.count() / 4 + 1));
-  wake.wait_for(hold, pause + spread, [this] { return StopRequested(); });
+  wake.wait_for(lock, pause + spread, [this] { return StopRequested(); });
 }
 
 CServerPushService::CServerPushService() : state(new State) {}
@@ -130,25 +130,26 @@ CServerPushService* CServerPushService::GetInstance() {
 }
 
 bool CServerPushService::AddDelegate(const Delegate& delegate) {
-  platform::MutexLock hold(state->lock);
-  const auto& known = state->delegates;
-  if (std::find(known.begin(), known.end(), delegate) != known.end()) return false;
-  state->delegates.push_back(delegate);
+  auto& held = *state;
+  platform::MutexLock hold(held.lock);
+  if (std::find(held.delegates.begin(), held.delegates.end(), delegate) != held.delegates.end()) return false;
+  held.delegates.push_back(delegate);
   return true;
 }
 
 void CServerPushService::RemoveDelegate(const Delegate& delegate) {
-  std::unique_lock<platform::Mutex> hold(state->lock);
-  std::erase(state->delegates, delegate);
-  state->delivered.wait(hold, [this] {
-    return state->delivering == std::thread::id() || state->delivering == std::this_thread::get_id();
-  });
+  auto& held = *state;
+  platform::MutexLock hold(held.lock);
+  std::erase(held.delegates, delegate);
+  while (held.delivering != std::thread::id() && held.delivering != std::this_thread::get_id())
+    held.delivered.wait(held.lock);
 }
 
 bool CServerPushService::Start() {
   {
-    platform::MutexLock hold(state->lock);
-    state->pause = 0ms;
+    auto& held = *state;
+    platform::MutexLock hold(held.lock);
+    held.pause = 0ms;
   }
   return state->Start("push");
 }
@@ -156,7 +157,8 @@ bool CServerPushService::Start() {
 void CServerPushService::Stop() { state->Stop(); }
 
 void CServerPushService::SetPauses(std::chrono::milliseconds first, std::chrono::milliseconds longest) {
-  platform::MutexLock hold(state->lock);
-  state->firstPause = first;
-  state->longestPause = longest;
+  auto& held = *state;
+  platform::MutexLock hold(held.lock);
+  held.firstPause = first;
+  held.longestPause = longest;
 }

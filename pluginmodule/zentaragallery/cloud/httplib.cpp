@@ -6,6 +6,7 @@
 
 #include "cloud/galleryver.h"
 #include "cloud/logbody.h"
+#include "common/platform/filestream.h"
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
 #include "host/curlppx.h"
@@ -49,14 +50,6 @@ CurlConn::Writer AppendTo(std::string& response) {
 // Without its query, which may be a signature.
 std::string LogUrl(const std::string& url) { return url.substr(0, url.find('?')); }
 
-using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
-
-File OpenAt(const std::wstring& path, std::int64_t offset) {
-  File file(std::fopen(platform::NativePath(path).c_str(), "rb"), std::fclose);
-  if (file && fseeko(file.get(), offset, SEEK_SET) != 0) file.reset();
-  return file;
-}
-
 CurlConn::Reader BodyReader(UploadFileCommandParams& params) {
   return [&params](char* buffer, std::size_t size) {
     const auto end =
@@ -75,11 +68,11 @@ CurlConn::Reader FileReader(std::FILE* file) {
 
 // Where the next byte of an upload comes from: its file, or its buffer.
 std::int64_t Position(std::FILE* file, const UploadFileCommandParams& params) {
-  return file ? ftello(file) : params.readPosition;
+  return file ? platform::Position(file) : params.readPosition;
 }
 
 bool Seek(std::FILE* file, UploadFileCommandParams& params, std::int64_t position) {
-  if (file) return fseeko(file, position, SEEK_SET) == 0;
+  if (file) return platform::Seek(file, position);
   params.readPosition = position;
   return true;
 }
@@ -178,9 +171,9 @@ bool HttpLib::UploadFile(UploadFileCommandParams& params, const std::string& url
   connection.SetWriter(AppendTo(response));
   sourcePath = platform::WidePath(platform::NativePath(params.file->LocalPath()).lexically_normal());
   if (sourcePath.empty() || version == GalleryVer::Unknown) return false;
-  File file(nullptr, std::fclose);
+  platform::FileStream file(nullptr, std::fclose);
   if (version == GalleryVer::V1) {
-    file = OpenAt(sourcePath, params.fileOffset);
+    file = platform::OpenAt(platform::NativePath(sourcePath), params.fileOffset);
     if (!file) {
       LogError(kTag, "open file fail!");
       return false;
@@ -223,7 +216,7 @@ void HttpLib::Stop() {
 }
 
 void HttpLib::Reset() {
-  std::unique_lock<platform::Mutex> hold(stopLock);
-  ended.wait(hold, [this] { return running == 0 || !stopFlag; });
+  platform::MutexLock hold(stopLock);
+  while (running != 0 && stopFlag) ended.wait(stopLock);
   stopFlag = false;
 }

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "common/platform/files.h"
+#include "common/platform/filestream.h"
 #include "common/platform/paths.h"
 #include "transfer/contentcrypto.h"
 #include "utils/gallerylog.h"
@@ -28,12 +29,10 @@ std::int64_t SizeOf(const fs::path& path) {
   return error ? -1 : static_cast<std::int64_t>(size);
 }
 
-using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
-
-File OpenAt(const std::wstring& path, std::int64_t start) {
-  File file(std::fopen(platform::NativePath(path).c_str(), "rb"), std::fclose);
+platform::FileStream OpenUnbuffered(const std::wstring& path, std::int64_t start) {
+  auto file = platform::OpenAt(platform::NativePath(path), 0);
   if (file) std::setvbuf(file.get(), nullptr, _IONBF, 0);
-  if (file && fseeko(file.get(), start, SEEK_SET) != 0) file.reset();
+  if (file && !platform::Seek(file.get(), start)) file.reset();
   return file;
 }
 
@@ -99,7 +98,7 @@ bool UploadSource::Read(const std::wstring& path, const std::wstring& smallPath,
 EncryptedSlice GetEncryptSliceHash(const std::wstring& path, const std::string& key, const std::string& iv,
                                    std::int64_t length, std::int64_t start, ChangeCheck& plain) try {
   EncryptedSlice slice;
-  const File file = OpenAt(path, start);
+  const auto file = OpenUnbuffered(path, start);
   if (!file) {
     LogError(kSliceTag, "open file fail, error code:" + std::to_string(errno));
     return slice;

@@ -6,6 +6,8 @@
 #include <ctime>
 #include <memory>
 
+#include "common/platform/localtime.h"
+
 namespace {
 
 constexpr std::int64_t kSecondsPerDay = 86400;
@@ -25,19 +27,13 @@ std::int64_t FloorToDay(std::int64_t seconds) {
   return seconds - (rest < 0 ? rest + kSecondsPerDay : rest);
 }
 
-std::int64_t OffsetAt(std::int64_t seconds) {
-  const auto moment = static_cast<std::time_t>(seconds);
-  std::tm local{};
-  return localtime_r(&moment, &local) ? local.tm_gmtoff : 0;
-}
-
 // The offset that holds from one day before the UTC day to one day after it,
 // and so at every midnight that a moment of the day may belong to.
 std::int32_t OffsetAround(std::int64_t utcDay) {
   const std::int64_t start = utcDay * kSecondsPerDay;
-  const std::int64_t offset = OffsetAt(start);
+  const std::int64_t offset = platform::OffsetFromUtc(start);
   for (const std::int64_t days : {-1, 1, 2}) {
-    if (OffsetAt(start + days * kSecondsPerDay) != offset) return kOffsetChanges;
+    if (platform::OffsetFromUtc(start + days * kSecondsPerDay) != offset) return kOffsetChanges;
   }
   return static_cast<std::int32_t>(offset);
 }
@@ -64,11 +60,11 @@ class DayMemory {
 
 // Near a change of the clocks the old and the new offset each give a candidate.
 std::int64_t MidnightNearChange(std::int64_t seconds) {
-  const std::int64_t localDay = FloorToDay(seconds + OffsetAt(seconds));
-  const std::int64_t before = localDay - OffsetAt(seconds - 2 * kSecondsPerDay);
-  const std::int64_t after = localDay - OffsetAt(seconds + 2 * kSecondsPerDay);
-  const bool beforeIsMidnight = before + OffsetAt(before) == localDay;
-  const bool afterIsMidnight = after + OffsetAt(after) == localDay;
+  const std::int64_t localDay = FloorToDay(seconds + platform::OffsetFromUtc(seconds));
+  const std::int64_t before = localDay - platform::OffsetFromUtc(seconds - 2 * kSecondsPerDay);
+  const std::int64_t after = localDay - platform::OffsetFromUtc(seconds + 2 * kSecondsPerDay);
+  const bool beforeIsMidnight = before + platform::OffsetFromUtc(before) == localDay;
+  const bool afterIsMidnight = after + platform::OffsetFromUtc(after) == localDay;
   if (beforeIsMidnight && afterIsMidnight) return std::min(before, after);
   if (afterIsMidnight) return after;
   // Also when neither is: by the old offset midnight is the moment of the change.
@@ -87,9 +83,9 @@ std::int64_t LocalMidnight(std::int64_t seconds) {
 
 int LocalYear(std::int64_t seconds) {
   const bool hasRules = seconds >= kEarliest && seconds <= kLatest;
-  const std::int64_t days = FloorToDay(seconds + (hasRules ? OffsetAt(seconds) : 0)) / kSecondsPerDay;
+  const std::int64_t days = FloorToDay(seconds + (hasRules ? platform::OffsetFromUtc(seconds) : 0)) / kSecondsPerDay;
   const std::chrono::sys_days date{std::chrono::days{days}};
   return static_cast<int>(std::chrono::year_month_day{date}.year());
 }
 
-std::int64_t LocalOffset(std::int64_t seconds) { return OffsetAt(seconds); }
+std::int64_t LocalOffset(std::int64_t seconds) { return platform::OffsetFromUtc(seconds); }

@@ -6,6 +6,7 @@
 #include "common/platform/clock.h"
 #include "common/platform/files.h"
 #include "common/platform/guid.h"
+#include "common/platform/localtime.h"
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
 #include "host/globalparamwrapper.h"
@@ -132,11 +133,10 @@ std::int64_t MethodFunction::StampTime() {
 std::int64_t MethodFunction::GetDayKey(std::int64_t timeMs) { return LocalMidnight(timeMs / 1000); }
 
 std::string MethodFunction::TimeText(std::int64_t timeMs) {
-  const auto seconds = static_cast<std::time_t>(timeMs / 1000);
-  std::tm local{};
+  const auto local = platform::LocalTime(timeMs / 1000);
+  if (!local) return {};
   char text[64];
-  if (!localtime_r(&seconds, &local)) return {};
-  return {text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &local)};
+  return {text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &*local)};
 }
 
 std::string MethodFunction::MimeType(std::wstring_view extension) {
