@@ -61,6 +61,7 @@ void PlayerSession::Play(QWidget* shownIn, const GalleryFile::Ptr& film, RECT pl
     (void)platform::PostMessageW(GlobalData::fullWnd, WM_GALLERY_PLAYER_TO_FULL, 0, 0);
   } else {
     TellViewer(WM_GALLERY_VIDEO_RESIZE);
+    TellViewer(WM_GALLERY_BAR_SHOW);
   }
   window->Clear();
   window->show();
