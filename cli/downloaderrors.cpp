@@ -1,6 +1,7 @@
 #include "downloaderrors.h"
 
 #include "common/platform/files.h"
+#include "common/platform/mutex.h"
 #include "common/platform/paths.h"
 #include "host/globalparamwrapper.h"
 #include "host/jsonfile.h"
@@ -18,7 +19,8 @@ std::filesystem::path File() {
 // Content that came, and was not what was announced, could not be read either.
 TransferErrorInterface::ErrCode ToldCode(const TransferErrorInterface::Error& error) {
   const bool isOut = error.outage == TransferErrorInterface::Outage::Yes;
-  return error.code == TransferErrorInterface::kService && !isOut ? TransferErrorInterface::kNoUrl : error.code;
+  return error.code == TransferErrorInterface::kService && !isOut ? TransferErrorInterface::kNoUrl
+                                                                  : error.code;
 }
 
 }  // namespace
@@ -47,8 +49,8 @@ Json::Value DownloadErrors::Load() {
 }
 
 void DownloadErrors::Keep(const std::vector<TransferTask::Ptr>& failed) {
-  static std::mutex keeping;  // Two commands end at once.
-  const std::lock_guard hold(keeping);
+  static platform::Mutex keeping;  // Two commands end at once.
+  const platform::MutexLock hold(keeping);
   const Json::Value before = Load();
   Json::Value known = before;
   for (const auto& task : failed) known[task->GetTransferId()] = Of(*task);

@@ -1,9 +1,9 @@
 #include <CLI/CLI.hpp>
 #include <condition_variable>
-#include <mutex>
 #include <thread>
 
 #include "commands.h"
+#include "common/platform/mutex.h"
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
 #include "downloadrun.h"
@@ -152,7 +152,7 @@ class CycleStopper {
   explicit CycleStopper(const Output& of) : output(of), thread([this] { Watch(); }) {}
   ~CycleStopper() {
     {
-      std::lock_guard hold(lock);
+      platform::MutexLock hold(lock);
       done = true;
     }
     changed.notify_all();
@@ -165,17 +165,18 @@ class CycleStopper {
 
  private:
   void Watch() {
-    std::unique_lock hold(lock);
-    while (!changed.wait_for(hold, kWatchStep, [this] { return done; })) {
+    platform::MutexLock hold(lock);
+    while (!done) {
       if (begun && output.Stopped()) SyncHelper::GetInstance().EndCycle();
+      changed.wait_for(lock, kWatchStep);
     }
   }
 
   const Output& output;
   std::atomic<bool> begun{false};
-  std::mutex lock;
-  std::condition_variable changed;
-  bool done = false;
+  platform::Mutex lock;
+  std::condition_variable_any changed;
+  bool done GUARDED_BY(lock) = false;
   std::thread thread;  // Last, so that it finds the rest made.
 };
 
@@ -210,7 +211,7 @@ class CycleTeller : public ISyncCallback {
   void OnSyncStatus(SyncStatus status, std::int64_t) override {
     if (status != SyncStatus::IDLE && status != SyncStatus::SYNCERROR) return;
     const SyncState state = SyncHelper::GetInstance().GetState();
-    std::lock_guard hold(lock);
+    platform::MutexLock hold(lock);
     ended.push_back(state);
     changed.notify_all();
   }
@@ -226,8 +227,10 @@ class CycleTeller : public ISyncCallback {
 
  private:
   std::vector<SyncState> TakeEnded() {
-    std::unique_lock hold(lock);
-    changed.wait_for(hold, kWatchStep, [this] { return !ended.empty(); });
+    const auto end = std::chrono::steady_clock::now() + kWatchStep;
+    platform::MutexLock hold(lock);
+    while (ended.empty() && changed.wait_until(lock, end) == std::cv_status::no_timeout) {
+    }
     return std::exchange(ended, {});
   }
   void Tell(const SyncState& state) {
@@ -241,9 +244,9 @@ class CycleTeller : public ISyncCallback {
 
   SyncListeners& listeners;
   Output& output;
-  std::mutex lock;
-  std::condition_variable changed;
-  std::vector<SyncState> ended;
+  platform::Mutex lock;
+  std::condition_variable_any changed;
+  std::vector<SyncState> ended GUARDED_BY(lock);
   Json::Value last;
   SourceTeller sources;
 };

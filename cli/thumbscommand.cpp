@@ -1,8 +1,8 @@
 #include <CLI/CLI.hpp>
 #include <condition_variable>
-#include <mutex>
 
 #include "commands.h"
+#include "common/platform/mutex.h"
 #include "transfer/gallerythumbnailmodule.h"
 #include "transfer/thumbnailhelper.h"
 #include "transfer/thumbnailhelperext.h"
@@ -16,26 +16,32 @@ constexpr std::chrono::milliseconds kProgressStep{200};
 class Progress {
  public:
   void Add(bool there) {
-    std::lock_guard hold(lock);
+    platform::MutexLock hold(lock);
     ++(there ? present : missing);
     changed.notify_all();
   }
   // Until all have ended or the user has had enough.
   void Wait(std::size_t total, Output& output) {
-    std::unique_lock hold(lock);
+    platform::MutexLock hold(lock);
     while (present + missing < total && !output.Stopped()) {
-      changed.wait_for(hold, kProgressStep);
+      changed.wait_for(lock, kProgressStep);
       output.Progress(std::to_string(present + missing) + " of " + std::to_string(total));
     }
   }
-  std::size_t Present() const { return present; }
-  std::size_t Missing() const { return missing; }
+  std::size_t Present() const {
+    platform::MutexLock hold(lock);
+    return present;
+  }
+  std::size_t Missing() const {
+    platform::MutexLock hold(lock);
+    return missing;
+  }
 
  private:
-  std::mutex lock;
-  std::condition_variable changed;
-  std::size_t present = 0;
-  std::size_t missing = 0;
+  mutable platform::Mutex lock;
+  std::condition_variable_any changed;
+  std::size_t present GUARDED_BY(lock) = 0;
+  std::size_t missing GUARDED_BY(lock) = 0;
 };
 
 Gallery::Files Wanted(bool missingOnly) {

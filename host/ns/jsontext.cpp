@@ -61,9 +61,9 @@ bool Flag(const Json::Value& object, const char* key) {
   return value.isBool() && value.asBool();
 }
 
-Json::Value Object(const Json::Value& object, const char* key) {
+const Json::Value& Object(const Json::Value& object, const char* key) {
   const Json::Value& value = Member(object, key);
-  return value.isObject() ? value : Json::Value();
+  return value.isObject() ? value : Json::Value::nullSingleton();
 }
 
 }  // namespace NS::JsonText

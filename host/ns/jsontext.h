@@ -23,6 +23,6 @@ std::string Text(const Json::Value& object, const char* key);
 std::int64_t Number(const Json::Value& object, const char* key, std::int64_t missing = 0);
 bool Flag(const Json::Value& object, const char* key);
 // A member that is an object, else null.
-Json::Value Object(const Json::Value& object, const char* key);
+const Json::Value& Object(const Json::Value& object, const char* key);
 
 }  // namespace NS::JsonText

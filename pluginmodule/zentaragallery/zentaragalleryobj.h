@@ -2,10 +2,10 @@
 
 #include <json/json.h>
 
-#include <mutex>
 #include <string>
 #include <unordered_map>
 
+#include "common/platform/mutex.h"
 #include "common/platform/window.h"
 #include "model/binwatch.h"
 
@@ -50,7 +50,7 @@ class ZentaraGalleryObj {
 
  private:
   std::unordered_map<std::string, std::string> requestHeaders;  // handed on to the header block
-  std::mutex lock;
+  platform::Mutex lock;
   BinWatch binWatch;
 };
 

@@ -8,6 +8,7 @@
 #include <QImage>
 #include <QTest>
 
+#include "autostart.h"
 #include "common/platform/paths.h"
 #include "common/toolkit/button.h"
 #include "desktopsettings.h"
@@ -114,6 +115,113 @@ TEST_F(FrameTest, FoldersGoUpIntoThePhotoCloudOnThisComputer) {
   sync.join();
   EXPECT_NE(Gallery::GetInstance().AlbumNameIsExist(L"Trip"), nullptr);
   End();
+}
+
+TEST_F(FrameTest, WhatComesIntoAWatchedFolderIsImportedByItself) {
+  const QString watched = QString::fromStdString((folder.Path() / "Card").string());
+  ASSERT_TRUE(QDir().mkpath(watched + QStringLiteral("/DCIM")));
+  const auto take = [&watched](const char* name, int hue) {
+    QImage picture(640, 480, QImage::Format_RGB32);
+    picture.fill(QColor::fromHsv(hue, 150, 200));
+    ASSERT_TRUE(picture.save(watched + QString::fromLatin1(name)));
+  };
+  take("/first.jpg", 10);
+  Open();
+  ASSERT_TRUE(Until([this] { return FirstRun() && FirstRun()->isVisible(); }));
+  Press("btn_later");
+  ASSERT_TRUE(Until([this] { return HasPage(); }));
+  const auto held = [] {
+    Gallery::Files files;
+    Gallery::GetInstance().GetAllFiles(files);
+    return files.size();
+  };
+  frame->Watch({watched});
+  ASSERT_TRUE(Until([&] { return held() == 1; }));
+  take("/second.jpg", 100);
+  ASSERT_TRUE(Until([&] { return held() == 2; }));
+  take("/DCIM/third.jpg", 200);
+  EXPECT_TRUE(Until([&] { return held() == 3; }));
+  EXPECT_EQ(DesktopSettings::WatchedFolders(), QStringList{watched});
+  End();
+}
+
+TEST_F(FrameTest, SwitchesShowWhatIsKept) {
+  Open();
+  ASSERT_TRUE(Until([this] { return FirstRun() && FirstRun()->isVisible(); }));
+  Press("btn_later");
+  ASSERT_TRUE(Until([this] { return HasPage(); }));
+  frame->ShowPage(FrameWindow::Settings);
+  auto* tray = frame->Find<CCheckBoxUI>(QStringLiteral("set_tray"));
+  ASSERT_NE(tray, nullptr);
+  const bool before = DesktopSettings::ClosesToTray();
+  EXPECT_EQ(tray->IsSelected(), before);
+  tray->click();
+  EXPECT_EQ(DesktopSettings::ClosesToTray(), !before);
+  DesktopSettings::SetClosesToTray(before);
+  frame->ShowPage(FrameWindow::Gallery);
+  frame->ShowPage(FrameWindow::Settings);
+  EXPECT_EQ(tray->IsSelected(), before);
+  // Nothing of an account is offered where there is none.
+  auto* account = frame->FindControl(QStringLiteral("set_signed_in"));
+  ASSERT_NE(account, nullptr);
+  EXPECT_FALSE(account->Widget()->isVisible());
+  End();
+}
+
+TEST_F(FrameTest, AccountOfTheServiceTellsItsDevicesPasswordAndKeys) {
+  Open();
+  ASSERT_TRUE(Until([this] { return FirstRun() && FirstRun()->isVisible(); }));
+  Press("btn_next");
+  ASSERT_TRUE(Until([this] { return HasPage() && !FirstRun(); }));
+  QString told = QStringLiteral("nothing yet");
+  std::vector<Workspace::Device> devices;
+  work.ListDevices([&](const QString& error, const std::vector<Workspace::Device>& list) {
+    told = error;
+    devices = list;
+  });
+  ASSERT_TRUE(Until([&] { return told.isEmpty(); })) << told.toStdString();
+  ASSERT_EQ(devices.size(), 1u);
+  EXPECT_TRUE(devices.front().current);
+
+  QString refused;
+  work.ChangePassword("not the password", "a new password", [&](const QString& error) { refused = error; });
+  EXPECT_TRUE(Until([&] { return !refused.isEmpty(); }));
+
+  const QString file = QString::fromStdString((folder.Path() / "keys.json").string());
+  told = QStringLiteral("nothing yet");
+  work.ExportKeys(file, [&](const QString& error) { told = error; });
+  ASSERT_TRUE(Until([&] { return told.isEmpty(); })) << told.toStdString();
+  QFile keys(file);
+  ASSERT_TRUE(keys.open(QIODevice::ReadOnly));
+  EXPECT_TRUE(keys.readAll().contains("zentara-keys-1"));
+  EXPECT_EQ(keys.permissions() & (QFileDevice::ReadGroup | QFileDevice::ReadOther), QFileDevice::Permissions());
+  keys.close();
+  ASSERT_TRUE(keys.open(QIODevice::WriteOnly));
+  keys.write("the user's own");
+  keys.close();
+  told.clear();
+  work.ExportKeys(file, [&](const QString& error) { told = error; });
+  EXPECT_TRUE(Until([&] { return !told.isEmpty(); }));
+  ASSERT_TRUE(keys.open(QIODevice::ReadOnly));
+  EXPECT_EQ(keys.readAll(), "the user's own");
+  End();
+}
+
+TEST(AutostartTest, EntryComesAndGoesWithTheSwitch) {
+  const TemporaryFolder config;
+  const QByteArray before = qgetenv("XDG_CONFIG_HOME");
+  qputenv("XDG_CONFIG_HOME", QByteArray::fromStdString(config.Path().string()));
+  EXPECT_FALSE(Autostart::IsOn());
+  EXPECT_TRUE(Autostart::Set(true));
+  EXPECT_TRUE(Autostart::IsOn());
+  QFile entry(QString::fromStdString((config.Path() / "autostart" / "zentaracloud.desktop").string()));
+  ASSERT_TRUE(entry.open(QIODevice::ReadOnly));
+  const QByteArray text = entry.readAll();
+  EXPECT_TRUE(text.startsWith("[Desktop Entry]\n"));
+  EXPECT_TRUE(text.contains("\nExec=\"" + QCoreApplication::applicationFilePath().toUtf8() + "\" --background\n")) << text.toStdString();
+  EXPECT_TRUE(Autostart::Set(false));
+  EXPECT_FALSE(Autostart::IsOn());
+  qputenv("XDG_CONFIG_HOME", before);
 }
 
 }  // namespace

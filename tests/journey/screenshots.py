@@ -32,7 +32,22 @@ def make_pictures(folder):
         for name in names[k::len(ALBUMS)]:
             shutil.copy2(name, target)
         albums.append(target)
+    add_film_and_burst(albums[0], names[0], names[1:20:4])  # none that the folder has already
     return albums
+
+
+def add_film_and_burst(folder, picture, shots):
+    """Newer than all pictures, so that they come first."""
+    film = os.path.join(folder, "VID_20240614.mp4")
+    subprocess.run(["ffmpeg", "-v", "error", "-nostdin", "-loop", "1", "-i", picture, "-f", "lavfi", "-i", "sine=330",
+                    "-t", "120", "-vf", "scale=1280:-2", "-c:v", "libx264", "-preset", "ultrafast", "-pix_fmt", "yuv420p",
+                    "-c:a", "aac", "-metadata", "creation_time=2024-06-14T19:50:00", film], check=True)
+    os.utime(film, (1718394600, 1718394600))
+    for number, shot in enumerate(shots, 1):
+        name = f"IMG_20240614_BURST{number:03d}{'_COVER' if number == 1 else ''}.jpg"
+        target = os.path.join(folder, name)
+        shutil.copyfile(shot, target)
+        os.utime(target, (1718394300, 1718394300))
 
 
 def control(profile, *words):
@@ -96,6 +111,7 @@ class Tour:
         with open(os.path.join(ROOT, "resources", "language", language + ".json")) as file:
             self.texts = json.load(file)
         self.scale = int(scale)
+        self.language = language
         self.looks = {"DesktopTheme": theme, "DesktopLanguage": language}
         self.fresh = os.path.join(folder, "fresh-" + self.name)
         self.profile = os.path.join(folder, "profile-" + self.name)
@@ -104,11 +120,15 @@ class Tour:
     def text(self, key):
         return self.texts[key]
 
+    def plural(self, key, number):
+        digits = str(number).translate(str.maketrans("0123456789", "٠١٢٣٤٥٦٧٨٩")) if self.language == "ar" else str(number)
+        return self.text(key).replace("%d", digits)
+
     def press(self, key, role=None):
         self.d.click(self.d.find(self.text(key), role))
 
-    def shot(self, name):
-        self.d.rest()
+    def shot(self, name, looks=20):
+        self.d.rest(looks)
         self.d.shot(os.path.join(self.target, name + ".png"))
 
     def show(self):
@@ -164,6 +184,7 @@ class Tour:
         self.shot("download-dialog")
         self.d.click(self.d.find(self.text("IDS_GALLERY_DOWNLOAD"), "push button"))
         self.shot("download-toast")
+        self.viewer()
         self.press("IDS_GALLERY_NEW_ALBUM", "push button")
         self.shot("new-album")
         self.d.key("Escape")
@@ -192,6 +213,40 @@ class Tour:
         self.d.gone(self.text("IDS_DEVICES_CURRENT"))
         self.d.click(self.d.all(self.text("IDS_SETTINGS_CHANGE"), "push button")[0])
         self.shot("password-dialog")
+
+
+    def viewer(self):
+        self.d.click(self.d.pictures()[4], times=2)
+        self.d.find(self.text("IDS_VIEWER_ROTATE"))
+        self.shot("viewer")
+        self.press("IDS_VIEWER_DETAILS", "check box")
+        self.shot("viewer-details")
+        self.press("IDS_VIEWER_DETAILS", "check box")
+        self.d.key("plus", "plus", "plus", "plus")
+        self.shot("viewer-zoomed")
+        self.d.key("F11")
+        self.shot("full-screen")
+        self.d.key("Escape")
+        self.d.key("Escape")
+        self.d.click(self.d.pictures()[1], times=2)
+        self.d.find(self.text("IDS_VIEWER_ROTATE"))
+        shots = "IDS_VIEWER_SHOTS_" + ("FEW" if self.language == "ar" else "OTHER")
+        self.d.click(self.d.find(self.plural(shots, 5)))
+        self.shot("burst")
+        self.d.key("Escape")
+        self.d.key("Escape")
+        self.d.click(self.d.pictures()[0], times=2)
+        self.d.click(self.d.find(self.text("IDS_VIEWER_PLAY")))
+        self.d.find(self.text("IDS_PLAYER_VOLUME"))
+        self.shot("player", looks=3)  # A film never rests.
+        self.press("IDS_PLAYER_SPEED")
+        self.shot("player-speed", looks=3)
+        self.d.key("Escape")
+        self.press("IDS_PLAYER_VOLUME")
+        self.shot("player-volume", looks=3)
+        self.d.key("Escape")
+        self.d.key("Escape")
+        self.d.wait(lambda: not self.d.all(self.text("IDS_VIEWER_ROTATE")), "the viewer to go")
 
 
 def main():

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <QScrollArea>
+#include <QScrollBar>
 #include <thread>
 
 #include "common/toolkit/button.h"
@@ -40,6 +42,23 @@ TEST(WindowSkin, ClickOfTheMouseAndOfTheKeyboardAreTold) {
   EXPECT_EQ(window.last.pSender, button);
   QTest::keyClick(button, Qt::Key_Space);
   EXPECT_EQ(window.Count("click"), 2);
+}
+
+TEST(WindowSkin, ScrollBoxShowsAsMuchAsFitsOfATallerChild) {
+  SkinWindow window(R"(
+<Window><ScrollBox name="box"><VerticalLayout name="tall">
+  <Button name="upper" text="One" height="2000"/><Button name="lower" text="Two" height="2000"/>
+</VerticalLayout></ScrollBox></Window>)");
+  auto* box = window.Find<CScrollBoxUI>("box");
+  ASSERT_TRUE(box);
+  EXPECT_EQ(box->FindSubControl("lower"), window.FindControl("lower"));
+  EXPECT_EQ(window.FindControl("tall")->GetHeight(), 4000);
+  auto* area = box->findChild<QScrollArea*>();
+  ASSERT_TRUE(area);
+  EXPECT_EQ(area->verticalScrollBar()->maximum(), 4000 - box->height());
+  EXPECT_FALSE(box->Add(new CButtonUI));
+  QTest::mouseClick(window.Find<CButtonUI>("upper"), Qt::LeftButton);
+  EXPECT_EQ(window.Count("click"), 1);
 }
 
 TEST(WindowSkin, PostedMessagesArriveInOrderFromAnotherThread) {

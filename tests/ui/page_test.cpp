@@ -1,5 +1,7 @@
 // The page with real input: what it shows, and what mouse and keys do.
 
+#include <QAccessible>
+
 #include "common/toolkit/edit.h"
 #include "common/toolkit/resourcequeue.h"
 #include "pagetest.h"
@@ -80,6 +82,62 @@ TEST_F(PageTest, SelectionByClickCtrlAndShift) {
   QTest::keyClick(&List(), Qt::Key_A, Qt::ControlModifier);
   Settle();
   EXPECT_EQ(Selected().size(), 17u);
+}
+
+TEST_F(PageTest, PicturesAreItemsOfAListForAssistiveTechnology) {
+  const Files today = AddDay(0, 3);
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  EXPECT_EQ(QAccessible::queryAccessibleInterface(&List())->role(), QAccessible::List);
+  auto* item = QAccessible::queryAccessibleInterface(Cell(today[1]));
+  ASSERT_NE(item, nullptr);
+  EXPECT_EQ(item->role(), QAccessible::ListItem);
+  EXPECT_EQ(item->text(QAccessible::Name), QStringLiteral("d0-1.jpg, 14 Nov 2023"));
+  EXPECT_EQ(item->text(QAccessible::Description), QStringLiteral("2 of 3"));
+  EXPECT_TRUE(item->state().selectable);
+  EXPECT_FALSE(item->state().selected);
+  item->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+  Settle();
+  EXPECT_EQ(Selected(), (std::set{today[1]}));
+  EXPECT_TRUE(item->state().selected);
+  EXPECT_TRUE(item->text(QAccessible::Name).endsWith(QStringLiteral("selected")));
+}
+
+TEST_F(PageTest, RowsThatStayInSightKeepTheirCells) {
+  const Files today = AddDay(0, 90);
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  const std::array<CGalleryPictureUI*, 2> before{Cell(today[12]), Cell(today[19])};
+  ASSERT_TRUE(before[0] && before[1]);
+  List().SetScrollPos({0, GridGeometry::kHeaderPixels + List().Body()->Rows()[1]->GetHeight() + 7});
+  Settle();
+  EXPECT_EQ(Cell(today[12]), before[0]);
+  EXPECT_EQ(Cell(today[19]), before[1]);
+  List().SetScrollPos({0, 0});
+  Settle();
+  EXPECT_EQ(Cell(today[12]), before[0]);
+  EXPECT_NE(Cell(today[0]), nullptr);
+  // From top to bottom they stand in their order.
+  int top = -1;
+  for (const auto* row : List().Body()->Rows()) {
+    if (!row->IsVisible()) continue;
+    EXPECT_GE(row->GetPos().top(), top);
+    top = row->GetPos().bottom();
+  }
+}
+
+TEST_F(PageTest, PictureHasRoundCornersOfThePage) {
+  const Files today = AddDay(0, 1);
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  auto* cell = Cell(today[0]);
+  const QImage shown = cell->grab().toImage();
+  const QRect picture = cell->HitRect();
+  const QColor page = CControlUI::ColorOf(QStringLiteral("page"));
+  EXPECT_EQ(shown.pixelColor(picture.topLeft()), page);
+  EXPECT_EQ(shown.pixelColor(picture.bottomRight()), page);
+  EXPECT_NE(shown.pixelColor(picture.topLeft() + QPoint(5, 5)), page);
+  EXPECT_NE(shown.pixelColor(picture.center()), page);
 }
 
 TEST_F(PageTest, EmptyGalleryInvitesToUpload) {

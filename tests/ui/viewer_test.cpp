@@ -434,6 +434,7 @@ TEST_F(ViewerTest, DetailsTellWhatTheRecordKnowsInTextsThatCanBeSelected) {
   metadata.cameraModel = "M 1";
   metadata.lens = "Lens 35";
   metadata.aperture = 2.8F;
+  metadata.maxApertureValue = 4;  // EXIF's table: an APEX value of 4 is f/4
   metadata.exposureTime = 0.008F;
   metadata.isoSpeed = 400;
   metadata.focalLength = 35;
@@ -456,6 +457,7 @@ TEST_F(ViewerTest, DetailsTellWhatTheRecordKnowsInTextsThatCanBeSelected) {
   EXPECT_EQ(value("IDS_VIEWER_ATTR_CAMERA"), QStringLiteral("Maker M 1"));
   EXPECT_EQ(value("IDS_VIEWER_ATTR_LENS"), QStringLiteral("Lens 35"));
   EXPECT_EQ(value("IDS_VIEWER_ATTR_APERTURE"), QStringLiteral("f/2.8"));
+  EXPECT_EQ(value("IDS_VIEWER_ATTR_MAX_APERTURE"), QStringLiteral("f/4"));
   EXPECT_EQ(value("IDS_VIEWER_ATTR_EXPOSURE_TIME"), QStringLiteral("1/125 s"));
   EXPECT_EQ(value("IDS_VIEWER_ATTR_ISO"), QStringLiteral("400"));
   EXPECT_EQ(value("IDS_VIEWER_ATTR_FOCAL_LENGTH"), QStringLiteral("35 mm"));
@@ -551,13 +553,26 @@ class BurstViewerTest : public ViewerTest {
       file->SetFileName(std::wstring(name, name + std::strlen(name)));
       (void)file->ParseBurstName();
       WriteThumbnail(*file, {320, 240});
-      (void)file->TestThumbnailOnDisk();
       files.push_back(file);
     }
     Add(files);
     return files;
   }
 };
+
+TEST_F(BurstViewerTest, TheStripShowsShotsThatTheGridNeverShowed) {
+  const auto shots = AddBurst(3);
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  OpenViewer(shots[0]);
+  Press("BurstCover");
+  auto* strip = dynamic_cast<BurstStripUI*>(Part("burst_strip"));
+  ASSERT_NE(strip, nullptr);
+  const QColor empty = CControlUI::ColorOf(QStringLiteral("skeleton"));
+  EXPECT_TRUE(Until([&] {
+    return strip->grab().toImage().pixelColor(strip->MemberRect(2).center()) != empty;
+  }));
+}
 
 TEST_F(BurstViewerTest, TheChipOpensTheShotsAndBackLeavesThem) {
   const auto other = AddDay(0, 2);
@@ -621,6 +636,39 @@ TEST_F(BurstViewerTest, ABurstThatGoesWhileItIsLookedAtShowsTheNextPicture) {
   ASSERT_GT(gallery.RecycleFiles({shots[0]}, true), 0u);
   ASSERT_TRUE(Until([&] { return Viewer() && !Full() && !Viewer()->IsBurst(); }));
   EXPECT_EQ(Viewer()->Shown(), other[1]);  // It stood last: the one before it.
+}
+
+TEST_F(BurstViewerTest, AShotThatTheDesktopNamesIsShownAmongTheShots) {
+  AddDay(0, 2);
+  const auto shots = AddBurst(4);
+  shots[2]->SetLocalPath(L"/pictures/third.jpg");
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  (void)platform::SendMessageW(page->GetHWND(), WM_HOME_GALLERY_DBLCLICK, 0,
+                               reinterpret_cast<LPARAM>(new std::wstring(L"/pictures/third.jpg")));
+  Settle();
+  ASSERT_NE(Viewer(), nullptr);
+  EXPECT_TRUE(Viewer()->IsBurst());
+  EXPECT_EQ(Viewer()->Shown(), shots[2]);
+  EXPECT_EQ(Viewer()->FindControl(QStringLiteral("BurstCover"))->GetText(), QStringLiteral("3 of 4"));
+  EXPECT_EQ(Selected(), (std::set{shots[0]}));
+}
+
+TEST_F(ViewerTest, AFilmShowsItsStillWithAPlayButtonAndDoesNotZoom) {
+  const auto today = AddDay(0, 2);
+  today[0]->SavedFileType = 4;
+  today[0]->SetFileName(L"film.mp4");
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  OpenViewer(today[0]);
+  EXPECT_TRUE(HasPart("playBtn"));
+  EXPECT_FALSE(HasPart("bottomCon"));
+  EXPECT_FALSE(IsEnabled("slider_pic"));
+  Wheel(Lcd(), 120, Lcd().rect().center(), Qt::ControlModifier);
+  EXPECT_EQ(Lcd().Zoom(), 0);
+  Key(Qt::Key_Right);
+  EXPECT_FALSE(HasPart("playBtn"));
+  EXPECT_TRUE(IsEnabled("slider_pic"));
 }
 
 }  // namespace

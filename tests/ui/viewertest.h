@@ -18,6 +18,7 @@ class ViewerTest : public PageTest {
     if (auto* viewer = Viewer()) viewer->Close();
     PageTest::TearDown();
     LcdPictures::GetInstance().Clear();
+    ViewerList::Clear();
     LcdPictures::GetInstance().WaitIdle();
   }
 

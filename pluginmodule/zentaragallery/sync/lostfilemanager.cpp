@@ -86,8 +86,8 @@ LostFileManager::LostFileManager(Pause ownPause, std::chrono::milliseconds waitS
     : pause(std::move(ownPause)), step(waitStep) {
   if (pause) return;
   pause = [this](std::chrono::milliseconds time) {
-    std::unique_lock hold(lock);
-    ended.wait_for(hold, time, [this] { return stopRequested.load(); });
+    platform::MutexLock hold(lock);
+    ended.wait_for(lock, time, [this] { return stopRequested.load(); });
   };
 }
 
@@ -121,7 +121,7 @@ bool LostFileManager::GiveBackNow(Refund content, Refund thumbnails) {
 
 void LostFileManager::Stop() {
   {
-    std::lock_guard hold(lock);
+    platform::MutexLock hold(lock);
     stopRequested = true;
     ended.notify_all();
   }

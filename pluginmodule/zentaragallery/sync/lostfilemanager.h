@@ -5,11 +5,11 @@
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "common/platform/mutex.h"
 #include "host/ns/cloudphotov2losts.h"
 
 namespace CloudPhoto {
@@ -87,8 +87,8 @@ class LostFileManager {
   const std::chrono::milliseconds step;
 
   std::atomic<bool> stopRequested{false};
-  std::mutex lock;  // with `ended`, which ends a pause at a stop
-  std::condition_variable ended;
+  platform::Mutex lock;  // with `ended`, which ends a pause at a stop
+  std::condition_variable_any ended;
   std::thread thread;
 };
 

@@ -5,6 +5,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include "common/platform/mutex.h"
 #include "common/platform/thread.h"
 #include "store/dbhelper.h"
 #include "sync/synchelper.h"
@@ -40,7 +41,7 @@ class BackgroundAdder {
   explicit BackgroundAdder(SyncLocalOperation& to) : operation(to), worker([this] { Run(); }) {}
   ~BackgroundAdder() {
     {
-      std::lock_guard hold(lock);
+      platform::MutexLock hold(lock);
       done = true;
     }
     changed.notify_all();
@@ -51,7 +52,7 @@ class BackgroundAdder {
 
   void Add(Gallery::Files page) {
     {
-      std::lock_guard hold(lock);
+      platform::MutexLock hold(lock);
       pages.push_back(std::move(page));
     }
     changed.notify_all();
@@ -60,23 +61,25 @@ class BackgroundAdder {
  private:
   void Run() {
     platform::SetThreadName("sync memory");
-    std::unique_lock hold(lock);
-    while (true) {
-      changed.wait(hold, [this] { return done || !pages.empty(); });
-      if (pages.empty()) return;
-      const Gallery::Files page = std::move(pages.front());
-      pages.pop_front();
-      hold.unlock();
-      (void)operation.AddToMemory(page);  // What a clash of names changed is written with the next cycle.
-      hold.lock();
+    while (const auto page = Next()) {
+      (void)operation.AddToMemory(*page);  // What a clash of names changed is written with the next cycle.
     }
+  }
+  // Nothing when all is done.
+  std::optional<Gallery::Files> Next() {
+    platform::MutexLock hold(lock);
+    while (!done && pages.empty()) changed.wait(lock);
+    if (pages.empty()) return std::nullopt;
+    Gallery::Files page = std::move(pages.front());
+    pages.pop_front();
+    return page;
   }
 
   SyncLocalOperation& operation;
-  std::mutex lock;
-  std::condition_variable changed;
-  std::deque<Gallery::Files> pages;
-  bool done = false;
+  platform::Mutex lock;
+  std::condition_variable_any changed;
+  std::deque<Gallery::Files> pages GUARDED_BY(lock);
+  bool done GUARDED_BY(lock) = false;
   std::thread worker;
 };
 

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <memory>
 #include <optional>
 #include <string>
@@ -198,6 +200,8 @@ class SyncHelper {
   // synclock.cpp
   bool TakeService();
   void KeepLock(std::int32_t intervalSeconds);
+  void StopKeeper(bool stop);
+  bool KeeperStopsBefore(std::chrono::steady_clock::time_point end);
   void EndTurn();
   void FreeTurn();
   void ReleaseAfterRefund();
@@ -280,8 +284,7 @@ class SyncHelper {
   std::atomic<bool> refundEnded{false};      // nobody has looked since whether the lock can go
   std::atomic<bool> refundsToResume{false};  // those that were pending at the start
   std::atomic<bool> stopRequested{false};    // its address is the cancel word of GetLock
-  std::atomic<bool> keepLockStop{false};
-  std::atomic<bool> cancelTask{false};  // looked at between pages and batches
+  std::atomic<bool> cancelTask{false};       // looked at between pages and batches
   std::atomic<bool> timeLineToldIdle{false};
   std::atomic<bool> timeLineToldCycle{false};
 
@@ -294,6 +297,10 @@ class SyncHelper {
   // A start that begins its threads, against a stop; never over a request.
   platform::Mutex driverLock;
   std::atomic<int> stops{0};  // so far; a start in which it grows is none
+
+  platform::Mutex keeperStopLock;  // a leaf, of the keeper's wait alone
+  std::condition_variable_any keeperStops;
+  bool keepLockStop GUARDED_BY(keeperStopLock) = false;
 
   platform::Mutex keeperLock;
   std::thread keepLockThread GUARDED_BY(keeperLock);

@@ -9,7 +9,6 @@
 
 namespace {
 
-constexpr std::chrono::milliseconds kKeeperStepMs{10};
 constexpr std::chrono::milliseconds kCyclePollMs{50};
 constexpr std::int32_t kContent = 0;
 constexpr std::int32_t kPendingUpload = 2;
@@ -42,7 +41,7 @@ bool SyncHelper::Lock() {
   }
   if (lock->keepInterval != 0) {
     platform::MutexLock hold(keeperLock);
-    keepLockStop = false;
+    StopKeeper(false);
     keepLockThread = std::thread([this, interval = lock->keepInterval] { KeepLock(interval); });
   }
   // The cloud may have moved while this cycle worked.
@@ -60,9 +59,7 @@ void SyncHelper::KeepLock(std::int32_t intervalSeconds) {
     // Twice a validity, so that one slow answer does not lose the lock.
     const auto end =
         std::chrono::steady_clock::now() + std::chrono::milliseconds(intervalSeconds * 1000LL / 2);
-    while (!keepLockStop && std::chrono::steady_clock::now() < end)
-      std::this_thread::sleep_for(kKeeperStepMs);
-    if (keepLockStop) {
+    if (KeeperStopsBefore(end)) {
       LogInfo(kTag, "Stop KeepLock");
       return;
     }
@@ -77,10 +74,26 @@ void SyncHelper::KeepLock(std::int32_t intervalSeconds) {
   }
 }
 
+void SyncHelper::StopKeeper(bool stop) {
+  {
+    platform::MutexLock hold(keeperStopLock);
+    keepLockStop = stop;
+  }
+  keeperStops.notify_all();
+}
+
+bool SyncHelper::KeeperStopsBefore(std::chrono::steady_clock::time_point end) {
+  platform::MutexLock hold(keeperStopLock);
+  while (!keepLockStop) {
+    if (keeperStops.wait_until(keeperStopLock, end) == std::cv_status::timeout) break;
+  }
+  return keepLockStop;
+}
+
 void SyncHelper::ReleaseLock() {
   {
     platform::MutexLock hold(keeperLock);  // Its thread takes no lock of ours.
-    keepLockStop = true;
+    StopKeeper(true);
     if (keepLockThread.joinable()) keepLockThread.join();
   }
   const std::string token = Transfers().LockToken();

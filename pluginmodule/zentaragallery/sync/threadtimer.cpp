@@ -39,7 +39,7 @@ void ThreadTimer::Run(std::int64_t intervalMs, const std::function<void()>& func
     Wait(intervalMs);
     if (runAfterWait && !stopRequested) RunOnce(function);
   }
-  std::lock_guard hold(lock);
+  platform::MutexLock hold(lock);
   expired = true;
   ended.notify_all();
 }
@@ -54,11 +54,11 @@ void ThreadTimer::RunOnce(const std::function<void()>& function) {
 
 void ThreadTimer::Wait(std::int64_t intervalMs) {
   const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(intervalMs);
-  std::unique_lock hold(lock);
+  platform::MutexLock hold(lock);
   while (!stopRequested && !wakeRequested) {
     const auto now = std::chrono::steady_clock::now();
     if (now >= end) break;
-    ended.wait_until(hold, std::min(end, now + kSliceMs));
+    ended.wait_until(lock, std::min(end, now + kSliceMs));
   }
   wakeRequested = false;
 }
@@ -72,7 +72,7 @@ void ThreadTimer::Stop() {
   if (expired) {
     LogInfo(kTag, "expired is true");
   } else {
-    std::lock_guard hold(lock);
+    platform::MutexLock hold(lock);
     stopRequested = true;
     ended.notify_all();
   }

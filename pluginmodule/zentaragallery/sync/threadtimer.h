@@ -4,8 +4,9 @@
 #include <chrono>
 #include <condition_variable>
 #include <functional>
-#include <mutex>
 #include <thread>
+
+#include "common/platform/mutex.h"
 
 // Calls a function again and again on a thread of its own, with a wait between.
 //
@@ -38,7 +39,7 @@ class ThreadTimer {
   std::atomic<bool> expired{true};
   std::atomic<bool> stopRequested{false};
   std::atomic<bool> wakeRequested{false};
-  std::mutex lock;  // with `ended`, which wakes a waiting thread at a stop
-  std::condition_variable ended;
+  platform::Mutex lock;  // with `ended`, which wakes a waiting thread at a stop
+  std::condition_variable_any ended;
   std::thread thread;
 };

@@ -2,10 +2,10 @@
 
 #include <condition_variable>
 #include <filesystem>
-#include <mutex>
 #include <thread>
 #include <unordered_set>
 
+#include "common/platform/mutex.h"
 #include "common/platform/paths.h"
 #include "common/platform/thread.h"
 #include "host/logger.h"
@@ -54,8 +54,8 @@ class CheckPipeline {
 
   // Nothing once the user has stopped; what a check gave then means nothing either.
   std::optional<CheckedFile> Take(std::size_t index) {
-    std::unique_lock hold(lock);
-    while (!IsStopped() && !ready[index]) arrived.wait_for(hold, kLook);
+    platform::MutexLock hold(lock);
+    while (!IsStopped() && !ready[index]) arrived.wait_for(lock, kLook);
     if (IsStopped()) return std::nullopt;
     return std::exchange(checked[index], {});
   }
@@ -73,7 +73,7 @@ class CheckPipeline {
       CheckedFile result = CheckLocalFile(
           paths[index], album, [this](const std::string& hash) { return known.contains(hash); }, &stopping);
       {
-        const std::lock_guard hold(lock);
+        const platform::MutexLock hold(lock);
         checked[index] = std::move(result);
         ready[index] = true;
       }
@@ -87,10 +87,10 @@ class CheckPipeline {
   const std::atomic<bool>* const userStop;
   std::atomic<std::size_t> next{0};
   std::atomic<bool> stopping{false};
-  std::mutex lock;
-  std::condition_variable arrived;
-  std::vector<CheckedFile> checked;
-  std::vector<bool> ready;
+  platform::Mutex lock;
+  std::condition_variable_any arrived;
+  std::vector<CheckedFile> checked GUARDED_BY(lock);
+  std::vector<bool> ready GUARDED_BY(lock);
   std::vector<std::thread> workers;
 };
 

@@ -206,6 +206,11 @@ void ZentaraGallery::OnClick(TNotifyUI& message) {
   if (is("ShowTimeScrollBar") && Selection().Count() < 2) Page::ShowDateLine(rememberedDate);
 }
 
+void ZentaraGallery::OnSliderReleased() {
+  Logger::OutputOperationLog(kEventLayout, 1, 0,
+                             {{"key", "Gallery_LayoutValue"}, {"LayoutValue", std::to_string(slider->GetValue())}});
+}
+
 // --- Upload
 
 void ZentaraGallery::OnUpload() {

@@ -66,6 +66,18 @@ void ZentaraGallery::OnHomeGalleryCreatePhotoWnd(const GalleryFile::Ptr& file) {
   Logger::OutputOperationLog(kEventOpen, 1, 0, {{"total", "1"}});
 }
 
+// A shot that stands behind its cover is shown among the shots.
+void ZentaraGallery::OpenInViewer(const GalleryFile::Ptr& file) {
+  const auto cover = file->ContinuousType == 2 ? Gallery::GetInstance().CoverOf(file) : nullptr;
+  if (!cover || !cover->HasMember(file)) return OnHomeGalleryCreatePhotoWnd(file);
+  OnHomeGalleryCreatePhotoWnd(cover);
+  (void)platform::SendMessageW(GlobalData::viewerWnd, WM_GALLERY_VIEWER_BURST, 0, reinterpret_cast<LPARAM>(&cover));
+  auto* viewer = Viewer();
+  if (!viewer || !viewer->IsBurst()) return;
+  viewer->SetPicObject(file);
+  viewer->FollowWinChange(true);
+}
+
 void ZentaraGallery::PlaceViewer() {
   auto* viewer = Viewer();
   const auto* bar = FindControl(QStringLiteral("HorRightTop"));

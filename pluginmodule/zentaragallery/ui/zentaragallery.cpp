@@ -29,6 +29,8 @@
 #include "ui/view/gridgeometry.h"
 #include "ui/view/pageflags.h"
 #include "ui/view/thumbrequests.h"
+#include "ui/viewer/lcdpictures.h"
+#include "ui/viewer/viewerlist.h"
 #include "utils/gallerylog.h"
 #include "utils/globaldata.h"
 #include "utils/messages.h"
@@ -100,6 +102,7 @@ void ZentaraGallery::InitWindow() {
     SetGridValueText();
     savedSlider = UserProperties::GetNumber(UserProperties::kRowCount, kDefaultSlider - 1) + 1;
     slider->SetValue(savedSlider);
+    connect(slider, &QSlider::sliderReleased, this, [this] { OnSliderReleased(); });
   }
   Selection().SetView(this);
   Page::SetDateLine([this](const QString& text) {
@@ -680,6 +683,8 @@ LRESULT ZentaraGallery::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, b
       if (loadPage) loadPage->Close();
       for (const HWND window : {GlobalData::fullWnd.load(), GlobalData::viewerWnd.load()})
         (void)platform::SendMessageW(window, WM_GALLERY_VIEWER_CLOSE, 0, 0);
+      LcdPictures::GetInstance().Clear();
+      ViewerList::Clear();
       if (panel) (void)platform::SendMessageW(panel->GetHWND(), WM_GALLERY_ALBUM_CLEAR, 0, 0);
       if (uploadProcess) uploadProcess->hide();
       if (HasViewer()) {
@@ -748,7 +753,7 @@ void ZentaraGallery::OnDblClick(const QString& path, bool jump) {
     GlobalData::searchJump = true;
     GlobalData::searchJumpPending = true;
   } else {
-    OnHomeGalleryCreatePhotoWnd(*found);
+    OpenInViewer(*found);
   }
   Page::Post(WM_GALLERY_REDRAW, 0, 1);
 }

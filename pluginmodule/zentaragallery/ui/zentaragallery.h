@@ -113,6 +113,7 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
   void FitTitle();
   void OnSize();
   void OnSliderValueChange(int value);
+  void OnSliderReleased();
   void OnZoomWheel(bool larger);
   void SetViewConf(const char* reason);
   void SetGridValueText();
@@ -127,6 +128,7 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
 
   // galleryviewer.cpp: the picture viewer over the page
   void OnHomeGalleryCreatePhotoWnd(const GalleryFile::Ptr& file);
+  void OpenInViewer(const GalleryFile::Ptr& file);
   void OnCellDblClick(const TNotifyUI& message);
   void OnViewerLeft(const GalleryFile::Ptr& file);
   void OnViewerZoom(int value);

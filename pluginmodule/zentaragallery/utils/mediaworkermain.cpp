@@ -7,11 +7,11 @@
 #include <condition_variable>
 #include <cstdlib>
 #include <ctime>
-#include <mutex>
 #include <optional>
 #include <thread>
 
 #include "common/platform/childprocess.h"
+#include "common/platform/mutex.h"
 #include "common/platform/text.h"
 #include "utils/mediareading.h"
 
@@ -98,15 +98,18 @@ class Inbox {
   }
 
   std::optional<std::string> Next() {
-    std::unique_lock hold(lock);
-    if (!arrived.wait_for(hold, kIdle, [this] { return request.has_value(); })) return std::nullopt;
+    const auto end = std::chrono::steady_clock::now() + kIdle;
+    platform::MutexLock hold(lock);
+    while (!request) {
+      if (arrived.wait_until(lock, end) == std::cv_status::timeout && !request) return std::nullopt;
+    }
     return std::exchange(request, std::nullopt);
   }
 
  private:
   void Listen() {
     for (std::string text; platform::ParentChannel::Receive(text);) {
-      const std::lock_guard hold(lock);
+      const platform::MutexLock hold(lock);
       request = text;
       arrived.notify_one();
     }
@@ -114,9 +117,9 @@ class Inbox {
     std::_Exit(0);
   }
 
-  std::mutex lock;
-  std::condition_variable arrived;
-  std::optional<std::string> request;
+  platform::Mutex lock;
+  std::condition_variable_any arrived;
+  std::optional<std::string> request GUARDED_BY(lock);
 };
 
 }  // namespace

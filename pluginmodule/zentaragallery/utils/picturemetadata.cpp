@@ -132,7 +132,8 @@ Json::Value ParseJson(std::string_view text) {
   try {
     Json::Value json;
     const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    return reader->parse(text.data(), text.data() + text.size(), &json, nullptr) ? json : Json::Value();
+    if (reader->parse(text.data(), text.data() + text.size(), &json, nullptr)) return json;
+    return {};
   } catch (const std::exception&) {
     return {};
   }

@@ -6,6 +6,7 @@
 #include "common/toolkit/resourcemanager.h"
 #include "model/gallery.h"
 #include "ui/albumthumb.h"
+#include "ui/dialogs/albumtileui.h"
 #include "ui/dialogs/inputalbumnamewnd.h"
 #include "ui/pagecontext.h"
 #include "ui/view/galleryfilelistviewhelper.h"
@@ -14,6 +15,7 @@ namespace {
 
 constexpr int kRowHeight = 56;
 constexpr int kMostRows = 6;
+constexpr std::size_t kFewestRows = 4;
 
 }  // namespace
 
@@ -32,10 +34,11 @@ CControlUI* MovePicWnd::CreateControl(const QString& element) {
 
 void MovePicWnd::InitWindow() {
   list = Find<CListUI>(QStringLiteral("list_vertical"));
+  tiles = Find<CContainerUI>(QStringLiteral("list_horizon"));
   Fill();
   WindowBusyBaseShadow::InitWindow();
   if (auto* ok = FindControl(QStringLiteral("btn_ok"))) ok->SetEnabled(chosen != nullptr);
-  if (list && !albums.empty()) list->SetFocus();
+  if (list && list->IsVisible() && !albums.empty()) list->SetFocus();
 }
 
 void MovePicWnd::Fill() {
@@ -48,6 +51,28 @@ void MovePicWnd::Fill() {
     if (album != left && album->IsReal()) AddRow(album);
   }
   list->SetFixedHeight(kRowHeight * std::clamp(static_cast<int>(albums.size()), 1, kMostRows));
+  FillTiles();
+}
+
+// Few albums stand beside each other, many below each other.
+void MovePicWnd::FillTiles() {
+  const bool few = tiles && albums.size() < kFewestRows;
+  if (tiles) tiles->SetVisible(few);
+  list->SetVisible(!few);
+  if (auto* add = FindControl(AddButton())) add->SetVisible(!few);
+  if (!few) return;
+  tiles->RemoveAll();
+  auto* made = new AlbumTileUI([] { return QString(); }, QStringLiteral("plus"), true);
+  made->SetName(QStringLiteral("tile_new"));
+  made->SetText(QStringLiteral("IDS_GALLERY_NEW_ALBUM"));
+  tiles->Add(made);
+  for (const auto& album : albums) {
+    auto* tile = new AlbumTileUI([album] { return Page::NativeText(album->CoverPath()); }, QStringLiteral("album"));
+    tile->SetName(QStringLiteral("tile_album"));
+    tile->SetText(Page::AlbumTitle(*album));
+    tile->SetTag(tiles->GetCount() - 1);
+    tiles->Add(tile);
+  }
 }
 
 void MovePicWnd::AddRow(const Album::Ptr& album) {
@@ -97,7 +122,10 @@ void MovePicWnd::OnAdd() {
   if (input.RunOver(*this) != IDOK) return;
   Fill();
   const auto made = std::find(albums.begin(), albums.end(), input.Made());
-  if (made != albums.end()) (void)list->SelectItem(static_cast<int>(made - albums.begin()));
+  if (made == albums.end()) return;
+  const int index = static_cast<int>(made - albums.begin());
+  if (list->IsVisible()) return (void)list->SelectItem(index);
+  if (auto* tile = dynamic_cast<QAbstractButton*>(tiles->GetItemAt(index + 1))) tile->setChecked(true);
 }
 
 bool MovePicWnd::OnKey(TEventUI& event) {
@@ -112,9 +140,12 @@ void MovePicWnd::Notify(TNotifyUI& message) {
   if (!message.pSender) return;
   if (message.sType == QStringLiteral("itemselect")) return Choose(static_cast<int>(message.wParam));
   if (message.sType == QStringLiteral("itemactivate") && chosen) return Close(IDOK);
-  if (message.sType != QStringLiteral("click")) return;
   const QString name = message.pSender->GetName();
-  if (name == AddButton()) return OnAdd();
+  if (message.sType == QStringLiteral("selectchanged") && name == QStringLiteral("tile_album"))
+    return Choose(static_cast<int>(message.pSender->GetTag()));
+  if (message.sType != QStringLiteral("click")) return;
+  if (name == AddButton() || name == QStringLiteral("tile_new")) return OnAdd();
+  if (name == QStringLiteral("tile_album")) return;
   if (name != QStringLiteral("btn_ok")) return Close(IDCANCEL);
   if (chosen) Close(IDOK);
 }

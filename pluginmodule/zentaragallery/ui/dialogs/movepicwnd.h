@@ -36,11 +36,13 @@ class MovePicWnd : public WindowBusyBaseShadow {
  private:
   void Fill();
   void AddRow(const Album::Ptr& album);
+  void FillTiles();
   void Choose(int index);
   void OnAdd();
 
   const Album::Ptr left;
   CListUI* list = nullptr;
+  CContainerUI* tiles = nullptr;
   std::vector<Album::Ptr> albums;
   Album::Ptr chosen;
 };

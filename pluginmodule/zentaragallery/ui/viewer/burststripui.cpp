@@ -1,8 +1,10 @@
 #include "ui/viewer/burststripui.h"
 
+#include <QApplication>
 #include <QHelpEvent>
 #include <QPainter>
 #include <QPainterPath>
+#include <QPointer>
 #include <QStyle>
 #include <QToolTip>
 
@@ -10,6 +12,7 @@
 #include "common/toolkit/mix.h"
 #include "common/toolkit/resourcequeue.h"
 #include "ui/pagecontext.h"
+#include "ui/view/thumbrequests.h"
 #include "ui/viewer/viewerlist.h"
 
 namespace {
@@ -24,8 +27,21 @@ BurstStripUI::BurstStripUI() {
   connect(&ResourceQueue::GetInstance(), &ResourceQueue::ready, this, [this] { update(); });
 }
 
+// The grid shows the cover alone: nobody has looked for the others' thumbnails yet.
+void BurstStripUI::AskForThumbnails() {
+  ThumbRequests::Files missing;
+  for (const auto& file : ViewerList::Burst())
+    if (!file->thumbExists) missing.push_back(file);
+  const QPointer<BurstStripUI> strip(this);
+  ThumbRequests::GetInstance().Ask(missing, [strip](const GalleryFile::Ptr&) {
+    QMetaObject::invokeMethod(
+        qApp, [strip] { if (strip) strip->update(); }, Qt::QueuedConnection);
+  });
+}
+
 void BurstStripUI::SetShown(int index) {
   shown = index;
+  AskForThumbnails();
   update();
 }
 

@@ -22,6 +22,7 @@ class BurstStripUI : public CWidgetUI {
 
  private:
   int IndexAt(QPoint point) const;
+  void AskForThumbnails();
 
   int shown = 0;
 };

@@ -258,9 +258,10 @@ void PicAttributeWnd::SetCamera(const PictureMetadata& metadata) {
 
 void PicAttributeWnd::SetExposure(const PictureMetadata& metadata) {
   const bool exposed = metadata.exposureTime > 0;
-  // Some records have the widest opening only.
-  const double aperture = metadata.aperture > 0 ? metadata.aperture : 0;
-  if (aperture > 0) AddRow("IDS_VIEWER_ATTR_APERTURE", QStringLiteral("f/") + Decimal(aperture, 1));
+  if (metadata.aperture > 0) AddRow("IDS_VIEWER_ATTR_APERTURE", QStringLiteral("f/") + Decimal(metadata.aperture, 1));
+  // A camera writes this one as a power: 2 is f/2, 4 is f/4.
+  if (metadata.maxApertureValue > 0)
+    AddRow("IDS_VIEWER_ATTR_MAX_APERTURE", QStringLiteral("f/") + Decimal(std::pow(2, metadata.maxApertureValue / 2), 1));
   AddRow("IDS_VIEWER_ATTR_EXPOSURE_TIME", ExposureTime(metadata.exposureTime));
   if (metadata.isoSpeed > 0) AddRow("IDS_VIEWER_ATTR_ISO", QString::number(metadata.isoSpeed));
   if (metadata.focalLength > 0)

@@ -86,4 +86,9 @@ void SetRotation(const File& file, int degrees) {
   if (file) Turns()[file->Guid()] = ((degrees % 360) + 360) % 360;
 }
 
+void Clear() {
+  LeaveBurst();
+  Turns().clear();
+}
+
 }  // namespace ViewerList

@@ -32,4 +32,7 @@ File At(int index);             // or null
 int RotationOf(const File& file);
 void SetRotation(const File& file, int degrees);
 
+// Out of the burst, and no turns: another gallery is shown.
+void Clear();
+
 }  // namespace ViewerList

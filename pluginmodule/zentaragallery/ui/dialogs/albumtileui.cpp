@@ -1,0 +1,74 @@
+#include "ui/dialogs/albumtileui.h"
+
+#include <QPainter>
+#include <QPainterPath>
+#include <QStyleOptionFocusRect>
+
+#include "common/toolkit/icons.h"
+#include "common/toolkit/paintmanager.h"
+#include "common/toolkit/resourcequeue.h"
+#include "common/toolkit/theme.h"
+#include "ui/view/gridgeometry.h"
+
+namespace {
+
+constexpr int kField = 96, kName = 24;
+
+}  // namespace
+
+AlbumTileUI::AlbumTileUI(std::function<QString()> cover, QString placeholderIcon, bool isAction)
+    : coverPath(std::move(cover)), icon(std::move(placeholderIcon)), action(isAction) {
+  setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+  setAttribute(Qt::WA_Hover);
+  SetFixedHeight(kField + kName);
+  const auto tell = [this](const char* type) {
+    if (GetManager()) GetManager()->SendNotify(this, QString::fromLatin1(type));
+  };
+  connect(this, &QRadioButton::toggled, this, [tell](bool on) { if (on) tell("selectchanged"); });
+  if (action) connect(this, &QRadioButton::clicked, this, [tell] { tell("click"); });
+  connect(&ResourceQueue::GetInstance(), &ResourceQueue::ready, this, [this](const QString& path) {
+    if (path == coverPath()) update();
+  });
+}
+
+void AlbumTileUI::nextCheckState() {
+  if (!action) QRadioButton::nextCheckState();
+}
+
+void AlbumTileUI::paintEvent(QPaintEvent*) {
+  QPainter painter(this);
+  painter.setRenderHints(QPainter::Antialiasing | QPainter::SmoothPixmapTransform);
+  const QRect field(0, 0, width(), Scaled(kField));
+  const double wide = ScaledF(isChecked() ? 2 : 1);
+  painter.setPen(isChecked() ? QPen(ColorOf(QStringLiteral("accent")), wide) : QPen(Qt::NoPen));
+  painter.setBrush(ColorOf(isChecked() ? QStringLiteral("tint") : underMouse() ? QStringLiteral("nav") : QStringLiteral("panel")));
+  painter.drawRoundedRect(QRectF(field).adjusted(wide / 2, wide / 2, -wide / 2, -wide / 2), Scaled(8), Scaled(8));
+
+  const QRect inner = field.adjusted(Scaled(8), Scaled(8), -Scaled(8), -Scaled(8));
+  const QString path = coverPath();
+  const QImage image = path.isEmpty() ? QImage() : ResourceQueue::GetInstance().Get(path, inner.size());
+  if (image.isNull()) {
+    const int side = Scaled(action ? 20 : 24);
+    icons::Paint(painter, icon, {field.center().x() - side / 2 + 1, field.center().y() - side / 2 + 1, side, side},
+                 ColorOf(action ? QStringLiteral("link") : QStringLiteral("text-2")));
+  } else {
+    const auto place = GridGeometry::Fit(image.width(), image.height(), inner.width(), inner.height());
+    const QRect picture(inner.x() + place.x, inner.y() + place.y, place.width, place.height);
+    QPainterPath rounded;
+    rounded.addRoundedRect(picture, Scaled(4), Scaled(4));
+    painter.save();
+    painter.setClipPath(rounded);
+    painter.drawImage(picture, image);
+    painter.restore();
+  }
+  const QString style = isChecked() || action ? QStringLiteral("strong") : QStringLiteral("body");
+  painter.setFont(Theme::Instance().Font(style, GetManager() ? GetManager()->GetScale() : 100));
+  painter.setPen(ColorOf(action ? QStringLiteral("link") : isChecked() ? QStringLiteral("accent-text") : QStringLiteral("text")));
+  const QRect name(0, field.bottom() + 1, width(), Scaled(kName));
+  painter.drawText(name, Qt::AlignCenter, painter.fontMetrics().elidedText(text(), Qt::ElideRight, name.width()));
+  if (!hasFocus()) return;
+  QStyleOptionFocusRect ring;
+  ring.initFrom(this);
+  ring.rect = field;
+  this->style()->drawPrimitive(QStyle::PE_FrameFocusRect, &ring, &painter, this);
+}
