@@ -51,6 +51,7 @@ TEST_F(PlayerTest, FilmOfThisComputerPlaysWithoutANetwork) {
   EXPECT_EQ(Shown(), State::Playing);
   EXPECT_EQ(Within<VlcLoad>(viewer), nullptr);
   EXPECT_TRUE(viewer->Got(WM_GALLERY_VIDEO_RESIZE));
+  EXPECT_TRUE(viewer->Got(WM_GALLERY_BAR_SHOW));
   EXPECT_TRUE(Until([this] { return Label("labelPlayTime").endsWith(QStringLiteral("/00:00:02")); }));
 }
 

@@ -61,6 +61,7 @@ void PlayerSession::Play(QWidget* shownIn, const GalleryFile::Ptr& film, RECT pl
     (void)platform::PostMessageW(GlobalData::fullWnd, WM_GALLERY_PLAYER_TO_FULL, 0, 0);
   } else {
     TellViewer(WM_GALLERY_VIDEO_RESIZE);
+    TellViewer(WM_GALLERY_BAR_SHOW);
   }
   window->Clear();
   window->show();
@@ -71,6 +72,7 @@ void PlayerSession::Play(QWidget* shownIn, const GalleryFile::Ptr& film, RECT pl
   const QSize most = screen ? screen->size() : QSize(3840, 2160);
   (void)VlcPlayer::GetInstance().Play(url, isLocal ? nullptr : std::make_shared<ContentStream>(file),
                                       window->GetHWND(), most);
+  state = CPlayControlUI::State::Loading;
   SetBar(control);
   if (bar) bar->ShowPosition(0, 0, 0);
 }
@@ -132,7 +134,7 @@ void PlayerSession::Stop() {
     window->Clear();
   }
   DeleteLoadWnd();
-  if (bar) bar->ShowState(CPlayControlUI::State::None);
+  Show(CPlayControlUI::State::None);
 }
 
 bool PlayerSession::HasPlayer() const { return VlcPlayer::GetInstance().HasFilm(); }
@@ -155,22 +157,20 @@ void PlayerSession::MoveTo(RECT place) {
 
 void PlayerSession::SetBar(CPlayControlUI* control) {
   if (bar && bar != control) bar->ShowState(CPlayControlUI::State::None);
-  const CPlayControlUI* const former = bar;
   bar = control;
   if (!bar) return;
   const auto& player = VlcPlayer::GetInstance();
-  if (former && former != bar) {
-    bar->ShowState(former->Shown());
-  }
-  const bool loading = load && !load->isHidden();
-  if (HasPlayer())
-    bar->ShowState(loading              ? CPlayControlUI::State::Loading
-                   : player.IsPlaying() ? CPlayControlUI::State::Playing
-                                        : CPlayControlUI::State::Paused);
+  bar->ShowState(state);
   bar->ShowRate(player.Rate());
   bar->ShowSound();
   bar->ShowPosition(player.Position(), player.Time(), player.Length());
   FollowBar();
+}
+
+// What was asked of libVLC, which does it later.
+void PlayerSession::Show(CPlayControlUI::State next) {
+  state = next;
+  if (bar) bar->ShowState(state);
 }
 
 // The window around the bar shows the film: in the place that has the name of the one
@@ -198,18 +198,18 @@ void PlayerSession::ForgetBar(const CPlayControlUI* control) {
 void PlayerSession::TogglePlay() {
   auto& player = VlcPlayer::GetInstance();
   if (!bar || !HasPlayer()) return;
-  if (bar->Shown() == CPlayControlUI::State::Ended) return Play(owner, file, rect, bar);
-  if (bar->Shown() == CPlayControlUI::State::Loading) return;
-  const bool pause = bar->Shown() == CPlayControlUI::State::Playing;
+  if (state == CPlayControlUI::State::Ended) return Play(owner, file, rect, bar);
+  if (state == CPlayControlUI::State::Loading) return;
+  const bool pause = state == CPlayControlUI::State::Playing;
   player.SetPause(pause);
-  bar->ShowState(pause ? CPlayControlUI::State::Paused : CPlayControlUI::State::Playing);
+  Show(pause ? CPlayControlUI::State::Paused : CPlayControlUI::State::Playing);
 }
 
 // --- The film's window
 
 void PlayerSession::OnPlaying() {
   DeleteLoadWnd();
-  if (bar) bar->ShowState(CPlayControlUI::State::Playing);
+  Show(CPlayControlUI::State::Playing);
 }
 
 void PlayerSession::OnPosition() {
@@ -222,18 +222,16 @@ void PlayerSession::OnEnd() {
   const bool hadFilm =
       VlcPlayer::GetInstance().Length() > 0 || (window && !window->Picture()->Picture().isNull());
   if (!hadFilm) return OnError();
-  if (bar) {
-    const std::int64_t length = VlcPlayer::GetInstance().Length();
-    bar->ShowPosition(1, length, length);
-    bar->ShowState(CPlayControlUI::State::Ended);
-  }
+  const std::int64_t length = VlcPlayer::GetInstance().Length();
+  if (bar) bar->ShowPosition(1, length, length);
+  Show(CPlayControlUI::State::Ended);
   TellViewer(WM_GALLERY_VIDEO_ENDED);
 }
 
 void PlayerSession::OnError() {
   DeleteLoadWnd();
   if (window) window->hide();
-  if (bar) bar->ShowState(CPlayControlUI::State::Ended);
+  Show(CPlayControlUI::State::Ended);
   const auto why = VlcPlayer::GetInstance().StreamFailure();
   // The viewer stops the film first, which would take the words along.
   TellViewer(WM_GALLERY_VIDEO_ENDED);

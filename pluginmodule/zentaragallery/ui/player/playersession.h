@@ -3,6 +3,7 @@
 #include <QPointer>
 
 #include "ui/player/duimainwnd.h"
+#include "ui/player/playcontrolui.h"
 #include "ui/player/player.h"
 
 // What stands behind VideoPlayer: the film that is shown, its windows and its bar.
@@ -37,6 +38,7 @@ class PlayerSession {
 
  private:
   bool MakeWindows();
+  void Show(CPlayControlUI::State next);
   void FollowBar();
   void Adopt(QWidget* window);
   void Arrange();
@@ -49,6 +51,7 @@ class PlayerSession {
   QPointer<VLCErrorWnd> error;
   QString placeName;  // of the owner, which the same place of another window has, too
   CPlayControlUI* bar = nullptr;
+  CPlayControlUI::State state = CPlayControlUI::State::None;
   GalleryFile::Ptr file;
   RECT rect;
 };
