@@ -98,7 +98,8 @@ class Journey:
 
     def create_an_album_and_move(self):
         self.d.press("Move")
-        self.d.press("New album")
+        self.d.find("Move to", "label")
+        self.d.click(self.d.all("New album", "push button")[-1])  # The dialog's, not the panel's.
         self.d.find("Album name", "text")
         self.d.type("Best")
         self.d.press("Create")

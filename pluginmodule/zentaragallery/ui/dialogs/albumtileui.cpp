@@ -20,19 +20,18 @@ AlbumTileUI::AlbumTileUI(std::function<QString()> cover, QString placeholderIcon
     : coverPath(std::move(cover)), icon(std::move(placeholderIcon)), action(isAction) {
   setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
   setAttribute(Qt::WA_Hover);
+  setFocusPolicy(Qt::StrongFocus);
+  setCheckable(!action);
+  setAutoExclusive(true);
   SetFixedHeight(kField + kName);
   const auto tell = [this](const char* type) {
     if (GetManager()) GetManager()->SendNotify(this, QString::fromLatin1(type));
   };
-  connect(this, &QRadioButton::toggled, this, [tell](bool on) { if (on) tell("selectchanged"); });
-  if (action) connect(this, &QRadioButton::clicked, this, [tell] { tell("click"); });
+  connect(this, &QAbstractButton::toggled, this, [tell](bool on) { if (on) tell("selectchanged"); });
+  if (action) connect(this, &QAbstractButton::clicked, this, [tell] { tell("click"); });
   connect(&ResourceQueue::GetInstance(), &ResourceQueue::ready, this, [this](const QString& path) {
     if (path == coverPath()) update();
   });
-}
-
-void AlbumTileUI::nextCheckState() {
-  if (!action) QRadioButton::nextCheckState();
 }
 
 void AlbumTileUI::paintEvent(QPaintEvent*) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QRadioButton>
+#include <QAbstractButton>
 #include <functional>
 
 #include "common/toolkit/tcontrol.h"
@@ -8,7 +8,7 @@
 // A choice with a picture over its name: an album of a dialog that has few of them, or,
 // without a picture, what makes a new one. Sends "selectchanged" when it becomes the
 // chosen one of its parent's; one that is an action sends "click" and is never chosen.
-class AlbumTileUI : public TControl<QRadioButton> {
+class AlbumTileUI : public TControl<QAbstractButton> {
  public:
   // `cover` is asked at each painting for a file; no disk in it.
   AlbumTileUI(std::function<QString()> cover, QString placeholderIcon, bool isAction = false);
@@ -17,8 +17,6 @@ class AlbumTileUI : public TControl<QRadioButton> {
  protected:
   void ShowText(const QString& shown) override { setText(shown); }
   void paintEvent(QPaintEvent* event) override;
-  void nextCheckState() override;
-  bool hitButton(const QPoint&) const override { return true; }
 
  private:
   const std::function<QString()> coverPath;
