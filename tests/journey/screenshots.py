@@ -239,7 +239,7 @@ class Tour:
         self.d.click(self.d.find(self.text("IDS_VIEWER_PLAY")))
         self.d.find(self.text("IDS_PLAYER_VOLUME"))
         self.shot("player", looks=3)  # A film never rests.
-        self.press("IDS_PLAYER_SPEED")
+        self.d.click(self.d.find(lambda name: name.endswith("X"), "push button"))
         self.shot("player-speed", looks=3)
         self.d.key("Escape")
         self.press("IDS_PLAYER_VOLUME")
