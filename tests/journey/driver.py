@@ -163,6 +163,10 @@ class Desktop:
     def gone(self, name, role=None):
         self.wait(lambda: not self.all(name, role), f"{name!r} to go")
 
+    def content(self, node):
+        """What a text field holds."""
+        return node.queryText().getText(0, -1)
+
     def pictures(self):
         return self.all(role="list item", name=lambda name: ".jpg" in name or ".mp4" in name)
 

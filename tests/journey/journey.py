@@ -143,6 +143,29 @@ class Journey:
         if not filecmp.cmp(there, os.path.join(self.folder, name), shallow=False):
             raise Failed(f"{name} came back with other bytes")
 
+    def look_at_pictures(self):
+        self.album("Pictures")
+        self.expect(lambda: len(self.in_sight()) > 9, "the time line")
+        self.d.click(self.in_sight()[3], times=2)
+        self.d.find("Rotate", "push button")
+        for _ in range(4):
+            self.d.press("Next")
+        self.d.key("Left", "Right", "Right")
+        self.d.key("plus", "plus", "0")
+        self.d.press("Rotate")
+        self.d.press("Add to favourites")
+        self.d.find("Remove from favourites", "push button")
+        self.d.click(self.d.find("Details", "check box"))
+        name = self.d.content(self.d.find("Name", "text"))
+        if name != "IMG_2009.jpg":
+            raise Failed(f"{name} is shown instead of the fifth one on")
+        self.d.press("Back")
+        self.d.gone("Rotate", "push button")
+        self.expect(lambda: any("IMG_2009.jpg" in node.name and "selected" in node.name for node in self.in_sight()),
+                    "the grid on the picture that was looked at")
+        self.album("Favourites")
+        self.expect(lambda: self.names() == ["IMG_2009.jpg"], "the picture among the favourites")
+
     def log_out(self):
         self.d.click(self.d.find("Settings", "check box"))
         self.d.press("Sign out")
@@ -154,7 +177,8 @@ class Journey:
 
     def walk(self):
         for step in (self.first_start, self.bring_a_folder, self.scroll, self.zoom, self.select,
-                     self.create_an_album_and_move, self.delete_and_restore, self.download, self.log_out):
+                     self.create_an_album_and_move, self.delete_and_restore, self.download,
+                     self.look_at_pictures, self.log_out):
             print(step.__name__.replace("_", " "), flush=True)
             step()
 
