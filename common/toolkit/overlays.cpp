@@ -190,6 +190,9 @@ void Toast::Dismiss() {
   deleteLater();
 }
 
+// Its button may hold the focus: that it goes is told while the toast is none any more.
+Toast::~Toast() { disconnect(qApp, nullptr, this, nullptr); }
+
 // Runs while neither pointer nor focus is here.
 void Toast::RunClock() {
   const QWidget* focus = QApplication::focusWidget();

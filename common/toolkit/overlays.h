@@ -64,6 +64,7 @@ class Toast : public CWidgetUI {
 
   // Owned by the page. Words or keys.
   static Toast* Show(QWidget& page, const Contents& contents);
+  ~Toast() override;
   void Dismiss();
   // The timer that lets it go; 0 while the pointer or the focus keeps it.
   int ClockId() const { return clock.isActive() ? clock.timerId() : 0; }
