@@ -7,6 +7,7 @@
 #include <array>
 #include <fstream>
 
+#include "common/platform/childprocess.h"
 #include "common/platform/files.h"
 #include "common/platform/random.h"
 #include "common/toolkit/resourcemanager.h"
@@ -28,6 +29,8 @@ std::string Line(const std::filesystem::path& file) {
 }  // namespace
 
 HomeCloud::HomeCloud(std::filesystem::path dataFolder) : folder(std::move(dataFolder) / "home-cloud") {
+  // A window that is killed must leave no service behind that holds its port and data.
+  server.setChildProcessModifier([] { platform::EndWithParent(); });
   connect(&server, &QProcess::readyReadStandardOutput, this, &HomeCloud::OnLine);
   connect(&server, &QProcess::finished, this, &HomeCloud::OnEnd);
   connect(&server, &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {

@@ -55,4 +55,8 @@ class ParentChannel {
   [[nodiscard]] static bool Send(std::string_view message);
 };
 
+// For a child between fork and exec: it is asked to end when the thread that started it
+// does, however that comes about.
+void EndWithParent();
+
 }  // namespace platform

@@ -5,6 +5,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -170,5 +171,7 @@ bool ParentChannel::Receive(std::string& message) {
 }
 
 bool ParentChannel::Send(std::string_view message) { return SendMessage(kChannel, message); }
+
+void EndWithParent() { (void)prctl(PR_SET_PDEATHSIG, SIGTERM); }
 
 }  // namespace platform

@@ -78,6 +78,23 @@ class Desktop:
             self.app.wait(PATIENCE)
         self.app = None
 
+    def kill(self):
+        self.app.kill()
+        self.app.wait()
+        self.app = None
+
+    def serving(self):
+        """Whether a photo cloud of this profile runs."""
+        for process in filter(str.isdigit, os.listdir("/proc")):
+            try:
+                with open(f"/proc/{process}/cmdline") as file:
+                    words = file.read().split("\0")
+            except OSError:  # It has ended.
+                continue
+            if words[0].endswith("zentara-photocloud") and any(word.startswith(self.profile) for word in words):
+                return True
+        return False
+
     def close(self):
         for program in reversed(self.programs):
             if program.poll() is None:

@@ -175,10 +175,16 @@ class Journey:
         self.d.click(self.d.find("Gallery", "check box"))
         self.expect(lambda: self.photos() == PICTURES, f"{PICTURES} photos after the next log-in")
 
+    def leave_nothing_behind(self):
+        if not self.d.serving():
+            raise Failed("the photo cloud on this computer does not run")
+        self.d.kill()
+        self.expect(lambda: not self.d.serving(), "the photo cloud to end with the window")
+
     def walk(self):
         for step in (self.first_start, self.bring_a_folder, self.scroll, self.zoom, self.select,
                      self.create_an_album_and_move, self.delete_and_restore, self.download,
-                     self.look_at_pictures, self.log_out):
+                     self.look_at_pictures, self.log_out, self.leave_nothing_behind):
             print(step.__name__.replace("_", " "), flush=True)
             step()
 
@@ -186,7 +192,6 @@ class Journey:
 def main():
     with Desktop(os.path.abspath(sys.argv[1])) as desktop:
         Journey(desktop).walk()
-        desktop.quit()
 
 
 if __name__ == "__main__":
