@@ -1,7 +1,7 @@
 #pragma once
 
 // Whether the program starts with the user's session: an entry of his own in the
-// desktop's autostart folder (Desktop Application Autostart Specification).
+// desktop's autostart folder (freedesktop.org: $XDG_CONFIG_HOME/autostart).
 namespace Autostart {
 
 bool IsOn();

@@ -2,7 +2,7 @@
 
 #include <QString>
 
-// The desktop's notifications (Desktop Notifications Specification 1.2,
+// The desktop's notifications (freedesktop.org, version 1.2 of the interface
 // org.freedesktop.Notifications); quiet where nobody shows any. User-interface thread;
 // waits for nobody.
 namespace Notifications {

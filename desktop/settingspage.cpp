@@ -21,6 +21,13 @@
 #include "ui/pagecontext.h"
 #include "ui/userproperties.h"
 
+namespace {
+
+// A path or an address reads from left to right among words of any language.
+QString LeftToRight(const QString& path) { return QChar(0x2066) + path + QChar(0x2069); }
+
+}  // namespace
+
 void SettingsPage::DoInit() {
   CVerticalLayoutUI::DoInit();
   if (auto* content = CDialogBuilder().Create(QStringLiteral("Desktop/SettingsPage.xml"), nullptr, this)) Add(content);
@@ -46,12 +53,12 @@ void SettingsPage::Reload() {
   auto* identity = UserAuthService::GetInstance();
   const bool local = identity->GetServerUrl().empty();
   Say("set_account", local ? QStringLiteral("IDS_SETTINGS_LOCAL") : QString::fromStdString(identity->GetUserName()));
-  Say("set_server", local ? QString() : QString::fromStdString(identity->GetServerUrl()));
+  Say("set_server", local ? QString() : LeftToRight(QString::fromStdString(identity->GetServerUrl())));
   Show("set_server", !local);
   Show("set_signed_in", !local);
   Show("set_sync_row", !local);
   Say("set_account_btn", local ? QStringLiteral("IDS_FIRSTRUN_SIGN_IN") : QStringLiteral("IDS_SETTINGS_SIGN_OUT"));
-  Say("set_folder", DownloadPicWnd::StandardFolder());
+  Say("set_folder", LeftToRight(DownloadPicWnd::StandardFolder()));
   const QString language = DesktopSettings::Language();
   Say("set_language_btn", language.isEmpty() ? QStringLiteral("IDS_SETTINGS_SYSTEM") : QLocale(language).nativeLanguageName());
   const QString theme = DesktopSettings::ThemeName();
@@ -79,7 +86,7 @@ void SettingsPage::ShowWatched() {
     row->ApplyAttributeList(QStringLiteral("height=\"48\" inset=\"56,0,20,0\" childpadding=\"16\" childvalign=\"middle\""));
     auto* name = new CLabelUI;
     name->SetAttribute(QStringLiteral("elide"), QStringLiteral("middle"));
-    name->SetText(QDir::toNativeSeparators(folder));
+    name->SetText(LeftToRight(QDir::toNativeSeparators(folder)));
     row->Add(name);
     auto* remove = new CButtonUI;
     remove->SetName(QStringLiteral("set_unwatch"));
