@@ -82,6 +82,7 @@ class DBHelper : public DatabaseOperationBase {
   bool UpdateFile(const FilePtr& file, const std::string& oldUniqueId);
   // What the bin, a deletion and a favourite mark change.
   bool UpdateFiles(const FileVector& files);
+  // What a move changes.
   bool UpdateFilesAlbum(const FileVector& files);
   bool ChangeAlbumId(const std::string& oldId, const std::string& newId);
   bool SetLocalPath(const FilePtr& file);
