@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "host/ns/cloudphotov1.h"
+#include "host/requests/ns/cloudphotov1.h"
 #include "model/records/album.h"
 
 // What the two generations of the photo cloud report to the sync, in one shape.

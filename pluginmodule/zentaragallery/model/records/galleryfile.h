@@ -10,7 +10,7 @@
 #include <string_view>
 
 #include "common/platform/mutex.h"
-#include "host/ns/cloudphotov1.h"
+#include "host/requests/ns/cloudphotov1.h"
 #include "model/records/field.h"
 #include "model/records/recordtexts.h"
 

@@ -4,7 +4,7 @@
 
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "model/records/galleryfile.h"
 #include "model/records/upward.h"
 #include "utils/globaldata.h"

@@ -6,7 +6,7 @@
 #include "common/platform/files.h"
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "model/records/upward.h"
 #include "utils/filereading.h"
 #include "utils/mediareader.h"

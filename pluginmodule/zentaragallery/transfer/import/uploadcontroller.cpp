@@ -8,7 +8,7 @@
 #include "common/platform/mutex.h"
 #include "common/platform/paths.h"
 #include "common/platform/thread.h"
-#include "host/logger.h"
+#include "host/base/logger.h"
 #include "model/gallery.h"
 #include "store/dbhelper.h"
 #include "transfer/import/localfilecheck.h"
