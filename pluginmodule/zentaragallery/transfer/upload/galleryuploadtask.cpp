@@ -132,7 +132,7 @@ bool GalleryUploadTask::StartRun() {
   // A cache can be cleared while the program runs.
   (void)file->TestThumbnailOnDisk();
   (void)file->TestLcdOnDisk();
-  if (file->ThumbnailPath().empty() || file->LcdPath().empty()) {
+  if (!file->MakeThumbnail() || !file->MakeLcd()) {
     Fail(kGeneral, kStep, __LINE__, "the file has no thumbnails");
     OnStop();
     return false;

@@ -5,8 +5,9 @@
 #include <cstdint>
 #include <string>
 
-// Records of the photo cloud's first generation. Plain data: made by whoever
-// reads an answer, owned by nobody else.
+// Files as the cloud tells of them, in the records of its first generation, which
+// those of the second fill too. Plain data: made by whoever reads an answer, owned by
+// nobody else.
 namespace NS::CloudPhoto::V1 {
 
 // The place of one file: what a deletion names.
