@@ -7,7 +7,7 @@
 #include "common/platform/text.h"
 #include "importfolders.h"
 #include "resources/resourcetext.h"
-#include "transfer/uploadcontroller.h"
+#include "transfer/import/uploadcontroller.h"
 #include "utils/demopictures.h"
 #include "utils/mediatypes.h"
 

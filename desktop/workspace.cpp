@@ -16,7 +16,7 @@
 #include "localterminal.h"
 #include "sync/synchelper.h"
 #include "takelocal.h"
-#include "transfer/gallerythumbnailmodule.h"
+#include "transfer/thumbnails/gallerythumbnailmodule.h"
 #include "transfer/gallerytransmanager.h"
 
 namespace {

@@ -12,7 +12,7 @@
 #include "store/dbhelper.h"
 #include "sync/synchelper.h"
 #include "transfer/gallerytransmanager.h"
-#include "transfer/thumbnailhelper.h"
+#include "transfer/thumbnails/thumbnailhelper.h"
 #include "ui/view/galleryfilelistviewhelper.h"
 #include "utils/gallerylog.h"
 #include "utils/globaldata.h"

@@ -11,9 +11,9 @@
 #include "host/userauthservice.h"
 #include "support/faketask.h"
 #include "support/gallerytest.h"
-#include "transfer/downloadplaces.h"
-#include "transfer/gallerycompletetask.h"
-#include "transfer/gallerydownloadtask.h"
+#include "transfer/download/downloadplaces.h"
+#include "transfer/download/gallerycompletetask.h"
+#include "transfer/download/gallerydownloadtask.h"
 #include "utils/globaldata.h"
 
 namespace {

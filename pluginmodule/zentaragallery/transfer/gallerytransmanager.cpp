@@ -10,10 +10,10 @@
 #include "model/gallery.h"
 #include "model/records/upward.h"
 #include "store/dbhelper.h"
-#include "transfer/downloadplaces.h"
-#include "transfer/gallerycompletetask.h"
-#include "transfer/gallerydownloadtask.h"
-#include "transfer/galleryuploadtask.h"
+#include "transfer/download/downloadplaces.h"
+#include "transfer/download/gallerycompletetask.h"
+#include "transfer/download/gallerydownloadtask.h"
+#include "transfer/upload/galleryuploadtask.h"
 #include "utils/gallerylog.h"
 
 using ZentaraDeskClient::GalleryUpThdMng;

@@ -9,7 +9,7 @@
 #include "common/platform/files.h"
 #include "common/platform/paths.h"
 #include "common/toolkit/resourcemanager.h"
-#include "transfer/uploadcontroller.h"
+#include "transfer/import/uploadcontroller.h"
 #include "ui/dialogs/messagebox.h"
 #include "ui/dialogs/uploadprocess.h"
 #include "ui/dragpicture.h"

@@ -14,7 +14,7 @@
 #include "host/drivethreadpool.h"
 #include "host/logger.h"
 #include "transfer/gallerytransmanager.h"
-#include "transfer/uploadcontroller.h"
+#include "transfer/import/uploadcontroller.h"
 #include "ui/dialogs/deletepicwnd.h"
 #include "ui/dialogs/downloadpicwnd.h"
 #include "ui/dialogs/movepicwnd.h"
