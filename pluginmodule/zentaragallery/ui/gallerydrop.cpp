@@ -67,13 +67,6 @@ ByAlbum CollectPaths(const std::vector<std::wstring>& dropped, const std::atomic
   return groups;
 }
 
-// The user's album of that name, made when there is none.
-Album::Ptr AlbumNamed(const std::wstring& name) {
-  auto& gallery = Gallery::GetInstance();
-  const auto there = gallery.AlbumNameIsExist(name);
-  return there && there->IsReal() ? there : gallery.CreateAlbum(name, there != nullptr, -1);
-}
-
 }  // namespace
 
 void ZentaraGallery::SetDropDescription(const QString& words, QPoint) {
@@ -178,6 +171,6 @@ void ZentaraGallery::UploadGroups(const std::shared_ptr<std::map<std::wstring, s
   if (groups->empty()) return;
   auto first = groups->extract(groups->begin());
   Album::Ptr album = target;
-  if (!album && !first.key().empty()) album = AlbumNamed(first.key());
+  if (!album && !first.key().empty()) album = Gallery::GetInstance().AlbumForFolder(first.key());
   Upload(std::move(first.mapped()), album, [this, groups, target] { UploadGroups(groups, target); });
 }
