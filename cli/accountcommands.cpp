@@ -1,84 +1,17 @@
 #include <CLI/CLI.hpp>
 
 #include "commands.h"
-#include "common/platform/files.h"
-#include "common/platform/guid.h"
-#include "common/platform/paths.h"
+#include "host/account/trustedauthority.h"
 #include "host/account/userauthservice.h"
-#include "host/base/globalparamwrapper.h"
-#include "host/base/jsonfile.h"
 #include "host/requests/cloudtrouble.h"
 #include "host/requests/curlppx.h"
 #include "host/requests/ns/basic.h"
 #include "password.h"
 #include "resources/resourcetext.h"
-#include "takelocal.h"
+#include "session/signin.h"
+#include "session/takelocal.h"
 
 namespace {
-
-const char* LoginWords(UserAuthService::LoginResult result) {
-  switch (result) {
-    case UserAuthService::LoginResult::Done:
-      return "IDS_LOGIN_DONE";
-    case UserAuthService::LoginResult::Refused:
-      return "IDS_LOGIN_REFUSED";
-    case UserAuthService::LoginResult::Unreachable:
-      return "IDS_LOGIN_UNREACHABLE";
-    case UserAuthService::LoginResult::NotTrusted:
-      return CloudTrouble::kNotTrusted;
-    case UserAuthService::LoginResult::NotAllowed:
-      return "IDS_LOGIN_NOT_ALLOWED";
-    case UserAuthService::LoginResult::NotStored:
-      return "IDS_LOGIN_NOT_STORED";
-    case UserAuthService::LoginResult::KeysUnreadable:
-      return "IDS_LOGIN_KEYS_UNREADABLE";
-    case UserAuthService::LoginResult::NoMemory:
-      return "IDS_LOGIN_NO_MEMORY";
-  }
-  return "";
-}
-
-// What a login trusts in place of the system's authorities; as before when it did
-// not come to a session.
-class TrustedAuthority {
- public:
-  // Copies the user's file into the profile. False, told, when it holds no
-  // certificate or cannot be kept.
-  bool Take(const std::string& file, Output& output) {
-    std::string text;
-    const auto failed = output.Terminal().ReadFile(file, text);
-    if (failed || text.find("-----BEGIN CERTIFICATE-----") == std::string::npos) {
-      output.Error("no certificate can be read from " + file + (failed ? ": " + failed.message() : ""));
-      return false;
-    }
-    // A new name: the one that counts now must stay whole if this login fails.
-    const auto kept = JsonFile::Folder() / ("cloud-ca-" + platform::NewGuid() + ".pem");
-    auto error = platform::MakeFolder(JsonFile::Folder());
-    if (!error) error = platform::CreateAtomically(kept, text);
-    changed = !error && GlobalParamWrapper::GetInstance()->SetCloudCaFile(platform::WidePath(kept));
-    if (!changed) output.Error("the certificate cannot be kept in " + kept.string());
-    return changed;
-  }
-  void Keep() { changed = false; }
-  ~TrustedAuthority() {
-    if (changed) (void)GlobalParamWrapper::GetInstance()->SetCloudCaFile(before);
-  }
-  TrustedAuthority() = default;
-  TrustedAuthority(const TrustedAuthority&) = delete;
-  TrustedAuthority& operator=(const TrustedAuthority&) = delete;
-
- private:
-  const std::wstring before = GlobalParamWrapper::GetInstance()->GetCloudCaFile();
-  bool changed = false;
-};
-
-// Runs `change` while no gallery is open, and opens the one that belongs to the
-// account afterwards.
-Exit WithoutGallery(Session& session, Output& output, const std::function<Exit()>& change) {
-  session.Close();
-  const Exit exit = change();
-  return session.OpenAgain(output) ? exit : Exit::Failed;
-}
 
 struct LoginWish {
   std::string server;
@@ -105,56 +38,43 @@ bool TakesLocal(const LoginWish& wish, Output& output) {
   return answer && *answer != "n" && *answer != "N" && *answer != "no";
 }
 
-Exit OpenSession(const LoginWish& wish, const std::string& password, Output& output) {
-  TrustedAuthority trusted;
-  if (!wish.caFile.empty() && !trusted.Take(wish.caFile, output)) return Exit::Failed;
-  const auto result = UserAuthService::GetInstance()->Login(wish.server, wish.user, password);
-  if (result == UserAuthService::LoginResult::Done) {
-    trusted.Keep();
-    output.Say("Logged in at " + wish.server + " as " + wish.user + ".");
-    return Exit::Done;
-  }
-  const bool strange = result == UserAuthService::LoginResult::NotTrusted;
-  output.Error("cannot log in at " + wish.server + ": " +
-               (strange ? NotTrustedText(wish.server) : ResourceText::GetUtf8(LoginWords(result))));
-  return Exit::Failed;
+// The certificate that the user's file holds. False, told, when it holds none.
+bool ReadAuthority(const std::string& file, std::string& text, Output& output) {
+  if (file.empty()) return true;
+  const auto failed = output.Terminal().ReadFile(file, text);
+  if (!failed && TrustedAuthority::IsCertificate(text)) return true;
+  output.Error("no certificate can be read from " + file + (failed ? ": " + failed.message() : ""));
+  return false;
 }
 
-Exit Login(Session& session, const LoginWish& wish, Output& output) {
+// What the change of the account came to, but for words of success. False when it failed.
+bool Tell(const SignIn::Outcome& outcome, const std::string& words, Output& output) {
+  if (!outcome.refused.empty()) output.Error(outcome.refused);
+  if (outcome.refused.empty() && !outcome.IsDone()) output.Error(words);
+  if (!outcome.notOpened.empty()) output.Error(outcome.notOpened);
+  return outcome.IsDone() && outcome.notOpened.empty();
+}
+
+Exit Login(GallerySession& session, const LoginWish& wish, Output& output) {
   const auto password = ReadPassword(wish.passwordFile, output);
   if (!password) return Exit::Failed;
   const bool takes = TakesLocal(wish, output);
-  if (takes && !TakeLocal::Note(wish.user, output)) return Exit::Failed;
-  const Exit exit = WithoutGallery(session, output, [&] { return OpenSession(wish, *password, output); });
-  if (exit == Exit::Done && takes) return TakeLocal::Finish(session, output);
-  TakeLocal::Forget();
-  return exit;
+  std::string authority;
+  if (!ReadAuthority(wish.caFile, authority, output)) return Exit::Failed;
+  const auto outcome = SignIn::Login(session, {wish.server, wish.user, *password, authority, takes});
+  if (outcome.IsDone()) output.Say("Logged in at " + wish.server + " as " + wish.user + ".");
+  const bool strange = outcome.result == UserAuthService::LoginResult::NotTrusted;
+  const std::string words =
+      strange ? NotTrustedText(wish.server) : ResourceText::GetUtf8(SignIn::WordsOf(outcome.result));
+  if (!Tell(outcome, "cannot log in at " + wish.server + ": " + words, output)) return Exit::Failed;
+  return takes ? TakeLocalAlong(session, output) : Exit::Done;
 }
 
-Exit Logout(Session& session, Output& output) {
-  return WithoutGallery(session, output, [&output] {
-    if (UserAuthService::GetInstance()->Logout()) return Exit::Done;
-    output.Error("the profile cannot be written");
-    return Exit::Failed;
-  });
+Exit Logout(GallerySession& session, Output& output) {
+  return Tell(SignIn::Logout(session), "the profile cannot be written", output) ? Exit::Done : Exit::Failed;
 }
 
 constexpr std::size_t kShortestPassword = 8;
-
-const char* PasswordWords(UserAuthService::PasswordResult result) {
-  switch (result) {
-    case UserAuthService::PasswordResult::Done:
-      return "IDS_PASSWORD_CHANGED";
-    case UserAuthService::PasswordResult::Refused:
-    case UserAuthService::PasswordResult::KeysUnreadable:
-      return "IDS_PASSWORD_WRONG";
-    case UserAuthService::PasswordResult::Unreachable:
-      return "IDS_PASSWORD_UNREACHABLE";
-    case UserAuthService::PasswordResult::NoMemory:
-      return "IDS_LOGIN_NO_MEMORY";
-  }
-  return "";
-}
 
 bool IsLoggedIn(Output& output) {
   if (!UserAuthService::GetInstance()->GetServerUrl().empty()) return true;
@@ -184,7 +104,7 @@ Exit ChangePassword(const std::string& passwordFile, const std::string& newFile,
   const auto next = NewPassword(newFile, output);
   if (!next) return Exit::Failed;
   const auto result = UserAuthService::GetInstance()->ChangePassword(*present, *next);
-  const std::string words = ResourceText::GetUtf8(PasswordWords(result));
+  const std::string words = ResourceText::GetUtf8(SignIn::WordsOf(result));
   if (result == UserAuthService::PasswordResult::Done) {
     output.Say(words);
     return Exit::Done;
@@ -239,7 +159,7 @@ void AddPassword(CLI::App& app, const Choose& choose) {
       ->type_name("FILE");
   // Long: somebody is asked. The session stays, and so what runs.
   command->callback([=] {
-    choose({[=](Session&, Output& output) { return ChangePassword(*present, *next, output); },
+    choose({[=](GallerySession&, Output& output) { return ChangePassword(*present, *next, output); },
             CommandKind::Long});
   });
 }
@@ -252,9 +172,9 @@ void AddDevices(CLI::App& app, const Choose& choose) {
   end->add_option("ID", *id)->required();
   devices->callback([=] {
     if (end->parsed()) {
-      choose({[=](Session&, Output& output) { return EndDevice(*id, output); }, CommandKind::Long});
+      choose({[=](GallerySession&, Output& output) { return EndDevice(*id, output); }, CommandKind::Long});
     } else {
-      choose({[](Session&, Output& output) { return ListDevices(output); }, CommandKind::Long});
+      choose({[](GallerySession&, Output& output) { return ListDevices(output); }, CommandKind::Long});
     }
   });
 }
@@ -276,7 +196,7 @@ void AddAccountCommands(CLI::App& app, const Choose& choose) {
   auto* take = login->add_flag("--take-local", wish->takeLocal, "Import the local gallery into the account");
   login->add_flag("--leave-local", wish->leaveLocal, "Leave the local gallery behind until the log-out")
       ->excludes(take);
-  add(login, [wish](Session& session, Output& output) { return Login(session, *wish, output); });
+  add(login, [wish](GallerySession& session, Output& output) { return Login(session, *wish, output); });
   add(app.add_subcommand("logout", "End the session and go back to the local gallery"), &Logout);
   AddPassword(app, choose);
   AddDevices(app, choose);

@@ -48,8 +48,8 @@ Exit CreateAlbum(const std::string& name, Output& output) {
   return Exit::Done;
 }
 
-Exit RenameAlbum(Session& session, const std::string& name, const std::string& newName, Output& output) {
-  const auto album = session.FindAlbum(name);
+Exit RenameAlbum(const std::string& name, const std::string& newName, Output& output) {
+  const auto album = FindAlbum(name);
   if (IsReserved(newName, output)) return Exit::Failed;
   if (album && Gallery::GetInstance().RenameAlbum(album, platform::Utf8ToWide(newName))) {
     PrintAlbum(*album, output);
@@ -61,8 +61,8 @@ Exit RenameAlbum(Session& session, const std::string& name, const std::string& n
   return Exit::Failed;
 }
 
-Exit DeleteAlbum(Session& session, const std::string& name, Output& output) {
-  const auto album = session.FindAlbum(name);
+Exit DeleteAlbum(const std::string& name, Output& output) {
+  const auto album = FindAlbum(name);
   if (album && Gallery::GetInstance().DeleteAlbum(album)) return Exit::Done;
   output.Error(album ? "\"" + name + "\" is a system album and cannot be deleted"
                      : "no album \"" + name + "\"");
@@ -80,7 +80,7 @@ void PrintAlbums(Output& output) {
 
 void AddAlbumCommands(CLI::App& app, const Choose& choose) {
   app.add_subcommand("albums", "List the albums")->callback([choose] {
-    choose([](Session&, Output& output) {
+    choose([](GallerySession&, Output& output) {
       PrintAlbums(output);
       return Exit::Done;
     });
@@ -92,19 +92,18 @@ void AddAlbumCommands(CLI::App& app, const Choose& choose) {
   auto newName = std::make_shared<std::string>();
   auto* create = album->add_subcommand("create", "Create an album");
   create->add_option("NAME", *name)->required();
-  create->callback(
-      [choose, name] { choose([name](Session&, Output& output) { return CreateAlbum(*name, output); }); });
+  create->callback([choose, name] {
+    choose([name](GallerySession&, Output& output) { return CreateAlbum(*name, output); });
+  });
   auto* rename = album->add_subcommand("rename", "Rename an album");
   rename->add_option("NAME", *name)->required();
   rename->add_option("NEW_NAME", *newName)->required();
   rename->callback([choose, name, newName] {
-    choose([name, newName](Session& session, Output& output) {
-      return RenameAlbum(session, *name, *newName, output);
-    });
+    choose([name, newName](GallerySession&, Output& output) { return RenameAlbum(*name, *newName, output); });
   });
   auto* remove = album->add_subcommand("delete", "Delete an album; its files go to the recycle bin");
   remove->add_option("NAME", *name)->required();
   remove->callback([choose, name] {
-    choose([name](Session& session, Output& output) { return DeleteAlbum(session, *name, output); });
+    choose([name](GallerySession&, Output& output) { return DeleteAlbum(*name, output); });
   });
 }

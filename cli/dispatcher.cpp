@@ -40,6 +40,8 @@ bool ParseCommandLine(const std::vector<std::string>& arguments, CommandLine& li
   }
 }
 
+void TellWaiting(Output& output) { output.Hint("waiting for the same work of another terminal"); }
+
 CommandKind Dispatcher::KindOf(const std::vector<std::string>& arguments) {
   CommandLine line;
   std::ostringstream unread;
@@ -71,18 +73,20 @@ int Dispatcher::Run(const std::vector<std::string>& arguments, CommandTerminal& 
 Exit Dispatcher::RunOnce(const CommandLine& line, CommandTerminal& terminal) {
   const auto change =
       line.command.account == Account::Used ? AccountGate::Change::Stops : AccountGate::Change::Awaited;
-  if (!gate.Enter(terminal, line.command.kind, change)) return Exit::Failed;
+  if (!session.Gate().Enter(terminal, line.command.kind, change)) return Exit::Failed;
   Output output(line.json, terminal);
-  const Exit exit = session.IsLoaded(output) ? line.command.run(session, output) : Exit::Failed;
+  const bool loaded = session.IsLoaded();
+  if (!loaded) output.Error("the gallery is not open; end the zentaractl that runs and begin again");
+  const Exit exit = loaded ? line.command.run(session, output) : Exit::Failed;
   output.EndProgress();
-  gate.Leave(terminal);
+  session.Gate().Leave(terminal);
   return exit;
 }
 
 Exit Dispatcher::RunAlone(const CommandLine& line, CommandTerminal& terminal) {
-  if (!gate.BeginChange(terminal)) return Exit::Failed;
+  if (!session.Gate().BeginChange(terminal)) return Exit::Failed;
   Output output(line.json, terminal);
   const Exit exit = line.command.run(session, output);
-  gate.EndChange();
+  session.Gate().EndChange();
   return exit;
 }

@@ -3,10 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "accountgate.h"
 #include "commands.h"
 #include "host/profile/profileowner.h"
-#include "session.h"
+#include "session/gallerysession.h"
 
 // A command line that was understood.
 struct CommandLine {
@@ -25,7 +24,7 @@ bool ParseCommandLine(const std::vector<std::string>& arguments, CommandLine& li
 // they were typed.
 class Dispatcher : public ICommandRunner {
  public:
-  explicit Dispatcher(Session& loaded) : session(loaded) {}
+  explicit Dispatcher(GallerySession& loaded) : session(loaded) {}
 
   CommandKind KindOf(const std::vector<std::string>& arguments) override;
   int Run(const std::vector<std::string>& arguments, CommandTerminal& terminal) override;
@@ -34,6 +33,5 @@ class Dispatcher : public ICommandRunner {
   Exit RunOnce(const CommandLine& line, CommandTerminal& terminal);
   Exit RunAlone(const CommandLine& line, CommandTerminal& terminal);
 
-  Session& session;
-  AccountGate gate;
+  GallerySession& session;
 };

@@ -2,8 +2,8 @@
 
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
-#include "downloaderrors.h"
 #include "host/transfer/completetask.h"
+#include "transfer/download/downloaderrors.h"
 #include "transfer/gallerytransmanager.h"
 
 namespace {

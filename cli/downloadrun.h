@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "commands.h"
 #include "host/transfer/transfertask.h"
 #include "output.h"
-#include "session.h"
 
 // Downloads that one command waits for, among those of all commands.
 class DownloadRun {

@@ -57,10 +57,10 @@ class Outcome {
   std::map<std::string, std::string> failed;
 };
 
-Gallery::Files Collect(const Session& session, const std::vector<std::string>& ids, Outcome& outcome) {
+Gallery::Files Collect(const std::vector<std::string>& ids, Outcome& outcome) {
   Gallery::Files files;
   for (const auto& id : ids) {
-    if (auto file = session.FindFile(id)) {
+    if (auto file = FindFile(id)) {
       files.push_back(std::move(file));
     } else {
       outcome.Fail(id, "not in the gallery");
@@ -71,17 +71,16 @@ Gallery::Files Collect(const Session& session, const std::vector<std::string>& i
 
 using Batch = std::function<void(const Gallery::Files&, const Gallery::Report&)>;
 
-Exit RunBatch(const Session& session, const std::vector<std::string>& ids, Output& output,
-              const Batch& batch) {
+Exit RunBatch(const std::vector<std::string>& ids, Output& output, const Batch& batch) {
   Outcome outcome(output);
-  const auto files = Collect(session, ids, outcome);
+  const auto files = Collect(ids, outcome);
   if (!files.empty()) batch(files, outcome.Report());
   return outcome.Finish();
 }
 
-Exit SetFavorite(const Session& session, const std::vector<std::string>& ids, bool on, Output& output) {
+Exit SetFavorite(const std::vector<std::string>& ids, bool on, Output& output) {
   Outcome outcome(output);
-  for (const auto& file : Collect(session, ids, outcome)) {
+  for (const auto& file : Collect(ids, outcome)) {
     if (file->IsFavorite != on && !Gallery::GetInstance().FavoriteFiles(file, on)) {
       outcome.Fail(file->UniqueId(), "a file in the recycle bin cannot be a favourite");
     }
@@ -89,14 +88,13 @@ Exit SetFavorite(const Session& session, const std::vector<std::string>& ids, bo
   return outcome.Finish();
 }
 
-Exit Move(const Session& session, const std::vector<std::string>& ids, const std::string& albumName,
-          Output& output) {
-  const auto album = session.FindAlbum(albumName);
+Exit Move(const std::vector<std::string>& ids, const std::string& albumName, Output& output) {
+  const auto album = FindAlbum(albumName);
   if (!album || !album->IsReal()) {
     output.Error(album ? "files cannot be moved to \"" + albumName + "\"" : "no album \"" + albumName + "\"");
     return Exit::Failed;
   }
-  return RunBatch(session, ids, output, [&album](const Gallery::Files& files, const Gallery::Report& report) {
+  return RunBatch(ids, output, [&album](const Gallery::Files& files, const Gallery::Report& report) {
     Gallery::GetInstance().MoveFiles(files, album, false, report);
   });
 }
@@ -119,18 +117,17 @@ void RecoverOnly(const Gallery::Files& files, const Gallery::Report& report) {
 void AddFileCommands(CLI::App& app, const Choose& choose) {
   auto ids = std::make_shared<std::vector<std::string>>();
   const auto add = [&](const char* name, const char* help,
-                       std::function<Exit(Session&, const std::vector<std::string>&, Output&)> run) {
+                       std::function<Exit(const std::vector<std::string>&, Output&)> run) {
     auto* command = app.add_subcommand(name, help);
     command->add_option("ID", *ids, "Ids of files, as ls shows them")->required();
     command->callback([choose, ids, run = std::move(run)] {
-      choose([ids, run](Session& session, Output& output) { return run(session, *ids, output); });
+      choose([ids, run](GallerySession&, Output& output) { return run(*ids, output); });
     });
     return command;
   };
   const auto batch = [](const Batch& work) {
-    return [work](Session& session, const std::vector<std::string>& list, Output& output) {
-      return RunBatch(session, list, output, work);
-    };
+    return
+        [work](const std::vector<std::string>& list, Output& output) { return RunBatch(list, output, work); };
   };
 
   add("recycle", "Put files into the recycle bin; one that was never uploaded is deleted",
@@ -141,15 +138,12 @@ void AddFileCommands(CLI::App& app, const Choose& choose) {
   add("delete", "Delete files for good", batch([](const auto& files, const auto& report) {
         Gallery::GetInstance().DeleteFiles(files, false, report);
       }));
-  add("favorite", "Mark files as favourites", [](Session& session, const auto& list, Output& output) {
-    return SetFavorite(session, list, true, output);
-  });
-  add("unfavorite", "Take the favourite mark away", [](Session& session, const auto& list, Output& output) {
-    return SetFavorite(session, list, false, output);
-  });
+  add("favorite", "Mark files as favourites",
+      [](const auto& list, Output& output) { return SetFavorite(list, true, output); });
+  add("unfavorite", "Take the favourite mark away",
+      [](const auto& list, Output& output) { return SetFavorite(list, false, output); });
   auto to = std::make_shared<std::string>();
-  auto* move = add(
-      "move", "Move files to another album",
-      [to](Session& session, const auto& list, Output& output) { return Move(session, list, *to, output); });
+  auto* move = add("move", "Move files to another album",
+                   [to](const auto& list, Output& output) { return Move(list, *to, output); });
   move->add_option("--to", *to, "The album")->required()->type_name("ALBUM");
 }

@@ -10,8 +10,8 @@
 
 namespace {
 
-Exit ListFiles(const Session& session, const std::string& albumName, bool all, Output& output) {
-  const auto album = session.FindAlbum(albumName);
+Exit ListFiles(const std::string& albumName, bool all, Output& output) {
+  const auto album = FindAlbum(albumName);
   if (!album) {
     output.Error("no album \"" + albumName + "\"");
     return Exit::Failed;
@@ -25,7 +25,7 @@ Exit ListFiles(const Session& session, const std::string& albumName, bool all, O
   return Exit::Done;
 }
 
-Exit ShowHome(Session& session, Output& output) {
+Exit ShowHome(GallerySession& session, Output& output) {
   bool empty = false;
   const Json::Value items = session.Object().GetGalleryHomeData(empty);
   output.Print(items, CompactJson(items));
@@ -80,8 +80,8 @@ void SayFields(const Json::Value& fields, const std::string& indent, Output& out
   }
 }
 
-Exit ShowFile(const Session& session, const std::string& id, Output& output) {
-  const auto file = session.FindFile(id);
+Exit ShowFile(const std::string& id, Output& output) {
+  const auto file = FindFile(id);
   if (!file) {
     output.Error(id + ": not in the gallery");
     return Exit::Failed;
@@ -144,25 +144,23 @@ void AddInfoCommands(CLI::App& app, const Choose& choose) {
   list->add_option("--album", *album, "Only this album, by id or name")->type_name("NAME");
   list->add_flag("--all", *all, "Show the shots behind a burst's cover too");
   list->callback([choose, album, all] {
-    choose(
-        [album, all](Session& session, Output& output) { return ListFiles(session, *album, *all, output); });
+    choose([album, all](GallerySession&, Output& output) { return ListFiles(*album, *all, output); });
   });
   app.add_subcommand("timeline", "List the days and how many files each has")->callback([choose] {
-    choose([](Session&, Output& output) {
+    choose([](GallerySession&, Output& output) {
       PrintTimeLine(output);
       return Exit::Done;
     });
   });
   app.add_subcommand("home", "Print the newest files as JSON, as a home page shows them")->callback([choose] {
-    choose([](Session& session, Output& output) { return ShowHome(session, output); });
+    choose([](GallerySession& session, Output& output) { return ShowHome(session, output); });
   });
   auto id = std::make_shared<std::string>();
   auto* show = app.add_subcommand("show", "Show all fields and the metadata of a file");
   show->add_option("ID", *id)->required();
-  show->callback([choose, id] {
-    choose([id](Session& session, Output& output) { return ShowFile(session, *id, output); });
-  });
+  show->callback(
+      [choose, id] { choose([id](GallerySession&, Output& output) { return ShowFile(*id, output); }); });
   app.add_subcommand("status", "Show where the gallery lies and what it holds")->callback([choose] {
-    choose([](Session&, Output& output) { return ShowStatus(output); });
+    choose([](GallerySession&, Output& output) { return ShowStatus(output); });
   });
 }

@@ -110,7 +110,7 @@ void AddExport(CLI::App& keys, const Choose& choose) {
   command->add_flag("--yes", *yes, "Do not ask");
   // Long: somebody may be asked.
   command->callback([=] {
-    choose({[=](Session&, Output& output) { return Export(*file, *yes, output); }, CommandKind::Long});
+    choose({[=](GallerySession&, Output& output) { return Export(*file, *yes, output); }, CommandKind::Long});
   });
 }
 
@@ -126,7 +126,7 @@ void AddImport(CLI::App& keys, const Choose& choose) {
       ->type_name("FILE");
   command->add_flag("--replace", *replace, "Also when contents were uploaded under other keys");
   command->callback([=] {
-    choose({[=](Session&, Output& output) { return Import(*file, *passwordFile, *replace, output); },
+    choose({[=](GallerySession&, Output& output) { return Import(*file, *passwordFile, *replace, output); },
             CommandKind::Long, Account::Changes});
   });
 }
@@ -146,7 +146,7 @@ void AddKeyCommands(CLI::App& app, const Choose& choose) {
   secret->add_option("--password-file", *passwordFile, "Read the password from this file's first line")
       ->type_name("FILE");
   secret->callback([=] {
-    choose({[=](Session&, Output& output) { return PrintLoginSecret(*user, *passwordFile, output); },
+    choose({[=](GallerySession&, Output& output) { return PrintLoginSecret(*user, *passwordFile, output); },
             CommandKind::Long});
   });
 }

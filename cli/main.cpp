@@ -9,7 +9,6 @@
 #include "host/profile/controlchannel.h"
 #include "host/profile/ownerclient.h"
 #include "localterminal.h"
-#include "takelocal.h"
 
 namespace {
 
@@ -29,7 +28,7 @@ class Program {
   Exit Run() {
     Exit status = Exit::Usage;
     if (!ParseCommandLine(arguments, line, std::cout, std::cerr, status)) return status;
-    if (!Session::ChooseProfile(terminal.Path(line.profile), line.profile.empty(), output))
+    if (!IsGood(GallerySession::ChooseProfile(terminal.Path(line.profile), line.profile.empty())))
       return Exit::Failed;
     const auto start = std::chrono::steady_clock::now();
     bool told = false;
@@ -45,10 +44,15 @@ class Program {
   }
 
  private:
+  bool IsGood(const std::string& problem) {
+    if (!problem.empty()) output.Error(problem);
+    return problem.empty();
+  }
+
   // Nothing when the owner of the profile is just changing.
   std::optional<Exit> Try() {
     std::error_code error;
-    switch (owner.TryTake(Session::DataFolder(), line.command.kind, error)) {
+    switch (owner.TryTake(GallerySession::DataFolder(), line.command.kind, error)) {
       case ProfileOwner::Take::Owned:
         return RunHere();
       case ProfileOwner::Take::Elsewhere:
@@ -56,16 +60,17 @@ class Program {
       case ProfileOwner::Take::Failed:
         break;
     }
-    output.Error("cannot open the profile in " + Session::DataFolder().string() + ": " + error.message());
+    output.Error("cannot open the profile in " + GallerySession::DataFolder().string() + ": " +
+                 error.message());
     return Exit::Failed;
   }
 
   Exit RunHere() {
-    Session session;
-    if (!session.Open(output)) return Exit::Failed;
+    GallerySession session;
+    if (!IsGood(session.Open())) return Exit::Failed;
     Output quiet(false, terminal);
     quiet.DropResults();
-    (void)TakeLocal::Finish(session, quiet);  // What a process that was killed has left.
+    (void)TakeLocalAlong(session, quiet);  // What a process that was killed has left.
     Dispatcher dispatcher(session);
     owner.Serve(dispatcher);
     const int status = dispatcher.Run(arguments, terminal);
@@ -80,7 +85,7 @@ class Program {
   std::optional<Exit> HandOver() {
     const ControlCommand command{arguments, terminal.Path("").string(), terminal.InputIsTerminal(),
                                  terminal.ErrorIsTerminal()};
-    const auto outcome = client.Run(Session::DataFolder(), command, terminal);
+    const auto outcome = client.Run(GallerySession::DataFolder(), command, terminal);
     const std::string process = "the process " + std::to_string(outcome.process);
     switch (outcome.result) {
       case Result::Ended:

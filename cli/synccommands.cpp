@@ -103,7 +103,7 @@ void PrintLostContents(Output& output) {
 // Shows how many contents are still on their way up, in a cycle of its own.
 class UploadProgress : public ISyncCallback {
  public:
-  UploadProgress(Session& session, Output& to) : listeners(session.Listeners()), output(to) {
+  UploadProgress(GallerySession& session, Output& to) : listeners(session.Listeners()), output(to) {
     listeners.Add(this);
   }
   ~UploadProgress() { listeners.Remove(this); }
@@ -199,7 +199,7 @@ bool RunCycle(Output& output) {
 // cycle.
 class CycleTeller : public ISyncCallback {
  public:
-  CycleTeller(Session& session, Output& to) : listeners(session.Listeners()), output(to), sources(to) {
+  CycleTeller(GallerySession& session, Output& to) : listeners(session.Listeners()), output(to), sources(to) {
     listeners.Add(this);
   }
   ~CycleTeller() { listeners.Remove(this); }
@@ -251,7 +251,7 @@ class CycleTeller : public ISyncCallback {
   SourceTeller sources;
 };
 
-Exit Watch(Session& session, Output& output) {
+Exit Watch(GallerySession& session, Output& output) {
   CycleTeller teller(session, output);
   session.BeginTicks();
   output.Say("Watching; Ctrl-C ends it.");
@@ -268,13 +268,14 @@ Exit Stopped(Output& output) {
   return Exit::Failed;
 }
 
-Exit Sync(Session& session, bool watch, Lost lost, Output& output) {
+Exit Sync(GallerySession& session, bool watch, Lost lost, Output& output) {
   if (UserAuthService::GetInstance()->GetServerUrl().empty()) {
     output.Error("not logged in; \"zentaractl login --server URL --user NAME\" does it");
     return Exit::Failed;
   }
   if (watch) return Watch(session, output);
-  const Session::Turn turn(session, Session::Work::Sync, output);
+  const GallerySession::Turn turn(session, GallerySession::Work::Sync, output.Stopped(),
+                                  [&output] { TellWaiting(output); });
   if (!turn.IsHeld()) return Stopped(output);
   auto& sync = SyncHelper::GetInstance();
   const UploadProgress progress(session, output);
@@ -323,7 +324,9 @@ void AddSyncCommands(CLI::App& app, const Choose& choose) {
       ->excludes("--watch");
   sync->callback([choose, watch, giveBack] {
     const Lost lost = *giveBack ? Lost::GiveBack : Lost::Leave;
-    choose({[watch, lost](Session& session, Output& output) { return Sync(session, *watch, lost, output); },
+    choose({[watch, lost](GallerySession& session, Output& output) {
+              return Sync(session, *watch, lost, output);
+            },
             CommandKind::Resumable, Account::Used});
   });
 }

@@ -59,14 +59,15 @@ std::size_t AskForAll(bool missingOnly, const ThumbnailHelper::Done& ended) {
   return requests.size();
 }
 
-Exit FetchThumbnails(Session& session, const std::vector<std::string>& ids, bool missingOnly,
+Exit FetchThumbnails(GallerySession& session, const std::vector<std::string>& ids, bool missingOnly,
                      Output& output) {
   for (const std::string& id : ids) {
-    if (session.FindFile(id)) continue;
+    if (FindFile(id)) continue;
     output.Error(id + ": not in the gallery");
     return Exit::Failed;
   }
-  const Session::Turn turn(session, Session::Work::Thumbnails, output);
+  const GallerySession::Turn turn(session, GallerySession::Work::Thumbnails, output.Stopped(),
+                                  [&output] { TellWaiting(output); });
   if (!turn.IsHeld()) return Exit::Failed;
   auto& module = ZentaraDeskClient::GalleryThumbnailModule::GetInstance();
   Progress progress;
@@ -95,8 +96,9 @@ void AddThumbnailCommands(CLI::App& app, const Choose& choose) {
   thumbs->add_option("ID", *ids, "Only these files' thumbnails that are not there; ids as ls shows them");
   thumbs->add_flag("--missing", *missing, "Only those that are not there");
   thumbs->callback([=] {
-    choose(
-        {[=](Session& session, Output& output) { return FetchThumbnails(session, *ids, *missing, output); },
-         CommandKind::Long});
+    choose({[=](GallerySession& session, Output& output) {
+              return FetchThumbnails(session, *ids, *missing, output);
+            },
+            CommandKind::Long});
   });
 }

@@ -4,12 +4,12 @@
 #include "commands.h"
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
-#include "downloaderrors.h"
 #include "downloadrun.h"
 #include "host/account/userauthservice.h"
 #include "host/base/globalparamwrapper.h"
 #include "host/transfer/speedmeter.h"
 #include "store/dbhelper.h"
+#include "transfer/download/downloaderrors.h"
 #include "transfer/gallerytransmanager.h"
 
 namespace fs = std::filesystem;
@@ -48,11 +48,10 @@ Gallery::Files MissingIn(const fs::path& folder) {
   return files;
 }
 
-bool Collect(const Session& session, const std::vector<std::string>& ids, Gallery::Files& files,
-             Output& output) {
+bool Collect(const std::vector<std::string>& ids, Gallery::Files& files, Output& output) {
   bool all = true;
   for (const auto& id : ids) {
-    const auto file = session.FindFile(id);
+    const auto file = FindFile(id);
     if (file && !file->IsLocalOnly()) {
       files.push_back(file);
       continue;
@@ -69,8 +68,7 @@ std::set<std::string> IdsOf(const Gallery::Files& files) {
   return ids;
 }
 
-Exit Download(const Session& session, const std::vector<std::string>& ids, bool everything,
-              const std::string& to, Output& output) {
+Exit Download(const std::vector<std::string>& ids, bool everything, const std::string& to, Output& output) {
   if (ids.empty() != everything) {
     output.Error("name the files to download, or say --all");
     return Exit::Usage;
@@ -78,7 +76,7 @@ Exit Download(const Session& session, const std::vector<std::string>& ids, bool 
   if (!MayTransfer(output)) return Exit::Failed;
   const fs::path folder = (output.Path(to) / "").lexically_normal().parent_path();
   Gallery::Files files = everything ? MissingIn(folder) : Gallery::Files();
-  const bool found = Collect(session, ids, files, output);
+  const bool found = Collect(ids, files, output);
   DownloadRun run(output);
   auto& manager = GalleryTransManager::GetInstance();
   const std::size_t completed = manager.GetFigures(TaskType::Download).completed;
@@ -229,19 +227,19 @@ void AddTransferCommands(CLI::App& app, const Choose& choose) {
   download->add_flag("--all", *all, "Everything that is not there yet");
   download->add_option("--to", *to, "The folder")->required()->type_name("DIR");
   download->callback([choose, ids, all, to] {
-    choose({[=](Session& session, Output& output) { return Download(session, *ids, *all, *to, output); },
+    choose({[=](GallerySession&, Output& output) { return Download(*ids, *all, *to, output); },
             CommandKind::Long, Account::Used});
   });
   auto watch = std::make_shared<bool>(false);
   auto* transfers = app.add_subcommand("transfers", "List uploads and downloads, waiting and finished");
   transfers->add_flag("--watch", *watch, "Stay and show what changes");
   transfers->callback([choose, watch] {
-    choose({[watch](Session&, Output& output) { return Transfers(*watch, output); },
+    choose({[watch](GallerySession&, Output& output) { return Transfers(*watch, output); },
             *watch ? CommandKind::Resumable : CommandKind::Short, *watch ? Account::Used : Account::Any});
   });
   const auto add = [&](const char* name, const char* help, CommandKind kind, Exit (*run)(Output&)) {
     app.add_subcommand(name, help)->callback([choose, run, kind] {
-      choose({[run](Session&, Output& output) { return run(output); }, kind,
+      choose({[run](GallerySession&, Output& output) { return run(output); }, kind,
               kind == CommandKind::Long ? Account::Used : Account::Any});
     });
   };

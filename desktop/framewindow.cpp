@@ -32,7 +32,7 @@ constexpr const char* kButtons[] = {"nav_home", "nav_gallery", "nav_transfers", 
 }  // namespace
 
 FrameWindow::FrameWindow(Workspace& of, QStringList startFiles)
-    : work(of), homeCloud(Session::DataFolder()),
+    : work(of), homeCloud(GallerySession::DataFolder()),
       watched([this](const QStringList& folders) { ImportWatched(folders); }), files(std::move(startFiles)) {
   work.onRaise = [this](const QStringList& handed) {
     Raise();

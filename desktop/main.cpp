@@ -11,7 +11,6 @@
 #include "desktopsettings.h"
 #include "framewindow.h"
 #include "host/base/globalparamwrapper.h"
-#include "localterminal.h"
 #include "workspace.h"
 
 int main(int argc, char** argv) {
@@ -34,11 +33,12 @@ int main(int argc, char** argv) {
   QStringList files;
   for (const QString& file : parser.positionalArguments()) files << QFileInfo(file).absoluteFilePath();
 
-  LocalTerminal terminal;
-  Output output(false, terminal);
   const bool own = parser.isSet(profile);
-  if (!Session::ChooseProfile(own ? QFileInfo(parser.value(profile)).absoluteFilePath().toStdString() : std::string(), !own, output))
+  const std::string folder = own ? QFileInfo(parser.value(profile)).absoluteFilePath().toStdString() : std::string();
+  if (const std::string problem = GallerySession::ChooseProfile(folder, !own); !problem.empty()) {
+    std::cerr << problem << '\n';
     return 1;
+  }
   Workspace work;
   QString error;
   switch (work.Take(error)) {

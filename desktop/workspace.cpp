@@ -14,22 +14,22 @@
 #include "host/profile/ownerclient.h"
 #include "host/account/userauthservice.h"
 #include "localterminal.h"
+#include "session/folderimport.h"
+#include "session/signin.h"
+#include "session/takelocal.h"
 #include "sync/synchelper.h"
-#include "takelocal.h"
-#include "transfer/thumbnails/gallerythumbnailmodule.h"
-#include "transfer/gallerytransmanager.h"
 
 namespace {
 
 constexpr char kRaise[] = "window";
 
-// Keeps what a command says, for a window that tells it in its own way.
-class QuietTerminal : public CommandTerminal {
+// Stands for the window among the terminals whose commands work with the account.
+class WindowTerminal : public CommandTerminal {
  public:
-  QuietTerminal() : CommandTerminal({}) {}
+  WindowTerminal() : CommandTerminal({}) {}
   void Write(std::string_view) override {}
   void Flush() override {}
-  void WriteError(std::string_view text) override { errors += text; }
+  void WriteError(std::string_view) override {}
   bool IsGood() const override { return true; }
   bool InputIsTerminal() const override { return false; }
   bool ErrorIsTerminal() const override { return false; }
@@ -37,39 +37,46 @@ class QuietTerminal : public CommandTerminal {
   std::error_code ReadFile(const std::filesystem::path&, std::string&) override {
     return std::make_error_code(std::errc::not_supported);
   }
-  QString Errors() const { return QString::fromStdString(errors).trimmed(); }
-
- private:
-  std::string errors;
 };
+
+QString Words(const char* id) { return CResourceManager::GetText(QString::fromLatin1(id)); }
+
+// What a log-in or a log-out came to; empty when all went well.
+QString ErrorOf(const SignIn::Outcome& outcome) {
+  if (!outcome.notOpened.empty()) return QString::fromStdString(outcome.notOpened);
+  if (!outcome.refused.empty()) return Words("IDS_LOGIN_NOT_STORED");
+  return outcome.IsDone() ? QString() : Words(SignIn::WordsOf(outcome.result));
+}
+
+// Nobody stops what the window has begun.
+const std::atomic<bool>& Never() {
+  static const std::atomic<bool> never{false};
+  return never;
+}
+
+void TakeLocalAlong(GallerySession& session) {
+  (void)TakeLocal::Finish([&](const std::vector<FolderFiles>& folders) {
+    return FolderImport(session, Never()).Run(folders, Known::PassedOver).value_or(ImportSum{.stopped = true});
+  });
+}
+
+// Adds what the folders hold and gives what could not be read.
+QString ImportInto(GallerySession& session, const QStringList& folders) {
+  QStringList problems;
+  const auto tell = [&problems](const std::string& problem) { problems << QString::fromStdString(problem); };
+  ImportChoice choice({}, Never());
+  choice.onProblem = tell;
+  for (const QString& folder : folders) choice.Add(folder.toStdString());
+  FolderImport work(session, Never());
+  work.onProblem = tell;
+  (void)work.Run(choice.Folders(), Known::PassedOver);  // Refused files are told by nobody.
+  return problems.join(QLatin1Char('\n'));
+}
 
 std::unique_ptr<ZentaraGalleryObj> LoadModule() {
   QLibrary module(QCoreApplication::applicationDirPath() + QStringLiteral("/libzentaragallery.so"));
   const auto create = reinterpret_cast<CreateZentaraGalleryObjFunction*>(module.resolve("CreateZentaraGalleryObj"));
   return std::unique_ptr<ZentaraGalleryObj>(create ? create() : nullptr);
-}
-
-const char* WordsOf(UserAuthService::LoginResult result) {
-  using Result = UserAuthService::LoginResult;
-  switch (result) {
-    case Result::Done:
-      return "";
-    case Result::Refused:
-      return "IDS_LOGIN_REFUSED";
-    case Result::Unreachable:
-      return "IDS_LOGIN_UNREACHABLE";
-    case Result::NotTrusted:
-      return "IDS_CLOUD_NOT_TRUSTED";
-    case Result::NotAllowed:
-      return "IDS_LOGIN_NOT_ALLOWED";
-    case Result::NotStored:
-      return "IDS_LOGIN_NOT_STORED";
-    case Result::KeysUnreadable:
-      return "IDS_LOGIN_KEYS_UNREADABLE";
-    case Result::NoMemory:
-      return "IDS_LOGIN_NO_MEMORY";
-  }
-  return "";
 }
 
 }  // namespace
@@ -80,7 +87,7 @@ Workspace::~Workspace() { Close(); }
 
 ProfileOwner::Take Workspace::Take(QString& error) {
   std::error_code failed;
-  const auto taken = owner.TryTake(Session::DataFolder(), CommandKind::Long, failed);
+  const auto taken = owner.TryTake(GallerySession::DataFolder(), CommandKind::Long, failed);
   if (taken == ProfileOwner::Take::Failed) error = QString::fromStdString(failed.message());
   return taken;
 }
@@ -91,7 +98,7 @@ bool Workspace::HandOver(const QStringList& files) {
   for (const QString& file : files) words.push_back(file.toStdString());
   const ControlCommand command{words, terminal.Path("").string(), false, false};
   OwnerClient client;
-  return client.Run(Session::DataFolder(), command, terminal).result == OwnerClient::Result::Ended;
+  return client.Run(GallerySession::DataFolder(), command, terminal).result == OwnerClient::Result::Ended;
 }
 
 void Workspace::InBackground(std::function<QString()> work, Done done) {
@@ -106,14 +113,12 @@ void Workspace::InBackground(std::function<QString()> work, Done done) {
 void Workspace::Open(Done done) {
   auto object = LoadModule();
   if (!object) return done(CResourceManager::GetText(QStringLiteral("IDS_DESKTOP_NO_MODULE")));
-  session = std::make_unique<Session>(std::move(object));
+  session = std::make_unique<GallerySession>(std::move(object));
   InBackground(
       [this] {
-        QuietTerminal terminal;
-        Output output(false, terminal);
-        if (!session->Open(output)) return terminal.Errors();
-        (void)TakeLocal::Finish(*session, output);
-        return QString();
+        const std::string problem = session->Open();
+        if (problem.empty()) TakeLocalAlong(*session);
+        return QString::fromStdString(problem);
       },
       [this, done](const QString& error) {
         open = error.isEmpty();
@@ -126,21 +131,7 @@ void Workspace::Open(Done done) {
 }
 
 void Workspace::Begin() {
-  if (!open || running) return;
-  running = true;
-  // A gallery without a service has nothing to keep in step with.
-  ticking = !UserAuthService::GetInstance()->GetServerUrl().empty();
-  ZentaraDeskClient::GalleryThumbnailModule::GetInstance().StartFetching();
-  (void)CommonAbility::DriveThreadPool::GetInstance().Add([this] {
-    (void)GalleryTransManager::GetInstance().LoadTaskFromDB();
-    if (ticking) session->BeginTicks();
-  });
-}
-
-void Workspace::End() {
-  if (!std::exchange(running, false)) return;
-  if (ticking) session->EndTicks();
-  ZentaraDeskClient::GalleryThumbnailModule::GetInstance().Stop();
+  if (open) session->Begin();
 }
 
 void Workspace::Close() {
@@ -150,7 +141,7 @@ void Workspace::Close() {
     served = false;
   }
   if (open) {
-    End();
+    session->End();
     session->Close();
   }
   open = false;
@@ -160,19 +151,12 @@ void Workspace::Close() {
 void Workspace::SignIn(const std::string& server, const std::string& user, const std::string& password, Done done) {
   InBackground(
       [this, server, user, password] {
-        End();
-        QuietTerminal terminal;
-        Output output(false, terminal);
-        const bool takes = UserAuthService::GetInstance()->GetServerUrl().empty() && TakeLocal::Count() > 0 &&
-                           TakeLocal::Note(user, output);
-        session->Close();
-        const auto result = UserAuthService::GetInstance()->Login(server, user, password);
-        if (result != UserAuthService::LoginResult::Done && takes) TakeLocal::Forget();
-        if (!session->OpenAgain(output)) return terminal.Errors();
-        if (result != UserAuthService::LoginResult::Done)
-          return CResourceManager::GetText(QString::fromLatin1(WordsOf(result)));
-        if (takes) (void)TakeLocal::Finish(*session, output);
-        return QString();
+        session->End();
+        const bool takes = UserAuthService::GetInstance()->GetServerUrl().empty() && TakeLocal::Count() > 0;
+        const auto outcome = SignIn::Login(*session, {server, user, password, {}, takes});
+        const QString error = ErrorOf(outcome);
+        if (takes && error.isEmpty()) TakeLocalAlong(*session);
+        return error;
       },
       std::move(done));
 }
@@ -180,13 +164,8 @@ void Workspace::SignIn(const std::string& server, const std::string& user, const
 void Workspace::SignOut(Done done) {
   InBackground(
       [this] {
-        End();
-        QuietTerminal terminal;
-        Output output(false, terminal);
-        session->Close();
-        const bool out = UserAuthService::GetInstance()->Logout();
-        if (!session->OpenAgain(output)) return terminal.Errors();
-        return out ? QString() : CResourceManager::GetText(QStringLiteral("IDS_LOGIN_NOT_STORED"));
+        session->End();
+        return ErrorOf(SignIn::Logout(*session));
       },
       std::move(done));
 }
@@ -194,19 +173,8 @@ void Workspace::SignOut(Done done) {
 void Workspace::ChangePassword(const std::string& present, const std::string& next, Done done) {
   InBackground(
       [present, next] {
-        using Result = UserAuthService::PasswordResult;
-        switch (UserAuthService::GetInstance()->ChangePassword(present, next)) {
-          case Result::Done:
-            return QString();
-          case Result::Unreachable:
-            return CResourceManager::GetText(QStringLiteral("IDS_PASSWORD_UNREACHABLE"));
-          case Result::NoMemory:
-            return CResourceManager::GetText(QStringLiteral("IDS_LOGIN_NO_MEMORY"));
-          case Result::Refused:
-          case Result::KeysUnreadable:
-            break;
-        }
-        return CResourceManager::GetText(QStringLiteral("IDS_PASSWORD_WRONG"));
+        const auto result = UserAuthService::GetInstance()->ChangePassword(present, next);
+        return result == UserAuthService::PasswordResult::Done ? QString() : Words(SignIn::WordsOf(result));
       },
       std::move(done));
 }
@@ -247,11 +215,12 @@ void Workspace::ExportKeys(const QString& file, Done done) {
 void Workspace::Import(const QStringList& folders, Done done) {
   InBackground(
       [this, folders] {
-        std::vector<std::string> words{"start"};
-        for (const QString& folder : folders) words.push_back(folder.toStdString());
-        QuietTerminal terminal;
-        (void)dispatcher->Run(words, terminal);
-        return terminal.Errors();
+        WindowTerminal terminal;
+        auto& gate = session->Gate();
+        (void)gate.Enter(terminal, CommandKind::Long, AccountGate::Change::Awaited);
+        const QString error = session->IsLoaded() ? ImportInto(*session, folders) : QString();
+        gate.Leave(terminal);
+        return error;
       },
       std::move(done));
 }

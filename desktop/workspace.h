@@ -8,7 +8,7 @@
 
 #include "dispatcher.h"
 #include "host/profile/profileowner.h"
-#include "session.h"
+#include "session/gallerysession.h"
 
 // The gallery behind the windows: owns the profile, loads the module, opens and closes
 // the gallery of the account, and runs what command lines of this profile hand over.
@@ -30,7 +30,7 @@ class Workspace : public QObject, public ICommandRunner {
   // Loads the module and the gallery, and answers clients from then on.
   void Open(Done done);
   bool IsOpen() const { return open; }
-  Session& Gallery() { return *session; }
+  GallerySession& Gallery() { return *session; }
   // Starts what runs beside the windows: push, sync, thumbnails.
   void Begin();
   void Close();
@@ -65,13 +65,10 @@ class Workspace : public QObject, public ICommandRunner {
 
  private:
   void InBackground(std::function<QString()> work, Done done);
-  void End();
 
   ProfileOwner owner;
-  std::unique_ptr<Session> session;
+  std::unique_ptr<GallerySession> session;
   std::unique_ptr<Dispatcher> dispatcher;
   bool open = false;
-  bool running = false;
-  bool ticking = false;
   bool served = false;
 };

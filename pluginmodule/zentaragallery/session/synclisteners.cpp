@@ -1,4 +1,4 @@
-#include "synclisteners.h"
+#include "session/synclisteners.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "downloaderrors.h"
+#include "transfer/download/downloaderrors.h"
 
 #include "common/platform/files.h"
 #include "common/platform/mutex.h"

@@ -12,7 +12,7 @@
 //     {"FILE ID": {"error": 3, "step": "...", "text": "...", "cause": "..."}, ...}
 //
 // Each write replaces the whole file, so that a reader in another process never
-// sees half of one. Only the holder of the DownloadLock writes.
+// sees half of one. Only the process that owns the profile writes.
 namespace DownloadErrors {
 
 // What is kept of a task's last error.

@@ -1,9 +1,10 @@
 #pragma once
 
+#include <functional>
+#include <optional>
 #include <string>
 
-#include "output.h"
-#include "session.h"
+#include "session/folderimport.h"
 
 // Takes the pictures of the local gallery along into the account of a login: they
 // are imported there, with their albums and favourite marks. The local gallery
@@ -17,12 +18,13 @@ namespace TakeLocal {
 
 // Files in the gallery of the present, local account.
 std::size_t Count();
-// Notes what is there for the login of `user`. False, told, when it cannot.
-bool Note(const std::string& user, Output& output);
-// Does what is noted for the account that is logged in, and takes a note away that
-// has become idle. Failed when a picture could not be taken; it stays in the local
-// gallery.
-Exit Finish(Session& session, Output& output);
+// Notes what is there for the login of `user`. Why it cannot, in English, or nothing.
+[[nodiscard]] std::string Note(const std::string& user);
+// Does what is noted for the account that is logged in, by `import`, and takes a note
+// away that has become idle. Nothing when there was nothing to do. A picture that
+// could not be taken stays in the local gallery; a stop leaves the note.
+using Import = std::function<ImportSum(const std::vector<FolderFiles>& folders)>;
+std::optional<ImportSum> Finish(const Import& import);
 void Forget();
 
 }  // namespace TakeLocal

@@ -1,4 +1,4 @@
-#include "accountgate.h"
+#include "session/accountgate.h"
 
 #include <algorithm>
 #include <chrono>

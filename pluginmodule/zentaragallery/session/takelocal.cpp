@@ -1,4 +1,4 @@
-#include "takelocal.h"
+#include "session/takelocal.h"
 
 #include "common/platform/files.h"
 #include "common/platform/paths.h"
@@ -6,7 +6,7 @@
 #include "host/account/userauthservice.h"
 #include "host/base/jsonfile.h"
 #include "host/base/jsontext.h"
-#include "importfolders.h"
+#include "model/gallery.h"
 
 namespace {
 
@@ -72,13 +72,12 @@ void MarkFavorites(const Json::Value& albums) {
 
 std::size_t TakeLocal::Count() { return LocalFiles().size(); }
 
-bool TakeLocal::Note(const std::string& user, Output& output) {
+std::string TakeLocal::Note(const std::string& user) {
   Json::Value note(Json::objectValue);
   note["userName"] = user;
   note["albums"] = Albums();
   const auto error = platform::ReplaceAtomically(File(), JsonFile::Text(note), platform::Rights::OwnerOnly);
-  if (error) output.Error("cannot note what the local gallery holds: " + error.message());
-  return !error;
+  return error ? "cannot note what the local gallery holds: " + error.message() : "";
 }
 
 void TakeLocal::Forget() {
@@ -86,19 +85,18 @@ void TakeLocal::Forget() {
   std::filesystem::remove(File(), ignored);
 }
 
-Exit TakeLocal::Finish(Session& session, Output& output) {
+std::optional<ImportSum> TakeLocal::Finish(const Import& import) {
   Json::Value note;
   if (JsonFile::Load(File(), note) != JsonFile::LoadResult::Loaded || !note["albums"].isObject())
-    return Exit::Done;
+    return std::nullopt;
   auto* account = UserAuthService::GetInstance();
   // The login that it was noted for did not come about, or another one did.
   if (account->GetServerUrl().empty() || account->GetUserName() != JsonText::Text(note, "userName")) {
     Forget();
-    return Exit::Done;
+    return std::nullopt;
   }
-  output.Hint("taking the local gallery along");
-  const Exit exit = ImportFolders(session, FoldersOf(note["albums"]), Known::PassedOver, output);
+  const ImportSum sum = import(FoldersOf(note["albums"]));
   MarkFavorites(note["albums"]);
-  if (!output.Stopped()) Forget();
-  return exit;
+  if (!sum.stopped) Forget();
+  return sum;
 }
