@@ -7,10 +7,8 @@
 #include "common/platform/thread.h"
 #include "host/account/userauthservice.h"
 #include "host/base/globalparamwrapper.h"
-#include "host/requests/cloudtrouble.h"
 #include "store/dbhelper.h"
 #include "sync/lasterrorfile.h"
-#include "sync/modelload.h"
 #include "transfer/gallerytransmanager.h"
 #include "utils/gallerylog.h"
 #include "utils/globaldata.h"
@@ -33,7 +31,6 @@ constexpr std::int32_t kDefaultBriefingDays = 30;
 // this many refusals not before the next start.
 constexpr std::int32_t kMaxFailures503 = 3;
 constexpr std::int64_t kBackOffMs = 120'000;
-constexpr std::chrono::milliseconds kTurnPollMs{50};
 
 std::atomic<SyncHelper*> replacement{nullptr};
 
@@ -50,13 +47,14 @@ SyncHelper& SyncHelper::GetInstance() {
 
 void SyncHelper::Replace(SyncHelper* other) { replacement = other; }
 
-SyncHelper::SyncHelper(SyncServices given)
-    : services(std::move(given)), localOperation(services, [this] { timer.Wake(); }) {}
+SyncHelper::SyncHelper(SyncServices given) : services(std::move(given)) {}
 
 SyncHelper::~SyncHelper() {
-  closed = stopRequested = cancelTask = true;
+  closed = true;
+  cycle.Stop();
+  turns.LookAgain();
   StopTimer();
-  ReleaseLock();
+  lock.Release();
   platform::MutexLock hold(watchLock);
   if (watchThread.joinable()) watchThread.join();
   if (playerThread.joinable()) playerThread.join();
@@ -79,7 +77,7 @@ void SyncHelper::StartSync() {
     if (stops != stopsBefore) return;
     closed = false;
   }
-  if (GlobalData::cloudGeneration == GlobalData::kGenerationUnknown) (void)CutStatus();
+  if (GlobalData::cloudGeneration == GlobalData::kGenerationUnknown) (void)cycle.CutStatus();
   CheckAndClearDatabase();
   std::mt19937 generator(std::random_device{}());
   briefingRandomMs = static_cast<std::int64_t>(generator() & kRandomMask) % kDayMs;
@@ -87,10 +85,11 @@ void SyncHelper::StartSync() {
   briefingPeriodDays = services.briefingPeriodDays ? services.briefingPeriodDays() : kDefaultBriefingDays;
   platform::MutexLock hold(driverLock);
   if (closed) return;  // A stop came while the service was asked.
-  started = refundsToResume = true;
-  cancelTask = stopRequested = false;
+  started = true;
+  refunds.ResumeLater();
+  cycle.TakeStopBack();
   // The switch was turned on before the start.
-  if (syncSwitch && IsPaused()) status = static_cast<std::int32_t>(SyncStatus::IDLE);
+  if (syncSwitch && cycle.IsPaused()) cycle.SetStatus(SyncStatus::IDLE);
   timer.diskHealth = services.diskHealth;
   timer.Start(
       kTickMs, [this] { TimerTick(); }, false);
@@ -146,7 +145,8 @@ void SyncHelper::Reopen() {
   EndTicks();
   ForgetRun();
   platform::MutexLock hold(driverLock);
-  closed = stopRequested = cancelTask = false;
+  closed = false;
+  cycle.TakeStopBack();
 }
 
 void SyncHelper::ForgetRun() {
@@ -154,17 +154,13 @@ void SyncHelper::ForgetRun() {
     platform::MutexLock hold(watchLock);
     if (watchThread.joinable()) watchThread.join();
   }
-  ReleaseLock();
-  serviceOperation = nullptr;
-  localOperation.ForgetUnsaved();
-  localOperation.ForgetServices();
+  lock.Release();
+  cycle.Forget();
   EmptyViews();
-  lastError.Set({});
-  targetVersion = -1;
-  uploadPending = 0;
-  requeued = 0;
-  pulled = refundsToResume = false;
-  dataLoaded = hasTicked = timeLineToldIdle = timeLineToldCycle = false;
+  pull.ForgetTarget();
+  comparison.ForgetRequeued();
+  refunds.Forget();
+  pulled = hasTicked = timeLineToldIdle = timeLineToldCycle = false;
 }
 
 void SyncHelper::EmptyViews() {
@@ -194,19 +190,20 @@ void SyncHelper::StopSync() {
     closed = true;
     started = false;
   }
-  stopRequested = cancelTask = true;
+  cycle.Stop();
+  turns.LookAgain();
   if (services.clearSelection) services.clearSelection();
   EmptyViews();
   if (services.removePush) services.removePush();
-  localOperation.ForgetUnsaved();
-  dataLoaded = false;
+  cycle.local.ForgetUnsaved();
+  cycle.SetLoaded(false);
 }
 
 void SyncHelper::ClearStopFlags() {
-  // Not `keepLockStop`: the lock of a refund may be on its way back.
-  stopRequested = cancelTask = false;
+  // Not that of the lock's keeper: the lock of a refund may be on its way back.
+  cycle.TakeStopBack();
   // A stop that came between must not be forgotten.
-  if (closed || (timerTicks && !started)) stopRequested = cancelTask = true;
+  if (closed || (timerTicks && !started)) cycle.Stop();
 }
 
 void SyncHelper::SetSyncSwitch(bool on) {
@@ -216,34 +213,14 @@ void SyncHelper::SetSyncSwitch(bool on) {
 
 void SyncHelper::SetPaused(bool paused) {
   if (paused) {
-    status = static_cast<std::int32_t>(SyncStatus::PAUSE);
-    Tell(SyncStatus::PAUSE, uploadPending);
+    cycle.SetStatus(SyncStatus::PAUSE);
+    cycle.TellPaused();
     return;
   }
-  if (!IsPaused()) return;
-  Tell(SyncStatus::DOWNLOAD, uploadPending);
-  status = static_cast<std::int32_t>(SyncStatus::CHECK);
-  timer.Wake();
-}
-
-void SyncHelper::Tell(SyncStatus next, std::int64_t count) {
-  if (ISyncCallback* listener = callback) listener->OnSyncStatus(next, count);
-}
-
-// A cycle never takes the pause away: only the user's switch does.
-void SyncHelper::Enter(SyncStatus next) {
-  std::int32_t now = status;
-  while (now != static_cast<std::int32_t>(SyncStatus::PAUSE) &&
-         !status.compare_exchange_weak(now, static_cast<std::int32_t>(next))) {
-  }
-}
-
-bool SyncHelper::Fail(const char* step, const std::string& text, const std::string& item) {
-  LogWarning(step, text + (item.empty() ? "" : " " + item));
-  // The first cause of a cycle is the one that helps.
-  if (lastError.Get().step.empty())
-    lastError.Set({step, text, item, MethodFunction::CurrentTime(), CloudTrouble::Since(troublesBefore)});
-  return false;
+  if (!cycle.IsPaused()) return;
+  cycle.Tell(SyncStatus::DOWNLOAD, cycle.uploadPending);
+  cycle.SetStatus(SyncStatus::CHECK);
+  cycle.Wake();
 }
 
 void SyncHelper::PostToFrame(unsigned message) const {
@@ -255,43 +232,65 @@ void SyncHelper::NotifyTimeLine(std::atomic<bool>& done) {
   if (const auto album = Gallery::GetInstance().GetAlbum(SystemAlbumId(AlbumKind::TimeLine))) album->Notify();
 }
 
-std::int64_t SyncHelper::PendingUploads() {
-  return static_cast<std::int64_t>(localOperation.GetUploadFiles().size());
-}
-
-bool SyncHelper::RunOnce() {
-  if (ticking.exchange(true)) {
-    tickRefused = true;
-    return false;
-  }
-  return RunTurn();
-}
+bool SyncHelper::RunOnce() { return turns.TryTick() && RunTurn(); }
 
 bool SyncHelper::RunNext(const std::function<bool()>& giveUp, const std::function<void()>& begun) {
-  while (ticking.exchange(true)) {
-    if (giveUp()) return false;
-    std::this_thread::sleep_for(kTurnPollMs);
-  }
+  if (!turns.Wait(giveUp)) return false;
   begun();
   return RunTurn();
 }
 
+bool SyncHelper::BetweenCycles(const std::function<bool()>& work) {
+  if (!turns.Wait([this] { return closed.load(); })) return false;
+  const bool done = !closed && work();
+  EndTurn();
+  return done;
+}
+
+void SyncHelper::EndTurn() {
+  turns.Free();
+  refunds.ReleaseWhenEnded();
+}
+
+bool SyncHelper::WithLock(const std::function<bool()>& work) {
+  return BetweenCycles([&] {
+    if ((!cycle.Service() && !cycle.TakeService()) || !lock.Lock()) return false;
+    const bool done = work();
+    // Contents on their way up need the lock until the last of them has ended.
+    if (!refunds.HoldLock()) lock.Release();
+    return done;
+  });
+}
+
+SyncServices::Refund SyncHelper::RefundOf(std::int32_t type) {
+  return
+      [this, type](const Ids& ids) { return BetweenCycles([&] { return RefundGetLock(ids, type, false); }); };
+}
+
+void SyncHelper::GiveBackContents(const Ids& ids) { (void)RefundGetLock(ids, kContent, true); }
+
+bool SyncHelper::GiveBackLost(const std::function<bool()>& goOn) {
+  if (!services.giveBackLost || !services.giveBackLost(RefundOf(kContent), RefundOf(kThumbnails)))
+    return cycle.Fail("SyncHelper::GiveBackLost", "what the cloud has lost cannot be given back now");
+  refunds.WaitUntilEnded([&] { return !closed && goOn(); });
+  return !closed;
+}
+
 bool SyncHelper::RunTurn() {
-  troublesBefore = CloudTrouble::Count();
-  lastError.Set({});
-  requeued = 0;
+  cycle.Begin();
+  comparison.ForgetRequeued();
   hasTicked = true;
   SyncTick();
   ExpireBin();
   EndTurn();
-  return lastError.Get().step.empty();
+  return !cycle.HasFailed();
 }
 
 // Once a day, while the bin holds something old, its age is compared with the
 // service's clock.
 void SyncHelper::ExpireBin() {
   const auto bin = Gallery::GetInstance().GetAlbum(kRecycleAlbumId);
-  if (!bin || !bin->HoldsExpired() || stopRequested || !lastError.Get().step.empty()) return;
+  if (!bin || !bin->HoldsExpired() || cycle.IsStopRequested() || cycle.HasFailed()) return;
   const std::int64_t now = MethodFunction::CurrentTime();
   if (now >= expiryAsked && now < expiryAsked + kDayMs) return;
   if (!UserAuthService::GetInstance()->AskServerTime()) return;
@@ -302,7 +301,7 @@ void SyncHelper::ExpireBin() {
 // For processes that ask later. Written only when it changed: a tick that fails
 // each minute would otherwise wake the disk each minute.
 void SyncHelper::KeepLastError() {
-  const SyncError error = lastError.Get(), kept = LastErrorFile::Load();
+  const SyncError error = cycle.LastError(), kept = LastErrorFile::Load();
   if (error.step == kept.step && error.cause == kept.cause && error.item == kept.item &&
       error.words == kept.words)
     return;
@@ -311,18 +310,17 @@ void SyncHelper::KeepLastError() {
 
 void SyncHelper::SyncTick() {
   if (closed) return;
-  uploadPending = PendingUploads();
+  cycle.CountPending();
   if (!syncSwitch) {
-    Tell(SyncStatus::PAUSE, uploadPending);
+    cycle.TellPaused();
     return;
   }
-  Tell(SyncStatus::DOWNLOAD, 0);
+  cycle.Tell(SyncStatus::DOWNLOAD, 0);
   const SpaceInfo space = services.spaceInfo ? services.spaceInfo() : SpaceInfo();
-  if (space.status == 0 && space.total > 0 && space.free == 0 &&
-      status == static_cast<std::int32_t>(SyncStatus::IDLE)) {
-    (void)Fail("SyncHelper::SyncTick", "the cloud's space is used up");
+  if (space.status == 0 && space.total > 0 && space.free == 0 && cycle.Status() == SyncStatus::IDLE) {
+    (void)cycle.Fail("SyncHelper::SyncTick", "the cloud's space is used up");
     KeepLastError();
-    Tell(SyncStatus::IDLE, uploadPending);
+    cycle.Tell(SyncStatus::IDLE, cycle.uploadPending);
     return;
   }
   if (cycleRunning) return;
@@ -334,7 +332,7 @@ void SyncHelper::SyncTick() {
     return;
   }
   PostToFrame(WM_FRAME_SYNC_BEGIN);
-  (void)RunMode(next);  // What failed stands in lastError.
+  (void)RunMode(next);  // What failed stands in the cycle.
   KeepLastError();
   PostToFrame(WM_FRAME_SYNC_END);
   NotifyTimeLine(timeLineToldCycle);
@@ -345,7 +343,7 @@ bool SyncHelper::RunMode(SyncMode next) {
     hasSynced = true;
     return IncrementSync();
   }
-  if (WaitsAfter503()) return Fail("SyncHelper::SyncTick", "service unavailable, waiting");
+  if (WaitsAfter503()) return cycle.Fail("SyncHelper::SyncTick", "service unavailable, waiting");
   hasSynced = false;
   const bool good = FullSync(next);
   hasSynced = true;
@@ -353,40 +351,28 @@ bool SyncHelper::RunMode(SyncMode next) {
 }
 
 bool SyncHelper::WaitsAfter503() const {
-  const auto listing = Listing();
-  const std::int64_t failures = listing ? listing->Failures503() : 0;
+  const auto cloud = cycle.Listing();
+  const std::int64_t failures = cloud ? cloud->Failures503() : 0;
   if (failures == 0) return false;
   if (failures > kMaxFailures503) return true;
-  return MethodFunction::CurrentTime() <=
-         listing->Last503Ms() + failures * failures * kBackOffMs + kBackOffMs;
-}
-
-bool SyncHelper::LoadDataToMemory() {
-  if (dataLoaded) return true;
-  if (!LoadModel([this](bool loaded) {
-        if (ISyncCallback* listener = callback) listener->Notify(loaded ? 0 : 1);
-      })) {
-    return Fail("SyncHelper::LoadDataToMemory", "the database could not be read");
-  }
-  dataLoaded = true;
-  return true;
+  return MethodFunction::CurrentTime() <= cloud->Last503Ms() + failures * failures * kBackOffMs + kBackOffMs;
 }
 
 SyncState SyncHelper::GetState() {
   SyncState state;
-  state.status = static_cast<SyncStatus>(status.load());
+  state.status = cycle.Status();
   state.mode = static_cast<SyncMode>(mode.load());
   state.started = started;
   state.hasSynced = hasSynced;
   state.lockHeld = !GalleryTransManager::GetInstance().LockToken().empty();
-  (void)localOperation.ReadVersionRecord(state.row, state.hasRow);  // Unreadable shows as no row.
-  state.targetVersion = targetVersion;
+  (void)cycle.local.ReadVersionRecord(state.row, state.hasRow);  // Unreadable shows as no row.
+  state.targetVersion = pull.TargetVersion();
   state.pulled = pulled;
-  state.pendingAlbums = localOperation.GetCreatedAlbums().size() + localOperation.GetModifyAlbums().size() +
-                        localOperation.GetDeleteAlbums().size();
-  state.pendingFiles = localOperation.GetChangedFiles().size() + localOperation.GetDeleteFiles().size();
-  state.pendingUploads = localOperation.GetUploadFiles().size();
-  state.requeued = requeued;
-  state.lastError = hasTicked ? lastError.Get() : LastErrorFile::Load();
+  state.pendingAlbums = cycle.local.GetCreatedAlbums().size() + cycle.local.GetModifyAlbums().size() +
+                        cycle.local.GetDeleteAlbums().size();
+  state.pendingFiles = cycle.local.GetChangedFiles().size() + cycle.local.GetDeleteFiles().size();
+  state.pendingUploads = cycle.local.GetUploadFiles().size();
+  state.requeued = comparison.Requeued();
+  state.lastError = hasTicked ? cycle.LastError() : LastErrorFile::Load();
   return state;
 }

@@ -62,10 +62,10 @@ void SyncHelper::ProcessClientInitPushMsg(const std::string& body) {
   }
   AlbumLocalVersion row;
   bool found = false;
-  if (!localOperation.ReadVersionRecord(row, found) || !found) {
+  if (!cycle.local.ReadVersionRecord(row, found) || !found) {
     LogWarning(kTag, "Album Local Version list is empty");
   } else {
-    const bool stored = localOperation.ChangeVersionRecord([](AlbumLocalVersion& stored_) {
+    const bool stored = cycle.local.ChangeVersionRecord([](AlbumLocalVersion& stored_) {
       stored_.HasDownAll = 0;
       stored_.FileCursor.clear();
     });
@@ -85,18 +85,18 @@ bool SyncHelper::IsClearNewer(const std::string& local, const std::string& cloud
 void SyncHelper::CheckAndClearDatabase() {
   constexpr char kTag[] = "SyncHelper::CheckAndClearDatabase";
   LogInfo(kTag, "Check whether the database needs to be cleared");
-  if (GlobalData::cloudGeneration == GlobalData::kGenerationUnknown) (void)CutStatus();
+  if (GlobalData::cloudGeneration == GlobalData::kGenerationUnknown) (void)cycle.CutStatus();
   if (GlobalData::cloudGeneration == GlobalData::kGenerationV1) return;
   LogInfo(kTag, "cutStatus is not v1.0");
   // The marker is the first generation's.
-  ISyncServiceOperation* service = localOperation.ChooseService(GlobalData::kGenerationV1);
+  ISyncServiceOperation* service = cycle.local.ChooseService(GlobalData::kGenerationV1);
   if (!service) {
     LogInfo(kTag, "_serviceOperation is nullptr");
     return;
   }
   AlbumLocalVersion row;
   bool found = false;
-  if (!localOperation.ReadVersionRecord(row, found) || !found) {
+  if (!cycle.local.ReadVersionRecord(row, found) || !found) {
     LogInfo(kTag, "AlbumLocalVersion not obtained from database");
     return;
   }

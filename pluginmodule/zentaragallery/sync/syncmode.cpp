@@ -36,39 +36,23 @@ AlbumLocalVersion RecordOf(const CloudVersion& cloud) {
 
 }  // namespace
 
-std::shared_ptr<ICloudListing> SyncHelper::Listing() const {
-  return services.listing ? services.listing() : nullptr;
-}
-
-std::int32_t SyncHelper::CutStatus() {
-  const auto listing = Listing();
-  return listing ? listing->GetCutStatus() : GlobalData::cloudGeneration.load();
-}
-
-std::unique_ptr<CloudVersion> SyncHelper::QueryVersion() {
-  const auto listing = Listing();
-  if (GlobalData::cloudGeneration != GlobalData::kGenerationV2 || !listing) return nullptr;
-  auto version = listing->GetAllVersion();
-  return version && version->code == 0 ? std::move(version) : nullptr;
-}
-
 SyncMode SyncHelper::GetSyncMode() {
   AlbumLocalVersion row;
   bool hasRow = false;
   // A row that cannot be read is not a row that is missing: taking it for that
   // would list the whole cloud again.
-  if (!localOperation.ReadVersionRecord(row, hasRow)) {
-    (void)Fail(kTag, "the version row could not be read");
+  if (!cycle.local.ReadVersionRecord(row, hasRow)) {
+    (void)cycle.Fail(kTag, "the version row could not be read");
     return SyncModeFailed;
   }
   const bool complete = hasRow && !row.AlbumVersion.empty() && row.HasDownAll != 0;
-  if (complete && !LoadDataToMemory()) return SyncModeFailed;
-  if (GlobalData::cloudGeneration == GlobalData::kGenerationUnknown) (void)CutStatus();
+  if (complete && !cycle.LoadDataToMemory()) return SyncModeFailed;
+  if (GlobalData::cloudGeneration == GlobalData::kGenerationUnknown) (void)cycle.CutStatus();
   if (!complete) return DecideWithoutFullRow(hasRow, row);
   const std::int64_t now = MethodFunction::CurrentTime();
   if (row.BriefingTime == 0) {
     row.BriefingTime = now;
-    (void)localOperation.ChangeVersionRecord([now](AlbumLocalVersion& stored) { stored.BriefingTime = now; });
+    (void)cycle.local.ChangeVersionRecord([now](AlbumLocalVersion& stored) { stored.BriefingTime = now; });
   }
   const std::int64_t days = briefingPeriodDays > 0 ? briefingPeriodDays.load() : kDefaultBriefingDays;
   if (now <= row.BriefingTime + days * 24 * kHourMs + briefingRandomMs) return SyncModeIncrement;
@@ -78,10 +62,10 @@ SyncMode SyncHelper::GetSyncMode() {
 }
 
 SyncMode SyncHelper::DecideWithoutFullRow(bool hasRow, const AlbumLocalVersion& row) {
-  const auto cloud = QueryVersion();
+  const auto cloud = cycle.QueryVersion();
   if (!cloud) {
-    (void)Fail(kTag, "get cloud ver fail!");
-    if (ISyncCallback* listener = callback; listener && !dataLoaded) listener->Notify(1);
+    (void)cycle.Fail(kTag, "get cloud ver fail!");
+    if (!cycle.IsLoaded()) cycle.TellLoaded(false);
     return SyncModeFailed;
   }
   const bool fresh = IsNewAccount(*cloud);
@@ -95,12 +79,12 @@ SyncMode SyncHelper::DecideWithoutFullRow(bool hasRow, const AlbumLocalVersion& 
     record.AlbumListVersion.clear();
     LogInfo(kTag, "new account, set hasdown to 1, quit full sync!");
     (void)Gallery::GetInstance().AddFiles({});
-    if (!LoadDataToMemory()) return SyncModeFailed;
+    if (!cycle.LoadDataToMemory()) return SyncModeFailed;
   }
   const bool stored = hasRow ? DBHelper::GetInstance().UpdateLocalVersion(record, row.AlbumVersion)
                              : DBHelper::GetInstance().AddLocalVersion(record);
   if (!stored) {
-    (void)Fail(kTag, "the version row could not be stored");
+    (void)cycle.Fail(kTag, "the version row could not be stored");
     return SyncModeFailed;
   }
   return fresh ? SyncModeNewAccount : SyncModeFull;
@@ -114,12 +98,12 @@ SyncMode SyncHelper::RestartFull(const AlbumLocalVersion& row, const CloudVersio
     briefingType = 0;
     return SyncModeBriefing;
   }
-  const bool stored = localOperation.ChangeVersionRecord([&cloud](AlbumLocalVersion& stored_) {
+  const bool stored = cycle.local.ChangeVersionRecord([&cloud](AlbumLocalVersion& stored_) {
     stored_.LatestVersion = cloud.fileVersion;
     stored_.UpdateTime = 0;
     stored_.FileCursor.clear();
   });
   if (stored) return SyncModeFull;
-  (void)Fail(kTag, "the version row could not be stored");
+  (void)cycle.Fail(kTag, "the version row could not be stored");
   return SyncModeFailed;
 }

@@ -1,8 +1,7 @@
-// Changes of the user on their way to the cloud, under its lock.
+#include "sync/localchanges.h"
 
 #include "common/platform/text.h"
 #include "host/base/logger.h"
-#include "sync/synchelper.h"
 #include "transfer/gallerytransmanager.h"
 #include "utils/gallerylog.h"
 #include "utils/globaldata.h"
@@ -38,15 +37,15 @@ bool IsFileCode(const std::string& code) {
 
 bool IsSecondGeneration() { return GlobalData::cloudGeneration == GlobalData::kGenerationV2; }
 
-// Runs `work` on one batch after the other; false when one fails or `cancel` is
-// set between them.
+// Runs `work` on one batch after the other; false when one fails or the cycle is
+// stopped between them.
 template <typename List, typename Work>
-bool ForEachBatch(const List& list, std::int32_t limit, const std::atomic<bool>& cancel, Work work) {
+bool ForEachBatch(const List& list, std::int32_t limit, const SyncCycle& cycle, Work work) {
   const std::size_t size = limit > 0 ? static_cast<std::size_t>(limit) : 1;
   for (std::size_t start = 0; start < list.size(); start += size) {
     const auto first = list.begin() + static_cast<std::ptrdiff_t>(start);
     const auto last = list.begin() + static_cast<std::ptrdiff_t>(std::min(start + size, list.size()));
-    if (!work(List(first, last)) || cancel) return false;
+    if (!work(List(first, last)) || cycle.IsCancelled()) return false;
   }
   return true;
 }
@@ -71,8 +70,8 @@ Gallery::Albums CopiesForUpload(const Gallery::Albums& albums) {
 
 // Takes albums that the user changed while they were sent out of `succeeded` and
 // returns them: they have to go up once more.
-SyncHelper::Ids TakeOutChanged(const Gallery::Albums& copies, SyncHelper::Ids& succeeded) {
-  SyncHelper::Ids changed;
+SyncCycle::Ids TakeOutChanged(const Gallery::Albums& copies, SyncCycle::Ids& succeeded) {
+  SyncCycle::Ids changed;
   for (const auto& copy : copies) {
     const std::string id = copy->AlbumId.Get();
     const auto present = Gallery::GetInstance().GetAlbum(id);
@@ -116,89 +115,80 @@ std::string Counts(const char* success, std::size_t good, const char* failure, s
 
 }  // namespace
 
-bool SyncHelper::UploadFailed(const char* text) {
+bool LocalChanges::UploadFailed(const char* text) {
   Logger::OutputOperationLog(kEventUploadFailed, 5, 2, {{"errorCode", "5"}, {"errorReason", text}});
-  return Fail("SyncHelper::SyncUpload", text);
+  return cycle.Fail("SyncHelper::SyncUpload", text);
 }
 
 // Refusals that no rule deals with; what they are about keeps waiting.
-void SyncHelper::NoteRefused(const char* step, const std::vector<FailedItem>& failed,
-                             const std::function<bool(const std::string& code)>& isDealtWith) {
+void LocalChanges::NoteRefused(const char* step, const std::vector<FailedItem>& failed,
+                               const std::function<bool(const std::string& code)>& isDealtWith) {
   for (const auto& item : failed) {
     if (!isDealtWith(item.code))
-      (void)Fail(step, "refused with code " + item.code + " " + item.reason, item.id);
+      (void)cycle.Fail(step, "refused with code " + item.code + " " + item.reason, item.id);
   }
 }
 
-void SyncHelper::NoteStuck(const char* step, const Ids& albums) {
-  for (const auto& id : albums) (void)Fail(step, "the name is taken, and no other can be given", id);
+void LocalChanges::NoteStuck(const char* step, const SyncCycle::Ids& albums) {
+  for (const auto& id : albums) (void)cycle.Fail(step, "the name is taken, and no other can be given", id);
 }
 
-bool SyncHelper::SyncUpload() {
-  if (!serviceOperation) return false;
+bool LocalChanges::Upload() {
   if (!UploadCreatedAlbums()) return UploadFailed("Upload Created Albums Fialed!");
   if (!UploadModifyAlbums()) return UploadFailed("Upload Modfiy Albums Failed!");
   if (!UploadModifyFiles()) return UploadFailed("Upload Modfiy Files Failed!");
   if (!UploadDeleteFiles()) return UploadFailed("Upload Delete Files Failed!");
   if (!UploadDeleteAlbums()) return UploadFailed("Upload Delete Albums Failed!");
-  UploadContent();
-  const auto now = static_cast<SyncStatus>(status.load());
-  if (now == SyncStatus::PAUSE || now == SyncStatus::NOSPACE) {
-    Tell(now, uploadPending);
-    return true;
-  }
-  return DownLoadFromCloud(std::nullopt);
+  return true;
 }
 
-bool SyncHelper::UploadCreatedAlbums() {
+bool LocalChanges::UploadCreatedAlbums() {
   constexpr char kTag[] = "SyncHelper::UploadCreatedAlbums";
-  ISyncServiceOperation* service = serviceOperation;
-  localOperation.JoinNamesakes();
-  return ForEachBatch(localOperation.GetCreatedAlbums(), service->GetAlbumLimit(), cancelTask,
-                      [&](const Gallery::Albums& batch) {
-                        const Gallery::Albums copies = CopiesForUpload(batch);
-                        const auto result = service->UploadCreateAlbum(copies, LockToken());
-                        if (!result) {
-                          LogWarning(kTag, "Upload Created Albums Failed!");
-                          return false;
-                        }
-                        if (HasFailures(result->code))
-                          NoteStuck(kTag, localOperation.UploadCreatedAlbumsFailed(result->failed));
-                        NoteRefused(kTag, result->failed, IsAlbumCode);
-                        const Ids changed = TakeOutChanged(copies, result->succeeded);
-                        localOperation.SetAlbumsUploaded(result->succeeded, kAlbumCreated);
-                        localOperation.SetAlbumsChanged(changed);
-                        LogInfo(kTag,
-                                Counts("Upload Created Albums Success Count : ", result->succeeded.size(),
-                                       "Failed Count:", result->failed.size()));
-                        return true;
-                      });
+  ISyncServiceOperation* service = cycle.Service();
+  cycle.local.JoinNamesakes();
+  return ForEachBatch(
+      cycle.local.GetCreatedAlbums(), service->GetAlbumLimit(), cycle, [&](const Gallery::Albums& batch) {
+        const Gallery::Albums copies = CopiesForUpload(batch);
+        const auto result = service->UploadCreateAlbum(copies, LockToken());
+        if (!result) {
+          LogWarning(kTag, "Upload Created Albums Failed!");
+          return false;
+        }
+        if (HasFailures(result->code)) NoteStuck(kTag, cycle.local.UploadCreatedAlbumsFailed(result->failed));
+        NoteRefused(kTag, result->failed, IsAlbumCode);
+        const SyncCycle::Ids changed = TakeOutChanged(copies, result->succeeded);
+        cycle.local.SetAlbumsUploaded(result->succeeded, kAlbumCreated);
+        cycle.local.SetAlbumsChanged(changed);
+        LogInfo(kTag, Counts("Upload Created Albums Success Count : ", result->succeeded.size(),
+                             "Failed Count:", result->failed.size()));
+        return true;
+      });
 }
 
-bool SyncHelper::UploadModifyAlbums() {
+bool LocalChanges::UploadModifyAlbums() {
   constexpr char kTag[] = "SyncHelper::UploadModifyAlbums";
-  ISyncServiceOperation* service = serviceOperation;
-  return ForEachBatch(localOperation.GetModifyAlbums(), service->GetAlbumLimit(), cancelTask,
+  ISyncServiceOperation* service = cycle.Service();
+  return ForEachBatch(cycle.local.GetModifyAlbums(), service->GetAlbumLimit(), cycle,
                       [&](const Gallery::Albums& batch) {
                         const Gallery::Albums copies = CopiesForUpload(batch);
                         const auto result = service->UploadModifyAlbum(copies, LockToken());
                         if (!result) return false;
                         (void)TakeOutChanged(copies, result->succeeded);  // They are changes already.
                         if (HasFailures(result->code))
-                          NoteStuck(kTag, localOperation.UploadModifyAlbumsFailed(result->failed));
+                          NoteStuck(kTag, cycle.local.UploadModifyAlbumsFailed(result->failed));
                         NoteRefused(kTag, result->failed, IsAlbumCode);
-                        localOperation.SetAlbumsUploaded(result->succeeded, kAlbumModified);
+                        cycle.local.SetAlbumsUploaded(result->succeeded, kAlbumModified);
                         LogInfo(kTag, Counts("Upload Modify Albums Success Count :", result->succeeded.size(),
                                              "Failed Count : ", result->failed.size()));
                         return true;
                       });
 }
 
-bool SyncHelper::UploadModifyFiles() {
-  auto files = localOperation.GetChangedFiles();
+bool LocalChanges::UploadModifyFiles() {
+  auto files = cycle.local.GetChangedFiles();
   std::stable_partition(files.begin(), files.end(),
                         [](const GalleryFile::Ptr& file) { return file->IsInBin(); });
-  return ForEachBatch(files, serviceOperation.load()->GetFileLimit(), cancelTask,
+  return ForEachBatch(files, cycle.Service()->GetFileLimit(), cycle,
                       [this](const SyncLocalOperation::Files& batch) {
                         SyncLocalOperation::Files recycled, others;
                         for (const auto& file : batch) {
@@ -211,7 +201,7 @@ bool SyncHelper::UploadModifyFiles() {
                       });
 }
 
-bool SyncHelper::UploadFileGroup(const SyncLocalOperation::Files& group) {
+bool LocalChanges::UploadFileGroup(const SyncLocalOperation::Files& group) {
   constexpr char kTag[] = "SyncHelper::UploadModifyFiles";
   if (group.empty()) return true;
   std::vector<CloudFileInfo> records;
@@ -220,9 +210,9 @@ bool SyncHelper::UploadFileGroup(const SyncLocalOperation::Files& group) {
     records.push_back(RecordForUpload(*file));
     sent[records.back().uniqueId] = records.back();
   }
-  const auto result = serviceOperation.load()->UploadModifyFile(records, LockToken());
+  const auto result = cycle.Service()->UploadModifyFile(records, LockToken());
   if (!result) return false;
-  if (HasFailures(result->code)) localOperation.UploadModifyFilesFailed(result->failed);
+  if (HasFailures(result->code)) cycle.local.UploadModifyFilesFailed(result->failed);
   NoteRefused(kTag, result->failed, IsFileCode);
   std::vector<CloudFileInfo> done;
   for (const auto& answer : result->succeeded) {
@@ -239,17 +229,17 @@ bool SyncHelper::UploadFileGroup(const SyncLocalOperation::Files& group) {
     if (!answer.videoThumbId.empty()) record->second.videoThumbId = answer.videoThumbId;
     done.push_back(record->second);
   }
-  localOperation.SetFilesUploaded(done);
+  cycle.local.SetFilesUploaded(done);
   LogInfo(kTag, Counts("Upload Modify Files Success Count :", done.size(),
                        "Failed Count :", result->failed.size()));
   return true;
 }
 
-bool SyncHelper::UploadDeleteFiles() {
+bool LocalChanges::UploadDeleteFiles() {
   constexpr char kTag[] = "SyncHelper::UploadDeleteFiles";
-  ISyncServiceOperation* service = serviceOperation;
+  ISyncServiceOperation* service = cycle.Service();
   (void)Gallery::GetInstance().DropNeverUploaded();  // A row that stays is dropped by the next cycle.
-  return ForEachBatch(localOperation.GetDeleteFiles(), service->GetFileLimit(), cancelTask,
+  return ForEachBatch(cycle.local.GetDeleteFiles(), service->GetFileLimit(), cycle,
                       [&](const SyncLocalOperation::Files& batch) {
                         std::vector<CloudFileInfo> records;
                         for (const auto& file : batch) {
@@ -265,11 +255,11 @@ bool SyncHelper::UploadDeleteFiles() {
                         const auto result = service->UploadDeleteFile(records, LockToken());
                         if (!result) return false;
                         if (HasFailures(result->code))
-                          (void)localOperation.UploadDeleteFilesFailed(result->failed);
+                          (void)cycle.local.UploadDeleteFilesFailed(result->failed);
                         NoteRefused(kTag, result->failed, IsFileCode);
-                        Ids done;
+                        SyncCycle::Ids done;
                         for (const auto& record : result->succeeded) done.push_back(record.uniqueId);
-                        localOperation.SetFilesDeleted(done);
+                        cycle.local.SetFilesDeleted(done);
                         LogInfo(kTag, Counts("Upload Delete Files Success Count :", done.size(),
                                              ",Failed Count :", result->failed.size()));
                         return true;
@@ -278,11 +268,11 @@ bool SyncHelper::UploadDeleteFiles() {
 
 // The cloud's album holds files that this gallery does not have there: they go
 // to the bin, and the next cycle can delete the album.
-bool SyncHelper::RecycleLeftFiles(const std::string& albumId) {
-  const auto listing = Listing();
+bool LocalChanges::RecycleLeftFiles(const std::string& albumId) {
+  const auto listing = cycle.Listing();
   const auto page = listing ? listing->GetFilesByAlbumId(albumId) : nullptr;
   if (!page) return false;
-  Ids ids;
+  SyncCycle::Ids ids;
   for (const auto& media : page->media) ids.push_back(media.uniqueId);
   SyncLocalOperation::Files files;
   (void)Gallery::GetInstance().GetGalleryFiles(ids, files);
@@ -290,18 +280,17 @@ bool SyncHelper::RecycleLeftFiles(const std::string& albumId) {
   std::erase_if(files, [&albumId](const GalleryFile::Ptr& file) {
     return HasLocalChange(*file) && !file->IsInBin() && file->AlbumId() != albumId;
   });
-  (void)localOperation.RecycleHere(files);  // Rows that could not be written wait for the next cycle.
-  (void)localOperation.RecycleHidden(ids);  // As above.
+  (void)cycle.local.RecycleHere(files);  // Rows that could not be written wait for the next cycle.
+  (void)cycle.local.RecycleHidden(ids);  // As above.
   return true;
 }
 
-bool SyncHelper::UploadDeleteAlbums() {
+bool LocalChanges::UploadDeleteAlbums() {
   constexpr char kTag[] = "SyncHelper::UploadDeleteAlbums";
-  ISyncServiceOperation* service = serviceOperation;
+  ISyncServiceOperation* service = cycle.Service();
   return ForEachBatch(
-      localOperation.GetDeleteAlbums(), service->GetAlbumLimit(), cancelTask,
-      [&](const Gallery::Albums& batch) {
-        Ids ids;
+      cycle.local.GetDeleteAlbums(), service->GetAlbumLimit(), cycle, [&](const Gallery::Albums& batch) {
+        SyncCycle::Ids ids;
         for (const auto& album : batch) ids.push_back(album->AlbumId.Get());
         const auto result = service->UploadDeleteAlbum(ids, LockToken());
         if (!result) return false;
@@ -314,7 +303,7 @@ bool SyncHelper::UploadDeleteAlbums() {
           if (item.code == kUnknownAlbum) result->succeeded.push_back(item.id);
         }
         NoteRefused(kTag, result->failed, IsAlbumDeletionCode);
-        localOperation.SetAlbumsUploaded(result->succeeded, kAlbumDeleted);
+        cycle.local.SetAlbumsUploaded(result->succeeded, kAlbumDeleted);
         LogInfo(kTag, "Upload Delete Albums Success Count :" + std::to_string(result->succeeded.size()));
         LogInfo(kTag, "Upload Delete Albums Failed Count :" + std::to_string(result->failed.size()));
         return true;

@@ -1,6 +1,5 @@
-// Contents on their way to the transfer engine.
+#include "sync/contentupload.h"
 
-#include "sync/synchelper.h"
 #include "transfer/gallerytransmanager.h"
 #include "utils/gallerylog.h"
 
@@ -17,32 +16,34 @@ std::string NoRoom(std::int64_t free) {
 
 }  // namespace
 
-bool SyncHelper::ContentIsPaused() const { return services.contentPaused && services.contentPaused(); }
+bool ContentUpload::ContentIsPaused() const {
+  return cycle.services.contentPaused && cycle.services.contentPaused();
+}
 
-void SyncHelper::UploadContent() {
+void ContentUpload::UploadContent() {
   if (ContentIsPaused()) return;
   auto& transfers = GalleryTransManager::GetInstance();
-  const auto files = localOperation.GetUploadFiles();
-  uploadPending = static_cast<std::int64_t>(files.size());
+  const auto files = cycle.local.GetUploadFiles();
+  cycle.uploadPending = static_cast<std::int64_t>(files.size());
   if (files.empty()) return;
-  const SpaceInfo space = services.spaceInfo ? services.spaceInfo() : SpaceInfo();
-  const bool limited = services.spaceInfo && space.status == 0;
+  const SpaceInfo space = cycle.services.spaceInfo ? cycle.services.spaceInfo() : SpaceInfo();
+  const bool limited = cycle.services.spaceInfo && space.status == 0;
   std::int64_t bytes = 0;
   bool queued = false;
   for (std::size_t next = 0; next < files.size();) {
-    if (cancelTask) break;
-    if (IsPaused()) {
-      Tell(SyncStatus::PAUSE, uploadPending);
+    if (cycle.IsCancelled()) break;
+    if (cycle.IsPaused()) {
+      cycle.TellPaused();
       break;
     }
     const std::size_t remaining = files.size() - next;
     GalleryTransManager::Files pass;
     for (; next < files.size() && pass.size() < kFilesOfPass; ++next) {
       if (limited && bytes + files[next]->Size > space.free) {
-        Enter(SyncStatus::NOSPACE);
-        (void)Fail("SyncHelper::UploadContent",
-                   NoRoom(space.free - bytes) + ", the file has " + std::to_string(files[next]->Size),
-                   files[next]->UniqueId());
+        cycle.Enter(SyncStatus::NOSPACE);
+        (void)cycle.Fail("SyncHelper::UploadContent",
+                         NoRoom(space.free - bytes) + ", the file has " + std::to_string(files[next]->Size),
+                         files[next]->UniqueId());
         continue;
       }
       bytes += files[next]->Size;
@@ -55,10 +56,10 @@ void SyncHelper::UploadContent() {
   }
   // Without uploads of this call those that run belong to a refund.
   if (queued) transfers.StopAllTask(TaskType::Upload);
-  uploadPending = PendingUploads();
+  cycle.CountPending();
 }
 
-bool SyncHelper::WaitForTasks(std::size_t remaining) {
+bool ContentUpload::WaitForTasks(std::size_t remaining) {
   const auto& transfers = GalleryTransManager::GetInstance();
   const std::int64_t behind = std::max<std::int64_t>(static_cast<std::int64_t>(remaining) - kShownAhead, 0);
   std::int64_t told = 0;
@@ -66,8 +67,8 @@ bool SyncHelper::WaitForTasks(std::size_t remaining) {
     const auto figures = transfers.GetFigures(TaskType::Upload);
     const auto now = static_cast<std::int64_t>(figures.waiting + figures.running);
     if (now == 0) return false;
-    if (cancelTask || IsPaused() || ContentIsPaused()) return true;
-    if (std::exchange(told, now) != now) Tell(SyncStatus::UPLOAD, behind + now);
+    if (cycle.IsCancelled() || cycle.IsPaused() || ContentIsPaused()) return true;
+    if (std::exchange(told, now) != now) cycle.Tell(SyncStatus::UPLOAD, behind + now);
     return false;
   });
 }

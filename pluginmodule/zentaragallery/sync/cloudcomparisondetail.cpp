@@ -1,9 +1,8 @@
 // What differs between the cloud's listing and the gallery, fetched in detail.
 
 #include "host/base/globalparamwrapper.h"
-#include "store/dbhelper.h"
 #include "sync/briefingitem.h"
-#include "sync/synchelper.h"
+#include "sync/cloudcomparison.h"
 #include "utils/gallerylog.h"
 #include "utils/methodfunction.h"
 
@@ -18,11 +17,11 @@ std::string Count(std::size_t count) { return std::to_string(count); }
 
 }  // namespace
 
-bool SyncHelper::DetailedProcessing(const std::vector<BriefingItem>& items) {
+bool CloudComparison::DetailedProcessing(const std::vector<BriefingItem>& items) {
   constexpr char kTag[] = "SyncHelper::DetailedProcessing";
   LogInfo(kTag, "Begin Binary Cloud Files");
   const bool showLost = GlobalParamWrapper::GetInstance()->GetEnableShowLostCloudPhoto();
-  Ids add, modify, lost;
+  SyncCycle::Ids add, modify, lost;
   for (const auto& item : items) {
     if (const auto file = Gallery::GetInstance().GetFile(item.uniqueId)) {
       // The records of an earlier state are older, and count all the same.
@@ -38,17 +37,17 @@ bool SyncHelper::DetailedProcessing(const std::vector<BriefingItem>& items) {
     add.clear();
   }
   const bool added = add.empty() || DetailedProcessAddFile(add);
-  if (!added) (void)Fail(kTag, "DetailedProcessAddFile failed");
+  if (!added) (void)cycle.Fail(kTag, "DetailedProcessAddFile failed");
   const bool modified = modify.empty() || DetailedProcessModifyFile(modify);
-  if (!modified) (void)Fail(kTag, "DetailedProcessModifyFile failed");
+  if (!modified) (void)cycle.Fail(kTag, "DetailedProcessModifyFile failed");
   if (!lost.empty()) DetailedProcessLostFile(lost);
   return added && modified;
 }
 
-bool SyncHelper::DetailedProcessAddFile(const Ids& ids) {
+bool CloudComparison::DetailedProcessAddFile(const SyncCycle::Ids& ids) {
   constexpr char kTag[] = "SyncHelper::DetailedProcessAddFile";
   LogInfo(kTag, [&] { return "[Briefing]Briefing GetCloudAddFiles Count :" + Count(ids.size()); });
-  Ids missing;
+  SyncCycle::Ids missing;
   std::vector<CloudFileInfo> details;
   (void)GetDetail(ids, missing, details);
   if (details.empty()) return false;
@@ -59,13 +58,13 @@ bool SyncHelper::DetailedProcessAddFile(const Ids& ids) {
   // Through the rules of a change: a row that memory does not know of may hold
   // one that waits.
   for (auto& record : details) record.otype = "0";
-  return localOperation.SetLocalGeneralFiles(details) && missing.empty();
+  return cycle.local.SetLocalGeneralFiles(details) && missing.empty();
 }
 
-bool SyncHelper::DetailedProcessModifyFile(const Ids& ids) {
+bool CloudComparison::DetailedProcessModifyFile(const SyncCycle::Ids& ids) {
   constexpr char kTag[] = "SyncHelper::DetailedProcessModifyFile";
   LogInfo(kTag, [&] { return "[Briefing]Briefing GetCloudModifyFiles Count :" + Count(ids.size()); });
-  Ids missing;
+  SyncCycle::Ids missing;
   std::vector<CloudFileInfo> details;
   (void)GetDetail(ids, missing, details);
   if (details.empty()) return false;
@@ -75,12 +74,12 @@ bool SyncHelper::DetailedProcessModifyFile(const Ids& ids) {
   LogInfo(kTag,
           [&] { return "[Briefing]Briefing GetCloudModifyFiles Detail Count " + Count(details.size()); });
   for (auto& record : details) record.otype = kModified;
-  return localOperation.SetLocalGeneralFiles(details) && missing.empty();
+  return cycle.local.SetLocalGeneralFiles(details) && missing.empty();
 }
 
 // The cloud lost contents that this computer still has: they go up again as new
 // files.
-void SyncHelper::DetailedProcessLostFile(const Ids& ids) {
+void CloudComparison::DetailedProcessLostFile(const SyncCycle::Ids& ids) {
   SyncLocalOperation::Files files;
   (void)Gallery::GetInstance().GetGalleryFiles(ids, files);
   std::erase_if(
@@ -99,9 +98,10 @@ void SyncHelper::DetailedProcessLostFile(const Ids& ids) {
   }
 }
 
-bool SyncHelper::GetDetail(const Ids& ids, Ids& missing, std::vector<CloudFileInfo>& details) {
+bool CloudComparison::GetDetail(const SyncCycle::Ids& ids, SyncCycle::Ids& missing,
+                                std::vector<CloudFileInfo>& details) {
   missing = ids;
-  const auto listing = Listing();
+  const auto listing = cycle.Listing();
   if (!listing) return false;
   for (int attempt = 0; attempt <= kDetailRetries && !missing.empty(); ++attempt) {
     auto found = listing->GetFileDetail(missing);
