@@ -24,7 +24,10 @@ std::size_t BehindString(std::string_view text, std::size_t at) {
 std::size_t BehindValue(std::string_view text, std::size_t at) {
   if (at >= text.size()) return text.size();
   if (text[at] == '"') return BehindString(text, at);
-  if (text[at] != '{' && text[at] != '[') return std::min(text.find_first_of(",]}", at), text.size());
+  if (text[at] != '{' && text[at] != '[') {
+    while (at < text.size() && text[at] != ',' && text[at] != '}' && text[at] != ']') ++at;
+    return at;
+  }
   int depth = 0;
   while (at < text.size()) {
     const char letter = text[at];
