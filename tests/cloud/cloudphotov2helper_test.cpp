@@ -7,7 +7,7 @@
 #include "cloudserver.h"
 #include "common/platform/text.h"
 #include "common/platform/window.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "loopbackserver.h"
 #include "utils/globaldata.h"
 #include "utils/messages.h"

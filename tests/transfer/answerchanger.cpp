@@ -8,7 +8,7 @@
 
 #include <cstdlib>
 
-#include "host/ns/jsontext.h"
+#include "host/base/jsontext.h"
 
 namespace {
 
@@ -34,11 +34,11 @@ AnswerChanger::AnswerChanger(std::string serviceUrl, Change changeAnswer)
 Json::Value AnswerChanger::Body(const std::string& message) {
   const auto head = message.find("\r\n\r\n");
   if (head == std::string::npos) return {};
-  return NS::JsonText::Parse(message.substr(head + 4)).value_or(Json::Value());
+  return JsonText::Parse(message.substr(head + 4)).value_or(Json::Value());
 }
 
 std::string AnswerChanger::WithBody(const Json::Value& body) {
-  return LoopbackServer::Answer(200, NS::JsonText::Write(body));
+  return LoopbackServer::Answer(200, JsonText::Write(body));
 }
 
 std::string AnswerChanger::Forward(std::string request) const {

@@ -4,7 +4,7 @@
 #include <random>
 
 #include "common/platform/paths.h"
-#include "host/ns/cloudphotov2.h"
+#include "host/requests/ns/cloudphotov2.h"
 #include "transfer/gallerytransmanager.h"
 #include "utils/globaldata.h"
 #include "utils/methodfunction.h"

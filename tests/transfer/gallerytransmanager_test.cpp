@@ -7,8 +7,8 @@
 
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
-#include "host/globalparamwrapper.h"
-#include "host/userauthservice.h"
+#include "host/account/userauthservice.h"
+#include "host/base/globalparamwrapper.h"
 #include "support/faketask.h"
 #include "support/gallerytest.h"
 #include "transfer/download/downloadplaces.h"

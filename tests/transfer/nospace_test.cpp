@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "contenttest.h"
-#include "host/ns/cloudphotov2.h"
+#include "host/requests/ns/cloudphotov2.h"
 #include "tests/platform/filesizelimit.h"
 #include "transfer/gallerytransmanager.h"
 

@@ -7,7 +7,7 @@
 
 #include "common/platform/paths.h"
 #include "contenttest.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "loopbackserver.h"
 #include "tests/platform/filesizelimit.h"
 #include "transfer/contentcrypto.h"

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "common/platform/mutex.h"
-#include "host/databaseoperationbase.h"
+#include "host/database/databaseoperationbase.h"
 #include "model/records/album.h"
 #include "model/records/galleryfile.h"
 #include "store/storerecords.h"

@@ -6,7 +6,7 @@
 #include "common/toolkit/list.h"
 #include "common/toolkit/menu.h"
 #include "common/toolkit/resourcemanager.h"
-#include "host/logger.h"
+#include "host/base/logger.h"
 #include "ui/albumthumb.h"
 #include "ui/dialogs/deletepicwnd.h"
 #include "ui/dialogs/inputalbumnamewnd.h"

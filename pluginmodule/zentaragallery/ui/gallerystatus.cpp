@@ -6,7 +6,7 @@
 #include "cloud/cloudphotov2helper.h"
 #include "common/platform/clock.h"
 #include "common/toolkit/resourcemanager.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "store/dbhelper.h"
 #include "sync/synchelper.h"
 #include "ui/galleryalbumwnd.h"

@@ -6,8 +6,8 @@
 #include <thread>
 
 #include "common/platform/paths.h"
-#include "host/globalparamwrapper.h"
-#include "host/ns/cloudphotov2.h"
+#include "host/base/globalparamwrapper.h"
+#include "host/requests/ns/cloudphotov2.h"
 #include "transfer/contentcrypto.h"
 #include "transfer/gallerytransmanager.h"
 #include "utils/globaldata.h"

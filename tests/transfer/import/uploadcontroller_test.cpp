@@ -12,7 +12,7 @@
 #include "common/platform/files.h"
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "support/gallerytest.h"
 #include "support/operationlog.h"
 #include "tests/support/picturefiles.h"

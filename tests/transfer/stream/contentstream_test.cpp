@@ -9,7 +9,7 @@
 #include <thread>
 
 #include "contenttest.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "transfer/stream/playurlparamconstruct.h"
 #include "utils/globaldata.h"
 

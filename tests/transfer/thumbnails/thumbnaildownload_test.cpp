@@ -9,7 +9,7 @@
 
 #include "clouduploads.h"
 #include "common/platform/paths.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "loopbackserver.h"
 #include "tests/support/picturefiles.h"
 #include "transfer/thumbnails/gallerythumbnailmodule.h"

@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 
 #include "cloudserver.h"
-#include "host/ns/jsontext.h"
+#include "host/base/jsontext.h"
 #include "tests/transfer/knownkeys.h"
 #include "transfer/upload/fileparamsconstruct.h"
 
@@ -24,7 +24,7 @@ constexpr char kDoc[] = R"({"id": "media-1", "attachments": [
                 "objects": [{"id": "object-0"}, {"id": "object-1"}]}}},
   {"usage": "thumbnail", "asset": {}}]})";
 
-Json::Value Parsed(const std::string& text) { return NS::JsonText::Parse(text).value_or(Json::Value()); }
+Json::Value Parsed(const std::string& text) { return JsonText::Parse(text).value_or(Json::Value()); }
 
 Json::Value Cipher() {
   Json::Value cipher = Parsed(R"({"algorithm": "AES_128_CBC_PKCS5Padding", "dataType": 12,

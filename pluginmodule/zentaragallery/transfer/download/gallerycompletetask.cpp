@@ -1,6 +1,6 @@
 #include "transfer/download/gallerycompletetask.h"
 
-#include "host/threadadminmodule.h"
+#include "host/base/threadadminmodule.h"
 #include "model/gallery.h"
 #include "store/dbhelper.h"
 #include "transfer/download/gallerydownloadtask.h"

@@ -4,8 +4,8 @@
 
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
-#include "host/logger.h"
-#include "host/ns/cloudphotov2losts.h"
+#include "host/base/logger.h"
+#include "host/requests/ns/cloudphotov2losts.h"
 #include "model/gallery.h"
 #include "store/dbhelper.h"
 #include "transfer/download/gallerydownloadtask.h"

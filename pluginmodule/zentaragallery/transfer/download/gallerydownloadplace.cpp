@@ -2,8 +2,8 @@
 
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
-#include "host/ns/jsontext.h"
-#include "host/ns/request.h"
+#include "host/base/jsontext.h"
+#include "host/requests/ns/request.h"
 #include "model/gallery.h"
 #include "store/dbhelper.h"
 #include "transfer/download/gallerydownloadtask.h"
@@ -76,7 +76,7 @@ void GalleryDownloadTask::ForgetFile() {
 }
 
 void GalleryDownloadTask::NoteMigration() const {
-  if (GlobalData::GalleryMigrated || NS::JsonText::Text(place.media.properties, "migrate") != "1") return;
+  if (GlobalData::GalleryMigrated || JsonText::Text(place.media.properties, "migrate") != "1") return;
   GlobalData::GalleryMigrated = true;
   LogInfo(kTag, "gallery has migreted, migrate = 1.");
 }

@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
-#include "host/curlppx.h"
-#include "host/ns/cloudphotov2assets.h"
+#include "host/requests/curlppx.h"
+#include "host/requests/ns/cloudphotov2assets.h"
 #include "host/transfer/downloadtask.h"
 #include "model/records/galleryfile.h"
 #include "transfer/httpfetch.h"

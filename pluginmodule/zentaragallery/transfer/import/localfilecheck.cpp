@@ -6,7 +6,7 @@
 #include "common/platform/files.h"
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "model/records/upward.h"
 #include "utils/filereading.h"
 #include "utils/mediareader.h"
@@ -131,7 +131,7 @@ CheckedFile Check(const std::wstring& path, const Album& album,
   if (!checked.file) return checked;
   checked.file->ParseBurstName();
   // There when a list first shows the file. One without could never go up.
-  if (!checked.file->ThumbnailPath().empty()) return checked;
+  if (checked.file->MakeThumbnail()) return checked;
   const char* cause = CheckCache();
   return Refuse(cause ? cause : kDamaged);
 }
@@ -165,7 +165,7 @@ bool RenewLocalFile(GalleryFile& file, const std::string& hash, std::int64_t siz
   file.SetPictureMetadata(fresh->PictureMetadata());
   file.SetVideoMetadata(fresh->VideoMetadata());
   file.RenewThumbnails();
-  return !file.ThumbnailPath().empty() && !file.LcdPath().empty();
+  return file.MakeThumbnail() && file.MakeLcd();
 } catch (const std::bad_alloc&) {
   return false;
 }

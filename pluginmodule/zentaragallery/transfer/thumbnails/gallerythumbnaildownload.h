@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/thumbnailtransferadminthread.h"
+#include "host/transfer/thumbnailtransferadminthread.h"
 
 // The worker that brings thumbnails: one after another, what was asked for last
 // first, since that is what the user is looking at.

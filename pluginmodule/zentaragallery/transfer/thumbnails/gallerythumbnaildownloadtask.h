@@ -2,7 +2,7 @@
 
 #include <functional>
 
-#include "host/thumbnailtransferadminthread.h"
+#include "host/transfer/thumbnailtransferadminthread.h"
 #include "model/records/galleryfile.h"
 
 // A thumbnail that somebody waits for.

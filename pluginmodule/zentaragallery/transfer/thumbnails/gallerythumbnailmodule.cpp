@@ -7,7 +7,7 @@
 
 #include "common/platform/paths.h"
 #include "common/platform/thread.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "store/dbhelper.h"
 #include "utils/globaldata.h"
 

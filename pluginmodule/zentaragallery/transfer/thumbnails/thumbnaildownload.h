@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "host/ns/cloudphotov2assets.h"
+#include "host/requests/ns/cloudphotov2assets.h"
 #include "model/records/galleryfile.h"
 #include "transfer/httpfetch.h"
 

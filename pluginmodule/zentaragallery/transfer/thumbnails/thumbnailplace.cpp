@@ -1,18 +1,18 @@
 // Where a thumbnail lies, as the cloud's record tells.
 
-#include "host/ns/jsontext.h"
-#include "host/ns/request.h"
+#include "host/base/jsontext.h"
+#include "host/requests/ns/request.h"
 #include "model/gallery.h"
 #include "transfer/contentcrypto.h"
 #include "transfer/thumbnails/thumbnaildownload.h"
 #include "utils/gallerylog.h"
 
+using JsonText::Number;
+using JsonText::Text;
 using NS::CloudPhoto::V2::Attachment;
 using NS::CloudPhoto::V2::GetContentCall;
 using NS::CloudPhoto::V2::kContentFields;
 using NS::CloudPhoto::V2::MediaGetResponse;
-using NS::JsonText::Number;
-using NS::JsonText::Text;
 
 namespace {
 
@@ -73,7 +73,7 @@ void ThumbnailDownload::ChooseRange() {
     place.plain[1] = Number(length, "large");
     place.start = isLcd ? stored(place.plain[0]) : 0;
     place.length = stored(place.plain[isLcd ? 1 : 0]);
-    place.sha256 = Text(NS::JsonText::Object(attributes, "sha256"), isLcd ? "large" : "small");
+    place.sha256 = Text(JsonText::Object(attributes, "sha256"), isLcd ? "large" : "small");
     return;
   }
   // One picture that stands for both.

@@ -1,8 +1,8 @@
 // What the cloud is told of a thumbnail that it has lost.
 
-#include "host/logger.h"
-#include "host/ns/cloudphotov2losts.h"
-#include "host/ns/request.h"
+#include "host/base/logger.h"
+#include "host/requests/ns/cloudphotov2losts.h"
+#include "host/requests/ns/request.h"
 #include "transfer/thumbnails/thumbnaildownload.h"
 #include "utils/gallerylog.h"
 

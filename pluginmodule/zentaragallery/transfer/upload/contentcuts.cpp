@@ -3,15 +3,15 @@
 #include "common/platform/files.h"
 #include "common/platform/mutex.h"
 #include "common/platform/paths.h"
-#include "host/jsonfile.h"
-#include "host/ns/jsontext.h"
+#include "host/base/jsonfile.h"
+#include "host/base/jsontext.h"
 #include "store/dbhelper.h"
 #include "utils/gallerylog.h"
 #include "utils/methodfunction.h"
 
 namespace {
 
-using NS::JsonText::Number;
+using JsonText::Number;
 
 constexpr std::int64_t kDayMs = 86'400'000;
 constexpr std::int64_t kInOnePiece = 0;

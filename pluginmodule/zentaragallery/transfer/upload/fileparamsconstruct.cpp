@@ -7,11 +7,11 @@
 #include "cloud/cheader.h"
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
-#include "host/globalparamwrapper.h"
-#include "host/ns/cloudtime.h"
-#include "host/ns/jsontext.h"
-#include "host/ns/request.h"
-#include "host/userauthservice.h"
+#include "host/account/userauthservice.h"
+#include "host/base/globalparamwrapper.h"
+#include "host/base/jsontext.h"
+#include "host/requests/ns/cloudtime.h"
+#include "host/requests/ns/request.h"
 #include "transfer/contentcrypto.h"
 #include "utils/gallerylog.h"
 #include "utils/methodfunction.h"
@@ -19,7 +19,7 @@
 
 namespace {
 
-using NS::JsonText::Text;
+using JsonText::Text;
 
 constexpr char kTag[] = "FileParamsConstruct<struct FileSliceCmdParamsV2>::UploadSliceInfo";
 constexpr char kCreatePath[] =
@@ -155,7 +155,7 @@ std::string FileParamsConstruct<T>::UploadSliceInfo() const {
   body["attachments"].append(ContentAttachment());
   body["attachments"].append(ThumbnailAttachment());
   const Json::Value& attachments = body["attachments"];
-  return std::all_of(attachments.begin(), attachments.end(), IsReadable) ? NS::JsonText::Write(body) : "";
+  return std::all_of(attachments.begin(), attachments.end(), IsReadable) ? JsonText::Write(body) : "";
 }
 
 template <typename T>
@@ -207,7 +207,7 @@ std::string FileParamsConstruct<T>::SliceBody() const {
   body["resource"]["sha256"] = asset["resource"]["sha256"];
   body["resource"]["objects"].append(object);
   body["attributes"] = asset["attributes"];
-  return NS::JsonText::Write(body);
+  return JsonText::Write(body);
 }
 
 template <typename T>
@@ -223,7 +223,7 @@ std::string FileParamsConstruct<T>::UploadStateBody() const {
   body["resource"]["sha256"] = resource["sha256"];
   body["resource"]["objects"].append(object);
   if (record->objectIndex + 1 == resource["objects"].size()) body["state"] = 0;
-  return NS::JsonText::Write(body);
+  return JsonText::Write(body);
 }
 
 template <typename T>
@@ -241,7 +241,7 @@ std::string FileParamsConstruct<T>::FinalBody() const {
   body["size"] = Json::Int64(record->source->size);
   body["source"] = "PC";
   body["uploadType"] = "client";
-  return NS::JsonText::Write(body);
+  return JsonText::Write(body);
 }
 
 template class FileParamsConstruct<FileSliceCmdParamsV2>;

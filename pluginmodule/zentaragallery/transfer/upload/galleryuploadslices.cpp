@@ -1,7 +1,7 @@
 // The objects of a record, one after the other: encrypted, announced, sent and
 // confirmed.
 
-#include "host/ns/jsontext.h"
+#include "host/base/jsontext.h"
 #include "transfer/contentcrypto.h"
 #include "transfer/upload/galleryuploadtask.h"
 #include "transfer/upload/slicereader.h"
@@ -9,9 +9,9 @@
 #include "utils/gallerylog.h"
 #include "utils/methodfunction.h"
 
-using NS::JsonText::Member;
-using NS::JsonText::Number;
-using NS::JsonText::Text;
+using JsonText::Member;
+using JsonText::Number;
+using JsonText::Text;
 using UploadRecord::kMustSend;
 
 namespace {
@@ -116,7 +116,7 @@ bool GalleryUploadTask::PutObject(UploadFileCommandParams& params, const Json::V
     ForgetFile();
     return Fail(kGeneral, kStep, __LINE__, "the source was deleted while it was sent");
   }
-  return FailAnswer(kStep, __LINE__, NS::JsonText::Parse(response).value_or(Json::Value()));
+  return FailAnswer(kStep, __LINE__, JsonText::Parse(response).value_or(Json::Value()));
 }
 
 bool GalleryUploadTask::UploadV2SliceRequestUrl(FileSliceCmdParamsV2& record) {

@@ -7,13 +7,13 @@
 #include "common/platform/files.h"
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
-#include "host/globalparamwrapper.h"
-#include "host/logger.h"
-#include "host/ns/jsontext.h"
-#include "host/ns/request.h"
+#include "host/account/userauthservice.h"
+#include "host/base/globalparamwrapper.h"
+#include "host/base/jsontext.h"
+#include "host/base/logger.h"
+#include "host/requests/ns/request.h"
 #include "host/transfer/completetask.h"
 #include "host/transfer/galleryshowtask.h"
-#include "host/userauthservice.h"
 #include "model/gallery.h"
 #include "store/dbhelper.h"
 #include "transfer/contentcrypto.h"
@@ -29,7 +29,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-using NS::JsonText::Text;
+using JsonText::Text;
 
 constexpr int kRunReport = 16018;
 constexpr std::int32_t kContentThere = 1;
@@ -132,7 +132,7 @@ bool GalleryUploadTask::StartRun() {
   // A cache can be cleared while the program runs.
   (void)file->TestThumbnailOnDisk();
   (void)file->TestLcdOnDisk();
-  if (file->ThumbnailPath().empty() || file->LcdPath().empty()) {
+  if (!file->MakeThumbnail() || !file->MakeLcd()) {
     Fail(kGeneral, kStep, __LINE__, "the file has no thumbnails");
     OnStop();
     return false;
@@ -280,7 +280,7 @@ bool GalleryUploadTask::Send(std::int32_t command, FileSliceCmdParamsV2& record,
   const bool answered = httpLib.RequestInterface(request, response);
   if (!MayGoOn()) return false;
   if (!answered) return FailAnswer(kStep, __LINE__, Json::Value());
-  auto parsed = response.empty() ? Json::Value(Json::objectValue) : NS::JsonText::Parse(response);
+  auto parsed = response.empty() ? Json::Value(Json::objectValue) : JsonText::Parse(response);
   const bool needsRecord = command != kConfirmSlice || !httpLib.HasGoodAnswer();
   if (!parsed || !parsed->isObject() || (parsed->empty() && needsRecord)) {
     return FailAnswer(kStep, __LINE__, Json::Value());

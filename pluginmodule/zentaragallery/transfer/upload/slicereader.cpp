@@ -1,9 +1,9 @@
 #include "transfer/upload/slicereader.h"
 
-#include "host/ns/jsontext.h"
+#include "host/base/jsontext.h"
 #include "transfer/contentcrypto.h"
 
-using NS::JsonText::Number;
+using JsonText::Number;
 
 namespace {
 

@@ -2,14 +2,14 @@
 
 #include <algorithm>
 
-#include "host/ns/jsontext.h"
+#include "host/base/jsontext.h"
 #include "transfer/upload/slicereader.h"
 
 namespace UploadRecord {
 
-using NS::JsonText::Member;
-using NS::JsonText::Number;
-using NS::JsonText::Text;
+using JsonText::Member;
+using JsonText::Number;
+using JsonText::Text;
 
 namespace {
 
