@@ -213,6 +213,14 @@ void ZentaraGallery::OnSliderReleased() {
 
 // --- Upload
 
+void ZentaraGallery::SayLimit() {
+  char text[260];
+  std::snprintf(text, sizeof text,
+                CResourceManager::GetText(QStringLiteral("IDS_GALLERT_FILES_UPPER_LIMIT")).toUtf8().constData(),
+                static_cast<int>(UploadController::kFilesUpperLimit));
+  Say(QStringLiteral("warning"), QString::fromUtf8(text));
+}
+
 void ZentaraGallery::OnUpload() {
   if (PageRules::IsActionForbidden(PageRules::kFunctionUpload)) return;
   const QString words = CResourceManager::GetText(QStringLiteral("IDS_SELECT_PICTURES_AND_VIDEOS"));
@@ -227,13 +235,7 @@ void ZentaraGallery::OnUpload() {
 
 void ZentaraGallery::Upload(std::vector<std::wstring> paths, Album::Ptr album, std::function<void()> then) {
   if (paths.empty()) return;
-  if (paths.size() > UploadController::kFilesUpperLimit) {
-    char text[260];
-    std::snprintf(text, sizeof text,
-                  CResourceManager::GetText(QStringLiteral("IDS_GALLERT_FILES_UPPER_LIMIT")).toUtf8().constData(),
-                  static_cast<int>(UploadController::kFilesUpperLimit));
-    return Say(QStringLiteral("warning"), QString::fromUtf8(text));
-  }
+  if (paths.size() > UploadController::kFilesUpperLimit) return SayLimit();
   if (!album) {
     UpLoadFilesWnd ask;
     if (ask.RunOver(*this) != IDOK) {

@@ -15,6 +15,7 @@
 #include "host/logger.h"
 #include "store/dbhelper.h"
 #include "sync/synchelper.h"
+#include "transfer/gallerytransmanager.h"
 #include "ui/dialogs/loadpagewnd.h"
 #include "ui/dialogs/messagebox.h"
 #include "ui/dialogs/uploadprocess.h"
@@ -254,10 +255,7 @@ void ZentaraGallery::OnReloadView() {
   if (!current) return;
   const auto [photos, videos] = Helper().GetPhotoVideoCount(current->AlbumId.Get());
   if (photos + videos == 0) return ShowEmptyPage();
-  if (!HasViewer()) {
-    for (const char* name : {"slider_pic", "btn_narrow", "btn_expansion"})
-      if (auto* control = FindControl(QString::fromLatin1(name))) control->SetEnabled(true);
-  }
+  if (!HasViewer()) EnableZoom(true);
   if (Selection().PruneSelection()) {
     const bool favourites = current->Kind() == AlbumKind::Favorite && current->FileCount() > 0;
     if (!favourites && !HasViewer()) OnToolbarState(0);
@@ -283,8 +281,7 @@ void ZentaraGallery::SetUploadKind(ButtonKind kind) {
 void ZentaraGallery::ShowEmptyPage() {
   SetUploadKind(ButtonKind::Tool);  // The page has the main button itself.
   GiveSliderBack();
-  for (const char* name : {"slider_pic", "btn_narrow", "btn_expansion"})
-    if (auto* control = FindControl(QString::fromLatin1(name))) control->SetEnabled(false);
+  EnableZoom(false);
   if (tabSwitch) tabSwitch->SelectItem(kTabEmpty);
   (void)Selection().PruneSelection();
   if (Selection().Count() == 0) Selection().SelectClear(false);
@@ -634,20 +631,39 @@ LRESULT ZentaraGallery::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, b
     case WM_GALLERY_DOWNLOAD_DONE:
       DoneWithSelection();
       return 0;
-    case WM_GALLERY_ALBUM_ADDED:
+    case WM_GALLERY_ALBUM_ADDED: {
+      const std::unique_ptr<std::string> added(reinterpret_cast<std::string*>(lParam));
+      if (panel) panel->Reload();
+      return 0;
+    }
     case WM_GALLERY_ALBUM_FORWARD:
       if (panel) panel->Reload();
       return 0;
     case WM_GALLERY_ALBUM_REMOVED:
-      if (panel) panel->Reload();
+      OnAlbumRemoved(reinterpret_cast<std::string*>(lParam));
+      return 0;
+    case WM_GALLERY_SWITCH_CHANGED:
+      SyncHelper::GetInstance().SetSyncSwitch(wParam == 1);
+      return 0;
+    case WM_GALLERY_CONTINUE_UPLOAD:
+      (void)CommonAbility::DriveThreadPool::GetInstance().Add(
+          [] { GalleryTransManager::GetInstance().ResumeAll(TaskType::Upload); });
+      return 0;
+    case WM_GALLERY_UPLOAD_LIMIT:
+      SayLimit();
+      return 0;
+    case WM_GALLERY_UPLOAD_FINISHED:
+      OnUploadFinished(reinterpret_cast<TransferTask::Ptr*>(wParam), reinterpret_cast<GalleryFile::Ptr*>(lParam));
+      return 0;
+    case WM_GALLERY_DPI:
+      SetUpdateDPI(static_cast<int>(wParam));
       return 0;
     case WM_GALLERY_RETURN_DONE:
       GlobalData::returningFromViewer = false;
       if (list) list->RedrawRows(true);
       return 0;
     case WM_GALLERY_ZOOM_ENABLE:
-      for (const char* name : {"slider_pic", "btn_narrow", "btn_expansion"})
-        if (auto* control = FindControl(QString::fromLatin1(name))) control->SetEnabled(lParam == 0);
+      EnableZoom(lParam == 0);
       return 0;
     case WM_GALLERY_VIEWER_LEFT:
       if (wParam == 0) OnViewerLeft(lParam ? *reinterpret_cast<const GalleryFile::Ptr*>(lParam) : nullptr);
@@ -697,7 +713,9 @@ LRESULT ZentaraGallery::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, b
       }
       return 0;
     case WM_GALLERY_FUNCTIONS_CHANGED:
-      OnToolbarState(Selection().Count() > 0 ? 1 : 0);
+      OnToolbarState(HasViewer() ? 2 : Selection().Count() > 0 ? 1 : 0);
+      (void)platform::SendMessageW(GlobalData::viewerWnd, uMsg, 0, 0);
+      if (panel) (void)platform::SendMessageW(panel->GetHWND(), uMsg, 0, 0);
       return 0;
     case WM_GALLERY_SIZE_AGAIN:
       OnSize();
@@ -727,6 +745,39 @@ LRESULT ZentaraGallery::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, b
       handled = false;
       return WindowImplBaseEx::HandleMessage(uMsg, wParam, lParam, handled);
   }
+}
+
+// The album is gone from the gallery; of the time line only what it holds can go.
+void ZentaraGallery::OnAlbumRemoved(std::string* id) {
+  const std::unique_ptr<std::string> removed(id);
+  if (IsTimeLine(current) && current->FileCount() == 0) {
+    for (const HWND window : {GlobalData::fullWnd.load(), GlobalData::viewerWnd.load()})
+      (void)platform::SendMessageW(window, WM_GALLERY_VIEWER_CLOSE, 0, 0);
+    EnableZoom(false);
+  }
+  if (panel) panel->Reload();
+}
+
+// Both records are the page's to free, whichever of them there is.
+void ZentaraGallery::OnUploadFinished(TransferTask::Ptr* task, GalleryFile::Ptr* file) {
+  const std::unique_ptr<TransferTask::Ptr> ended(task);
+  const std::unique_ptr<GalleryFile::Ptr> uploaded(file);
+  if (list && uploaded) list->RedrawRows(false);
+}
+
+// The host has placed the page already; what stands in it follows.
+void ZentaraGallery::SetUpdateDPI(int dpi) {
+  Manager().SetDPI(dpi);
+  LogInfo(kTag, "ZentaraGallery::dpiVal: " + std::to_string(dpi));
+  for (const HWND window : {GlobalData::albumWnd.load(), GlobalData::fullWnd.load(), GlobalData::viewerWnd.load()})
+    (void)platform::SendMessageW(window, WM_GALLERY_DPI, static_cast<WPARAM>(dpi), 0);
+  sizedAt = {};
+  OnSize();
+}
+
+void ZentaraGallery::EnableZoom(bool enabled) {
+  for (const char* name : {"slider_pic", "btn_narrow", "btn_expansion"})
+    if (auto* control = FindControl(QString::fromLatin1(name))) control->SetEnabled(enabled);
 }
 
 // A file that the desktop or the home page names: shown in the time line.
