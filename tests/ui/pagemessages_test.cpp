@@ -4,6 +4,7 @@
 #include <QAbstractButton>
 #include <QApplication>
 
+#include "common/duilib_business/windowbusybaseshadow.h"
 #include "common/toolkit/button.h"
 #include "host/drivethreadpool.h"
 #include "host/transfer/transfertask.h"
@@ -254,6 +255,75 @@ TEST_F(PageMessageTest, TooManyFilesAreTold) {
   EXPECT_TRUE(std::any_of(labels.begin(), labels.end(), [](const CLabelUI* label) {
     return label->GetText().contains(QStringLiteral("100000")) || label->GetText().contains(QStringLiteral("100,000"));
   }));
+}
+
+// --- Dialogs, keys, rows
+
+TEST_F(PageMessageTest, DimLayerAndDialogFollowTheWindow) {
+  AddDay(0, 1);
+  Open();
+  QRect dim, box, window;
+  auto* look = new QTimer(page.get());
+  QObject::connect(look, &QTimer::timeout, page.get(), [&, look] {
+    if (!Box()) return;
+    look->deleteLater();
+    frame->resize(1100, 700);
+    QApplication::processEvents();
+    if (auto* layer = toolkit::WidgetOf(UIBackGroundMessWnd::Top())) dim = layer->geometry();
+    box = Box()->geometry();
+    window = frame->rect();
+    Box()->Close(IDOK);
+  });
+  look->start(5);
+  PopMessageBox(*page, QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c"));
+  EXPECT_EQ(dim, window);
+  EXPECT_EQ(window.size(), QSize(1100, 700));
+  EXPECT_LE(std::abs(box.center().x() - window.center().x()), 1);
+  EXPECT_LE(std::abs(box.center().y() - window.center().y()), 1);
+  EXPECT_EQ(UIBackGroundMessWnd::Top(), nullptr);
+}
+
+TEST_F(PageMessageTest, FourAndSixOfTheKeypadWalk) {
+  const auto today = AddDay(0, 3);
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  List().setFocus();
+  QTest::keyClick(&List(), Qt::Key_6, Qt::KeypadModifier);
+  QTest::keyClick(&List(), Qt::Key_6, Qt::KeypadModifier);
+  EXPECT_EQ(Page::FocusFile(), today[1]);
+  QTest::keyClick(&List(), Qt::Key_4, Qt::KeypadModifier);
+  EXPECT_EQ(Page::FocusFile(), today[0]);
+}
+
+TEST_F(PageMessageTest, SelectionOfRowsIsByTheirPlaceInTheView) {
+  for (int day = 0; day < 30; ++day) AddDay(day, 7);
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  auto& body = *List().Body();
+  body.SelectItem(1);
+  EXPECT_EQ(body.GetSelectedItems(), (std::vector<std::uint32_t>{1}));
+  EXPECT_EQ(body.CurrentRow(), body.Rows()[1]);
+  List().SelectRange(42, 40);
+  EXPECT_EQ(body.GetSelectedItems(), (std::vector<std::uint32_t>{40, 41, 42}));
+  ASSERT_NE(body.CurrentRow(), nullptr);  // It was brought into sight.
+  EXPECT_EQ(body.CurrentRow()->RowIndex(), 42u);
+  body.UnSelectItem(42);
+  EXPECT_EQ(body.CurrentRow(), nullptr);
+  EXPECT_EQ(body.GetSelectedItems(), (std::vector<std::uint32_t>{40, 41}));
+  body.SelectItem(100'000);
+  EXPECT_TRUE(body.GetSelectedItems().empty());
+}
+
+TEST_F(PageMessageTest, ListWithoutItsRowsHasNoProvider) {
+  AddDay(0, 7);
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  List().RemoveAt(0);
+  EXPECT_EQ(List().Body()->Rows().size(), 2u);
+  List().RemoveAll();
+  EXPECT_TRUE(List().Body()->Rows().empty());
+  EXPECT_EQ(List().GetDataProvider(), nullptr);
+  Settle();
 }
 
 }  // namespace

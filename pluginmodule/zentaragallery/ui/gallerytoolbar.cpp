@@ -22,6 +22,7 @@
 #include "ui/dialogs/uploadprocess.h"
 #include "ui/galleryalbumwnd.h"
 #include "ui/pagecontext.h"
+#include "ui/timescrollbar.h"
 #include "ui/userproperties.h"
 #include "ui/view/galleryfilelistviewhelper.h"
 #include "ui/view/pageflags.h"
@@ -203,7 +204,10 @@ void ZentaraGallery::OnClick(TNotifyUI& message) {
     Page::PostRedraw();
     return;
   }
-  if (is("ShowTimeScrollBar") && Selection().Count() < 2) Page::ShowDateLine(rememberedDate);
+  if (is("ShowTimeScrollBar") && Selection().Count() < 2) {
+    Page::ShowDateLine(CTimeScrollBarUINew::DateText());
+    FitTitle();
+  }
 }
 
 void ZentaraGallery::OnSliderReleased() {

@@ -6,6 +6,7 @@
 #include <QMimeData>
 #include <QUrl>
 
+#include "common/duilib_business/windowbusybaseshadow.h"
 #include "common/platform/text.h"
 #include "common/toolkit/resourcemanager.h"
 #include "common/toolkit/resourcequeue.h"
@@ -58,6 +59,16 @@ bool IsTimeLine(const Album::Ptr& album) { return album && album->Kind() == Albu
 int TabOf(const Album& album) {
   if (album.Kind() == AlbumKind::TimeLine) return kTabTimeLine;
   return album.IsBin() ? kTabBin : kTabAlbum;
+}
+
+// The file of the gallery that lies there; null for none, or one that goes away.
+GalleryFile::Ptr FileAt(const std::wstring& path) {
+  Gallery::Files all;
+  Gallery::GetInstance().GetAllFiles(all);
+  const auto found = std::find_if(all.begin(), all.end(), [&path](const GalleryFile::Ptr& file) {
+    return !file->IsDeleted && file->LocalPath() == path;
+  });
+  return found == all.end() ? nullptr : *found;
 }
 
 }  // namespace
@@ -344,7 +355,7 @@ void ZentaraGallery::OnSize() {
   const QRect now(mapToGlobal(QPoint(0, 0)), size());
   if (now.size() == sizedAt.size()) return;
   sizedAt = now;
-  (void)platform::SendMessageW(GlobalData::dimWnd, WM_GALLERY_RESIZED, 0, 0);
+  (void)platform::SendMessageW(UIBackGroundMessWnd::Top(), WM_GALLERY_RESIZED, 0, 0);
   (void)platform::SendMessageW(GlobalData::viewerWnd, WM_GALLERY_VIEWER_RESIZED, 0, 0);
   const int scale = Manager().GetScale();
   const bool narrow = parentWidget() ? window()->width() < 1080 * scale / 100 : width() < 996 * scale / 100;
@@ -458,6 +469,7 @@ void ZentaraGallery::ShowMultiBubble(bool visible) {
   if (multiBubble || !button || !isVisible()) return;
   multiBubble = Bubble::Show(*button->Widget(), QStringLiteral("IDS_GALLERY_MULTISELECT_TIP"), BubbleKind::Accent, true);
   if (!multiBubble) return;
+  multiBubble->setObjectName(QStringLiteral("multiBubbleHor"));
   // It goes by its own button: then it was read.
   connect(multiBubble, &QObject::destroyed, this, [] {
     GlobalData::multiBubbleShown = false;
@@ -503,6 +515,10 @@ bool ZentaraGallery::OnKey(TEventUI& event) {
   }
   const bool control = event.modifiers & Qt::ControlModifier;
   const bool mirrored = layoutDirection() == Qt::RightToLeft;
+  if ((event.modifiers & Qt::KeypadModifier) && (event.key == Qt::Key_4 || event.key == Qt::Key_6)) {
+    if (list) list->MoveFocus((event.key == Qt::Key_6) != mirrored ? 1 : -1);
+    return true;
+  }
   switch (event.key) {
     case Qt::Key_Left:
     case Qt::Key_Right:
@@ -637,7 +653,7 @@ LRESULT ZentaraGallery::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, b
       return 0;
     }
     case WM_GALLERY_ALBUM_FORWARD:
-      if (panel) panel->Reload();
+      if (panel) (void)platform::SendMessageW(panel->GetHWND(), uMsg, 0, lParam);
       return 0;
     case WM_GALLERY_ALBUM_REMOVED:
       OnAlbumRemoved(reinterpret_cast<std::string*>(lParam));
@@ -782,15 +798,20 @@ void ZentaraGallery::EnableZoom(bool enabled) {
 
 // A file that the desktop or the home page names: shown in the time line.
 void ZentaraGallery::OnDblClick(const QString& path, bool jump) {
+  (void)platform::SendMessageW(GlobalData::fullWnd, WM_GALLERY_VIEWER_CLOSE, 0, 0);
   GlobalData::returningFromViewer = true;
   if (panel) panel->SelectAlbum(SystemAlbumId(AlbumKind::TimeLine));
-  Files all;
-  Gallery::GetInstance().GetAllFiles(all);
-  const std::wstring wanted = Page::Wide(path);
-  const auto found = std::find_if(all.begin(), all.end(), [&](const GalleryFile::Ptr& file) {
-    return !file->IsDeleted && file->LocalPath() == wanted;
-  });
-  if (found == all.end()) {
+  // A million paths are no work for this thread.
+  (void)CommonAbility::DriveThreadPool::GetInstance().Add(
+      [self = QPointer<ZentaraGallery>(this), wanted = Page::Wide(path), jump] {
+        const auto found = FileAt(wanted);
+        QMetaObject::invokeMethod(
+            qApp, [self, found, jump] { if (self) self->ShowFound(found, jump); }, Qt::QueuedConnection);
+      });
+}
+
+void ZentaraGallery::ShowFound(const GalleryFile::Ptr& found, bool jump) {
+  if (!found) {
     GlobalData::returningFromViewer = false;
     PopMessageBox(*this, QStringLiteral("IDS_GALLERT_INFORMATION"), QStringLiteral("IDS_FASTACCESS_NO_FILE"),
                   QStringLiteral("IDS_GALLERT_BTN_OK"));
@@ -799,12 +820,12 @@ void ZentaraGallery::OnDblClick(const QString& path, bool jump) {
   if (jump) {
     LogInfo(kTag, "SearchOpenGalleryPath Enter");
     Selection().SelectClear(true);
-    Selection().OnLButtonDown(*found);
+    Selection().OnLButtonDown(found);
     GlobalData::returningFromViewer = false;
     GlobalData::searchJump = true;
     GlobalData::searchJumpPending = true;
   } else {
-    OpenInViewer(*found);
+    OpenInViewer(found);
   }
   Page::Post(WM_GALLERY_REDRAW, 0, 1);
 }

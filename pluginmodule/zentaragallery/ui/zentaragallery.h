@@ -128,6 +128,7 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
   void CopyPaths();
   void OnFocusAction();
   void OnDblClick(const QString& path, bool jump);
+  void ShowFound(const GalleryFile::Ptr& found, bool jump);
   void OnAlbumRemoved(std::string* id);
   void OnUploadFinished(TransferTask::Ptr* task, GalleryFile::Ptr* file);
   void SetUpdateDPI(int dpi);
