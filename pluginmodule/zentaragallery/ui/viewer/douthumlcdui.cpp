@@ -5,6 +5,7 @@
 #include <QPainter>
 #include <QPinchGesture>
 #include <QTouchEvent>
+#include <QWheelEvent>
 #include <cmath>
 
 #include "common/toolkit/attributes.h"
@@ -317,6 +318,8 @@ bool CDouThumLCDUI::event(QEvent* event) {
       return OnPad(static_cast<QNativeGestureEvent&>(*event)) || CWidgetUI::event(event);
     case QEvent::Gesture:
       return OnPinch(static_cast<QGestureEvent&>(*event)) || CWidgetUI::event(event);
+    case QEvent::Wheel:
+      return WheelAcross(*this, *event) || CWidgetUI::event(event);
     case QEvent::TouchBegin:
     case QEvent::TouchUpdate:
     case QEvent::TouchEnd:
@@ -325,6 +328,16 @@ bool CDouThumLCDUI::event(QEvent* event) {
     default:
       return CWidgetUI::event(event);
   }
+}
+
+bool WheelAcross(CControlUI& over, QEvent& event) {
+  if (event.type() != QEvent::Wheel) return false;
+  const auto& wheel = static_cast<QWheelEvent&>(event);
+  const QPoint turned = wheel.angleDelta();
+  if (turned.y() != 0 || turned.x() == 0 || wheel.modifiers() & Qt::ControlModifier) return false;
+  over.Notify(QStringLiteral("turnedacross"), 0, turned.x());
+  event.accept();
+  return true;
 }
 
 // Its own position is that in the window.

@@ -11,6 +11,10 @@ class QGestureEvent;
 class QNativeGestureEvent;
 class QTouchEvent;
 
+// Sends "turnedacross" (lParam: the delta, above 0 to the left) for a wheel that turns
+// sideways; false for any other event.
+bool WheelAcross(CControlUI& over, QEvent& event);
+
 // One large picture: shows at once what is in memory, the thumbnail at least, and
 // sharper as it comes; zooms at the pointer and by two fingers, and is moved by dragging.
 //
