@@ -3,7 +3,7 @@
 #include <latch>
 
 #include "common/toolkit/resourcemanager.h"
-#include "host/drivethreadpool.h"
+#include "host/base/drivethreadpool.h"
 #include "tests/support/operationlog.h"
 #include "viewertest.h"
 
