@@ -9,43 +9,36 @@ namespace {
 
 const FieldSelector kEverything;
 
-// The place behind the string that opens at `at`. Most are so short that looking at
-// each letter is faster than a search.
+// The place behind the string that opens at `at`.
 std::size_t BehindString(std::string_view text, std::size_t at) {
-  while (++at < text.size() && text[at] != '"') {
-    if (text[at] == '\\') ++at;
+  while (true) {
+    at = text.find('"', at + 1);
+    if (at == std::string_view::npos) return text.size();
+    std::size_t escapes = 0;
+    while (text[at - 1 - escapes] == '\\') ++escapes;
+    if (escapes % 2 == 0) return at + 1;
   }
-  return std::min(at + 1, text.size());
-}
-
-std::size_t BehindScalar(std::string_view text, std::size_t at) {
-  while (at < text.size() && text[at] != ',' && text[at] != '}' && text[at] != ']') ++at;
-  return at;
 }
 
 // The place behind the value that begins at `at`.
 std::size_t BehindValue(std::string_view text, std::size_t at) {
   if (at >= text.size()) return text.size();
   if (text[at] == '"') return BehindString(text, at);
-  if (text[at] != '{' && text[at] != '[') return BehindScalar(text, at);
+  if (text[at] != '{' && text[at] != '[') {
+    while (at < text.size() && text[at] != ',' && text[at] != '}' && text[at] != ']') ++at;
+    return at;
+  }
   int depth = 0;
   while (at < text.size()) {
-    switch (text[at]) {
-      case '"':
-        at = BehindString(text, at);
-        continue;
-      case '{':
-      case '[':
-        ++depth;
-        break;
-      case '}':
-      case ']':
-        if (--depth == 0) return at + 1;
-        break;
-      default:
-        break;
+    const char letter = text[at];
+    if (letter == '"') {
+      at = BehindString(text, at);
+      continue;
     }
+    if (letter == '{' || letter == '[') ++depth;
+    if (letter == '}' || letter == ']') --depth;
     ++at;
+    if (depth == 0) return at;
   }
   return text.size();
 }
