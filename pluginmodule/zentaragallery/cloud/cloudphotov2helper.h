@@ -35,6 +35,15 @@ class CloudPhotoV2Helper {
   // lost connection leaves the last answer.
   static std::int32_t GetCutStatus();
 
+  // What the last about answer said of the photo cloud itself. No request.
+  struct ServiceState {
+    bool known = false;     // there was an answer
+    bool disabled = false;  // the photo cloud is switched off for the account
+    std::int64_t disableTimeMs = 0, deleteTimeMs = 0;  // since 1970; 0 not told
+    std::string clearVersion{};                        // GetSuspendCursor
+  };
+  static ServiceState GetServiceState();
+
   static std::unique_ptr<CloudVersion> GetAllVersion();
   // "suspendCursor" of the last about answer, or empty.
   static std::string GetSuspendCursor();

@@ -26,8 +26,6 @@ namespace {
 
 constexpr char kTag[] = "ZentaraGallery";
 
-
-
 bool IsPictures(const DragDataUI& drag) { return drag.data && drag.data->hasFormat(kPicturesMime); }
 bool IsFiles(const DragDataUI& drag) { return drag.data && drag.data->hasUrls() && !IsPictures(drag); }
 
@@ -39,7 +37,7 @@ bool IsInTrash(const QString& path) {
 // The pictures and videos that a drop names, by the name of the album that they go to:
 // those of a folder to one of the folder's name, those that were named one by one to
 // none.
-using ByAlbum = std::map<std::wstring, std::vector<std::wstring>>;
+using ByAlbum = PageRules::PathGroups;
 
 ByAlbum CollectPaths(const std::vector<std::wstring>& dropped, const std::atomic<bool>& stop) {
   ByAlbum groups;
@@ -161,6 +159,7 @@ void ZentaraGallery::UploadDropped(std::vector<std::wstring> dropped, Album::Ptr
       [this, found, target](const Job& ended) {
         if (ended.stop) return;
         if (found->empty()) return Say(QStringLiteral("info"), QStringLiteral("IDS_GALLERY_DROP_NOTHING"));
+        if (PageRules::KeepFirst(*found, UploadController::kFilesUpperLimit)) SayLimit();
         UploadGroups(found, target);
       });
 }

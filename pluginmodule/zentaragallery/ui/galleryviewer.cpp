@@ -136,8 +136,7 @@ void ZentaraGallery::OnViewerZoom(int value) {
 
 void ZentaraGallery::OnViewerLeft(const GalleryFile::Ptr& file) {
   GiveSliderBack();
-  for (const char* name : {"slider_pic", "btn_narrow", "btn_expansion"})
-    if (auto* control = FindControl(QString::fromLatin1(name))) control->SetEnabled(true);
+  EnableZoom(true);
   EnableMultiSelect(current && current->FileCount() > 0);
   OnToolbarState(0);
   const bool listed = file && GalleryFileListViewHelper::GetInstance().HasFile(file);

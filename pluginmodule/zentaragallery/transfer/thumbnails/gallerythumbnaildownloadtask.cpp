@@ -31,7 +31,8 @@ void GalleryThumbnailDownloadTask::Bring() const {
   if (made || file->IsLocalOnly()) return;
   switch (GetGalleryVer()) {
     case GalleryVer::V2:
-      (void)helper.DownloadThumbnailV2(file, request.isLcd, goesOn);  // Logged; the list shows nothing.
+      // Logged; the list shows nothing.
+      (void)helper.DownloadThumbnailV2(file, request.isLcd, goesOn, request.progressCallback);
       break;
     case GalleryVer::V1:
       // TODO: DownloadThumbnailV1 and DownloadThumbnailV1Eur; until then pictures

@@ -14,6 +14,8 @@ struct ThumbnailRequest {
   std::function<void(const GalleryFile::Ptr& file)> uiCallback;
   // Asked when its turn has come; false when nobody looks at the file any more.
   std::function<bool()> priorityCallback;
+  // Told of each further hundredth that has come from the cloud; on the worker.
+  std::function<void(int percent)> progressCallback = {};
 };
 
 // One thumbnail as a background task: from the local file, or from the cloud.

@@ -36,8 +36,12 @@ void RemoveQuietly(const std::wstring& path) {
 
 }  // namespace
 
-ThumbnailDownload::ThumbnailDownload(GalleryFile::Ptr wanted, bool isLarge, std::function<bool()> mayGoOn)
-    : file(std::move(wanted)), isLcd(isLarge), goesOn(std::move(mayGoOn)) {}
+ThumbnailDownload::ThumbnailDownload(GalleryFile::Ptr wanted, bool isLarge, std::function<bool()> mayGoOn,
+                                     Progress whenFurther)
+    : file(std::move(wanted)),
+      isLcd(isLarge),
+      goesOn(std::move(mayGoOn)),
+      progress(std::move(whenFurther)) {}
 
 bool ThumbnailDownload::DownloadThumbnailV2() {
   if (!GetThubDlUrlV2()) return false;
@@ -92,13 +96,20 @@ HttpFetched ThumbnailDownload::FetchRange() {
   const auto most = static_cast<std::size_t>(end) + 1;
   HttpFetched fetched = FetchByHttp(
       place.url, headers,
-      [&bytes, most](std::string_view piece) {
+      [this, &bytes, most](std::string_view piece) {
         bytes.append(piece.substr(0, most - bytes.size()));
+        TellProgress(bytes.size());
         return true;
       },
       [this] { return MayGoOn(); });
   fetched.bytes = std::move(bytes);
   return fetched;
+}
+
+// Of an attempt that is repeated only what is new.
+void ThumbnailDownload::TellProgress(std::size_t bytes) {
+  const auto percent = std::min(100, static_cast<int>(static_cast<std::int64_t>(bytes) * 100 / place.length));
+  if (progress && percent > told) progress(told = percent);
 }
 
 // A service that gives no ranges answers with the whole object.

@@ -23,8 +23,11 @@
 // comes through its proxy when that still has it. For one thread.
 class ThumbnailDownload {
  public:
-  // `goesOn` false ends it; empty: nothing does.
-  ThumbnailDownload(GalleryFile::Ptr wanted, bool isLarge, std::function<bool()> mayGoOn);
+  using Progress = std::function<void(int percent)>;
+
+  // `goesOn` false ends it; empty: nothing does. `progress` may be empty.
+  ThumbnailDownload(GalleryFile::Ptr wanted, bool isLarge, std::function<bool()> mayGoOn,
+                    Progress whenFurther = {});
 
   // False, logged, when no thumbnail came about.
   bool DownloadThumbnailV2();
@@ -60,6 +63,7 @@ class ThumbnailDownload {
   Outcome DownloadThumbnail(std::string& bytes);
   Outcome TakeFromFileproxy();
   HttpFetched FetchRange();
+  void TellProgress(std::size_t bytes);
   bool TakeRange(HttpFetched& fetched, std::string& bytes) const;
   bool Decode(std::string& bytes, std::string& plain) const;
   bool DownloadFileFromFileproxy();
@@ -82,5 +86,7 @@ class ThumbnailDownload {
   const GalleryFile::Ptr file;
   const bool isLcd;
   const std::function<bool()> goesOn;
+  const Progress progress;
+  int told = 0;  // percent
   Place place;
 };

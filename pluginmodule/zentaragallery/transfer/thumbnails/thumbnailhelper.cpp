@@ -124,6 +124,7 @@ void ThumbnailHelper::Leave(const std::string& id, const GalleryFile::Ptr& file)
 }
 
 bool ThumbnailHelper::DownloadThumbnailV2(const GalleryFile::Ptr& file, bool isLcd,
-                                          const std::function<bool()>& goesOn) {
-  return ThumbnailDownload(file, isLcd, goesOn).DownloadThumbnailV2();
+                                          const std::function<bool()>& goesOn,
+                                          const std::function<void(int percent)>& progress) {
+  return ThumbnailDownload(file, isLcd, goesOn, progress).DownloadThumbnailV2();
 }

@@ -33,9 +33,10 @@ class ThumbnailHelper : public IThumbnails {
   // callbacks are called at once.
   void DownloadThumbs(const std::vector<ThumbnailRequest>& requests);
   // Fetches one thumbnail from the second generation's service on the caller's
-  // thread. `goesOn` false ends it. False, logged, when none came about; a file of
-  // the final name is always a whole picture.
-  bool DownloadThumbnailV2(const GalleryFile::Ptr& file, bool isLcd, const std::function<bool()>& goesOn);
+  // thread. `goesOn` false ends it; `progress` is told each further hundredth. False,
+  // logged, when none came about; a file of the final name is always a whole picture.
+  bool DownloadThumbnailV2(const GalleryFile::Ptr& file, bool isLcd, const std::function<bool()>& goesOn,
+                           const std::function<void(int percent)>& progress = {});
 
   // IThumbnails. A file of the gallery that is there and of which no picture can be made
   // gets a neutral thumbnail; one that is being added gets none.
