@@ -296,9 +296,8 @@ TEST_F(PageTest, AlbumIsMadeRenamedAndOpened) {
   QTest::keyClicks(edit, QStringLiteral("Harbour"));
   EXPECT_FALSE(edit->HasError());
   QTest::keyClick(edit, Qt::Key_Return);
-  Settle();
+  ASSERT_TRUE(Until([&] { return page->CurrentAlbum() && page->CurrentAlbum() == gallery.AlbumNameIsExist(L"Harbour"); }));
   const auto album = gallery.AlbumNameIsExist(L"Harbour");
-  ASSERT_NE(album, nullptr);
   EXPECT_EQ(panel.SelectedId(), album->AlbumId.Get());
   EXPECT_EQ(page->CurrentAlbum(), album);
   EXPECT_EQ(Text("nor_text"), QStringLiteral("Harbour"));
@@ -360,32 +359,18 @@ TEST_F(PageTest, ScrolledPixelsAreThoseOfAFreshPaint) {
     return frame->screen()->grabWindow(frame->winId()).toImage().convertToFormat(QImage::Format_RGB32);
   };
   const auto fresh = [this] { return frame->grab().toImage().convertToFormat(QImage::Format_RGB32); };
-  ASSERT_EQ(shown(), fresh());
+  ASSERT_TRUE(Until([&] { return shown() == fresh(); }));
   auto& body = *List().Body();
   std::size_t at = 0;
   for (const int by : {64, 64, 64, 64, -64, 1, 7, 500, -300, 64, 64, 3000, -64, -64, 900, -3, 64, 64, 100'000, -64, -2000}) {
     body.SetScrollPos({0, body.GetScrollPos().height() + by});
-    Settle();
-    (void)fresh();  // Asks for every picture in sight.
-    ASSERT_TRUE(UntilPictures());
-    const QImage seen = shown(), wanted = fresh();
-    EXPECT_EQ(seen, wanted) << "step " << at;
-    if (seen != wanted) {
-      if (const QString folder = qEnvironmentVariable("ZENTARA_SCREENSHOTS"); !folder.isEmpty()) {
-        (void)seen.save(folder + QStringLiteral("/seen.png"));
-        (void)wanted.save(folder + QStringLiteral("/wanted.png"));
-      }
-      return;
-    }
+    // A picture may still be on its way; pixels that were left behind stay wrong.
+    ASSERT_TRUE(Until([&] { return shown() == fresh(); })) << "step " << at;
     ++at;
   }
   // The bubble of the bar stands over the rows.
   const auto expectSame = [&](const char* when) {
-    Settle();
-    (void)fresh();
-    ASSERT_TRUE(UntilPictures());
-    const QImage seen = shown();
-    EXPECT_EQ(seen, fresh()) << when;
+    EXPECT_TRUE(Until([&] { return shown() == fresh(); })) << when;
   };
   body.SetScrollPos({0, 0});
   auto* bar = dynamic_cast<CTimeAlbumBodyUI&>(body).TimeBar();

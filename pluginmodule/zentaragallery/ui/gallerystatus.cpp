@@ -152,11 +152,10 @@ void ZentaraGallery::DisableOrDel() {
                     ";deleteTime: " + std::to_string(state.deleteTimeMs) + ";remain: " + std::to_string(left));
   ShowDisabled(state.disabled, left);
   if (state.disabled || state.clearVersion.empty()) return;
-  (void)CommonAbility::DriveThreadPool::GetInstance().Add(
-      [page = QPointer<ZentaraGallery>(this), marker = state.clearVersion] {
-        if (!WasCleared(marker)) return;
-        QMetaObject::invokeMethod(
-            qApp, [page, marker] { if (page) page->OnCloudCleared(marker); }, Qt::QueuedConnection);
+  Page::InBackground(
+      this, [marker = state.clearVersion] { return WasCleared(marker); },
+      [this, marker = state.clearVersion](bool cleared) {
+        if (cleared) OnCloudCleared(marker);
       });
 }
 
