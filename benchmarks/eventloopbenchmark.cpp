@@ -97,6 +97,13 @@ std::vector<std::wstring> MakePictures(const QString& folder, int count) {
 }
 
 void Run(std::size_t count, int imported, const QString& folder) {
+  auto roll = std::make_shared<Album>();
+  roll->AlbumId = "default-album-1";
+  roll->AlbumName = L"Camera roll";
+  roll->AlbumType = "0";
+  roll->Lpath = "/DCIM/Camera";
+  roll->Classify();
+  Gallery::GetInstance().LoadAlbums({roll});
   const auto files = MakeFiles(count);
   (void)DBHelper::GetInstance().AddFiles(files);
   Gallery::GetInstance().AddFiles(files);
@@ -115,7 +122,10 @@ void Run(std::size_t count, int imported, const QString& folder) {
     if (random() % 20 == 0 && range > 0) list.SetScrollPos({0, static_cast<int>(random() % static_cast<unsigned>(range))});
     list.Body()->LineDown();
   };
-  while (list.Body()->Rows().empty()) QApplication::processEvents();
+  while (list.Body()->Rows().empty()) {
+    QCoreApplication::sendPostedEvents();
+    QApplication::processEvents();
+  }
   int steps = 0;
   Measure("scrolling", [&] { scrolling(); ++steps; }, [&] { return steps == 400; });
   const auto album = Gallery::GetInstance().CreateAlbum(L"Card", false, -1);

@@ -112,4 +112,18 @@ TEST_F(BlockedPageTest, DroppedFoldersGetTheirAlbumsBesideTheWindow) {
                       [this] { return gallery.AlbumNameIsExist(L"Trip") != nullptr; });
 }
 
+TEST_F(BlockedPageTest, FullCloudIsToldBehindTheCycleThatMetIt) {
+  AddDay(0, 1);
+  Open();
+  page->OnSyncStatus(SyncStatus::NOSPACE, 2);
+  page->OnSyncStatus(SyncStatus::IDLE, 2);
+  Settle();
+  const QString full = Text("update_status");
+  EXPECT_TRUE(full.contains(u'2')) << full.toStdString();
+  page->OnSyncStatus(SyncStatus::CHECK, -1);
+  page->OnSyncStatus(SyncStatus::IDLE, 2);
+  Settle();
+  EXPECT_EQ(Text("update_status"), QStringLiteral("Updated just now"));
+}
+
 }  // namespace
