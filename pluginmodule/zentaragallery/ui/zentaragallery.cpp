@@ -802,12 +802,9 @@ void ZentaraGallery::OnDblClick(const QString& path, bool jump) {
   GlobalData::returningFromViewer = true;
   if (panel) panel->SelectAlbum(SystemAlbumId(AlbumKind::TimeLine));
   // A million paths are no work for this thread.
-  (void)CommonAbility::DriveThreadPool::GetInstance().Add(
-      [self = QPointer<ZentaraGallery>(this), wanted = Page::Wide(path), jump] {
-        const auto found = FileAt(wanted);
-        QMetaObject::invokeMethod(
-            qApp, [self, found, jump] { if (self) self->ShowFound(found, jump); }, Qt::QueuedConnection);
-      });
+  Page::InBackground(
+      this, [wanted = Page::Wide(path)] { return FileAt(wanted); },
+      [this, jump](const GalleryFile::Ptr& found) { ShowFound(found, jump); });
 }
 
 void ZentaraGallery::ShowFound(const GalleryFile::Ptr& found, bool jump) {
