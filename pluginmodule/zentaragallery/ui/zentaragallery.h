@@ -204,6 +204,7 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
   int shownState = 0;  // of the status line
   std::int64_t shownCount = 0;
   bool started = false;
+  bool asksForShown = false;  // whether to delete what the viewer shows
   bool sliderIsZoom = false;   // the viewer has it
   bool settingSlider = false;  // by the page, not the user
 };
