@@ -91,9 +91,12 @@ LRESULT WindowBusyBase::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, b
       OnChildDestroyMsg(reinterpret_cast<HWND>(wParam));
       return 0;
     case WM_DPI_CHANGED:
-    case WM_BUSY_DPI_CHANGED:
       handled = true;
       OnDPIChanged(uMsg, wParam);
+      return 0;
+    case WM_BUSY_DPI_CHANGED:
+      handled = true;
+      OnMyDpiChangedMsg(wParam);
       return 0;
     default:
       return WindowImplBaseEx::HandleMessage(uMsg, wParam, lParam, handled);

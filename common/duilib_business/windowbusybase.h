@@ -51,6 +51,8 @@ class WindowBusyBase : public WindowImplBaseEx {
   void OnChildInitMsg(HWND child);
   void OnChildDestroyMsg(HWND child);
   void OnDPIChanged(UINT message, WPARAM dpi);
+  // The same, told by the host's window; its children get the same message.
+  void OnMyDpiChangedMsg(WPARAM dpi) { OnDPIChanged(WM_BUSY_DPI_CHANGED, dpi); }
   LRESULT HandleCustomMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, bool& handled);
 
   std::vector<busyProxyInterface*> delegates;

@@ -8,6 +8,15 @@
 
 #include "common/toolkit/theme.h"
 
+namespace {
+
+QList<HWND>& Open() {
+  static QList<HWND> layers;
+  return layers;
+}
+
+}  // namespace
+
 void WindowBusyBaseShadow::InitWindow() {
   WindowBusyBase::InitWindow();
   ShadowCreate();
@@ -48,12 +57,39 @@ int WindowBusyBaseShadow::RunOver(QWidget& owner) {
   dim.show();
   dim.raise();
   if (!Create(over, QString::fromLatin1(GetWindowClassName()), WindowStyle::Dialog)) return IDCANCEL;
+  over->installEventFilter(this);
   FitContents();  // Its rows came after the skin.
   // Widths are known once it is shown.
   QTimer::singleShot(0, this, [this] { FitContents(); });
   const int result = ShowModal();
   platform::SendMessageW(dim.GetHWND(), UIBackGroundMessWnd::kDialogClosed, 0, 0);
   return result;
+}
+
+// The window may be resized while a question is open.
+bool WindowBusyBaseShadow::eventFilter(QObject* watched, QEvent* event) {
+  if (watched == parentWidget() && event->type() == QEvent::Resize) CenterWindow();
+  return WindowBusyBase::eventFilter(watched, event);
+}
+
+// --- The dim layer
+
+HWND UIBackGroundMessWnd::Top() { return Open().isEmpty() ? nullptr : Open().last(); }
+
+void UIBackGroundMessWnd::InitWindow() {
+  WindowBusyBase::InitWindow();
+  Open().append(handle = GetHWND());
+  if (parentWidget()) parentWidget()->installEventFilter(this);
+}
+
+void UIBackGroundMessWnd::OnFinalMessage() {
+  Open().removeAll(handle);
+  WindowBusyBase::OnFinalMessage();
+}
+
+bool UIBackGroundMessWnd::eventFilter(QObject* watched, QEvent* event) {
+  if (watched == parentWidget() && event->type() == QEvent::Resize) platform::SendMessageW(GetHWND(), kResized, 0, 0);
+  return WindowBusyBase::eventFilter(watched, event);
 }
 
 LRESULT UIBackGroundMessWnd::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, bool& handled) {

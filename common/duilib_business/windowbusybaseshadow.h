@@ -14,6 +14,7 @@ class WindowBusyBaseShadow : public WindowBusyBase {
 
  protected:
   void Sub_OnDPIChanged() override;
+  bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
   void ShadowCreate();
@@ -27,10 +28,19 @@ class UIBackGroundMessWnd : public WindowBusyBase {
   QString GetSkinFile() override { return QStringLiteral("Gallery/BackGroundWnd.xml"); }
   LRESULT HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, bool& handled) override;
 
+  // The topmost one that is open; null without a dialog.
+  static HWND Top();
+  void InitWindow() override;
+  void OnFinalMessage() override;
+
   static constexpr UINT kDialogClosed = 3186;
   static constexpr UINT kResized = 3189;
 
  protected:
   void paintEvent(QPaintEvent* event) override;
   void mousePressEvent(QMouseEvent*) override {}
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
+ private:
+  HWND handle = nullptr;
 };

@@ -13,7 +13,7 @@
 #include "common/toolkit/label.h"
 #include "common/toolkit/resourcemanager.h"
 #include "contenttest.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "openpage.h"
 #include "transfer/gallerytransmanager.h"
 #include "ui/dragpicture.h"

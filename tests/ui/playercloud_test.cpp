@@ -5,7 +5,7 @@
 #include <fstream>
 
 #include "contenttest.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "playertest.h"
 
 namespace {

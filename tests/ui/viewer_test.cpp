@@ -3,7 +3,7 @@
 #include <latch>
 
 #include "common/toolkit/resourcemanager.h"
-#include "host/drivethreadpool.h"
+#include "host/base/drivethreadpool.h"
 #include "tests/support/operationlog.h"
 #include "ui/dialogs/deletepicwnd.h"
 #include "viewertest.h"
@@ -735,8 +735,8 @@ TEST_F(BurstViewerTest, AShotThatTheDesktopNamesIsShownAmongTheShots) {
   ASSERT_TRUE(UntilPictures());
   (void)platform::SendMessageW(page->GetHWND(), WM_HOME_GALLERY_DBLCLICK, 0,
                                reinterpret_cast<LPARAM>(new std::wstring(L"/pictures/third.jpg")));
+  ASSERT_TRUE(Until([this] { return Viewer() != nullptr; }));
   Settle();
-  ASSERT_NE(Viewer(), nullptr);
   EXPECT_TRUE(Viewer()->IsBurst());
   EXPECT_EQ(Viewer()->Shown(), shots[2]);
   EXPECT_EQ(Viewer()->FindControl(QStringLiteral("BurstCover"))->GetText(), QStringLiteral("3 of 4"));

@@ -17,7 +17,7 @@
 #include "common/toolkit/resourcemanager.h"
 #include "common/toolkit/theme.h"
 #include "films.h"
-#include "host/drivethreadpool.h"
+#include "host/base/drivethreadpool.h"
 #include "model/gallery.h"
 #include "ui/pagecontext.h"
 #include "ui/player/player.h"

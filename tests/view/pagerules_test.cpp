@@ -117,4 +117,11 @@ TEST(PageRules, TypedDatesAreYearsMonthsAndDays) {
   EXPECT_EQ(EndOfTypedDate(""), std::nullopt);
 }
 
+TEST(PageRules, OfTooManyPathsTheFirstStay) {
+  PageRules::PathGroups groups{{L"", {L"1", L"2"}}, {L"Trip", {L"3", L"4"}}, {L"Zoo", {L"5"}}};
+  EXPECT_FALSE(PageRules::KeepFirst(groups, 5));
+  EXPECT_TRUE(PageRules::KeepFirst(groups, 3));
+  EXPECT_EQ(groups, (PageRules::PathGroups{{L"", {L"1", L"2"}}, {L"Trip", {L"3"}}}));
+}
+
 }  // namespace

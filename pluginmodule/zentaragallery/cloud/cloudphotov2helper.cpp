@@ -10,11 +10,11 @@
 #include "common/platform/mutex.h"
 #include "common/platform/text.h"
 #include "common/platform/window.h"
-#include "host/coperationmanageservice.h"
-#include "host/globalparamwrapper.h"
-#include "host/ns/basic.h"
-#include "host/ns/cloudphotov2.h"
-#include "host/userauthservice.h"
+#include "host/account/userauthservice.h"
+#include "host/base/coperationmanageservice.h"
+#include "host/base/globalparamwrapper.h"
+#include "host/requests/ns/basic.h"
+#include "host/requests/ns/cloudphotov2.h"
 #include "store/dbhelper.h"
 #include "utils/globaldata.h"
 #include "utils/messages.h"
@@ -57,6 +57,7 @@ constexpr std::string_view kSilentUser = "4977";
 constexpr std::string_view kDataHidden = "4052";
 constexpr std::string_view kAskUserStatus = "4933";
 constexpr char kSilentStatus[] = "W";
+constexpr char kNormalStatus[] = "normal";
 
 // In place of a data version: the service could not be asked.
 constexpr char kNoAnswer[] = "99";
@@ -70,6 +71,7 @@ constexpr long kUnavailable = 503;
 struct KeptSettings {
   platform::Mutex lock;
   Settings values GUARDED_BY(lock);
+  std::string status GUARDED_BY(lock);  // empty without an answer
 };
 KeptSettings& Kept() {
   static KeptSettings* const kept = new KeptSettings;
@@ -125,6 +127,7 @@ DataVersion FetchDataVersion() {
   {
     platform::MutexLock hold(Kept().lock);
     Kept().values = about.settings;
+    Kept().status = about.status.empty() ? kNormalStatus : about.status;
   }
   return {about.dataVersion, about.settings};
 }
@@ -229,6 +232,20 @@ std::int32_t CloudPhotoV2Helper::GetCutStatus() {
 
 std::string CloudPhotoV2Helper::GetSuspendCursor() { return KeptSetting("suspendCursor"); }
 
+CloudPhotoV2Helper::ServiceState CloudPhotoV2Helper::GetServiceState() {
+  ServiceState state;
+  {
+    platform::MutexLock hold(Kept().lock);
+    state.known = !Kept().status.empty();
+    // A word, or the number of the first generation.
+    state.disabled = Kept().status == "disabled" || Kept().status == "1";
+  }
+  state.disableTimeMs = std::atoll(KeptSetting("disableTime").c_str());
+  state.deleteTimeMs = std::atoll(KeptSetting("deleteTime").c_str());
+  state.clearVersion = GetSuspendCursor();
+  return state;
+}
+
 std::unique_ptr<CloudVersion> CloudPhotoV2Helper::GetAllVersion() {
   constexpr char kTag[] = "CloudPhotoV2Helper::GetAllVersion";
   if (GlobalParamWrapper::GetInstance()->GetIsHideData()) {
@@ -328,6 +345,7 @@ void CloudPhotoV2Helper::Forget() {
   COperationManageService::GetInstance()->SetServerSettings({});
   platform::MutexLock hold(Kept().lock);
   Kept().values.clear();
+  Kept().status.clear();
 }
 
 void CloudPhotoV2Helper::ArmDataHideNotice() { dataHideNoticeArmed = true; }

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "cloud/syncrecords.h"
-#include "host/ns/request.h"
+#include "host/requests/ns/request.h"
 #include "model/records/galleryfile.h"
 
 // The calls of the photo cloud's second generation, one operation each. Static,
@@ -34,6 +34,15 @@ class CloudPhotoV2Helper {
   // The generation that serves this user, kept in GlobalData::cloudGeneration; a
   // lost connection leaves the last answer.
   static std::int32_t GetCutStatus();
+
+  // What the last about answer said of the photo cloud itself. No request.
+  struct ServiceState {
+    bool known = false;     // there was an answer
+    bool disabled = false;  // the photo cloud is switched off for the account
+    std::int64_t disableTimeMs = 0, deleteTimeMs = 0;  // since 1970; 0 not told
+    std::string clearVersion{};                        // GetSuspendCursor
+  };
+  static ServiceState GetServiceState();
 
   static std::unique_ptr<CloudVersion> GetAllVersion();
   // "suspendCursor" of the last about answer, or empty.

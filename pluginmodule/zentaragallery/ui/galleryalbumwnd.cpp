@@ -2,11 +2,13 @@
 
 #include <array>
 
+#include "common/duilib_business/windowbusybaseshadow.h"
 #include "common/toolkit/container.h"
 #include "common/toolkit/list.h"
 #include "common/toolkit/menu.h"
 #include "common/toolkit/resourcemanager.h"
-#include "host/logger.h"
+#include "host/base/logger.h"
+#include "host/base/globalparamwrapper.h"
 #include "ui/albumthumb.h"
 #include "ui/dialogs/deletepicwnd.h"
 #include "ui/dialogs/inputalbumnamewnd.h"
@@ -82,13 +84,39 @@ LRESULT CGalleryAlbumWnd::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam,
     case WM_GALLERY_ALBUM_CLEAR:
       Reload();
       return 0;
+    case WM_GALLERY_ALBUM_FORWARD:
+      OnForwarded(wParam);
+      return 0;
+    case WM_GALLERY_CLOUD_DISABLED:
+    case WM_GALLERY_FUNCTIONS_CHANGED:
+      update();
+      return 0;
+    case platform::WM_KEYDOWN:
     case WM_GALLERY_ALBUM_KEY:
-      if (static_cast<int>(wParam) == Qt::Key_Delete) OnDeleteAlbum();
+      (void)OnKeyDown(static_cast<int>(wParam), ButtonOf(selectedId));
       return 0;
     default:
       handled = false;
       return WindowImplBaseEx::HandleMessage(uMsg, wParam, lParam, handled);
   }
+}
+
+// --- Hidden data
+
+// The host has news for the panel: albums came in, or what may be seen has changed.
+void CGalleryAlbumWnd::OnForwarded(WPARAM word) {
+  LogInfo(kTag, "WhenChangeHideData wParamVal:" + std::to_string(word));
+  const bool hidden = GlobalParamWrapper::GetInstance()->GetDataHidePeriod();
+  if (std::exchange(dataHidden, hidden) != hidden) WhenChangeHideDataReLoadGalleryFiles();
+  Reload();
+  LogInfo(kTag, "WhenChangeHideData end SysAlbumSize" + std::to_string(kSystem.size()));
+}
+
+void CGalleryAlbumWnd::WhenChangeHideDataReLoadGalleryFiles() {
+  const auto album = FindAlbum(SystemAlbumId(AlbumKind::AllPictures));
+  LogInfo(kTag, "When change hide data allFile size = " + std::to_string(album ? album->FileCount() : 0));
+  Page::Post(WM_GALLERY_RELOAD_VIEW);
+  LogInfo(kTag, "When change hide data allFile reload end ");
 }
 
 // --- The list
@@ -151,16 +179,22 @@ void CGalleryAlbumWnd::FillCustom() {
     button->SetText(Page::AlbumTitle(*album));
     button->SetToolTip(Page::AlbumTitle(*album));
     box->Add(button);
-    auto* thumb = new AlbumThumbUI(album);
-    thumb->setParent(button);
-    const int side = button->Scaled(24);
-    const QRect place(button->Scaled(8), button->Scaled(8), side, side);
-    thumb->setGeometry(layoutDirection() == Qt::RightToLeft
-                           ? QRect(width() - button->Scaled(32) - button->Scaled(16), place.top(), side, side)
-                           : place);
-    thumb->setVisible(!album->CoverPath().empty());
+    OnGetAlbumThumb(*button, album);
     custom[button] = album->AlbumId.Get();
   }
+}
+
+// While the grid looks for a picture, nothing is fetched beside it.
+void CGalleryAlbumWnd::OnGetAlbumThumb(CButtonUI& button, const Album::Ptr& album) {
+  if (GlobalData::searchJump) return LogInfo(kTag, "GlobalData::g_bIsSearchGallery = 1");
+  auto* thumb = new AlbumThumbUI(album);
+  thumb->setParent(&button);
+  const int side = button.Scaled(24);
+  const QRect place(button.Scaled(8), button.Scaled(8), side, side);
+  thumb->setGeometry(layoutDirection() == Qt::RightToLeft
+                         ? QRect(width() - button.Scaled(32) - button.Scaled(16), place.top(), side, side)
+                         : place);
+  thumb->setVisible(!album->CoverPath().empty());
 }
 
 CButtonUI* CGalleryAlbumWnd::ButtonOf(const std::string& id) const {
@@ -209,7 +243,7 @@ void CGalleryAlbumWnd::ClickAlbumBtn(CButtonUI& button) {
                     : album->Kind() == AlbumKind::None           ? "halcyra_gallery_accesuseralbum"
                                                                  : "halcyra_gallery_accessystemalbum";
   LogOperation(key, std::to_string(album->FileCount()));
-  (void)platform::SendMessageW(GlobalData::dimWnd, WM_GALLERY_ALBUM_BACKGROUND, 5, 0);
+  (void)platform::SendMessageW(UIBackGroundMessWnd::Top(), WM_GALLERY_ALBUM_BACKGROUND, 5, 0);
   OpenAlbum(id, false);
 }
 
@@ -252,9 +286,13 @@ void CGalleryAlbumWnd::SetEnableReNameEdit(CButtonUI& button) {
     page.Say(QStringLiteral("info"), QStringLiteral("IDS_GALLERT_SYSTEM_ALBUM_NO_RENAME"));
     return;
   }
+  SetShowReNameEdit(button, *album);
+}
+
+void CGalleryAlbumWnd::SetShowReNameEdit(CButtonUI& button, const Album& album) {
   edit = new CEditUI(&button);
   edit->SetName(QStringLiteral("edit_rename"));
-  edit->SetText(Page::AlbumTitle(*album));
+  edit->SetText(Page::AlbumTitle(album));
   edit->setGeometry(button.Scaled(38), button.Scaled(6), button.Scaled(138), button.Scaled(28));
   edit->show();
   edit->SetSelAll();
@@ -369,20 +407,24 @@ void CGalleryAlbumWnd::Notify(TNotifyUI& message) {
 bool CGalleryAlbumWnd::OnKey(TEventUI& event) {
   if (event.Type != EventType::KeyDown) return WindowImplBaseEx::OnKey(event);
   auto* button = dynamic_cast<CButtonUI*>(event.pSender);
-  if (button && event.key == Qt::Key_F2 && custom.contains(button)) {
-    SetEnableReNameEdit(*button);
-    return true;
-  }
-  if (button && event.key == Qt::Key_Delete && custom.contains(button)) {
-    menuId = IdOf(*button);
-    OnDeleteAlbum();
-    return true;
-  }
+  if (OnKeyDown(event.key, button)) return true;
   if (event.key == Qt::Key_Up || event.key == Qt::Key_Down) {
     focusNextPrevChild(event.key == Qt::Key_Down);
     return true;
   }
   return WindowImplBaseEx::OnKey(event);
+}
+
+bool CGalleryAlbumWnd::OnKeyDown(int key, CButtonUI* button) {
+  if (!button || !custom.contains(button)) return false;
+  if (key == Qt::Key_F2) {
+    SetEnableReNameEdit(*button);
+    return true;
+  }
+  if (key != Qt::Key_Delete) return false;
+  menuId = IdOf(*button);
+  OnDeleteAlbum();
+  return true;
 }
 
 // --- A drag over the panel

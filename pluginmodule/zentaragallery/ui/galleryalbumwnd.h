@@ -49,6 +49,12 @@ class CGalleryAlbumWnd : public WindowImplBaseEx {
   void OnDeleteAlbum();
   void SetEnableCreateEdit();
   void SetEnableReNameEdit(CButtonUI& button);
+  void SetShowReNameEdit(CButtonUI& button, const Album& album);
+  // True when the key was the panel's.
+  bool OnKeyDown(int key, CButtonUI* button);
+  void OnGetAlbumThumb(CButtonUI& button, const Album::Ptr& album);
+  void WhenChangeHideDataReLoadGalleryFiles();
+  void OnForwarded(WPARAM word);
   void EndEdit();
   void TryName();
   void RefuseName(const QString& key);
@@ -68,5 +74,6 @@ class CGalleryAlbumWnd : public WindowImplBaseEx {
   CEditUI* edit = nullptr;
   QPointer<Bubble> bubble;
   bool more = false;
+  bool dataHidden = false;
   bool ending = false;
 };

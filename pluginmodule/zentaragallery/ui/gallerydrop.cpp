@@ -9,7 +9,7 @@
 #include "common/platform/files.h"
 #include "common/platform/paths.h"
 #include "common/toolkit/resourcemanager.h"
-#include "transfer/uploadcontroller.h"
+#include "transfer/import/uploadcontroller.h"
 #include "ui/dialogs/messagebox.h"
 #include "ui/dialogs/uploadprocess.h"
 #include "ui/dragpicture.h"
@@ -26,8 +26,6 @@ namespace {
 
 constexpr char kTag[] = "ZentaraGallery";
 
-
-
 bool IsPictures(const DragDataUI& drag) { return drag.data && drag.data->hasFormat(kPicturesMime); }
 bool IsFiles(const DragDataUI& drag) { return drag.data && drag.data->hasUrls() && !IsPictures(drag); }
 
@@ -39,7 +37,7 @@ bool IsInTrash(const QString& path) {
 // The pictures and videos that a drop names, by the name of the album that they go to:
 // those of a folder to one of the folder's name, those that were named one by one to
 // none.
-using ByAlbum = std::map<std::wstring, std::vector<std::wstring>>;
+using ByAlbum = PageRules::PathGroups;
 
 ByAlbum CollectPaths(const std::vector<std::wstring>& dropped, const std::atomic<bool>& stop) {
   ByAlbum groups;
@@ -65,13 +63,6 @@ ByAlbum CollectPaths(const std::vector<std::wstring>& dropped, const std::atomic
         [](const std::filesystem::path&, std::error_code) { LogError(kTag, "Failed to find first file!"); });
   }
   return groups;
-}
-
-// The user's album of that name, made when there is none.
-Album::Ptr AlbumNamed(const std::wstring& name) {
-  auto& gallery = Gallery::GetInstance();
-  const auto there = gallery.AlbumNameIsExist(name);
-  return there && there->IsReal() ? there : gallery.CreateAlbum(name, there != nullptr, -1);
 }
 
 }  // namespace
@@ -168,6 +159,7 @@ void ZentaraGallery::UploadDropped(std::vector<std::wstring> dropped, Album::Ptr
       [this, found, target](const Job& ended) {
         if (ended.stop) return;
         if (found->empty()) return Say(QStringLiteral("info"), QStringLiteral("IDS_GALLERY_DROP_NOTHING"));
+        if (PageRules::KeepFirst(*found, UploadController::kFilesUpperLimit)) SayLimit();
         UploadGroups(found, target);
       });
 }
@@ -178,6 +170,6 @@ void ZentaraGallery::UploadGroups(const std::shared_ptr<std::map<std::wstring, s
   if (groups->empty()) return;
   auto first = groups->extract(groups->begin());
   Album::Ptr album = target;
-  if (!album && !first.key().empty()) album = AlbumNamed(first.key());
+  if (!album && !first.key().empty()) album = Gallery::GetInstance().AlbumForFolder(first.key());
   Upload(std::move(first.mapped()), album, [this, groups, target] { UploadGroups(groups, target); });
 }

@@ -3,12 +3,16 @@
 #include <QDateTime>
 #include <QLocale>
 
-#include "cloud/cloudphotov2helper.h"
 #include "common/platform/clock.h"
+#include "common/platform/text.h"
 #include "common/toolkit/resourcemanager.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
+#include "host/base/drivethreadpool.h"
+#include "host/transfer/transfertask.h"
+#include "host/account/userauthservice.h"
 #include "store/dbhelper.h"
 #include "sync/synchelper.h"
+#include "ui/dialogs/messagebox.h"
 #include "ui/galleryalbumwnd.h"
 #include "ui/pagecontext.h"
 #include "ui/userproperties.h"
@@ -20,7 +24,11 @@
 
 namespace {
 
+constexpr char kTag[] = "ZentaraGallery";
 constexpr char kLastUpdate[] = "GalleryLastUpdate";  // seconds since 1970
+constexpr char kClearSeen[] = "GalleryClearSeen";    // user and marker of the last emptying that was told
+constexpr std::int64_t kDayMs = 86'400'000;
+constexpr LPARAM kContentThere = 1, kContentLost = 2;
 
 std::int64_t LastUpdate() {
   const std::string text = UserProperties::GetText(kLastUpdate);
@@ -32,6 +40,39 @@ QString IconOf(int state) {
   if (state == 4) return QStringLiteral("cloud-off");
   if (state == 5) return QStringLiteral("error");
   return state == 8 ? QStringLiteral("cloud-full") : QStringLiteral("cloud-check");
+}
+
+// Days begun count whole; 0 when they are over, or nobody told.
+std::int64_t DaysUntil(std::int64_t timeMs) {
+  const std::int64_t left = timeMs - platform::NowMs();
+  return timeMs > 0 && left > 0 ? (left + kDayMs - 1) / kDayMs : 0;
+}
+
+// Whether the cloud was emptied behind the state that this gallery has taken over.
+// Without such a state there is nothing of the cloud here.
+bool WasCleared(const std::string& marker) {
+  auto& database = DBHelper::GetInstance();
+  std::vector<AlbumLocalVersion> rows;
+  if (!database.GetLocalVersions(rows) || rows.empty() || rows.front().AlbumVersion.empty()) return false;
+  LogInfo(kTag, "albumVersion: " + rows.front().AlbumVersion + ";clearVersion: " + marker);
+  return SyncHelper::IsClearNewer(rows.front().AlbumVersion, marker) && database.CountFiles() > 0;
+}
+
+void StoreContent(const TransferTask& task, std::int64_t state) {
+  auto& database = DBHelper::GetInstance();
+  const std::string id = task.GetTransferId();
+  if (!database.SetContentStatus(id, state)) return;  // Logged there; the next check meets it again.
+  LogInfo(kTag, "update content status " + std::to_string(state) + ", fileid: " + id);
+  const auto file = Gallery::GetInstance().GetFile(id);
+  if (!file) return;
+  file->cloudContentStatus = static_cast<std::int32_t>(state);
+  const std::int64_t size = task.GetTotalSize();
+  if (size <= 0 || size == file->Size) return;
+  const std::int64_t before = file->Size;
+  file->Size = size;
+  if (database.SetSize(file)) return LogInfo(kTag, "update content size, " + std::to_string(size));
+  file->Size = before;
+  LogError(kTag, "update content size fail, size: " + std::to_string(size));
 }
 
 }  // namespace
@@ -101,7 +142,56 @@ QString ZentaraGallery::StorageFullText(std::int64_t number) const {
   return text.replace(QStringLiteral("%1$d"), CResourceManager::FormatNumber(number));
 }
 
-// The cloud's state of the account is not asked for yet: nothing is shown or reset here.
-void ZentaraGallery::DisableOrDel() {}
+// --- What the cloud says of itself
 
-void ZentaraGallery::UpdateDatabaseCloudContentStatus(WPARAM, LPARAM) {}
+void ZentaraGallery::DisableOrDel() {
+  const auto state = askServiceState();
+  if (!state.known) return;
+  const std::int64_t left = DaysUntil(state.deleteTimeMs);
+  LogInfo(kTag, "cloudphoto.status.query-status: " + std::to_string(state.disabled ? 1 : 0) +
+                    ";disableTimel: " + std::to_string(state.disableTimeMs) +
+                    ";deleteTime: " + std::to_string(state.deleteTimeMs) + ";remain: " + std::to_string(left));
+  ShowDisabled(state.disabled, left);
+  if (state.disabled || state.clearVersion.empty()) return;
+  (void)CommonAbility::DriveThreadPool::GetInstance().Add(
+      [page = QPointer<ZentaraGallery>(this), marker = state.clearVersion] {
+        if (!WasCleared(marker)) return;
+        QMetaObject::invokeMethod(
+            qApp, [page, marker] { if (page) page->OnCloudCleared(marker); }, Qt::QueuedConnection);
+      });
+}
+
+void ZentaraGallery::ShowDisabled(bool disabled, std::int64_t daysLeft) {
+  auto* banner = FindControl(QStringLiteral("StopAndDelete"));
+  if (!banner) return;
+  if (disabled) {
+    if (auto* words = FindControl(QStringLiteral("StopText")))
+      words->SetText(CResourceManager::GetPluralText(QStringLiteral("IDS_GALLERT_EnableInfo"), daysLeft));
+  }
+  if (GlobalData::cloudDisabled.exchange(disabled) == disabled && banner->IsVisible() == disabled) return;
+  banner->SetVisible(disabled);
+  if (panel) (void)platform::PostMessageW(panel->GetHWND(), WM_GALLERY_CLOUD_DISABLED, 0, 0);
+  OnSize();
+  (void)platform::SendMessageW(GlobalData::viewerWnd, WM_GALLERY_VIEWER_RESIZED, 0, 0);
+}
+
+// Each emptying is told and done once, whatever versions the cloud tells later.
+void ZentaraGallery::OnCloudCleared(const std::string& marker) {
+  const std::string known =
+      platform::WideToUtf8(UserAuthService::GetInstance()->GetCurrentUserID()) + ":" + marker;
+  if (UserProperties::GetText(kClearSeen) == known) return;
+  UserProperties::Set(kClearSeen, known);
+  // The cycle that runs works on the rows; the next one lists all anew.
+  (void)CommonAbility::DriveThreadPool::GetInstance().Add([] {
+    if (SyncHelper::GetInstance().BetweenCycles([] { return DBHelper::GetInstance().ForgetCloud(); }))
+      Page::Post(WM_GALLERY_DATA_RESET, 1, 0);
+  });
+  PopMessageBox(*this, QStringLiteral("IDS_GALLERT_INFORMATION"), QStringLiteral("IDS_GALLERT_EnableDeleteInfo"),
+                QStringLiteral("IDS_GALLERT_BTN_OK"));
+}
+
+void ZentaraGallery::UpdateDatabaseCloudContentStatus(WPARAM task, LPARAM state) {
+  const std::unique_ptr<TransferTask::Ptr> told(reinterpret_cast<TransferTask::Ptr*>(task));
+  if (!told || !*told || (state != kContentThere && state != kContentLost)) return;
+  (void)CommonAbility::DriveThreadPool::GetInstance().Add([task = *told, state] { StoreContent(*task, state); });
+}

@@ -10,11 +10,11 @@
 #include "common/platform/text.h"
 #include "common/toolkit/menu.h"
 #include "common/toolkit/resourcemanager.h"
-#include "host/cloudspacequery.h"
-#include "host/drivethreadpool.h"
-#include "host/logger.h"
+#include "host/requests/cloudspacequery.h"
+#include "host/base/drivethreadpool.h"
+#include "host/base/logger.h"
 #include "transfer/gallerytransmanager.h"
-#include "transfer/uploadcontroller.h"
+#include "transfer/import/uploadcontroller.h"
 #include "ui/dialogs/deletepicwnd.h"
 #include "ui/dialogs/downloadpicwnd.h"
 #include "ui/dialogs/movepicwnd.h"
@@ -22,6 +22,7 @@
 #include "ui/dialogs/uploadprocess.h"
 #include "ui/galleryalbumwnd.h"
 #include "ui/pagecontext.h"
+#include "ui/timescrollbar.h"
 #include "ui/userproperties.h"
 #include "ui/view/galleryfilelistviewhelper.h"
 #include "ui/view/pageflags.h"
@@ -203,7 +204,10 @@ void ZentaraGallery::OnClick(TNotifyUI& message) {
     Page::PostRedraw();
     return;
   }
-  if (is("ShowTimeScrollBar") && Selection().Count() < 2) Page::ShowDateLine(rememberedDate);
+  if (is("ShowTimeScrollBar") && Selection().Count() < 2) {
+    Page::ShowDateLine(CTimeScrollBarUINew::DateText());
+    FitTitle();
+  }
 }
 
 void ZentaraGallery::OnSliderReleased() {
@@ -212,6 +216,14 @@ void ZentaraGallery::OnSliderReleased() {
 }
 
 // --- Upload
+
+void ZentaraGallery::SayLimit() {
+  char text[260];
+  std::snprintf(text, sizeof text,
+                CResourceManager::GetText(QStringLiteral("IDS_GALLERT_FILES_UPPER_LIMIT")).toUtf8().constData(),
+                static_cast<int>(UploadController::kFilesUpperLimit));
+  Say(QStringLiteral("warning"), QString::fromUtf8(text));
+}
 
 void ZentaraGallery::OnUpload() {
   if (PageRules::IsActionForbidden(PageRules::kFunctionUpload)) return;
@@ -227,13 +239,7 @@ void ZentaraGallery::OnUpload() {
 
 void ZentaraGallery::Upload(std::vector<std::wstring> paths, Album::Ptr album, std::function<void()> then) {
   if (paths.empty()) return;
-  if (paths.size() > UploadController::kFilesUpperLimit) {
-    char text[260];
-    std::snprintf(text, sizeof text,
-                  CResourceManager::GetText(QStringLiteral("IDS_GALLERT_FILES_UPPER_LIMIT")).toUtf8().constData(),
-                  static_cast<int>(UploadController::kFilesUpperLimit));
-    return Say(QStringLiteral("warning"), QString::fromUtf8(text));
-  }
+  if (paths.size() > UploadController::kFilesUpperLimit) return SayLimit();
   if (!album) {
     UpLoadFilesWnd ask;
     if (ask.RunOver(*this) != IDOK) {

@@ -4,7 +4,7 @@
 #include <QStyle>
 
 #include "common/toolkit/resourcemanager.h"
-#include "host/logger.h"
+#include "host/base/logger.h"
 #include "ui/dialogs/uploadprocess.h"
 #include "ui/pagecontext.h"
 #include "ui/view/galleryfilelistviewhelper.h"
@@ -136,8 +136,7 @@ void ZentaraGallery::OnViewerZoom(int value) {
 
 void ZentaraGallery::OnViewerLeft(const GalleryFile::Ptr& file) {
   GiveSliderBack();
-  for (const char* name : {"slider_pic", "btn_narrow", "btn_expansion"})
-    if (auto* control = FindControl(QString::fromLatin1(name))) control->SetEnabled(true);
+  EnableZoom(true);
   EnableMultiSelect(current && current->FileCount() > 0);
   OnToolbarState(0);
   const bool listed = file && GalleryFileListViewHelper::GetInstance().HasFile(file);

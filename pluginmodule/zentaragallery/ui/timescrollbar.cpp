@@ -147,7 +147,7 @@ void CTimeScrollBarUINew::mousePressEvent(QMouseEvent* event) {
   DateText() = text;
   Notify(QStringLiteral("click"));
   SetScrollFromPoint(pointer.y());
-  ShowBubble();
+  PaintDateBubble();
   event->accept();
 }
 
@@ -158,7 +158,7 @@ void CTimeScrollBarUINew::mouseMoveEvent(QMouseEvent* event) {
     Notify(QStringLiteral("click"));
     SetScrollFromPoint(pointer.y());
   }
-  ShowBubble();
+  PaintDateBubble();
   update();
 }
 
@@ -173,7 +173,7 @@ void CTimeScrollBarUINew::hideEvent(QHideEvent* event) {
   CScrollBarUI::hideEvent(event);
 }
 
-void CTimeScrollBarUINew::ShowBubble() {
+void CTimeScrollBarUINew::PaintDateBubble() {
   const QString text = GetDateAtPoint(std::clamp(pointer.y(), 0, std::max(0, height() - 1)));
   if (text.isEmpty()) return HideBubble();
   if (!bubble) bubble = new Bubble(*this, parentWidget());
@@ -199,10 +199,17 @@ void CTimeScrollBarUINew::paintEvent(QPaintEvent*) {
   QPainter painter(this);
   painter.setRenderHint(QPainter::Antialiasing);
   painter.setPen(Qt::NoPen);
-  if (hot || isSliderDown()) {
-    painter.setBrush(ColorOf(QStringLiteral("hover")));
-    painter.drawRoundedRect(rect(), width() / 2.0, width() / 2.0);
-  }
+  PaintRail(painter);
+  PaintThumb(painter);
+}
+
+void CTimeScrollBarUINew::PaintRail(QPainter& painter) {
+  if (!hot && !isSliderDown()) return;
+  painter.setBrush(ColorOf(QStringLiteral("hover")));
+  painter.drawRoundedRect(rect(), width() / 2.0, width() / 2.0);
+}
+
+void CTimeScrollBarUINew::PaintThumb(QPainter& painter) {
   const int drawn = Scaled(hot || isSliderDown() ? 8 : 6);
   QRect thumb = ThumbRect();
   thumb.setLeft((width() - drawn) / 2);

@@ -45,7 +45,9 @@ class CTimeScrollBarUINew : public CScrollBarUI {
   class Bubble;
 
   void SetScrollFromPoint(int y);
-  void ShowBubble();
+  void PaintRail(QPainter& painter);
+  void PaintThumb(QPainter& painter);
+  void PaintDateBubble();
   void HideBubble();
 
   TimeBar model;

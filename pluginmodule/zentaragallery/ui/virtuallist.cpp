@@ -4,7 +4,7 @@
 #include <QRubberBand>
 
 #include "common/toolkit/dialogbuilder.h"
-#include "host/logger.h"
+#include "host/base/logger.h"
 #include "ui/pagecontext.h"
 #include "ui/timescrollbar.h"
 #include "ui/view/galleryselecthelper.h"
@@ -42,6 +42,10 @@ class Provider : public IVirtualDataProvider {
   const QString attributes;
 };
 
+using CTimeGalleryProvider = Provider<CTimeAlbumRow>;
+using CNormalGalleryProvider = Provider<CNormalAlbumRow>;
+using CDeleteGalleryProvider = Provider<CDeleteAlbumRow>;
+
 // The ground is the theme's page.
 constexpr char kRow[] = "name=\"thumbnail\" borderround=\"15,15\" drop=\"true\"";
 constexpr char kBinRow[] = "name=\"thumbnail\" drop=\"true\"";
@@ -56,9 +60,9 @@ CVirtualListBodyUI* MakeBody(const QString& name, CGalleryVListUI& list) {
 }  // namespace
 
 std::unique_ptr<IVirtualDataProvider> MakeProvider(const QString& name) {
-  if (name == QStringLiteral("TimeAlbumProvider")) return std::make_unique<Provider<CTimeAlbumRow>>(kRow);
-  if (name == QStringLiteral("NormalAlbumProvider")) return std::make_unique<Provider<CNormalAlbumRow>>(kRow);
-  if (name == QStringLiteral("DeleteAlbumProvider")) return std::make_unique<Provider<CDeleteAlbumRow>>(kBinRow);
+  if (name == QStringLiteral("TimeAlbumProvider")) return std::make_unique<CTimeGalleryProvider>(kRow);
+  if (name == QStringLiteral("NormalAlbumProvider")) return std::make_unique<CNormalGalleryProvider>(kRow);
+  if (name == QStringLiteral("DeleteAlbumProvider")) return std::make_unique<CDeleteGalleryProvider>(kBinRow);
   return nullptr;
 }
 
@@ -121,6 +125,28 @@ void CGalleryVListUI::RedrawRows(bool rearrange) {
       for (int k = 0; k < row->Columns() && k < GridGeometry::kRowCells; ++k) row->Cell(k)->update();
     }
   }
+}
+
+void CGalleryVListUI::SelectRange(std::uint32_t from, std::uint32_t to) {
+  if (virtualBody) virtualBody->SelectItemRange(from, to);
+}
+
+bool CGalleryVListUI::Remove(CControlUI* row) {
+  if (!virtualBody || GetItemIndex(row) < 0) return CListUI::Remove(row);
+  virtualBody->RemoveRow(row);
+  return true;
+}
+
+bool CGalleryVListUI::RemoveAt(int index) {
+  auto* row = virtualBody ? virtualBody->GetItemAt(index) : nullptr;
+  return row ? Remove(row) : CListUI::RemoveAt(index);
+}
+
+void CGalleryVListUI::RemoveAll() {
+  if (!virtualBody) return CListUI::RemoveAll();
+  virtualBody->RemoveRows();
+  if (auto* bar = GetVerticalScrollBar()) bar->SetScrollPos(0);
+  SetDataProvider(nullptr);
 }
 
 // --- Keys that the window routes back
@@ -240,6 +266,9 @@ bool CGalleryVListUI::OnKey(TEventUI& event) {
       if (!(event.modifiers & Qt::ControlModifier)) return false;
       Page::Send(WM_GALLERY_KEY_SELECT_ALL, event.wParam, event.lParam);
       return true;
+    case Qt::Key_Return:
+      if (auto* row = virtualBody->CurrentRow()) return row->Activate();
+      return false;
     case Qt::Key_PageUp:
       virtualBody->PageUp();
       return true;

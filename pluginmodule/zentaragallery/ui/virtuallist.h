@@ -56,6 +56,13 @@ class CGalleryVListUI : public CListUI {
   virtual void OnKeyRelease();
   virtual void OnBlankClick();
   virtual void RedrawRows(bool rearrange);
+  // Rows, not pictures: see CVirtualListBodyUI.
+  virtual void SelectRange(std::uint32_t from, std::uint32_t to);
+
+  // Rows are the body's. With all of them the provider goes too.
+  bool Remove(CControlUI* row) override;
+  bool RemoveAt(int index) override;
+  void RemoveAll() override;
 
   // Moves the keyboard's ring by cells, or by rows, and keeps it in sight.
   void MoveFocus(int cells);
@@ -117,6 +124,21 @@ class CVirtualListBodyUI : public CListBodyUI {
   // Scroll position at which a row stands at the top.
   virtual int PositionOfRow(std::uint32_t row) const;
   const std::vector<CFileInfoCellBase*>& Rows() const { return rows; }
+
+  // The toolkit's selection of rows, by their index in the view: sends "itemselect"
+  // and brings the row into sight. It does not outlive the use of a row for another
+  // index; the page's selection is of files and kept elsewhere.
+  virtual void SelectItem(std::uint32_t row);
+  virtual void SelectMultiItem(std::uint32_t row);
+  virtual void UnSelectItem(std::uint32_t row);
+  virtual void ClearSelectedItems();
+  virtual void SelectItemRange(std::uint32_t from, std::uint32_t to);
+  virtual const std::vector<std::uint32_t>& GetSelectedItems() const { return selectedRows; }
+  // The control of the row that was selected last, or null when it is out of sight.
+  CFileInfoCellBase* CurrentRow() const;
+  // Unbinds and deletes rows of the pool.
+  void RemoveRow(CControlUI* row);
+  void RemoveRows();
   CGalleryVListUI& List() const { return list; }
   // Files that lie just outside of the view in the direction of the scroll are decoded
   // ahead.
@@ -142,6 +164,13 @@ class CVirtualListBodyUI : public CListBodyUI {
   bool inScrollBarPass = false;
   bool adding = false;  // rows come in: they are placed when all are there
   std::vector<CFileInfoCellBase*> rows;
+
+ private:
+  CFileInfoCellBase* ControlOf(std::int64_t row) const;
+  void ShowSelected(std::uint32_t row, bool on);
+
+  std::int64_t currentRow = -1;
+  std::vector<std::uint32_t> selectedRows;
 };
 
 class CNormalGalleryBodyUI : public CVirtualListBodyUI {

@@ -4,7 +4,7 @@
 
 #include "common/toolkit/paintmanager.h"
 #include "common/toolkit/resourcequeue.h"
-#include "host/drivethreadpool.h"
+#include "host/base/drivethreadpool.h"
 #include "ui/pagecontext.h"
 #include "ui/timescrollbar.h"
 #include "ui/view/galleryselecthelper.h"
@@ -54,16 +54,73 @@ void CVirtualListBodyUI::InitElement(int count) {
 void CVirtualListBodyUI::Refresh() {
   if (!provider) return;
   const std::uint32_t wanted = Wanted();
-  while (rows.size() > wanted) {
-    (void)Remove(rows.front());
-    rows.erase(rows.begin());
-  }
+  while (rows.size() > wanted) RemoveRow(rows.front());
   if (rows.size() < wanted) AddRows(wanted - static_cast<std::uint32_t>(rows.size()));
   if (provider->GetElementCount() == 0) return;
   ArrangeScrollBars(rect());
   ReArrangeChild(true);
   if (IsVisible()) Invalidate();
 }
+
+// --- The selection of rows
+
+CFileInfoCellBase* CVirtualListBodyUI::ControlOf(std::int64_t row) const {
+  const auto first = rows.empty() ? 0 : std::int64_t{rows.front()->RowIndex()};
+  const std::int64_t place = row - first;
+  if (row < 0 || place < 0 || place >= static_cast<std::int64_t>(rows.size())) return nullptr;
+  auto* control = rows[static_cast<std::size_t>(place)];
+  return control->IsVisible() ? control : nullptr;
+}
+
+CFileInfoCellBase* CVirtualListBodyUI::CurrentRow() const { return ControlOf(currentRow); }
+
+void CVirtualListBodyUI::ShowSelected(std::uint32_t row, bool on) {
+  if (auto* control = ControlOf(row)) control->Select(on);
+}
+
+void CVirtualListBodyUI::SelectItem(std::uint32_t row) {
+  ClearSelectedItems();
+  SelectMultiItem(row);
+}
+
+void CVirtualListBodyUI::SelectMultiItem(std::uint32_t row) {
+  if (!provider || row >= provider->GetElementCount()) return;
+  if (std::find(selectedRows.begin(), selectedRows.end(), row) == selectedRows.end()) selectedRows.push_back(row);
+  const std::int64_t before = std::exchange(currentRow, std::int64_t{row});
+  ShowSelected(row, true);
+  list.Notify(QStringLiteral("itemselect"), row, before);
+  const auto* control = ControlOf(row);
+  if (!control || control->y() < 0 || control->geometry().bottom() >= height()) list.ScrollToRow(row);
+}
+
+void CVirtualListBodyUI::UnSelectItem(std::uint32_t row) {
+  if (std::erase(selectedRows, row) == 0) return;
+  ShowSelected(row, false);
+  if (currentRow == row) currentRow = -1;
+}
+
+void CVirtualListBodyUI::ClearSelectedItems() {
+  for (const std::uint32_t row : std::exchange(selectedRows, {})) ShowSelected(row, false);
+  currentRow = -1;
+}
+
+void CVirtualListBodyUI::SelectItemRange(std::uint32_t from, std::uint32_t to) {
+  ClearSelectedItems();
+  const std::uint32_t last = std::min(std::max(from, to), provider ? provider->GetElementCount() : 0);
+  for (std::uint32_t row = std::min(from, to); row <= last; ++row) SelectMultiItem(row);
+}
+
+void CVirtualListBodyUI::RemoveRow(CControlUI* row) {
+  std::erase(rows, static_cast<CFileInfoCellBase*>(row));
+  (void)Remove(row);
+}
+
+void CVirtualListBodyUI::RemoveRows() {
+  ClearSelectedItems();
+  while (!rows.empty()) RemoveRow(rows.front());
+}
+
+// --- Scrolling
 
 void CVirtualListBodyUI::SetScrollPos(QSize position) {
   auto* bar = GetVerticalScrollBar();

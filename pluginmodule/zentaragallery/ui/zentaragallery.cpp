@@ -6,15 +6,17 @@
 #include <QMimeData>
 #include <QUrl>
 
+#include "common/duilib_business/windowbusybaseshadow.h"
 #include "common/platform/text.h"
 #include "common/toolkit/resourcemanager.h"
 #include "common/toolkit/resourcequeue.h"
 #include "common/toolkit/theme.h"
-#include "host/drivethreadpool.h"
-#include "host/globalparamwrapper.h"
-#include "host/logger.h"
+#include "host/base/drivethreadpool.h"
+#include "host/base/globalparamwrapper.h"
+#include "host/base/logger.h"
 #include "store/dbhelper.h"
 #include "sync/synchelper.h"
+#include "transfer/gallerytransmanager.h"
 #include "ui/dialogs/loadpagewnd.h"
 #include "ui/dialogs/messagebox.h"
 #include "ui/dialogs/uploadprocess.h"
@@ -57,6 +59,16 @@ bool IsTimeLine(const Album::Ptr& album) { return album && album->Kind() == Albu
 int TabOf(const Album& album) {
   if (album.Kind() == AlbumKind::TimeLine) return kTabTimeLine;
   return album.IsBin() ? kTabBin : kTabAlbum;
+}
+
+// The file of the gallery that lies there; null for none, or one that goes away.
+GalleryFile::Ptr FileAt(const std::wstring& path) {
+  Gallery::Files all;
+  Gallery::GetInstance().GetAllFiles(all);
+  const auto found = std::find_if(all.begin(), all.end(), [&path](const GalleryFile::Ptr& file) {
+    return !file->IsDeleted && file->LocalPath() == path;
+  });
+  return found == all.end() ? nullptr : *found;
 }
 
 }  // namespace
@@ -254,10 +266,7 @@ void ZentaraGallery::OnReloadView() {
   if (!current) return;
   const auto [photos, videos] = Helper().GetPhotoVideoCount(current->AlbumId.Get());
   if (photos + videos == 0) return ShowEmptyPage();
-  if (!HasViewer()) {
-    for (const char* name : {"slider_pic", "btn_narrow", "btn_expansion"})
-      if (auto* control = FindControl(QString::fromLatin1(name))) control->SetEnabled(true);
-  }
+  if (!HasViewer()) EnableZoom(true);
   if (Selection().PruneSelection()) {
     const bool favourites = current->Kind() == AlbumKind::Favorite && current->FileCount() > 0;
     if (!favourites && !HasViewer()) OnToolbarState(0);
@@ -283,8 +292,7 @@ void ZentaraGallery::SetUploadKind(ButtonKind kind) {
 void ZentaraGallery::ShowEmptyPage() {
   SetUploadKind(ButtonKind::Tool);  // The page has the main button itself.
   GiveSliderBack();
-  for (const char* name : {"slider_pic", "btn_narrow", "btn_expansion"})
-    if (auto* control = FindControl(QString::fromLatin1(name))) control->SetEnabled(false);
+  EnableZoom(false);
   if (tabSwitch) tabSwitch->SelectItem(kTabEmpty);
   (void)Selection().PruneSelection();
   if (Selection().Count() == 0) Selection().SelectClear(false);
@@ -347,7 +355,7 @@ void ZentaraGallery::OnSize() {
   const QRect now(mapToGlobal(QPoint(0, 0)), size());
   if (now.size() == sizedAt.size()) return;
   sizedAt = now;
-  (void)platform::SendMessageW(GlobalData::dimWnd, WM_GALLERY_RESIZED, 0, 0);
+  (void)platform::SendMessageW(UIBackGroundMessWnd::Top(), WM_GALLERY_RESIZED, 0, 0);
   (void)platform::SendMessageW(GlobalData::viewerWnd, WM_GALLERY_VIEWER_RESIZED, 0, 0);
   const int scale = Manager().GetScale();
   const bool narrow = parentWidget() ? window()->width() < 1080 * scale / 100 : width() < 996 * scale / 100;
@@ -461,6 +469,7 @@ void ZentaraGallery::ShowMultiBubble(bool visible) {
   if (multiBubble || !button || !isVisible()) return;
   multiBubble = Bubble::Show(*button->Widget(), QStringLiteral("IDS_GALLERY_MULTISELECT_TIP"), BubbleKind::Accent, true);
   if (!multiBubble) return;
+  multiBubble->setObjectName(QStringLiteral("multiBubbleHor"));
   // It goes by its own button: then it was read.
   connect(multiBubble, &QObject::destroyed, this, [] {
     GlobalData::multiBubbleShown = false;
@@ -506,6 +515,10 @@ bool ZentaraGallery::OnKey(TEventUI& event) {
   }
   const bool control = event.modifiers & Qt::ControlModifier;
   const bool mirrored = layoutDirection() == Qt::RightToLeft;
+  if ((event.modifiers & Qt::KeypadModifier) && (event.key == Qt::Key_4 || event.key == Qt::Key_6)) {
+    if (list) list->MoveFocus((event.key == Qt::Key_6) != mirrored ? 1 : -1);
+    return true;
+  }
   switch (event.key) {
     case Qt::Key_Left:
     case Qt::Key_Right:
@@ -634,20 +647,39 @@ LRESULT ZentaraGallery::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, b
     case WM_GALLERY_DOWNLOAD_DONE:
       DoneWithSelection();
       return 0;
-    case WM_GALLERY_ALBUM_ADDED:
-    case WM_GALLERY_ALBUM_FORWARD:
+    case WM_GALLERY_ALBUM_ADDED: {
+      const std::unique_ptr<std::string> added(reinterpret_cast<std::string*>(lParam));
       if (panel) panel->Reload();
       return 0;
+    }
+    case WM_GALLERY_ALBUM_FORWARD:
+      if (panel) (void)platform::SendMessageW(panel->GetHWND(), uMsg, 0, lParam);
+      return 0;
     case WM_GALLERY_ALBUM_REMOVED:
-      if (panel) panel->Reload();
+      OnAlbumRemoved(reinterpret_cast<std::string*>(lParam));
+      return 0;
+    case WM_GALLERY_SWITCH_CHANGED:
+      SyncHelper::GetInstance().SetSyncSwitch(wParam == 1);
+      return 0;
+    case WM_GALLERY_CONTINUE_UPLOAD:
+      (void)CommonAbility::DriveThreadPool::GetInstance().Add(
+          [] { GalleryTransManager::GetInstance().ResumeAll(TaskType::Upload); });
+      return 0;
+    case WM_GALLERY_UPLOAD_LIMIT:
+      SayLimit();
+      return 0;
+    case WM_GALLERY_UPLOAD_FINISHED:
+      OnUploadFinished(reinterpret_cast<TransferTask::Ptr*>(wParam), reinterpret_cast<GalleryFile::Ptr*>(lParam));
+      return 0;
+    case WM_GALLERY_DPI:
+      SetUpdateDPI(static_cast<int>(wParam));
       return 0;
     case WM_GALLERY_RETURN_DONE:
       GlobalData::returningFromViewer = false;
       if (list) list->RedrawRows(true);
       return 0;
     case WM_GALLERY_ZOOM_ENABLE:
-      for (const char* name : {"slider_pic", "btn_narrow", "btn_expansion"})
-        if (auto* control = FindControl(QString::fromLatin1(name))) control->SetEnabled(lParam == 0);
+      EnableZoom(lParam == 0);
       return 0;
     case WM_GALLERY_VIEWER_LEFT:
       if (wParam == 0) OnViewerLeft(lParam ? *reinterpret_cast<const GalleryFile::Ptr*>(lParam) : nullptr);
@@ -700,7 +732,9 @@ LRESULT ZentaraGallery::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, b
       }
       return 0;
     case WM_GALLERY_FUNCTIONS_CHANGED:
-      OnToolbarState(Selection().Count() > 0 ? 1 : 0);
+      OnToolbarState(HasViewer() ? 2 : Selection().Count() > 0 ? 1 : 0);
+      (void)platform::SendMessageW(GlobalData::viewerWnd, uMsg, 0, 0);
+      if (panel) (void)platform::SendMessageW(panel->GetHWND(), uMsg, 0, 0);
       return 0;
     case WM_GALLERY_SIZE_AGAIN:
       OnSize();
@@ -732,17 +766,55 @@ LRESULT ZentaraGallery::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, b
   }
 }
 
+// The album is gone from the gallery; of the time line only what it holds can go.
+void ZentaraGallery::OnAlbumRemoved(std::string* id) {
+  const std::unique_ptr<std::string> removed(id);
+  if (IsTimeLine(current) && current->FileCount() == 0) {
+    for (const HWND window : {GlobalData::fullWnd.load(), GlobalData::viewerWnd.load()})
+      (void)platform::SendMessageW(window, WM_GALLERY_VIEWER_CLOSE, 0, 0);
+    EnableZoom(false);
+  }
+  if (panel) panel->Reload();
+}
+
+// Both records are the page's to free, whichever of them there is.
+void ZentaraGallery::OnUploadFinished(TransferTask::Ptr* task, GalleryFile::Ptr* file) {
+  const std::unique_ptr<TransferTask::Ptr> ended(task);
+  const std::unique_ptr<GalleryFile::Ptr> uploaded(file);
+  if (list && uploaded) list->RedrawRows(false);
+}
+
+// The host has placed the page already; what stands in it follows.
+void ZentaraGallery::SetUpdateDPI(int dpi) {
+  Manager().SetDPI(dpi);
+  LogInfo(kTag, "ZentaraGallery::dpiVal: " + std::to_string(dpi));
+  for (const HWND window : {GlobalData::albumWnd.load(), GlobalData::fullWnd.load(), GlobalData::viewerWnd.load()})
+    (void)platform::SendMessageW(window, WM_GALLERY_DPI, static_cast<WPARAM>(dpi), 0);
+  sizedAt = {};
+  OnSize();
+}
+
+void ZentaraGallery::EnableZoom(bool enabled) {
+  for (const char* name : {"slider_pic", "btn_narrow", "btn_expansion"})
+    if (auto* control = FindControl(QString::fromLatin1(name))) control->SetEnabled(enabled);
+}
+
 // A file that the desktop or the home page names: shown in the time line.
 void ZentaraGallery::OnDblClick(const QString& path, bool jump) {
+  (void)platform::SendMessageW(GlobalData::fullWnd, WM_GALLERY_VIEWER_CLOSE, 0, 0);
   GlobalData::returningFromViewer = true;
   if (panel) panel->SelectAlbum(SystemAlbumId(AlbumKind::TimeLine));
-  Files all;
-  Gallery::GetInstance().GetAllFiles(all);
-  const std::wstring wanted = Page::Wide(path);
-  const auto found = std::find_if(all.begin(), all.end(), [&](const GalleryFile::Ptr& file) {
-    return !file->IsDeleted && file->LocalPath() == wanted;
-  });
-  if (found == all.end()) {
+  // A million paths are no work for this thread.
+  (void)CommonAbility::DriveThreadPool::GetInstance().Add(
+      [self = QPointer<ZentaraGallery>(this), wanted = Page::Wide(path), jump] {
+        const auto found = FileAt(wanted);
+        QMetaObject::invokeMethod(
+            qApp, [self, found, jump] { if (self) self->ShowFound(found, jump); }, Qt::QueuedConnection);
+      });
+}
+
+void ZentaraGallery::ShowFound(const GalleryFile::Ptr& found, bool jump) {
+  if (!found) {
     GlobalData::returningFromViewer = false;
     PopMessageBox(*this, QStringLiteral("IDS_GALLERT_INFORMATION"), QStringLiteral("IDS_FASTACCESS_NO_FILE"),
                   QStringLiteral("IDS_GALLERT_BTN_OK"));
@@ -751,12 +823,12 @@ void ZentaraGallery::OnDblClick(const QString& path, bool jump) {
   if (jump) {
     LogInfo(kTag, "SearchOpenGalleryPath Enter");
     Selection().SelectClear(true);
-    Selection().OnLButtonDown(*found);
+    Selection().OnLButtonDown(found);
     GlobalData::returningFromViewer = false;
     GlobalData::searchJump = true;
     GlobalData::searchJumpPending = true;
   } else {
-    OpenInViewer(*found);
+    OpenInViewer(found);
   }
   Page::Post(WM_GALLERY_REDRAW, 0, 1);
 }

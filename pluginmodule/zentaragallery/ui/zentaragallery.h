@@ -8,11 +8,13 @@
 #include <memory>
 #include <vector>
 
+#include "cloud/cloudphotov2helper.h"
 #include "common/duilib_business/windowbusybase.h"
 #include "common/toolkit/button.h"
 #include "common/toolkit/container.h"
 #include "common/toolkit/label.h"
 #include "common/toolkit/slider.h"
+#include "host/transfer/transfertask.h"
 #include "model/gallery.h"
 #include "sync/isynccallback.h"
 #include "ui/view/galleryselecthelper.h"
@@ -94,6 +96,8 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
   // of a person.
   std::function<QStringList(const QString& title, const QString& filter)> chooseFiles;
   std::function<QString(const QString& start)> chooseFolder;
+  // Where it learns what state the photo cloud is in.
+  std::function<CloudPhotoV2Helper::ServiceState()> askServiceState = CloudPhotoV2Helper::GetServiceState;
 
  protected:
   void resizeEvent(QResizeEvent* event) override;
@@ -124,6 +128,11 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
   void CopyPaths();
   void OnFocusAction();
   void OnDblClick(const QString& path, bool jump);
+  void ShowFound(const GalleryFile::Ptr& found, bool jump);
+  void OnAlbumRemoved(std::string* id);
+  void OnUploadFinished(TransferTask::Ptr* task, GalleryFile::Ptr* file);
+  void SetUpdateDPI(int dpi);
+  void EnableZoom(bool enabled);
   void Retext();
 
   // galleryviewer.cpp: the picture viewer over the page
@@ -151,6 +160,7 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
   void OnMenu(TNotifyUI& message);
   void OnMenuClick(const QString& item);
   Files Chosen() const;
+  void SayLimit();
   void Download(Files files, const std::wstring& folder);
   void DoneWithSelection();
   void TellRefused(const std::wstring& album, const std::vector<struct RefusedFile>& refused);
@@ -160,6 +170,8 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
   void ShowStatus(const PageRules::StatusText& status, int state);
   QString StorageFullText(std::int64_t count) const;
   void DisableOrDel();
+  void ShowDisabled(bool disabled, std::int64_t daysLeft);
+  void OnCloudCleared(const std::string& marker);
   void UpdateDatabaseCloudContentStatus(WPARAM task, LPARAM state);
 
   // gallerydrop.cpp: drags over the page

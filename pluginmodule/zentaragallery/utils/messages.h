@@ -95,15 +95,15 @@ GALLERY_MESSAGE(WM_GALLERY_SHELL_DROP, 3268);          // Main: 0, target path
 GALLERY_MESSAGE(WM_GALLERY_DRAG_DONE, 3275);           // Frame
 GALLERY_MESSAGE(WM_GALLERY_ALBUM_FORWARD, 3288);       // Main to Album
 GALLERY_MESSAGE(WM_GALLERY_DATA_RESET, 3291);          // Main: 1 also closes the progress line
-GALLERY_MESSAGE(WM_GALLERY_CONTINUE_UPLOAD, 3292);     // Main
+GALLERY_MESSAGE(WM_GALLERY_CONTINUE_UPLOAD, 3292);     // Main: uploads that were paused go on
 GALLERY_MESSAGE(WM_RESTART_MANAGER, 3293);             // Main
 GALLERY_MESSAGE(WM_GALLERY_SIZE_AGAIN, 3296);          // Main
 GALLERY_MESSAGE(WM_GALLERY_FUNCTIONS_CHANGED, 3305);   // Main, Viewer, Album
 GALLERY_MESSAGE(WM_GALLERY_DROP_LIST, 3308);           // Frame
 GALLERY_MESSAGE(WM_GALLERY_ALBUM_KEY, 3313);           // Album: key
-GALLERY_MESSAGE(WM_GALLERY_UPLOAD_LIMIT, 3334);        // owner of the upload
-GALLERY_MESSAGE(WM_GALLERY_CONTENT_STATUS, 3350);      // Main: task record, state
-GALLERY_MESSAGE(WM_GALLERY_UPLOAD_FINISHED, 3352);     // Main: owned records
+GALLERY_MESSAGE(WM_GALLERY_UPLOAD_LIMIT, 3334);        // Main: more files than one upload takes
+GALLERY_MESSAGE(WM_GALLERY_CONTENT_STATUS, 3350);      // Main: owned shared pointer to the transfer; 1 there, 2 lost
+GALLERY_MESSAGE(WM_GALLERY_UPLOAD_FINISHED, 3352);     // Main: owned shared pointers to the transfer and the file, or null
 GALLERY_MESSAGE(WM_GALLERY_VIEWER_BURST, 3353);        // Viewer: 0, burst parent
 GALLERY_MESSAGE(WM_FRAME_SILENT_USER, 3356);           // Frame
 GALLERY_MESSAGE(WM_FRAME_DATA_HIDE_REQUEST_FAILED, 3363);  // Frame

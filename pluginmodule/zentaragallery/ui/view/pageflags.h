@@ -12,7 +12,6 @@ inline std::atomic<HWND> viewerWnd{nullptr};  // the picture viewer
 inline std::atomic<HWND> fullWnd{nullptr};    // the viewer on the full screen
 inline std::atomic<HWND> albumWnd{nullptr};   // the album panel
 inline std::atomic<HWND> attrWnd{nullptr};    // the viewer's details
-inline std::atomic<HWND> dimWnd{nullptr};     // the layer under a dialog
 
 // The grid is to put itself on the picture that the viewer showed.
 inline std::atomic<bool> returningFromViewer{false};

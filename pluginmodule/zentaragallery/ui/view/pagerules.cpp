@@ -4,7 +4,7 @@
 #include <chrono>
 #include <regex>
 
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "utils/daycalendar.h"
 
 namespace PageRules {
@@ -110,6 +110,17 @@ DaysLeft GetRecycleDaysLeft(std::int64_t recycleTimeMs, std::int64_t nowSeconds)
 }
 
 bool IsUrgent(const DaysLeft& left) { return left.hasText && std::max<std::int64_t>(1, left.days) < 4; }
+
+bool KeepFirst(PathGroups& groups, std::size_t limit) {
+  bool cut = false;
+  for (auto& [album, paths] : groups) {
+    cut |= paths.size() > limit;
+    paths.resize(std::min(paths.size(), limit));
+    limit -= paths.size();
+  }
+  std::erase_if(groups, [](const auto& group) { return group.second.empty(); });
+  return cut;
+}
 
 std::optional<std::int64_t> EndOfTypedDate(const std::string& typed) {
   static const std::regex shape(R"((\d{1,4})(?:[-./](\d{1,2}))?(?:[-./](\d{1,2}))?)");

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "model/records/album.h"
 
@@ -74,5 +77,9 @@ bool IsUrgent(const DaysLeft& left);
 // at the local midnight behind its last day, so that the first group that is older is
 // the newest of that time. Nothing for anything else.
 std::optional<std::int64_t> EndOfTypedDate(const std::string& typed);
+
+// Keeps the first `limit` paths of all groups together; true when some had to go.
+using PathGroups = std::map<std::wstring, std::vector<std::wstring>>;
+bool KeepFirst(PathGroups& groups, std::size_t limit);
 
 }  // namespace PageRules

@@ -1,6 +1,6 @@
 #include "ui/view/thumbrequests.h"
 
-#include "host/drivethreadpool.h"
+#include "host/base/drivethreadpool.h"
 #include "model/records/upward.h"
 
 ThumbRequests& ThumbRequests::GetInstance() {
@@ -13,7 +13,7 @@ void ThumbRequests::Ask(const Files& missing, const Arrived& arrived) {
   {
     platform::MutexLock hold(lock);
     for (const auto& file : missing) {
-      if (!failed.contains(file.get()) && underWay.insert(file.get()).second) fresh.push_back(file);
+      if (!failed.contains(file.get()) && underWay.emplace(file.get(), file).second) fresh.push_back(file);
     }
   }
   if (fresh.empty()) return;

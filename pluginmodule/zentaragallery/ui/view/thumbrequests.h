@@ -3,7 +3,6 @@
 #include <functional>
 #include <memory>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 #include "common/platform/mutex.h"
@@ -34,7 +33,7 @@ class ThumbRequests {
   void Leave(const GalleryFile::Ptr& file);
 
   mutable platform::Mutex lock;
-  std::unordered_set<const GalleryFile*> underWay GUARDED_BY(lock);
   // Held, so that no other file can come to stand at the address.
+  std::unordered_map<const GalleryFile*, GalleryFile::Ptr> underWay GUARDED_BY(lock);
   std::unordered_map<const GalleryFile*, GalleryFile::Ptr> failed GUARDED_BY(lock);
 };

@@ -13,7 +13,7 @@
 #include "common/platform/paths.h"
 #include "common/platform/thread.h"
 #include "common/toolkit/resourcequeue.h"
-#include "transfer/thumbnailhelper.h"
+#include "transfer/thumbnails/thumbnailhelper.h"
 #include "ui/pagecontext.h"
 #include "utils/mediareader.h"
 #include "utils/messages.h"

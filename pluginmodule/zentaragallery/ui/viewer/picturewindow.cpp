@@ -5,8 +5,8 @@
 #include <QWheelEvent>
 
 #include "common/toolkit/resourcemanager.h"
-#include "host/drivethreadpool.h"
-#include "host/logger.h"
+#include "host/base/drivethreadpool.h"
+#include "host/base/logger.h"
 #include "model/gallery.h"
 #include "ui/pagecontext.h"
 #include "ui/player/playcontrolui.h"
