@@ -693,7 +693,10 @@ LRESULT ZentaraGallery::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, b
       if (sliderIsZoom) SetSliderQuietly(static_cast<int>(lParam));
       return 0;
     case WM_GALLERY_DELETE_SHOWN:
+      // A held key asks again while the question stands.
+      if (std::exchange(asksForShown, true)) return 0;
       OnDeleteFile(false);
+      asksForShown = false;
       return 0;
     case WM_GALLERY_SHOW_WINDOW:
       LogInfo(kTag, "show gallery window!");
