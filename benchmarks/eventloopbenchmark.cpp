@@ -18,8 +18,8 @@
 
 #include "common/platform/paths.h"
 #include "common/toolkit/toolkit.h"
-#include "host/globalparamwrapper.h"
-#include "host/userauthservice.h"
+#include "host/base/globalparamwrapper.h"
+#include "host/account/userauthservice.h"
 #include "model/gallery.h"
 #include "store/dbhelper.h"
 #include "ui/galleryalbumwnd.h"

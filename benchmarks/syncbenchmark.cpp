@@ -9,10 +9,10 @@
 
 #include "cloud/cloudphotov2helper.h"
 #include "common/platform/paths.h"
-#include "host/curlppx.h"
-#include "host/globalparamwrapper.h"
-#include "host/ns/jsontext.h"
-#include "host/userauthservice.h"
+#include "host/requests/curlppx.h"
+#include "host/base/globalparamwrapper.h"
+#include "host/base/jsontext.h"
+#include "host/account/userauthservice.h"
 #include "model/gallery.h"
 #include "support/process.h"
 #include "sync/synchelper.h"
@@ -53,7 +53,7 @@ class Cloud {
   // How many requests came since the last call, and forgets them.
   std::size_t TakeRequests() {
     using Method = curlppx::CurlConn::Method;
-    const auto answer = NS::JsonText::Parse(Control(Method::Get)).value_or(Json::Value());
+    const auto answer = JsonText::Parse(Control(Method::Get)).value_or(Json::Value());
     (void)Control(Method::Delete);
     return answer["requests"].size();
   }

@@ -15,7 +15,7 @@
 
 #include "common/platform/files.h"
 #include "common/toolkit/toolkit.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "ui/pagecontext.h"
 #include "ui/viewer/douthumlcdui.h"
 #include "utils/globaldata.h"

@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "common/platform/mutex.h"
-#include "host/commandterminal.h"
-#include "host/profileowner.h"
+#include "host/profile/commandterminal.h"
+#include "host/profile/profileowner.h"
 
 // Keeps commands apart from those that put another account, and so another
 // gallery, in the place of the present one. Safe from any thread.

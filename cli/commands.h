@@ -4,7 +4,7 @@
 #include <functional>
 #include <string>
 
-#include "host/profileowner.h"
+#include "host/profile/profileowner.h"
 #include "output.h"
 #include "session.h"
 

@@ -5,7 +5,7 @@
 
 #include "accountgate.h"
 #include "commands.h"
-#include "host/profileowner.h"
+#include "host/profile/profileowner.h"
 #include "session.h"
 
 // A command line that was understood.

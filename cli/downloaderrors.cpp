@@ -3,10 +3,10 @@
 #include "common/platform/files.h"
 #include "common/platform/mutex.h"
 #include "common/platform/paths.h"
-#include "host/globalparamwrapper.h"
-#include "host/jsonfile.h"
-#include "host/logger.h"
-#include "host/ns/jsontext.h"
+#include "host/base/globalparamwrapper.h"
+#include "host/base/jsonfile.h"
+#include "host/base/jsontext.h"
+#include "host/base/logger.h"
 #include "store/dbhelper.h"
 
 namespace {
@@ -37,9 +37,9 @@ Json::Value DownloadErrors::Of(const TransferTask& task) {
 
 std::string DownloadErrors::Text(const Json::Value& error) {
   // The engine's own words say more than these only where these say nothing.
-  const bool isGeneral = NS::JsonText::Number(error, "error") == TransferErrorInterface::kGeneral;
-  const std::string cause = isGeneral ? NS::JsonText::Text(error, "cause") : std::string();
-  return NS::JsonText::Text(error, "text") + (cause.empty() ? "" : " (" + cause + ")");
+  const bool isGeneral = JsonText::Number(error, "error") == TransferErrorInterface::kGeneral;
+  const std::string cause = isGeneral ? JsonText::Text(error, "cause") : std::string();
+  return JsonText::Text(error, "text") + (cause.empty() ? "" : " (" + cause + ")");
 }
 
 Json::Value DownloadErrors::Load() {

@@ -7,7 +7,7 @@
 #include "common/platform/text.h"
 #include "importfolders.h"
 #include "resources/resourcetext.h"
-#include "transfer/uploadcontroller.h"
+#include "transfer/import/uploadcontroller.h"
 #include "utils/demopictures.h"
 #include "utils/mediatypes.h"
 
@@ -75,21 +75,6 @@ class Choice {
   bool failed = false;
 };
 
-// The real album of that name, a system album too: a second "Camera" beside the one of
-// the phone would be told from it by nobody. One of the user's own comes first: what was
-// imported into it before would else come in twice. Where a view has the name, the album
-// stands beside it with a number.
-Album::Ptr AlbumFor(const std::wstring& name) {
-  auto& gallery = Gallery::GetInstance();
-  const auto owner = gallery.AlbumNameIsExist(name);
-  if (owner && owner->IsReal()) return owner;
-  const auto system = gallery.GetSystemAlbumNamed(name);
-  if (system && system->IsReal()) return system;
-  if (!owner) return gallery.CreateAlbum(name, false, -1);
-  if (const auto beside = gallery.AlbumNameIsExist(name + L"(1)"); beside && beside->IsReal()) return beside;
-  return gallery.CreateAlbum(name, true, -1);
-}
-
 constexpr char kDanglingLink[] = "IDS_GALLERY_DANGLING_LINK";
 
 // The file that "does not exist" would be looked for in vain: the link is there.
@@ -129,7 +114,7 @@ struct ImportCount {
 };
 
 void ImportFolder(const FolderFiles& folder, std::size_t total, ImportCount& count, Output& output) {
-  const auto album = AlbumFor(folder.albumName);
+  const auto album = Gallery::GetInstance().AlbumForFolder(folder.albumName);
   UploadController controller;
   controller.stop = &output.Stopped();
   const std::size_t before = count.added + count.refused + count.passedOver;

@@ -3,7 +3,7 @@
 #include "commands.h"
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
-#include "host/userauthservice.h"
+#include "host/account/userauthservice.h"
 #include "model/gallerymetadata.h"
 #include "store/sqlitedb.h"
 #include "utils/picturemetadata.h"

@@ -2,10 +2,10 @@
 
 #include "commands.h"
 #include "common/platform/files.h"
-#include "host/jsonfile.h"
-#include "host/ns/jsontext.h"
-#include "host/passwordkeys.h"
-#include "host/userauthservice.h"
+#include "host/account/passwordkeys.h"
+#include "host/account/userauthservice.h"
+#include "host/base/jsonfile.h"
+#include "host/base/jsontext.h"
 #include "password.h"
 
 namespace {
@@ -65,7 +65,7 @@ Exit Import(const std::string& file, const std::string& passwordFile, bool repla
   auto* session = UserAuthService::GetInstance();
   std::string content;
   const auto error = output.Terminal().ReadFile(file, content);
-  const auto exported = NS::JsonText::Parse(content);
+  const auto exported = JsonText::Parse(content);
   if (error || !exported) {
     output.Error("cannot read keys from " + file + (error ? ": " + error.message() : ""));
     return Exit::Failed;

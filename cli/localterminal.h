@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/commandterminal.h"
+#include "host/profile/commandterminal.h"
 
 // The terminal, or whatever else stands in its place, of this process.
 class LocalTerminal : public CommandTerminal {

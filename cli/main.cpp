@@ -6,8 +6,8 @@
 
 #include "common/platform/stopsignals.h"
 #include "dispatcher.h"
-#include "host/controlchannel.h"
-#include "host/ownerclient.h"
+#include "host/profile/controlchannel.h"
+#include "host/profile/ownerclient.h"
 #include "localterminal.h"
 #include "takelocal.h"
 

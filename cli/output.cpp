@@ -7,7 +7,7 @@
 #include "common/platform/localtime.h"
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
-#include "host/hexadecimal.h"
+#include "host/base/hexadecimal.h"
 #include "utils/picturemetadata.h"
 
 namespace {

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/commandterminal.h"
+#include "host/profile/commandterminal.h"
 
 // What a command prints: for people as text, for scripts as one JSON document a
 // line. Results go to standard output, progress and errors to standard error of

@@ -3,9 +3,9 @@
 #include "common/platform/files.h"
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
-#include "host/jsonfile.h"
-#include "host/ns/jsontext.h"
-#include "host/userauthservice.h"
+#include "host/account/userauthservice.h"
+#include "host/base/jsonfile.h"
+#include "host/base/jsontext.h"
 #include "importfolders.h"
 
 namespace {
@@ -48,7 +48,7 @@ std::vector<FolderFiles> FoldersOf(const Json::Value& albums) {
   for (const auto& name : albums.getMemberNames()) {
     FolderFiles folder{platform::Utf8ToWide(name), {}};
     for (const Json::Value& item : albums[name])
-      folder.paths.push_back(platform::Utf8ToWide(NS::JsonText::Text(item, "path")));
+      folder.paths.push_back(platform::Utf8ToWide(JsonText::Text(item, "path")));
     folders.push_back(std::move(folder));
   }
   return folders;
@@ -59,7 +59,7 @@ void MarkFavorites(const Json::Value& albums) {
   for (const Json::Value& album : albums) {
     for (const Json::Value& item : album) {
       if (item["favorite"].isBool() && item["favorite"].asBool())
-        favorites.insert(platform::Utf8ToWide(NS::JsonText::Text(item, "path")));
+        favorites.insert(platform::Utf8ToWide(JsonText::Text(item, "path")));
     }
   }
   for (const auto& file : LocalFiles()) {
@@ -92,7 +92,7 @@ Exit TakeLocal::Finish(Session& session, Output& output) {
     return Exit::Done;
   auto* account = UserAuthService::GetInstance();
   // The login that it was noted for did not come about, or another one did.
-  if (account->GetServerUrl().empty() || account->GetUserName() != NS::JsonText::Text(note, "userName")) {
+  if (account->GetServerUrl().empty() || account->GetUserName() != JsonText::Text(note, "userName")) {
     Forget();
     return Exit::Done;
   }

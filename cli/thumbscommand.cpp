@@ -3,9 +3,9 @@
 
 #include "commands.h"
 #include "common/platform/mutex.h"
-#include "transfer/gallerythumbnailmodule.h"
-#include "transfer/thumbnailhelper.h"
-#include "transfer/thumbnailhelperext.h"
+#include "transfer/thumbnails/gallerythumbnailmodule.h"
+#include "transfer/thumbnails/thumbnailhelper.h"
+#include "transfer/thumbnails/thumbnailhelperext.h"
 
 namespace {
 

@@ -6,9 +6,9 @@
 #include "common/platform/text.h"
 #include "downloaderrors.h"
 #include "downloadrun.h"
-#include "host/globalparamwrapper.h"
+#include "host/account/userauthservice.h"
+#include "host/base/globalparamwrapper.h"
 #include "host/transfer/speedmeter.h"
-#include "host/userauthservice.h"
 #include "store/dbhelper.h"
 #include "transfer/gallerytransmanager.h"
 

@@ -11,8 +11,8 @@
 #include "common/platform/files.h"
 #include "common/platform/random.h"
 #include "common/toolkit/resourcemanager.h"
-#include "host/drivethreadpool.h"
-#include "host/hexadecimal.h"
+#include "host/base/drivethreadpool.h"
+#include "host/base/hexadecimal.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 #include "common/toolkit/resourcemanager.h"
 #include "common/toolkit/resourcequeue.h"
 #include "framewindow.h"
-#include "host/userauthservice.h"
+#include "host/account/userauthservice.h"
 #include "model/gallery.h"
 #include "sync/synchelper.h"
 #include "transfer/gallerytransmanager.h"

@@ -10,7 +10,7 @@
 #include "common/toolkit/toolkit.h"
 #include "desktopsettings.h"
 #include "framewindow.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "localterminal.h"
 #include "workspace.h"
 

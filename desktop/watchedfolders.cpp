@@ -4,7 +4,7 @@
 #include <QDirIterator>
 #include <QPointer>
 
-#include "host/drivethreadpool.h"
+#include "host/base/drivethreadpool.h"
 
 WatchedFolders::WatchedFolders(std::function<void(const QStringList&)> onChanged) : changed(std::move(onChanged)) {
   quiet.setSingleShot(true);

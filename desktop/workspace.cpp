@@ -7,16 +7,16 @@
 
 #include "common/toolkit/resourcemanager.h"
 #include "common/platform/files.h"
-#include "host/controlchannel.h"
-#include "host/drivethreadpool.h"
-#include "host/jsonfile.h"
-#include "host/ns/basic.h"
-#include "host/ownerclient.h"
-#include "host/userauthservice.h"
+#include "host/profile/controlchannel.h"
+#include "host/base/drivethreadpool.h"
+#include "host/base/jsonfile.h"
+#include "host/requests/ns/basic.h"
+#include "host/profile/ownerclient.h"
+#include "host/account/userauthservice.h"
 #include "localterminal.h"
 #include "sync/synchelper.h"
 #include "takelocal.h"
-#include "transfer/gallerythumbnailmodule.h"
+#include "transfer/thumbnails/gallerythumbnailmodule.h"
 #include "transfer/gallerytransmanager.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "dispatcher.h"
-#include "host/profileowner.h"
+#include "host/profile/profileowner.h"
 #include "session.h"
 
 // The gallery behind the windows: owns the profile, loads the module, opens and closes

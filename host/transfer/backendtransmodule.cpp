@@ -1,6 +1,6 @@
 #include "host/transfer/backendtransmodule.h"
 
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "host/transfer/transfermanager.h"
 
 namespace ZentaraDeskClient {

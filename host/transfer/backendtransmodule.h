@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/modulebase.h"
+#include "host/base/modulebase.h"
 
 namespace ZentaraDeskClient {
 

@@ -7,9 +7,9 @@
 
 #include "common/platform/files.h"
 #include "common/platform/paths.h"
-#include "host/globalparamwrapper.h"
-#include "host/jsonfile.h"
-#include "host/logger.h"
+#include "host/base/globalparamwrapper.h"
+#include "host/base/jsonfile.h"
+#include "host/base/logger.h"
 #include "host/transfer/transfermanager.h"
 
 namespace ZentaraDeskClient {

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "common/platform/mutex.h"
-#include "host/msgthreadability.h"
+#include "host/base/msgthreadability.h"
 #include "host/transfer/transfertask.h"
 
 class TransferManager;

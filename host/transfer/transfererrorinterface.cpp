@@ -1,6 +1,6 @@
 #include "host/transfer/transfererrorinterface.h"
 
-#include "host/logger.h"
+#include "host/base/logger.h"
 #include "resources/resourcetext.h"
 
 void TransferErrorInterface::AddErr(ErrCode code, Level level, std::string_view function, std::int32_t line,

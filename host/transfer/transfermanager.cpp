@@ -1,6 +1,7 @@
 #include "host/transfer/transfermanager.h"
 
 #include "common/platform/mutex.h"
+#include "host/account/userauthservice.h"
 #include "host/transfer/completetask.h"
 #include "host/transfer/transferqueue.h"
 
@@ -14,7 +15,11 @@ struct Registry {
 // Never destroyed: managers that live as long as the process take themselves out
 // at its end.
 Registry& GetRegistry() {
-  static auto* const registry = new Registry;
+  static auto* const registry = [] {
+    UserAuthService::GetInstance()->AtLogout(
+        [] { TransferManager::ForEach([](TransferManager& manager) { manager.OnLogout(); }); });
+    return new Registry;
+  }();
   return *registry;
 }
 

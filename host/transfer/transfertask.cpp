@@ -2,7 +2,7 @@
 
 #include <json/value.h>
 
-#include "host/ns/jsontext.h"
+#include "host/base/jsontext.h"
 #include "host/transfer/completetask.h"
 #include "host/transfer/galleryshowtask.h"
 
@@ -72,5 +72,5 @@ std::string TransferTask::GetResultReportInfo(const std::string& fileId, const s
   report["fileName"] = fileName;
   report["seconds"] = seconds;
   report["result"] = static_cast<int>(result);
-  return NS::JsonText::Write(report);
+  return JsonText::Write(report);
 }

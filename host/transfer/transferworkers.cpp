@@ -3,7 +3,7 @@
 #include <array>
 
 #include "common/platform/thread.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "host/transfer/transferqueue.h"
 #include "host/transfer/transferqueueitem.h"
 

@@ -24,7 +24,10 @@ std::size_t BehindString(std::string_view text, std::size_t at) {
 std::size_t BehindValue(std::string_view text, std::size_t at) {
   if (at >= text.size()) return text.size();
   if (text[at] == '"') return BehindString(text, at);
-  if (text[at] != '{' && text[at] != '[') return std::min(text.find_first_of(",]}", at), text.size());
+  if (text[at] != '{' && text[at] != '[') {
+    while (at < text.size() && text[at] != ',' && text[at] != '}' && text[at] != ']') ++at;
+    return at;
+  }
   int depth = 0;
   while (at < text.size()) {
     const char letter = text[at];
@@ -182,16 +185,31 @@ void ObjectText::AddValue(std::string_view name, std::string_view value) {
 
 void ObjectText::AddMembers(std::string_view object) {
   if (object.size() <= 2) return;
-  if (!fields.IsEverything()) {
-    ForEachMember(object, [this](std::string_view key, std::string_view value) {
-      AddValue(key, value);
+  if (fields.IsEverything()) return AddText(object.substr(1, object.size() - 2));
+  std::string_view run;  // Whole members that stand side by side, copied at once.
+  ForEachMember(object, [&](std::string_view key, std::string_view value) {
+    const FieldSelector* const inner = fields.Find(key);
+    if (!inner) return true;
+    const bool isWhole = inner->IsEverything();
+    const char* const begin = key.data() - 1;
+    const std::string_view member(begin, static_cast<std::size_t>(value.data() + value.size() - begin));
+    if (isWhole && !run.empty() && run.data() + run.size() + 1 == begin) {
+      run = {run.data(), run.size() + 1 + member.size()};
       return true;
-    });
-    return;
-  }
+    }
+    AddText(run);
+    run = isWhole ? member : std::string_view();
+    if (!isWhole) AddValue(key, value);
+    return true;
+  });
+  AddText(run);
+}
+
+void ObjectText::AddText(std::string_view members) {
+  if (members.empty()) return;
   if (!isFirst) out += ',';
   isFirst = false;
-  out += object.substr(1, object.size() - 2);
+  out += members;
 }
 
 const FieldSelector& ObjectText::Inside(std::string_view name) const {

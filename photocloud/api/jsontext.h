@@ -58,6 +58,8 @@ class ObjectText {
  private:
   // The selector inside a wanted member, whose name is written; else null.
   const FieldSelector* Open(std::string_view name);
+  // One or more members as they stand, without braces.
+  void AddText(std::string_view members);
 
   std::string& out;
   const FieldSelector& fields;

@@ -3,7 +3,7 @@
 #include <chrono>
 
 #include "cloudserver.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 
 namespace {
 
@@ -32,7 +32,8 @@ class BinExpiryTest : public CloudTest {
 
 TEST_F(BinExpiryTest, EndsThirtyDaysByTheServicesTime) {
   SetClock(Now() + kDayMs / 2);  // A clock may differ a little.
-  const auto gone = Recycled("gone", Now() - 31 * kDayMs), keep = Recycled("keep", Now() - 30 * kDayMs + kDayMs / 4);
+  const auto gone = Recycled("gone", Now() - 31 * kDayMs),
+             keep = Recycled("keep", Now() - 30 * kDayMs + kDayMs / 4);
   Bin()->ClearExpiresFiles();
   EXPECT_TRUE(gone->IsDeleted);
   EXPECT_FALSE(keep->IsDeleted);
@@ -60,7 +61,8 @@ TEST_F(BinExpiryTest, FileRecycledByASlowClockGetsTheServicesTime) {
   const auto file = CloudFile("m");
   Add({file});
   ASSERT_EQ(gallery.RecycleFiles({file}, false), 1u);
-  EXPECT_NEAR(static_cast<double>(file->RecycleTime), static_cast<double>(Now()), static_cast<double>(kDayMs));
+  EXPECT_NEAR(static_cast<double>(file->RecycleTime), static_cast<double>(Now()),
+              static_cast<double>(kDayMs));
 }
 
 }  // namespace

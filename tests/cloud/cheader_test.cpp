@@ -4,8 +4,8 @@
 
 #include <fstream>
 
-#include "host/globalparamwrapper.h"
-#include "host/userauthservice.h"
+#include "host/account/userauthservice.h"
+#include "host/base/globalparamwrapper.h"
 #include "support/gallerytest.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include "cloudserver.h"
 #include "common/platform/text.h"
 #include "common/platform/window.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "loopbackserver.h"
 #include "utils/globaldata.h"
 #include "utils/messages.h"
@@ -319,6 +319,28 @@ TEST_F(CloudHelperTest, ExpiredCursorOfTheVersionsClearsToo) {
   AnswerWithCode("getStartCursor", "31084100");
   EXPECT_EQ(CloudPhotoV2Helper::GetAllVersion(), nullptr);
   EXPECT_TRUE(log.Has("Get FileVer Failed "));
+  ExpectCleared();
+}
+
+// A comparison follows, which gives back what the backup lacks: rows are its yardstick.
+TEST_F(CloudHelperTest, ExpiredCursorOfAServiceThatCameFromABackupClearsNothing) {
+  FillTables();
+  LoopbackServer restored([](const std::string& request) {
+    if (request.find("/about") == std::string::npos)
+      return LoopbackServer::Answer(410, R"({"error":{"status":410,"description":"gone","errors":[{"code":"31084100","reason":"gone"}]}})");
+    return LoopbackServer::Answer(
+        200, R"({"dataVersion":"v2.0","maxBatchNumber":5,"settings":{"v2cut":"1","restoredCursor":"1005"}})");
+  });
+  GoTo(restored.Url());
+  ASSERT_TRUE(DBHelper::GetInstance().Execute("UPDATE AlbumLocalVersion SET LatestVersion = 5, HasDownAll = 1;"));
+  std::string cursor = "kept", next;
+  EXPECT_EQ(CloudPhotoV2Helper::GetFiles(cursor, 1), nullptr);
+  EXPECT_EQ(CloudPhotoV2Helper::GetChangeFiles("5", next), nullptr);
+  EXPECT_EQ(CloudPhotoV2Helper::GetAllVersion(), nullptr);
+  ExpectUntouched();
+
+  ASSERT_TRUE(DBHelper::GetInstance().Execute("UPDATE AlbumLocalVersion SET LatestVersion = 1005;"));
+  EXPECT_EQ(CloudPhotoV2Helper::GetFiles(cursor, 1), nullptr);
   ExpectCleared();
 }
 

@@ -10,10 +10,10 @@
 #include <fstream>
 
 #include "cloud/cloudphotov2helper.h"
-#include "host/curlppx.h"
-#include "host/globalparamwrapper.h"
-#include "host/logger.h"
-#include "host/ns/jsontext.h"
+#include "host/base/globalparamwrapper.h"
+#include "host/base/jsontext.h"
+#include "host/base/logger.h"
+#include "host/requests/curlppx.h"
 #include "utils/globaldata.h"
 
 namespace {
@@ -108,7 +108,7 @@ Json::Value CloudServer::Control(const std::string& method, const std::string& p
   const std::string answer =
       Exchange(method, Url() + path, {"Content-Type:application/json"}, body, httpCode);
   EXPECT_EQ(httpCode, 200) << path << " " << answer;
-  return NS::JsonText::Parse(answer).value_or(Json::Value());
+  return JsonText::Parse(answer).value_or(Json::Value());
 }
 
 std::vector<std::string> CloudServer::Requests() {
@@ -136,7 +136,7 @@ Json::Value OtherDevice::Send(const std::string& method, const std::string& path
   const std::string answer =
       Exchange(method, server.Url() + "/cloudPhoto/v1" + path, headers, body, httpCode);
   EXPECT_EQ(httpCode, 200) << path << " " << answer;
-  return NS::JsonText::Parse(answer).value_or(Json::Value());
+  return JsonText::Parse(answer).value_or(Json::Value());
 }
 
 void OtherDevice::PutObject(const std::string& url, const std::string& bytes) {

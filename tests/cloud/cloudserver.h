@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "host/userauthservice.h"
+#include "host/account/userauthservice.h"
 #include "support/gallerytest.h"
 
 // The real photo cloud in a process of its own, on a free loopback port, with its

@@ -1,4 +1,4 @@
-#include "host/ns/cloudtime.h"
+#include "host/requests/ns/cloudtime.h"
 
 #include <gtest/gtest.h>
 

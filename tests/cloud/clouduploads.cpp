@@ -3,13 +3,13 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 
-#include "host/ns/jsontext.h"
+#include "host/base/jsontext.h"
 #include "utils/methodfunction.h"
 #include "utils/streamdigest.h"
 
 namespace {
 
-using NS::JsonText::Write;
+using JsonText::Write;
 
 Json::Value CreateBody(const std::string& fileName, const std::vector<UploadedAsset>& assets) {
   Json::Value body(Json::objectValue);

@@ -1,4 +1,4 @@
-#include "host/curlppx.h"
+#include "host/requests/curlppx.h"
 
 #include <gtest/gtest.h>
 

@@ -8,8 +8,8 @@
 
 #include "cloudserver.h"
 #include "common/platform/paths.h"
-#include "host/globalparamwrapper.h"
-#include "host/jsonfile.h"
+#include "host/base/globalparamwrapper.h"
+#include "host/base/jsonfile.h"
 #include "loopbackserver.h"
 
 namespace {

@@ -3,7 +3,7 @@
 #include <condition_variable>
 
 #include "cloudserver.h"
-#include "host/cserverpushservice.h"
+#include "host/push/cserverpushservice.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 
 #include "cloud/cloudphotov2helper.h"
 #include "cloudserver.h"
-#include "host/cloudspacequery.h"
-#include "host/coperationmanageservice.h"
+#include "host/base/coperationmanageservice.h"
+#include "host/requests/cloudspacequery.h"
 
 namespace {
 

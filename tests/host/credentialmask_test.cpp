@@ -1,4 +1,4 @@
-#include "host/credentialmask.h"
+#include "host/base/credentialmask.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "host/databaseoperationbase.h"
+#include "host/database/databaseoperationbase.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,7 +12,7 @@
 #include <latch>
 
 #include "common/platform/paths.h"
-#include "host/logger.h"
+#include "host/base/logger.h"
 #include "tests/platform/filesizelimit.h"
 #include "tests/support/temporaryfolder.h"
 

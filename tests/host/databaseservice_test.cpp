@@ -1,9 +1,9 @@
-#include "host/databaseservice.h"
+#include "host/database/databaseservice.h"
 
 #include <gtest/gtest.h>
 
 #include "common/platform/paths.h"
-#include "host/databaseoperationbase.h"
+#include "host/database/databaseoperationbase.h"
 #include "tests/support/temporaryfolder.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

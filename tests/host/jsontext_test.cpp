@@ -1,11 +1,11 @@
-#include "host/ns/jsontext.h"
+#include "host/base/jsontext.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
-using NS::JsonText::Parse;
-using NS::JsonText::Text;
+using JsonText::Parse;
+using JsonText::Text;
 
 TEST(JsonTextTest, NumbersOfAnySizeReadAsText) {
   const auto json = Parse(

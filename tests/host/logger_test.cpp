@@ -1,4 +1,4 @@
-#include "host/logger.h"
+#include "host/base/logger.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
-#include "host/passwordkeys.h"
+#include "host/account/passwordkeys.h"
 
 #include <gtest/gtest.h>
 
-#include "host/hexadecimal.h"
+#include "host/base/hexadecimal.h"
 
 namespace {
 

@@ -1,12 +1,12 @@
-#include "host/profileowner.h"
+#include "host/profile/profileowner.h"
 
 #include <gtest/gtest.h>
 
 #include <latch>
 #include <thread>
 
-#include "host/controlchannel.h"
-#include "host/ownerclient.h"
+#include "host/profile/controlchannel.h"
+#include "host/profile/ownerclient.h"
 #include "tests/support/temporaryfolder.h"
 
 namespace {

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "common/platform/paths.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "tests/support/temporaryfolder.h"
 
 // A profile of its own for one test.

@@ -5,11 +5,11 @@
 #include <future>
 #include <latch>
 
-#include "host/drivethreadpool.h"
-#include "host/logger.h"
-#include "host/modulebase.h"
-#include "host/tavishwritelog.h"
-#include "host/threadadminmodule.h"
+#include "host/base/drivethreadpool.h"
+#include "host/base/logger.h"
+#include "host/base/modulebase.h"
+#include "host/base/tavishwritelog.h"
+#include "host/base/threadadminmodule.h"
 #include "tests/support/temporaryfolder.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "host/thumbnailtransferadminthread.h"
+#include "host/transfer/thumbnailtransferadminthread.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "host/userauthservice.h"
+#include "host/account/userauthservice.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

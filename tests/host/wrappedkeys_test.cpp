@@ -1,8 +1,8 @@
-#include "host/wrappedkeys.h"
+#include "host/account/wrappedkeys.h"
 
 #include <gtest/gtest.h>
 
-#include "host/hexadecimal.h"
+#include "host/base/hexadecimal.h"
 
 namespace {
 

@@ -13,11 +13,11 @@
 #include "common/platform/clock.h"
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
-#include "host/cserverpushservice.h"
-#include "host/globalparamwrapper.h"
-#include "host/logger.h"
-#include "host/ns/jsontext.h"
-#include "host/userauthservice.h"
+#include "host/account/userauthservice.h"
+#include "host/base/globalparamwrapper.h"
+#include "host/base/jsontext.h"
+#include "host/base/logger.h"
+#include "host/push/cserverpushservice.h"
 #include "model/gallery.h"
 #include "store/dbhelper.h"
 #include "sync/synchelper.h"
@@ -25,8 +25,8 @@
 
 namespace {
 
-using NS::JsonText::Number;
-using NS::JsonText::Text;
+using JsonText::Number;
+using JsonText::Text;
 
 // The system's time, moved by the test.
 class MovedClock : public platform::Clock {
@@ -392,8 +392,8 @@ Json::Value Device::EndBehindStatement(const Json::Value& command) {
 int main() {
   Device device;
   for (std::string line; std::getline(std::cin, line);) {
-    const Json::Value command = NS::JsonText::Parse(line).value_or(Json::Value());
-    std::cout << NS::JsonText::Write(device.Do(command)) << std::endl;
+    const Json::Value command = JsonText::Parse(line).value_or(Json::Value());
+    std::cout << JsonText::Write(device.Do(command)) << std::endl;
   }
   std::_Exit(0);  // The test's end of the line is gone; nothing is left to save.
 }

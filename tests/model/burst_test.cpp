@@ -415,6 +415,23 @@ TEST_F(WholeBurst, FileRenamedForAClashIsNoBurstAnyMore) {
   EXPECT_EQ(cover->GetMembers().size(), 2u);
 }
 
+// Views and albums take a batch at the same time: a view that comes first finds the
+// members still behind the cover.
+TEST_F(WholeBurst, MembersOfACoverRenamedOnItsWayBackAreShownInViewsThatCameFirst) {
+  gallery.RecycleFiles({cover}, false);
+  // Covers that took the cover's name and the members' numbers meanwhile.
+  Add({Shot("clash", 1, true), Shot("c2", 2, true), Shot("c3", 3, true)});
+  for (const auto& file : {cover, first, second}) (void)file->Recover(clock.ms, false);
+  (void)TimeLine()->AddFilesInternal({cover, first, second});
+  ASSERT_FALSE(Holds(TimeLine(), first));
+  (void)Camera()->AddFilesInternal({cover, first, second});
+  ASSERT_EQ(cover->ContinuousType, 0);
+  for (const auto& file : {cover, first, second}) {
+    EXPECT_TRUE(Holds(Camera(), file)) << file->UniqueId();
+    EXPECT_TRUE(Holds(TimeLine(), file)) << file->UniqueId();
+  }
+}
+
 TEST_F(WholeBurst, MemberAskedForByIdShowsItsCover) {
   EXPECT_EQ(gallery.GetVisibleFile("m3"), cover);
   EXPECT_EQ(gallery.burstIndex, 2);

@@ -2,6 +2,7 @@
 // the gallery is what a process that starts anew reads from the same rows.
 
 #include <algorithm>
+#include <cstdlib>
 #include <map>
 #include <random>
 #include <set>
@@ -141,7 +142,7 @@ class BurstRandomTest : public GalleryTest {
       state["file " + file->UniqueId()] =
           file->AlbumId() + (file->IsInBin() ? " bin" : "") + (file->IsFavorite ? " favorite" : "") + " state " +
           std::to_string(file->GalleryState) + " burst " + std::to_string(file->ContinuousType) + " members " +
-          Sorted(members);
+          Sorted(members) + "time " + std::to_string(file->OperateTime) + " attributes " + file->ExpandText();
     }
     for (const auto& album : Albums()) {
       state["album " + album->AlbumId.Get()] =
@@ -191,7 +192,9 @@ class BurstRandomTest : public GalleryTest {
 };
 
 TEST_F(BurstRandomTest, GalleryIsWhatANewProcessReads) {
-  const unsigned seed = std::random_device{}();
+  const char* given = std::getenv("BURST_SEED");
+  const unsigned seed =
+      given ? static_cast<unsigned>(std::strtoul(given, nullptr, 10)) : std::random_device{}();
   SCOPED_TRACE("seed " + std::to_string(seed));
   for (int history = 0; history < kHistories; ++history) {
     random.seed(seed + static_cast<unsigned>(history));

@@ -254,6 +254,19 @@ TEST_F(GalleryAlbumsTest, NamesOfSystemAlbumsInTheUsersLanguageAreReserved) {
   EXPECT_FALSE(gallery.IsReservedName(L"Trip"));
 }
 
+TEST_F(GalleryAlbumsTest, FolderGoesToTheAlbumOfItsNameAndNeverToAView) {
+  const auto camera = gallery.GetAlbum("default-album-1");
+  EXPECT_EQ(gallery.AlbumForFolder(L"Camera"), camera);
+  const auto trip = gallery.AlbumForFolder(L"Trip");
+  ASSERT_NE(trip, nullptr);
+  EXPECT_EQ(gallery.AlbumForFolder(L"Trip"), trip);
+  const auto beside = gallery.AlbumForFolder(L"Pictures");
+  ASSERT_NE(beside, nullptr);
+  EXPECT_TRUE(beside->IsReal());
+  EXPECT_EQ(beside->AlbumName.Get(), L"Pictures(1)");
+  EXPECT_EQ(gallery.AlbumForFolder(L"Pictures"), beside);
+}
+
 TEST_F(GalleryAlbumsTest, ViewKeepsItsShownNameWhenAnAlbumTakesItsName) {
   gallery.LoadAlbums({Record("cloud", L"Pictures")});
   const auto timeLine = gallery.GetAlbum("Pictures");

@@ -3,6 +3,7 @@
 #include <fstream>
 
 #include "common/platform/paths.h"
+#include "common/platform/text.h"
 #include "support/gallerytest.h"
 #include "support/operationlog.h"
 
@@ -326,6 +327,17 @@ TEST_F(GalleryFilesTest, MovedFilesChangeAlbumInMemoryAndTable) {
   EXPECT_EQ(Ids(Camera()), std::vector<std::string>{"b"});
   EXPECT_EQ(Row("a")->AlbumId(), target->AlbumId.Get());
   EXPECT_EQ(Row("a")->GalleryState, 2);
+}
+
+TEST_F(GalleryFilesTest, MovedFileTellsItsNewPlaceAfterARestartToo) {
+  const auto a = CloudFile("a");
+  Add({a});
+  const auto target = gallery.CreateAlbum(L"Target", false, -1);
+  clock.ms += 5;
+  ASSERT_EQ(gallery.MoveFiles({a}, target, false), 1u);
+  EXPECT_EQ(Row("a")->ExpandValue("sourcePath"),
+            "/storage/emulated/0" + target->Lpath.Get() + "/" + platform::WideToUtf8(a->FileName()));
+  EXPECT_EQ(Row("a")->OperateTime, clock.ms);
 }
 
 TEST_F(GalleryFilesTest, MoveIntoAnAlbumWithThatNameIsBlocked) {

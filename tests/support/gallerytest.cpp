@@ -1,8 +1,8 @@
 #include "support/gallerytest.h"
 
 #include "common/platform/paths.h"
-#include "host/globalparamwrapper.h"
-#include "host/userauthservice.h"
+#include "host/account/userauthservice.h"
+#include "host/base/globalparamwrapper.h"
 #include "sync/modelload.h"
 #include "utils/globaldata.h"
 
@@ -77,6 +77,4 @@ std::vector<std::string> GalleryTest::Ids(const Album::Ptr& album) {
   return ids;
 }
 
-bool GalleryTest::Holds(const Album::Ptr& album, const FilePtr& file) {
-  return album && album->Holds(file);
-}
+bool GalleryTest::Holds(const Album::Ptr& album, const FilePtr& file) { return album && album->Holds(file); }

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "host/logger.h"
+#include "host/base/logger.h"
 #include "tests/support/temporaryfolder.h"
 
 // The operation log while a test runs.

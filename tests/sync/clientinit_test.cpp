@@ -1,6 +1,6 @@
 #include <future>
 
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "synctest.h"
 #include "utils/globaldata.h"
 

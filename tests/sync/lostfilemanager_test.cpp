@@ -6,7 +6,7 @@
 #include <future>
 
 #include "clouduploads.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "loopbackserver.h"
 #include "synctest.h"
 #include "utils/globaldata.h"

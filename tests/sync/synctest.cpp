@@ -6,9 +6,9 @@
 
 #include "cloud/cheader.h"
 #include "common/platform/text.h"
-#include "host/globalparamwrapper.h"
-#include "host/logger.h"
-#include "host/ns/jsontext.h"
+#include "host/base/globalparamwrapper.h"
+#include "host/base/jsontext.h"
+#include "host/base/logger.h"
 #include "transfer/gallerytransmanager.h"
 #include "utils/globaldata.h"
 #include "utils/methodfunction.h"
@@ -65,7 +65,7 @@ std::vector<std::string> OperationLog::Failures() const {
   std::ifstream file(folder.Path() / "log-operations.txt");
   std::vector<std::string> failures;
   for (std::string line; std::getline(file, line);) {
-    const Json::Value json = NS::JsonText::Parse(line).value_or(Json::Value());
+    const Json::Value json = JsonText::Parse(line).value_or(Json::Value());
     const int event = json["event"].asInt();
     if (event != 280 && event != 281) continue;
     EXPECT_EQ(json["type"].asInt(), 5) << line;

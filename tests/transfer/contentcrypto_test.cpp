@@ -8,9 +8,9 @@
 
 #include "knownkeys.h"
 #include "support/temporaryfolder.h"
-#include "transfer/fileparamsconstruct.h"
-#include "transfer/galleryuploadtask.h"
-#include "transfer/uploadsource.h"
+#include "transfer/upload/fileparamsconstruct.h"
+#include "transfer/upload/galleryuploadtask.h"
+#include "transfer/upload/uploadsource.h"
 #include "utils/methodfunction.h"
 
 namespace {

@@ -7,13 +7,13 @@
 
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
-#include "host/globalparamwrapper.h"
-#include "host/userauthservice.h"
+#include "host/account/userauthservice.h"
+#include "host/base/globalparamwrapper.h"
 #include "support/faketask.h"
 #include "support/gallerytest.h"
-#include "transfer/downloadplaces.h"
-#include "transfer/gallerycompletetask.h"
-#include "transfer/gallerydownloadtask.h"
+#include "transfer/download/downloadplaces.h"
+#include "transfer/download/gallerycompletetask.h"
+#include "transfer/download/gallerydownloadtask.h"
 #include "utils/globaldata.h"
 
 namespace {

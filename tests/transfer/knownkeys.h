@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 
 // A user's keys and one text, for which every expected value was made with the
 // openssl command line:

@@ -13,10 +13,14 @@
 #include "common/toolkit/label.h"
 #include "common/toolkit/resourcemanager.h"
 #include "contenttest.h"
-#include "pagetest.h"
+#include "host/base/globalparamwrapper.h"
+#include "openpage.h"
 #include "transfer/gallerytransmanager.h"
 #include "ui/dragpicture.h"
+#include "ui/galleryalbumwnd.h"
 #include "ui/gallerydragout.h"
+#include "ui/view/pageflags.h"
+#include "utils/globaldata.h"
 #include "utils/messages.h"
 
 namespace fs = std::filesystem;
@@ -28,7 +32,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
-class DragOutTest : public ContentTest {
+class DragOutTest : public ContentTest, protected OpenPage {
  protected:
   void SetUp() override {
     upward::Install(&GalleryFileListViewHelper::GetInstance());
@@ -40,10 +44,7 @@ class DragOutTest : public ContentTest {
   void TearDown() override {
     target.kill();
     target.waitForFinished();
-    page.reset();
-    frame.reset();
-    GallerySelectHelper::GetInstance().SelectClear(false);
-    GalleryFileListViewHelper::GetInstance().WaitForConf();
+    ClosePage();
     ContentTest::TearDown();
     upward::Install(static_cast<IAlbumViews*>(nullptr));
   }
@@ -59,25 +60,6 @@ class DragOutTest : public ContentTest {
   void Open() {
     ShowPage();
     ASSERT_TRUE(QTest::qWaitFor([this] { return Cell() != nullptr; }, 20000));
-  }
-  void ShowPage() {
-    frame = std::make_unique<WindowImplBaseEx>();
-    ASSERT_TRUE(frame->Create(static_cast<QWidget*>(nullptr), QStringLiteral("frame"), WindowStyle::Frame,
-                              QRect(0, 0, 1100, 900)));
-    page = std::make_unique<ZentaraGallery>();
-    ASSERT_TRUE(page->Create(frame.get(), QStringLiteral("ZentaraGalleryWnd"), WindowStyle::Child,
-                             {84, 0, 1016, 900}));
-    frame->show();
-    page->show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(frame.get()));
-  }
-  // The first cell with a picture.
-  CGalleryPictureUI* Cell() {
-    GalleryFileListViewHelper::GetInstance().WaitForConf();
-    for (const auto* row : page->CurrentList()->Body()->Rows())
-      for (int k = 0; row->IsVisible() && k < row->Columns(); ++k)
-        if (row->Cell(k)->File() && !row->Cell(k)->HitRect().isEmpty()) return row->Cell(k);
-    return nullptr;
   }
   static void Pointer(const std::string& command) {
     EXPECT_EQ(std::system(("xdotool " + command).c_str()), 0);
@@ -144,8 +126,6 @@ class DragOutTest : public ContentTest {
 
   QProcess target;
   std::string said;
-  std::unique_ptr<WindowImplBaseEx> frame;
-  std::unique_ptr<ZentaraGallery> page;
 };
 
 TEST_F(DragOutTest, OriginalOfThisComputerIsGivenWhereItLies) {

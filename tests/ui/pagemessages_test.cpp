@@ -6,7 +6,7 @@
 
 #include "common/duilib_business/windowbusybaseshadow.h"
 #include "common/toolkit/button.h"
-#include "host/drivethreadpool.h"
+#include "host/base/drivethreadpool.h"
 #include "host/transfer/transfertask.h"
 #include "pagetest.h"
 #include "sync/synchelper.h"

@@ -10,7 +10,7 @@
 
 #include "common/platform/paths.h"
 #include "common/toolkit/resourcequeue.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "support/gallerytest.h"
 #include "ui/galleryalbumwnd.h"
 #include "ui/pagecontext.h"

@@ -1,5 +1,9 @@
 // The picture viewer with real input: opening, walking, zooming, leaving.
 
+#include <latch>
+
+#include "common/toolkit/resourcemanager.h"
+#include "host/base/drivethreadpool.h"
 #include "tests/support/operationlog.h"
 #include "viewertest.h"
 
@@ -79,6 +83,34 @@ TEST_F(ViewerTest, ATouchPadTurnsByNotches) {
   EXPECT_EQ(Viewer()->Shown(), today[0]);
   Wheel(Lcd(), -30, Lcd().rect().center());
   EXPECT_EQ(Viewer()->Shown(), today[1]);
+}
+
+TEST_F(ViewerTest, AWheelThatTurnsSidewaysWalksUntilTheFullScreenIsOpen) {
+  const auto today = AddDay(0, 4);
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  OpenViewer(today[0]);
+  const auto sideways = [&](QWidget& over, int delta) {
+    const QPoint at = over.rect().center();
+    QWheelEvent wheel(at, over.mapToGlobal(at), {}, {delta, 0}, Qt::NoButton, {}, Qt::NoScrollPhase, false);
+    QApplication::sendEvent(&over, &wheel);
+    Settle();
+  };
+  sideways(Lcd(), -120);
+  EXPECT_EQ(Viewer()->Shown(), today[1]);
+  sideways(Lcd(), 120);
+  EXPECT_EQ(Viewer()->Shown(), today[0]);
+  constexpr UINT kHorizontal = 0x020E;  // WM_MOUSEHWHEEL
+  (void)platform::SendMessageW(Viewer()->GetHWND(), kHorizontal, 0xFF880008, 0);
+  EXPECT_EQ(Viewer()->Shown(), today[1]);
+  Press("FullScreenBtn");
+  sideways(*Full()->Lcd(), -120);
+  for (const auto window : {Viewer()->GetHWND(), Full()->GetHWND()})
+    (void)platform::SendMessageW(window, kHorizontal, 0xFF880008, 0);
+  EXPECT_EQ(Full()->Shown(), today[1]);
+  EXPECT_EQ(Viewer()->Shown(), today[1]);
+  Wheel(*Full()->Lcd(), -120, Full()->Lcd()->rect().center());
+  EXPECT_EQ(Full()->Shown(), today[2]);
 }
 
 TEST_F(ViewerTest, TheWheelAtTheEndsDoesNothingAndLogsNothing) {
@@ -254,6 +286,34 @@ TEST_F(ViewerTest, AHeartIsSetAndTakenBack) {
   Key(Qt::Key_F);
   ASSERT_TRUE(Until([&] { return !today[0]->IsFavorite; }));
   EXPECT_EQ(Row("d0-0")->IsFavorite, false);
+}
+
+TEST_F(ViewerTest, AHeartThatIsPressedTwiceAtOnceIsAsItWas) {
+  const auto today = AddDay(0, 1);
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  OpenViewer(today[0]);
+  OperationLog log;
+  // No worker comes to the row in between.
+  std::latch begun(32), go(1);
+  for (int i = 0; i < 32; ++i)
+    ASSERT_TRUE(CommonAbility::DriveThreadPool::GetInstance().Add([&] {
+      begun.count_down();
+      go.wait();
+    }));
+  begun.wait();
+  for (int i = 0; i < 4; ++i) {
+    QTest::keyClick(Viewer(), Qt::Key_F);
+    EXPECT_EQ(log.Of(173).back().find("\"Isfavorite\":\"true\"") != std::string::npos, i % 2 == 0) << i;
+  }
+  const auto tip = [&] { return Part("FavoriteBtn")->toolTip(); };
+  EXPECT_EQ(tip(), CResourceManager::GetText(QStringLiteral("IDS_GALLERT_LCD_FAVORITE")));
+  QTest::keyClick(Viewer(), Qt::Key_F);
+  go.count_down();
+  ASSERT_TRUE(Until([&] { return today[0]->IsFavorite.Get(); }));
+  Settle();
+  EXPECT_TRUE(today[0]->IsFavorite);
+  EXPECT_EQ(tip(), CResourceManager::GetText(QStringLiteral("IDS_GALLERT_LCD_UNFAVORITE")));
 }
 
 TEST_F(ViewerTest, LeavingPutsTheGridOnThePicture) {

@@ -15,6 +15,7 @@
 class ViewerTest : public PageTest {
  protected:
   void TearDown() override {
+    if (Full()) Full()->Close();
     if (auto* viewer = Viewer()) viewer->Close();
     PageTest::TearDown();
     LcdPictures::GetInstance().Clear();

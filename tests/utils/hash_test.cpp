@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
 
 #include "common/platform/clock.h"
-#include "host/globalparamwrapper.h"
-#include "host/jsonfile.h"
+#include "host/base/globalparamwrapper.h"
+#include "host/base/jsonfile.h"
 #include "tests/support/temporaryfolder.h"
 #include "utils/encrypthelper.h"
 #include "utils/methodfunction.h"

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <fstream>
 
-#include "host/logger.h"
+#include "host/base/logger.h"
 #include "support/gallerytest.h"
 #include "ui/view/galleryfilelistviewhelper.h"
 #include "ui/view/galleryselecthelper.h"
@@ -58,7 +58,8 @@ class ViewTest : public GalleryTest {
   static std::int64_t Day(int daysAgo) { return kToday - daysAgo * kDay; }
 
   void Show(const std::string& albumId, std::uint8_t columns = kColumns, std::uint16_t line = kLineHeight) {
-    helper.SetListViewConf(albumId, columns, [this](std::uint32_t rows) { told = rows; }, kDateHeight, line);
+    helper.SetListViewConf(
+        albumId, columns, [this](std::uint32_t rows) { told = rows; }, kDateHeight, line);
     helper.WaitForConf();
   }
   void ShowTimeLine(std::uint8_t columns = kColumns) { Show("Pictures", columns); }

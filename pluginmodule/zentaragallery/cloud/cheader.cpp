@@ -6,10 +6,10 @@
 
 #include "common/platform/clock.h"
 #include "common/platform/text.h"
-#include "host/curlppx.h"
-#include "host/globalparamwrapper.h"
-#include "host/ns/headbuilder.h"
-#include "host/userauthservice.h"
+#include "host/account/userauthservice.h"
+#include "host/base/globalparamwrapper.h"
+#include "host/requests/curlppx.h"
+#include "host/requests/ns/headbuilder.h"
 #include "utils/gallerylog.h"
 
 namespace {

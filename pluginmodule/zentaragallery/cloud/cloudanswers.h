@@ -3,8 +3,8 @@
 #include <string>
 #include <string_view>
 
-#include "host/curlppx.h"
-#include "host/ns/request.h"
+#include "host/requests/curlppx.h"
+#include "host/requests/ns/request.h"
 #include "utils/gallerylog.h"
 
 // What all calls of the second generation do with an answer.

@@ -3,7 +3,7 @@
 #include "cloud/cloudanswers.h"
 #include "cloud/cloudphotov2helper.h"
 #include "cloud/cloudrecords.h"
-#include "host/ns/cloudphotov2.h"
+#include "host/requests/ns/cloudphotov2.h"
 
 namespace {
 

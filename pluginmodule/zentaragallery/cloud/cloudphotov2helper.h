@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "cloud/syncrecords.h"
-#include "host/ns/request.h"
+#include "host/requests/ns/request.h"
 #include "model/records/galleryfile.h"
 
 // The calls of the photo cloud's second generation, one operation each. Static,

@@ -4,8 +4,8 @@
 #include <charconv>
 
 #include "common/platform/text.h"
-#include "host/ns/cloudtime.h"
-#include "host/ns/jsontext.h"
+#include "host/base/jsontext.h"
+#include "host/requests/ns/cloudtime.h"
 #include "utils/picturemetadata.h"
 
 namespace CloudRecords {
@@ -29,7 +29,7 @@ std::string MetadataText(const Json::Value& metadata) {
 std::string VideoText(Json::Value metadata) {
   for (const char* key : {"durationTime", "height", "width"}) {
     if (metadata.isObject() && metadata.isMember(key)) {
-      metadata[key] = Json::Int64(NS::JsonText::Number(metadata, key));
+      metadata[key] = Json::Int64(JsonText::Number(metadata, key));
     }
   }
   return MetadataText(metadata);

@@ -3,7 +3,7 @@
 #include <json/value.h>
 
 #include "cloud/syncrecords.h"
-#include "host/ns/cloudphotov2.h"
+#include "host/requests/ns/cloudphotov2.h"
 
 // Records of the second generation as the sync knows them, and back.
 namespace CloudRecords {

@@ -9,8 +9,8 @@
 #include "common/platform/filestream.h"
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
-#include "host/curlppx.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
+#include "host/requests/curlppx.h"
 #include "utils/gallerylog.h"
 
 namespace {

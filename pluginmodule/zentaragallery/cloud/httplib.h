@@ -10,7 +10,7 @@
 #include "cloud/paramsconstructinterface.h"
 #include "cloud/uploadfilecommandparams.h"
 #include "common/platform/mutex.h"
-#include "host/curlppx.h"
+#include "host/requests/curlppx.h"
 
 // Sends requests that a caller has put together himself: contents, thumbnails and
 // addresses for playing. One object for a task; a transfer runs on its caller's

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "host/ns/cloudphotov1.h"
 #include "model/records/album.h"
+#include "model/records/cloudphotov1.h"
 
 // What the two generations of the photo cloud report to the sync, in one shape.
 // Plain records; `code` 0 is success.

@@ -4,7 +4,7 @@
 #include <chrono>
 #include <cstdint>
 
-#include "host/msgthreadability.h"
+#include "host/base/msgthreadability.h"
 
 // Empties the bin of what has lain there for thirty days, once a day, for a process
 // that stays open for longer and has no sync whose cycles would do it.

@@ -95,6 +95,12 @@ class Gallery : public IGalleryContext {
   // whether there is one.
   AlbumPtr GetSystemAlbumNamed(const std::wstring& name);
   bool IsReservedName(const std::wstring& name) { return GetSystemAlbumNamed(name) != nullptr; }
+  // Where files of a folder of that name go: into the real album called so, a system
+  // album too, as a second "Camera" beside the one of the phone would be told from it by
+  // nobody. One of the user's own comes first: what was imported into it before would
+  // else come in twice. Where a view has the name, the album stands beside it with a
+  // number. Null when none can be made.
+  AlbumPtr AlbumForFolder(const std::wstring& name);
   void SetAlbumsListener(AlbumsListener listener);
   void SetAlbumListener(AlbumListener listener);
 

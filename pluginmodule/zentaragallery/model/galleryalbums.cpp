@@ -377,3 +377,13 @@ Gallery::AlbumPtr Gallery::GetSystemAlbumNamed(const std::wstring& name) {
   const auto album = named == albumTextIds.end() ? albums.end() : albums.find(named->first);
   return album == albums.end() ? nullptr : album->second;
 }
+
+Gallery::AlbumPtr Gallery::AlbumForFolder(const std::wstring& name) {
+  const auto owner = AlbumNameIsExist(name);
+  if (owner && owner->IsReal()) return owner;
+  const auto system = GetSystemAlbumNamed(name);
+  if (system && system->IsReal()) return system;
+  if (!owner) return CreateAlbum(name, false, -1);
+  if (const auto beside = AlbumNameIsExist(name + L"(1)"); beside && beside->IsReal()) return beside;
+  return CreateAlbum(name, true, -1);
+}

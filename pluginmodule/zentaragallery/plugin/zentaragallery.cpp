@@ -3,8 +3,8 @@
 #include <QPointer>
 
 #include "common/toolkit/windowimplbase.h"
-#include "host/globalparamwrapper.h"
-#include "host/logger.h"
+#include "host/base/globalparamwrapper.h"
+#include "host/base/logger.h"
 #include "ui/zentaragallery.h"
 #include "utils/gallerylog.h"
 #include "utils/globaldata.h"
@@ -33,11 +33,13 @@ class GalleryWithWindows : public ZentaraGalleryObj {
 
   // The rows of transfers are the host's: the window is the room that they stand in.
   HWND CreateGalleryTransferWnd(HWND parent, const GalleryRect& rect, const std::wstring& userId) override {
-    if (!GlobalData::globalParam || userId != GlobalData::globalParam.load()->GetUserInfo().userId) return nullptr;
+    if (!GlobalData::globalParam || userId != GlobalData::globalParam.load()->GetUserInfo().userId)
+      return nullptr;
     const QRect place(rect.left, rect.top, rect.right - rect.left, rect.bottom - rect.top);
     if (!transfers) {
       transfers = new WindowImplBaseEx;
-      GlobalData::transferWnd = transfers->Create(parent, QStringLiteral("transferGallery"), WindowStyle::Child, place);
+      GlobalData::transferWnd =
+          transfers->Create(parent, QStringLiteral("transferGallery"), WindowStyle::Child, place);
     } else {
       LogInfo("ZentaraGalleryObj", "g_pTransferManager is not empty");
     }

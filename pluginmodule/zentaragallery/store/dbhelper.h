@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "common/platform/mutex.h"
-#include "host/databaseoperationbase.h"
+#include "host/database/databaseoperationbase.h"
 #include "model/records/album.h"
 #include "model/records/galleryfile.h"
 #include "store/storerecords.h"
@@ -82,6 +82,7 @@ class DBHelper : public DatabaseOperationBase {
   bool UpdateFile(const FilePtr& file, const std::string& oldUniqueId);
   // What the bin, a deletion and a favourite mark change.
   bool UpdateFiles(const FileVector& files);
+  // What a move changes.
   bool UpdateFilesAlbum(const FileVector& files);
   bool ChangeAlbumId(const std::string& oldId, const std::string& newId);
   bool SetLocalPath(const FilePtr& file);

@@ -2,7 +2,7 @@
 // whole gallery.
 
 #include "common/platform/paths.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "store/dbhelper.h"
 #include "sync/briefingitem.h"
 #include "sync/synchelper.h"

@@ -1,6 +1,6 @@
 // What differs between the cloud's listing and the gallery, fetched in detail.
 
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "store/dbhelper.h"
 #include "sync/briefingitem.h"
 #include "sync/synchelper.h"

@@ -2,8 +2,8 @@
 
 #include "common/platform/files.h"
 #include "common/platform/paths.h"
-#include "host/jsonfile.h"
-#include "host/ns/jsontext.h"
+#include "host/base/jsonfile.h"
+#include "host/base/jsontext.h"
 #include "store/dbhelper.h"
 #include "utils/gallerylog.h"
 
@@ -35,7 +35,6 @@ bool LastErrorFile::Store(const SyncError& error) {
 SyncError LastErrorFile::Load() {
   Json::Value json;
   if (JsonFile::Load(File(), json) != JsonFile::LoadResult::Loaded) return {};
-  return {NS::JsonText::Text(json, "step"), NS::JsonText::Text(json, "cause"),
-          NS::JsonText::Text(json, "item"), NS::JsonText::Number(json, "time"),
-          NS::JsonText::Text(json, "words")};
+  return {JsonText::Text(json, "step"), JsonText::Text(json, "cause"), JsonText::Text(json, "item"),
+          JsonText::Number(json, "time"), JsonText::Text(json, "words")};
 }

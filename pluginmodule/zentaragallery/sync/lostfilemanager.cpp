@@ -3,8 +3,8 @@
 #include <map>
 
 #include "common/platform/thread.h"
-#include "host/curlppx.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
+#include "host/requests/curlppx.h"
 #include "model/gallery.h"
 #include "store/dbhelper.h"
 #include "sync/synchelper.h"

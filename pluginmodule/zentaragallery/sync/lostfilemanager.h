@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "common/platform/mutex.h"
-#include "host/ns/cloudphotov2losts.h"
+#include "host/requests/ns/cloudphotov2losts.h"
 
 namespace CloudPhoto {
 

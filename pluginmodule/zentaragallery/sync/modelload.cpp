@@ -1,6 +1,6 @@
 #include "sync/modelload.h"
 
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "model/gallery.h"
 #include "store/dbhelper.h"
 

@@ -5,9 +5,9 @@
 #include <random>
 
 #include "common/platform/thread.h"
-#include "host/cloudtrouble.h"
-#include "host/globalparamwrapper.h"
-#include "host/userauthservice.h"
+#include "host/account/userauthservice.h"
+#include "host/base/globalparamwrapper.h"
+#include "host/requests/cloudtrouble.h"
 #include "store/dbhelper.h"
 #include "sync/lasterrorfile.h"
 #include "sync/modelload.h"

@@ -6,7 +6,7 @@
 
 #include "cloud/cheader.h"
 #include "common/platform/text.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "store/dbhelper.h"
 #include "sync/synchelper.h"
 #include "utils/gallerylog.h"

@@ -1,6 +1,6 @@
 #include "sync/synclocaloperation.h"
 
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "store/dbhelper.h"
 #include "utils/gallerylog.h"
 #include "utils/globaldata.h"

@@ -1,7 +1,7 @@
 // The cloud's lock, its keeper, and contents that are given back under it.
 
 #include "common/platform/thread.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "store/dbhelper.h"
 #include "sync/synchelper.h"
 #include "transfer/gallerytransmanager.h"

@@ -1,6 +1,6 @@
 // What the next tick has to do.
 
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "store/dbhelper.h"
 #include "sync/synchelper.h"
 #include "utils/gallerylog.h"

@@ -1,6 +1,6 @@
 // The increment cycle and its pull.
 
-#include "host/logger.h"
+#include "host/base/logger.h"
 #include "sync/synchelper.h"
 #include "utils/gallerylog.h"
 #include "utils/globaldata.h"

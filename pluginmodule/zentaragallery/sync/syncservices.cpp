@@ -1,10 +1,10 @@
 #include "sync/syncservices.h"
 
 #include "cloud/syncserviceoperationv2.h"
-#include "host/coperationmanageservice.h"
-#include "host/cserverpushservice.h"
-#include "host/databaseservice.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/coperationmanageservice.h"
+#include "host/base/globalparamwrapper.h"
+#include "host/database/databaseservice.h"
+#include "host/push/cserverpushservice.h"
 #include "host/transfer/galleryupthdmng.h"
 #include "sync/lostfilemanager.h"
 

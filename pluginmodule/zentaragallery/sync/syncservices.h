@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "cloud/isyncserviceoperation.h"
-#include "host/cloudspacequery.h"
+#include "host/requests/cloudspacequery.h"
 #include "model/records/galleryfile.h"
 #include "sync/icloudlisting.h"
 

@@ -1,7 +1,7 @@
 // Changes of the user on their way to the cloud, under its lock.
 
 #include "common/platform/text.h"
-#include "host/logger.h"
+#include "host/base/logger.h"
 #include "sync/synchelper.h"
 #include "transfer/gallerytransmanager.h"
 #include "utils/gallerylog.h"

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 
 // What reaches the cloud as the bytes of a picture, and the way back.
 //

@@ -5,15 +5,15 @@
 #include "cloud/cheader.h"
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
-#include "host/globalparamwrapper.h"
-#include "host/ns/jsontext.h"
+#include "host/base/globalparamwrapper.h"
+#include "host/base/jsontext.h"
 #include "model/gallery.h"
 #include "model/records/upward.h"
 #include "store/dbhelper.h"
-#include "transfer/downloadplaces.h"
-#include "transfer/gallerycompletetask.h"
-#include "transfer/gallerydownloadtask.h"
-#include "transfer/galleryuploadtask.h"
+#include "transfer/download/downloadplaces.h"
+#include "transfer/download/gallerycompletetask.h"
+#include "transfer/download/gallerydownloadtask.h"
+#include "transfer/upload/galleryuploadtask.h"
 #include "utils/gallerylog.h"
 
 using ZentaraDeskClient::GalleryUpThdMng;
@@ -233,14 +233,14 @@ std::size_t GalleryTransManager::GalleryDownload(const Files& files, const std::
 
 void GalleryTransManager::GalleryDownloadFromPortal(const std::string& json, const std::wstring& folder) {
   constexpr char kTag[] = "GalleryTransManager::GalleryDownloadFromPortal";
-  const auto request = NS::JsonText::Parse(json);
+  const auto request = JsonText::Parse(json);
   if (!request || !request->isObject() || !(*request)["files"].isArray()) {
     LogError(kTag, "jsonReader files fail:");
     return;
   }
   Files files;
   for (const Json::Value& wanted : (*request)["files"]) {
-    const std::string id = wanted.isObject() ? NS::JsonText::Text(wanted, "uniqueId") : std::string();
+    const std::string id = wanted.isObject() ? JsonText::Text(wanted, "uniqueId") : std::string();
     const auto file = Gallery::GetInstance().GetFile(id);
     if (file) {
       files.push_back(file);

@@ -1,7 +1,7 @@
 #include "transfer/httpfetch.h"
 
 #include "common/platform/text.h"
-#include "host/userauthservice.h"
+#include "host/account/userauthservice.h"
 
 namespace {
 

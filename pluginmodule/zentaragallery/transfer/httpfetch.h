@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "host/curlppx.h"
-#include "host/ns/request.h"
+#include "host/requests/curlppx.h"
+#include "host/requests/ns/request.h"
 
 // What became of a fetch.
 struct HttpFetched {

@@ -17,7 +17,7 @@
 #include "common/platform/random.h"
 #include "common/platform/text.h"
 #include "common/toolkit/resourcemanager.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "transfer/stream/contentcopy.h"
 #include "ui/directsave.h"
 #include "ui/dragpicture.h"

@@ -9,7 +9,7 @@
 #include "common/platform/files.h"
 #include "common/platform/paths.h"
 #include "common/toolkit/resourcemanager.h"
-#include "transfer/uploadcontroller.h"
+#include "transfer/import/uploadcontroller.h"
 #include "ui/dialogs/messagebox.h"
 #include "ui/dialogs/uploadprocess.h"
 #include "ui/dragpicture.h"
@@ -63,13 +63,6 @@ ByAlbum CollectPaths(const std::vector<std::wstring>& dropped, const std::atomic
         [](const std::filesystem::path&, std::error_code) { LogError(kTag, "Failed to find first file!"); });
   }
   return groups;
-}
-
-// The user's album of that name, made when there is none.
-Album::Ptr AlbumNamed(const std::wstring& name) {
-  auto& gallery = Gallery::GetInstance();
-  const auto there = gallery.AlbumNameIsExist(name);
-  return there && there->IsReal() ? there : gallery.CreateAlbum(name, there != nullptr, -1);
 }
 
 }  // namespace
@@ -180,5 +173,5 @@ void ZentaraGallery::UploadGroups(const std::shared_ptr<std::map<std::wstring, s
     Upload(paths, album, [this, groups, target] { UploadGroups(groups, target); });
   };
   if (target || first.key().empty()) return upload(target);
-  Page::InBackground(this, [name = first.key()] { return AlbumNamed(name); }, upload);
+  Page::InBackground(this, [name = first.key()] { return Gallery::GetInstance().AlbumForFolder(name); }, upload);
 }

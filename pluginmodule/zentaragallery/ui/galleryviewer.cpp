@@ -4,7 +4,7 @@
 #include <QStyle>
 
 #include "common/toolkit/resourcemanager.h"
-#include "host/logger.h"
+#include "host/base/logger.h"
 #include "ui/dialogs/uploadprocess.h"
 #include "ui/pagecontext.h"
 #include "ui/view/galleryfilelistviewhelper.h"

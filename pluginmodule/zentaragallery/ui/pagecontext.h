@@ -6,7 +6,7 @@
 #include <functional>
 
 #include "common/toolkit/types.h"
-#include "host/drivethreadpool.h"
+#include "host/base/drivethreadpool.h"
 #include "model/records/galleryfile.h"
 
 // What lists, rows and cells ask of the page that they stand on, and words that

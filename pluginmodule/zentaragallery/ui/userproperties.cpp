@@ -4,8 +4,8 @@
 #include <map>
 
 #include "common/platform/mutex.h"
-#include "host/drivethreadpool.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/drivethreadpool.h"
+#include "host/base/globalparamwrapper.h"
 
 namespace UserProperties {
 namespace {

@@ -4,7 +4,7 @@
 #include <QRubberBand>
 
 #include "common/toolkit/dialogbuilder.h"
-#include "host/logger.h"
+#include "host/base/logger.h"
 #include "ui/pagecontext.h"
 #include "ui/timescrollbar.h"
 #include "ui/view/galleryselecthelper.h"

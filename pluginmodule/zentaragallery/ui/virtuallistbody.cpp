@@ -6,7 +6,7 @@
 
 #include "common/toolkit/paintmanager.h"
 #include "common/toolkit/resourcequeue.h"
-#include "host/drivethreadpool.h"
+#include "host/base/drivethreadpool.h"
 #include "ui/pagecontext.h"
 #include "ui/timescrollbar.h"
 #include "ui/view/galleryselecthelper.h"

@@ -5,7 +5,7 @@
 #include <new>
 
 #include "common/platform/paths.h"
-#include "host/logger.h"
+#include "host/base/logger.h"
 #include "utils/streamdigest.h"
 
 namespace {

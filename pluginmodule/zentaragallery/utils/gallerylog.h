@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "common/platform/text.h"
-#include "host/logger.h"
+#include "host/base/logger.h"
 
 // One line in the log of the gallery module. `tag` is the class and method name.
 // `text` comes from a callable, so that a line below the log's level costs

@@ -193,6 +193,7 @@ class Album : public IObjectWidthJson, public std::enable_shared_from_this<Album
   bool StandsHere(const GalleryFile::Ptr& file) const;
   bool IsBehindCover(const GalleryFile& file) const;
   BurstName BurstKey(const GalleryFile& file) const;
+  void NoteBurst(const GalleryFile& file, Aftermath& after) REQUIRES(writeLock);
   void RegroupBursts(Aftermath& after) REQUIRES(writeLock);
   void RegroupBurst(const BurstName& name, Aftermath& after) REQUIRES(writeLock);
   void List(const GalleryFile::Ptr& file) REQUIRES(writeLock);

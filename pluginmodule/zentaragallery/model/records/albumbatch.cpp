@@ -107,9 +107,12 @@ bool Album::AddOne(const GalleryFile::Ptr& file, Aftermath& after) {
   if (sortedFiles->Contains(file)) return false;
   if (KeepsNames()) {
     if (StandsHere(file)) return false;
-    if (HasNameClash(file) && TakeFreeName(file)) {
-      after.renamed.push_back(file);
-      if (!IsBin()) after.shown.push_back(file);  // It may have stood behind a cover until now.
+    if (HasNameClash(file)) {
+      NoteBurst(*file, after);
+      if (TakeFreeName(file)) {
+        after.renamed.push_back(file);
+        if (!IsBin()) after.shown.push_back(file);  // It may have stood behind a cover until now.
+      }
     }
     platform::WriterLock hold(nameLock);
     filesByName.Add(file);
@@ -134,6 +137,12 @@ bool Album::IsBehindCover(const GalleryFile& file) const {
 // In the bin a burst is told apart by the album that it came from.
 Album::BurstName Album::BurstKey(const GalleryFile& file) const {
   return {file.ContinuousName(), IsBin() ? file.AlbumId() : AlbumId.Get()};
+}
+
+// Before its name changes: whoever stands behind it may come into sight.
+void Album::NoteBurst(const GalleryFile& file, Aftermath& after) {
+  if (file.ContinuousType != 0) after.bursts.insert(BurstKey(file));
+  for (const auto& member : file.GetMembers()) after.stoodBehind.insert(member);
 }
 
 void Album::RegroupBursts(Aftermath& after) {

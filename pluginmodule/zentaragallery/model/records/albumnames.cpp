@@ -117,8 +117,7 @@ bool Album::RenameToFreeName(const GalleryFile::Ptr& file) {
 }
 
 bool Album::RenameHere(const GalleryFile::Ptr& file, Aftermath& after) {
-  if (file->ContinuousType != 0) after.bursts.insert(BurstKey(*file));
-  for (const auto& member : file->GetMembers()) after.stoodBehind.insert(member);
+  NoteBurst(*file, after);
   {
     platform::WriterLock hold(nameLock);
     filesByName.Remove(file);

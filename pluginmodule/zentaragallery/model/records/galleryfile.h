@@ -10,7 +10,7 @@
 #include <string_view>
 
 #include "common/platform/mutex.h"
-#include "host/ns/cloudphotov1.h"
+#include "model/records/cloudphotov1.h"
 #include "model/records/field.h"
 #include "model/records/recordtexts.h"
 
@@ -165,10 +165,14 @@ class GalleryFile : public std::enable_shared_from_this<GalleryFile> {
 
   // --- Thumbnails and content
 
-  // Path of the small and of the screen thumbnail: as it would be named, and
-  // empty when it is not there and cannot be made from the local file.
+  // Makes the small or the screen thumbnail from the local file unless it is there.
+  // False when it is not there afterwards.
+  bool MakeThumbnail();
+  bool MakeLcd();
+  // The same, and its path: empty when there is none.
   std::wstring ThumbnailPath();
   std::wstring LcdPath();
+  // As they would be named.
   std::wstring ThumbnailName() const;
   std::wstring LcdName() const;
   // Both are made anew when somebody next asks: those of a former content go.

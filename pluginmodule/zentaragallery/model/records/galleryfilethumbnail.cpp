@@ -4,7 +4,7 @@
 
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "model/records/galleryfile.h"
 #include "model/records/upward.h"
 #include "utils/globaldata.h"
@@ -53,30 +53,26 @@ bool GalleryFile::TestLcdOnDisk() {
   return lcdExists;
 }
 
-std::wstring GalleryFile::ThumbnailPath() {
-  const std::wstring path = ThumbnailName();
-  if (thumbExists) return path;
-  if (!IsLocalOnly() || thumbMakeFailed || LocalPath().empty()) return {};
-  if (!TestThumbnailOnDisk()) {
-    upward::Thumbnails().MakeLocal(*this, path, false);
-    if (!TestThumbnailOnDisk()) {
-      thumbMakeFailed = true;
-      return {};
-    }
-  }
-  return path;
+bool GalleryFile::MakeThumbnail() {
+  if (thumbExists) return true;
+  if (!IsLocalOnly() || thumbMakeFailed || LocalPath().empty()) return false;
+  if (TestThumbnailOnDisk()) return true;
+  upward::Thumbnails().MakeLocal(*this, ThumbnailName(), false);
+  thumbMakeFailed = !TestThumbnailOnDisk();
+  return thumbExists;
 }
 
-std::wstring GalleryFile::LcdPath() {
-  const std::wstring path = LcdName();
-  if (lcdExists) return path;
-  if (!IsLocalOnly() || !OnDisk(LocalPath())) return {};
-  if (!TestLcdOnDisk()) {
-    upward::Thumbnails().MakeLocal(*this, path, true);
-    if (!TestLcdOnDisk()) return {};
-  }
-  return path;
+bool GalleryFile::MakeLcd() {
+  if (lcdExists) return true;
+  if (!IsLocalOnly() || !OnDisk(LocalPath())) return false;
+  if (TestLcdOnDisk()) return true;
+  upward::Thumbnails().MakeLocal(*this, LcdName(), true);
+  return TestLcdOnDisk();
 }
+
+std::wstring GalleryFile::ThumbnailPath() { return MakeThumbnail() ? ThumbnailName() : std::wstring(); }
+
+std::wstring GalleryFile::LcdPath() { return MakeLcd() ? LcdName() : std::wstring(); }
 
 NS::CloudPhoto::V1::UrlSourceInfo GalleryFile::UrlSource(int kind) const {
   NS::CloudPhoto::V1::UrlSourceInfo source;

@@ -3,10 +3,10 @@
 #include "cloud/cheader.h"
 #include "cloud/httplib.h"
 #include "common/platform/text.h"
-#include "host/curlppx.h"
-#include "host/ns/jsontext.h"
-#include "host/ns/request.h"
-#include "host/userauthservice.h"
+#include "host/account/userauthservice.h"
+#include "host/base/jsontext.h"
+#include "host/requests/curlppx.h"
+#include "host/requests/ns/request.h"
 #include "utils/gallerylog.h"
 #include "utils/globaldata.h"
 
@@ -32,7 +32,7 @@ bool PlayUrlParamConstruct::ParamsProcess(HttpHeaders& headers, std::string& req
   command["cmd"] = "cloudphoto.mo.getPlayUrl";
   command["hash"] = hash;
   PutSession(headers);
-  requestBody = NS::JsonText::Write(command);
+  requestBody = JsonText::Write(command);
   requestMethod = kHttpPost;
   requestUrl = GlobalData::cloudPhotoUrl + kV1Path;
   return true;
@@ -54,14 +54,14 @@ std::string RequestPlayUrl(const GalleryFile& film, HttpLib& http) {
   if (isV2) params.paramsKind = ParamsConstructInterface::kParamsV2;
   std::string response;
   const bool answered = http.RequestInterface(params, response) && http.HasGoodAnswer();
-  const auto reply = NS::JsonText::Parse(response).value_or(Json::Value());
-  const std::string told = NS::JsonText::Text(reply, "code");
+  const auto reply = JsonText::Parse(response).value_or(Json::Value());
+  const std::string told = JsonText::Text(reply, "code");
   const bool good = answered && (told.empty() || told == "0");
   LogInfo(kTag,
           "VLC Play request code:" + (told.empty() ? std::to_string(http.LastResult().httpCode) : told) +
               (good ? " success" : " fail"));
   if (!good) return {};
-  std::string url = NS::JsonText::Text(reply, isV2 ? "signedDownloadLink" : "playUrl");
+  std::string url = JsonText::Text(reply, isV2 ? "signedDownloadLink" : "playUrl");
   LogInfo(kTag, "streaming media url :" + curlppx::CurlUrl::Place(url));
   return url;
 }

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "cloud/httplib.h"
-#include "host/ns/cloudphotov2assets.h"
+#include "host/requests/ns/cloudphotov2assets.h"
 #include "model/records/galleryfile.h"
 
 struct HttpFetched;

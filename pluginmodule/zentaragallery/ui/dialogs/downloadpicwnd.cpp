@@ -4,7 +4,7 @@
 
 #include "common/platform/paths.h"
 #include "common/toolkit/edit.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "ui/pagecontext.h"
 #include "ui/userproperties.h"
 #include "utils/messages.h"

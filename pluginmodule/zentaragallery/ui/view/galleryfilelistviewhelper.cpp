@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "host/drivethreadpool.h"
-#include "host/globalparamwrapper.h"
+#include "host/base/drivethreadpool.h"
+#include "host/base/globalparamwrapper.h"
 #include "model/gallery.h"
 #include "utils/daycalendar.h"
 #include "utils/gallerylog.h"
@@ -100,7 +100,8 @@ void GalleryFileListViewHelper::SetListViewConf(const std::string& id, std::uint
     number = ++lastConf;
     ++working;
   }
-  const auto work = [this, conf = Conf{id, cols, dateHeight, lineHeight}, told = std::move(callback), number] {
+  const auto work = [this, conf = Conf{id, cols, dateHeight, lineHeight}, told = std::move(callback),
+                     number] {
     ApplyConf(conf, told, number);
     platform::MutexLock hold(workLock);
     --working;

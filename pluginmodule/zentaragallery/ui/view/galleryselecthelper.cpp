@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "host/globalparamwrapper.h"
-#include "host/logger.h"
+#include "host/base/globalparamwrapper.h"
+#include "host/base/logger.h"
 #include "ui/view/galleryfilelistviewhelper.h"
 #include "ui/view/pageflags.h"
 #include "utils/gallerylog.h"
@@ -136,8 +136,8 @@ void GallerySelectHelper::GetGallerySetNumShift(Ptr a, Ptr b) {
     const bool lastIsLater = last->CreateTime > b->CreateTime;
     const bool firstIsEarlier = first->CreateTime < a->CreateTime;
     const bool startsAtA = first == a, endsAtB = last == b;
-    const bool whole = (startsAtA && endsAtB) || (startsAtA && lastIsLater) ||
-                       (endsAtB && firstIsEarlier) || (!startsAtA && !endsAtB && lastIsLater && firstIsEarlier);
+    const bool whole = (startsAtA && endsAtB) || (startsAtA && lastIsLater) || (endsAtB && firstIsEarlier) ||
+                       (!startsAtA && !endsAtB && lastIsLater && firstIsEarlier);
     if (whole) selectedDates.insert(group->date);
     if ((startsAtA && endsAtB) || ((startsAtA || endsAtB) && !whole)) break;
   }

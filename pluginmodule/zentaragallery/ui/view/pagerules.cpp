@@ -4,7 +4,7 @@
 #include <chrono>
 #include <regex>
 
-#include "host/globalparamwrapper.h"
+#include "host/base/globalparamwrapper.h"
 #include "utils/daycalendar.h"
 
 namespace PageRules {

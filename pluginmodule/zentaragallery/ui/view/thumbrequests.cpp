@@ -1,6 +1,6 @@
 #include "ui/view/thumbrequests.h"
 
-#include "host/drivethreadpool.h"
+#include "host/base/drivethreadpool.h"
 #include "model/records/upward.h"
 
 ThumbRequests& ThumbRequests::GetInstance() {

@@ -44,6 +44,11 @@ const PictureWindow::File& CDouClickThumUI::ShownNow() const { return Full() ? F
 
 void CDouClickThumUI::BurseCoverShow(const File& parent) { EnterBurst(parent); }
 
+void CDouClickThumUI::Leave() {
+  Page::Post(WM_GALLERY_RETURN_DONE);
+  BtnBack();
+}
+
 void CDouClickThumUI::BtnBack() {
   if (IsBurst()) {
     LogOperation("halcyra_gallery_burstback");
@@ -52,7 +57,6 @@ void CDouClickThumUI::BtnBack() {
     return ShowFile(parent);
   }
   LogOperation("halcyra_gallery_detailback");
-  Page::Post(WM_GALLERY_RETURN_DONE);
   (void)platform::SendMessageW(GetHWND(), WM_GALLERY_VIEWER_CLOSE, 0, 0);
 }
 
@@ -166,7 +170,7 @@ LRESULT CDouClickThumUI::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, 
       TakeFromFull(static_cast<int>(wParam), lParam ? *reinterpret_cast<const File*>(lParam) : nullptr);
       return 0;
     case WM_GALLERY_PLAY_SHOWN:
-      PlayShown();
+      Full() ? Full()->vlcPaly() : vlcPaly();
       return 0;
     case WM_GALLERY_BAR_SHOW:
     case WM_GALLERY_BAR_BACK:

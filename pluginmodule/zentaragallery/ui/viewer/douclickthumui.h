@@ -28,7 +28,7 @@ class CDouClickThumUI : public PictureWindow {
 
  protected:
   bool IsFull() const override { return false; }
-  void Leave() override { BtnBack(); }
+  void Leave() override;
   void ShowAttributesOn(bool on) override;
   void OnFollowed() override;
   void OnEmptied() override;

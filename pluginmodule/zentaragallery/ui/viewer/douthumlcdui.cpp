@@ -4,6 +4,8 @@
 #include <QNativeGestureEvent>
 #include <QPainter>
 #include <QPinchGesture>
+#include <QTouchEvent>
+#include <QWheelEvent>
 #include <cmath>
 
 #include "common/toolkit/attributes.h"
@@ -262,11 +264,12 @@ void CDouThumLCDUI::DoEvent(TEventUI& event) {
     case EventType::Wheel:
       return OnWheel(event);
     case EventType::ButtonDown:
-      return OnDown(event);
+      event.handled = true;
+      return OnDown(event.ptMouse);
     case EventType::MouseMove:
-      return OnMove(event);
+      return OnMove(event.ptMouse);
     case EventType::ButtonUp:
-      return OnUp(event);
+      return OnUp(event.ptMouse);
     case EventType::DoubleClick:
       pressed = false;
       ToggleActualSize(event.ptMouse);
@@ -285,49 +288,83 @@ void CDouThumLCDUI::OnWheel(TEventUI& event) {
   Zoomed();
 }
 
-void CDouThumLCDUI::OnDown(TEventUI& event) {
+void CDouThumLCDUI::OnDown(QPoint at) {
   setFocus(Qt::MouseFocusReason);
-  event.handled = true;
   pressed = true;
-  moved = false;
-  downAt = lastAt = event.ptMouse;
+  downAt = lastAt = at;
   FollowCursor();
 }
 
-void CDouThumLCDUI::OnMove(const TEventUI& event) {
+void CDouThumLCDUI::OnMove(QPoint at) {
   if (!pressed) return;
-  moved |= (event.ptMouse - downAt).manhattanLength() > 2;
-  if (CanPan()) Pan(event.ptMouse - lastAt);
-  lastAt = event.ptMouse;
+  if (CanPan()) Pan(at - lastAt);
+  lastAt = at;
 }
 
-void CDouThumLCDUI::OnUp(const TEventUI& event) {
+void CDouThumLCDUI::OnUp(QPoint at) {
   if (!std::exchange(pressed, false)) return;
   FollowCursor();
-  const int across = event.ptMouse.x() - downAt.x();
+  const int across = at.x() - downAt.x();
   if (CanPan() || std::abs(across) <= kDragAcross) return;
   const bool previous = (across > 0) != (layoutDirection() == Qt::RightToLeft);
   Notify(QStringLiteral("wheel"), 0, previous ? kPreviousDelta : kNextDelta);
 }
 
+// --- Fingers
+
 bool CDouThumLCDUI::event(QEvent* event) {
-  if (event->type() == QEvent::NativeGesture) {
-    const auto& gesture = static_cast<QNativeGestureEvent&>(*event);
-    if (gesture.gestureType() != Qt::ZoomNativeGesture || !zoomable) return CWidgetUI::event(event);
-    fit.MultiplyScale(1 + gesture.value(), gesture.position());
-    Zoomed();
-    return true;
+  switch (event->type()) {
+    case QEvent::NativeGesture:
+      return OnPad(static_cast<QNativeGestureEvent&>(*event)) || CWidgetUI::event(event);
+    case QEvent::Gesture:
+      return OnPinch(static_cast<QGestureEvent&>(*event)) || CWidgetUI::event(event);
+    case QEvent::Wheel:
+      return WheelAcross(*this, *event) || CWidgetUI::event(event);
+    case QEvent::TouchBegin:
+    case QEvent::TouchUpdate:
+    case QEvent::TouchEnd:
+      OnTouch(static_cast<QTouchEvent&>(*event));
+      return true;
+    default:
+      return CWidgetUI::event(event);
   }
-  if (event->type() == QEvent::Gesture && OnPinch(static_cast<QGestureEvent&>(*event))) return true;
-  return CWidgetUI::event(event);
+}
+
+bool WheelAcross(CControlUI& over, QEvent& event) {
+  if (event.type() != QEvent::Wheel) return false;
+  const auto& wheel = static_cast<QWheelEvent&>(event);
+  const QPoint turned = wheel.angleDelta();
+  if (turned.y() != 0 || turned.x() == 0 || wheel.modifiers() & Qt::ControlModifier) return false;
+  over.Notify(QStringLiteral("turnedacross"), 0, turned.x());
+  event.accept();
+  return true;
+}
+
+// Its own position is that in the window.
+bool CDouThumLCDUI::OnPad(const QNativeGestureEvent& gesture) {
+  if (gesture.gestureType() != Qt::ZoomNativeGesture || !zoomable) return false;
+  fit.MultiplyScale(1 + gesture.value(), mapFromGlobal(gesture.globalPosition()));
+  Zoomed();
+  return true;
 }
 
 bool CDouThumLCDUI::OnPinch(const QGestureEvent& gestures) {
   const auto* pinch = static_cast<QPinchGesture*>(gestures.gesture(Qt::PinchGesture));
   if (!pinch || !zoomable) return false;
+  if (pinch->changeFlags() & QPinchGesture::CenterPointChanged)
+    Pan(pinch->centerPoint() - pinch->lastCenterPoint());
   if (pinch->changeFlags() & QPinchGesture::ScaleFactorChanged) {
     fit.MultiplyScale(pinch->scaleFactor(), mapFromGlobal(pinch->centerPoint()));
     Zoomed();
   }
   return true;
+}
+
+// Who takes two fingers gets no mouse events made of one: it draws the picture as the
+// mouse does. What has had a second finger is a pinch to its end.
+void CDouThumLCDUI::OnTouch(const QTouchEvent& touch) {
+  const QPoint at = touch.points().first().position().toPoint();
+  if (touch.pointCount() > 1) pressed = false;
+  if (touch.type() == QEvent::TouchBegin && touch.pointCount() == 1) return OnDown(at);
+  touch.type() == QEvent::TouchEnd ? OnUp(at) : OnMove(at);
 }

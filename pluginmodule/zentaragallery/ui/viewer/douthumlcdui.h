@@ -7,8 +7,16 @@
 #include "ui/viewer/lcdpictures.h"
 #include "ui/viewer/picturefit.h"
 
+class QGestureEvent;
+class QNativeGestureEvent;
+class QTouchEvent;
+
+// Sends "turnedacross" (lParam: the delta, above 0 to the left) for a wheel that turns
+// sideways; false for any other event.
+bool WheelAcross(CControlUI& over, QEvent& event);
+
 // One large picture: shows at once what is in memory, the thumbnail at least, and
-// sharper as it comes; zooms at the pointer and is moved by dragging.
+// sharper as it comes; zooms at the pointer and by two fingers, and is moved by dragging.
 //
 // Sends "zoomed" (wParam: 0 to 100) when the user has zoomed, and "turned" (lParam:
 // the delta) for the wheel without Ctrl, and "wheel" (lParam: that of a notch) when a
@@ -72,10 +80,12 @@ class CDouThumLCDUI : public CWidgetUI {
   std::vector<LcdTile> VisibleTiles() const;
   QTransform FromPicture() const;
   void OnWheel(TEventUI& event);
-  void OnDown(TEventUI& event);
-  void OnMove(const TEventUI& event);
-  void OnUp(const TEventUI& event);
-  bool OnPinch(const class QGestureEvent& gesture);
+  void OnDown(QPoint at);
+  void OnMove(QPoint at);
+  void OnUp(QPoint at);
+  bool OnPad(const QNativeGestureEvent& gesture);
+  bool OnPinch(const QGestureEvent& gestures);
+  void OnTouch(const QTouchEvent& touch);
 
   GalleryFile::Ptr file;
   LcdPicture picture;
@@ -84,6 +94,6 @@ class CDouThumLCDUI : public CWidgetUI {
   QSize rest{64, 32};
   int rotation = 0;
   bool zoomable = true;
-  bool pressed = false, moved = false;
+  bool pressed = false;
   QPoint downAt, lastAt;
 };

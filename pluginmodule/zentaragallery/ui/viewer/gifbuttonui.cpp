@@ -4,6 +4,7 @@
 #include <QTimerEvent>
 
 #include "common/toolkit/attributes.h"
+#include "ui/viewer/douthumlcdui.h"
 
 void CGifButtonUI::SetAttribute(const QString& name, const QString& value) {
   if (name != QStringLiteral("rest")) return CWidgetUI::SetAttribute(name, value);
@@ -14,6 +15,10 @@ void CGifButtonUI::DoEvent(TEventUI& event) {
   if (event.Type != EventType::Wheel) return CWidgetUI::DoEvent(event);
   event.handled = true;
   Notify(QStringLiteral("turned"), 0, event.wheelDelta);
+}
+
+bool CGifButtonUI::event(QEvent* event) {
+  return WheelAcross(*this, *event) || CWidgetUI::event(event);
 }
 
 void CGifButtonUI::SetFrames(std::shared_ptr<const MappedPixels> shown) {

@@ -8,7 +8,7 @@
 
 // A moving picture: runs at its own speed while it is shown, and stands still while it
 // is not. Fitted, never enlarged. Element "GifButton"; attribute rest as of DouThumLCD.
-// Sends "turned" as that does.
+// Sends "turned" and "turnedacross" as that does.
 // User-interface thread.
 class CGifButtonUI : public CWidgetUI {
  public:
@@ -24,6 +24,7 @@ class CGifButtonUI : public CWidgetUI {
   bool IsRunning() const { return clock.isActive(); }
 
  protected:
+  bool event(QEvent* event) override;
   void showEvent(QShowEvent* event) override;
   void hideEvent(QHideEvent* event) override;
   void timerEvent(QTimerEvent* event) override;

@@ -13,7 +13,7 @@
 #include "common/platform/paths.h"
 #include "common/platform/thread.h"
 #include "common/toolkit/resourcequeue.h"
-#include "transfer/thumbnailhelper.h"
+#include "transfer/thumbnails/thumbnailhelper.h"
 #include "ui/pagecontext.h"
 #include "utils/mediareader.h"
 #include "utils/messages.h"
@@ -248,9 +248,11 @@ struct LcdPictures::State {
         return Tell(job, WM_GALLERY_LCD_FAILED);
       }
     }
-    (void)platform::PostMessageW(job.told, WM_GALLERY_LCD_PROGRESS, static_cast<WPARAM>(AddressOf(job.file)),
-                                 0);
     const HWND told = job.told;
+    const auto tellProgress = [told, word = static_cast<WPARAM>(AddressOf(job.file))](int percent) {
+      (void)platform::PostMessageW(told, WM_GALLERY_LCD_PROGRESS, word, percent);
+    };
+    tellProgress(0);
     ThumbnailRequest request{job.file, true, false, nullptr, nullptr};
     request.uiCallback = [told](const File& file) {
       (void)platform::PostMessageW(told, WM_GALLERY_LCD_LOADED, 0, AddressOf(file));
@@ -258,6 +260,7 @@ struct LcdPictures::State {
       (void)platform::PostMessageW(told, next, static_cast<WPARAM>(AddressOf(file)), 0);
     };
     request.priorityCallback = [told] { return platform::IsWindow(told); };
+    request.progressCallback = tellProgress;
     ThumbnailHelper::GetInstance().DownloadThumbs({request});
   }
 

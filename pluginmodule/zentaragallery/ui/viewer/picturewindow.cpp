@@ -5,8 +5,8 @@
 #include <QWheelEvent>
 
 #include "common/toolkit/resourcemanager.h"
-#include "host/drivethreadpool.h"
-#include "host/logger.h"
+#include "host/base/drivethreadpool.h"
+#include "host/base/logger.h"
 #include "model/gallery.h"
 #include "ui/pagecontext.h"
 #include "ui/player/playcontrolui.h"
@@ -27,7 +27,6 @@ constexpr int kZoomStep = 10;
 constexpr int kPanStep = 64;
 // What a held key asks for next, and one that is turned back to.
 constexpr int kAheadBefore = 3, kAheadBehind = 1;
-constexpr UINT kMouseWheel = 0x020A, kMouseHorizontalWheel = 0x020E;
 
 GalleryFileListViewHelper& Helper() { return GalleryFileListViewHelper::GetInstance(); }
 
@@ -132,7 +131,7 @@ void PictureWindow::FollowWinChange(bool reloadThumb) {
   if (!shown || !Helper().CurrentAlbum() || ViewerList::Count() == 0) return;
   if (reloadThumb) VideoPlayer::DeleteVideoLoadWnd();
   RememberPlace();
-  ShowFavorite(shown->IsFavorite);
+  FollowFavorite();
   Page::Send(
       WM_GALLERY_TOOLBAR_STATE, 0,
       static_cast<int>(IsBurst() ? PageRules::ToolbarState::BurstMember : PageRules::ToolbarState::Viewer));
@@ -277,22 +276,43 @@ void PictureWindow::BtnRotate() {
 
 void PictureWindow::PicAttributeShowToCanle() {
   if (!shown) return;
-  const bool on = !shown->IsFavorite;
+  const bool on = !favoriteFlag;
   LogOperation(
       "halcyra_gallery_setfavorite",
       {{"Isfavorite", on ? "true" : "false"}, {"total", "1"}, {"size", std::to_string(shown->Size.Get())}});
-  ShowFavorite(on);
-  // The row is written on a worker; what became of it comes back.
+  TakeFavorite(on);
+  if (favoriteWritten != shown) WriteFavorite();
+}
+
+// On a worker; what became of it comes back. One write of a file at a time: two would
+// come to the row in any order.
+void PictureWindow::WriteFavorite() {
+  favoriteWritten = shown;
   const HWND self = GetHWND();
-  (void)CommonAbility::DriveThreadPool::GetInstance().Add([file = shown, on, self] {
+  (void)CommonAbility::DriveThreadPool::GetInstance().Add([file = shown, on = favoriteFlag, self] {
     (void)Gallery::GetInstance().FavoriteFiles(file, on);
-    (void)platform::PostMessageW(self, WM_GALLERY_PIC_REFRESH, reinterpret_cast<WPARAM>(file.get()), 0);
+    (void)platform::PostMessageW(self, WM_GALLERY_PIC_REFRESH, reinterpret_cast<WPARAM>(file.get()), on);
   });
 }
 
+// Meanwhile the user may have thought better of it.
+void PictureWindow::OnFavoriteWritten(WPARAM word, bool on) {
+  if (word == reinterpret_cast<WPARAM>(favoriteWritten.get())) favoriteWritten = nullptr;
+  if (!IsShown(word)) return;
+  if (favoriteFlag != on) return WriteFavorite();
+  TakeFavorite(shown->IsFavorite);
+}
+
 void PictureWindow::TakeFavorite(bool on) {
+  favoriteFlag = on;
   ShowFavorite(on);
   if (Attributes()) (void)platform::PostMessageW(attributes->GetHWND(), WM_GALLERY_ATTR_FILE, 0, on);
+}
+
+// Of the record, but for what is on its way there.
+void PictureWindow::FollowFavorite() {
+  if (favoriteWritten != shown) favoriteFlag = shown->IsFavorite;
+  ShowFavorite(favoriteFlag);
 }
 
 PicAttributeWnd* PictureWindow::Attributes() const {
@@ -323,7 +343,7 @@ void PictureWindow::EnterBurst(const File& parent) {
   ShowFile(parent);
 }
 
-void PictureWindow::PlayShown() {
+void PictureWindow::vlcPaly() {
   if (!shown || !shown->IsVideo() || !Stage()) return;
   VideoPlayer::PlayVideo(Stage()->Widget(), shown, Stage()->Widget()->rect(), PlayBar());
   ShowButton(QStringLiteral("playBtn"), !VideoPlayer::HasPlayer());
@@ -343,8 +363,10 @@ void PictureWindow::Notify(TNotifyUI& message) {
   if (message.sType == QStringLiteral("click") && message.pSender) return OnClick(message.pSender->GetName());
   if (message.sType == QStringLiteral("zoomed")) return PostZoomSlider(static_cast<double>(message.wParam));
   if (message.sType == QStringLiteral("turned")) return OnWheel(static_cast<int>(message.lParam));
+  if (message.sType == QStringLiteral("turnedacross")) return OnWheelAcross(static_cast<int>(message.lParam));
   if (message.sType == QStringLiteral("wheel")) {
-    (void)platform::SendMessageW(GetHWND(), kMouseWheel, WheelWord(static_cast<int>(message.lParam)), 0);
+    (void)platform::SendMessageW(GetHWND(), platform::WM_MOUSEWHEEL,
+                                 WheelWord(static_cast<int>(message.lParam)), 0);
     return;
   }
   if (message.sType == QStringLiteral("itemselect") && message.pSender == strip)
@@ -360,16 +382,20 @@ void PictureWindow::OnClick(const QString& name) {
   if (is("AttributeBtn") || is("AttributeBtn1")) return CreateAttributeWnd();
   if (is("FullScreenBtn")) return ToggleFullScreen();
   if (is("Backbtn") || is("CloseBtn")) return Leave();
-  if (is("playBtn")) return PlayShown();
+  if (is("playBtn")) return vlcPaly();
   if (is("BurstCover") && !IsBurst()) EnterBurst(shown);
 }
 
 void PictureWindow::wheelEvent(QWheelEvent* event) {
   const QPoint turned = event->angleDelta();
-  const int delta = turned.y() != 0 ? turned.y() : turned.x();
   const bool zooms = event->modifiers() & Qt::ControlModifier;
-  if (!zooms) OnWheel(delta);
+  if (!zooms) turned.y() != 0 ? OnWheel(turned.y()) : OnWheelAcross(turned.x());
   event->accept();  // The grid below does not scroll.
+}
+
+// In the full screen a touch pad that slips sideways turns nothing.
+void PictureWindow::OnWheelAcross(int delta) {
+  if (!GlobalData::fullWnd) OnWheel(layoutDirection() == Qt::RightToLeft ? -delta : delta);
 }
 
 // A wheel turns by notches; a touch pad in small parts of them.
@@ -422,7 +448,7 @@ bool PictureWindow::OnKey(TEventUI& event) {
       lcd->Pan({0, (event.key == Qt::Key_Up ? 1.0 : -1.0) * Manager().Scale(kPanStep)});
       return true;
     case Qt::Key_Space:
-      shown && shown->IsVideo() ? PlayShown() : CalMouseWheelIndex(kNext);
+      shown && shown->IsVideo() ? vlcPaly() : CalMouseWheelIndex(kNext);
       return true;
     case Qt::Key_Plus:
     case Qt::Key_Equal:
@@ -471,7 +497,7 @@ void PictureWindow::CalDeleteAddMoveUpdata() {
   }
   if (Helper().HasSameFile(shown)) {
     RememberPlace();
-    ShowFavorite(shown->IsFavorite);
+    FollowFavorite();
     ShowTitle();
     ShowArrows();
     // Another content may have come under the same file; zoom and place stay.
@@ -515,10 +541,11 @@ LRESULT PictureWindow::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, bo
       CalDeleteAddMoveUpdata();
       return 0;
     case WM_GALLERY_PIC_REFRESH:
-      if (IsShown(wParam)) TakeFavorite(shown->IsFavorite);
+      OnFavoriteWritten(wParam, lParam != 0);
       return 0;
     case WM_GALLERY_ATTR_FILE:
-      ShowFavorite(lParam != 0);
+      favoriteFlag = lParam != 0;
+      ShowFavorite(favoriteFlag);
       return 0;
     case WM_GALLERY_ATTR_CLOSED:
       ShowAttributesOn(false);
@@ -534,10 +561,10 @@ LRESULT PictureWindow::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, bo
       VideoPlayer::StopVideo();
       ShowBottomBar(false);
       return 0;
-    case kMouseWheel:
-    case kMouseHorizontalWheel:
+    case platform::WM_MOUSEWHEEL:
+    case platform::WM_MOUSEHWHEEL:
       if (!shown) LogInfo(kTag, "WM_MOUSEHWHEEL: empty");
-      CalMouseWheelIndex(DeltaOf(wParam));
+      if (uMsg == platform::WM_MOUSEWHEEL || !GlobalData::fullWnd) CalMouseWheelIndex(DeltaOf(wParam));
       return 0;
     default:
       handled = false;

@@ -43,6 +43,8 @@ class PictureWindow : public WindowImplBaseEx {
   void BtnRotate();
   void PicAttributeShowToCanle();  // favourite or not
   void CreateAttributeWnd();       // opens or closes the details
+  // Plays the film that is shown, in place of the still.
+  void vlcPaly();
   // What is in the window besides the still moves with it.
   void VLCWndOnSize();
 
@@ -75,7 +77,6 @@ class PictureWindow : public WindowImplBaseEx {
   void ShowBottomBar(bool on);
   CPlayControlUI* PlayBar() const;
   CControlUI* Stage() const { return FindControl(QStringLiteral("ConWidth")); }
-  void PlayShown();
   void ShowFile(const File& file);
   void EnterBurst(const File& parent);
   void CalDeleteAddMoveUpdata();
@@ -100,9 +101,13 @@ class PictureWindow : public WindowImplBaseEx {
   void FollowPicture();
   void DecodeAhead();
   void OnWheel(int delta);
+  void OnWheelAcross(int delta);
   bool MovesPicture(const TEventUI& event, int towardsNext);
   void ShowAt(int index);
   void TakeFavorite(bool on);
+  void FollowFavorite();
+  void WriteFavorite();
+  void OnFavoriteWritten(WPARAM word, bool on);
   void PlaceAttributes();
 
   File shown;
@@ -111,6 +116,8 @@ class PictureWindow : public WindowImplBaseEx {
   PCCircleProgressUI* ring = nullptr;
   BurstStripUI* strip = nullptr;
   QPointer<PicAttributeWnd> attributes;
+  bool favoriteFlag = false;  // as the button shows it; the record follows
+  File favoriteWritten;       // while a worker does
   int shownIndex = 0;  // where the shown file was in the list, when it goes
   int wheelRest = 0;
   int direction = 1;

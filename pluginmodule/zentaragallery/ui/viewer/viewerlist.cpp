@@ -9,8 +9,9 @@ namespace ViewerList {
 namespace {
 
 struct BurstShown {
+  bool burstMode = false;
   File parent;
-  std::vector<File> members;
+  std::vector<File> members;  // at least two in burst mode
 };
 
 BurstShown& Shown() {
@@ -38,7 +39,7 @@ GalleryFileListViewHelper& Helper() { return GalleryFileListViewHelper::GetInsta
 
 const std::vector<File>& Burst() { return Shown().members; }
 
-bool InBurst() { return !Shown().members.empty(); }
+bool InBurst() { return Shown().burstMode; }
 
 const File& BurstParent() { return Shown().parent; }
 
@@ -48,7 +49,9 @@ bool EnterBurst(const File& parent) {
   auto shots = ShotsOf(parent);
   LogInfo("ViewerList", "continuousItemListSize: " + std::to_string(shots.size()));
   if (shots.size() < 2) return false;
-  Shown() = {parent, std::move(shots)};
+  // The names of the user's files stay out of the log.
+  for (const File& shot : shots) LogInfo("ViewerList", [&] { return "sGalleryFile fileName =" + shot->Guid(); });
+  Shown() = {true, parent, std::move(shots)};
   return true;
 }
 

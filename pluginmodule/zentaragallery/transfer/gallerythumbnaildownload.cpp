@@ -1,5 +1,0 @@
-#include "transfer/gallerythumbnaildownload.h"
-
-void GalleryThumbnailDownload::RunTask() {
-  while (const Task task = TakeNewest()) task->BusinessRun();
-}
