@@ -1,7 +1,6 @@
 #include "homepage.h"
 
 #include <QPainter>
-#include <QPainterPath>
 #include <QStorageInfo>
 
 #include "common/platform/paths.h"
@@ -17,9 +16,9 @@
 #include "model/gallery.h"
 #include "sync/synchelper.h"
 #include "transfer/gallerytransmanager.h"
+#include "ui/fittedpicture.h"
 #include "ui/pagecontext.h"
 #include "ui/view/galleryfilelistviewhelper.h"
-#include "ui/view/gridgeometry.h"
 #include "ui/zentaragallery.h"
 
 namespace {
@@ -56,21 +55,14 @@ void HomeGridUI::PaintBkImage(QPainter& painter) {
       painter.drawRoundedRect(cell, Scaled(4), Scaled(4));
       continue;
     }
-    const auto place = GridGeometry::Fit(image.width(), image.height(), side, side);
-    const QRect picture(cell.x() + place.x, cell.y() + place.y, place.width, place.height);
-    QPainterPath rounded;
-    rounded.addRoundedRect(picture, Scaled(4), Scaled(4));
-    painter.save();
-    painter.setClipPath(rounded);
-    painter.drawImage(picture, image);
-    if (item.isVideo || item.isBurst) {
+    PaintFittedPicture(painter, image, cell, Scaled(4), [&](const QRect& picture) {
+      if (!item.isVideo && !item.isBurst) return;
       const int strip = Scaled(20), mark = Scaled(16);
       painter.fillRect(QRect(picture.left(), picture.bottom() + 1 - strip, picture.width(), strip),
                        ColorOf(QStringLiteral("strip")));
       icons::Paint(painter, item.isVideo ? QStringLiteral("video") : QStringLiteral("burst"),
                    {picture.left() + 2, picture.bottom() - 1 - mark, mark, mark}, Qt::white);
-    }
-    painter.restore();
+    });
   }
 }
 
@@ -107,16 +99,17 @@ void HomePage::Reload() {
   grid->SetItems(std::move(items));
   if (auto* words = FindSubControl(QStringLiteral("home_empty"))) words->SetVisible(none);
   const std::string server = UserAuthService::GetInstance()->GetServerUrl();
-  const auto state = SyncHelper::GetInstance().GetState();
-  const char* cloud = server.empty()                              ? "IDS_HOME_NO_CLOUD"
-                      : state.status == SyncStatus::SYNCERROR ? "IDS_HOME_CLOUD_TROUBLE"
-                                                              : "IDS_HOME_CLOUD_GOOD";
   Say("home_cloud_title", ItemsText());
-  Say("home_cloud_text", QString::fromLatin1(cloud));
-  const QStorageInfo disk(QString::fromStdString(platform::DataRoot().string()));
-  Say("home_storage_title", Page::SizeText(disk.bytesAvailable()));
-  if (auto* bar = dynamic_cast<CProgressUI*>(FindSubControl(QStringLiteral("home_storage_bar"))); bar && disk.bytesTotal() > 0)
-    bar->SetValue(static_cast<int>(100 - disk.bytesAvailable() * 100 / disk.bytesTotal()));
+  if (server.empty()) Say("home_cloud_text", QStringLiteral("IDS_HOME_NO_CLOUD"));
+  // Both ask the disk, which may be slow.
+  Page::InBackground(
+      this,
+      [] {
+        const QStorageInfo disk(QString::fromStdString(platform::DataRoot().string()));
+        return Figures{SyncHelper::GetInstance().GetState().status == SyncStatus::SYNCERROR, disk.bytesAvailable(),
+                       disk.bytesTotal()};
+      },
+      [this, hasCloud = !server.empty()](const Figures& figures) { ShowFigures(figures, hasCloud); });
   std::size_t running = 0, waiting = 0, failed = 0;
   for (const TaskType kind : {TaskType::Upload, TaskType::Download}) {
     const auto figures = GalleryTransManager::GetInstance().GetFigures(kind);
@@ -128,6 +121,14 @@ void HomePage::Reload() {
   Say("home_transfers_title", Page::Fill(CResourceManager::GetText(QStringLiteral("IDS_HOME_RUNNING")), {number(running)}));
   Say("home_transfers_text",
       Page::Fill(CResourceManager::GetText(QStringLiteral("IDS_HOME_WAITING")), {number(waiting), number(failed)}));
+}
+
+void HomePage::ShowFigures(const Figures& figures, bool hasCloud) {
+  if (hasCloud)
+    Say("home_cloud_text", figures.trouble ? QStringLiteral("IDS_HOME_CLOUD_TROUBLE") : QStringLiteral("IDS_HOME_CLOUD_GOOD"));
+  Say("home_storage_title", Page::SizeText(figures.freeBytes));
+  auto* bar = dynamic_cast<CProgressUI*>(FindSubControl(QStringLiteral("home_storage_bar")));
+  if (bar && figures.totalBytes > 0) bar->SetValue(static_cast<int>(100 - figures.freeBytes * 100 / figures.totalBytes));
 }
 
 QString HomePage::ItemsText() const {

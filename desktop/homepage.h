@@ -38,6 +38,11 @@ class HomePage : public CVerticalLayoutUI {
   void OnNotify(TNotifyUI& message);
 
  private:
+  struct Figures {
+    bool trouble = false;  // the last cycle of the sync failed
+    qint64 freeBytes = 0, totalBytes = 0;
+  };
+  void ShowFigures(const Figures& figures, bool hasCloud);
   QString ItemsText() const;
   void Say(const char* name, const QString& words);
 

@@ -2,6 +2,7 @@
 
 #include <QDesktopServices>
 #include <QFileInfo>
+#include <QScrollBar>
 #include <QUrl>
 
 #include "common/toolkit/button.h"
@@ -18,8 +19,9 @@
 
 namespace {
 
-// Rows beyond these tell nobody anything; the group's head has the count.
-constexpr std::size_t kMostRows = 200;
+// Rows that are made at once. An import of a card is thousands of tasks, of which nobody
+// looks at more than a screen: the others come when the list is scrolled to them.
+constexpr std::size_t kRowsAtOnce = 200;
 constexpr int kHeadHeight = 44, kRowHeight = 68;
 
 const char* GroupOf(const TransferTask& task) {
@@ -43,6 +45,9 @@ GalleryTransManager& Manager() { return GalleryTransManager::GetInstance(); }
 
 }  // namespace
 
+TransfersPage::TransfersPage(FrameWindow& of)
+    : tasksOf([](TaskType kind) { return Manager().Tasks(kind); }), frame(of), wanted(kRowsAtOnce) {}
+
 void TransfersPage::DoInit() {
   CVerticalLayoutUI::DoInit();
   auto* content = CDialogBuilder().Create(QStringLiteral("Desktop/TransfersPage.xml"), nullptr, this);
@@ -51,10 +56,22 @@ void TransfersPage::DoInit() {
   list = dynamic_cast<CListUI*>(FindSubControl(QStringLiteral("transfer_list")));
 }
 
+// The list makes its bar with its first row.
+void TransfersPage::FollowScroll() {
+  auto* bar = list->GetVerticalScrollBar();
+  if (!bar || bar == followed) return;
+  followed = bar;
+  connect(bar, &QScrollBar::valueChanged, this, [this, bar](int at) {
+    if (at + 2 * list->height() < bar->maximum() || rows.size() < wanted) return;
+    wanted = rows.size() + kRowsAtOnce;
+    QMetaObject::invokeMethod(this, [this] { Reload(); }, Qt::QueuedConnection);
+  });
+}
+
 std::vector<TransferTask::Ptr> TransfersPage::Tasks() const {
   std::vector<TransferTask::Ptr> all;
-  const auto take = [&all](TaskType kind) {
-    for (const auto& task : Manager().Tasks(kind)) all.push_back(task);
+  const auto take = [this, &all](TaskType kind) {
+    for (const auto& task : tasksOf(kind)) all.push_back(task);
   };
   if (filter != Filter::Downloads) take(TaskType::Upload);
   if (filter != Filter::Uploads) {
@@ -70,33 +87,49 @@ std::vector<TransferTask::Ptr> TransfersPage::Tasks() const {
 void TransfersPage::Reload() {
   if (!list || !frame.Work().IsOpen()) return;
   const auto tasks = Tasks();
-  std::string now;
-  for (std::size_t i = 0; i < std::min(tasks.size(), kMostRows); ++i)
-    now += tasks[i]->GetTransferId() + GroupOf(*tasks[i]) + std::to_string(static_cast<int>(tasks[i]->Status())) + ';';
   if (auto* words = FindSubControl(QStringLiteral("transfers_empty"))) words->SetVisible(tasks.empty());
   list->SetVisible(!tasks.empty());
-  if (now != shape || (rows.empty() && !tasks.empty())) {
-    shape = now;
-    Rebuild(tasks);
-  }
-  for (Row& row : rows) Update(row);
+  MakeRows(tasks);
+  ShowCounts(tasks);
+  for (Row& row : rows)
+    if (!row.widget->visibleRegion().isEmpty()) Update(row);
 }
 
-void TransfersPage::Rebuild(const std::vector<TransferTask::Ptr>& tasks) {
-  list->RemoveAll();
-  rows.clear();
-  const char* group = "";
-  for (std::size_t i = 0; i < std::min(tasks.size(), kMostRows); ++i) {
-    const char* own = GroupOf(*tasks[i]);
-    if (std::string_view(own) != group)
-      AddHead(group = own, std::count_if(tasks.begin(), tasks.end(), [own](const TransferTask::Ptr& task) {
-                return std::string_view(GroupOf(*task)) == own;
-              }));
+// Rows that are there already stay; others are added behind them, or all are made anew at
+// the same place of the list.
+void TransfersPage::MakeRows(const std::vector<TransferTask::Ptr>& tasks) {
+  const std::size_t count = std::min(tasks.size(), wanted);
+  std::vector<std::string> now;
+  for (std::size_t i = 0; i < count; ++i)
+    now.push_back(tasks[i]->GetTransferId() + GroupOf(*tasks[i]) + std::to_string(static_cast<int>(tasks[i]->Status())));
+  const bool grown = !shape.empty() && shape.size() <= now.size() && std::equal(shape.begin(), shape.end(), now.begin());
+  const QSize at = list->GetScrollPos();
+  if (!grown) {
+    list->RemoveAll();
+    rows.clear();
+    heads.clear();
+  }
+  for (std::size_t i = rows.size(); i < count; ++i) {
+    const char* group = GroupOf(*tasks[i]);
+    if (heads.empty() || std::string_view(heads.back().group) != group) AddHead(group);
     AddRow(tasks[i]);
+    Update(rows.back());
+  }
+  if (!grown) list->SetScrollPos(at);
+  FollowScroll();
+  shape = std::move(now);
+}
+
+void TransfersPage::ShowCounts(const std::vector<TransferTask::Ptr>& tasks) {
+  for (const Head& head : heads) {
+    const auto count = std::count_if(tasks.begin(), tasks.end(), [&head](const TransferTask::Ptr& task) {
+      return std::string_view(GroupOf(*task)) == head.group;
+    });
+    head.figure->SetText(CResourceManager::FormatNumber(static_cast<qint64>(count)));
   }
 }
 
-void TransfersPage::AddHead(const char* key, std::size_t count) {
+void TransfersPage::AddHead(const char* key) {
   auto* head = new CListContainerElementUI;
   head->SetFixedHeight(kHeadHeight);
   head->ApplyAttributeList(QStringLiteral("childpadding=\"8\" childvalign=\"middle\""));
@@ -106,8 +139,8 @@ void TransfersPage::AddHead(const char* key, std::size_t count) {
   head->Add(words);
   auto* figure = new CLabelUI;
   figure->ApplyAttributeList(QStringLiteral("font=\"label\" textcolor=\"text-2\""));
-  figure->SetText(CResourceManager::FormatNumber(static_cast<qint64>(count)));
   head->Add(figure);
+  heads.push_back({key, figure});
   const std::string_view name = key;
   const char* action = name == "IDS_TRANSFERS_RUNNING"    ? "pause_all"
                        : name == "IDS_TRANSFERS_FAILED"   ? "retry_all"
@@ -147,7 +180,7 @@ void TransfersPage::AddRow(const TransferTask::Ptr& task) {
   name->SetText(Page::Wide(task->GetFileName()));
   name->SetAttribute(QStringLiteral("elide"), QStringLiteral("middle"));
   middle->Add(name);
-  Row kept{task};
+  Row kept{task, row};
   if (task->Status() == TaskStatus::Running) {
     middle->Add(kept.bar = new CProgressUI);
     kept.bar->setRange(0, 1000);
@@ -259,6 +292,7 @@ void TransfersPage::OnNotify(TNotifyUI& message) {
     filter = name.endsWith(QStringLiteral("up")) ? Filter::Uploads
              : name.endsWith(QStringLiteral("down")) ? Filter::Downloads
                                                      : Filter::All;
+    wanted = kRowsAtOnce;
     Reload();
   }
 }

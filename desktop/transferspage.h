@@ -1,6 +1,6 @@
 #pragma once
 
-#include <map>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -15,22 +15,32 @@ class FrameWindow;
 // Uploads and downloads: running, waiting, failed with their reasons, finished.
 class TransfersPage : public CVerticalLayoutUI {
  public:
-  explicit TransfersPage(FrameWindow& of) : frame(of) {}
+  explicit TransfersPage(FrameWindow& of);
   void DoInit() override;
   // What has changed since the last time; rows of tasks that stay are kept.
   void Reload();
   void OnNotify(TNotifyUI& message);
+  std::size_t RowCount() const { return rows.size(); }
+  // Where the tasks come from; tests bring their own.
+  std::function<std::vector<TransferTask::Ptr>(TaskType kind)> tasksOf;
 
  private:
   enum class Filter { All, Uploads, Downloads };
   struct Row {
     TransferTask::Ptr task;
+    QWidget* widget = nullptr;
     CLabelUI* state = nullptr;
     CProgressUI* bar = nullptr;
   };
   std::vector<TransferTask::Ptr> Tasks() const;
-  void Rebuild(const std::vector<TransferTask::Ptr>& tasks);
-  void AddHead(const char* key, std::size_t count);
+  struct Head {
+    const char* group;
+    CLabelUI* figure;
+  };
+  void MakeRows(const std::vector<TransferTask::Ptr>& tasks);
+  void AddHead(const char* key);
+  void ShowCounts(const std::vector<TransferTask::Ptr>& tasks);
+  void FollowScroll();
   void AddRow(const TransferTask::Ptr& task);
   void Update(Row& row);
   QString StateText(const TransferTask& task) const;
@@ -38,7 +48,10 @@ class TransfersPage : public CVerticalLayoutUI {
 
   FrameWindow& frame;
   CListUI* list = nullptr;
+  CScrollBarUI* followed = nullptr;
   Filter filter = Filter::All;
-  std::string shape;  // which rows there are, and in which groups
+  std::size_t wanted;             // rows that are made; more of them when the list's end comes near
+  std::vector<std::string> shape;  // which rows there are, and in which groups
+  std::vector<Head> heads;
   std::vector<Row> rows;
 };

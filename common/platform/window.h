@@ -25,8 +25,6 @@ using LRESULT = std::intptr_t;
 // Public message numbers (documented Win32 values).
 inline constexpr UINT WM_CLOSE = 0x0010;
 inline constexpr UINT WM_KEYDOWN = 0x0100;
-inline constexpr UINT WM_MOUSEWHEEL = 0x020A;
-inline constexpr UINT WM_MOUSEHWHEEL = 0x020E;
 inline constexpr UINT WM_USER = 0x0400;
 
 // Handles one message; runs on the window's thread.

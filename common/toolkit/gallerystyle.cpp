@@ -3,6 +3,7 @@
 #include <QFocusFrame>
 #include <QLineEdit>
 #include <QMenu>
+#include <QPainterPath>
 #include <QPainter>
 #include <QScrollBar>
 #include <QSlider>
@@ -11,6 +12,7 @@
 
 #include "common/toolkit/button.h"
 #include "common/toolkit/buttonpainter.h"
+#include "common/toolkit/compositor.h"
 #include "common/toolkit/edit.h"
 #include "common/toolkit/icons.h"
 #include "common/toolkit/mix.h"
@@ -27,6 +29,7 @@ namespace {
 constexpr int kRingDistance = 2, kRingWidth = 2;
 constexpr int kKnob = 16, kHotKnob = 18, kTrack = 3;
 constexpr int kThumb = 6, kHotThumb = 8, kShortestThumb = 32;
+constexpr int kPopupRadius = 12;
 constexpr int kMenuItem = 34, kMenuPadding = 6, kMenuIcon = 18;
 constexpr int kIndicator = 18, kSwitchWide = 40, kSwitchHigh = 22;
 
@@ -155,8 +158,7 @@ void PaintRing(QPainter& painter, const QStyleOption& option, const QWidget* wid
 
 void PaintMenuGround(QPainter& painter, const QRect& rect, const QWidget* widget) {
   const int scale = ScaleOf(widget);
-  const double radius =
-      widget && widget->testAttribute(Qt::WA_TranslucentBackground) ? ScaledF(12, scale) : 0;
+  const double radius = widget && widget->isWindow() ? ScaledF(kPopupRadius, scale) : 0;
   painter.setBrush(Token("raised"));
   painter.drawRoundedRect(rect, radius, radius);
   PaintEdge(painter, rect, radius, std::max(1, Scaled(1, scale)), Token("line"));
@@ -320,6 +322,17 @@ void PaintScrollBar(QPainter& painter, const QStyleOptionSlider& option, const Q
   painter.drawRoundedRect(thumb, wide / 2, wide / 2);
 }
 
+// The mask of a popup whose corners cannot be see-through; nothing for others.
+int CutCorners(const QWidget* widget, QStyleHintReturn* data) {
+  auto* mask = qstyleoption_cast<QStyleHintReturnMask*>(data);
+  if (!widget || !mask || widget->testAttribute(Qt::WA_TranslucentBackground)) return 0;
+  const double radius = ScaledF(kPopupRadius, ScaleOf(widget));
+  QPainterPath round;
+  round.addRoundedRect(widget->rect(), radius, radius);
+  mask->region = QRegion(round.toFillPolygon().toPolygon());
+  return 1;
+}
+
 }  // namespace
 
 GalleryStyle::GalleryStyle() : QProxyStyle("Fusion") {}
@@ -332,7 +345,8 @@ void GalleryStyle::polish(QWidget* widget) {
   if (field || qobject_cast<QMenu*>(widget)) widget->setAttribute(Qt::WA_Hover);
   if (qobject_cast<QMenu*>(widget) || widget->inherits("QTipLabel")) {
     widget->setWindowFlag(Qt::FramelessWindowHint);
-    widget->setAttribute(Qt::WA_TranslucentBackground);
+    // See-through corners would be black: a mask cuts them then.
+    widget->setAttribute(Qt::WA_TranslucentBackground, HasCompositor());
   }
 }
 
@@ -536,6 +550,9 @@ int GalleryStyle::styleHint(StyleHint hint, const QStyleOption* option, const QW
       return 0;
     case SH_Menu_MouseTracking:
       return 1;
+    case SH_Menu_Mask:
+    case SH_ToolTip_Mask:
+      return CutCorners(widget, data);
     default:
       return QProxyStyle::styleHint(hint, option, widget, data);
   }

@@ -7,6 +7,8 @@
 #include <QDir>
 #include <QImage>
 #include <QTest>
+#include <filesystem>
+#include <fstream>
 
 #include "autostart.h"
 #include "common/platform/paths.h"
@@ -18,6 +20,7 @@
 #include "host/account/userauthservice.h"
 #include "model/gallery.h"
 #include "sync/synchelper.h"
+#include "transferspage.h"
 #include "tests/support/temporaryfolder.h"
 #include "ui/view/galleryfilelistviewhelper.h"
 #include "ui/zentaragallery.h"
@@ -204,6 +207,84 @@ TEST_F(FrameTest, AccountOfTheServiceTellsItsDevicesPasswordAndKeys) {
   EXPECT_TRUE(Until([&] { return !told.isEmpty(); }));
   ASSERT_TRUE(keys.open(QIODevice::ReadOnly));
   EXPECT_EQ(keys.readAll(), "the user's own");
+  End();
+}
+
+// A transfer that waits.
+class WaitingTask : public TransferTask {
+ public:
+  explicit WaitingTask(int of) : TransferTask(TaskType::Download), number(of) {}
+  std::int64_t GetTotalSize() const override { return 1000; }
+  std::wstring GetFileName() const override { return L"file " + std::to_wstring(number); }
+  std::wstring GetLocalPath() const override { return {}; }
+  std::string GetTransferId() const override { return std::to_string(number); }
+
+ private:
+  const int number;
+};
+
+TEST_F(FrameTest, AllOfThousandsOfTransfersCanBeScrolledTo) {
+  Open();
+  ASSERT_TRUE(Until([this] { return FirstRun() && FirstRun()->isVisible(); }));
+  Press("btn_later");
+  ASSERT_TRUE(Until([this] { return HasPage(); }));
+  TransfersPage* page = nullptr;
+  for (QWidget* widget : frame->findChildren<QWidget*>())
+    if (auto* found = dynamic_cast<TransfersPage*>(widget)) page = found;
+  ASSERT_NE(page, nullptr);
+  std::vector<TransferTask::Ptr> tasks;
+  for (int i = 0; i < 1000; ++i) tasks.push_back(std::make_shared<WaitingTask>(i));
+  page->tasksOf = [&tasks](TaskType kind) {
+    return kind == TaskType::Download ? tasks : std::vector<TransferTask::Ptr>();
+  };
+  frame->ShowPage(FrameWindow::Transfers);
+  auto* list = dynamic_cast<CListUI*>(page->FindSubControl(QStringLiteral("transfer_list")));
+  ASSERT_NE(list, nullptr);
+  EXPECT_LT(page->RowCount(), 400u);  // Not all of them at once.
+  ASSERT_TRUE(Until([&] {
+    list->SetScrollPos(list->GetScrollRange());
+    return page->RowCount() == tasks.size();
+  }));
+  EXPECT_EQ(list->GetCount(), 1001);  // with the head of the group
+  // What ends goes from the list, and the place in it stays.
+  const int at = list->GetScrollPos().height();
+  tasks.pop_back();
+  page->Reload();
+  EXPECT_EQ(page->RowCount(), 999u);
+  EXPECT_GT(list->GetScrollPos().height(), at - 200);
+  page->tasksOf = [](TaskType) { return std::vector<TransferTask::Ptr>(); };
+  page->Reload();
+  EXPECT_EQ(page->RowCount(), 0u);
+  End();
+}
+
+// What the switch says is what the settings of the profile keep and the next start does.
+TEST_F(FrameTest, SwitchedOffSyncIsKeptForTheNextStart) {
+  Open();
+  ASSERT_TRUE(Until([this] { return FirstRun() && FirstRun()->isVisible(); }));
+  Press("btn_later");
+  ASSERT_TRUE(Until([this] { return HasPage(); }));
+  frame->ShowPage(FrameWindow::Settings);
+  auto* sync = frame->Find<CCheckBoxUI>(QStringLiteral("set_sync"));
+  ASSERT_NE(sync, nullptr);
+  ASSERT_TRUE(sync->IsSelected());
+  sync->click();
+  const auto kept = [this] {
+    std::string all;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder.Path())) {
+      if (entry.path().filename() != "settings.json") continue;
+      std::ifstream file(entry.path());
+      all.assign(std::istreambuf_iterator<char>(file), {});
+    }
+    return all;
+  };
+  EXPECT_TRUE(Until([&] {
+    const std::string text = kept();
+    const auto at = text.find("DesktopSyncOff");
+    return at != std::string::npos && text.find('1', at) != std::string::npos;
+  }));
+  sync->click();
+  EXPECT_TRUE(DesktopSettings::Syncs());
   End();
 }
 

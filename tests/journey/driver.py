@@ -226,6 +226,41 @@ class Desktop:
     def press(self, name, role="push button"):
         self.click(self.find(name, role))
 
+    def other(self, program, *words):
+        """Another program with a window on the same display, once it is there; its file of words."""
+        said = os.path.join(self.folder, program + ".said")
+        with open(said, "w") as out:
+            self.programs.append(subprocess.Popen([os.path.join(self.bin, program), *words], env=self.env,
+                                                  stdout=out, stderr=subprocess.DEVNULL))
+        self.wait(lambda: self.said(said, "ready"), f"{program} to be there")
+        return said
+
+    @staticmethod
+    def said(file, word):
+        with open(file) as words:
+            return word in words.read()
+
+    def end_other(self):
+        program = self.programs.pop()
+        program.terminate()
+        program.wait(PATIENCE)
+
+    def carry(self, start, end, there):
+        """A drag between programs: moves about at `end` until `there` says that it is taken there."""
+        self.xdo("mousemove", *start, "mousedown", 1)
+        for part in range(1, 6):
+            self.xdo("mousemove", start[0] + part * 4, start[1] + part * 2)
+        step = [0]
+
+        def arrive():
+            step[0] += 1
+            self.xdo("mousemove", end[0] + step[0] % 7, end[1])
+            return there()
+        try:
+            self.wait(arrive, "a drag to be taken")
+        finally:
+            self.xdo("mouseup", 1)
+
     def drag(self, start, end):
         self.xdo("mousemove", *start, "mousedown", 1)
         for part in range(1, 9):

@@ -1,10 +1,14 @@
 // The page with real input: what it shows, and what mouse and keys do.
 
 #include <QAccessible>
+#include <QPaintEvent>
+#include <QScreen>
 
 #include "common/toolkit/edit.h"
 #include "common/toolkit/resourcequeue.h"
 #include "pagetest.h"
+#include "ui/timescrollbar.h"
+#include "ui/userproperties.h"
 #include "utils/messages.h"
 
 namespace {
@@ -292,9 +296,8 @@ TEST_F(PageTest, AlbumIsMadeRenamedAndOpened) {
   QTest::keyClicks(edit, QStringLiteral("Harbour"));
   EXPECT_FALSE(edit->HasError());
   QTest::keyClick(edit, Qt::Key_Return);
-  Settle();
+  ASSERT_TRUE(Until([&] { return page->CurrentAlbum() && page->CurrentAlbum() == gallery.AlbumNameIsExist(L"Harbour"); }));
   const auto album = gallery.AlbumNameIsExist(L"Harbour");
-  ASSERT_NE(album, nullptr);
   EXPECT_EQ(panel.SelectedId(), album->AlbumId.Get());
   EXPECT_EQ(page->CurrentAlbum(), album);
   EXPECT_EQ(Text("nor_text"), QStringLiteral("Harbour"));
@@ -343,6 +346,70 @@ TEST_F(PageTest, TallWindowHasNoEmptyLowerHalf) {
   for (const auto* row : List().Body()->Rows())
     if (row->IsVisible()) bottom = std::max(bottom, row->geometry().bottom());
   EXPECT_GE(bottom, List().Body()->height() - 1);
+}
+
+// What the window shows is what painting all of it anew would show.
+TEST_F(PageTest, ScrolledPixelsAreThoseOfAFreshPaint) {
+  for (int day = 0; day < 60; ++day) AddDay(day, 1 + day * 7 % 23);
+  UserProperties::Set(UserProperties::kTipSeen, 1);  // A tip lies over the list.
+  Open({1440, 900});
+  ASSERT_TRUE(UntilPictures());
+  const auto shown = [this] {
+    Settle();
+    return frame->screen()->grabWindow(frame->winId()).toImage().convertToFormat(QImage::Format_RGB32);
+  };
+  const auto fresh = [this] { return frame->grab().toImage().convertToFormat(QImage::Format_RGB32); };
+  ASSERT_TRUE(Until([&] { return shown() == fresh(); }));
+  auto& body = *List().Body();
+  std::size_t at = 0;
+  for (const int by : {64, 64, 64, 64, -64, 1, 7, 500, -300, 64, 64, 3000, -64, -64, 900, -3, 64, 64, 100'000, -64, -2000}) {
+    body.SetScrollPos({0, body.GetScrollPos().height() + by});
+    // A picture may still be on its way; pixels that were left behind stay wrong.
+    ASSERT_TRUE(Until([&] { return shown() == fresh(); })) << "step " << at;
+    ++at;
+  }
+  // The bubble of the bar stands over the rows.
+  const auto expectSame = [&](const char* when) {
+    EXPECT_TRUE(Until([&] { return shown() == fresh(); })) << when;
+  };
+  body.SetScrollPos({0, 0});
+  auto* bar = dynamic_cast<CTimeAlbumBodyUI&>(body).TimeBar();
+  ASSERT_NE(bar, nullptr);
+  QTest::mousePress(bar, Qt::LeftButton, {}, {bar->width() / 2, 200});
+  expectSame("pressed");
+  QTest::mouseMove(bar, {bar->width() / 2, 230});
+  expectSame("moved");
+  body.LineDown();
+  expectSame("scrolled under the bubble");
+  QTest::mouseRelease(bar, Qt::LeftButton, {}, {bar->width() / 2, 230});
+}
+
+// A step paints what came in, and not what has only moved.
+TEST_F(PageTest, StepPaintsWhatCameInAlone) {
+  AddDay(0, 200);
+  UserProperties::Set(UserProperties::kTipSeen, 1);
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  auto& body = *List().Body();
+  body.SetScrollPos({0, 700});
+  ASSERT_TRUE(UntilPictures());
+  Settle();
+  class Painted : public QObject {
+   public:
+    bool eventFilter(QObject*, QEvent* event) override {
+      if (event->type() == QEvent::Paint) area += static_cast<QPaintEvent*>(event)->region().boundingRect().height();
+      return false;
+    }
+    int area = 0;
+  } painted;
+  int cells = 0;
+  for (auto* row : body.Rows())
+    for (int k = 0; k < row->Columns(); ++k, ++cells) row->Cell(k)->installEventFilter(&painted);
+  body.SetScrollPos({0, 700 + 64});
+  Settle();
+  EXPECT_GT(painted.area, 0);
+  // Six cells of a strip of 64 pixels, and the last column under the bar.
+  EXPECT_LE(painted.area, 6 * 64 + 6 * 170);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "contenttest.h"
+#include "host/base/globalparamwrapper.h"
 #include "playertest.h"
 
 namespace {
@@ -98,6 +99,35 @@ TEST_F(PlayerCloudTest, ServiceThatIsGoneIsSaid) {
   ASSERT_TRUE(Until([this] { return viewer->Got(WM_GALLERY_VIDEO_ENDED); }));
   EXPECT_EQ(ErrorWords(), CResourceManager::GetText(QStringLiteral("IDS_GALLERT_SERVER_ERROR")));
   EXPECT_FALSE(VideoPlayer::HasPlayer());
+}
+
+TEST_F(PlayerCloudTest, FilmThatStallsShowsTheRingAndThenWhy) {
+  const auto file = Uploaded(Films::Busy("-movflags faststart"));
+  server.Fault(R"({"method":"GET","path":"/objects/","nth":)" + std::to_string(slices / 2) +
+               R"(,"times":0,"delayMs":3600000})");
+  // The service's patience.
+  std::ofstream(folder / "config/ZentaraCloud/settings.json") << R"({"timeoutLowSpeedSeconds":2})";
+  ASSERT_TRUE(GlobalParamWrapper::GetInstance()->Load());
+  Play(file);
+  ASSERT_TRUE(Until([this] { return HasPicture() && Player().Time() > 0; }));
+  EXPECT_FALSE(Window()->IsStalled());
+  ASSERT_TRUE(Until([this] { return Window() && Window()->IsStalled(); }));
+  EXPECT_TRUE(HasPicture());  // The ring lies over where it stands.
+  Keep("player-stalled");
+  ASSERT_TRUE(Until([this] { return viewer->Got(WM_GALLERY_VIDEO_ENDED); }));
+  EXPECT_EQ(ErrorWords(), CResourceManager::GetText(QStringLiteral("IDS_GALLERT_SERVER_ERROR")));
+  server.Kill();  // Nobody waits for its answers any longer.
+}
+
+TEST_F(PlayerCloudTest, RingOfAStallGoesWhenTheFilmGoesOn) {
+  const auto file = Uploaded(Films::Busy("-movflags faststart"));
+  server.Fault(R"({"method":"GET","path":"/objects/","nth":)" + std::to_string(slices / 2) +
+               R"(,"times":1,"delayMs":6000})");
+  Play(file);
+  ASSERT_TRUE(Until([this] { return Window() && Window()->IsStalled(); }));
+  const std::int64_t stood = Player().Time();
+  EXPECT_TRUE(Until([this] { return !Window()->IsStalled(); }));
+  EXPECT_TRUE(Until([&] { return Player().Time() > stood + 1000; }));
 }
 
 TEST_F(PlayerCloudTest, FilmsThatHangGiveWayToTheNextOne) {

@@ -5,6 +5,7 @@
 #include "common/toolkit/resourcemanager.h"
 #include "host/base/drivethreadpool.h"
 #include "tests/support/operationlog.h"
+#include "ui/dialogs/deletepicwnd.h"
 #include "viewertest.h"
 
 namespace {
@@ -415,6 +416,29 @@ TEST_F(ViewerTest, TheDeleteKeyAsksForTheShownPicture) {
   ASSERT_TRUE(Until([&] { return today[1]->IsInBin(); }));
   EXPECT_FALSE(today[0]->IsInBin());
   ASSERT_TRUE(Until([&] { return Viewer() && Viewer()->Shown() == today[2]; }));
+}
+
+TEST_F(ViewerTest, AHeldDeleteKeyAsksOnce) {
+  const auto today = AddDay(0, 2);
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  OpenViewer(today[0]);
+  int asked = 0;
+  QTimer answer;
+  QObject::connect(&answer, &QTimer::timeout, [&] {
+    for (QWidget* widget : frame->findChildren<QWidget*>()) {
+      auto* question = dynamic_cast<DeletePicWnd*>(widget);
+      if (!question || !question->isVisible()) continue;
+      ++asked;
+      question->Close(IDCANCEL);
+    }
+  });
+  answer.start(0);
+  for (int i = 0; i < 3; ++i) QTest::keyClick(Viewer(), Qt::Key_Delete);
+  ASSERT_TRUE(Until([&] { return asked > 0; }));
+  Settle();
+  EXPECT_EQ(asked, 1);
+  EXPECT_FALSE(today[0]->IsInBin());
 }
 
 TEST_F(ViewerTest, AReloadInTheMiddleOfAZoomKeepsIt) {

@@ -190,6 +190,44 @@ TEST_F(ViewerPictures, ALargePictureIsDrawnFromTilesInSight) {
   EXPECT_TRUE(Looks(ColorAt(Lcd(), middle + QPoint(-30, -30)), Qt::blue));
 }
 
+TEST_F(ViewerPictures, APanoramaIsWalkedThroughWithinABound) {
+  const auto today = AddDay(0, 1);
+  GiveOriginal(today[0], Quarters({30000, 2000}), "JPG");
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  OpenViewer(today[0]);
+  ASSERT_TRUE(UntilSharp());
+  Settle();
+  qint64 most = 0;
+  const auto complete = [&] {
+    (void)Lcd().grab();
+    most = std::max(most, LcdPictures::GetInstance().Bytes());
+    const auto [there, all] = Lcd().TilesInSight();
+    return all > 0 && there == all;
+  };
+  Lcd().ActualSize();
+  ASSERT_TRUE(Until(complete));
+  EXPECT_EQ(Lcd().PicturePlace().width(), 30000);
+  // From its middle to its beginning, and then to its end, two thirds of a window at a time.
+  const int step = Lcd().width() * 2 / 3;
+  for (const int towards : {step, -step}) {
+    for (int before = INT_MAX; before != Lcd().PicturePlace().x();) {
+      before = Lcd().PicturePlace().x();
+      Lcd().Pan(QPointF(towards, 0));
+      ASSERT_TRUE(Until(complete)) << before;
+    }
+    EXPECT_TRUE(Looks(ColorAt(Lcd(), {20, 20}), towards > 0 ? Qt::red : Qt::green, 20));
+  }
+  // All of it is 180 MB; what was passed by is let go.
+  EXPECT_LT(most, 112 << 20);
+  EXPECT_GT(most, 64 << 20);
+  for (const double zoom : {80.0, 40.0, 60.0}) {
+    Lcd().SetZoom(zoom);
+    ASSERT_TRUE(Until(complete)) << zoom;
+  }
+  EXPECT_LT(most, 112 << 20);
+}
+
 TEST_F(ViewerPictures, NeighboursAreDecodedAhead) {
   const auto today = AddDay(0, 6);
   for (const auto& file : today) GiveOriginal(file, Quarters({1600, 1200}));

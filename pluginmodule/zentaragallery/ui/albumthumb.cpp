@@ -1,12 +1,11 @@
 #include "ui/albumthumb.h"
 
 #include <QPainter>
-#include <QPainterPath>
 
 #include "common/toolkit/icons.h"
 #include "common/toolkit/resourcequeue.h"
+#include "ui/fittedpicture.h"
 #include "ui/pagecontext.h"
-#include "ui/view/gridgeometry.h"
 
 ThumbUI::ThumbUI(std::function<QString()> pathNow, QString placeholderIcon)
     : path(std::move(pathNow)), icon(std::move(placeholderIcon)) {
@@ -28,10 +27,5 @@ void ThumbUI::PaintBkImage(QPainter& painter) {
     const QRect place(rect().center() - QPoint(side / 2, side / 2), QSize(side, side));
     return icons::Paint(painter, icon, place, ColorOf(QStringLiteral("text-2")));
   }
-  const auto place = GridGeometry::Fit(image.width(), image.height(), width(), height());
-  const QRect picture(place.x, place.y, place.width, place.height);
-  QPainterPath rounded;
-  rounded.addRoundedRect(picture, Scaled(2), Scaled(2));
-  painter.setClipPath(rounded);
-  painter.drawImage(picture, image);
+  PaintFittedPicture(painter, image, rect(), Scaled(2));
 }

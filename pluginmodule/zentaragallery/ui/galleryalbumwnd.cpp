@@ -317,12 +317,13 @@ void CGalleryAlbumWnd::EndEdit() {
 
 void CGalleryAlbumWnd::RefuseName(const QString& key) {
   if (bubble) bubble->Dismiss();
+  if (!edit) return;
   edit->SetError(!key.isEmpty());
   if (!key.isEmpty()) bubble = Bubble::Show(*edit, key, BubbleKind::Error);
 }
 
 void CGalleryAlbumWnd::TryName() {
-  if (!edit) return;
+  if (!edit || saving) return;
   const QString name = edit->GetText();
   if (name.trimmed().isEmpty()) return EndEdit();
   const auto album = FindAlbum(renameId);
@@ -333,19 +334,35 @@ void CGalleryAlbumWnd::TryName() {
 }
 
 void CGalleryAlbumWnd::OnAddAlbum() {
-  const auto album = Gallery::GetInstance().CreateAlbum(Page::Wide(edit->GetText()), false, -1);
-  if (!album) return RefuseName(QStringLiteral("IDS_GALLERT_CREATE_ALBUM_FAIL"));
-  LogOperation("halcyra_gallery_albumcreate", "1");
-  EndEdit();
-  Reload();
-  OpenAlbum(album->AlbumId.Get(), false);
+  Make(edit->GetText());
+}
+
+// The database may be busy with a batch: the window does not wait for it.
+void CGalleryAlbumWnd::Make(const QString& name) {
+  saving = true;
+  Page::InBackground(
+      this, [wide = Page::Wide(name)] { return Gallery::GetInstance().CreateAlbum(wide, false, -1); },
+      [this](const Album::Ptr& album) {
+        saving = false;
+        if (!album) return RefuseName(QStringLiteral("IDS_GALLERT_CREATE_ALBUM_FAIL"));
+        LogOperation("halcyra_gallery_albumcreate", "1");
+        EndEdit();
+        Reload();
+        OpenAlbum(album->AlbumId.Get(), false);
+      });
 }
 
 void CGalleryAlbumWnd::OnUpdataAlbum(const QString& name) {
-  if (!Gallery::GetInstance().RenameAlbum(FindAlbum(renameId), Page::Wide(name)))
-    return RefuseName(QStringLiteral("IDS_GALLERT_CREATE_ALBUM_FAIL"));
-  LogOperation("halcyra_gallery_albumrename", "1");
-  EndEdit();
+  saving = true;
+  Page::InBackground(
+      this,
+      [album = FindAlbum(renameId), wide = Page::Wide(name)] { return Gallery::GetInstance().RenameAlbum(album, wide); },
+      [this](bool renamed) {
+        saving = false;
+        if (!renamed) return RefuseName(QStringLiteral("IDS_GALLERT_CREATE_ALBUM_FAIL"));
+        LogOperation("halcyra_gallery_albumrename", "1");
+        EndEdit();
+      });
 }
 
 void CGalleryAlbumWnd::OnDeleteAlbum() {
@@ -377,11 +394,11 @@ void CGalleryAlbumWnd::Notify(TNotifyUI& message) {
   const QString name = message.pSender ? message.pSender->GetName() : QString();
   if (message.sType == QStringLiteral("return") && edit) return TryName();
   if (message.sType == QStringLiteral("escape") && edit) return EndEdit();
-  if (message.sType == QStringLiteral("killfocus") && edit && message.pSender == edit && !ending) {
+  if (message.sType == QStringLiteral("killfocus") && edit && message.pSender == edit && !ending && !saving) {
     if (edit->HasError() || edit->GetText().trimmed().isEmpty()) return EndEdit();
     return TryName();
   }
-  if (message.sType == QStringLiteral("textchanged") && edit) {
+  if (message.sType == QStringLiteral("textchanged") && edit && !saving) {
     const QString text = edit->GetText();
     const auto album = FindAlbum(renameId);
     const bool unchanged = text.trimmed().isEmpty() || (album && Page::AlbumTitle(*album) == text);

@@ -38,6 +38,8 @@ class CGalleryAlbumWnd : public WindowImplBaseEx {
   // mark is drawn on it.
   Album::Ptr AlbumAtPoint(QPoint global, QString& name);
   void ClearDragMark();
+  // An album of the user, made on a worker and opened then.
+  void Make(const QString& name);
 
  private:
   void ClickAlbumBtn(CButtonUI& button);
@@ -76,4 +78,5 @@ class CGalleryAlbumWnd : public WindowImplBaseEx {
   bool more = false;
   bool dataHidden = false;
   bool ending = false;
+  bool saving = false;  // a name is on its way to the database
 };

@@ -169,7 +169,9 @@ void ZentaraGallery::UploadGroups(const std::shared_ptr<std::map<std::wstring, s
                                   const Album::Ptr& target) {
   if (groups->empty()) return;
   auto first = groups->extract(groups->begin());
-  Album::Ptr album = target;
-  if (!album && !first.key().empty()) album = Gallery::GetInstance().AlbumForFolder(first.key());
-  Upload(std::move(first.mapped()), album, [this, groups, target] { UploadGroups(groups, target); });
+  const auto upload = [this, groups, target, paths = std::move(first.mapped())](const Album::Ptr& album) {
+    Upload(paths, album, [this, groups, target] { UploadGroups(groups, target); });
+  };
+  if (target || first.key().empty()) return upload(target);
+  Page::InBackground(this, [name = first.key()] { return Gallery::GetInstance().AlbumForFolder(name); }, upload);
 }

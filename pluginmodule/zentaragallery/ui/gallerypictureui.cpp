@@ -28,11 +28,18 @@ constexpr int kDragDistance = 6;
 constexpr int kCorner = 4;
 constexpr int kInset = 2;  // between a picture and its frame
 
-// An image of nearly the size of `place`, by less than the eye sees, is not scaled.
-QRect Unscaled(const QRect& place, const QSize& image) {
-  const QSize off = place.size() - image;
-  if (std::abs(off.width()) > 1 || std::abs(off.height()) > 1) return place;
-  return {place.topLeft(), image};
+// What of an image is painted, and where. One of nearly the size of its place, by less
+// than the eye sees, is not scaled, which would cost many times more: its edge is left
+// out.
+struct Drawn {
+  QRect place, source;
+};
+Drawn Unscaled(const QRect& place, const QSize& image, int tolerance) {
+  const QSize off = image - place.size();
+  if (std::abs(off.width()) > tolerance || std::abs(off.height()) > tolerance) return {place, QRect(QPoint(), image)};
+  const QSize common = image.boundedTo(place.size());
+  const QPoint corner((image.width() - common.width()) / 2, (image.height() - common.height()) / 2);
+  return {{place.topLeft(), common}, {corner, common}};
 }
 
 GallerySelectHelper& Selection() { return GallerySelectHelper::GetInstance(); }
@@ -146,8 +153,8 @@ void CGalleryPictureUI::PaintPicture(QPainter& painter, const QImage& image) {
   hit = frame.adjusted(inset, inset, -inset, -inset);
   painter.setRenderHint(QPainter::Antialiasing);
   painter.setRenderHint(QPainter::SmoothPixmapTransform);
-  const QRect place = Unscaled(hit, image.size());
-  painter.drawImage(place, image);
+  const auto [place, source] = Unscaled(hit, image.size(), inset);
+  painter.drawImage(place, image, source);
   PaintMarks(painter);
   PaintCorners(painter, place);
   PaintFrame(painter, frame);

@@ -51,7 +51,6 @@ void CFileInfoCellBase::SetFileInfoCell(const ViewRow& files, std::uint32_t inde
 }
 
 void CFileInfoCellBase::FillCells(const ViewRow& files, Files& missing) {
-  const bool placed = columns == files.columns;
   columns = files.columns;
   for (int k = 0; k < GridGeometry::kRowCells; ++k) {
     if (k >= columns) {
@@ -63,11 +62,12 @@ void CFileInfoCellBase::FillCells(const ViewRow& files, Files& missing) {
       BlankCell(k);
     }
   }
-  if (!placed) PlaceCells();
 }
 
 void CFileInfoCellBase::FillCell(int index, const GalleryFile::Ptr& file, Files& missing) {
   auto* cell = Cell(index);
+  // A row that stays in sight has nothing to be told.
+  if (cell->File() == file && !cell->ThumbPath().isEmpty() && file->thumbExists) return;
   cell->Bind(file);
   // Whether the thumbnail is there is known to the file; a worker finds out the rest.
   if (file->thumbExists) {
@@ -111,9 +111,16 @@ void CFileInfoCellBase::PlaceCells() {
 }
 
 void CFileInfoCellBase::SetPos(const QRect& rect, bool needInvalidate) {
-  const bool resized = rect.size() != size();
   CListContainerElementUI::SetPos(rect, needInvalidate);
-  if (resized) PlaceCells();
+  const Placed now{size(), layoutDirection(), columns};
+  if (now == placed) return;
+  placed = now;
+  PlaceParts();
+}
+
+void CFileInfoCellBase::Restyle() {
+  CListContainerElementUI::Restyle();
+  placed = {};
 }
 
 CGalleryPictureUI* CFileInfoCellBase::CellOf(const GalleryFile* file) const {
@@ -162,10 +169,10 @@ QRect CTimeAlbumRow::CellRect(int index, QSize size) const {
   return Column(index, size).adjusted(Scaled(kTimeLineStart), pad, -pad, -pad);
 }
 
-void CTimeAlbumRow::SetPos(const QRect& rect, bool needInvalidate) {
-  CFileInfoCellBase::SetPos(rect, needInvalidate);
+void CTimeAlbumRow::PlaceParts() {
+  PlaceCells();
   const auto place = [this](CLabelUI* label, int x, int labelWidth) {
-    if (label) label->SetPos(QStyle::visualRect(layoutDirection(), this->rect(), {x, 0, labelWidth, height()}));
+    if (label) label->SetPos(QStyle::visualRect(layoutDirection(), rect(), {x, 0, labelWidth, height()}));
   };
   place(dateLabel, Scaled(kTimeLineStart), Scaled(kDateWidth - kTimeLineStart));
   place(choose, Scaled(kDateWidth), Scaled(kChooseWidth));
@@ -258,13 +265,13 @@ QRect CDeleteAlbumRow::CellRect(int index, QSize size) const {
   return CFileInfoCellBase::CellRect(index, size).adjusted(0, 0, 0, -Scaled(kDaysHeight));
 }
 
-void CDeleteAlbumRow::SetPos(const QRect& rect, bool needInvalidate) {
-  CFileInfoCellBase::SetPos(rect, needInvalidate);
+void CDeleteAlbumRow::PlaceParts() {
+  PlaceCells();
   const int tall = Scaled(kDaysHeight);
   for (int k = 0; k < columns && k < GridGeometry::kRowCells; ++k) {
     const QRect cell = CFileInfoCellBase::CellRect(k, size());
     const QRect place(cell.left(), cell.bottom() + 1 - tall, cell.width(), tall);
-    DaysLabel(k)->SetPos(QStyle::visualRect(layoutDirection(), this->rect(), place));
+    DaysLabel(k)->SetPos(QStyle::visualRect(layoutDirection(), rect(), place));
   }
 }
 

@@ -25,6 +25,7 @@ class CFileInfoCellBase : public CListContainerElementUI {
 
   void DoEvent(TEventUI& event) override;
   void SetPos(const QRect& rect, bool needInvalidate = true) override;
+  void Restyle() override;
   void Select(bool) override {}  // The page's selection is of files.
   void PaintBkColor(QPainter&) override {}
 
@@ -45,11 +46,22 @@ class CFileInfoCellBase : public CListContainerElementUI {
   virtual QString MenuKey() const { return QStringLiteral("ThumbPic"); }
   void FillCells(const ViewRow& files, Files& missing);
   void PlaceCells();
+  // Places everything in the row, which has another size, direction or number of cells.
+  virtual void PlaceParts() { PlaceCells(); }
   QRect Column(int index, QSize size) const;
 
   std::array<CGalleryPictureUI*, GridGeometry::kRowCells> cells{};
   std::uint32_t rowIndex = 0;
   int columns = 0;
+
+ private:
+  struct Placed {
+    QSize size;
+    Qt::LayoutDirection direction{};
+    int columns = -1;
+    bool operator==(const Placed&) const = default;
+  };
+  Placed placed;  // what the parts stand for
 };
 
 class CNormalAlbumRow : public CFileInfoCellBase {
@@ -67,7 +79,6 @@ class CTimeAlbumRow : public CFileInfoCellBase {
   void InitCells(int count) override;
   void SetFileInfoCell(const ViewRow& files, std::uint32_t index, bool isFirst, Files& missing) override;
   void DoEvent(TEventUI& event) override;
-  void SetPos(const QRect& rect, bool needInvalidate = true) override;
   void HoverOver() override;
   void Restyle() override;
 
@@ -79,6 +90,7 @@ class CTimeAlbumRow : public CFileInfoCellBase {
 
  protected:
   QRect CellRect(int index, QSize size) const override;
+  void PlaceParts() override;
 
  private:
   void ShowHeader(std::int64_t day);
@@ -97,11 +109,11 @@ class CDeleteAlbumRow : public CFileInfoCellBase {
 
   CControlUI* GetInterface(const QString& name) override;
   void InitCells(int count) override;
-  void SetPos(const QRect& rect, bool needInvalidate = true) override;
   CLabelUI* DaysLabel(int index) const { return days[static_cast<std::size_t>(index)]; }
 
  protected:
   QRect CellRect(int index, QSize size) const override;
+  void PlaceParts() override;
   void ShowCell(int index, bool visible) override;
   void FillCell(int index, const GalleryFile::Ptr& file, Files& missing) override;
   void BlankCell(int index) override;

@@ -88,11 +88,14 @@ void ZentaraGallery::OnUpdateWinState(int state, std::int64_t number) {
   }
   shownState = state;
   shownCount = number;
+  // Told before the end of the cycle that met it. The sync's own snapshot would read rows.
+  const auto told = static_cast<SyncStatus>(state);
+  if (told == SyncStatus::NOSPACE) spaceIsUp = true;
+  if (told == SyncStatus::CHECK || told == SyncStatus::DOWNLOAD) spaceIsUp = false;
   if ((!current || current->Kind() != AlbumKind::TimeLine) && state != 2) return;
   const std::int64_t last = LastUpdate();
-  const bool enough = SyncHelper::GetInstance().GetState().status != SyncStatus::NOSPACE;
   const auto status =
-      PageRules::StatusFor(state, number, enough, last > 0 ? platform::NowSeconds() - last : -1);
+      PageRules::StatusFor(state, number, !spaceIsUp, last > 0 ? platform::NowSeconds() - last : -1);
   ShowStatus(status, state);
 }
 
@@ -153,11 +156,10 @@ void ZentaraGallery::DisableOrDel() {
                     ";deleteTime: " + std::to_string(state.deleteTimeMs) + ";remain: " + std::to_string(left));
   ShowDisabled(state.disabled, left);
   if (state.disabled || state.clearVersion.empty()) return;
-  (void)CommonAbility::DriveThreadPool::GetInstance().Add(
-      [page = QPointer<ZentaraGallery>(this), marker = state.clearVersion] {
-        if (!WasCleared(marker)) return;
-        QMetaObject::invokeMethod(
-            qApp, [page, marker] { if (page) page->OnCloudCleared(marker); }, Qt::QueuedConnection);
+  Page::InBackground(
+      this, [marker = state.clearVersion] { return WasCleared(marker); },
+      [this, marker = state.clearVersion](bool cleared) {
+        if (cleared) OnCloudCleared(marker);
       });
 }
 

@@ -1,14 +1,32 @@
 #pragma once
 
+#include <QApplication>
+#include <QPointer>
 #include <QString>
 #include <functional>
 
 #include "common/toolkit/types.h"
+#include "host/base/drivethreadpool.h"
 #include "model/records/galleryfile.h"
 
 // What lists, rows and cells ask of the page that they stand on, and words that
 // several windows of the page share. User-interface thread.
 namespace Page {
+
+// Runs `work` on a worker and `done` with its result here, unless `owner` is gone.
+template <typename Work, typename Done>
+void InBackground(QObject* owner, Work work, Done done) {
+  (void)CommonAbility::DriveThreadPool::GetInstance().Add(
+      [owner = QPointer<QObject>(owner), work = std::move(work), done = std::move(done)]() mutable {
+        auto result = work();
+        QMetaObject::invokeMethod(
+            qApp,
+            [owner, done = std::move(done), result = std::move(result)]() mutable {
+              if (owner) done(result);
+            },
+            Qt::QueuedConnection);
+      });
+}
 
 // To the main window; quiet when it is not there.
 void Post(UINT message, WPARAM word = 0, LPARAM value = 0);

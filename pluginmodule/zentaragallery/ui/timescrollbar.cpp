@@ -97,8 +97,12 @@ QString CTimeScrollBarUINew::GetDateAtPoint(int y) const {
 }
 
 void CTimeScrollBarUINew::SetDatePos(int position) {
-  currentDate = model.DateAtScroll(position);
-  DateText() = TextOf(currentDate);
+  const auto date = model.DateAtScroll(position);
+  const QString language = CResourceManager::Language();
+  if (date != currentDate || language != currentLanguage) currentText = TextOf(date);
+  currentDate = date;
+  currentLanguage = language;
+  DateText() = currentText;
 }
 
 void CTimeScrollBarUINew::ShowForAWhile() {

@@ -52,6 +52,7 @@ class CTimeScrollBarUINew : public CScrollBarUI {
 
   TimeBar model;
   std::optional<std::int64_t> currentDate;
+  QString currentText, currentLanguage;  // the words of the date, and whose
   QPoint pointer;
   bool hot = false;
   bool visibleTimer = false;

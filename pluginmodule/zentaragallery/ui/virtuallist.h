@@ -115,6 +115,7 @@ class CVirtualListBodyUI : public CListBodyUI {
 
   void SetScrollPos(QSize position) override;
   void SetPos(const QRect& rect, bool needInvalidate = true) override;
+  void Restyle() override;
 
   // Height of everything, in the layout's pixels.
   virtual int ContentHeight() const;
@@ -142,7 +143,7 @@ class CVirtualListBodyUI : public CListBodyUI {
   CGalleryVListUI& List() const { return list; }
   // Files that lie just outside of the view in the direction of the scroll are decoded
   // ahead.
-  void LoadAhead();
+  void LoadAhead(bool down);
   void KeepRowsInSight(std::uint32_t first);
 
  protected:
@@ -166,9 +167,16 @@ class CVirtualListBodyUI : public CListBodyUI {
   std::vector<CFileInfoCellBase*> rows;
 
  private:
+  // Where the rows in sight stand, by their index.
+  using Places = std::vector<std::pair<std::uint32_t, int>>;
+  Places PlacesOfRows() const;
+  void MoveRowsQuietly();
+  void MovePainted(const Places& before);
   CFileInfoCellBase* ControlOf(std::int64_t row) const;
   void ShowSelected(std::uint32_t row, bool on);
 
+  std::int64_t aheadOf = -1;  // the first row that was loaded ahead of
+  bool aheadDown = true;
   std::int64_t currentRow = -1;
   std::vector<std::uint32_t> selectedRows;
 };

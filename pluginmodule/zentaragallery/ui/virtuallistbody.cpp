@@ -1,6 +1,8 @@
 // The rows of a virtual list: which are in sight, and where.
 
 #include <QScopedValueRollback>
+#include <algorithm>
+#include <optional>
 
 #include "common/toolkit/paintmanager.h"
 #include "common/toolkit/resourcequeue.h"
@@ -128,7 +130,71 @@ void CVirtualListBodyUI::SetScrollPos(QSize position) {
   previousPosition = bar->GetScrollPos();
   bar->SetScrollPos(std::clamp(position.height(), 0, bar->GetScrollRange()));
   if (auto* across = GetHorizontalScrollBar()) across->SetScrollPos(position.width());
+  const Places before = PlacesOfRows();
+  MoveRowsQuietly();
+  MovePainted(before);
+}
+
+CVirtualListBodyUI::Places CVirtualListBodyUI::PlacesOfRows() const {
+  Places places;
+  for (const auto* row : rows)
+    if (row->IsVisible()) places.emplace_back(row->RowIndex(), row->y());
+  return places;
+}
+
+// A row that moves has itself and what it leaves painted anew. That is left out here:
+// what was painted moves along with it. What a cell takes in tells itself.
+void CVirtualListBodyUI::MoveRowsQuietly() {
+  const auto hold = [this](bool on) {
+    setAttribute(Qt::WA_UpdatesDisabled, on);
+    for (auto* row : rows) row->setAttribute(Qt::WA_UpdatesDisabled, on);
+  };
+  hold(true);
   ReArrangeChild(false);
+  hold(false);
+}
+
+// Moves the pixels of the rows that have stayed, and has only the rest painted. What
+// lies over the rows, the bar and its bubble, must not be moved along.
+void CVirtualListBodyUI::MovePainted(const Places& before) {
+  std::optional<int> moved;
+  for (const auto* row : rows) {
+    if (!row->IsVisible()) continue;
+    const auto old = std::find_if(before.begin(), before.end(),
+                                  [row](const auto& place) { return place.first == row->RowIndex(); });
+    if (old == before.end()) continue;
+    const int by = row->y() - old->second;
+    if (moved && *moved != by) return update();
+    moved = by;
+  }
+  if (!moved || std::abs(*moved) >= height()) return update();
+  if (*moved == 0) return;
+  QRect free = rect();
+  QRegion over;
+  for (QObject* child : children()) {
+    const auto* widget = qobject_cast<QWidget*>(child);
+    if (!widget || !widget->isVisible() || dynamic_cast<const CFileInfoCellBase*>(widget)) continue;
+    const QRect place = widget->geometry() & rect();
+    if (widget != GetVerticalScrollBar()) {
+      over += place;
+      over += place.translated(0, *moved);
+    } else if (isRightToLeft()) {
+      free.setLeft(place.right() + 1);
+    } else {
+      free.setRight(place.left() - 1);
+    }
+  }
+  scroll(0, *moved, free);
+  update(QRegion(rect()) - free + over);
+}
+
+// Opaque, so that its pixels can be moved, and nothing below it need be painted.
+void CVirtualListBodyUI::Restyle() {
+  CListBodyUI::Restyle();
+  QPalette colors = palette();
+  colors.setColor(QPalette::Window, ColorOf(QStringLiteral("page")));
+  setPalette(colors);
+  setAutoFillBackground(true);
 }
 
 void CVirtualListBodyUI::SetPos(const QRect& rect, bool needInvalidate) {
@@ -234,7 +300,11 @@ void CVirtualListBodyUI::ReArrangeChild(bool force) {
     top += tall;
   }
   Ask(missing);
-  LoadAhead();
+  const bool down = GetScrollPos().height() >= previousPosition;
+  const bool same = aheadOf == first && aheadDown == down;
+  aheadOf = first;
+  aheadDown = down;
+  if (force || !same) LoadAhead(down);
 }
 
 void CVirtualListBodyUI::Ask(const std::vector<GalleryFile::Ptr>& missing) {
@@ -245,7 +315,7 @@ void CVirtualListBodyUI::Ask(const std::vector<GalleryFile::Ptr>& missing) {
   });
 }
 
-void CVirtualListBodyUI::LoadAhead() {
+void CVirtualListBodyUI::LoadAhead(bool down) {
   auto& queue = ResourceQueue::GetInstance();
   QStringList shown, ahead;
   QSize cellSize;
@@ -259,7 +329,6 @@ void CVirtualListBodyUI::LoadAhead() {
       cellSize = row->Cell(k)->PictureSize();
     }
   }
-  const bool down = GetScrollPos().height() >= previousPosition;
   for (std::uint32_t step = 1; step <= kRowsAhead; ++step) {
     if (!down && first < step) break;
     for (const auto& file : Helper().GetListViewVec(down ? last + step : first - step).files) {

@@ -693,7 +693,10 @@ LRESULT ZentaraGallery::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, b
       if (sliderIsZoom) SetSliderQuietly(static_cast<int>(lParam));
       return 0;
     case WM_GALLERY_DELETE_SHOWN:
+      // A held key asks again while the question stands.
+      if (std::exchange(asksForShown, true)) return 0;
       OnDeleteFile(false);
+      asksForShown = false;
       return 0;
     case WM_GALLERY_SHOW_WINDOW:
       LogInfo(kTag, "show gallery window!");
@@ -802,12 +805,9 @@ void ZentaraGallery::OnDblClick(const QString& path, bool jump) {
   GlobalData::returningFromViewer = true;
   if (panel) panel->SelectAlbum(SystemAlbumId(AlbumKind::TimeLine));
   // A million paths are no work for this thread.
-  (void)CommonAbility::DriveThreadPool::GetInstance().Add(
-      [self = QPointer<ZentaraGallery>(this), wanted = Page::Wide(path), jump] {
-        const auto found = FileAt(wanted);
-        QMetaObject::invokeMethod(
-            qApp, [self, found, jump] { if (self) self->ShowFound(found, jump); }, Qt::QueuedConnection);
-      });
+  Page::InBackground(
+      this, [wanted = Page::Wide(path)] { return FileAt(wanted); },
+      [this, jump](const GalleryFile::Ptr& found) { ShowFound(found, jump); });
 }
 
 void ZentaraGallery::ShowFound(const GalleryFile::Ptr& found, bool jump) {

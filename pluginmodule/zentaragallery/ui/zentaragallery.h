@@ -215,7 +215,9 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
   int savedSlider = 3;
   int shownState = 0;  // of the status line
   std::int64_t shownCount = 0;
+  bool spaceIsUp = false;  // the cloud's, as the last cycle met it
   bool started = false;
+  bool asksForShown = false;  // whether to delete what the viewer shows
   bool sliderIsZoom = false;   // the viewer has it
   bool settingSlider = false;  // by the page, not the user
 };

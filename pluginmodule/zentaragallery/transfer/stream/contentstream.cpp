@@ -65,7 +65,7 @@ std::int64_t ContentStream::Read(unsigned char* buffer, std::size_t count) {
   if (position >= size) return Why() == Failure::None ? 0 : -1;
   const auto behind = std::upper_bound(starts.begin(), starts.end(), position);
   const auto index = static_cast<std::size_t>(behind - starts.begin()) - 1;
-  const auto bytes = WaitForPiece(index);
+  const auto bytes = WaitAndTell(index);
   if (!bytes) return -1;
   const auto from = static_cast<std::size_t>(position - starts[index]);
   const std::size_t taken = std::min(count, bytes->size() - from);
@@ -78,6 +78,14 @@ bool ContentStream::Seek(std::uint64_t offset) {
   if (offset > static_cast<std::uint64_t>(size)) return false;
   position = static_cast<std::int64_t>(offset);
   return true;
+}
+
+std::shared_ptr<const std::string> ContentStream::WaitAndTell(std::size_t index) {
+  if (Cached(index) || !whenWaiting) return WaitForPiece(index);
+  whenWaiting(true);
+  auto bytes = WaitForPiece(index);
+  whenWaiting(false);
+  return bytes;
 }
 
 std::shared_ptr<const std::string> ContentStream::WaitForPiece(std::size_t index) {

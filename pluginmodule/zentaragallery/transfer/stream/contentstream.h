@@ -2,6 +2,7 @@
 
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <list>
 #include <memory>
 #include <string>
@@ -41,6 +42,10 @@ class ContentStream {
 
   explicit ContentStream(GalleryFile::Ptr film, Limits bounds);
   explicit ContentStream(GalleryFile::Ptr film) : ContentStream(std::move(film), Limits()) {}
+  // Told when the player begins to wait for bytes and when it goes on, on its thread. Set
+  // before Open.
+  std::function<void(bool waits)> whenWaiting;
+
   // Ends what runs and waits for it.
   ~ContentStream();
   ContentStream(const ContentStream&) = delete;
@@ -81,6 +86,7 @@ class ContentStream {
   bool Pause();
   std::shared_ptr<const std::string> Find(std::size_t index) const REQUIRES(lock);
   std::shared_ptr<const std::string> WaitForPiece(std::size_t index);
+  std::shared_ptr<const std::string> WaitAndTell(std::size_t index);
 
   const Limits limits;
   StreamContent content;  // of the source's thread

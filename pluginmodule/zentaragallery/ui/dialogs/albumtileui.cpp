@@ -1,14 +1,13 @@
 #include "ui/dialogs/albumtileui.h"
 
 #include <QPainter>
-#include <QPainterPath>
 #include <QStyleOptionFocusRect>
 
 #include "common/toolkit/icons.h"
 #include "common/toolkit/paintmanager.h"
 #include "common/toolkit/resourcequeue.h"
 #include "common/toolkit/theme.h"
-#include "ui/view/gridgeometry.h"
+#include "ui/fittedpicture.h"
 
 namespace {
 
@@ -51,14 +50,7 @@ void AlbumTileUI::paintEvent(QPaintEvent*) {
     icons::Paint(painter, icon, {field.center().x() - side / 2 + 1, field.center().y() - side / 2 + 1, side, side},
                  ColorOf(action ? QStringLiteral("link") : QStringLiteral("text-2")));
   } else {
-    const auto place = GridGeometry::Fit(image.width(), image.height(), inner.width(), inner.height());
-    const QRect picture(inner.x() + place.x, inner.y() + place.y, place.width, place.height);
-    QPainterPath rounded;
-    rounded.addRoundedRect(picture, Scaled(4), Scaled(4));
-    painter.save();
-    painter.setClipPath(rounded);
-    painter.drawImage(picture, image);
-    painter.restore();
+    PaintFittedPicture(painter, image, inner, Scaled(4));
   }
   const QString style = isChecked() || action ? QStringLiteral("strong") : QStringLiteral("body");
   painter.setFont(Theme::Instance().Font(style, GetManager() ? GetManager()->GetScale() : 100));

@@ -39,8 +39,17 @@ void InputAlbumNameWnd::OnTextChanged() {
 void InputAlbumNameWnd::OnOk() {
   const QString refused = RefusedAlbumName(edit->GetText());
   if (!refused.isEmpty()) return Refuse(refused);
-  made = Gallery::GetInstance().CreateAlbum(Page::Wide(edit->GetText()), false, -1);
-  if (!made) return Refuse(QStringLiteral("IDS_GALLERT_CREATE_ALBUM_FAIL"));
+  if (std::exchange(making, true)) return;
+  Page::InBackground(
+      this,
+      [name = Page::Wide(edit->GetText())] { return Gallery::GetInstance().CreateAlbum(name, false, -1); },
+      [this](const Album::Ptr& album) { OnMade(album); });
+}
+
+void InputAlbumNameWnd::OnMade(const Album::Ptr& album) {
+  making = false;
+  if (!album) return Refuse(QStringLiteral("IDS_GALLERT_CREATE_ALBUM_FAIL"));
+  made = album;
   Page::Post(WM_GALLERY_ALBUM_ADDED);
   Close(IDOK);
 }

@@ -24,9 +24,11 @@ class InputAlbumNameWnd : public WindowBusyBaseShadow {
  private:
   void OnTextChanged();
   void OnOk();
+  void OnMade(const Album::Ptr& album);
   void Refuse(const QString& key);
 
   CEditUI* edit = nullptr;
   QPointer<Bubble> bubble;
   Album::Ptr made;
+  bool making = false;
 };

@@ -55,11 +55,17 @@ void CDuiMainWnd::InitWindow() {
   LogInfo(kTag, "play begin InitWindow");
   playMove = FindControl(QStringLiteral("playMove"));
   picture = Find<CVideoPictureUI>(QStringLiteral("Player"));
+  stall = FindControl(QStringLiteral("stall"));
   if (!picture) LogError(kTag, "CDuiMainWnd VLC init fail");
   setFocusPolicy(Qt::NoFocus);
 }
 
+void CDuiMainWnd::ShowStall(bool on) {
+  if (stall) stall->SetVisible(on);
+}
+
 void CDuiMainWnd::Clear() {
+  ShowStall(false);
   if (picture) picture->SetPicture({});
 }
 
@@ -68,7 +74,8 @@ LRESULT CDuiMainWnd::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, bool
   auto& player = VlcPlayer::GetInstance();
   const bool isOfPlayer = uMsg == WM_USER_PLAYING || uMsg == WM_USER_END_REACHED ||
                           uMsg == WM_USER_POSITION || uMsg == WM_USER_END_ERROR ||
-                          uMsg == VlcPlayer::kFrameReady;
+                          uMsg == VlcPlayer::kFrameReady || uMsg == VlcPlayer::kWaits ||
+                          uMsg == VlcPlayer::kGoesOn;
   if (!isOfPlayer) return WindowImplBaseEx::HandleMessage(uMsg, wParam, lParam, handled);
   handled = true;
   if (!player.HasFilm() || wParam != player.Number()) return 0;
@@ -88,6 +95,10 @@ LRESULT CDuiMainWnd::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, bool
     case WM_USER_END_ERROR:
       LogInfo(kTag, "play begin WM_USER_END_ERROR");
       session.OnError();
+      break;
+    case VlcPlayer::kWaits:
+    case VlcPlayer::kGoesOn:
+      session.OnWaiting(uMsg == VlcPlayer::kWaits);
       break;
     default:
       if (picture) picture->SetPicture(player.Picture());

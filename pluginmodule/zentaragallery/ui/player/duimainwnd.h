@@ -34,12 +34,16 @@ class CDuiMainWnd : public WindowImplBaseEx {
   bool OnKey(TEventUI& event) override;
 
   CVideoPictureUI* Picture() const { return picture; }
+  // A ring over the picture, while nothing comes.
+  void ShowStall(bool on);
+  bool IsStalled() const { return stall && stall->IsVisible(); }
   // Black until the next film's first picture.
   void Clear();
 
  private:
   CVideoPictureUI* picture = nullptr;  // "Player"
   CControlUI* playMove = nullptr;
+  CControlUI* stall = nullptr;
 };
 
 // The black placeholder with a ring, until the film plays.

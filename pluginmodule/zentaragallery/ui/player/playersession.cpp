@@ -17,6 +17,8 @@ namespace {
 
 constexpr char kTag[] = "VideoPlayer";
 constexpr int kToolbarVideo = 5;
+// What libVLC has read ahead lasts as long.
+constexpr int kStallMs = 1000;
 
 bool IsFirstGeneration() {
   const int generation = GlobalData::cloudGeneration;
@@ -35,6 +37,13 @@ bool IsFullOpen() { return platform::IsWindow(GlobalData::fullWnd); }
 PlayerSession& PlayerSession::GetInstance() {
   static PlayerSession session;
   return session;
+}
+
+PlayerSession::PlayerSession() {
+  stall.setSingleShot(true);
+  QObject::connect(&stall, &QTimer::timeout, &stall, [this] {
+    if (window && state == CPlayControlUI::State::Playing) window->ShowStall(true);
+  });
 }
 
 void PlayerSession::Play(QWidget* shownIn, const GalleryFile::Ptr& film, RECT place,
@@ -129,6 +138,7 @@ void PlayerSession::Stop() {
   // Why a film ended stays to be read; the next one and a stop without a film take it away.
   if (error && !HasPlayer()) error->Close();
   VlcPlayer::GetInstance().Stop();
+  stall.stop();
   if (window) {
     window->hide();
     window->Clear();
@@ -217,6 +227,13 @@ void PlayerSession::OnPosition() {
   if (bar) bar->ShowPosition(player.Position(), player.Time(), player.Length());
 }
 
+// Between two pieces it waits for a moment, too, which nobody sees.
+void PlayerSession::OnWaiting(bool waits) {
+  if (waits) return stall.start(kStallMs);
+  stall.stop();
+  if (window) window->ShowStall(false);
+}
+
 // A file in which libVLC finds no film "plays" and ends at once.
 void PlayerSession::OnEnd() {
   const bool hadFilm =
@@ -229,6 +246,7 @@ void PlayerSession::OnEnd() {
 }
 
 void PlayerSession::OnError() {
+  stall.stop();
   DeleteLoadWnd();
   if (window) window->hide();
   Show(CPlayControlUI::State::Ended);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QPointer>
+#include <QTimer>
 
 #include "ui/player/duimainwnd.h"
 #include "ui/player/playcontrolui.h"
@@ -33,10 +34,12 @@ class PlayerSession {
 
   void OnPlaying();
   void OnPosition();
+  void OnWaiting(bool waits);
   void OnEnd();
   void OnError();
 
  private:
+  PlayerSession();
   bool MakeWindows();
   void Show(CPlayControlUI::State next);
   void FollowBar();
@@ -54,4 +57,5 @@ class PlayerSession {
   CPlayControlUI::State state = CPlayControlUI::State::None;
   GalleryFile::Ptr file;
   RECT rect;
+  QTimer stall;
 };

@@ -142,6 +142,11 @@ WPARAM VlcPlayer::Play(const std::string& path, std::shared_ptr<ContentStream> s
   started->window = window;
   started->number = ++number;
   started->volume = soundOn ? volume : 0;
+  // The stream may outlive the film by a moment.
+  if (started->stream)
+    started->stream->whenWaiting = [weak = std::weak_ptr(started)](bool waits) {
+      if (const auto of = weak.lock()) of->Post(waits ? kWaits : kGoesOn);
+    };
   // The frames are a part of the film.
   started->frames =
       std::make_unique<VideoFrames>(mostPixels, [of = started.get()] { of->Post(kFrameReady); });

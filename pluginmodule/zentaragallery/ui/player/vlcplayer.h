@@ -25,6 +25,8 @@ class VlcPlayer {
  public:
   // Posted for a new picture, beside WM_USER_PLAYING and the others.
   static constexpr platform::UINT kFrameReady = platform::WM_USER + 1;
+  // The film waits for bytes of the cloud; it has them.
+  static constexpr platform::UINT kWaits = platform::WM_USER + 2, kGoesOn = platform::WM_USER + 3;
 
   static VlcPlayer& GetInstance();
   // Whether the library is there.

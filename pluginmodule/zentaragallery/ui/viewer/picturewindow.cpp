@@ -28,6 +28,9 @@ constexpr int kPanStep = 64;
 // What a held key asks for next, and one that is turned back to.
 constexpr int kAheadBefore = 3, kAheadBehind = 1;
 
+// Public message numbers (documented Win32 values).
+constexpr UINT WM_MOUSEWHEEL = 0x020A, WM_MOUSEHWHEEL = 0x020E;
+
 GalleryFileListViewHelper& Helper() { return GalleryFileListViewHelper::GetInstance(); }
 
 bool IsGif(const GalleryFile& file) {
@@ -365,7 +368,7 @@ void PictureWindow::Notify(TNotifyUI& message) {
   if (message.sType == QStringLiteral("turned")) return OnWheel(static_cast<int>(message.lParam));
   if (message.sType == QStringLiteral("turnedacross")) return OnWheelAcross(static_cast<int>(message.lParam));
   if (message.sType == QStringLiteral("wheel")) {
-    (void)platform::SendMessageW(GetHWND(), platform::WM_MOUSEWHEEL,
+    (void)platform::SendMessageW(GetHWND(), WM_MOUSEWHEEL,
                                  WheelWord(static_cast<int>(message.lParam)), 0);
     return;
   }
@@ -561,10 +564,10 @@ LRESULT PictureWindow::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, bo
       VideoPlayer::StopVideo();
       ShowBottomBar(false);
       return 0;
-    case platform::WM_MOUSEWHEEL:
-    case platform::WM_MOUSEHWHEEL:
+    case WM_MOUSEWHEEL:
+    case WM_MOUSEHWHEEL:
       if (!shown) LogInfo(kTag, "WM_MOUSEHWHEEL: empty");
-      if (uMsg == platform::WM_MOUSEWHEEL || !GlobalData::fullWnd) CalMouseWheelIndex(DeltaOf(wParam));
+      if (uMsg == WM_MOUSEWHEEL || !GlobalData::fullWnd) CalMouseWheelIndex(DeltaOf(wParam));
       return 0;
     default:
       handled = false;
