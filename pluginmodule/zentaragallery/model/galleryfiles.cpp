@@ -72,6 +72,8 @@ bool WriteNewId(const GalleryFile::Ptr& file, const std::string& oldId) {
 // Sorts files into the albums of one batch. Views are looked up once.
 class Gallery::Classifier {
  public:
+  Gallery& gallery;  // whose lock Classify is called under
+
   Classifier(Gallery& in, unsigned of, AlbumFiles& into)
       : gallery(in), mask(of), albumFiles(into), now(platform::NowSeconds() * 1000) {}
 
@@ -134,7 +136,6 @@ class Gallery::Classifier {
     return Done;
   }
 
-  Gallery& gallery;
   const unsigned mask;
   AlbumFiles& albumFiles;
   const std::int64_t now;
@@ -174,7 +175,7 @@ std::size_t Gallery::ClassifyFiles(unsigned mask, const Files& list, AlbumFiles&
   Files members, none;
   const auto pass = [&](const Files& files_, Files& found) {
     for (const auto& file : files_) {
-      platform::WriterLock hold(fileLock);
+      platform::WriterLock hold(classifier.gallery.fileLock);
       const ProcFileState state = classifier.Classify(file, before, after, found);
       report(state, file);
       if (state == Done) ++done;

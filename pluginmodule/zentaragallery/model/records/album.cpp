@@ -58,6 +58,24 @@ bool StaysListable(AlbumKind kind) {
   return kind == AlbumKind::TimeLine || kind == AlbumKind::Camera || kind == AlbumKind::Screenshots;
 }
 
+// Holds one lock alone and the other one shared. Neither comes first elsewhere, so
+// they are taken together by back-off.
+class SCOPED_CAPABILITY LockBoth {
+ public:
+  LockBoth(platform::SharedMutex& alone, platform::SharedMutex& shared) ACQUIRE(alone)
+      ACQUIRE_SHARED(shared) NO_THREAD_SAFETY_ANALYSIS : first(alone, std::defer_lock),
+                                                         second(shared, std::defer_lock) {
+    std::lock(first, second);
+  }
+  ~LockBoth() RELEASE_GENERIC() {}
+  LockBoth(const LockBoth&) = delete;
+  LockBoth& operator=(const LockBoth&) = delete;
+
+ private:
+  std::unique_lock<platform::SharedMutex> first;
+  std::shared_lock<platform::SharedMutex> second;
+};
+
 }  // namespace
 
 const char* SystemAlbumId(AlbumKind kind) {
@@ -201,14 +219,11 @@ void Album::Notify() {
                          static_cast<platform::LPARAM>(upward::Context().FileCount()));
 }
 
-bool Album::UpdateGalleryFilesLimit() NO_THREAD_SAFETY_ANALYSIS {
+bool Album::UpdateGalleryFilesLimit() {
   LogInfo("Album::UpdateGalleryFilesLimit", "UpdateGalleryFilesLimit begin");
   FileList fresh;
   {
-    // Neither lock comes first elsewhere, so they are taken together by back-off.
-    std::unique_lock limitedHold(limitedLock, std::defer_lock);
-    std::shared_lock filesHold(filesLock, std::defer_lock);
-    std::lock(limitedHold, filesHold);
+    const LockBoth hold(limitedLock, filesLock);
     FileList newest;
     for (auto it = files->begin(); it != files->end() && newest.size() < kHomeFiles; ++it)
       newest.push_back(*it);

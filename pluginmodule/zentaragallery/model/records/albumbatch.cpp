@@ -182,7 +182,8 @@ void Album::RegroupBurst(const BurstName& name, Aftermath& after) {
       if (leader) (void)leader->RemoveMember(shot);
       List(shot);
     }
-    if (!IsBin() && after.stoodBehind.contains(shot) && sortedFiles->Contains(shot)) after.shown.push_back(shot);
+    if (!IsBin() && after.stoodBehind.contains(shot) && sortedFiles->Contains(shot))
+      after.shown.push_back(shot);
   }
 }
 
@@ -215,15 +216,10 @@ void Album::Refill() {
 
 void Album::SwapIn(std::shared_ptr<const FileSequence> nextFiles, std::shared_ptr<ViewCacheData> nextView) {
   std::shared_ptr<const ViewCacheData> view = std::move(nextView);
-  while (true) {
-    std::unique_lock hold(filesLock, std::try_to_lock);
-    if (hold.owns_lock()) {
-      files.swap(nextFiles);
-      viewCache.swap(view);
-      return;  // What is old now is freed after the lock.
-    }
-    std::this_thread::sleep_for(kSwapRetryMs);
-  }
+  while (!filesLock.try_lock()) std::this_thread::sleep_for(kSwapRetryMs);
+  files.swap(nextFiles);
+  viewCache.swap(view);
+  filesLock.unlock();  // What is old now is freed behind it.
 }
 
 std::size_t Album::DelFiles(const FileList& list) {
