@@ -18,8 +18,8 @@
 
 #include "common/platform/paths.h"
 #include "common/toolkit/toolkit.h"
-#include "host/base/globalparamwrapper.h"
 #include "host/account/userauthservice.h"
+#include "host/base/globalparamwrapper.h"
 #include "model/gallery.h"
 #include "store/dbhelper.h"
 #include "ui/galleryalbumwnd.h"
@@ -32,10 +32,14 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-double MsSince(Clock::time_point start) { return std::chrono::duration<double, std::milli>(Clock::now() - start).count(); }
+double MsSince(Clock::time_point start) {
+  return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
 
 std::atomic<bool>* Switch() { return static_cast<std::atomic<bool>*>(dlsym(RTLD_DEFAULT, "slowLayersOn")); }
-std::atomic<long>* OfFirst() { return static_cast<std::atomic<long>*>(dlsym(RTLD_DEFAULT, "slowLayersOfFirst")); }
+std::atomic<long>* OfFirst() {
+  return static_cast<std::atomic<long>*>(dlsym(RTLD_DEFAULT, "slowLayersOfFirst"));
+}
 
 // Runs the loop until `done` and tells the longest time between two turns.
 void Measure(const char* what, const std::function<void()>& step, const std::function<bool()>& done) {
@@ -55,8 +59,8 @@ void Measure(const char* what, const std::function<void()>& step, const std::fun
     usleep(1000);
   }
   *Switch() = false;
-  std::printf("  %-36s longest %7.1f ms   %6ld turns in %6.1f s   %ld calls of the window's thread\n", what, longest, turns,
-              MsSince(start) / 1000, *OfFirst() - before);
+  std::printf("  %-36s longest %7.1f ms   %6ld turns in %6.1f s   %ld calls of the window's thread\n", what,
+              longest, turns, MsSince(start) / 1000, *OfFirst() - before);
   std::fflush(stdout);
 }
 
@@ -90,7 +94,8 @@ std::vector<std::wstring> MakePictures(const QString& folder, int count) {
     QPainter(&image).drawText(20, 40, QString::number(i));
     const QString path = folder + QStringLiteral("/%1.jpg").arg(i);
     (void)image.save(path, "JPG", 90);
-    std::filesystem::last_write_time(path.toStdString(), std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
+    std::filesystem::last_write_time(path.toStdString(),
+                                     std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
     paths.push_back(path.toStdWString());
   }
   return paths;
@@ -110,7 +115,8 @@ void Run(std::size_t count, int imported, const QString& folder) {
   const auto pictures = MakePictures(folder + QStringLiteral("/card"), imported);
   UserProperties::Set(UserProperties::kTipSeen, 1);
   WindowImplBaseEx frame;
-  (void)frame.Create(static_cast<QWidget*>(nullptr), QStringLiteral("frame"), WindowStyle::Frame, {0, 0, 1440, 900});
+  (void)frame.Create(static_cast<QWidget*>(nullptr), QStringLiteral("frame"), WindowStyle::Frame,
+                     {0, 0, 1440, 900});
   ZentaraGallery page;
   (void)page.Create(&frame, QStringLiteral("ZentaraGalleryWnd"), WindowStyle::Child, {84, 0, 1356, 900});
   frame.show();
@@ -119,7 +125,8 @@ void Run(std::size_t count, int imported, const QString& folder) {
   const auto scrolling = [&list] {
     static std::mt19937 random(3);
     const int range = list.GetScrollRange().height();
-    if (random() % 20 == 0 && range > 0) list.SetScrollPos({0, static_cast<int>(random() % static_cast<unsigned>(range))});
+    if (random() % 20 == 0 && range > 0)
+      list.SetScrollPos({0, static_cast<int>(random() % static_cast<unsigned>(range))});
     list.Body()->LineDown();
   };
   while (list.Body()->Rows().empty()) {
@@ -127,7 +134,13 @@ void Run(std::size_t count, int imported, const QString& folder) {
     QApplication::processEvents();
   }
   int steps = 0;
-  Measure("scrolling", [&] { scrolling(); ++steps; }, [&] { return steps == 400; });
+  Measure(
+      "scrolling",
+      [&] {
+        scrolling();
+        ++steps;
+      },
+      [&] { return steps == 400; });
   const auto album = Gallery::GetInstance().CreateAlbum(L"Card", false, -1);
   bool in = false;
   page.Upload(pictures, album, [&in] { in = true; });
@@ -137,14 +150,16 @@ void Run(std::size_t count, int imported, const QString& folder) {
   Measure("recycling, scrolling", scrolling, [&] { return last->IsInBin(); });
   int turns = 0;
   page.Panel()->Make(QStringLiteral("Harbour"));
-  Measure("a new album", nullptr, [&] { return Gallery::GetInstance().AlbumNameIsExist(L"Harbour") && ++turns > 20; });
+  Measure("a new album", nullptr,
+          [&] { return Gallery::GetInstance().AlbumNameIsExist(L"Harbour") && ++turns > 20; });
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   if (!Switch()) {
-    const std::string library = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "libslow_layers.so";
+    const std::string library =
+        std::filesystem::read_symlink("/proc/self/exe").parent_path() / "libslow_layers.so";
     setenv("LD_PRELOAD", library.c_str(), 1);
     execv("/proc/self/exe", argv);
     return 1;
@@ -157,7 +172,8 @@ int main(int argc, char** argv) {
   toolkit::Start(application);
   const std::size_t count = argc > 1 ? std::strtoull(argv[1], nullptr, 10) : 50'000;
   const int imported = argc > 2 ? std::atoi(argv[2]) : 500;
-  const QString folder = QDir::tempPath() + QStringLiteral("/eventloop-benchmark-%1").arg(QCoreApplication::applicationPid());
+  const QString folder =
+      QDir::tempPath() + QStringLiteral("/eventloop-benchmark-%1").arg(QCoreApplication::applicationPid());
   platform::SetProfileRoot(folder.toStdString());
   const bool good = GlobalParamWrapper::GetInstance()->Load() && UserAuthService::GetInstance()->Load() &&
                     DBHelper::GetInstance().IntiDataBase("bench") && Gallery::GetInstance().Init();

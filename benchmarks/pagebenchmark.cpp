@@ -23,8 +23,8 @@
 #include "common/platform/paths.h"
 #include "common/toolkit/resourcequeue.h"
 #include "common/toolkit/toolkit.h"
-#include "host/base/globalparamwrapper.h"
 #include "host/account/userauthservice.h"
+#include "host/base/globalparamwrapper.h"
 #include "model/gallery.h"
 #include "store/dbhelper.h"
 #include "ui/gallerypictureui.h"
@@ -45,7 +45,9 @@ constexpr int kLongStep = 180;
 
 using Clock = std::chrono::steady_clock;
 
-double MsSince(Clock::time_point start) { return std::chrono::duration<double, std::milli>(Clock::now() - start).count(); }
+double MsSince(Clock::time_point start) {
+  return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
 
 double ResidentMb() {
   malloc_trim(0);
@@ -59,12 +61,14 @@ struct Spread {
   std::vector<double> values;
   double At(double part) {
     std::sort(values.begin(), values.end());
-    return values[std::min(values.size() - 1, static_cast<std::size_t>(part * static_cast<double>(values.size())))];
+    return values[std::min(values.size() - 1,
+                           static_cast<std::size_t>(part * static_cast<double>(values.size())))];
   }
 };
 
 void Print(const char* what, Spread& spread) {
-  std::printf("  %-44s median %7.2f ms   99 %% %7.2f ms   worst %7.2f ms\n", what, spread.At(0.5), spread.At(0.99), spread.At(1));
+  std::printf("  %-44s median %7.2f ms   99 %% %7.2f ms   worst %7.2f ms\n", what, spread.At(0.5),
+              spread.At(0.99), spread.At(1));
 }
 
 void Turn() {
@@ -74,7 +78,9 @@ void Turn() {
 
 // --- The gallery
 
-QString PictureFile(const QString& folder, int number) { return folder + QStringLiteral("/%1.jpg").arg(number); }
+QString PictureFile(const QString& folder, int number) {
+  return folder + QStringLiteral("/%1.jpg").arg(number);
+}
 
 void MakePictures(const QString& folder) {
   QDir().mkpath(folder);
@@ -104,8 +110,10 @@ std::vector<GalleryFile::Ptr> MakeFiles(std::size_t count) {
     file->SetFileId("f" + id);
     file->SetFileName(L"IMG_" + std::to_wstring(i) + L".jpg");
     file->SetAlbumId("default-album-1");
-    const std::int64_t seconds = i % 10 == 0 ? kFullDay + static_cast<std::int64_t>(random() % 86'400)
-                                             : kFirst + static_cast<std::int64_t>(random() % static_cast<std::uint64_t>(kLast - kFirst));
+    const std::int64_t seconds =
+        i % 10 == 0
+            ? kFullDay + static_cast<std::int64_t>(random() % 86'400)
+            : kFirst + static_cast<std::int64_t>(random() % static_cast<std::uint64_t>(kLast - kFirst));
     file->CreateTime = seconds * 1000;
     file->SavedFileType = i % 20 == 7 ? 4 : 1;
     file->Size = 3'000'000;
@@ -127,16 +135,20 @@ class PageRun {
     ofFullDay = files.front();
     const double filled = ResidentMb();
     frame = std::make_unique<WindowImplBaseEx>();
-    (void)frame->Create(static_cast<QWidget*>(nullptr), QStringLiteral("frame"), WindowStyle::Frame, {0, 0, 1440, 900});
+    (void)frame->Create(static_cast<QWidget*>(nullptr), QStringLiteral("frame"), WindowStyle::Frame,
+                        {0, 0, 1440, 900});
     page = std::make_unique<ZentaraGallery>();
-    UserProperties::Set(UserProperties::kTipSeen, 1);  // A tip over the list stands in the way of moved pixels.
+    UserProperties::Set(UserProperties::kTipSeen,
+                        1);  // A tip over the list stands in the way of moved pixels.
     const auto start = Clock::now();
-    (void)page->Create(frame.get(), QStringLiteral("ZentaraGalleryWnd"), WindowStyle::Child, {84, 0, 1356, 900});
+    (void)page->Create(frame.get(), QStringLiteral("ZentaraGalleryWnd"), WindowStyle::Child,
+                       {84, 0, 1356, 900});
     frame->show();
     page->show();
     while (Shown().empty()) Turn();
     std::printf("  %-44s %7.2f ms\n", "first rows on the screen", MsSince(start));
-    std::printf("  memory: records %.0f MB, page with layout %.0f MB\n", filled - before, ResidentMb() - filled);
+    std::printf("  memory: records %.0f MB, page with layout %.0f MB\n", filled - before,
+                ResidentMb() - filled);
   }
 
   // The files whose cells are in sight.
@@ -203,12 +215,14 @@ class PageRun {
     Print("step of 180 pixels, thumbnails in memory", steps);
     const double pictures_ = static_cast<double>(painted.count) / (kSteps / 8);
     perPicture = steps.At(0.5) / pictures_;
-    std::printf("  %-44s %7.3f ms (%.0f pictures a step)\n", "for each painted picture", perPicture, pictures_);
+    std::printf("  %-44s %7.3f ms (%.0f pictures a step)\n", "for each painted picture", perPicture,
+                pictures_);
   }
 
   double Wheel(int delta) {
     const QPointF at(600, 400);
-    QWheelEvent event(at, List()->mapToGlobal(at), {}, {0, delta}, Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
+    QWheelEvent event(at, List()->mapToGlobal(at), {}, {0, delta}, Qt::NoButton, Qt::NoModifier,
+                      Qt::NoScrollPhase, false);
     const auto start = Clock::now();
     QApplication::sendEvent(List(), &event);
     Turn();
@@ -248,7 +262,8 @@ class PageRun {
     LongSteps();
     Spread jumps;
     std::mt19937 random(3);
-    for (int i = 0; i < kSteps; ++i) jumps.values.push_back(JumpTo(static_cast<double>(random() % 10'000) / 10'000));
+    for (int i = 0; i < kSteps; ++i)
+      jumps.values.push_back(JumpTo(static_cast<double>(random() % 10'000) / 10'000));
     Print("jump to any date", jumps);
     JumpTo(0);
   }
@@ -285,7 +300,8 @@ class PageRun {
     selection.OnLButtonUp(helper.GetFileByIndex(count / 2), true);
     selection.SetShiftDown(false);
     Turn();
-    std::printf("  %-44s %7.2f ms (%zu files)\n", "Shift over half of them", MsSince(start), selection.Count());
+    std::printf("  %-44s %7.2f ms (%zu files)\n", "Shift over half of them", MsSince(start),
+                selection.Count());
     selection.SelectClear(false);
   }
 
@@ -355,8 +371,8 @@ void RunListView(std::size_t count, const QString& folder, const PageRun& page) 
   Print("QListView, scroll step", steps);
   const double pictures = static_cast<double>(delegate.painted) / (kSteps / 4);
   const double each = steps.At(0.5) / pictures;
-  std::printf("  %-44s %7.3f ms (%.0f pictures a step), the page's is %.2f of it\n", "QListView, for each picture", each,
-              pictures, page.perPicture / each);
+  std::printf("  %-44s %7.3f ms (%.0f pictures a step), the page's is %.2f of it\n",
+              "QListView, for each picture", each, pictures, page.perPicture / each);
 }
 
 }  // namespace
@@ -368,7 +384,8 @@ int main(int argc, char** argv) {
   QApplication application(argc, argv);
   toolkit::Start(application);
   const std::size_t count = argc > 1 ? std::strtoull(argv[1], nullptr, 10) : 1'000'000;
-  const QString folder = QDir::tempPath() + QStringLiteral("/page-benchmark-%1").arg(QCoreApplication::applicationPid());
+  const QString folder =
+      QDir::tempPath() + QStringLiteral("/page-benchmark-%1").arg(QCoreApplication::applicationPid());
   platform::SetProfileRoot(folder.toStdString());
   bool good = GlobalParamWrapper::GetInstance()->Load() && UserAuthService::GetInstance()->Load() &&
               DBHelper::GetInstance().IntiDataBase("bench") && Gallery::GetInstance().Init();

@@ -9,10 +9,10 @@
 
 #include "cloud/cloudphotov2helper.h"
 #include "common/platform/paths.h"
-#include "host/requests/curlppx.h"
+#include "host/account/userauthservice.h"
 #include "host/base/globalparamwrapper.h"
 #include "host/base/jsontext.h"
-#include "host/account/userauthservice.h"
+#include "host/requests/curlppx.h"
 #include "model/gallery.h"
 #include "support/process.h"
 #include "sync/synchelper.h"

@@ -39,7 +39,8 @@ void PasswordWnd::OnOk() {
                         if (!window) return;
                         if (error.isEmpty()) return window->Close(IDOK);
                         window->Wait(false);
-                        if (auto* label = window->FindControl(QStringLiteral("fail_words"))) label->SetText(error);
+                        if (auto* label = window->FindControl(QStringLiteral("fail_words")))
+                          label->SetText(error);
                       });
 }
 
@@ -57,7 +58,8 @@ void DevicesWnd::InitWindow() {
 }
 
 void DevicesWnd::Load() {
-  work.ListDevices([window = QPointer<DevicesWnd>(this)](const QString& error, const std::vector<Workspace::Device>& devices) {
+  work.ListDevices([window = QPointer<DevicesWnd>(this)](const QString& error,
+                                                         const std::vector<Workspace::Device>& devices) {
     if (window) window->Show(error, devices);
   });
 }
@@ -76,7 +78,8 @@ void DevicesWnd::Show(const QString& error, const std::vector<Workspace::Device>
     auto* both = new CVerticalLayoutUI;
     auto* name = new CLabelUI;
     name->SetFont(QStringLiteral("strong"));
-    name->SetText(device.current ? QStringLiteral("IDS_DEVICES_CURRENT") : QStringLiteral("IDS_DEVICES_ANOTHER"));
+    name->SetText(device.current ? QStringLiteral("IDS_DEVICES_CURRENT")
+                                 : QStringLiteral("IDS_DEVICES_ANOTHER"));
     both->Add(name);
     auto* used = new CLabelUI;
     used->ApplyAttributeList(QStringLiteral("font=\"small\" textcolor=\"text-2\""));
@@ -101,8 +104,9 @@ void DevicesWnd::Notify(TNotifyUI& message) {
   if (!message.pSender || message.sType != QStringLiteral("click")) return;
   if (message.pSender->GetName() != QStringLiteral("end_device")) return Close(IDCANCEL);
   message.pSender->SetEnabled(false);
-  work.EndDevice(message.pSender->GetUserData().toString(), [window = QPointer<DevicesWnd>(this)](const QString& error) {
-    if (!window) return;
-    error.isEmpty() ? window->Load() : window->Show(error, {});
-  });
+  work.EndDevice(message.pSender->GetUserData().toString(),
+                 [window = QPointer<DevicesWnd>(this)](const QString& error) {
+                   if (!window) return;
+                   error.isEmpty() ? window->Load() : window->Show(error, {});
+                 });
 }

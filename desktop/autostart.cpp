@@ -26,10 +26,11 @@ bool Set(bool on) {
   // Quoted, so that a path with a blank stays one word; these four are escaped inside.
   QString program = QCoreApplication::applicationFilePath();
   for (const QChar sign : {u'\\', u'"', u'`', u'$'}) program.replace(sign, QString(u'\\') + sign);
-  file.write(QStringLiteral("[Desktop Entry]\nType=Application\nName=Zentara Gallery\nExec=\"%1\" --background\n"
-                            "Icon=zentaracloud\nX-GNOME-Autostart-enabled=true\n")
-                 .arg(program)
-                 .toUtf8());
+  file.write(
+      QStringLiteral("[Desktop Entry]\nType=Application\nName=Zentara Gallery\nExec=\"%1\" --background\n"
+                     "Icon=zentaracloud\nX-GNOME-Autostart-enabled=true\n")
+          .arg(program)
+          .toUtf8());
   return file.commit();
 }
 

@@ -40,23 +40,29 @@ void ChoiceCardUI::paintEvent(QPaintEvent*) {
   const auto place = [this](const QRect& at) { return QStyle::visualRect(layoutDirection(), rect(), at); };
   const double wide = ScaledF(isChecked() ? 2 : 1);
   painter.setPen(QPen(ColorOf(isChecked() ? QStringLiteral("accent") : QStringLiteral("line")), wide));
-  painter.setBrush(isChecked() ? QBrush(ColorOf(QStringLiteral("tint"))) : underMouse() ? QBrush(ColorOf(QStringLiteral("hover"))) : Qt::NoBrush);
-  painter.drawRoundedRect(QRectF(rect()).adjusted(wide / 2, wide / 2, -wide / 2, -wide / 2), Scaled(12), Scaled(12));
+  painter.setBrush(isChecked()    ? QBrush(ColorOf(QStringLiteral("tint")))
+                   : underMouse() ? QBrush(ColorOf(QStringLiteral("hover")))
+                                  : Qt::NoBrush);
+  painter.drawRoundedRect(QRectF(rect()).adjusted(wide / 2, wide / 2, -wide / 2, -wide / 2), Scaled(12),
+                          Scaled(12));
 
   const QRect square = place({Scaled(14), (height() - Scaled(36)) / 2, Scaled(36), Scaled(36)});
   painter.setPen(Qt::NoPen);
   painter.setBrush(ColorOf(isChecked() ? QStringLiteral("tint-hover") : QStringLiteral("panel")));
   painter.drawRoundedRect(square, Scaled(8), Scaled(8));
   const int side = Scaled(20);
-  icons::Paint(painter, icon, {square.center().x() - side / 2 + 1, square.center().y() - side / 2 + 1, side, side},
+  icons::Paint(painter, icon,
+               {square.center().x() - side / 2 + 1, square.center().y() - side / 2 + 1, side, side},
                ColorOf(isChecked() ? QStringLiteral("accent-text") : QStringLiteral("text")));
 
   const int mark = Scaled(18), edge = Scaled(14), from = Scaled(64);
   const int room = width() - from - edge - mark - Scaled(8);
   const auto line = [&](const QString& words, const char* style, const char* color, int top, int tall) {
-    painter.setFont(Theme::Instance().Font(QString::fromLatin1(style), GetManager() ? GetManager()->GetScale() : 100));
+    painter.setFont(
+        Theme::Instance().Font(QString::fromLatin1(style), GetManager() ? GetManager()->GetScale() : 100));
     painter.setPen(ColorOf(QString::fromLatin1(color)));
-    painter.drawText(place({from, top, room, tall}), Qt::AlignVCenter | (isRightToLeft() ? Qt::AlignRight : Qt::AlignLeft),
+    painter.drawText(place({from, top, room, tall}),
+                     Qt::AlignVCenter | (isRightToLeft() ? Qt::AlignRight : Qt::AlignLeft),
                      painter.fontMetrics().elidedText(words, Qt::ElideRight, room));
   };
   const int middle = height() / 2;

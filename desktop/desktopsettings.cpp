@@ -10,8 +10,8 @@
 namespace DesktopSettings {
 namespace {
 
-constexpr char kChosen[] = "DesktopCloudChosen", kTray[] = "DesktopCloseToTray", kSyncOff[] = "DesktopSyncOff",
-               kWatched[] = "DesktopWatchedFolders";
+constexpr char kChosen[] = "DesktopCloudChosen", kTray[] = "DesktopCloseToTray",
+               kSyncOff[] = "DesktopSyncOff", kWatched[] = "DesktopWatchedFolders";
 constexpr char kLanguage[] = "DesktopLanguage", kTheme[] = "DesktopTheme";
 
 }  // namespace

@@ -3,12 +3,12 @@
 #include <QPainter>
 #include <QPointer>
 
+#include "choicecard.h"
 #include "common/toolkit/button.h"
 #include "common/toolkit/container.h"
 #include "common/toolkit/edit.h"
 #include "common/toolkit/theme.h"
 #include "common/toolkit/toolkit.h"
-#include "choicecard.h"
 #include "framewindow.h"
 
 CControlUI* FirstRunPage::CreateControl(const QString& element) {
@@ -29,9 +29,11 @@ void FirstRunPage::ShowStep(int next) {
     if (auto* part = FindControl(QString::fromLatin1(name)))
       part->SetVisible((step == 1) == (QLatin1String(name) == QLatin1String("step_choice")));
   const auto* elsewhere = Find<ChoiceCardUI>(QStringLiteral("choice_server"));
-  if (auto* field = FindControl(QStringLiteral("server_field"))) field->SetEnabled(elsewhere && elsewhere->IsSelected());
+  if (auto* field = FindControl(QStringLiteral("server_field")))
+    field->SetEnabled(elsewhere && elsewhere->IsSelected());
   if (auto* heading = FindControl(QStringLiteral("first_title")))
-    heading->SetText(step == 1 ? QStringLiteral("IDS_FIRSTRUN_TITLE") : QStringLiteral("IDS_FIRSTRUN_SIGN_IN"));
+    heading->SetText(step == 1 ? QStringLiteral("IDS_FIRSTRUN_TITLE")
+                               : QStringLiteral("IDS_FIRSTRUN_SIGN_IN"));
   if (auto* words = FindControl(QStringLiteral("first_text")))
     words->SetText(step == 1 ? QStringLiteral("IDS_FIRSTRUN_TEXT") : TextOf("server_field"));
   for (const char* name : {"dot_choice", "dot_login"}) {
@@ -45,7 +47,8 @@ void FirstRunPage::ShowStep(int next) {
   if (auto* later = FindControl(QStringLiteral("btn_later"))) later->SetVisible(step == 1);
   if (auto* on = FindControl(QStringLiteral("btn_next")))
     on->SetText(step == 1 ? QStringLiteral("IDS_FIRSTRUN_NEXT") : QStringLiteral("IDS_FIRSTRUN_SIGN_IN"));
-  if (auto* first = FindControl(step == 1 ? QStringLiteral("btn_next") : QStringLiteral("login_user"))) first->SetFocus();
+  if (auto* first = FindControl(step == 1 ? QStringLiteral("btn_next") : QStringLiteral("login_user")))
+    first->SetFocus();
 }
 
 void FirstRunPage::Wait(bool busy) {
@@ -108,7 +111,8 @@ void FirstRunPage::Notify(TNotifyUI& message) {
   if (name == QStringLiteral("btn_later")) return frame.FinishFirstRun();
   if (name == QStringLiteral("show_password")) {
     auto* field = Find<CEditUI>(QStringLiteral("login_password"));
-    if (field) field->setEchoMode(field->echoMode() == QLineEdit::Password ? QLineEdit::Normal : QLineEdit::Password);
+    if (field)
+      field->setEchoMode(field->echoMode() == QLineEdit::Password ? QLineEdit::Normal : QLineEdit::Password);
   }
 }
 

@@ -12,8 +12,8 @@
 #include "desktopsettings.h"
 #include "firstrunpage.h"
 #include "homepage.h"
-#include "host/base/globalparamwrapper.h"
 #include "host/account/userauthservice.h"
+#include "host/base/globalparamwrapper.h"
 #include "notifications.h"
 #include "settingspage.h"
 #include "sync/synchelper.h"
@@ -32,8 +32,10 @@ constexpr const char* kButtons[] = {"nav_home", "nav_gallery", "nav_transfers", 
 }  // namespace
 
 FrameWindow::FrameWindow(Workspace& of, QStringList startFiles)
-    : work(of), homeCloud(GallerySession::DataFolder()),
-      watched([this](const QStringList& folders) { ImportWatched(folders); }), files(std::move(startFiles)) {
+    : work(of),
+      homeCloud(GallerySession::DataFolder()),
+      watched([this](const QStringList& folders) { ImportWatched(folders); }),
+      files(std::move(startFiles)) {
   work.onRaise = [this](const QStringList& handed) {
     Raise();
     TakeFiles(handed);
@@ -117,7 +119,9 @@ void FrameWindow::OpenGallery() {
   TakeFiles(std::exchange(files, {}));
 }
 
-ZentaraGallery* FrameWindow::GalleryPage() const { return dynamic_cast<ZentaraGallery*>(toolkit::WidgetOf(gallery)); }
+ZentaraGallery* FrameWindow::GalleryPage() const {
+  return dynamic_cast<ZentaraGallery*>(toolkit::WidgetOf(gallery));
+}
 
 void FrameWindow::CloseGallery() {
   if (auto* page = GalleryPage()) {
@@ -232,7 +236,8 @@ LRESULT FrameWindow::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, bool
 // What was begun before the window was left is told when it is through.
 void FrameWindow::TellEnd(std::size_t busy, std::size_t completed, std::size_t failed) {
   const bool ended = std::exchange(lastBusy, busy) > 0 && busy == 0;
-  const std::size_t done = completed - std::min(completed, toldCompleted), lost = failed - std::min(failed, toldFailed);
+  const std::size_t done = completed - std::min(completed, toldCompleted),
+                    lost = failed - std::min(failed, toldFailed);
   if (!ended) return;
   toldCompleted = completed;
   toldFailed = failed;
@@ -256,7 +261,8 @@ void FrameWindow::UpdateBadge() {
     }
     TellEnd(busy, completed, failed);
   }
-  if (auto* button = Find<CButtonUI>(QStringLiteral("nav_transfers"))) button->SetBadge(static_cast<int>(busy));
+  if (auto* button = Find<CButtonUI>(QStringLiteral("nav_transfers")))
+    button->SetBadge(static_cast<int>(busy));
   if (transfers && shown == Transfers) transfers->Reload();
 }
 
@@ -294,7 +300,8 @@ void FrameWindow::Raise() {
 
 void FrameWindow::SetUpTray() {
   if (!QSystemTrayIcon::isSystemTrayAvailable()) return;
-  tray = new QSystemTrayIcon(icons::Icon(QStringLiteral("gallery"), 22, Theme::Instance().Color(QStringLiteral("accent"))), this);
+  tray = new QSystemTrayIcon(
+      icons::Icon(QStringLiteral("gallery"), 22, Theme::Instance().Color(QStringLiteral("accent"))), this);
   auto* menu = new QMenu(this);
   menu->addAction(CResourceManager::GetText(QStringLiteral("IDS_DESKTOP_SHOW")), this, &FrameWindow::Raise);
   menu->addAction(CResourceManager::GetText(QStringLiteral("IDS_DESKTOP_QUIT")), this, &FrameWindow::Quit);

@@ -48,7 +48,9 @@ HomeCloud::~HomeCloud() {
 
 bool HomeCloud::Exists() const { return !Line(folder / "password").empty(); }
 
-bool HomeCloud::IsAt(const std::string& at) const { return Exists() && at == "http://" + Line(folder / "address"); }
+bool HomeCloud::IsAt(const std::string& at) const {
+  return Exists() && at == "http://" + Line(folder / "address");
+}
 
 std::string HomeCloud::Password() const { return Line(folder / "password"); }
 
@@ -71,7 +73,8 @@ void HomeCloud::Start(std::function<void(const QString&)> done) {
     if (!error && Line(password).empty()) {
       std::array<std::uint8_t, kPasswordBytes> bytes{};
       error = platform::RandomBytes(bytes)
-                  ? platform::ReplaceAtomically(password, Hexadecimal::Text(bytes) + "\n", platform::Rights::OwnerOnly)
+                  ? platform::ReplaceAtomically(password, Hexadecimal::Text(bytes) + "\n",
+                                                platform::Rights::OwnerOnly)
                   : std::make_error_code(std::errc::io_error);
     }
     if (error) failed = QString::fromStdString(folder.string() + ": " + error.message());
@@ -84,10 +87,11 @@ void HomeCloud::Start(std::function<void(const QString&)> done) {
       return good;
     };
     QString users;
-    if (failed.isEmpty() && (!run({QStringLiteral("user"), QStringLiteral("list"), QStringLiteral("--data"), data}, &users) ||
-                             !users.contains(QLatin1String(kUser)))) {
-      if (!run({QStringLiteral("user"), QStringLiteral("add"), QLatin1String(kUser), QStringLiteral("--data"), data,
-                QStringLiteral("--password-file"), QString::fromStdString(password.string())},
+    if (failed.isEmpty() &&
+        (!run({QStringLiteral("user"), QStringLiteral("list"), QStringLiteral("--data"), data}, &users) ||
+         !users.contains(QLatin1String(kUser)))) {
+      if (!run({QStringLiteral("user"), QStringLiteral("add"), QLatin1String(kUser), QStringLiteral("--data"),
+                data, QStringLiteral("--password-file"), QString::fromStdString(password.string())},
                nullptr))
         failed = data;
     }
@@ -107,8 +111,9 @@ void HomeCloud::Start(std::function<void(const QString&)> done) {
 
 void HomeCloud::Serve(const QString& at) {
   server.setStandardErrorFile(QString::fromStdString((folder / "log").string()), QIODevice::Append);
-  server.start(Program(), {QStringLiteral("serve"), QStringLiteral("--data"),
-                           QString::fromStdString((folder / "data").string()), QStringLiteral("--listen"), at});
+  server.start(Program(),
+               {QStringLiteral("serve"), QStringLiteral("--data"),
+                QString::fromStdString((folder / "data").string()), QStringLiteral("--listen"), at});
 }
 
 // Its first line tells the address in the third word.

@@ -67,7 +67,8 @@ void HomeGridUI::PaintBkImage(QPainter& painter) {
 }
 
 void HomeCardUI::DoEvent(TEventUI& event) {
-  if (event.Type == EventType::ButtonUp && GetManager()) GetManager()->SendNotify(this, QStringLiteral("click"));
+  if (event.Type == EventType::ButtonUp && GetManager())
+    GetManager()->SendNotify(this, QStringLiteral("click"));
   CVerticalLayoutUI::DoEvent(event);
 }
 
@@ -106,8 +107,8 @@ void HomePage::Reload() {
       this,
       [] {
         const QStorageInfo disk(QString::fromStdString(platform::DataRoot().string()));
-        return Figures{SyncHelper::GetInstance().GetState().status == SyncStatus::SYNCERROR, disk.bytesAvailable(),
-                       disk.bytesTotal()};
+        return Figures{SyncHelper::GetInstance().GetState().status == SyncStatus::SYNCERROR,
+                       disk.bytesAvailable(), disk.bytesTotal()};
       },
       [this, hasCloud = !server.empty()](const Figures& figures) { ShowFigures(figures, hasCloud); });
   std::size_t running = 0, waiting = 0, failed = 0;
@@ -118,17 +119,20 @@ void HomePage::Reload() {
     failed += figures.failed;
   }
   const auto number = [](std::size_t of) { return CResourceManager::FormatNumber(static_cast<qint64>(of)); };
-  Say("home_transfers_title", Page::Fill(CResourceManager::GetText(QStringLiteral("IDS_HOME_RUNNING")), {number(running)}));
-  Say("home_transfers_text",
-      Page::Fill(CResourceManager::GetText(QStringLiteral("IDS_HOME_WAITING")), {number(waiting), number(failed)}));
+  Say("home_transfers_title",
+      Page::Fill(CResourceManager::GetText(QStringLiteral("IDS_HOME_RUNNING")), {number(running)}));
+  Say("home_transfers_text", Page::Fill(CResourceManager::GetText(QStringLiteral("IDS_HOME_WAITING")),
+                                        {number(waiting), number(failed)}));
 }
 
 void HomePage::ShowFigures(const Figures& figures, bool hasCloud) {
   if (hasCloud)
-    Say("home_cloud_text", figures.trouble ? QStringLiteral("IDS_HOME_CLOUD_TROUBLE") : QStringLiteral("IDS_HOME_CLOUD_GOOD"));
+    Say("home_cloud_text",
+        figures.trouble ? QStringLiteral("IDS_HOME_CLOUD_TROUBLE") : QStringLiteral("IDS_HOME_CLOUD_GOOD"));
   Say("home_storage_title", Page::SizeText(figures.freeBytes));
   auto* bar = dynamic_cast<CProgressUI*>(FindSubControl(QStringLiteral("home_storage_bar")));
-  if (bar && figures.totalBytes > 0) bar->SetValue(static_cast<int>(100 - figures.freeBytes * 100 / figures.totalBytes));
+  if (bar && figures.totalBytes > 0)
+    bar->SetValue(static_cast<int>(100 - figures.freeBytes * 100 / figures.totalBytes));
 }
 
 QString HomePage::ItemsText() const {
@@ -146,6 +150,7 @@ void HomePage::OnNotify(TNotifyUI& message) {
     frame.ShowPage(FrameWindow::Gallery);
     frame.GalleryPage()->OnUpload();
   }
-  if (name == QStringLiteral("home_all") || name == QStringLiteral("home_cloud_open")) frame.ShowPage(FrameWindow::Gallery);
+  if (name == QStringLiteral("home_all") || name == QStringLiteral("home_cloud_open"))
+    frame.ShowPage(FrameWindow::Gallery);
   if (name == QStringLiteral("home_transfers_open")) frame.ShowPage(FrameWindow::Transfers);
 }

@@ -25,7 +25,8 @@ int main(int argc, char** argv) {
   const QCommandLineOption profile(QStringLiteral("profile"), QStringLiteral("Keep everything under FOLDER."),
                                    QStringLiteral("FOLDER"));
   parser.addOption(profile);
-  const QCommandLineOption background(QStringLiteral("background"), QStringLiteral("Start in the tray, without the window."));
+  const QCommandLineOption background(QStringLiteral("background"),
+                                      QStringLiteral("Start in the tray, without the window."));
   parser.addOption(background);
   parser.addPositionalArgument(QStringLiteral("files"), QStringLiteral("Pictures and folders to add."),
                                QStringLiteral("[FILES...]"));
@@ -34,7 +35,8 @@ int main(int argc, char** argv) {
   for (const QString& file : parser.positionalArguments()) files << QFileInfo(file).absoluteFilePath();
 
   const bool own = parser.isSet(profile);
-  const std::string folder = own ? QFileInfo(parser.value(profile)).absoluteFilePath().toStdString() : std::string();
+  const std::string folder =
+      own ? QFileInfo(parser.value(profile)).absoluteFilePath().toStdString() : std::string();
   if (const std::string problem = GallerySession::ChooseProfile(folder, !own); !problem.empty()) {
     std::cerr << problem << '\n';
     return 1;
@@ -58,7 +60,8 @@ int main(int argc, char** argv) {
   int status = 0;
   {
     FrameWindow frame(work, files);
-    if (!frame.Create(static_cast<QWidget*>(nullptr), QStringLiteral("Zentara Gallery"), WindowStyle::Frame, {0, 0, 1, 1}))
+    if (!frame.Create(static_cast<QWidget*>(nullptr), QStringLiteral("Zentara Gallery"), WindowStyle::Frame,
+                      {0, 0, 1, 1}))
       return 1;
     frame.resize(frame.Manager().Scale(1440), frame.Manager().Scale(900));
     if (!parser.isSet(background) || !frame.HasTray()) frame.show();

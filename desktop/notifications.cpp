@@ -16,8 +16,9 @@ void Show(const QString& summary, const QString& body) {
       QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("/org/freedesktop/Notifications"),
       QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("Notify"));
   // The body may be read as markup; file names and words must not be.
-  call << QStringLiteral("Zentara Gallery") << last << QStringLiteral("zentaracloud") << summary << body.toHtmlEscaped()
-       << QStringList() << QVariantMap{{QStringLiteral("desktop-entry"), QStringLiteral("zentaracloud")}} << -1;
+  call << QStringLiteral("Zentara Gallery") << last << QStringLiteral("zentaracloud") << summary
+       << body.toHtmlEscaped() << QStringList()
+       << QVariantMap{{QStringLiteral("desktop-entry"), QStringLiteral("zentaracloud")}} << -1;
   auto* watcher = new QDBusPendingCallWatcher(bus.asyncCall(call));
   QObject::connect(watcher, &QDBusPendingCallWatcher::finished, [watcher] {
     const QDBusPendingReply<quint32> reply = *watcher;

@@ -14,8 +14,8 @@
 #include "common/toolkit/resourcemanager.h"
 #include "desktopsettings.h"
 #include "framewindow.h"
-#include "host/base/drivethreadpool.h"
 #include "host/account/userauthservice.h"
+#include "host/base/drivethreadpool.h"
 #include "sync/synchelper.h"
 #include "ui/dialogs/downloadpicwnd.h"
 #include "ui/pagecontext.h"
@@ -30,7 +30,8 @@ QString LeftToRight(const QString& path) { return QChar(0x2066) + path + QChar(0
 
 void SettingsPage::DoInit() {
   CVerticalLayoutUI::DoInit();
-  if (auto* content = CDialogBuilder().Create(QStringLiteral("Desktop/SettingsPage.xml"), nullptr, this)) Add(content);
+  if (auto* content = CDialogBuilder().Create(QStringLiteral("Desktop/SettingsPage.xml"), nullptr, this))
+    Add(content);
 }
 
 void SettingsPage::Say(const char* name, const QString& words) {
@@ -52,15 +53,18 @@ void SettingsPage::Check(const char* name, bool on) {
 void SettingsPage::Reload() {
   auto* identity = UserAuthService::GetInstance();
   const bool local = identity->GetServerUrl().empty();
-  Say("set_account", local ? QStringLiteral("IDS_SETTINGS_LOCAL") : QString::fromStdString(identity->GetUserName()));
+  Say("set_account",
+      local ? QStringLiteral("IDS_SETTINGS_LOCAL") : QString::fromStdString(identity->GetUserName()));
   Say("set_server", local ? QString() : LeftToRight(QString::fromStdString(identity->GetServerUrl())));
   Show("set_server", !local);
   Show("set_signed_in", !local);
   Show("set_sync_row", !local);
-  Say("set_account_btn", local ? QStringLiteral("IDS_FIRSTRUN_SIGN_IN") : QStringLiteral("IDS_SETTINGS_SIGN_OUT"));
+  Say("set_account_btn",
+      local ? QStringLiteral("IDS_FIRSTRUN_SIGN_IN") : QStringLiteral("IDS_SETTINGS_SIGN_OUT"));
   Say("set_folder", LeftToRight(DownloadPicWnd::StandardFolder()));
   const QString language = DesktopSettings::Language();
-  Say("set_language_btn", language.isEmpty() ? QStringLiteral("IDS_SETTINGS_SYSTEM") : QLocale(language).nativeLanguageName());
+  Say("set_language_btn",
+      language.isEmpty() ? QStringLiteral("IDS_SETTINGS_SYSTEM") : QLocale(language).nativeLanguageName());
   const QString theme = DesktopSettings::ThemeName();
   Check("set_theme_dark", theme == QStringLiteral("dark"));
   Check("set_theme_light", theme == QStringLiteral("light"));
@@ -83,14 +87,16 @@ void SettingsPage::ShowWatched() {
     line->ApplyAttributeList(QStringLiteral("height=\"1\" bkcolor=\"line\""));
     box->Add(line);
     auto* row = new CHorizontalLayoutUI;
-    row->ApplyAttributeList(QStringLiteral("height=\"48\" inset=\"56,0,20,0\" childpadding=\"16\" childvalign=\"middle\""));
+    row->ApplyAttributeList(
+        QStringLiteral("height=\"48\" inset=\"56,0,20,0\" childpadding=\"16\" childvalign=\"middle\""));
     auto* name = new CLabelUI;
     name->SetAttribute(QStringLiteral("elide"), QStringLiteral("middle"));
     name->SetText(LeftToRight(QDir::toNativeSeparators(folder)));
     row->Add(name);
     auto* remove = new CButtonUI;
     remove->SetName(QStringLiteral("set_unwatch"));
-    remove->ApplyAttributeList(QStringLiteral("style=\"icon\" icon=\"close\" iconsize=\"18\" width=\"32\" height=\"32\""));
+    remove->ApplyAttributeList(
+        QStringLiteral("style=\"icon\" icon=\"close\" iconsize=\"18\" width=\"32\" height=\"32\""));
     remove->SetToolTip(QStringLiteral("IDS_SETTINGS_REMOVE_FOLDER"));
     remove->SetUserData(folder);
     row->Add(remove);
@@ -117,10 +123,12 @@ void SettingsPage::OnNotify(TNotifyUI& message) {
 void SettingsPage::OnSwitch(const QString& name, bool on) {
   if (name == QStringLiteral("set_ask")) UserProperties::Set(UserProperties::kAskDownload, on ? 1 : 0);
   if (name == QStringLiteral("set_tray")) DesktopSettings::SetClosesToTray(on);
-  if (name == QStringLiteral("set_autostart") && !Autostart::Set(on)) Check("set_autostart", Autostart::IsOn());
+  if (name == QStringLiteral("set_autostart") && !Autostart::Set(on))
+    Check("set_autostart", Autostart::IsOn());
   if (name == QStringLiteral("set_sync")) {
     DesktopSettings::SetSyncs(on);
-    (void)CommonAbility::DriveThreadPool::GetInstance().Add([on] { SyncHelper::GetInstance().SetSyncSwitch(on); });
+    (void)CommonAbility::DriveThreadPool::GetInstance().Add(
+        [on] { SyncHelper::GetInstance().SetSyncSwitch(on); });
   }
 }
 
@@ -189,11 +197,16 @@ void SettingsPage::AddWatched() {
 }
 
 void SettingsPage::ExportKeys() {
-  const QString file = QFileDialog::getSaveFileName(this, {}, QDir::home().filePath(QStringLiteral("zentara-keys.json")));
+  const QString file =
+      QFileDialog::getSaveFileName(this, {}, QDir::home().filePath(QStringLiteral("zentara-keys.json")));
   if (file.isEmpty()) return;
   frame.Work().ExportKeys(file, [page = QPointer<SettingsPage>(this), file](const QString& error) {
     if (!page) return;
-    const QString words = error.isEmpty() ? CResourceManager::GetText(QStringLiteral("IDS_SETTINGS_KEYS_DONE")) : error;
-    Toast::Show(*page, {error.isEmpty() ? QStringLiteral("check") : QStringLiteral("error"), Page::Fill(words, {file}), {}, {}});
+    const QString words =
+        error.isEmpty() ? CResourceManager::GetText(QStringLiteral("IDS_SETTINGS_KEYS_DONE")) : error;
+    Toast::Show(*page, {error.isEmpty() ? QStringLiteral("check") : QStringLiteral("error"),
+                        Page::Fill(words, {file}),
+                        {},
+                        {}});
   });
 }

@@ -11,8 +11,8 @@
 #include "common/toolkit/progress.h"
 #include "common/toolkit/resourcemanager.h"
 #include "framewindow.h"
-#include "host/requests/cloudtrouble.h"
 #include "host/base/drivethreadpool.h"
+#include "host/requests/cloudtrouble.h"
 #include "transfer/gallerytransmanager.h"
 #include "ui/albumthumb.h"
 #include "ui/pagecontext.h"
@@ -25,7 +25,8 @@ constexpr std::size_t kRowsAtOnce = 200;
 constexpr int kHeadHeight = 44, kRowHeight = 68;
 
 const char* GroupOf(const TransferTask& task) {
-  if (task.GetTaskType() == TaskType::Complete || task.Status() == TaskStatus::Completed) return "IDS_TRANSFERS_FINISHED";
+  if (task.GetTaskType() == TaskType::Complete || task.Status() == TaskStatus::Completed)
+    return "IDS_TRANSFERS_FINISHED";
   switch (task.Status()) {
     case TaskStatus::Running:
       return "IDS_TRANSFERS_RUNNING";
@@ -38,7 +39,10 @@ const char* GroupOf(const TransferTask& task) {
 
 int RankOf(const char* group) {
   const std::string_view name = group;
-  return name == "IDS_TRANSFERS_RUNNING" ? 0 : name == "IDS_TRANSFERS_WAITING" ? 1 : name == "IDS_TRANSFERS_FAILED" ? 2 : 3;
+  return name == "IDS_TRANSFERS_RUNNING"   ? 0
+         : name == "IDS_TRANSFERS_WAITING" ? 1
+         : name == "IDS_TRANSFERS_FAILED"  ? 2
+                                           : 3;
 }
 
 GalleryTransManager& Manager() { return GalleryTransManager::GetInstance(); }
@@ -64,7 +68,8 @@ void TransfersPage::FollowScroll() {
   connect(bar, &QScrollBar::valueChanged, this, [this, bar](int at) {
     if (at + 2 * list->height() < bar->maximum() || rows.size() < wanted) return;
     wanted = rows.size() + kRowsAtOnce;
-    QMetaObject::invokeMethod(this, [this] { Reload(); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        this, [this] { Reload(); }, Qt::QueuedConnection);
   });
 }
 
@@ -101,8 +106,10 @@ void TransfersPage::MakeRows(const std::vector<TransferTask::Ptr>& tasks) {
   const std::size_t count = std::min(tasks.size(), wanted);
   std::vector<std::string> now;
   for (std::size_t i = 0; i < count; ++i)
-    now.push_back(tasks[i]->GetTransferId() + GroupOf(*tasks[i]) + std::to_string(static_cast<int>(tasks[i]->Status())));
-  const bool grown = !shape.empty() && shape.size() <= now.size() && std::equal(shape.begin(), shape.end(), now.begin());
+    now.push_back(tasks[i]->GetTransferId() + GroupOf(*tasks[i]) +
+                  std::to_string(static_cast<int>(tasks[i]->Status())));
+  const bool grown =
+      !shape.empty() && shape.size() <= now.size() && std::equal(shape.begin(), shape.end(), now.begin());
   const QSize at = list->GetScrollPos();
   if (!grown) {
     list->RemoveAll();
@@ -228,7 +235,8 @@ QString TransfersPage::StateText(const TransferTask& task) const {
       if (task.Speed() > 0) {
         text += QStringLiteral(", ") + Page::SizeText(task.Speed()) + QStringLiteral("/s");
         const qint64 seconds = (total - done) / task.Speed() + 1;
-        text += QStringLiteral(", ") + CResourceManager::GetPluralText(QStringLiteral("IDS_TRANSFERS_SECONDS_LEFT"), seconds);
+        text += QStringLiteral(", ") +
+                CResourceManager::GetPluralText(QStringLiteral("IDS_TRANSFERS_SECONDS_LEFT"), seconds);
       }
       return text;
     }
@@ -252,13 +260,15 @@ QString TransfersPage::StateText(const TransferTask& task) const {
 
 void TransfersPage::Update(Row& row) {
   row.state->SetText(StateText(*row.task));
-  row.state->SetTextColor(row.task->Status() == TaskStatus::Failed ? QStringLiteral("danger-text") : QStringLiteral("text-2"));
+  row.state->SetTextColor(row.task->Status() == TaskStatus::Failed ? QStringLiteral("danger-text")
+                                                                   : QStringLiteral("text-2"));
   const qint64 total = row.task->GetTotalSize();
   if (row.bar && total > 0) row.bar->SetValue(static_cast<int>(row.task->Transferred() * 1000 / total));
 }
 
 void TransfersPage::Act(const std::string& id, const QString& action) {
-  const auto row = std::find_if(rows.begin(), rows.end(), [&id](const Row& of) { return of.task->GetTransferId() == id; });
+  const auto row =
+      std::find_if(rows.begin(), rows.end(), [&id](const Row& of) { return of.task->GetTransferId() == id; });
   if (row == rows.end()) return;
   if (action == QStringLiteral("row_folder")) {
     const QString folder = QFileInfo(Page::NativeText(row->task->GetLocalPath())).path();
@@ -289,7 +299,7 @@ void TransfersPage::OnNotify(TNotifyUI& message) {
   if (name == QStringLiteral("clear_all"))
     (void)CommonAbility::DriveThreadPool::GetInstance().Add([] { Manager().ClearFinished(); });
   if (name.startsWith(QStringLiteral("transfers_filter_"))) {
-    filter = name.endsWith(QStringLiteral("up")) ? Filter::Uploads
+    filter = name.endsWith(QStringLiteral("up"))     ? Filter::Uploads
              : name.endsWith(QStringLiteral("down")) ? Filter::Downloads
                                                      : Filter::All;
     wanted = kRowsAtOnce;

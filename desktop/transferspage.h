@@ -50,7 +50,7 @@ class TransfersPage : public CVerticalLayoutUI {
   CListUI* list = nullptr;
   CScrollBarUI* followed = nullptr;
   Filter filter = Filter::All;
-  std::size_t wanted;             // rows that are made; more of them when the list's end comes near
+  std::size_t wanted;              // rows that are made; more of them when the list's end comes near
   std::vector<std::string> shape;  // which rows there are, and in which groups
   std::vector<Head> heads;
   std::vector<Row> rows;

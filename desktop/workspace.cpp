@@ -5,14 +5,14 @@
 #include <QPointer>
 #include <algorithm>
 
-#include "common/toolkit/resourcemanager.h"
 #include "common/platform/files.h"
-#include "host/profile/controlchannel.h"
+#include "common/toolkit/resourcemanager.h"
+#include "host/account/userauthservice.h"
 #include "host/base/drivethreadpool.h"
 #include "host/base/jsonfile.h"
-#include "host/requests/ns/basic.h"
+#include "host/profile/controlchannel.h"
 #include "host/profile/ownerclient.h"
-#include "host/account/userauthservice.h"
+#include "host/requests/ns/basic.h"
 #include "localterminal.h"
 #include "session/folderimport.h"
 #include "session/signin.h"
@@ -56,7 +56,9 @@ const std::atomic<bool>& Never() {
 
 void TakeLocalAlong(GallerySession& session) {
   (void)TakeLocal::Finish([&](const std::vector<FolderFiles>& folders) {
-    return FolderImport(session, Never()).Run(folders, Known::PassedOver).value_or(ImportSum{.stopped = true});
+    return FolderImport(session, Never())
+        .Run(folders, Known::PassedOver)
+        .value_or(ImportSum{.stopped = true});
   });
 }
 
@@ -75,7 +77,8 @@ QString ImportInto(GallerySession& session, const QStringList& folders) {
 
 std::unique_ptr<ZentaraGalleryObj> LoadModule() {
   QLibrary module(QCoreApplication::applicationDirPath() + QStringLiteral("/libzentaragallery.so"));
-  const auto create = reinterpret_cast<CreateZentaraGalleryObjFunction*>(module.resolve("CreateZentaraGalleryObj"));
+  const auto create =
+      reinterpret_cast<CreateZentaraGalleryObjFunction*>(module.resolve("CreateZentaraGalleryObj"));
   return std::unique_ptr<ZentaraGalleryObj>(create ? create() : nullptr);
 }
 
@@ -103,11 +106,16 @@ bool Workspace::HandOver(const QStringList& files) {
 
 void Workspace::InBackground(std::function<QString()> work, Done done) {
   const QPointer<Workspace> self(this);
-  (void)CommonAbility::DriveThreadPool::GetInstance().Add([work = std::move(work), done = std::move(done), self] {
-    const QString error = work();
-    QMetaObject::invokeMethod(
-        qApp, [done, error, self] { if (self && done) done(error); }, Qt::QueuedConnection);
-  });
+  (void)CommonAbility::DriveThreadPool::GetInstance().Add(
+      [work = std::move(work), done = std::move(done), self] {
+        const QString error = work();
+        QMetaObject::invokeMethod(
+            qApp,
+            [done, error, self] {
+              if (self && done) done(error);
+            },
+            Qt::QueuedConnection);
+      });
 }
 
 void Workspace::Open(Done done) {
@@ -148,7 +156,8 @@ void Workspace::Close() {
   owner.Release();
 }
 
-void Workspace::SignIn(const std::string& server, const std::string& user, const std::string& password, Done done) {
+void Workspace::SignIn(const std::string& server, const std::string& user, const std::string& password,
+                       Done done) {
   InBackground(
       [this, server, user, password] {
         session->End();
@@ -196,7 +205,8 @@ void Workspace::EndDevice(const QString& id, Done done) {
   InBackground(
       [id] {
         const auto answer = NS::Request::Sync(NS::Basic::SessionsReq::End(id.toStdString()));
-        return answer.HasPayload() ? QString() : CResourceManager::GetText(QStringLiteral("IDS_DEVICES_FAILED"));
+        return answer.HasPayload() ? QString()
+                                   : CResourceManager::GetText(QStringLiteral("IDS_DEVICES_FAILED"));
       },
       std::move(done));
 }
@@ -205,8 +215,9 @@ void Workspace::ExportKeys(const QString& file, Done done) {
   InBackground(
       [file] {
         const Json::Value keys = UserAuthService::GetInstance()->ExportKeys();
-        const bool written = !keys.isNull() && !platform::CreateAtomically(file.toStdString(), JsonFile::Text(keys),
-                                                                           platform::Rights::OwnerOnly);
+        const bool written =
+            !keys.isNull() && !platform::CreateAtomically(file.toStdString(), JsonFile::Text(keys),
+                                                          platform::Rights::OwnerOnly);
         return written ? QString() : CResourceManager::GetText(QStringLiteral("IDS_SETTINGS_KEYS_FAILED"));
       },
       std::move(done));
@@ -241,6 +252,10 @@ int Workspace::Run(const std::vector<std::string>& arguments, CommandTerminal& t
   for (std::size_t i = 1; i < arguments.size(); ++i)
     files << QString::fromStdString(terminal.Path(arguments[i]).string());
   QMetaObject::invokeMethod(
-      this, [this, files] { if (onRaise) onRaise(files); }, Qt::QueuedConnection);
+      this,
+      [this, files] {
+        if (onRaise) onRaise(files);
+      },
+      Qt::QueuedConnection);
   return 0;
 }

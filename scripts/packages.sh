@@ -8,7 +8,7 @@ BUILD_PACKAGES="g++ cmake ninja-build pkg-config git ccache mold
   qt6-base-dev libxcb1-dev qt6-svg-dev libqt6svg6 qt6-qpa-plugins fonts-inter fonts-noto-core"
 RUN_PACKAGES="fonts-noto-cjk vlc-plugin-base libvlc-bin"
 TEST_PACKAGES="libgtest-dev libgmock-dev libheif-dev libbenchmark-dev libimage-exiftool-perl sqlite3 openssl curl python3
-  dbus-daemon xvfb xdotool ffmpeg vlc-plugin-base libvlc-bin"
+  dbus-daemon xvfb xdotool ffmpeg vlc-plugin-base libvlc-bin clang-format"
 DESKTOP_TEST_PACKAGES="python3-pyatspi at-spi2-core xdotool imagemagick"
 
 install_packages() {

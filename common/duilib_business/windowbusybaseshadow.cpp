@@ -88,7 +88,8 @@ void UIBackGroundMessWnd::OnFinalMessage() {
 }
 
 bool UIBackGroundMessWnd::eventFilter(QObject* watched, QEvent* event) {
-  if (watched == parentWidget() && event->type() == QEvent::Resize) platform::SendMessageW(GetHWND(), kResized, 0, 0);
+  if (watched == parentWidget() && event->type() == QEvent::Resize)
+    platform::SendMessageW(GetHWND(), kResized, 0, 0);
   return WindowBusyBase::eventFilter(watched, event);
 }
 

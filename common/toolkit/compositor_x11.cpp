@@ -27,7 +27,8 @@ bool HasCompositor() {
   const Answer<xcb_intern_atom_reply_t> atom(xcb_intern_atom_reply(server, name, nullptr), &std::free);
   if (!atom || atom->atom == XCB_ATOM_NONE) return false;
   const auto asked = xcb_get_selection_owner(server, atom->atom);
-  const Answer<xcb_get_selection_owner_reply_t> owner(xcb_get_selection_owner_reply(server, asked, nullptr), &std::free);
+  const Answer<xcb_get_selection_owner_reply_t> owner(xcb_get_selection_owner_reply(server, asked, nullptr),
+                                                      &std::free);
   return owner && owner->owner != XCB_WINDOW_NONE;
 }
 

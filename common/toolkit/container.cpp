@@ -1,9 +1,9 @@
 #include "common/toolkit/container.h"
 
 #include <QBoxLayout>
-#include <QScrollArea>
 #include <QChildEvent>
 #include <QGridLayout>
+#include <QScrollArea>
 #include <QStackedLayout>
 #include <algorithm>
 #include <utility>

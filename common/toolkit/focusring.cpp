@@ -4,7 +4,9 @@
 #include <QFocusEvent>
 #include <QWidget>
 
-FocusRing::FocusRing(QApplication& application) : QObject(&application) { application.installEventFilter(this); }
+FocusRing::FocusRing(QApplication& application) : QObject(&application) {
+  application.installEventFilter(this);
+}
 
 bool FocusRing::eventFilter(QObject* watched, QEvent* event) {
   if (event->type() != QEvent::FocusIn || !watched->isWidgetType()) return false;

@@ -3,8 +3,8 @@
 #include <QFocusFrame>
 #include <QLineEdit>
 #include <QMenu>
-#include <QPainterPath>
 #include <QPainter>
+#include <QPainterPath>
 #include <QScrollBar>
 #include <QSlider>
 #include <QStyleOption>

@@ -176,7 +176,7 @@ int WindowImplBaseEx::ShowModal() {
   // What InitWindow gave the focus to keeps it; nothing could have it before it was shown.
   const QPointer<QWidget> first = focusWidget();
   ShowWindow();
-  first && first != this ? first->setFocus(Qt::OtherFocusReason) : void(focusNextPrevChild(true));
+  first&& first != this ? first->setFocus(Qt::OtherFocusReason) : void(focusNextPrevChild(true));
   if (isWindow()) setWindowModality(Qt::ApplicationModal);
   QEventLoop loop;
   modal = &loop;

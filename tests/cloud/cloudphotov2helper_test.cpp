@@ -327,12 +327,15 @@ TEST_F(CloudHelperTest, ExpiredCursorOfAServiceThatCameFromABackupClearsNothing)
   FillTables();
   LoopbackServer restored([](const std::string& request) {
     if (request.find("/about") == std::string::npos)
-      return LoopbackServer::Answer(410, R"({"error":{"status":410,"description":"gone","errors":[{"code":"31084100","reason":"gone"}]}})");
+      return LoopbackServer::Answer(
+          410,
+          R"({"error":{"status":410,"description":"gone","errors":[{"code":"31084100","reason":"gone"}]}})");
     return LoopbackServer::Answer(
         200, R"({"dataVersion":"v2.0","maxBatchNumber":5,"settings":{"v2cut":"1","restoredCursor":"1005"}})");
   });
   GoTo(restored.Url());
-  ASSERT_TRUE(DBHelper::GetInstance().Execute("UPDATE AlbumLocalVersion SET LatestVersion = 5, HasDownAll = 1;"));
+  ASSERT_TRUE(
+      DBHelper::GetInstance().Execute("UPDATE AlbumLocalVersion SET LatestVersion = 5, HasDownAll = 1;"));
   std::string cursor = "kept", next;
   EXPECT_EQ(CloudPhotoV2Helper::GetFiles(cursor, 1), nullptr);
   EXPECT_EQ(CloudPhotoV2Helper::GetChangeFiles("5", next), nullptr);

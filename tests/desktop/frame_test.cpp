@@ -16,12 +16,12 @@
 #include "desktopsettings.h"
 #include "firstrunpage.h"
 #include "framewindow.h"
-#include "host/base/globalparamwrapper.h"
 #include "host/account/userauthservice.h"
+#include "host/base/globalparamwrapper.h"
 #include "model/gallery.h"
 #include "sync/synchelper.h"
-#include "transferspage.h"
 #include "tests/support/temporaryfolder.h"
+#include "transferspage.h"
 #include "ui/view/galleryfilelistviewhelper.h"
 #include "ui/zentaragallery.h"
 
@@ -41,8 +41,8 @@ class FrameTest : public testing::Test {
   }
   void Open(const QStringList& files = {}) {
     frame = std::make_unique<FrameWindow>(work, files);
-    ASSERT_TRUE(frame->Create(static_cast<QWidget*>(nullptr), QStringLiteral("Zentara Gallery"), WindowStyle::Frame,
-                              {0, 0, 1440, 900}));
+    ASSERT_TRUE(frame->Create(static_cast<QWidget*>(nullptr), QStringLiteral("Zentara Gallery"),
+                              WindowStyle::Frame, {0, 0, 1440, 900}));
     frame->show();
     frame->activateWindow();
   }
@@ -197,7 +197,8 @@ TEST_F(FrameTest, AccountOfTheServiceTellsItsDevicesPasswordAndKeys) {
   QFile keys(file);
   ASSERT_TRUE(keys.open(QIODevice::ReadOnly));
   EXPECT_TRUE(keys.readAll().contains("zentara-keys-1"));
-  EXPECT_EQ(keys.permissions() & (QFileDevice::ReadGroup | QFileDevice::ReadOther), QFileDevice::Permissions());
+  EXPECT_EQ(keys.permissions() & (QFileDevice::ReadGroup | QFileDevice::ReadOther),
+            QFileDevice::Permissions());
   keys.close();
   ASSERT_TRUE(keys.open(QIODevice::WriteOnly));
   keys.write("the user's own");
@@ -299,7 +300,9 @@ TEST(AutostartTest, EntryComesAndGoesWithTheSwitch) {
   ASSERT_TRUE(entry.open(QIODevice::ReadOnly));
   const QByteArray text = entry.readAll();
   EXPECT_TRUE(text.startsWith("[Desktop Entry]\n"));
-  EXPECT_TRUE(text.contains("\nExec=\"" + QCoreApplication::applicationFilePath().toUtf8() + "\" --background\n")) << text.toStdString();
+  EXPECT_TRUE(
+      text.contains("\nExec=\"" + QCoreApplication::applicationFilePath().toUtf8() + "\" --background\n"))
+      << text.toStdString();
   EXPECT_TRUE(Autostart::Set(false));
   EXPECT_FALSE(Autostart::IsOn());
   qputenv("XDG_CONFIG_HOME", before);

@@ -31,7 +31,8 @@ class Service : public QDBusVirtualObject {
         message.member() != QStringLiteral("Notify"))
       return false;
     calls << message;
-    connection.send(message.createReply(QVariant::fromValue(quint32{41} + static_cast<quint32>(calls.size()))));
+    connection.send(
+        message.createReply(QVariant::fromValue(quint32{41} + static_cast<quint32>(calls.size()))));
     return true;
   }
   QList<QDBusMessage> calls;
@@ -51,16 +52,19 @@ TEST(NotificationsTest, TellWhatIsThroughAndTakeThePlaceOfTheOneBefore) {
   EXPECT_EQ(first[3].toString(), QStringLiteral("Zentara Gallery"));
   EXPECT_EQ(first[4].toString(), QStringLiteral("3 &lt; 4 &amp; done"));
   // Until the number of the first one has come back, the second would be another one.
-  ASSERT_TRUE(QTest::qWaitFor([&] {
-    Notifications::Show(QStringLiteral("Zentara Gallery"), QStringLiteral("more"));
-    return QTest::qWaitFor([&] { return service.calls.last().arguments()[1].toUInt() >= 42; }, 500);
-  }, 20'000));
+  ASSERT_TRUE(QTest::qWaitFor(
+      [&] {
+        Notifications::Show(QStringLiteral("Zentara Gallery"), QStringLiteral("more"));
+        return QTest::qWaitFor([&] { return service.calls.last().arguments()[1].toUInt() >= 42; }, 500);
+      },
+      20'000));
 }
 
 TEST(NotificationsTest, ServiceThatIsNotThereIsNotWaitedFor) {
   Notifications::Show(QStringLiteral("Zentara Gallery"), QStringLiteral("nobody sees it"));
   bool turned = false;
-  QMetaObject::invokeMethod(qApp, [&turned] { turned = true; }, Qt::QueuedConnection);
+  QMetaObject::invokeMethod(
+      qApp, [&turned] { turned = true; }, Qt::QueuedConnection);
   EXPECT_TRUE(QTest::qWaitFor([&turned] { return turned; }, 20'000));
 }
 

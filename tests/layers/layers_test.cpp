@@ -57,7 +57,8 @@ const std::map<std::string, std::set<std::string>> kMayInclude{
       "sync", "module", "session"}},
     {"desktop",
      {"common/platform", "common/toolkit", "common/duilib_business", "resources", "host", "utils",
-      "model/records", "store", "model", "ui/view", "cloud", "transfer", "sync", "ui", "module", "session", "cli"}},
+      "model/records", "store", "model", "ui/view", "cloud", "transfer", "sync", "ui", "module", "session",
+      "cli"}},
     {"photocloud", {}},
 };
 

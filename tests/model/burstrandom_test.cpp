@@ -34,7 +34,8 @@ class BurstRandomTest : public GalleryTest {
     const std::string album = OneIn(2) ? "other" : "default-album-1";
     const auto file = OneIn(4) ? LocalFile(id, album) : CloudFile(id, album);
     file->CreateTime = 1'600'000'000'000 + Pick(5);
-    static constexpr const wchar_t* kEnds[] = {L".jpg", L".jpg", L"_COVER.jpg", L"_COVER_COVER.jpg", L" .jpg"};
+    static constexpr const wchar_t* kEnds[] = {L".jpg", L".jpg", L"_COVER.jpg", L"_COVER_COVER.jpg",
+                                               L" .jpg"};
     file->SetFileName(std::wstring(OneIn(2) ? L"A" : L"B") + L"_BURST00" + std::to_wstring(1 + Pick(4)) +
                       kEnds[Pick(5)]);
     file->ParseBurstName();
@@ -140,9 +141,10 @@ class BurstRandomTest : public GalleryTest {
       std::vector<std::string> members;
       for (const auto& member : file->GetMembers()) members.push_back(member->UniqueId());
       state["file " + file->UniqueId()] =
-          file->AlbumId() + (file->IsInBin() ? " bin" : "") + (file->IsFavorite ? " favorite" : "") + " state " +
-          std::to_string(file->GalleryState) + " burst " + std::to_string(file->ContinuousType) + " members " +
-          Sorted(members) + "time " + std::to_string(file->OperateTime) + " attributes " + file->ExpandText();
+          file->AlbumId() + (file->IsInBin() ? " bin" : "") + (file->IsFavorite ? " favorite" : "") +
+          " state " + std::to_string(file->GalleryState) + " burst " + std::to_string(file->ContinuousType) +
+          " members " + Sorted(members) + "time " + std::to_string(file->OperateTime) + " attributes " +
+          file->ExpandText();
     }
     for (const auto& album : Albums()) {
       state["album " + album->AlbumId.Get()] =
@@ -158,7 +160,8 @@ class BurstRandomTest : public GalleryTest {
       if (const auto view = AlbumOf(kind)) albums.push_back(view);
     }
     // One that nobody needed yet is as good as an empty one.
-    std::erase_if(albums, [](const Album::Ptr& album) { return !album->IsReal() && album->FileCount() == 0; });
+    std::erase_if(albums,
+                  [](const Album::Ptr& album) { return !album->IsReal() && album->FileCount() == 0; });
     return albums;
   }
 

@@ -20,7 +20,8 @@ namespace {
 using Random = std::mt19937;
 
 double Between(Random& random, double low, double high) {
-  return low + (high - low) * (static_cast<double>(random() - Random::min()) / (Random::max() - Random::min()));
+  return low +
+         (high - low) * (static_cast<double>(random() - Random::min()) / (Random::max() - Random::min()));
 }
 
 struct Light {
@@ -50,7 +51,8 @@ QPainterPath Ridge(Random& random, QSize size, double height, double rise) {
   for (int x = 0; x <= size.width(); x += 4) {
     const double at = wave * x / size.width() * 2 * M_PI;
     double y = 0;
-    for (int octave = 0; octave < 5; ++octave) y += std::sin(at * (1 << octave) * 0.7 + phases[octave]) / (1 << octave);
+    for (int octave = 0; octave < 5; ++octave)
+      y += std::sin(at * (1 << octave) * 0.7 + phases[octave]) / (1 << octave);
     path.lineTo(x, height - y * rise);
   }
   path.lineTo(size.width(), size.height());
@@ -97,7 +99,8 @@ void PaintTrees(QPainter& painter, Random& random, QSize size, const Light& ligh
     painter.setBrush(Mix(light.near, QColor(Qt::black), Between(random, 0.05, 0.45)));
     for (int tier = 0; tier < 3; ++tier) {
       const double top = foot - tall + tier * tall * 0.24, wide = tall * (0.14 + 0.08 * tier);
-      painter.drawPolygon(QPolygonF({{x, top}, {x - wide, top + tall * 0.42}, {x + wide, top + tall * 0.42}}));
+      painter.drawPolygon(
+          QPolygonF({{x, top}, {x - wide, top + tall * 0.42}, {x + wide, top + tall * 0.42}}));
     }
   }
 }
@@ -114,8 +117,9 @@ QImage Picture(int number) {
   const int ridges = 3 + static_cast<int>(random() % 3);
   for (int i = 0; i < ridges; ++i) {
     const double part = (i + 1.0) / ridges;
-    painter.fillPath(Ridge(random, size, size.height() * (0.45 + 0.4 * part), size.height() * (0.14 - 0.07 * part)),
-                     Mix(light.far, light.near, part));
+    painter.fillPath(
+        Ridge(random, size, size.height() * (0.45 + 0.4 * part), size.height() * (0.14 - 0.07 * part)),
+        Mix(light.far, light.near, part));
   }
   random() % 3 == 0 ? PaintWater(painter, random, size, light) : PaintTrees(painter, random, size, light);
   return image;

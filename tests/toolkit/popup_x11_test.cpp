@@ -25,7 +25,8 @@ class PopupTest : public testing::Test {
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&ground));
   }
   static QColor At(QPoint screen) {
-    const QImage shown = QGuiApplication::primaryScreen()->grabWindow(0, screen.x(), screen.y(), 1, 1).toImage();
+    const QImage shown =
+        QGuiApplication::primaryScreen()->grabWindow(0, screen.x(), screen.y(), 1, 1).toImage();
     return shown.pixelColor(0, 0);
   }
   static bool Shows(QPoint screen, const QColor& color) {

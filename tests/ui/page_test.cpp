@@ -46,8 +46,10 @@ TEST_F(PageTest, MonthsOfPicturesScrollThroughOnePool) {
   ASSERT_GT(range, 5000);
   const QPoint middle = List().rect().center();
   const int before = body.GetScrollPos().height();
-  QWheelEvent wheel(middle, List().mapToGlobal(middle), {}, {0, -120}, Qt::NoButton, {}, Qt::NoScrollPhase, false);
-  QApplication::sendEvent(List().CellAt(List().rect().center()) ? static_cast<QWidget*>(List().CellAt(middle)) : &List(), &wheel);
+  QWheelEvent wheel(middle, List().mapToGlobal(middle), {}, {0, -120}, Qt::NoButton, {}, Qt::NoScrollPhase,
+                    false);
+  QApplication::sendEvent(
+      List().CellAt(List().rect().center()) ? static_cast<QWidget*>(List().CellAt(middle)) : &List(), &wheel);
   EXPECT_EQ(body.GetScrollPos().height(), before + 64);
   List().setFocus();
   QTest::keyClick(&List(), Qt::Key_End);
@@ -206,7 +208,7 @@ TEST_F(PageTest, TypedDigitsGoToADate) {
   const auto* header = dynamic_cast<CTimeAlbumRow*>(List().Body()->Rows()[0]);
   ASSERT_NE(header, nullptr);
   std::int64_t seen = header->IsHeader() ? header->Date() : header->Date() / 1000;
-  EXPECT_LT(seen, 1'672'531'200);                  // date -u -d 2023-01-01 +%s
+  EXPECT_LT(seen, 1'672'531'200);              // date -u -d 2023-01-01 +%s
   EXPECT_GT(seen, 1'672'531'200 - 32 * kDay);  // The newest of that year.
 }
 
@@ -235,7 +237,9 @@ TEST_F(PageTest, RubberBandChoosesWhatItTouches) {
   Open();
   ASSERT_TRUE(UntilPictures());
   const QPoint from(4, 52);
-  const auto at = [&](int index) { return Cell(today[static_cast<std::size_t>(index)])->mapTo(&List(), QPoint(60, 60)); };
+  const auto at = [&](int index) {
+    return Cell(today[static_cast<std::size_t>(index)])->mapTo(&List(), QPoint(60, 60));
+  };
   QTest::mousePress(List().childAt(from), Qt::LeftButton, {}, List().childAt(from)->mapFrom(&List(), from));
   QWidget* grabber = List().childAt(from);
   Settle();
@@ -253,12 +257,16 @@ TEST_F(PageTest, DeletedFilesGoToTheBinAndComeBackByUndo) {
   Click(today[1]);
   // The question is answered from inside its own event loop.
   QTimer::singleShot(0, [] {
-    ASSERT_TRUE(QTest::qWaitFor([] { return QApplication::focusWidget() && QApplication::focusWidget()->objectName() == QStringLiteral("btn_ok"); }));
+    ASSERT_TRUE(QTest::qWaitFor([] {
+      return QApplication::focusWidget() &&
+             QApplication::focusWidget()->objectName() == QStringLiteral("btn_ok");
+    }));
     QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
   });
   QTest::mouseClick(page->FindControl(QStringLiteral("btn_delete"))->Widget(), Qt::LeftButton);
   ASSERT_TRUE(Until([&] { return today[1]->IsInBin(); }));
-  ASSERT_TRUE(Until([&] { return page->findChild<QPushButton*>(QStringLiteral("toast_action")) != nullptr; }));
+  ASSERT_TRUE(
+      Until([&] { return page->findChild<QPushButton*>(QStringLiteral("toast_action")) != nullptr; }));
   Keep("toast");
   QTest::mouseClick(page->findChild<QPushButton*>(QStringLiteral("toast_action")), Qt::LeftButton);
   ASSERT_TRUE(Until([&] { return !today[1]->IsInBin(); }));
@@ -296,7 +304,8 @@ TEST_F(PageTest, AlbumIsMadeRenamedAndOpened) {
   QTest::keyClicks(edit, QStringLiteral("Harbour"));
   EXPECT_FALSE(edit->HasError());
   QTest::keyClick(edit, Qt::Key_Return);
-  ASSERT_TRUE(Until([&] { return page->CurrentAlbum() && page->CurrentAlbum() == gallery.AlbumNameIsExist(L"Harbour"); }));
+  ASSERT_TRUE(Until(
+      [&] { return page->CurrentAlbum() && page->CurrentAlbum() == gallery.AlbumNameIsExist(L"Harbour"); }));
   const auto album = gallery.AlbumNameIsExist(L"Harbour");
   EXPECT_EQ(panel.SelectedId(), album->AlbumId.Get());
   EXPECT_EQ(page->CurrentAlbum(), album);
@@ -362,7 +371,8 @@ TEST_F(PageTest, ScrolledPixelsAreThoseOfAFreshPaint) {
   ASSERT_TRUE(Until([&] { return shown() == fresh(); }));
   auto& body = *List().Body();
   std::size_t at = 0;
-  for (const int by : {64, 64, 64, 64, -64, 1, 7, 500, -300, 64, 64, 3000, -64, -64, 900, -3, 64, 64, 100'000, -64, -2000}) {
+  for (const int by :
+       {64, 64, 64, 64, -64, 1, 7, 500, -300, 64, 64, 3000, -64, -64, 900, -3, 64, 64, 100'000, -64, -2000}) {
     body.SetScrollPos({0, body.GetScrollPos().height() + by});
     // A picture may still be on its way; pixels that were left behind stay wrong.
     ASSERT_TRUE(Until([&] { return shown() == fresh(); })) << "step " << at;
@@ -397,7 +407,8 @@ TEST_F(PageTest, StepPaintsWhatCameInAlone) {
   class Painted : public QObject {
    public:
     bool eventFilter(QObject*, QEvent* event) override {
-      if (event->type() == QEvent::Paint) area += static_cast<QPaintEvent*>(event)->region().boundingRect().height();
+      if (event->type() == QEvent::Paint)
+        area += static_cast<QPaintEvent*>(event)->region().boundingRect().height();
       return false;
     }
     int area = 0;

@@ -18,7 +18,8 @@ class HeldDatabase {
  public:
   HeldDatabase() {
     auto& database = DBHelper::GetInstance();
-    const auto path = platform::NativePath(database.UserFolder() + L"\\" + DBHelper::GetGalleryDBName("alice"));
+    const auto path =
+        platform::NativePath(database.UserFolder() + L"\\" + DBHelper::GetGalleryDBName("alice"));
     EXPECT_EQ(sqlite3_open(path.c_str(), &handle), SQLITE_OK);
     EXPECT_EQ(sqlite3_exec(handle, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
   }

@@ -20,7 +20,8 @@ constexpr int kAlbumsReady = 7;
 // A transfer that only has a file and a size.
 class ToldTask : public TransferTask {
  public:
-  ToldTask(std::string of, std::int64_t bytes) : TransferTask(TaskType::Download), id(std::move(of)), size(bytes) {}
+  ToldTask(std::string of, std::int64_t bytes)
+      : TransferTask(TaskType::Download), id(std::move(of)), size(bytes) {}
   std::int64_t GetTotalSize() const override { return size; }
   std::wstring GetFileName() const override { return {}; }
   std::wstring GetLocalPath() const override { return {}; }
@@ -98,7 +99,8 @@ TEST_F(PageMessageTest, SwitchedOffCloudShowsTheDaysThatAreLeft) {
   TellService({.disabled = true, .deleteTimeMs = 1'700'000'000'000 + 4 * kDayMs + 1});
   Settle();
   EXPECT_TRUE(IsShown("StopAndDelete"));
-  EXPECT_EQ(Text("StopText"), QStringLiteral("The photo cloud is switched off. Its pictures are deleted in 5 days."));
+  EXPECT_EQ(Text("StopText"),
+            QStringLiteral("The photo cloud is switched off. Its pictures are deleted in 5 days."));
   EXPECT_TRUE(GlobalData::cloudDisabled);
   EXPECT_EQ(page->Panel()->y(), panelTop + 30);
   Keep("cloud-off");
@@ -114,7 +116,9 @@ TEST_F(PageMessageTest, ServiceThatWasNotAskedChangesNothing) {
   AddDay(0, 2);
   StoreAlbumVersion("10");
   Open();
-  page->askServiceState = [] { return CloudPhotoV2Helper::ServiceState{.disabled = true, .clearVersion = "99"}; };
+  page->askServiceState = [] {
+    return CloudPhotoV2Helper::ServiceState{.disabled = true, .clearVersion = "99"};
+  };
   Tell(WM_GALLERY_SYNC_STATE, kAlbumsReady, -1);
   Settle();
   EXPECT_FALSE(IsShown("StopAndDelete"));
@@ -253,7 +257,8 @@ TEST_F(PageMessageTest, TooManyFilesAreTold) {
   Tell(WM_GALLERY_UPLOAD_LIMIT);
   const auto labels = page->findChildren<CLabelUI*>();
   EXPECT_TRUE(std::any_of(labels.begin(), labels.end(), [](const CLabelUI* label) {
-    return label->GetText().contains(QStringLiteral("100000")) || label->GetText().contains(QStringLiteral("100,000"));
+    return label->GetText().contains(QStringLiteral("100000")) ||
+           label->GetText().contains(QStringLiteral("100,000"));
   }));
 }
 

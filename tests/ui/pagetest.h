@@ -132,7 +132,8 @@ class PageTest : public GalleryTest {
   // A picture of the window for whoever asks for some.
   void Keep(const char* name) {
     const QString folder = qEnvironmentVariable("ZENTARA_SCREENSHOTS");
-    if (!folder.isEmpty()) (void)frame->grab().save(folder + u'/' + QString::fromLatin1(name) + QStringLiteral(".png"));
+    if (!folder.isEmpty())
+      (void)frame->grab().save(folder + u'/' + QString::fromLatin1(name) + QStringLiteral(".png"));
   }
 
   GalleryFileListViewHelper& helper = GalleryFileListViewHelper::GetInstance();

@@ -658,9 +658,8 @@ TEST_F(BurstViewerTest, TheStripShowsShotsThatTheGridNeverShowed) {
   auto* strip = dynamic_cast<BurstStripUI*>(Part("burst_strip"));
   ASSERT_NE(strip, nullptr);
   const QColor empty = CControlUI::ColorOf(QStringLiteral("skeleton"));
-  EXPECT_TRUE(Until([&] {
-    return strip->grab().toImage().pixelColor(strip->MemberRect(2).center()) != empty;
-  }));
+  EXPECT_TRUE(
+      Until([&] { return strip->grab().toImage().pixelColor(strip->MemberRect(2).center()) != empty; }));
 }
 
 TEST_F(BurstViewerTest, TheChipOpensTheShotsAndBackLeavesThem) {

@@ -14,8 +14,7 @@ TEST_F(ViewerCloudTest, TheRingTellsHowMuchOfThePictureHasCome) {
   QObject::connect(ring, &QProgressBar::valueChanged, ring, [&](int value) {
     if (page->Viewer()->IsLoading()) seen.insert(value);
   });
-  ASSERT_TRUE(Until(
-      [&] { return LcdPictures::GetInstance().Has(file, page->Viewer()->Lcd()->Box()); }));
+  ASSERT_TRUE(Until([&] { return LcdPictures::GetInstance().Has(file, page->Viewer()->Lcd()->Box()); }));
   EXPECT_TRUE(Until([&] { return !page->Viewer()->IsLoading(); }));
   // Of more than a megabyte that comes in pieces of 16 KB.
   EXPECT_GT(std::count_if(seen.begin(), seen.end(), [](int value) { return value > 0 && value < 100; }), 10);

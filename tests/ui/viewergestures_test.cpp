@@ -45,9 +45,7 @@ class ViewerGestures : public ViewerTest {
     QTest::touchEvent(window, screen).stationary(0).press(1, at(0, 1), window);
     for (int step = 1; step <= kSteps; ++step)
       QTest::touchEvent(window, screen).move(0, at(step, -1), window).move(1, at(step, 1), window);
-    QTest::touchEvent(window, screen)
-        .release(0, at(kSteps, -1), window)
-        .release(1, at(kSteps, 1), window);
+    QTest::touchEvent(window, screen).release(0, at(kSteps, -1), window).release(1, at(kSteps, 1), window);
     Settle();
   }
   // Where a point of the window lies in the picture, in parts of it.

@@ -77,10 +77,11 @@ class ViewerStorm : public ViewerCloudTest {
 
   void Key() {
     static const std::vector<int> kKeys{
-        Qt::Key_Left,   Qt::Key_Right, Qt::Key_Left,     Qt::Key_Right,  Qt::Key_Up,     Qt::Key_Down, Qt::Key_Home,
-        Qt::Key_End,    Qt::Key_R,     Qt::Key_F,        Qt::Key_I,      Qt::Key_0,      Qt::Key_1,    Qt::Key_Plus,
-        Qt::Key_Minus,  Qt::Key_F11,   Qt::Key_Return,   Qt::Key_Space,  Qt::Key_Delete, Qt::Key_Tab,  Qt::Key_A,
-        Qt::Key_Escape, Qt::Key_F5,    Qt::Key_PageDown, Qt::Key_PageUp, Qt::Key_X};
+        Qt::Key_Left,   Qt::Key_Right, Qt::Key_Left,  Qt::Key_Right,  Qt::Key_Up,     Qt::Key_Down,
+        Qt::Key_Home,   Qt::Key_End,   Qt::Key_R,     Qt::Key_F,      Qt::Key_I,      Qt::Key_0,
+        Qt::Key_1,      Qt::Key_Plus,  Qt::Key_Minus, Qt::Key_F11,    Qt::Key_Return, Qt::Key_Space,
+        Qt::Key_Delete, Qt::Key_Tab,   Qt::Key_A,     Qt::Key_Escape, Qt::Key_F5,     Qt::Key_PageDown,
+        Qt::Key_PageUp, Qt::Key_X};
     QWidget* to = QApplication::activePopupWidget();
     if (!to) to = QApplication::focusWidget();
     if (!to) to = frame.get();

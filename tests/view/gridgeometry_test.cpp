@@ -43,9 +43,9 @@ TEST(GridGeometry, PictureIsFittedIntoTheCell) {
 class ScrollPlace : public ViewTest {};
 
 TEST_F(ScrollPlace, IsThatOfTheRowOnTheScreen) {
-  AddDay(0, 7);                        // header, 6, 1
-  AddDay(1, 1);                        // header, 1
-  const auto older = AddDay(2, 20);    // header, 6, 6, 6, 2
+  AddDay(0, 7);                      // header, 6, 1
+  AddDay(1, 1);                      // header, 1
+  const auto older = AddDay(2, 20);  // header, 6, 6, 6, 2
   ShowTimeLine();
   const auto layout = helper.CurrentView().layout;
   const std::uint32_t index = helper.GetFileIndex(older[13]);

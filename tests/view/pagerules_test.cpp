@@ -39,7 +39,8 @@ TEST(PageRules, SelectionInTheBinIsRestoredOrRemoved) {
 }
 
 TEST(PageRules, RightsOfTheAccountEndAButton) {
-  const auto bar = ToolbarFor(ToolbarState::Selected, AlbumKind::Camera, false, {.move = false, .remove = false});
+  const auto bar =
+      ToolbarFor(ToolbarState::Selected, AlbumKind::Camera, false, {.move = false, .remove = false});
   EXPECT_EQ(bar.download, true);
   EXPECT_EQ(bar.move, false);
   EXPECT_EQ(bar.remove, false);
@@ -107,10 +108,10 @@ TEST(PageRules, DaysLeftInTheBin) {
 }
 
 TEST(PageRules, TypedDatesAreYearsMonthsAndDays) {
-  EXPECT_EQ(EndOfTypedDate("2019"), 1577836800);        // date -u -d 2020-01-01 +%s
-  EXPECT_EQ(EndOfTypedDate("2019-03"), 1554076800);     // 2019-04-01
+  EXPECT_EQ(EndOfTypedDate("2019"), 1577836800);     // date -u -d 2020-01-01 +%s
+  EXPECT_EQ(EndOfTypedDate("2019-03"), 1554076800);  // 2019-04-01
   EXPECT_EQ(EndOfTypedDate("2019-12"), 1577836800);
-  EXPECT_EQ(EndOfTypedDate("2019-3-14"), 1552608000);   // 2019-03-15
+  EXPECT_EQ(EndOfTypedDate("2019-3-14"), 1552608000);  // 2019-03-15
   EXPECT_EQ(EndOfTypedDate("2019-02-30"), std::nullopt);
   EXPECT_EQ(EndOfTypedDate("2019-13"), std::nullopt);
   EXPECT_EQ(EndOfTypedDate("abc"), std::nullopt);

@@ -37,8 +37,8 @@ class CloudPhotoV2Helper {
 
   // What the last about answer said of the photo cloud itself. No request.
   struct ServiceState {
-    bool known = false;     // there was an answer
-    bool disabled = false;  // the photo cloud is switched off for the account
+    bool known = false;                                // there was an answer
+    bool disabled = false;                             // the photo cloud is switched off for the account
     std::int64_t disableTimeMs = 0, deleteTimeMs = 0;  // since 1970; 0 not told
     std::string clearVersion{};                        // GetSuspendCursor
   };

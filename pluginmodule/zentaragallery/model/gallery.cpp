@@ -106,6 +106,7 @@ void Gallery::ShowInViews(const Files& list) {
   if (list.empty()) return;
   AlbumFiles views;
   constexpr unsigned kViews = ClassifyMask::TimeLine | RecentlyUpload | AllPictures | AllVideos | Favorites;
-  ClassifyFiles(kViews, list, views, [](ProcFileState, const FilePtr&) {}, nullptr, nullptr);
+  ClassifyFiles(
+      kViews, list, views, [](ProcFileState, const FilePtr&) {}, nullptr, nullptr);
   for (const auto& [view, files_] : views) view->AddFilesInternal(files_);
 }

@@ -273,11 +273,12 @@ bool DBHelper::ForgetCloud() {
 }
 
 bool DBHelper::EmptyForListing(const AlbumVector& waitingAlbums, const FileVector& waitingFiles) {
-  return ExecuteTogether({{"Delete From GalleryFile Where Offset != 0 And " + std::string(kToldByTheCloud) + ";"},
-                          {kClearOffsets},
-                          {kDeleteAlbums},
-                          PutAlbums(waitingAlbums),
-                          PutFiles(waitingFiles)});
+  return ExecuteTogether(
+      {{"Delete From GalleryFile Where Offset != 0 And " + std::string(kToldByTheCloud) + ";"},
+       {kClearOffsets},
+       {kDeleteAlbums},
+       PutAlbums(waitingAlbums),
+       PutFiles(waitingFiles)});
 }
 
 // --- Sync state

@@ -256,11 +256,12 @@ bool DBHelper::UpdateFiles(const FileVector& files) {
 }
 
 bool DBHelper::UpdateFilesAlbum(const FileVector& files) {
-  const Statement place{"UPDATE GalleryFile SET AlbumId = :AlbumId, GalleryState = 2 WHERE UniqueId = :UniqueId;",
-                        files.size(), [&files](std::size_t i, DatabaseBindParameter& set) {
-                          set.Insert(L":AlbumId", files[i]->AlbumId());
-                          BindText(*files[i], FileText::UniqueId, L":UniqueId", set);
-                        }};
+  const Statement place{
+      "UPDATE GalleryFile SET AlbumId = :AlbumId, GalleryState = 2 WHERE UniqueId = :UniqueId;", files.size(),
+      [&files](std::size_t i, DatabaseBindParameter& set) {
+        set.Insert(L":AlbumId", files[i]->AlbumId());
+        BindText(*files[i], FileText::UniqueId, L":UniqueId", set);
+      }};
   // Or a restart would tell the cloud the new album with the path of the old one.
   const Statement change{
       "UPDATE GalleryFile SET Expand = :Expand, OperateTime = :OperateTime WHERE UniqueId = :UniqueId;",

@@ -39,9 +39,10 @@ class PictureItem : public QAccessibleWidget {
     if (!cell.File()) return {};
     const auto index = helper.GetFileIndex(cell.File());
     if (index == GalleryFileListViewHelper::kNoIndex) return {};
-    return Page::Fill(CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_PLACE")),
-                      {CResourceManager::FormatNumber(index + 1),
-                       CResourceManager::FormatNumber(static_cast<qint64>(helper.CurrentView().files.size()))});
+    return Page::Fill(
+        CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_PLACE")),
+        {CResourceManager::FormatNumber(index + 1),
+         CResourceManager::FormatNumber(static_cast<qint64>(helper.CurrentView().files.size()))});
   }
 
   CGalleryPictureUI& cell;
@@ -52,7 +53,8 @@ class PictureItem : public QAccessibleWidget {
 QAccessibleInterface* Make(const QString& name, QObject* object) {
   if (name != QStringLiteral("QWidget")) return nullptr;
   if (auto* cell = dynamic_cast<CGalleryPictureUI*>(object)) return new PictureItem(*cell);
-  if (auto* list = dynamic_cast<CGalleryVListUI*>(object)) return new QAccessibleWidget(list, QAccessible::List);
+  if (auto* list = dynamic_cast<CGalleryVListUI*>(object))
+    return new QAccessibleWidget(list, QAccessible::List);
   return nullptr;
 }
 

@@ -7,8 +7,8 @@
 #include "common/toolkit/list.h"
 #include "common/toolkit/menu.h"
 #include "common/toolkit/resourcemanager.h"
-#include "host/base/logger.h"
 #include "host/base/globalparamwrapper.h"
+#include "host/base/logger.h"
 #include "ui/albumthumb.h"
 #include "ui/dialogs/deletepicwnd.h"
 #include "ui/dialogs/inputalbumnamewnd.h"
@@ -133,7 +133,9 @@ Album::Ptr CGalleryAlbumWnd::AlbumOfKind(AlbumKind kind) const {
   return nullptr;
 }
 
-Album::Ptr CGalleryAlbumWnd::FindAlbum(const std::string& id) const { return Gallery::GetInstance().GetAlbum(id); }
+Album::Ptr CGalleryAlbumWnd::FindAlbum(const std::string& id) const {
+  return Gallery::GetInstance().GetAlbum(id);
+}
 
 void CGalleryAlbumWnd::Reload() {
   bool any = false, shown = false;
@@ -160,7 +162,8 @@ void CGalleryAlbumWnd::FillCustom() {
   if (!box) return;
   Gallery::Albums all;
   Gallery::GetInstance().GetAlbums(all, false);
-  std::erase_if(all, [](const Album::Ptr& album) { return album->Kind() != AlbumKind::None || !album->listed; });
+  std::erase_if(all,
+                [](const Album::Ptr& album) { return album->Kind() != AlbumKind::None || !album->listed; });
   // Only what has changed is made anew, so that the focus and a drag stay where they are.
   bool same = custom.size() == all.size() && box->GetCount() == static_cast<int>(all.size());
   for (std::size_t i = 0; same && i < all.size(); ++i) {
@@ -175,7 +178,8 @@ void CGalleryAlbumWnd::FillCustom() {
     auto* button = new CButtonUI;
     button->SetName(QStringLiteral("btn_custom_album"));
     button->ApplyAttributeList(
-        QStringLiteral("style=\"album\" checkable=\"true\" width=\"fill\" height=\"40\" icon=\"album\" iconsize=\"18\" menu=\"true\""));
+        QStringLiteral("style=\"album\" checkable=\"true\" width=\"fill\" height=\"40\" icon=\"album\" "
+                       "iconsize=\"18\" menu=\"true\""));
     button->SetText(Page::AlbumTitle(*album));
     button->SetToolTip(Page::AlbumTitle(*album));
     box->Add(button);
@@ -220,7 +224,8 @@ std::string CGalleryAlbumWnd::IdOf(const CButtonUI& button) const {
 void CGalleryAlbumWnd::Mark(const std::string& id) {
   selectedId = id;
   for (const auto& entry : kSystem)
-    if (auto* button = Find<CButtonUI>(QString::fromLatin1(entry.name))) button->Selected(IdOf(*button) == id);
+    if (auto* button = Find<CButtonUI>(QString::fromLatin1(entry.name)))
+      button->Selected(IdOf(*button) == id);
   for (const auto& [button, albumId] : custom) button->Selected(albumId == id);
 }
 
@@ -228,8 +233,8 @@ void CGalleryAlbumWnd::OpenAlbum(const std::string& id, bool keepPage) {
   const auto album = FindAlbum(id);
   if (!album) return;
   Mark(id);
-  (void)platform::SendMessageW(GlobalData::galleryWnd, WM_GALLERY_OPEN_ALBUM, reinterpret_cast<WPARAM>(&album),
-                               keepPage ? 1 : 0);
+  (void)platform::SendMessageW(GlobalData::galleryWnd, WM_GALLERY_OPEN_ALBUM,
+                               reinterpret_cast<WPARAM>(&album), keepPage ? 1 : 0);
 }
 
 void CGalleryAlbumWnd::SelectAlbum(const std::string& id) { OpenAlbum(id, false); }
@@ -238,7 +243,7 @@ void CGalleryAlbumWnd::ClickAlbumBtn(CButtonUI& button) {
   const std::string id = IdOf(button);
   const auto album = FindAlbum(id);
   if (!album) return;
-  const char* key = album->Kind() == AlbumKind::AllPictures     ? "halcyra_gallery_allphotos"
+  const char* key = album->Kind() == AlbumKind::AllPictures      ? "halcyra_gallery_allphotos"
                     : album->Kind() == AlbumKind::RecentlyUpload ? "halcyra_gallery_recentlyuploaded"
                     : album->Kind() == AlbumKind::None           ? "halcyra_gallery_accesuseralbum"
                                                                  : "halcyra_gallery_accessystemalbum";
@@ -333,9 +338,7 @@ void CGalleryAlbumWnd::TryName() {
   renameId.empty() ? OnAddAlbum() : OnUpdataAlbum(name);
 }
 
-void CGalleryAlbumWnd::OnAddAlbum() {
-  Make(edit->GetText());
-}
+void CGalleryAlbumWnd::OnAddAlbum() { Make(edit->GetText()); }
 
 // The database may be busy with a batch: the window does not wait for it.
 void CGalleryAlbumWnd::Make(const QString& name) {
@@ -356,7 +359,9 @@ void CGalleryAlbumWnd::OnUpdataAlbum(const QString& name) {
   saving = true;
   Page::InBackground(
       this,
-      [album = FindAlbum(renameId), wide = Page::Wide(name)] { return Gallery::GetInstance().RenameAlbum(album, wide); },
+      [album = FindAlbum(renameId), wide = Page::Wide(name)] {
+        return Gallery::GetInstance().RenameAlbum(album, wide);
+      },
       [this](bool renamed) {
         saving = false;
         if (!renamed) return RefuseName(QStringLiteral("IDS_GALLERT_CREATE_ALBUM_FAIL"));
@@ -374,17 +379,18 @@ void CGalleryAlbumWnd::OnDeleteAlbum() {
   LogInfo(kTag, "CGalleryAlbumWnd nRet=" + std::to_string(answer));
   if (answer != IDOK) return;
   LogOperation("halcyra_gallery_albumdelete", "1");
-  page.Run(UploadProcess::TextKey(UploadProcess::DeleteAlbum), 0,
-           [album](ZentaraGallery::Job&) {
-             LogInfo(kTag, "CGalleryAlbumWnd DeleteAlbum begin");
-             (void)Gallery::GetInstance().DeleteAlbum(album);
-             LogInfo(kTag, "CGalleryAlbumWnd DeleteAlbum end");
-           },
-           [this, name = Page::AlbumTitle(*album)](const ZentaraGallery::Job&) {
-             Reload();
-             page.Say(QStringLiteral("delete"),
-                      Page::Fill(CResourceManager::GetText(QStringLiteral("IDS_GALLERY_ALBUM_DELETED")), {name}));
-           });
+  page.Run(
+      UploadProcess::TextKey(UploadProcess::DeleteAlbum), 0,
+      [album](ZentaraGallery::Job&) {
+        LogInfo(kTag, "CGalleryAlbumWnd DeleteAlbum begin");
+        (void)Gallery::GetInstance().DeleteAlbum(album);
+        LogInfo(kTag, "CGalleryAlbumWnd DeleteAlbum end");
+      },
+      [this, name = Page::AlbumTitle(*album)](const ZentaraGallery::Job&) {
+        Reload();
+        page.Say(QStringLiteral("delete"),
+                 Page::Fill(CResourceManager::GetText(QStringLiteral("IDS_GALLERY_ALBUM_DELETED")), {name}));
+      });
 }
 
 // --- Events
@@ -448,7 +454,8 @@ bool CGalleryAlbumWnd::OnKeyDown(int key, CButtonUI* button) {
 
 Album::Ptr CGalleryAlbumWnd::AlbumAtPoint(QPoint global, QString& name) {
   CButtonUI* under = nullptr;
-  for (QWidget* widget = childAt(mapFromGlobal(global)); widget && widget != this; widget = widget->parentWidget()) {
+  for (QWidget* widget = childAt(mapFromGlobal(global)); widget && widget != this;
+       widget = widget->parentWidget()) {
     if ((under = dynamic_cast<CButtonUI*>(widget))) break;
   }
   const auto album = under ? FindAlbum(IdOf(*under)) : nullptr;

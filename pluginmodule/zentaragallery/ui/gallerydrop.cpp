@@ -89,7 +89,8 @@ LRESULT ZentaraGallery::OnDragOver(DragDataUI& drag) {
   QString name;
   if (const auto target = DropTarget(drag, name)) {
     drag.accepted = !pictures || target != current;
-    const QString key = pictures ? QStringLiteral("IDS_GALLERT_DRAGDROP_MOVE") : QStringLiteral("IDS_GALLERT_UPLOAD_TO");
+    const QString key =
+        pictures ? QStringLiteral("IDS_GALLERT_DRAGDROP_MOVE") : QStringLiteral("IDS_GALLERT_UPLOAD_TO");
     SetDropDescription(drag.accepted ? CResourceManager::GetText(key) + u' ' + name : QString(), drag.point);
     return 0;
   }
@@ -97,7 +98,8 @@ LRESULT ZentaraGallery::OnDragOver(DragDataUI& drag) {
                         FindControl(QStringLiteral("right_page"))->Widget()->geometry().contains(drag.point);
   drag.accepted = overPage && files && !HasViewer() && !current->IsBin();
   const bool named = drag.accepted && current->IsReal();
-  SetDropDescription(named ? CResourceManager::GetText(QStringLiteral("IDS_GALLERT_UPLOAD_TO")) + u' ' + Page::AlbumTitle(*current)
+  SetDropDescription(named ? CResourceManager::GetText(QStringLiteral("IDS_GALLERT_UPLOAD_TO")) + u' ' +
+                                 Page::AlbumTitle(*current)
                      : drag.accepted ? QStringLiteral("IDS_GALLERY_DROP_HERE")
                                      : QString(),
                      drag.point);
@@ -123,7 +125,8 @@ LRESULT ZentaraGallery::OnDragRelease(DragDataUI& drag) {
       return 0;
     }
     if (GlobalData::cloudDisabled) {
-      PopMessageBox(*this, QStringLiteral("IDS_GALLERT_INFORMATION"), QStringLiteral("IDS_GALLERT_EnableInfo_Infomation"),
+      PopMessageBox(*this, QStringLiteral("IDS_GALLERT_INFORMATION"),
+                    QStringLiteral("IDS_GALLERT_EnableInfo_Infomation"),
                     QStringLiteral("IDS_GALLERT_BTN_OK"));
       return 0;
     }
@@ -154,7 +157,8 @@ void ZentaraGallery::OnDropToFile(const DragDataUI& drag, const Album::Ptr& targ
 void ZentaraGallery::UploadDropped(std::vector<std::wstring> dropped, Album::Ptr target) {
   if (dropped.empty()) return;
   const auto found = std::make_shared<ByAlbum>();
-  Run(UploadProcess::TextKey(UploadProcess::ImportData), 0,
+  Run(
+      UploadProcess::TextKey(UploadProcess::ImportData), 0,
       [dropped, found](Job& running) { *found = CollectPaths(dropped, running.stop); },
       [this, found, target](const Job& ended) {
         if (ended.stop) return;
@@ -165,13 +169,15 @@ void ZentaraGallery::UploadDropped(std::vector<std::wstring> dropped, Album::Ptr
 }
 
 // One album after the other; what was named one by one goes where the user says.
-void ZentaraGallery::UploadGroups(const std::shared_ptr<std::map<std::wstring, std::vector<std::wstring>>>& groups,
-                                  const Album::Ptr& target) {
+void ZentaraGallery::UploadGroups(
+    const std::shared_ptr<std::map<std::wstring, std::vector<std::wstring>>>& groups,
+    const Album::Ptr& target) {
   if (groups->empty()) return;
   auto first = groups->extract(groups->begin());
   const auto upload = [this, groups, target, paths = std::move(first.mapped())](const Album::Ptr& album) {
     Upload(paths, album, [this, groups, target] { UploadGroups(groups, target); });
   };
   if (target || first.key().empty()) return upload(target);
-  Page::InBackground(this, [name = first.key()] { return Gallery::GetInstance().AlbumForFolder(name); }, upload);
+  Page::InBackground(
+      this, [name = first.key()] { return Gallery::GetInstance().AlbumForFolder(name); }, upload);
 }

@@ -1,9 +1,9 @@
 #include "ui/gallerypictureui.h"
 
 #include <QApplication>
+#include <QHelpEvent>
 #include <QMimeData>
 #include <QPainter>
-#include <QHelpEvent>
 #include <QToolTip>
 
 #include "common/toolkit/icons.h"
@@ -36,7 +36,8 @@ struct Drawn {
 };
 Drawn Unscaled(const QRect& place, const QSize& image, int tolerance) {
   const QSize off = image - place.size();
-  if (std::abs(off.width()) > tolerance || std::abs(off.height()) > tolerance) return {place, QRect(QPoint(), image)};
+  if (std::abs(off.width()) > tolerance || std::abs(off.height()) > tolerance)
+    return {place, QRect(QPoint(), image)};
   const QSize common = image.boundedTo(place.size());
   const QPoint corner((image.width() - common.width()) / 2, (image.height() - common.height()) / 2);
   return {{place.topLeft(), common}, {corner, common}};
@@ -46,9 +47,7 @@ GallerySelectHelper& Selection() { return GallerySelectHelper::GetInstance(); }
 
 }  // namespace
 
-CGalleryPictureUI::CGalleryPictureUI(CFileInfoCellBase& owner) : row(owner) {
-  setFocusPolicy(Qt::NoFocus);
-}
+CGalleryPictureUI::CGalleryPictureUI(CFileInfoCellBase& owner) : row(owner) { setFocusPolicy(Qt::NoFocus); }
 
 CGalleryPictureUI::~CGalleryPictureUI() {
   if (filtered) filtered->RemovePreMessageFilter(this);
@@ -100,7 +99,8 @@ bool CGalleryPictureUI::event(QEvent* event) {
   if (event->type() != QEvent::ToolTip) return CWidgetUI::event(event);
   const auto* help = static_cast<QHelpEvent*>(event);
   if (file && hit.contains(help->pos())) {
-    const QString words = Page::Wide(file->FileName()) + u'\n' + CResourceManager::FormatDate(file->CreateTime);
+    const QString words =
+        Page::Wide(file->FileName()) + u'\n' + CResourceManager::FormatDate(file->CreateTime);
     QToolTip::showText(help->globalPos(), words, this, hit);
   } else {
     QToolTip::hideText();
@@ -114,7 +114,8 @@ void CGalleryPictureUI::PaintBkImage(QPainter& painter) {
   if (!file) return;
   // The thumbnail is stored upright: the size alone matters.
   // At the size that it is painted in: scaling it once more would be most of a step.
-  const QImage image = thumbPath.isEmpty() ? QImage() : ResourceQueue::GetInstance().Get(thumbPath, PictureSize());
+  const QImage image =
+      thumbPath.isEmpty() ? QImage() : ResourceQueue::GetInstance().Get(thumbPath, PictureSize());
   if (image.isNull()) return PaintPlaceholder(painter);
   PaintPicture(painter, image);
 }
@@ -190,7 +191,8 @@ void CGalleryPictureUI::PaintFocus(QPainter& painter, const QRect& frame) {
   painter.setPen(QPen(ColorOf(QStringLiteral("focus")), 2 * half));
   painter.setBrush(Qt::NoBrush);
   painter.setClipping(false);
-  const QRectF ring = QRectF(frame).adjusted(-out + half, -out + half, out - half, out - half) & QRectF(rect());
+  const QRectF ring =
+      QRectF(frame).adjusted(-out + half, -out + half, out - half, out - half) & QRectF(rect());
   painter.drawRoundedRect(ring.adjusted(half, half, -half, -half), Scaled(kCorner + 2), Scaled(kCorner + 2));
 }
 

@@ -284,8 +284,8 @@ void CDeleteAlbumRow::FillCell(int index, const GalleryFile::Ptr& file, Files& m
   CFileInfoCellBase::FillCell(index, file, missing);
   auto* label = DaysLabel(index);
   const std::int64_t recycled = file->RecycleTime;
-  const auto left = recycled < 1 ? PageRules::DaysLeft{}
-                                 : PageRules::GetRecycleDaysLeft(recycled, platform::NowSeconds());
+  const auto left =
+      recycled < 1 ? PageRules::DaysLeft{} : PageRules::GetRecycleDaysLeft(recycled, platform::NowSeconds());
   label->SetText(left.hasText ? CResourceManager::GetPluralText(
                                     QStringLiteral("IDS_GALLERT_REC_DELETE_DAYS_LEFT"), left.days)
                               : QString());

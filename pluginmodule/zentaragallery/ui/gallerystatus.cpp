@@ -6,10 +6,10 @@
 #include "common/platform/clock.h"
 #include "common/platform/text.h"
 #include "common/toolkit/resourcemanager.h"
-#include "host/base/globalparamwrapper.h"
-#include "host/base/drivethreadpool.h"
-#include "host/transfer/transfertask.h"
 #include "host/account/userauthservice.h"
+#include "host/base/drivethreadpool.h"
+#include "host/base/globalparamwrapper.h"
+#include "host/transfer/transfertask.h"
 #include "store/dbhelper.h"
 #include "sync/synchelper.h"
 #include "ui/dialogs/messagebox.h"
@@ -110,7 +110,9 @@ void ZentaraGallery::ShowStatus(const PageRules::StatusText& status, int state) 
   } else if (status.isTime) {
     const auto time = QDateTime::fromSecsSinceEpoch(LastUpdate()).time();
     text = Page::Fill(CResourceManager::GetText(QString::fromStdString(status.key)),
-                      {QStringLiteral("%1:%2").arg(time.hour(), 2, 10, QLatin1Char('0')).arg(time.minute(), 2, 10, QLatin1Char('0'))});
+                      {QStringLiteral("%1:%2")
+                           .arg(time.hour(), 2, 10, QLatin1Char('0'))
+                           .arg(time.minute(), 2, 10, QLatin1Char('0'))});
   } else if (status.count) {
     text = CResourceManager::GetPluralText(QString::fromStdString(status.key), *status.count);
   } else if (!status.key.empty()) {
@@ -152,8 +154,8 @@ void ZentaraGallery::DisableOrDel() {
   if (!state.known) return;
   const std::int64_t left = DaysUntil(state.deleteTimeMs);
   LogInfo(kTag, "cloudphoto.status.query-status: " + std::to_string(state.disabled ? 1 : 0) +
-                    ";disableTimel: " + std::to_string(state.disableTimeMs) +
-                    ";deleteTime: " + std::to_string(state.deleteTimeMs) + ";remain: " + std::to_string(left));
+                    ";disableTimel: " + std::to_string(state.disableTimeMs) + ";deleteTime: " +
+                    std::to_string(state.deleteTimeMs) + ";remain: " + std::to_string(left));
   ShowDisabled(state.disabled, left);
   if (state.disabled || state.clearVersion.empty()) return;
   Page::InBackground(
@@ -188,12 +190,13 @@ void ZentaraGallery::OnCloudCleared(const std::string& marker) {
     if (SyncHelper::GetInstance().BetweenCycles([] { return DBHelper::GetInstance().ForgetCloud(); }))
       Page::Post(WM_GALLERY_DATA_RESET, 1, 0);
   });
-  PopMessageBox(*this, QStringLiteral("IDS_GALLERT_INFORMATION"), QStringLiteral("IDS_GALLERT_EnableDeleteInfo"),
-                QStringLiteral("IDS_GALLERT_BTN_OK"));
+  PopMessageBox(*this, QStringLiteral("IDS_GALLERT_INFORMATION"),
+                QStringLiteral("IDS_GALLERT_EnableDeleteInfo"), QStringLiteral("IDS_GALLERT_BTN_OK"));
 }
 
 void ZentaraGallery::UpdateDatabaseCloudContentStatus(WPARAM task, LPARAM state) {
   const std::unique_ptr<TransferTask::Ptr> told(reinterpret_cast<TransferTask::Ptr*>(task));
   if (!told || !*told || (state != kContentThere && state != kContentLost)) return;
-  (void)CommonAbility::DriveThreadPool::GetInstance().Add([task = *told, state] { StoreContent(*task, state); });
+  (void)CommonAbility::DriveThreadPool::GetInstance().Add(
+      [task = *told, state] { StoreContent(*task, state); });
 }

@@ -10,9 +10,9 @@
 #include "common/platform/text.h"
 #include "common/toolkit/menu.h"
 #include "common/toolkit/resourcemanager.h"
-#include "host/requests/cloudspacequery.h"
 #include "host/base/drivethreadpool.h"
 #include "host/base/logger.h"
+#include "host/requests/cloudspacequery.h"
 #include "transfer/gallerytransmanager.h"
 #include "transfer/import/uploadcontroller.h"
 #include "ui/dialogs/deletepicwnd.h"
@@ -35,7 +35,8 @@
 namespace {
 
 constexpr char kTag[] = "ZentaraGallery";
-constexpr int kEventClearBin = 171, kEventAll = 413, kEventLayout = 188, kEventExpand = 189, kEventNarrow = 190;
+constexpr int kEventClearBin = 171, kEventAll = 413, kEventLayout = 188, kEventExpand = 189,
+              kEventNarrow = 190;
 // Files of a batch between two looks at its stop.
 constexpr std::size_t kStep = 500;
 constexpr int kProgressMs = 100;
@@ -131,8 +132,8 @@ void ZentaraGallery::DoneWithSelection() {
 
 void ZentaraGallery::OnToolbarState(int state) {
   if (state < 0 || state > 5 || !current) return;
-  const auto bar = PageRules::ToolbarFor(static_cast<PageRules::ToolbarState>(state), current->Kind(), HasViewer(),
-                                         PageRules::Rights::OfAccount());
+  const auto bar = PageRules::ToolbarFor(static_cast<PageRules::ToolbarState>(state), current->Kind(),
+                                         HasViewer(), PageRules::Rights::OfAccount());
   const auto apply = [this](const char* name, const std::optional<bool>& on) {
     auto* control = on ? FindControl(QString::fromLatin1(name)) : nullptr;
     if (control) control->SetEnabled(*on);
@@ -193,7 +194,8 @@ void ZentaraGallery::OnClick(TNotifyUI& message) {
     return;
   }
   if (message.pSender == allButton) {
-    Logger::OutputOperationLog(kEventAll, 1, 0, {{"total", std::to_string(current ? current->FileCount() : 0)}});
+    Logger::OutputOperationLog(kEventAll, 1, 0,
+                               {{"total", std::to_string(current ? current->FileCount() : 0)}});
     if (list) list->OnSelectAllKey(1);
     return;
   }
@@ -211,17 +213,19 @@ void ZentaraGallery::OnClick(TNotifyUI& message) {
 }
 
 void ZentaraGallery::OnSliderReleased() {
-  Logger::OutputOperationLog(kEventLayout, 1, 0,
-                             {{"key", "Gallery_LayoutValue"}, {"LayoutValue", std::to_string(slider->GetValue())}});
+  Logger::OutputOperationLog(
+      kEventLayout, 1, 0,
+      {{"key", "Gallery_LayoutValue"}, {"LayoutValue", std::to_string(slider->GetValue())}});
 }
 
 // --- Upload
 
 void ZentaraGallery::SayLimit() {
   char text[260];
-  std::snprintf(text, sizeof text,
-                CResourceManager::GetText(QStringLiteral("IDS_GALLERT_FILES_UPPER_LIMIT")).toUtf8().constData(),
-                static_cast<int>(UploadController::kFilesUpperLimit));
+  std::snprintf(
+      text, sizeof text,
+      CResourceManager::GetText(QStringLiteral("IDS_GALLERT_FILES_UPPER_LIMIT")).toUtf8().constData(),
+      static_cast<int>(UploadController::kFilesUpperLimit));
   Say(QStringLiteral("warning"), QString::fromUtf8(text));
 }
 
@@ -250,15 +254,19 @@ void ZentaraGallery::Upload(std::vector<std::wstring> paths, Album::Ptr album, s
   }
   const auto result = std::make_shared<UploadController::Result>();
   const std::size_t total = paths.size();
-  Run(UploadProcess::TextKey(UploadProcess::Import), total,
+  Run(
+      UploadProcess::TextKey(UploadProcess::Import), total,
       [paths = std::move(paths), album, result](Job& running) {
         UploadController controller;
         controller.stop = &running.stop;
-        controller.onProgress = [&running](const UploadController::Progress& progress) { running.count = progress.done; };
+        controller.onProgress = [&running](const UploadController::Progress& progress) {
+          running.count = progress.done;
+        };
         *result = controller.AddToLocal(paths, album);
       },
       [this, album, result, then = std::move(then)](const Job& ended) {
-        if (!result->added.empty()) Say(QStringLiteral("check"), Counted("IDS_GALLERY_ADDED", result->added.size()));
+        if (!result->added.empty())
+          Say(QStringLiteral("check"), Counted("IDS_GALLERY_ADDED", result->added.size()));
         TellRefused(Page::Wide(Page::AlbumTitle(*album)), result->refused);
         if (panel) panel->Reload();
         if (then && !ended.stop) then();
@@ -288,7 +296,8 @@ void ZentaraGallery::OnDeleteFile(bool hard) {
   if (ask.RunOver(*this) != IDOK) return;
   if (!hard && !bin) return Recycle(std::move(files));
   const auto deleted = std::make_shared<std::size_t>(0);
-  Run(UploadProcess::TextKey(UploadProcess::Delete), files.size(),
+  Run(
+      UploadProcess::TextKey(UploadProcess::Delete), files.size(),
       [files, deleted](Job& running) {
         *deleted = InSteps(files, running, [](const Files& part, const Gallery::Report& report) {
                      (void)Gallery::GetInstance().DeleteFiles(part, false, report);
@@ -302,7 +311,8 @@ void ZentaraGallery::OnDeleteFile(bool hard) {
 
 void ZentaraGallery::Recycle(Files files) {
   const auto gone = std::make_shared<Files>();
-  Run(UploadProcess::TextKey(UploadProcess::Delete), files.size(),
+  Run(
+      UploadProcess::TextKey(UploadProcess::Delete), files.size(),
       [files, gone](Job& running) {
         *gone = InSteps(files, running, [](const Files& part, const Gallery::Report& report) {
           (void)Gallery::GetInstance().RecycleFiles(part, false, report);
@@ -310,9 +320,10 @@ void ZentaraGallery::Recycle(Files files) {
       },
       [this, gone](const Job&) {
         DoneWithSelection();
-        Say(QStringLiteral("delete"), Counted("IDS_GALLERY_RECYCLED", gone->size()), QStringLiteral("IDS_GALLERY_UNDO"),
-            [this, gone] {
-              Run(UploadProcess::TextKey(UploadProcess::Restore), gone->size(),
+        Say(QStringLiteral("delete"), Counted("IDS_GALLERY_RECYCLED", gone->size()),
+            QStringLiteral("IDS_GALLERY_UNDO"), [this, gone] {
+              Run(
+                  UploadProcess::TextKey(UploadProcess::Restore), gone->size(),
                   [gone](Job& running) {
                     (void)InSteps(*gone, running, [](const Files& part, const Gallery::Report& report) {
                       (void)Gallery::GetInstance().RecoverFiles(part, false, report);
@@ -329,7 +340,8 @@ void ZentaraGallery::OnRestoreFile() {
   const Files files = Chosen();
   if (files.empty() || !current || !current->IsBin()) return;
   const auto back = std::make_shared<std::size_t>(0);
-  Run(UploadProcess::TextKey(UploadProcess::Restore), files.size(),
+  Run(
+      UploadProcess::TextKey(UploadProcess::Restore), files.size(),
       [files, back](Job& running) {
         *back = InSteps(files, running, [](const Files& part, const Gallery::Report& report) {
                   (void)Gallery::GetInstance().RecoverFiles(part, false, report);
@@ -354,9 +366,11 @@ void ZentaraGallery::OnClearBin() {
     if (i < kMostIdsLogged) ids += (i ? "," : "") + files[i]->UniqueId();
   }
   const std::string number = std::to_string(files.size());
-  Logger::OutputOperationLog(kEventClearBin, 1, 0,
-                             {{"num", number}, {"total", number}, {"size", std::to_string(size)}, {"ids", ids}});
-  Run(UploadProcess::TextKey(UploadProcess::Delete), files.size(),
+  Logger::OutputOperationLog(
+      kEventClearBin, 1, 0,
+      {{"num", number}, {"total", number}, {"size", std::to_string(size)}, {"ids", ids}});
+  Run(
+      UploadProcess::TextKey(UploadProcess::Delete), files.size(),
       [files](Job& running) {
         (void)InSteps(files, running, [](const Files& part, const Gallery::Report& report) {
           (void)Gallery::GetInstance().DeleteFiles(part, false, report);
@@ -388,13 +402,15 @@ void ZentaraGallery::MoveTo(Files files, const Album::Ptr& target) {
   const auto moved = std::make_shared<Moved>();
   OnToolbarState(0);
   Selection().SelectClear(false);
-  Run(UploadProcess::TextKey(UploadProcess::Move), files.size(),
+  Run(
+      UploadProcess::TextKey(UploadProcess::Move), files.size(),
       [files, target, moved](Job& running) {
         std::map<GalleryFile::Ptr, std::string> homes;
         for (const auto& file : files) homes[file] = file->AlbumId();
-        const Files done = InSteps(files, running, [&target](const Files& part, const Gallery::Report& report) {
-          (void)Gallery::GetInstance().MoveFiles(part, target, false, report);
-        });
+        const Files done =
+            InSteps(files, running, [&target](const Files& part, const Gallery::Report& report) {
+              (void)Gallery::GetInstance().MoveFiles(part, target, false, report);
+            });
         for (const auto& file : done) moved->from[homes[file]].push_back(file);
         moved->done = done.size();
         moved->blocked = running.count - done.size();
@@ -403,10 +419,12 @@ void ZentaraGallery::MoveTo(Files files, const Album::Ptr& target) {
         Page::PostRedraw();
         const QString name = Page::AlbumTitle(*target);
         if (moved->done == 0)
-          return Say(QStringLiteral("info"), Page::Fill(CResourceManager::GetText(QStringLiteral("IDS_GALLERY_MOVED_NONE")), {name}));
+          return Say(QStringLiteral("info"),
+                     Page::Fill(CResourceManager::GetText(QStringLiteral("IDS_GALLERY_MOVED_NONE")), {name}));
         Say(QStringLiteral("move"), Page::Fill(Counted("IDS_GALLERY_MOVED", moved->done), {QString(), name}),
             QStringLiteral("IDS_GALLERY_UNDO"), [this, moved] {
-              Run(UploadProcess::TextKey(UploadProcess::Move), moved->done,
+              Run(
+                  UploadProcess::TextKey(UploadProcess::Move), moved->done,
                   [moved](Job&) {
                     for (const auto& [id, part] : moved->from) {
                       if (const auto home = Gallery::GetInstance().GetAlbum(id))
@@ -440,24 +458,23 @@ void ZentaraGallery::OnDownLoadFileNoWnd() {
 void ZentaraGallery::Download(Files files, const std::wstring& folder) {
   const auto queued = std::make_shared<std::size_t>(0);
   const std::size_t wanted = files.size();
-  CommonAbility::DriveThreadPool::GetInstance().Add(
-      [files = std::move(files), folder, queued, wanted, page = QPointer<ZentaraGallery>(this)] {
-        *queued = GalleryTransManager::GetInstance().GalleryDownload(files, folder);
-        QMetaObject::invokeMethod(
-            qApp,
-            [page, queued, wanted, folder] {
-              if (!page) return;
-              page->DoneWithSelection();
-              if (*queued == 0 && wanted > 0)
-                return page->Say(QStringLiteral("info"), QStringLiteral("IDS_GALLERY_DOWNLOAD_NONE"));
-              (void)platform::PostMessageW(GlobalData::mainWnd, WM_GALLERY_DOWNLOAD_TOAST, 0, 0);
-              page->Say(QStringLiteral("download"), Counted("IDS_GALLERY_DOWNLOADING", *queued),
-                        QStringLiteral("IDS_GALLERY_SHOW_FOLDER"), [folder] {
-                          QDesktopServices::openUrl(QUrl::fromLocalFile(Page::NativeText(folder)));
-                        });
-            },
-            Qt::QueuedConnection);
-      });
+  CommonAbility::DriveThreadPool::GetInstance().Add([files = std::move(files), folder, queued, wanted,
+                                                     page = QPointer<ZentaraGallery>(this)] {
+    *queued = GalleryTransManager::GetInstance().GalleryDownload(files, folder);
+    QMetaObject::invokeMethod(
+        qApp,
+        [page, queued, wanted, folder] {
+          if (!page) return;
+          page->DoneWithSelection();
+          if (*queued == 0 && wanted > 0)
+            return page->Say(QStringLiteral("info"), QStringLiteral("IDS_GALLERY_DOWNLOAD_NONE"));
+          (void)platform::PostMessageW(GlobalData::mainWnd, WM_GALLERY_DOWNLOAD_TOAST, 0, 0);
+          page->Say(QStringLiteral("download"), Counted("IDS_GALLERY_DOWNLOADING", *queued),
+                    QStringLiteral("IDS_GALLERY_SHOW_FOLDER"),
+                    [folder] { QDesktopServices::openUrl(QUrl::fromLocalFile(Page::NativeText(folder))); });
+        },
+        Qt::QueuedConnection);
+  });
 }
 
 // --- Menus

@@ -81,15 +81,18 @@ QString AlbumTitle(const Album& album) {
 
 QString CountText(std::uint64_t photos, std::uint64_t videos) {
   const auto plural = [](const char* key, std::uint64_t number) {
-    return number ? CResourceManager::GetPluralText(QString::fromLatin1(key), static_cast<qint64>(number)) : QString();
+    return number ? CResourceManager::GetPluralText(QString::fromLatin1(key), static_cast<qint64>(number))
+                  : QString();
   };
-  const QString photoText = plural("IDS_GALLERT_PHOTOS", photos), videoText = plural("IDS_GALLERT_VIDEOS", videos);
+  const QString photoText = plural("IDS_GALLERT_PHOTOS", photos),
+                videoText = plural("IDS_GALLERT_VIDEOS", videos);
   if (photoText.isEmpty() || videoText.isEmpty()) return photoText + videoText;
   return Fill(CResourceManager::GetText(QStringLiteral("IDS_GALLERT_PHOTOS_VIDEOS")), {photoText, videoText});
 }
 
 QString SizeText(qint64 bytes) {
-  return QLocale(CResourceManager::Language()).formattedDataSize(bytes, 1, QLocale::DataSizeTraditionalFormat);
+  return QLocale(CResourceManager::Language())
+      .formattedDataSize(bytes, 1, QLocale::DataSizeTraditionalFormat);
 }
 
 QString Fill(QString text, const QStringList& arguments) {

@@ -6,11 +6,11 @@
 // profile. Reading costs no disk; writing happens on a worker.
 namespace UserProperties {
 
-inline constexpr char kRowCount[] = "GalleryRowCount";            // zoom, 0 to 3
-inline constexpr char kTipSeen[] = "GalleryMultiSelectTipSeen";   // 1: the tip was dismissed
-inline constexpr char kUseDownloads[] = "IsUseDownloadsPath";     // 1: the standard folder
-inline constexpr char kDownloadFolder[] = "NewDownLoadFolder";    // UTF-8
-inline constexpr char kAskDownload[] = "IsOpenDownloadWnd";       // 1: ask where to each time
+inline constexpr char kRowCount[] = "GalleryRowCount";           // zoom, 0 to 3
+inline constexpr char kTipSeen[] = "GalleryMultiSelectTipSeen";  // 1: the tip was dismissed
+inline constexpr char kUseDownloads[] = "IsUseDownloadsPath";    // 1: the standard folder
+inline constexpr char kDownloadFolder[] = "NewDownLoadFolder";   // UTF-8
+inline constexpr char kAskDownload[] = "IsOpenDownloadWnd";      // 1: ask where to each time
 
 int GetNumber(const char* name, int otherwise);
 bool GetFlag(const char* name);

@@ -66,9 +66,7 @@ std::unique_ptr<IVirtualDataProvider> MakeProvider(const QString& name) {
   return nullptr;
 }
 
-CGalleryVListUI::CGalleryVListUI(QWidget* parent) : CListUI(parent) {
-  setFocusPolicy(Qt::StrongFocus);
-}
+CGalleryVListUI::CGalleryVListUI(QWidget* parent) : CListUI(parent) { setFocusPolicy(Qt::StrongFocus); }
 
 void CGalleryVListUI::SetAttribute(const QString& name, const QString& value) {
   if (name == QStringLiteral("database")) {
@@ -348,8 +346,10 @@ void CGalleryVListUI::MoveFocusRows(int step) {
     if (++group == view.layout->dateGroups.end()) return;
     target = 0;
   }
-  const auto place = std::min<std::int64_t>(target * columns + column, static_cast<std::int64_t>(group->count) - 1);
-  FocusOn(Helper().GetFileByIndex(static_cast<std::uint32_t>(group->firstFile) + static_cast<std::uint32_t>(place)));
+  const auto place =
+      std::min<std::int64_t>(target * columns + column, static_cast<std::int64_t>(group->count) - 1);
+  FocusOn(Helper().GetFileByIndex(static_cast<std::uint32_t>(group->firstFile) +
+                                  static_cast<std::uint32_t>(place)));
 }
 
 void CGalleryVListUI::EnsureFileVisible(const GalleryFile::Ptr& file) {
@@ -359,7 +359,8 @@ void CGalleryVListUI::EnsureFileVisible(const GalleryFile::Ptr& file) {
     const int beyond = place.bottom() + 1 - virtualBody->height();
     if (place.top() >= 0 && beyond <= 0) return;
     const QSize now = virtualBody->GetScrollPos();
-    const int moved = place.top() < 0 ? place.top() - Scaled(GridGeometry::kHeaderPixels) : beyond + Scaled(8);
+    const int moved =
+        place.top() < 0 ? place.top() - Scaled(GridGeometry::kHeaderPixels) : beyond + Scaled(8);
     virtualBody->SetScrollPos({now.width(), now.height() + moved});
     return;
   }
@@ -367,9 +368,11 @@ void CGalleryVListUI::EnsureFileVisible(const GalleryFile::Ptr& file) {
   const std::uint32_t index = Helper().GetFileIndex(file);
   if (index == GalleryFileListViewHelper::kNoIndex || view.layout->cols == 0) return;
   if (!IsTimeLine()) return ScrollToRow(index / view.layout->cols);
-  const auto group = view.layout->dateGroups.find(DateGroup{.date = GallerySelectHelper::DayOf(file->CreateTime)});
+  const auto group =
+      view.layout->dateGroups.find(DateGroup{.date = GallerySelectHelper::DayOf(file->CreateTime)});
   if (group == view.layout->dateGroups.end()) return;
-  ScrollToRow(static_cast<std::uint32_t>(group->firstRow + 1 + (index - group->firstFile) / view.layout->cols));
+  ScrollToRow(
+      static_cast<std::uint32_t>(group->firstRow + 1 + (index - group->firstFile) / view.layout->cols));
 }
 
 void CGalleryVListUI::ScrollToRow(std::uint32_t rowIndex) {

@@ -87,7 +87,8 @@ void CVirtualListBodyUI::SelectItem(std::uint32_t row) {
 
 void CVirtualListBodyUI::SelectMultiItem(std::uint32_t row) {
   if (!provider || row >= provider->GetElementCount()) return;
-  if (std::find(selectedRows.begin(), selectedRows.end(), row) == selectedRows.end()) selectedRows.push_back(row);
+  if (std::find(selectedRows.begin(), selectedRows.end(), row) == selectedRows.end())
+    selectedRows.push_back(row);
   const std::int64_t before = std::exchange(currentRow, std::int64_t{row});
   ShowSelected(row, true);
   list.Notify(QStringLiteral("itemselect"), row, before);

@@ -103,7 +103,8 @@ void ZentaraGallery::InitWindow() {
   FindControls();
   if (!FindControl(QStringLiteral("right_page")) && !slider) {
     PopMessageBox(*this, QStringLiteral("IDS_GALLERT_INFORMATION"),
-                  QStringLiteral("IDS_GALLERY_CREATE_WND_ERROR_LOAD_COMPONENT"), QStringLiteral("IDS_GALLERT_BTN_OK"));
+                  QStringLiteral("IDS_GALLERY_CREATE_WND_ERROR_LOAD_COMPONENT"),
+                  QStringLiteral("IDS_GALLERT_BTN_OK"));
     LogError(kTag, "init main window fail!");
     return;
   }
@@ -245,7 +246,8 @@ void ZentaraGallery::SetViewConf(const char* reason) {
         (void)platform::PostMessageW(self, WM_GALLERY_RELOAD_VIEW, 0, 0);
         // The viewer stays below the full screen, and takes over what that shows.
         const HWND full = GlobalData::fullWnd.load();
-        (void)platform::PostMessageW(full ? full : GlobalData::viewerWnd.load(), WM_GALLERY_RELOAD_VIEW, 0, 0);
+        (void)platform::PostMessageW(full ? full : GlobalData::viewerWnd.load(), WM_GALLERY_RELOAD_VIEW, 0,
+                                     0);
       },
       static_cast<std::uint16_t>(Manager().Scale(GridGeometry::kDateHeight)),
       static_cast<std::uint16_t>(GetRowHeight(columns)));
@@ -303,20 +305,21 @@ void ZentaraGallery::ShowEmptyPage() {
     button->SetToolTip(QStringLiteral("IDS_GALLERY_SELECTMODEL_BTNTIP"));
   ShowCounts(TabOf(*current));
   ShowBinTitle(false);
-  const char* kind = current->IsBin() ? "BIN"
+  const char* kind = current->IsBin()                         ? "BIN"
                      : current->Kind() == AlbumKind::Favorite ? "FAVORITE"
-                     : current->Kind() == AlbumKind::None ? "ALBUM"
-                                                          : "PICTURES";
+                     : current->Kind() == AlbumKind::None     ? "ALBUM"
+                                                              : "PICTURES";
   const QString key = QStringLiteral("IDS_GALLERY_EMPTY_") + QString::fromLatin1(kind);
-  if (auto* heading = Find<CLabelUI>(QStringLiteral("empty_title"))) heading->SetText(key + QStringLiteral("_TITLE"));
+  if (auto* heading = Find<CLabelUI>(QStringLiteral("empty_title")))
+    heading->SetText(key + QStringLiteral("_TITLE"));
   if (auto* words = Find<CLabelUI>(QStringLiteral("empty_text"))) words->SetText(key);
   if (auto* button = FindControl(QStringLiteral("empty_upload")))
     button->SetVisible(!current->IsBin() && current->Kind() != AlbumKind::Favorite);
   if (auto* icon = Find<CLabelUI>(QStringLiteral("empty_icon"))) {
-    icon->SetIcon(current->IsBin()                            ? QStringLiteral("delete")
+    icon->SetIcon(current->IsBin()                         ? QStringLiteral("delete")
                   : current->Kind() == AlbumKind::Favorite ? QStringLiteral("heart")
                   : current->Kind() == AlbumKind::None     ? QStringLiteral("album")
-                                                              : QStringLiteral("gallery"),
+                                                           : QStringLiteral("gallery"),
                   44, QStringLiteral("accent-text"));
   }
 }
@@ -343,7 +346,9 @@ void ZentaraGallery::resizeEvent(QResizeEvent* event) {
 void ZentaraGallery::OnSize() {
   const int top = Manager().Scale(kPanelTop), wide = Manager().Scale(kPanelWidth);
   const int banner = GlobalData::cloudDisabled ? Manager().Scale(30) : 0;
-  const auto mirrored = [this](const QRect& place) { return QStyle::visualRect(layoutDirection(), rect(), place); };
+  const auto mirrored = [this](const QRect& place) {
+    return QStyle::visualRect(layoutDirection(), rect(), place);
+  };
   if (panel) panel->setGeometry(mirrored({0, top + banner, wide, std::max(0, height() - top - banner)}));
   if (auto* bar = FindControl(QStringLiteral("HorRightTop")); bar && loadPage) {
     const int from = wide + Manager().Scale(1), below = bar->GetPos().height() + banner;
@@ -429,7 +434,8 @@ void ZentaraGallery::Notify(std::int32_t state) {
 }
 
 void ZentaraGallery::OnSyncStatus(SyncStatus status, std::int64_t number) {
-  (void)platform::PostMessageW(GlobalData::galleryWnd, WM_GALLERY_SYNC_STATE, static_cast<WPARAM>(status), number);
+  (void)platform::PostMessageW(GlobalData::galleryWnd, WM_GALLERY_SYNC_STATE, static_cast<WPARAM>(status),
+                               number);
 }
 
 void ZentaraGallery::ShowWindow() {
@@ -467,7 +473,8 @@ void ZentaraGallery::ShowMultiBubble(bool visible) {
   }
   auto* button = FindControl(QStringLiteral("btn_multiSelect"));
   if (multiBubble || !button || !isVisible()) return;
-  multiBubble = Bubble::Show(*button->Widget(), QStringLiteral("IDS_GALLERY_MULTISELECT_TIP"), BubbleKind::Accent, true);
+  multiBubble = Bubble::Show(*button->Widget(), QStringLiteral("IDS_GALLERY_MULTISELECT_TIP"),
+                             BubbleKind::Accent, true);
   if (!multiBubble) return;
   multiBubble->setObjectName(QStringLiteral("multiBubbleHor"));
   // It goes by its own button: then it was read.
@@ -478,7 +485,8 @@ void ZentaraGallery::ShowMultiBubble(bool visible) {
 }
 
 void ZentaraGallery::ShowBinTitle(bool visible) {
-  if (auto* bar = FindControl(QStringLiteral("del_clearTit"))) bar->SetVisible(visible && current && current->IsBin());
+  if (auto* bar = FindControl(QStringLiteral("del_clearTit")))
+    bar->SetVisible(visible && current && current->IsBin());
 }
 
 void ZentaraGallery::ShowSelectionBar(bool visible) {
@@ -491,8 +499,8 @@ void ZentaraGallery::ShowSelectionBar(bool visible) {
 
 void ZentaraGallery::ShowSelectedCount(std::size_t number) {
   if (!numbers) return;
-  numbers->SetText(
-      CResourceManager::GetPluralText(QStringLiteral("IDS_GALLERT_Select_files"), static_cast<qint64>(number)));
+  numbers->SetText(CResourceManager::GetPluralText(QStringLiteral("IDS_GALLERT_Select_files"),
+                                                   static_cast<qint64>(number)));
   numbers->SetVisible(true);
   if (chip) chip->SetVisible(true);
 }
@@ -509,7 +517,8 @@ bool ZentaraGallery::OnKey(TEventUI& event) {
   if (HasViewer() && SendKeyToViewer(event)) return true;
   if (event.Type == EventType::KeyUp) return WindowImplBaseEx::OnKey(event);
   if (event.key == Qt::Key_Shift || event.key == Qt::Key_Control) {
-    (void)platform::SendMessageW(GetHWND(), event.key == Qt::Key_Shift ? WM_GALLERY_KEY_SHIFT : WM_GALLERY_KEY_CTRL,
+    (void)platform::SendMessageW(GetHWND(),
+                                 event.key == Qt::Key_Shift ? WM_GALLERY_KEY_SHIFT : WM_GALLERY_KEY_CTRL,
                                  event.wParam, event.lParam);
     return false;
   }
@@ -539,7 +548,8 @@ bool ZentaraGallery::OnKey(TEventUI& event) {
         OnDeleteFile(current && current->IsBin());
         if (list) list->OnKeyRelease();
       } else if (panel) {
-        (void)platform::PostMessageW(panel->GetHWND(), WM_GALLERY_ALBUM_KEY, static_cast<WPARAM>(event.key), 0);
+        (void)platform::PostMessageW(panel->GetHWND(), WM_GALLERY_ALBUM_KEY, static_cast<WPARAM>(event.key),
+                                     0);
       }
       return true;
     case Qt::Key_A:
@@ -596,7 +606,8 @@ void ZentaraGallery::CopyPaths() {
   data->setUrls(urls);
   data->setText(lines.join(u'\n'));
   QGuiApplication::clipboard()->setMimeData(data);
-  Say(QStringLiteral("check"), CResourceManager::GetPluralText(QStringLiteral("IDS_GALLERY_COPIED"), urls.size()));
+  Say(QStringLiteral("check"),
+      CResourceManager::GetPluralText(QStringLiteral("IDS_GALLERY_COPIED"), urls.size()));
 }
 
 // --- Messages
@@ -669,7 +680,8 @@ LRESULT ZentaraGallery::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, b
       SayLimit();
       return 0;
     case WM_GALLERY_UPLOAD_FINISHED:
-      OnUploadFinished(reinterpret_cast<TransferTask::Ptr*>(wParam), reinterpret_cast<GalleryFile::Ptr*>(lParam));
+      OnUploadFinished(reinterpret_cast<TransferTask::Ptr*>(wParam),
+                       reinterpret_cast<GalleryFile::Ptr*>(lParam));
       return 0;
     case WM_GALLERY_DPI:
       SetUpdateDPI(static_cast<int>(wParam));
@@ -788,7 +800,8 @@ void ZentaraGallery::OnUploadFinished(TransferTask::Ptr* task, GalleryFile::Ptr*
 void ZentaraGallery::SetUpdateDPI(int dpi) {
   Manager().SetDPI(dpi);
   LogInfo(kTag, "ZentaraGallery::dpiVal: " + std::to_string(dpi));
-  for (const HWND window : {GlobalData::albumWnd.load(), GlobalData::fullWnd.load(), GlobalData::viewerWnd.load()})
+  for (const HWND window :
+       {GlobalData::albumWnd.load(), GlobalData::fullWnd.load(), GlobalData::viewerWnd.load()})
     (void)platform::SendMessageW(window, WM_GALLERY_DPI, static_cast<WPARAM>(dpi), 0);
   sizedAt = {};
   OnSize();

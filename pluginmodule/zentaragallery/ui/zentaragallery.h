@@ -217,7 +217,7 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
   std::int64_t shownCount = 0;
   bool spaceIsUp = false;  // the cloud's, as the last cycle met it
   bool started = false;
-  bool asksForShown = false;  // whether to delete what the viewer shows
+  bool asksForShown = false;   // whether to delete what the viewer shows
   bool sliderIsZoom = false;   // the viewer has it
   bool settingSlider = false;  // by the page, not the user
 };

@@ -83,7 +83,8 @@ std::int64_t LocalMidnight(std::int64_t seconds) {
 
 int LocalYear(std::int64_t seconds) {
   const bool hasRules = seconds >= kEarliest && seconds <= kLatest;
-  const std::int64_t days = FloorToDay(seconds + (hasRules ? platform::OffsetFromUtc(seconds) : 0)) / kSecondsPerDay;
+  const std::int64_t days =
+      FloorToDay(seconds + (hasRules ? platform::OffsetFromUtc(seconds) : 0)) / kSecondsPerDay;
   const std::chrono::sys_days date{std::chrono::days{days}};
   return static_cast<int>(std::chrono::year_month_day{date}.year());
 }

@@ -61,7 +61,8 @@ std::string AskThumbnail(const std::wstring& source, const std::wstring& target,
   return answer["cause"].asString();
 }
 
-std::string AskPixels(const std::wstring& source, const std::wstring& target, int longEdge, PicturePixels& pixels) {
+std::string AskPixels(const std::wstring& source, const std::wstring& target, int longEdge,
+                      PicturePixels& pixels) {
   Json::Value request = Request("pixels", source), answer;
   request["target"] = platform::WideToUtf8(target);
   request["longEdge"] = longEdge;
@@ -94,7 +95,8 @@ bool MakeThumbnail(const std::wstring& source, const std::wstring& target, int l
   return cause.empty();
 }
 
-bool DecodePixels(const std::wstring& source, const std::wstring& target, int longEdge, PicturePixels& pixels) {
+bool DecodePixels(const std::wstring& source, const std::wstring& target, int longEdge,
+                  PicturePixels& pixels) {
   const std::string cause = AskPixels(source, target, longEdge, pixels);
   if (cause.empty()) return true;
   LogUtilsError(__LINE__, "DecodePixels", cause);

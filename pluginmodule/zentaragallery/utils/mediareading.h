@@ -16,6 +16,7 @@ MediaFailure Video(const std::wstring& path, VideoMetadata& metadata);
 std::string Thumbnail(const std::wstring& source, const std::wstring& target, int longEdge);
 bool IsWhole(const std::wstring& path);
 // Empty, or why there are no pixels.
-std::string Pixels(const std::wstring& source, const std::wstring& target, int longEdge, PicturePixels& pixels);
+std::string Pixels(const std::wstring& source, const std::wstring& target, int longEdge,
+                   PicturePixels& pixels);
 
 }  // namespace MediaReading

@@ -53,8 +53,8 @@ Json::Value MakeThumbnail(const Json::Value& request) {
 Json::Value DecodePixels(const Json::Value& request) {
   PicturePixels pixels;
   Json::Value answer;
-  answer["cause"] =
-      MediaReading::Pixels(Wide(request, "path"), Wide(request, "target"), request["longEdge"].asInt(), pixels);
+  answer["cause"] = MediaReading::Pixels(Wide(request, "path"), Wide(request, "target"),
+                                         request["longEdge"].asInt(), pixels);
   answer["pixels"] = pixels.ToJson();
   return answer;
 }
@@ -77,8 +77,11 @@ void TakeZone(const Json::Value& request) {
 constexpr struct {
   const char* name;
   Json::Value (*run)(const Json::Value& request);
-} kReadings[] = {{"exif", ReadExif}, {"video", ReadVideo}, {"thumbnail", MakeThumbnail}, {"whole", IsWhole},
-               {"pixels", DecodePixels}};
+} kReadings[] = {{"exif", ReadExif},
+                 {"video", ReadVideo},
+                 {"thumbnail", MakeThumbnail},
+                 {"whole", IsWhole},
+                 {"pixels", DecodePixels}};
 
 std::string Answer(const std::string& text) {
   const Json::Value request = ParseJson(text);

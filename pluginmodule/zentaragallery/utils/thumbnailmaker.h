@@ -9,8 +9,8 @@
 // by its EXIF orientation, and scaled so that it fits into a square of `longEdge`
 // pixels; smaller pictures are not enlarged. The file is written beside `target`
 // and renamed, and the folder of `target` is made. `target` may not be `source`.
-// Made in a helper process, like the properties of mediareader.h. False, logged with the step and cause, when that is not possible; then no file
-// is left. Safe from any thread.
+// Made in a helper process, like the properties of mediareader.h. False, logged with the step and cause, when
+// that is not possible; then no file is left. Safe from any thread.
 bool MakeThumbnail(const std::wstring& source, const std::wstring& target, int longEdge);
 
 // A plain grey one, for a file of which no picture can be made. False when it cannot be

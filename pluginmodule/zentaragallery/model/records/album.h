@@ -172,7 +172,7 @@ class Album : public IObjectWidthJson, public std::enable_shared_from_this<Album
 
   // What a batch leaves to be done once writeLock is released.
   struct Aftermath {
-    std::set<BurstName> bursts;  // what came or went, to be grouped anew
+    std::set<BurstName> bursts;              // what came or went, to be grouped anew
     std::set<GalleryFile::Ptr> stoodBehind;  // members before the batch
     FileList folded;
     FileList foldedFavorites;

@@ -38,10 +38,7 @@ void RemoveQuietly(const std::wstring& path) {
 
 ThumbnailDownload::ThumbnailDownload(GalleryFile::Ptr wanted, bool isLarge, std::function<bool()> mayGoOn,
                                      Progress whenFurther)
-    : file(std::move(wanted)),
-      isLcd(isLarge),
-      goesOn(std::move(mayGoOn)),
-      progress(std::move(whenFurther)) {}
+    : file(std::move(wanted)), isLcd(isLarge), goesOn(std::move(mayGoOn)), progress(std::move(whenFurther)) {}
 
 bool ThumbnailDownload::DownloadThumbnailV2() {
   if (!GetThubDlUrlV2()) return false;

@@ -34,7 +34,8 @@ DeletePicWnd::DeletePicWnd(Kind of, std::size_t files, bool forGood, QString alb
 DeletePicWnd::Words DeletePicWnd::KeysOf() const {
   const auto words = [](const char* middle, const char* button) {
     const QString key = QStringLiteral("IDS_GALLERY_") + QString::fromLatin1(middle);
-    return Words{key + QStringLiteral("_WNDTITLE"), key + QStringLiteral("_WNDCONTENT"), QString::fromLatin1(button)};
+    return Words{key + QStringLiteral("_WNDTITLE"), key + QStringLiteral("_WNDCONTENT"),
+                 QString::fromLatin1(button)};
   };
   constexpr char kDelete[] = "IDS_GALLERT_BTN_DELETE";
   if (kind == Kind::ClearBin) return words("HARDCLREAN", "IDS_GALLERT_Transfer_Clear");
@@ -55,7 +56,8 @@ void DeletePicWnd::InitWindow() {
   if (auto* button = FindControl(QStringLiteral("btn_ok"))) button->SetText(keys.button);
   // What cannot be taken back is not the first thing that Return does.
   const bool forGood = hard || kind != Kind::Files;
-  if (auto* first = FindControl(forGood ? QStringLiteral("btn_cancel") : QStringLiteral("btn_ok"))) first->SetFocus();
+  if (auto* first = FindControl(forGood ? QStringLiteral("btn_cancel") : QStringLiteral("btn_ok")))
+    first->SetFocus();
 }
 
 void DeletePicWnd::Accept() {

@@ -11,11 +11,14 @@
 
 QString DownloadPicWnd::StandardFolder() {
   const std::string kept = UserProperties::GetText(UserProperties::kDownloadFolder);
-  if (!kept.empty() && !UserProperties::GetFlag(UserProperties::kUseDownloads)) return QString::fromStdString(kept);
+  if (!kept.empty() && !UserProperties::GetFlag(UserProperties::kUseDownloads))
+    return QString::fromStdString(kept);
   return Page::NativeText(GlobalParamWrapper::GetInstance()->GetUserDownloadsPath());
 }
 
-bool DownloadPicWnd::AsksEachTime() { return UserProperties::GetNumber(UserProperties::kAskDownload, 1) != 0; }
+bool DownloadPicWnd::AsksEachTime() {
+  return UserProperties::GetNumber(UserProperties::kAskDownload, 1) != 0;
+}
 
 QString DownloadPicWnd::Refused(const QString& chosen) {
   const QString clean = QDir::cleanPath(chosen);
@@ -24,7 +27,8 @@ QString DownloadPicWnd::Refused(const QString& chosen) {
   const QString own = QString::fromStdString((platform::DataRoot() / "ZentaraCloud").string());
   const QString cache = QString::fromStdString((platform::CacheRoot() / "ZentaraCloud").string());
   for (const QString& inner : {own, cache}) {
-    if (clean == inner || clean.startsWith(inner + u'/')) return QStringLiteral("IDS_DOWNLOAD_SubEqual_SYN_DIR_Deny");
+    if (clean == inner || clean.startsWith(inner + u'/'))
+      return QStringLiteral("IDS_DOWNLOAD_SubEqual_SYN_DIR_Deny");
   }
   return {};
 }

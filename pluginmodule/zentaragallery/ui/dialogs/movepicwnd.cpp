@@ -67,7 +67,8 @@ void MovePicWnd::FillTiles() {
   made->SetText(QStringLiteral("IDS_GALLERY_NEW_ALBUM"));
   tiles->Add(made);
   for (const auto& album : albums) {
-    auto* tile = new AlbumTileUI([album] { return Page::NativeText(album->CoverPath()); }, QStringLiteral("album"));
+    auto* tile =
+        new AlbumTileUI([album] { return Page::NativeText(album->CoverPath()); }, QStringLiteral("album"));
     tile->SetName(QStringLiteral("tile_album"));
     tile->SetText(Page::AlbumTitle(*album));
     tile->SetTag(tiles->GetCount() - 1);
@@ -91,7 +92,8 @@ void MovePicWnd::AddRow(const Album::Ptr& album) {
   name->SetText(Page::AlbumTitle(*album));
   name->SetFont(QStringLiteral("strong"));
   lines->Add(name);
-  const auto [photos, videos] = GalleryFileListViewHelper::GetInstance().GetPhotoVideoCount(album->AlbumId.Get());
+  const auto [photos, videos] =
+      GalleryFileListViewHelper::GetInstance().GetPhotoVideoCount(album->AlbumId.Get());
   if (photos + videos > 0) {
     auto* count = new CLabelUI;
     count->ApplyAttributeList(QStringLiteral("font=\"small\" textcolor=\"text-2\""));
@@ -101,7 +103,8 @@ void MovePicWnd::AddRow(const Album::Ptr& album) {
   row->Add(lines);
   auto* tick = new CLabelUI;
   tick->SetName(QStringLiteral("tick"));
-  tick->ApplyAttributeList(QStringLiteral("icon=\"check\" iconsize=\"20\" iconcolor=\"accent-text\" width=\"20\" visible=\"false\""));
+  tick->ApplyAttributeList(QStringLiteral(
+      "icon=\"check\" iconsize=\"20\" iconcolor=\"accent-text\" width=\"20\" visible=\"false\""));
   row->Add(tick);
   row->setAccessibleName(Page::AlbumTitle(*album));
   list->Add(row);
@@ -109,10 +112,12 @@ void MovePicWnd::AddRow(const Album::Ptr& album) {
 }
 
 void MovePicWnd::Choose(int index) {
-  chosen = index >= 0 && index < static_cast<int>(albums.size()) ? albums[static_cast<std::size_t>(index)] : nullptr;
+  chosen = index >= 0 && index < static_cast<int>(albums.size()) ? albums[static_cast<std::size_t>(index)]
+                                                                 : nullptr;
   for (int i = 0; list && i < list->GetCount(); ++i) {
     auto* row = dynamic_cast<CContainerUI*>(list->GetItemAt(i));
-    if (auto* tick = row ? row->FindSubControl(QStringLiteral("tick")) : nullptr) tick->SetVisible(i == index);
+    if (auto* tick = row ? row->FindSubControl(QStringLiteral("tick")) : nullptr)
+      tick->SetVisible(i == index);
   }
   if (auto* ok = FindControl(QStringLiteral("btn_ok"))) ok->SetEnabled(chosen != nullptr);
 }

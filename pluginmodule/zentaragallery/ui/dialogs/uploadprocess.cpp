@@ -15,15 +15,16 @@ constexpr int kDelayMs = 300;
 }  // namespace
 
 QString UploadProcess::TextKey(Kind kind) {
-  static const char* const kKeys[] = {"IDS_GALLERT_LOADMOVE",   "IDS_GALLERT_LOADIMPORTDATA",
-                                      "IDS_GALLERT_LOADIMPORT", "IDS_GALLERT_LOADDELETE",
+  static const char* const kKeys[] = {"IDS_GALLERT_LOADMOVE",      "IDS_GALLERT_LOADIMPORTDATA",
+                                      "IDS_GALLERT_LOADIMPORT",    "IDS_GALLERT_LOADDELETE",
                                       "IDS_GALLERT_LOADRESTORING", "IDS_GALLERT_LOADDELETEAUBIUM"};
   return QString::fromLatin1(kKeys[kind]);
 }
 
 void UploadProcess::SetProgress(int kind, std::int64_t value) {
   if (kind < Move || kind > DeleteAlbum) return;
-  if (auto* label = FindControl(QStringLiteral("process_text"))) label->SetText(TextKey(static_cast<Kind>(kind)));
+  if (auto* label = FindControl(QStringLiteral("process_text")))
+    label->SetText(TextKey(static_cast<Kind>(kind)));
   Update(static_cast<std::size_t>(std::max<std::int64_t>(0, value)));
 }
 
@@ -47,7 +48,9 @@ void UploadProcess::Update(std::size_t done) {
   }
   auto* count = FindControl(QStringLiteral("process_count"));
   if (!count) return;
-  const auto number = [](std::size_t value) { return CResourceManager::FormatNumber(static_cast<qint64>(value)); };
+  const auto number = [](std::size_t value) {
+    return CResourceManager::FormatNumber(static_cast<qint64>(value));
+  };
   count->SetText(total > 0 ? number(done) + QStringLiteral(" / ") + number(total) : QString());
 }
 

@@ -35,7 +35,11 @@ void BurstStripUI::AskForThumbnails() {
   const QPointer<BurstStripUI> strip(this);
   ThumbRequests::GetInstance().Ask(missing, [strip](const GalleryFile::Ptr&) {
     QMetaObject::invokeMethod(
-        qApp, [strip] { if (strip) strip->update(); }, Qt::QueuedConnection);
+        qApp,
+        [strip] {
+          if (strip) strip->update();
+        },
+        Qt::QueuedConnection);
   });
 }
 

@@ -17,9 +17,7 @@ void CGifButtonUI::DoEvent(TEventUI& event) {
   Notify(QStringLiteral("turned"), 0, event.wheelDelta);
 }
 
-bool CGifButtonUI::event(QEvent* event) {
-  return WheelAcross(*this, *event) || CWidgetUI::event(event);
-}
+bool CGifButtonUI::event(QEvent* event) { return WheelAcross(*this, *event) || CWidgetUI::event(event); }
 
 void CGifButtonUI::SetFrames(std::shared_ptr<const MappedPixels> shown) {
   if (shown == frames) return;

@@ -368,8 +368,7 @@ void PictureWindow::Notify(TNotifyUI& message) {
   if (message.sType == QStringLiteral("turned")) return OnWheel(static_cast<int>(message.lParam));
   if (message.sType == QStringLiteral("turnedacross")) return OnWheelAcross(static_cast<int>(message.lParam));
   if (message.sType == QStringLiteral("wheel")) {
-    (void)platform::SendMessageW(GetHWND(), WM_MOUSEWHEEL,
-                                 WheelWord(static_cast<int>(message.lParam)), 0);
+    (void)platform::SendMessageW(GetHWND(), WM_MOUSEWHEEL, WheelWord(static_cast<int>(message.lParam)), 0);
     return;
   }
   if (message.sType == QStringLiteral("itemselect") && message.pSender == strip)

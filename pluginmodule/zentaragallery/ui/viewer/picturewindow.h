@@ -118,7 +118,7 @@ class PictureWindow : public WindowImplBaseEx {
   QPointer<PicAttributeWnd> attributes;
   bool favoriteFlag = false;  // as the button shows it; the record follows
   File favoriteWritten;       // while a worker does
-  int shownIndex = 0;  // where the shown file was in the list, when it goes
+  int shownIndex = 0;         // where the shown file was in the list, when it goes
   int wheelRest = 0;
   int direction = 1;
 };

@@ -50,7 +50,8 @@ bool EnterBurst(const File& parent) {
   LogInfo("ViewerList", "continuousItemListSize: " + std::to_string(shots.size()));
   if (shots.size() < 2) return false;
   // The names of the user's files stay out of the log.
-  for (const File& shot : shots) LogInfo("ViewerList", [&] { return "sGalleryFile fileName =" + shot->Guid(); });
+  for (const File& shot : shots)
+    LogInfo("ViewerList", [&] { return "sGalleryFile fileName =" + shot->Guid(); });
   Shown() = {true, parent, std::move(shots)};
   return true;
 }
