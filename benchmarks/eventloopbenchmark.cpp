@@ -22,6 +22,7 @@
 #include "host/base/globalparamwrapper.h"
 #include "model/gallery.h"
 #include "store/dbhelper.h"
+#include "transfer/thumbnails/thumbnailhelper.h"
 #include "ui/galleryalbumwnd.h"
 #include "ui/userproperties.h"
 #include "ui/view/galleryfilelistviewhelper.h"
@@ -178,6 +179,7 @@ int main(int argc, char** argv) {
   const bool good = GlobalParamWrapper::GetInstance()->Load() && UserAuthService::GetInstance()->Load() &&
                     DBHelper::GetInstance().IntiDataBase("bench") && Gallery::GetInstance().Init();
   GlobalData::globalParam = GlobalParamWrapper::GetInstance();
+  upward::Install(static_cast<IThumbnails*>(&ThumbnailHelper::GetInstance()));
   upward::Install(&GalleryFileListViewHelper::GetInstance());
   if (good) Run(count, imported, folder);
   QDir(folder).removeRecursively();

@@ -20,9 +20,11 @@ using Answer = std::unique_ptr<Reply, decltype(&std::free)>;
 }  // namespace
 
 bool HasCompositor() {
+  // Other platforms offer the interface, too, with no server behind it.
+  if (QGuiApplication::platformName() != QStringLiteral("xcb")) return true;
   auto* x11 = qApp->nativeInterface<QNativeInterface::QX11Application>();
-  if (!x11) return true;
-  xcb_connection_t* server = x11->connection();
+  xcb_connection_t* server = x11 ? x11->connection() : nullptr;
+  if (!server) return true;
   const auto name = xcb_intern_atom(server, 1, kManager.size(), kManager.data());
   const Answer<xcb_intern_atom_reply_t> atom(xcb_intern_atom_reply(server, name, nullptr), &std::free);
   if (!atom || atom->atom == XCB_ATOM_NONE) return false;

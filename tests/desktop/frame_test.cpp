@@ -33,7 +33,7 @@ class FrameTest : public testing::Test {
  protected:
   void SetUp() override {
     platform::SetProfileRoot(folder.Path());
-    ASSERT_TRUE(QDir().mkpath(QString::fromStdString(Session::DataFolder().string())));
+    ASSERT_TRUE(QDir().mkpath(QString::fromStdString(GallerySession::DataFolder().string())));
     (void)GlobalParamWrapper::GetInstance()->Load();
     DesktopSettings::ClearChosen();
     QString error;
