@@ -192,6 +192,19 @@ TEST_F(PlayerTest, VolumeZeroIsMuteAndTheStoredVolumeSurvives) {
   Keep("player-volume");
 }
 
+TEST_F(PlayerTest, EscapeClosesTheVolumeAndGivesTheFocusBack) {
+  Play(Film(Films::Busy()));
+  ASSERT_TRUE(Until([this] { return Shown() == State::Playing; }));
+  viewer->setFocus();
+  Control<CButtonUI>("btnVolume")->click();
+  const QPointer<GalleryVolWnd> volume = Within<GalleryVolWnd>(frame.get());
+  ASSERT_TRUE(volume);
+  ASSERT_TRUE(volume->isAncestorOf(QApplication::focusWidget()));
+  QTest::keyClick(QApplication::focusWidget(), Qt::Key_Escape);
+  ASSERT_TRUE(Until([&] { return volume.isNull(); }));
+  EXPECT_EQ(QApplication::focusWidget(), viewer);
+}
+
 TEST_F(PlayerTest, VolumeWindowClosesWhenTheFocusGoes) {
   Play(Film(Films::Busy()));
   frame->activateWindow();

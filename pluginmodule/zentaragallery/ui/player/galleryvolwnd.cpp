@@ -18,7 +18,10 @@ constexpr int kWidth = 44, kHeight = 162, kAboveBar = 5, kCorner = 12;
 
 }  // namespace
 
-GalleryVolWnd::GalleryVolWnd(CPlayControlUI& opener) : bar(&opener) { setAttribute(Qt::WA_DeleteOnClose); }
+GalleryVolWnd::GalleryVolWnd(CPlayControlUI& opener)
+    : bar(&opener), focusBefore(QApplication::focusWidget()) {
+  setAttribute(Qt::WA_DeleteOnClose);
+}
 
 void GalleryVolWnd::Open(CPlayControlUI& bar, QWidget& button) {
   auto* volume = new GalleryVolWnd(bar);
@@ -76,6 +79,14 @@ void GalleryVolWnd::ShowSound() {
     button->SetToolTip(on ? QStringLiteral("IDS_PLAYER_MUTE") : QStringLiteral("IDS_PLAYER_SOUND_ON"));
   }
   if (bar) bar->ShowSound();
+}
+
+// Or the focus would go to whatever comes next in the window, and Escape with it.
+void GalleryVolWnd::closeEvent(QCloseEvent* event) {
+  const QWidget* focus = QApplication::focusWidget();
+  if (focusBefore && focus && (focus == this || isAncestorOf(focus)))
+    focusBefore->setFocus(Qt::PopupFocusReason);
+  WindowImplBaseEx::closeEvent(event);
 }
 
 bool GalleryVolWnd::eventFilter(QObject* watched, QEvent* event) {

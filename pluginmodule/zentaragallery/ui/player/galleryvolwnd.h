@@ -21,11 +21,13 @@ class GalleryVolWnd : public WindowImplBaseEx {
 
  protected:
   void paintEvent(QPaintEvent* event) override;
+  void closeEvent(QCloseEvent* event) override;
   bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
   void ShowSound();
 
   const QPointer<CPlayControlUI> bar;
+  const QPointer<QWidget> focusBefore;
   CSliderUI* slider = nullptr;
 };
