@@ -65,10 +65,10 @@ bool CloudComparison::BriefingFullUpdate() {
   LogInfo(kTag, [&] { return "[Briefing]Briefing GetCloudDelFiles Count: " + std::to_string(local.size()); });
   SyncCycle::Ids gone;
   for (const auto& file : local) gone.push_back(file->UniqueId());
-  if (!cycle.local.DeleteForGood(gone)) return cycle.Fail(kTag, "rows could not be deleted");
+  if (!cycle.localOperation.DeleteForGood(gone)) return cycle.Fail(kTag, "rows could not be deleted");
   if (!AddListedNew()) return false;
   const std::int64_t now = MethodFunction::CurrentTime();
-  (void)cycle.local.ChangeVersionRecord(
+  (void)cycle.localOperation.ChangeVersionRecord(
       [now](AlbumLocalVersion& row) { row.UpdateTime = row.BriefingTime = now; });
   return true;
 }

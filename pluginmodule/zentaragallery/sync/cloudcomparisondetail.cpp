@@ -58,7 +58,7 @@ bool CloudComparison::DetailedProcessAddFile(const SyncCycle::Ids& ids) {
   // Through the rules of a change: a row that memory does not know of may hold
   // one that waits.
   for (auto& record : details) record.otype = "0";
-  return cycle.local.SetLocalGeneralFiles(details) && missing.empty();
+  return cycle.localOperation.SetLocalGeneralFiles(details) && missing.empty();
 }
 
 bool CloudComparison::DetailedProcessModifyFile(const SyncCycle::Ids& ids) {
@@ -74,7 +74,7 @@ bool CloudComparison::DetailedProcessModifyFile(const SyncCycle::Ids& ids) {
   LogInfo(kTag,
           [&] { return "[Briefing]Briefing GetCloudModifyFiles Detail Count " + Count(details.size()); });
   for (auto& record : details) record.otype = kModified;
-  return cycle.local.SetLocalGeneralFiles(details) && missing.empty();
+  return cycle.localOperation.SetLocalGeneralFiles(details) && missing.empty();
 }
 
 // The cloud lost contents that this computer still has: they go up again as new

@@ -18,7 +18,8 @@ bool CloudPull::DownLoadFromCloud(const std::optional<CloudMarks>& given) {
   ISyncServiceOperation* service = cycle.Service();
   if (!service) return cycle.Fail(kPullTag, "no service");
   // Before any version moves: a row of the last cycle may still be missing.
-  if (!cycle.local.SaveUnsaved()) return cycle.Fail(kPullTag, "rows of the last cycle could not be written");
+  if (!cycle.localOperation.SaveUnsaved())
+    return cycle.Fail(kPullTag, "rows of the last cycle could not be written");
   CloudMarks marks;
   CloudVersion told;
   if (given && given->fileVersion >= 1) {
@@ -29,7 +30,7 @@ bool CloudPull::DownLoadFromCloud(const std::optional<CloudMarks>& given) {
     marks = {cloud->albumListVersion, cloud->fileVersion, cloud->clearVersion};
     told = *cloud;
   }
-  std::int64_t local = cycle.local.GetLatestVersion();
+  std::int64_t local = cycle.localOperation.GetLatestVersion();
   if (local == -1) return cycle.Fail(kPullTag, "filesVersion = -1");
   // Albums come first, so that files find theirs.
   Gallery::Albums deleted;
@@ -47,16 +48,17 @@ bool CloudPull::DownLoadFromCloud(const std::optional<CloudMarks>& given) {
   if (!now || now->code != 0) return cycle.Fail(kPullTag, "Get Cloud Version Failed!");
   if (now->fileVersion != marks.fileVersion)
     return cycle.Fail(kPullTag, "cloud ver has changed, quit sync process!");
-  if (!cycle.local.SetLatestVersion(marks.fileVersion))
+  if (!cycle.localOperation.SetLatestVersion(marks.fileVersion))
     return cycle.Fail(kPullTag, "the version could not be stored");
   // A cloud that tells no marker leaves ours: without one the database would be
   // taken for out of date at the next start.
-  if (!marks.clearVersion.empty() && !cycle.local.SetClearVersion(marks.clearVersion)) {
+  if (!marks.clearVersion.empty() && !cycle.localOperation.SetClearVersion(marks.clearVersion)) {
     return cycle.Fail(kPullTag, "the clear marker could not be stored");
   }
   // Albums go last, so that their files had their chance to move.
-  if (!cycle.local.DeleteAlbums(deleted)) return cycle.Fail(kPullTag, "deleted albums could not be stored");
-  if (storeLater && !cycle.local.SetAlbumListVersion(marks.albumListVersion)) {
+  if (!cycle.localOperation.DeleteAlbums(deleted))
+    return cycle.Fail(kPullTag, "deleted albums could not be stored");
+  if (storeLater && !cycle.localOperation.SetAlbumListVersion(marks.albumListVersion)) {
     return cycle.Fail(kPullTag, "the album list version could not be stored");
   }
   return true;
@@ -65,12 +67,12 @@ bool CloudPull::DownLoadFromCloud(const std::optional<CloudMarks>& given) {
 // `storeLater`: albums wait for their deletion, and the version of the list may
 // not be stored before that.
 bool CloudPull::PullAlbums(const std::string& version, Gallery::Albums& deleted, bool& storeLater) {
-  if (cycle.local.GetAlbumListVersion() == version) return true;
+  if (cycle.localOperation.GetAlbumListVersion() == version) return true;
   cycle.Enter(SyncStatus::DOWNLOAD);
   cycle.Tell(SyncStatus::DOWNLOAD, -1);
   if (!SyncAblum(deleted)) return cycle.Fail(kPullTag, "sync download albums fail!");
   storeLater = !deleted.empty();
-  if (storeLater || cycle.local.SetAlbumListVersion(version)) return true;
+  if (storeLater || cycle.localOperation.SetAlbumListVersion(version)) return true;
   return cycle.Fail(kPullTag, "the album list version could not be stored");
 }
 
@@ -81,13 +83,13 @@ bool CloudPull::FillGap(bool fellBehind, std::int64_t fileVersion) {
   if (!comparison.CompareAfterLoss(fellBehind)) return cycle.Fail(kPullTag, "BriefingFullUpdate fail");
   if (nothingHere) {
     // Nothing was compared, so nothing came: only a listing brings it.
-    (void)cycle.local.ChangeVersionRecord([](AlbumLocalVersion& row) {
+    (void)cycle.localOperation.ChangeVersionRecord([](AlbumLocalVersion& row) {
       row.HasDownAll = 0;
       row.FileCursor.clear();
     });
     return cycle.Fail(kPullTag, "history is gone, the listing starts again");
   }
-  const bool stored = cycle.local.ChangeVersionRecord([&](AlbumLocalVersion& row) {
+  const bool stored = cycle.localOperation.ChangeVersionRecord([&](AlbumLocalVersion& row) {
     row.LatestVersion = fileVersion;
     row.UpdateTime = MethodFunction::CurrentTime();
     // Cursors of the history before mean nothing in this one.
@@ -108,7 +110,8 @@ bool CloudPull::PullFiles(std::int64_t from, std::int64_t to) {
   cycle.Enter(SyncStatus::DOWNLOAD);
   cycle.Tell(SyncStatus::DOWNLOAD, -1);
   LogInfo(kPullTag, [from] { return "Local FileVersion Is " + Number(from); });
-  if (SyncGeneralFiles(from) && SyncRecycleFiles(cycle.local.GetRecycleAlbumIds(), from)) return true;
+  if (SyncGeneralFiles(from) && SyncRecycleFiles(cycle.localOperation.GetRecycleAlbumIds(), from))
+    return true;
   return cycle.Fail(kPullTag, "sync download galleryFile fail!");
 }
 
@@ -116,9 +119,10 @@ bool CloudPull::SyncAblum(Gallery::Albums& deleted) {
   constexpr char kTag[] = "SyncHelper::SyncAblum";
   const auto albums = cycle.Service()->GetCloudAlbums();
   if (!albums) return cycle.Fail(kTag, "the albums could not be listed");
-  const auto changes = cycle.local.GetCloudChangedAlbums(*albums);
+  const auto changes = cycle.localOperation.GetCloudChangedAlbums(*albums);
   if (!changes.empty()) {
-    if (!cycle.local.SetLocalAlbums(changes, deleted)) return cycle.Fail(kTag, "albums could not be stored");
+    if (!cycle.localOperation.SetLocalAlbums(changes, deleted))
+      return cycle.Fail(kTag, "albums could not be stored");
     LogInfo(kTag, [&] { return "Changed Albums To OrigSource Count:" + std::to_string(changes.size()); });
   }
   return !cycle.IsCancelled();
@@ -126,7 +130,7 @@ bool CloudPull::SyncAblum(Gallery::Albums& deleted) {
 
 bool CloudPull::SyncGeneralFiles(std::int64_t fromVersion) {
   constexpr char kTag[] = "SyncHelper::SyncGeneralFiles";
-  const AlbumLocalVersion record = cycle.local.GetVersionRecord();
+  const AlbumLocalVersion record = cycle.localOperation.GetVersionRecord();
   if (record.TempVersion > 0 && record.Cursor.empty() && record.TempVersion == targetVersion) {
     LogInfo(kTag, "General Album Files Has DownLoad All But Recy Is Not");
     return true;
@@ -139,8 +143,8 @@ bool CloudPull::SyncGeneralFiles(std::int64_t fromVersion) {
     LogInfo(kTag, [&] { return "General Files Has Cursor : " + cursor; });
   }
   const auto keepPlace = [&] {
-    (void)cycle.local.SetTempVersion(targetVersion, cursor,
-                                     "");  // Lost: the pull starts at its first page.
+    (void)cycle.localOperation.SetTempVersion(targetVersion, cursor,
+                                              "");  // Lost: the pull starts at its first page.
     LogInfo(kTag, [&] {
       return "Updata LocalTempVersion TempVersion : " + Number(targetVersion) + " Cursor: " + cursor;
     });
@@ -154,7 +158,7 @@ bool CloudPull::SyncGeneralFiles(std::int64_t fromVersion) {
       return cycle.Fail(kTag, "a page of changes did not come");
     }
     const std::size_t count = files.size();
-    if (!cycle.local.SetLocalGeneralFiles(files))
+    if (!cycle.localOperation.SetLocalGeneralFiles(files))
       return cycle.Fail(kTag, "a page of changes could not be stored");
     if (count > 0)
       LogInfo(kTag, [count] { return "Changed Files To OrigSource Count : " + std::to_string(count); });
@@ -163,22 +167,22 @@ bool CloudPull::SyncGeneralFiles(std::int64_t fromVersion) {
       return cycle.Fail(kTag, "stopped");
     }
     if (!cursor.empty()) continue;
-    if (cycle.local.SetTempVersion(targetVersion, "", "")) return true;
+    if (cycle.localOperation.SetTempVersion(targetVersion, "", "")) return true;
     return cycle.Fail(kTag, "the cursor could not be stored");
   }
 }
 
 bool CloudPull::SyncRecycleFiles(const SyncCycle::Ids& albumIds, std::int64_t fromVersion) {
   constexpr char kTag[] = "SyncHelper::SyncRecycleFiles";
-  const AlbumLocalVersion record = cycle.local.GetVersionRecord();
+  const AlbumLocalVersion record = cycle.localOperation.GetVersionRecord();
   std::string cursor;
   if (record.TempVersion > 0 && !record.RecyCursor.empty() && record.TempVersion == targetVersion) {
     cursor = record.RecyCursor;
     LogInfo(kTag, [&] { return "Recry Files Has Cursor : " + cursor; });
   }
   const auto keepPlace = [&] {
-    (void)cycle.local.SetTempVersion(targetVersion, "",
-                                     cursor);  // Lost: this pass starts at its first page.
+    (void)cycle.localOperation.SetTempVersion(targetVersion, "",
+                                              cursor);  // Lost: this pass starts at its first page.
     LogInfo(kTag, [&] {
       return "Updata Recy LocalTempVersion TempVersion : " + Number(targetVersion) + " Cursor: " + cursor;
     });
@@ -190,14 +194,15 @@ bool CloudPull::SyncRecycleFiles(const SyncCycle::Ids& albumIds, std::int64_t fr
       return cycle.Fail(kTag, "a page of the bin did not come");
     }
     const std::size_t count = files.size();
-    if (!cycle.local.SetRecycleFiles(files)) return cycle.Fail(kTag, "a page of the bin could not be stored");
+    if (!cycle.localOperation.SetRecycleFiles(files))
+      return cycle.Fail(kTag, "a page of the bin could not be stored");
     LogInfo(kTag, [count] { return "Changed Files To OrigSource Count:" + std::to_string(count); });
     if (cycle.IsCancelled()) {
       keepPlace();
       return cycle.Fail(kTag, "stopped");
     }
     if (!cursor.empty()) continue;
-    if (cycle.local.SetTempVersion(-1, "", "")) return true;
+    if (cycle.localOperation.SetTempVersion(-1, "", "")) return true;
     return cycle.Fail(kTag, "the cursor could not be stored");
   }
 }

@@ -23,7 +23,7 @@ bool ContentUpload::ContentIsPaused() const {
 void ContentUpload::UploadContent() {
   if (ContentIsPaused()) return;
   auto& transfers = GalleryTransManager::GetInstance();
-  const auto files = cycle.local.GetUploadFiles();
+  const auto files = cycle.localOperation.GetUploadFiles();
   cycle.uploadPending = static_cast<std::int64_t>(files.size());
   if (files.empty()) return;
   const SpaceInfo space = cycle.services.spaceInfo ? cycle.services.spaceInfo() : SpaceInfo();

@@ -171,7 +171,7 @@ bool FullListing::AlignMemoryWithTable() {
   // Changed after its row had gone: only memory tells of it.
   const auto waiting =
       std::partition(files.begin(), files.end(), [](const GalleryFile::Ptr& file) { return !Waits(*file); });
-  if (!cycle.local.SaveFiles({waiting, files.end()})) {
+  if (!cycle.localOperation.SaveFiles({waiting, files.end()})) {
     return cycle.Fail("SyncHelper::AlignMemoryWithTable", "waiting files could not be stored");
   }
   (void)Gallery::GetInstance().RemoveFiles({files.begin(), waiting});
@@ -185,7 +185,7 @@ bool FullListing::TakeInStoredRows() {
   std::erase_if(rows, [](const GalleryFile::Ptr& row) {
     return Gallery::GetInstance().GetFile(row->UniqueId()) != nullptr;
   });
-  return cycle.local.AddToMemory(rows) || cycle.Fail(kStep, "files could not be stored");
+  return cycle.localOperation.AddToMemory(rows) || cycle.Fail(kStep, "files could not be stored");
 }
 
 bool FullListing::FullSyncAlbumsV2() {
@@ -200,17 +200,18 @@ bool FullListing::FullSyncAlbumsV2() {
           [&] { return "Download from the cloud and type:0 count:" + std::to_string(albums->size()); });
   auto& gallery = Gallery::GetInstance();
   const Gallery::Albums known = KnownAlbums();
-  if (!cycle.local.SaveAlbums(known)) return cycle.Fail(kStep, "albums could not be stored");
+  if (!cycle.localOperation.SaveAlbums(known)) return cycle.Fail(kStep, "albums could not be stored");
   // Albums that are known may have changed in the cloud: without a version the
   // next pull compares them.
-  if (!known.empty() &&
-      !cycle.local.ChangeVersionRecord([](AlbumLocalVersion& row) { row.AlbumListVersion.clear(); })) {
+  if (!known.empty() && !cycle.localOperation.ChangeVersionRecord(
+                            [](AlbumLocalVersion& row) { row.AlbumListVersion.clear(); })) {
     return cycle.Fail(kStep, "the version row could not be stored");
   }
   std::erase_if(*albums, [&gallery](const Album::Ptr& album) {
     return gallery.GetAlbum(album->AlbumId.Get()) || gallery.GetDeletedAlbum(album->AlbumId.Get());
   });
-  if (!cycle.local.InsertAlbums(std::move(*albums))) return cycle.Fail(kStep, "albums could not be stored");
+  if (!cycle.localOperation.InsertAlbums(std::move(*albums)))
+    return cycle.Fail(kStep, "albums could not be stored");
   cycle.TellLoaded(true);
   return true;
 }
@@ -220,12 +221,12 @@ bool FullListing::RequestDownLoadFileV2(std::size_t& olderRows) {
   const auto listing = cycle.Listing();
   if (!listing) return false;
   std::int64_t offset = DBHelper::GetInstance().GetMaxOffset();
-  std::string cursor = cycle.local.GetVersionRecord().FileCursor;
+  std::string cursor = cycle.localOperation.GetVersionRecord().FileCursor;
   KnownFiles known;
   if (!known.ReadRows()) return cycle.Fail(kStep, "the files could not be read");
   // The first file that it brought itself has place 0 too.
   olderRows = known.OlderRows() - (offset > 0 && known.OlderRows() > 0 ? 1 : 0);
-  BackgroundAdder adder(cycle.local);
+  BackgroundAdder adder(cycle.localOperation);
   do {
     if (cycle.IsCancelled()) return cycle.Fail(kStep, "stopped");
     const auto page = listing->GetFiles(cursor, kWholeRecords);
@@ -253,12 +254,12 @@ bool FullListing::StoreListedPage(const ICloudListing::MediaPage& page, KnownFil
       changed.push_back(AsChange(record, edited));
     }
   }
-  return DBHelper::GetInstance().AddFiles(fresh) && cycle.local.SetLocalGeneralFiles(changed);
+  return DBHelper::GetInstance().AddFiles(fresh) && cycle.localOperation.SetLocalGeneralFiles(changed);
 }
 
 bool FullListing::FinishFullSync() {
   const std::int64_t now = MethodFunction::CurrentTime();
-  const bool stored = cycle.local.ChangeVersionRecord([now](AlbumLocalVersion& row) {
+  const bool stored = cycle.localOperation.ChangeVersionRecord([now](AlbumLocalVersion& row) {
     row.HasDownAll = 1;
     row.UpdateTime = row.BriefingTime = now;
     row.FileCursor.clear();

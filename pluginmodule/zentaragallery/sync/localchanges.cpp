@@ -145,39 +145,41 @@ bool LocalChanges::Upload() {
 bool LocalChanges::UploadCreatedAlbums() {
   constexpr char kTag[] = "SyncHelper::UploadCreatedAlbums";
   ISyncServiceOperation* service = cycle.Service();
-  cycle.local.JoinNamesakes();
-  return ForEachBatch(
-      cycle.local.GetCreatedAlbums(), service->GetAlbumLimit(), cycle, [&](const Gallery::Albums& batch) {
-        const Gallery::Albums copies = CopiesForUpload(batch);
-        const auto result = service->UploadCreateAlbum(copies, LockToken());
-        if (!result) {
-          LogWarning(kTag, "Upload Created Albums Failed!");
-          return false;
-        }
-        if (HasFailures(result->code)) NoteStuck(kTag, cycle.local.UploadCreatedAlbumsFailed(result->failed));
-        NoteRefused(kTag, result->failed, IsAlbumCode);
-        const SyncCycle::Ids changed = TakeOutChanged(copies, result->succeeded);
-        cycle.local.SetAlbumsUploaded(result->succeeded, kAlbumCreated);
-        cycle.local.SetAlbumsChanged(changed);
-        LogInfo(kTag, Counts("Upload Created Albums Success Count : ", result->succeeded.size(),
-                             "Failed Count:", result->failed.size()));
-        return true;
-      });
+  cycle.localOperation.JoinNamesakes();
+  return ForEachBatch(cycle.localOperation.GetCreatedAlbums(), service->GetAlbumLimit(), cycle,
+                      [&](const Gallery::Albums& batch) {
+                        const Gallery::Albums copies = CopiesForUpload(batch);
+                        const auto result = service->UploadCreateAlbum(copies, LockToken());
+                        if (!result) {
+                          LogWarning(kTag, "Upload Created Albums Failed!");
+                          return false;
+                        }
+                        if (HasFailures(result->code))
+                          NoteStuck(kTag, cycle.localOperation.UploadCreatedAlbumsFailed(result->failed));
+                        NoteRefused(kTag, result->failed, IsAlbumCode);
+                        const SyncCycle::Ids changed = TakeOutChanged(copies, result->succeeded);
+                        cycle.localOperation.SetAlbumsUploaded(result->succeeded, kAlbumCreated);
+                        cycle.localOperation.SetAlbumsChanged(changed);
+                        LogInfo(kTag,
+                                Counts("Upload Created Albums Success Count : ", result->succeeded.size(),
+                                       "Failed Count:", result->failed.size()));
+                        return true;
+                      });
 }
 
 bool LocalChanges::UploadModifyAlbums() {
   constexpr char kTag[] = "SyncHelper::UploadModifyAlbums";
   ISyncServiceOperation* service = cycle.Service();
-  return ForEachBatch(cycle.local.GetModifyAlbums(), service->GetAlbumLimit(), cycle,
+  return ForEachBatch(cycle.localOperation.GetModifyAlbums(), service->GetAlbumLimit(), cycle,
                       [&](const Gallery::Albums& batch) {
                         const Gallery::Albums copies = CopiesForUpload(batch);
                         const auto result = service->UploadModifyAlbum(copies, LockToken());
                         if (!result) return false;
                         (void)TakeOutChanged(copies, result->succeeded);  // They are changes already.
                         if (HasFailures(result->code))
-                          NoteStuck(kTag, cycle.local.UploadModifyAlbumsFailed(result->failed));
+                          NoteStuck(kTag, cycle.localOperation.UploadModifyAlbumsFailed(result->failed));
                         NoteRefused(kTag, result->failed, IsAlbumCode);
-                        cycle.local.SetAlbumsUploaded(result->succeeded, kAlbumModified);
+                        cycle.localOperation.SetAlbumsUploaded(result->succeeded, kAlbumModified);
                         LogInfo(kTag, Counts("Upload Modify Albums Success Count :", result->succeeded.size(),
                                              "Failed Count : ", result->failed.size()));
                         return true;
@@ -185,7 +187,7 @@ bool LocalChanges::UploadModifyAlbums() {
 }
 
 bool LocalChanges::UploadModifyFiles() {
-  auto files = cycle.local.GetChangedFiles();
+  auto files = cycle.localOperation.GetChangedFiles();
   std::stable_partition(files.begin(), files.end(),
                         [](const GalleryFile::Ptr& file) { return file->IsInBin(); });
   return ForEachBatch(files, cycle.Service()->GetFileLimit(), cycle,
@@ -212,7 +214,7 @@ bool LocalChanges::UploadFileGroup(const SyncLocalOperation::Files& group) {
   }
   const auto result = cycle.Service()->UploadModifyFile(records, LockToken());
   if (!result) return false;
-  if (HasFailures(result->code)) cycle.local.UploadModifyFilesFailed(result->failed);
+  if (HasFailures(result->code)) cycle.localOperation.UploadModifyFilesFailed(result->failed);
   NoteRefused(kTag, result->failed, IsFileCode);
   std::vector<CloudFileInfo> done;
   for (const auto& answer : result->succeeded) {
@@ -229,7 +231,7 @@ bool LocalChanges::UploadFileGroup(const SyncLocalOperation::Files& group) {
     if (!answer.videoThumbId.empty()) record->second.videoThumbId = answer.videoThumbId;
     done.push_back(record->second);
   }
-  cycle.local.SetFilesUploaded(done);
+  cycle.localOperation.SetFilesUploaded(done);
   LogInfo(kTag, Counts("Upload Modify Files Success Count :", done.size(),
                        "Failed Count :", result->failed.size()));
   return true;
@@ -239,7 +241,7 @@ bool LocalChanges::UploadDeleteFiles() {
   constexpr char kTag[] = "SyncHelper::UploadDeleteFiles";
   ISyncServiceOperation* service = cycle.Service();
   (void)Gallery::GetInstance().DropNeverUploaded();  // A row that stays is dropped by the next cycle.
-  return ForEachBatch(cycle.local.GetDeleteFiles(), service->GetFileLimit(), cycle,
+  return ForEachBatch(cycle.localOperation.GetDeleteFiles(), service->GetFileLimit(), cycle,
                       [&](const SyncLocalOperation::Files& batch) {
                         std::vector<CloudFileInfo> records;
                         for (const auto& file : batch) {
@@ -255,11 +257,11 @@ bool LocalChanges::UploadDeleteFiles() {
                         const auto result = service->UploadDeleteFile(records, LockToken());
                         if (!result) return false;
                         if (HasFailures(result->code))
-                          (void)cycle.local.UploadDeleteFilesFailed(result->failed);
+                          (void)cycle.localOperation.UploadDeleteFilesFailed(result->failed);
                         NoteRefused(kTag, result->failed, IsFileCode);
                         SyncCycle::Ids done;
                         for (const auto& record : result->succeeded) done.push_back(record.uniqueId);
-                        cycle.local.SetFilesDeleted(done);
+                        cycle.localOperation.SetFilesDeleted(done);
                         LogInfo(kTag, Counts("Upload Delete Files Success Count :", done.size(),
                                              ",Failed Count :", result->failed.size()));
                         return true;
@@ -280,8 +282,8 @@ bool LocalChanges::RecycleLeftFiles(const std::string& albumId) {
   std::erase_if(files, [&albumId](const GalleryFile::Ptr& file) {
     return HasLocalChange(*file) && !file->IsInBin() && file->AlbumId() != albumId;
   });
-  (void)cycle.local.RecycleHere(files);  // Rows that could not be written wait for the next cycle.
-  (void)cycle.local.RecycleHidden(ids);  // As above.
+  (void)cycle.localOperation.RecycleHere(files);  // Rows that could not be written wait for the next cycle.
+  (void)cycle.localOperation.RecycleHidden(ids);  // As above.
   return true;
 }
 
@@ -289,7 +291,8 @@ bool LocalChanges::UploadDeleteAlbums() {
   constexpr char kTag[] = "SyncHelper::UploadDeleteAlbums";
   ISyncServiceOperation* service = cycle.Service();
   return ForEachBatch(
-      cycle.local.GetDeleteAlbums(), service->GetAlbumLimit(), cycle, [&](const Gallery::Albums& batch) {
+      cycle.localOperation.GetDeleteAlbums(), service->GetAlbumLimit(), cycle,
+      [&](const Gallery::Albums& batch) {
         SyncCycle::Ids ids;
         for (const auto& album : batch) ids.push_back(album->AlbumId.Get());
         const auto result = service->UploadDeleteAlbum(ids, LockToken());
@@ -303,7 +306,7 @@ bool LocalChanges::UploadDeleteAlbums() {
           if (item.code == kUnknownAlbum) result->succeeded.push_back(item.id);
         }
         NoteRefused(kTag, result->failed, IsAlbumDeletionCode);
-        cycle.local.SetAlbumsUploaded(result->succeeded, kAlbumDeleted);
+        cycle.localOperation.SetAlbumsUploaded(result->succeeded, kAlbumDeleted);
         LogInfo(kTag, "Upload Delete Albums Success Count :" + std::to_string(result->succeeded.size()));
         LogInfo(kTag, "Upload Delete Albums Failed Count :" + std::to_string(result->failed.size()));
         return true;

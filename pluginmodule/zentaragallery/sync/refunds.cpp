@@ -57,7 +57,7 @@ bool Refunds::RefundGetLock(const SyncCycle::Ids& fileIds, std::int32_t type, bo
     LogInfo(kTag, "get lock from gallery refund task");
     held = served && lock.Lock();
   }
-  if (held) ++holding;
+  if (held) ++refundHoldsLock;
   cycle.services.createRefundTasks(tasks, held, [this, held] {
     if (!held) return;
     EndOne();
@@ -70,7 +70,7 @@ bool Refunds::RefundGetLock(const SyncCycle::Ids& fileIds, std::int32_t type, bo
 // its end.
 void Refunds::ReleaseWhenEnded() {
   while (ended && turns.Try()) {
-    if (ended.exchange(false) && holding == 0 && cycle.PendingUploads() == 0) {
+    if (ended.exchange(false) && refundHoldsLock == 0 && cycle.PendingUploads() == 0) {
       LogInfo("SyncHelper::RefundGetLock", "Release lock from refund");
       lock.Release();
     }
@@ -81,7 +81,7 @@ void Refunds::ReleaseWhenEnded() {
 void Refunds::EndOne() {
   {
     platform::MutexLock hold(endLock);
-    --holding;
+    --refundHoldsLock;
   }
   ended = true;
   oneEnded.notify_all();

@@ -19,7 +19,7 @@ class Refunds {
   // As SyncHelper::RefundGetLock, for whoever has the turn.
   bool RefundGetLock(const SyncCycle::Ids& fileIds, std::int32_t type, bool force);
   // Whether tasks hold the lock.
-  bool HoldLock() const { return holding > 0; }
+  bool HoldLock() const { return refundHoldsLock > 0; }
   // Behind a turn: gives the lock back when the last task has ended meanwhile.
   void ReleaseWhenEnded();
   // Waits until no task holds the lock, as long as `goOn`, which is asked several times
@@ -40,9 +40,9 @@ class Refunds {
   SyncCycle& cycle;
   CloudLock& lock;
   CycleTurns& turns;
-  std::atomic<int> holding{0};        // calls whose tasks have not ended
-  std::atomic<bool> ended{false};     // nobody has looked since whether the lock can go
-  std::atomic<bool> toResume{false};  // those that were pending at the start
-  platform::Mutex endLock;            // a leaf, of WaitUntilEnded alone
+  std::atomic<int> refundHoldsLock{0};  // calls whose tasks have not ended
+  std::atomic<bool> ended{false};       // nobody has looked since whether the lock can go
+  std::atomic<bool> toResume{false};    // those that were pending at the start
+  platform::Mutex endLock;              // a leaf, of WaitUntilEnded alone
   std::condition_variable_any oneEnded;
 };

@@ -7,7 +7,7 @@
 #include "utils/methodfunction.h"
 
 SyncCycle::SyncCycle(const SyncServices& given, std::function<void()> wake)
-    : services(given), local(given, wake), wakeTimer(std::move(wake)) {}
+    : services(given), localOperation(given, wake), wakeTimer(std::move(wake)) {}
 
 void SyncCycle::Tell(SyncStatus next, std::int64_t count) {
   if (ISyncCallback* listener = callback) listener->OnSyncStatus(next, count);
@@ -53,8 +53,8 @@ std::unique_ptr<CloudVersion> SyncCycle::QueryVersion() {
 }
 
 bool SyncCycle::TakeService() {
-  ISyncServiceOperation* next = local.ChooseService(CutStatus());
-  if (next) service = next;
+  ISyncServiceOperation* next = localOperation.ChooseService(CutStatus());
+  if (next) serviceOperation = next;
   return next != nullptr;
 }
 
@@ -66,12 +66,14 @@ bool SyncCycle::LoadDataToMemory() {
   return true;
 }
 
-std::int64_t SyncCycle::PendingUploads() { return static_cast<std::int64_t>(local.GetUploadFiles().size()); }
+std::int64_t SyncCycle::PendingUploads() {
+  return static_cast<std::int64_t>(localOperation.GetUploadFiles().size());
+}
 
 void SyncCycle::Forget() {
-  service = nullptr;
-  local.ForgetUnsaved();
-  local.ForgetServices();
+  serviceOperation = nullptr;
+  localOperation.ForgetUnsaved();
+  localOperation.ForgetServices();
   lastError.Set({});
   uploadPending = 0;
   dataLoaded = false;

@@ -22,7 +22,7 @@ class SyncCycle {
   SyncCycle(const SyncServices& services, std::function<void()> wake);
 
   const SyncServices& services;
-  SyncLocalOperation local;  // gallery and database
+  SyncLocalOperation localOperation;  // gallery and database
 
   // --- Stop. A cycle looks between pages and batches.
   void Stop() { stopRequested = cancelTask = true; }
@@ -62,7 +62,7 @@ class SyncCycle {
   // The cloud's side for the generation that counts now. False when there is none; the
   // one before stays then: a lock that is held goes back by it.
   bool TakeService();
-  ISyncServiceOperation* Service() const { return service; }
+  ISyncServiceOperation* Service() const { return serviceOperation; }
 
   // --- Memory
   // Reads the rows into the gallery, once a start; a database that cannot be read is
@@ -81,7 +81,7 @@ class SyncCycle {
  private:
   const std::function<void()> wakeTimer;
   std::atomic<ISyncCallback*> callback{nullptr};
-  std::atomic<ISyncServiceOperation*> service{nullptr};  // owned by `local`
+  std::atomic<ISyncServiceOperation*> serviceOperation{nullptr};  // owned by `localOperation`
   std::atomic<std::int32_t> status{0};
   std::atomic<bool> dataLoaded{false};
   std::atomic<bool> stopRequested{false};

@@ -25,7 +25,7 @@ bool SyncHelper::FullSync(SyncMode next) {
   cycle.Tell(SyncStatus::DOWNLOAD, -1);
   ClearStopFlags();
   cycleRunning = true;
-  if (!cycle.local.SaveUnsaved()) {
+  if (!cycle.localOperation.SaveUnsaved()) {
     (void)cycle.Fail("SyncHelper::FullSync", "rows of the last cycle could not be written");
     return EndFullSync(false);
   }
@@ -59,7 +59,7 @@ bool SyncHelper::FullSyncGalleryFilesV2(SyncMode next) {
     (void)cycle.Fail(kTag, "All DownLoad V2 Faild");
     return true;  // The listing itself was good; the next tick lists again and skips what is here.
   }
-  const AlbumLocalVersion row = cycle.local.GetVersionRecord();
+  const AlbumLocalVersion row = cycle.localOperation.GetVersionRecord();
   const bool moved =
       !row.AlbumVersion.empty() && row.LatestVersion > 0 && row.LatestVersion < version->fileVersion;
   // What the cloud has deleted stands in no listing: files that were here before
@@ -105,7 +105,7 @@ bool SyncHelper::IncrementCycle() {
     cycle.TellPaused();
     return true;
   }
-  if (!cycle.local.CanSync()) {
+  if (!cycle.localOperation.CanSync()) {
     cycle.Enter(SyncStatus::NOTREADY);
     return cycle.Fail(kTag, "the download is not complete");
   }
@@ -139,7 +139,7 @@ bool SyncHelper::IncrementCycle() {
 
 bool SyncHelper::UploadUnderLock() {
   constexpr char kTag[] = "SyncHelper::IncrementSync";
-  if (!cycle.local.HasLocalChanges()) return true;
+  if (!cycle.localOperation.HasLocalChanges()) return true;
   cycle.Enter(SyncStatus::UPLOAD);
   cycle.Tell(SyncStatus::UPLOAD, -1);
   if (!lock.Lock()) return true;
@@ -164,7 +164,7 @@ void SyncHelper::EndFailedPull() {
   bool found = false;
   // The cursor has expired, and the rows are gone: memory and table differ until
   // the listing.
-  if (cycle.local.ReadVersionRecord(row, found) && !found) cycle.Wake();
+  if (cycle.localOperation.ReadVersionRecord(row, found) && !found) cycle.Wake();
   if (cycle.IsPaused()) {
     cycle.TellPaused();
     Logger::OutputOperationLog(kEventCycleFailed, 5, 2,
@@ -195,7 +195,7 @@ bool SyncHelper::CompareAll() {
   const auto version = cycle.QueryVersion();
   const bool nothingHere = Gallery::GetInstance().FileCount() == 0;
   // A backup that was put back lacks what it never had, which is no deletion.
-  const bool fellBehind = version && version->FellBehind(cycle.local.GetLatestVersion());
+  const bool fellBehind = version && version->FellBehind(cycle.localOperation.GetLatestVersion());
   const bool compared =
       fellBehind ? comparison.CompareAfterLoss(fellBehind) : comparison.BriefingFullUpdate();
   if (!compared) (void)cycle.Fail(kTag, "[Briefing]Briefing Failed!");
@@ -205,7 +205,8 @@ bool SyncHelper::CompareAll() {
   LogInfo(kTag, [&] { return "latestStartCursor:" + std::to_string(version->fileVersion); });
   // An empty gallery or an empty listing was not compared: what the cloud has,
   // or no longer has, comes by the pull from where the last one ended.
-  return (nothingHere || comparison.ListedNothing() || cycle.local.SetLatestVersion(version->fileVersion)) &&
+  return (nothingHere || comparison.ListedNothing() ||
+          cycle.localOperation.SetLatestVersion(version->fileVersion)) &&
          listing.FinishFullSync();
 }
 

@@ -195,7 +195,7 @@ void SyncHelper::StopSync() {
   if (services.clearSelection) services.clearSelection();
   EmptyViews();
   if (services.removePush) services.removePush();
-  cycle.local.ForgetUnsaved();
+  cycle.localOperation.ForgetUnsaved();
   cycle.SetLoaded(false);
 }
 
@@ -365,13 +365,15 @@ SyncState SyncHelper::GetState() {
   state.started = started;
   state.hasSynced = hasSynced;
   state.lockHeld = !GalleryTransManager::GetInstance().LockToken().empty();
-  (void)cycle.local.ReadVersionRecord(state.row, state.hasRow);  // Unreadable shows as no row.
+  (void)cycle.localOperation.ReadVersionRecord(state.row, state.hasRow);  // Unreadable shows as no row.
   state.targetVersion = pull.TargetVersion();
   state.pulled = pulled;
-  state.pendingAlbums = cycle.local.GetCreatedAlbums().size() + cycle.local.GetModifyAlbums().size() +
-                        cycle.local.GetDeleteAlbums().size();
-  state.pendingFiles = cycle.local.GetChangedFiles().size() + cycle.local.GetDeleteFiles().size();
-  state.pendingUploads = cycle.local.GetUploadFiles().size();
+  state.pendingAlbums = cycle.localOperation.GetCreatedAlbums().size() +
+                        cycle.localOperation.GetModifyAlbums().size() +
+                        cycle.localOperation.GetDeleteAlbums().size();
+  state.pendingFiles =
+      cycle.localOperation.GetChangedFiles().size() + cycle.localOperation.GetDeleteFiles().size();
+  state.pendingUploads = cycle.localOperation.GetUploadFiles().size();
   state.requeued = comparison.Requeued();
   state.lastError = hasTicked ? cycle.LastError() : LastErrorFile::Load();
   return state;

@@ -62,10 +62,10 @@ void SyncHelper::ProcessClientInitPushMsg(const std::string& body) {
   }
   AlbumLocalVersion row;
   bool found = false;
-  if (!cycle.local.ReadVersionRecord(row, found) || !found) {
+  if (!cycle.localOperation.ReadVersionRecord(row, found) || !found) {
     LogWarning(kTag, "Album Local Version list is empty");
   } else {
-    const bool stored = cycle.local.ChangeVersionRecord([](AlbumLocalVersion& stored_) {
+    const bool stored = cycle.localOperation.ChangeVersionRecord([](AlbumLocalVersion& stored_) {
       stored_.HasDownAll = 0;
       stored_.FileCursor.clear();
     });
@@ -89,14 +89,14 @@ void SyncHelper::CheckAndClearDatabase() {
   if (GlobalData::cloudGeneration == GlobalData::kGenerationV1) return;
   LogInfo(kTag, "cutStatus is not v1.0");
   // The marker is the first generation's.
-  ISyncServiceOperation* service = cycle.local.ChooseService(GlobalData::kGenerationV1);
+  ISyncServiceOperation* service = cycle.localOperation.ChooseService(GlobalData::kGenerationV1);
   if (!service) {
     LogInfo(kTag, "_serviceOperation is nullptr");
     return;
   }
   AlbumLocalVersion row;
   bool found = false;
-  if (!cycle.local.ReadVersionRecord(row, found) || !found) {
+  if (!cycle.localOperation.ReadVersionRecord(row, found) || !found) {
     LogInfo(kTag, "AlbumLocalVersion not obtained from database");
     return;
   }

@@ -41,7 +41,7 @@ SyncMode SyncHelper::GetSyncMode() {
   bool hasRow = false;
   // A row that cannot be read is not a row that is missing: taking it for that
   // would list the whole cloud again.
-  if (!cycle.local.ReadVersionRecord(row, hasRow)) {
+  if (!cycle.localOperation.ReadVersionRecord(row, hasRow)) {
     (void)cycle.Fail(kTag, "the version row could not be read");
     return SyncModeFailed;
   }
@@ -52,7 +52,8 @@ SyncMode SyncHelper::GetSyncMode() {
   const std::int64_t now = MethodFunction::CurrentTime();
   if (row.BriefingTime == 0) {
     row.BriefingTime = now;
-    (void)cycle.local.ChangeVersionRecord([now](AlbumLocalVersion& stored) { stored.BriefingTime = now; });
+    (void)cycle.localOperation.ChangeVersionRecord(
+        [now](AlbumLocalVersion& stored) { stored.BriefingTime = now; });
   }
   const std::int64_t days = briefingPeriodDays > 0 ? briefingPeriodDays.load() : kDefaultBriefingDays;
   if (now <= row.BriefingTime + days * 24 * kHourMs + briefingRandomMs) return SyncModeIncrement;
@@ -98,7 +99,7 @@ SyncMode SyncHelper::RestartFull(const AlbumLocalVersion& row, const CloudVersio
     briefingType = 0;
     return SyncModeBriefing;
   }
-  const bool stored = cycle.local.ChangeVersionRecord([&cloud](AlbumLocalVersion& stored_) {
+  const bool stored = cycle.localOperation.ChangeVersionRecord([&cloud](AlbumLocalVersion& stored_) {
     stored_.LatestVersion = cloud.fileVersion;
     stored_.UpdateTime = 0;
     stored_.FileCursor.clear();
