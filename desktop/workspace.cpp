@@ -162,7 +162,7 @@ void Workspace::Close() {
 QString Workspace::ChangeAccount(const std::function<QString()>& change) {
   WindowTerminal terminal;
   (void)session->Gate().BeginChange(terminal);  // Nobody stops this terminal.
-  const QString error = change();
+  QString error = change();
   session->Gate().EndChange();
   return error;
 }
@@ -173,7 +173,7 @@ void Workspace::SignIn(const std::string& server, const std::string& user, const
     session->End();
     const bool takes = UserAuthService::GetInstance()->GetServerUrl().empty() && TakeLocal::Count() > 0;
     const auto outcome = SignIn::Login(*session, {server, user, password, {}, takes});
-    const QString error = ErrorOf(outcome);
+    QString error = ErrorOf(outcome);
     if (takes && error.isEmpty()) TakeLocalAlong(*session);
     return error;
   };
@@ -238,8 +238,7 @@ void Workspace::Import(const QStringList& folders, Done done) {
         WindowTerminal terminal;
         auto& gate = session->Gate();
         (void)gate.Enter(terminal, CommandKind::Long, AccountGate::Change::Stops);
-        const QString error =
-            session->IsLoaded() ? ImportInto(*session, folders, terminal.Stopped()) : QString();
+        QString error = session->IsLoaded() ? ImportInto(*session, folders, terminal.Stopped()) : QString();
         gate.Leave(terminal);
         return error;
       },
