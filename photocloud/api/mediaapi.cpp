@@ -42,6 +42,16 @@ std::optional<MediaFilter> ReadFilter(const Request& request) {
   return filter;
 }
 
+// A device that compares asks for all its records, and for little of each.
+Extent ExtentOf(const FieldSelector& fields) {
+  static const std::vector<std::string_view> names = [] {
+    std::vector<std::string_view> brief = {"id", "albumId", "status"};
+    brief.insert(brief.end(), std::begin(kBriefFields), std::end(kBriefFields));
+    return brief;
+  }();
+  return fields.NamesOnly(names) ? Extent::Brief : Extent::Whole;
+}
+
 // Appends the list of records. Returns true when it ended early: then `page` ends
 // with the last record that is in it.
 bool AppendPage(Exchange& exchange, const FieldSelector& fields, std::vector<MediaRecord>& page,
@@ -67,12 +77,13 @@ Answer ListMedia(Exchange& exchange) {
   const auto filter = ReadFilter(exchange.request);
   if (!filter) return Answer(ErrorCode::Malformed, "queryParam");
   const auto& [version, position] = std::get<ListCursor>(cursor);
-  auto page =
-      exchange.services.store.ListMedia(exchange.Account(), *filter, position, std::get<int>(size) + 1);
+  const FieldSelector fields = exchange.fields.Inside("media");
+  auto page = exchange.services.store.ListMedia(exchange.Account(), *filter, position,
+                                                std::get<int>(size) + 1, ExtentOf(fields));
   bool hasMore = static_cast<int>(page.size()) > std::get<int>(size);
   if (hasMore) page.pop_back();
   std::string records;
-  hasMore = AppendPage(exchange, exchange.fields.Inside("media"), page, records) || hasMore;
+  hasMore = AppendPage(exchange, fields, page, records) || hasMore;
   std::string text;
   ObjectText object(text, exchange.fields);
   if (object.Begin("media")) text += records;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace photocloud {
@@ -80,6 +81,15 @@ struct MediaRecord {
   std::int64_t touchedMs = 0;    // When the row was last written.
   std::string fields;            // JSON object with all fields that callers give.
 };
+
+// What a comparison asks of the fields: devices go through all records for it, and
+// these few take a tenth of them.
+inline constexpr std::string_view kBriefFields[] = {"createdTime", "editedTime", "size"};
+
+// How much of its records a list gives. Brief ones have their id, album, time of
+// creation and status; `fields` has kBriefFields at least, and what else is filled
+// in is left open.
+enum class Extent { Whole, Brief };
 
 struct AssetRecord {
   std::string mediaId;

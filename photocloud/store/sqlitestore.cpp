@@ -2,6 +2,7 @@
 
 #include <cerrno>
 
+#include "photocloud/base/jsonmembers.h"
 #include "photocloud/base/text.h"
 #include "photocloud/store/disk.h"
 #include "photocloud/store/sqlitefile.h"
@@ -56,6 +57,29 @@ MediaRecord ReadListed(const SqliteStatement& row) {
   media.status = static_cast<ContentStatus>(row.Number(5));
   media.fields = row.Text(6);
   return media;
+}
+
+MediaRecord ReadBrief(const SqliteStatement& row) {
+  MediaRecord media;
+  media.id = row.Text(0);
+  media.phase = MediaPhase::Visible;
+  media.albumId = row.Text(1);
+  media.createdMs = row.Number(2);
+  media.status = static_cast<ContentStatus>(row.Number(3));
+  media.fields = row.Text(4);
+  return media;
+}
+
+// The object with kBriefFields only, as the index of the lists holds it.
+std::string BriefOf(std::string_view fields) {
+  std::string brief;
+  for (const std::string_view name : kBriefFields) {
+    const std::string_view value = MemberOf(fields, name);
+    if (value.empty()) continue;
+    brief += brief.empty() ? "{\"" : ",\"";
+    brief.append(name).append("\":").append(value);
+  }
+  return brief.empty() ? "{}" : brief + '}';
 }
 
 AssetRecord ReadAsset(const SqliteStatement& row) {
@@ -406,27 +430,29 @@ std::optional<MediaRecord> SqliteStore::FindMedia(std::int64_t account, const st
 
 void SqliteStore::PutMedia(std::int64_t account, const MediaRecord& media) {
   const Guard guard(connections);
+  const std::string brief = BriefOf(media.fields);
   // Most changes leave a record at its place in all lists but the one by versions:
   // a statement that names no column of the others leaves their indexes alone.
   const int changed = Run(
       R"sql(
-    UPDATE media SET recycled=?1,version=?2,device=?3,status=?4,touched_ms=?5,fields=?6 WHERE
-    account=?7 AND id=?8 AND phase=?9 AND album_id=?10 AND created_ms=?11 AND created_version=?12
-    AND lost_version=?13)sql",
-      media.recycled, media.version, media.device, static_cast<int>(media.status), media.touchedMs,
-      media.fields, account, media.id, static_cast<int>(media.phase), media.albumId, media.createdMs,
-      media.createdVersion, media.lostVersion);
+    UPDATE media SET recycled=?1,version=?2,device=?3,touched_ms=?4,fields=?5 WHERE account=?6 AND
+    id=?7 AND phase=?8 AND album_id=?9 AND created_ms=?10 AND created_version=?11 AND status=?12 AND
+    lost_version=?13 AND brief=?14)sql",
+      media.recycled, media.version, media.device, media.touchedMs, media.fields, account, media.id,
+      static_cast<int>(media.phase), media.albumId, media.createdMs, media.createdVersion,
+      static_cast<int>(media.status), media.lostVersion, brief);
   if (changed > 0) return;
   Run(R"sql(
     INSERT INTO media(account,id,phase,album_id,recycled,created_ms,version,created_version,device,
-    status,lost_version,touched_ms,fields) VALUES(?,?,?,?,?,?,?,?,?,?,?,?,?) ON CONFLICT(account,id)
-    DO UPDATE SET phase=excluded.phase,album_id=excluded.album_id,recycled=excluded.recycled,
+    status,lost_version,touched_ms,fields,brief) VALUES(?,?,?,?,?,?,?,?,?,?,?,?,?,?) ON
+    CONFLICT(account,id) DO UPDATE SET phase=excluded.phase,album_id=excluded.album_id,recycled=excluded.recycled,
     created_ms=excluded.created_ms,version=excluded.version,
     created_version=excluded.created_version,device=excluded.device,status=excluded.status,
-    lost_version=excluded.lost_version,touched_ms=excluded.touched_ms,fields=excluded.fields)sql",
+    lost_version=excluded.lost_version,touched_ms=excluded.touched_ms,fields=excluded.fields,
+    brief=excluded.brief)sql",
       account, media.id, static_cast<int>(media.phase), media.albumId, media.recycled, media.createdMs,
       media.version, media.createdVersion, media.device, static_cast<int>(media.status), media.lostVersion,
-      media.touchedMs, media.fields);
+      media.touchedMs, media.fields, brief);
 }
 
 void SqliteStore::RemoveMedia(std::int64_t account, const std::string& id) {
@@ -434,8 +460,17 @@ void SqliteStore::RemoveMedia(std::int64_t account, const std::string& id) {
 }
 
 std::vector<MediaRecord> SqliteStore::ListMedia(std::int64_t account, const MediaFilter& filter,
-                                                const std::optional<ListPosition>& after, int limit) {
+                                                const std::optional<ListPosition>& after, int limit,
+                                                Extent extent) {
   const ListPosition from = after.value_or(ListPosition{INT64_MAX, ""});
+  // All that this one names stands in its index: the records themselves are not read.
+  if (extent == Extent::Brief && filter.albumId.empty() && !filter.recycled) {
+    return Rows(ReadBrief,
+                R"sql(
+    SELECT id,album_id,created_ms,status,brief FROM media INDEXED BY media_created WHERE account=?1
+    AND phase=1 AND (created_ms,id)<(?2,?3) ORDER BY created_ms DESC,id DESC LIMIT ?4)sql",
+                account, from.createdMs, from.id, limit);
+  }
   const int recycled = filter.recycled ? (*filter.recycled ? 1 : 0) : -1;
   // Two statements, because one with an optional album would not use its index.
   if (!filter.albumId.empty()) {
