@@ -1,19 +1,11 @@
 #include "photocloud/api/jsontext.h"
 
-#include <algorithm>
-
 #include "photocloud/base/json.h"
 
 namespace photocloud {
 namespace {
 
 const FieldSelector kEverything;
-
-bool NeedsEscapes(std::string_view text) {
-  return std::any_of(text.begin(), text.end(), [](char letter) {
-    return static_cast<unsigned char>(letter) < 0x20 || letter == '"' || letter == '\\' || letter == 0x7F;
-  });
-}
 
 void AppendElements(std::string& out, std::string_view list, const FieldSelector& fields) {
   out += '[';
@@ -28,16 +20,6 @@ void AppendElements(std::string& out, std::string_view list, const FieldSelector
 }
 
 }  // namespace
-
-void AppendText(std::string& out, std::string_view text) {
-  if (NeedsEscapes(text)) {
-    out += WriteJson(Json::Value(std::string(text)));
-    return;
-  }
-  out += '"';
-  out += text;
-  out += '"';
-}
 
 void AppendSelected(std::string& out, std::string_view value, const FieldSelector& fields) {
   if (fields.IsEverything() || value.empty() || (value.front() != '{' && value.front() != '[')) {

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "photocloud/api/fieldselector.h"
+#include "photocloud/base/json.h"
 #include "photocloud/base/jsonmembers.h"
 
 namespace photocloud {
@@ -14,9 +15,6 @@ namespace photocloud {
 // values and printing them again takes thirty times as long as reading its row.
 //
 // The texts are those that WriteJson made: sound, and without blanks.
-
-// Appends `text` as a JSON string.
-void AppendText(std::string& out, std::string_view text);
 
 // Appends what `fields` selects of a value; lists are passed through to their
 // elements.

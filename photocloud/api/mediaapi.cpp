@@ -82,11 +82,11 @@ Answer ListMedia(Exchange& exchange) {
                                                 std::get<int>(size) + 1, ExtentOf(fields));
   bool hasMore = static_cast<int>(page.size()) > std::get<int>(size);
   if (hasMore) page.pop_back();
-  std::string records;
-  hasMore = AppendPage(exchange, fields, page, records) || hasMore;
-  std::string text;
+  std::string text, unwanted;
+  text.reserve(kUsualPageBytes);
   ObjectText object(text, exchange.fields);
-  if (object.Begin("media")) text += records;
+  // Where the next page begins is known from the records, asked for or not.
+  hasMore = AppendPage(exchange, fields, page, object.Begin("media") ? text : unwanted) || hasMore;
   object.Add("nextCursor",
              hasMore ? WriteCursor(version, {page.back().createdMs, page.back().id}) : std::string());
   object.End();
