@@ -25,6 +25,10 @@ struct Account {
   std::int64_t recordBytes = 0;  // Of the texts that its records hold.
   // The version that the account got when its data came from a backup; 0: never.
   std::int64_t restoredCursor = 0;
+  // Since when the service is switched off for the account, which then can be read and
+  // takes nothing more; 0: it is on. And when its data are to go, as its devices are told.
+  std::int64_t suspendedMs = 0;
+  std::int64_t deleteMs = 0;
 };
 
 // Tokens are stored as their SHA-256 only.

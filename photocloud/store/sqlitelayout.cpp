@@ -126,6 +126,11 @@ UPDATE media SET brief=json_patch('{}',json_object('createdTime',json_extract(fi
 DROP INDEX media_created;
 CREATE INDEX media_created ON media(account, created_ms DESC, id DESC, album_id, status, brief, phase) WHERE phase = 1;
 )sql",
+    // 5: accounts for which the service is switched off.
+    R"sql(
+ALTER TABLE accounts ADD COLUMN suspended_ms INTEGER NOT NULL DEFAULT 0;
+ALTER TABLE accounts ADD COLUMN delete_ms INTEGER NOT NULL DEFAULT 0;
+)sql",
 };
 constexpr std::int64_t kLayoutVersion = std::size(kLayoutSteps);
 

@@ -15,9 +15,9 @@ namespace {
 constexpr std::int64_t kRestoreStep = 1'000'000'000;
 
 Account ReadAccount(const SqliteStatement& row) {
-  return {row.Number(0),  row.Text(1),    row.Text(2),    row.Text(3),   row.Flag(4),
-          row.Flag(5),    row.Text(6),    row.Text(7),    row.Number(8), row.Number(9),
-          row.Number(10), row.Number(11), row.Number(12), row.Number(13)};
+  return {row.Number(0),  row.Text(1),    row.Text(2),    row.Text(3),   row.Flag(4),    row.Flag(5),
+          row.Text(6),    row.Text(7),    row.Number(8),  row.Number(9), row.Number(10), row.Number(11),
+          row.Number(12), row.Number(13), row.Number(14), row.Number(15)};
 }
 
 Session ReadSession(const SqliteStatement& row) {
@@ -234,7 +234,7 @@ std::optional<std::int64_t> SqliteStore::InsertAccount(const Account& account) {
 std::optional<Account> SqliteStore::FindAccount(std::int64_t id) {
   return Row(ReadAccount, R"sql(
     SELECT id,user_id,user_name,verifier,disabled,hidden,user_status,suspend_cursor,version,
-    oldest_cursor,quota_bytes,used_bytes,record_bytes,restored_cursor FROM accounts WHERE id=?)sql",
+    oldest_cursor,quota_bytes,used_bytes,record_bytes,restored_cursor,suspended_ms,delete_ms FROM accounts WHERE id=?)sql",
              id);
 }
 
@@ -244,7 +244,7 @@ std::optional<Account> SqliteStore::FindAccountByName(const std::string& userNam
   return Row(ReadAccount,
              R"sql(
     SELECT id,user_id,user_name,verifier,disabled,hidden,user_status,suspend_cursor,version,
-    oldest_cursor,quota_bytes,used_bytes,record_bytes,restored_cursor FROM accounts WHERE user_name=?1 COLLATE
+    oldest_cursor,quota_bytes,used_bytes,record_bytes,restored_cursor,suspended_ms,delete_ms FROM accounts WHERE user_name=?1 COLLATE
     NOCASE ORDER BY user_name=?1 DESC,id LIMIT 1)sql",
              userName);
 }
@@ -252,15 +252,15 @@ std::optional<Account> SqliteStore::FindAccountByName(const std::string& userNam
 std::vector<Account> SqliteStore::ListAccounts() {
   return Rows(ReadAccount, R"sql(
     SELECT id,user_id,user_name,verifier,disabled,hidden,user_status,suspend_cursor,version,
-    oldest_cursor,quota_bytes,used_bytes,record_bytes,restored_cursor FROM accounts ORDER BY id)sql");
+    oldest_cursor,quota_bytes,used_bytes,record_bytes,restored_cursor,suspended_ms,delete_ms FROM accounts ORDER BY id)sql");
 }
 
 void SqliteStore::UpdateAccount(const Account& account) {
   Run(R"sql(
-    UPDATE accounts SET verifier=?,disabled=?,hidden=?,user_status=?,suspend_cursor=?,quota_bytes=?
-    WHERE id=?)sql",
+    UPDATE accounts SET verifier=?,disabled=?,hidden=?,user_status=?,suspend_cursor=?,quota_bytes=?,
+    suspended_ms=?,delete_ms=? WHERE id=?)sql",
       account.verifier, account.disabled, account.hidden, account.userStatus, account.suspendCursor,
-      account.quotaBytes, account.id);
+      account.quotaBytes, account.suspendedMs, account.deleteMs, account.id);
 }
 
 void SqliteStore::RemoveAccount(std::int64_t id) {
