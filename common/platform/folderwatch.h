@@ -7,8 +7,9 @@
 
 namespace platform {
 
-// Tells of files and folders that come into watched folders: by being made there and
-// closed, or by being moved there. Links count; a file that is still written does not.
+// Tells of files and folders that come into watched folders: by being written there, or
+// by being moved or linked there. A file is told when it is closed; one that grows fast
+// may be told before that too.
 //
 // Folders come and are taken off by one thread, the one that calls Next; Stop comes from
 // any.

@@ -25,6 +25,15 @@ bool IsShortage(const std::error_code& error) { return error.value() == ENOSPC |
 
 bool IsHidden(const fs::path& path) { return path.filename().native().starts_with('.'); }
 
+// A link, or a file that got its name when it was written already: nobody will close it
+// under that name. One that has just been opened is empty.
+bool IsWholeAtOnce(const fs::path& path) {
+  std::error_code error;
+  const auto type = fs::symlink_status(path, error).type();
+  return type == fs::file_type::symlink ||
+         (type == fs::file_type::regular && fs::file_size(path, error) > 0 && !error);
+}
+
 std::vector<fs::path> Below(const fs::path& folder) {
   std::vector<fs::path> found;
   std::error_code error;
@@ -106,10 +115,9 @@ void FolderWatch::Read(std::vector<fs::path>& came) {
     if (event.len == 0) continue;
     const Folder parent = folder->second;
     const fs::path path = parent.path / name;
-    std::error_code error;
     const bool isFolder = (event.mask & IN_ISDIR) != 0;
     const bool isWritten = (event.mask & (IN_CLOSE_WRITE | IN_MOVED_TO)) != 0;
-    if (isFolder || isWritten || fs::is_symlink(fs::symlink_status(path, error))) came.push_back(path);
+    if (isFolder || isWritten || IsWholeAtOnce(path)) came.push_back(path);
     if (isFolder && parent.depth > 0 && !IsHidden(path)) TakeNewFolder({path, parent.depth - 1}, came);
   }
 }
