@@ -346,6 +346,26 @@ TEST_F(DragOutTest, PictureDroppedOnAnAlbumOfThePanelMovesThere) {
   EXPECT_EQ(CountRequests("GET /cloudPhoto/v1/objects/"), 0u);
 }
 
+TEST_F(DragOutTest, SecondAnswerToOneDropFindsNothingToDo) {
+  const auto file = Picture("twice", Noise(1000), false);
+  Open();
+  page->CurrentList()->OnSelectAllKey(0);
+  const DragOutData data(*page, {file});
+  GlobalData::dragging = true;
+  const LogText log;
+  for (int i = 0; i < 2; ++i) {
+    (void)platform::SendMessageW(page->GetHWND(), WM_GALLERY_SHELL_DROP, 0,
+                                 reinterpret_cast<platform::LPARAM>(new std::wstring(
+                                     folder.Wide("target/") + data.DirectoryName().toStdWString())));
+    EXPECT_FALSE(GlobalData::dragging);
+  }
+  const std::string text = log.Text(), line = "Home Gallery Drag To Local Success";
+  EXPECT_NE(text.find(line), std::string::npos);
+  EXPECT_EQ(text.find(line), text.rfind(line));
+  EXPECT_THAT(text, HasSubstr("GetSelectedVec=1"));
+  EXPECT_THAT(text, HasSubstr("GetSelectConTrolsSize=1"));
+}
+
 TEST_F(DragOutTest, PathThatIsNotTheDragsIsLeftAlone) {
   (void)Picture("other", Noise(1000), false);
   Open();
