@@ -1,7 +1,6 @@
 #include "ui/zentaragallery.h"
 
 #include <QClipboard>
-#include <QFileDialog>
 #include <QGuiApplication>
 #include <QMimeData>
 #include <QUrl>
@@ -23,6 +22,7 @@
 #include "ui/galleryaccessible.h"
 #include "ui/galleryalbumwnd.h"
 #include "ui/gallerydragout.h"
+#include "ui/gallerydropwatch.h"
 #include "ui/pagecontext.h"
 #include "ui/player/player.h"
 #include "ui/timescrollbar.h"
@@ -545,8 +545,9 @@ bool ZentaraGallery::OnKey(TEventUI& event) {
       return true;
     case Qt::Key_Delete:
       if (Selection().Count() > 0) {
+        const QPointer<ZentaraGallery> page(this);
         OnDeleteFile(current && current->IsBin());
-        if (list) list->OnKeyRelease();
+        if (page && list) list->OnKeyRelease();
       } else if (panel) {
         (void)platform::PostMessageW(panel->GetHWND(), WM_GALLERY_ALBUM_KEY, static_cast<WPARAM>(event.key),
                                      0);
@@ -707,8 +708,11 @@ LRESULT ZentaraGallery::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, b
     case WM_GALLERY_DELETE_SHOWN:
       // A held key asks again while the question stands.
       if (std::exchange(asksForShown, true)) return 0;
-      OnDeleteFile(false);
-      asksForShown = false;
+      {
+        const QPointer<ZentaraGallery> page(this);
+        OnDeleteFile(false);
+        if (page) asksForShown = false;
+      }
       return 0;
     case WM_GALLERY_SHOW_WINDOW:
       LogInfo(kTag, "show gallery window!");
@@ -764,6 +768,9 @@ LRESULT ZentaraGallery::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, b
       if (path) DragDownGalleryFile(*path);
       return 0;
     }
+    case WM_RESTART_MANAGER:
+      DropWatch().Restart();
+      return 0;
     case WM_DRAG_ENTER:
       return OnDragEnter(*reinterpret_cast<DragDataUI*>(lParam));
     case WM_DRAG_OVER:
