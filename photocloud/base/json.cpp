@@ -63,7 +63,7 @@ bool HasWholeCharacters(std::string_view text) {
   return true;
 }
 
-constexpr std::uint64_t EachByte(unsigned char byte) { return 0x0101010101010101 * byte; }
+constexpr std::uint64_t EachByte(unsigned char byte) { return std::uint64_t{0x0101010101010101} * byte; }
 
 bool HasByteBelow(std::uint64_t bytes, unsigned char limit) {
   return ((bytes - EachByte(limit)) & ~bytes & EachByte(0x80)) != 0;
