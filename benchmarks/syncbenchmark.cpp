@@ -1,9 +1,11 @@
 // The client's sync against the real server on this computer: a first download,
 // and an increment of 1,000 changes into what it brought. Beside the download
-// stands what the same pages take without being stored, in the same run.
+// stands what the same pages take without being stored, in the same run; by the clock,
+// and in processor time of client and server, which other work changes less.
 // Usage: sync_benchmark [RECORDS]
 
 #include <sys/resource.h>
+#include <time.h>
 
 #include <cstdio>
 
@@ -23,10 +25,33 @@ namespace {
 
 constexpr std::int64_t kChanges = 1000;
 
-double Time(const std::function<void()>& work) {
+pid_t serverProcess = 0;
+
+// Seconds of processor time that a process has taken; 0 is this one.
+double CpuOf(pid_t process) {
+  clockid_t clock{};
+  timespec taken{};
+  if (::clock_getcpuclockid(process, &clock) != 0 || ::clock_gettime(clock, &taken) != 0) std::abort();
+  return static_cast<double>(taken.tv_sec) + static_cast<double>(taken.tv_nsec) / 1e9;
+}
+
+struct Spent {
+  double wall = 0;
+  double client = 0;
+  double server = 0;
+};
+
+Spent Time(const std::function<void()>& work) {
+  const double client = CpuOf(0), server = CpuOf(serverProcess);
   const auto start = std::chrono::steady_clock::now();
   work();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  const std::chrono::duration<double> wall = std::chrono::steady_clock::now() - start;
+  return {wall.count(), CpuOf(0) - client, CpuOf(serverProcess) - server};
+}
+
+void Print(const char* what, std::int64_t records, const Spent& spent) {
+  std::printf("  %-16s %7.2f s  %8.0f records/s  cpu: client %6.2f s, server %6.2f s", what, spent.wall,
+              static_cast<double>(records) / spent.wall, spent.client, spent.server);
 }
 
 double PeakMegabytes() {
@@ -45,6 +70,7 @@ class Cloud {
                                                                 folder.Path().string(), "--listen",
                                                                 "127.0.0.1:0", "--faults"});
     const std::string line = server->ReadLine();
+    serverProcess = server->Id();
     url = "http://127.0.0.1:" + line.substr(line.rfind(':') + 1);
   }
   void Fill(std::int64_t count) {
@@ -77,7 +103,7 @@ class Cloud {
 };
 
 // All pages of the listing, read and taken apart, and nothing more.
-double PagesAlone() {
+Spent PagesAlone() {
   return Time([] {
     std::string cursor;
     while (CloudPhotoV2Helper::GetFiles(cursor, 0) && !cursor.empty()) {
@@ -88,11 +114,11 @@ double PagesAlone() {
 bool RunCycle(const char* what, std::int64_t records, Cloud& cloud) {
   (void)cloud.TakeRequests();
   bool good = false;
-  const double seconds = Time([&good] { good = SyncHelper::GetInstance().RunOnce(); });
+  const Spent spent = Time([&good] { good = SyncHelper::GetInstance().RunOnce(); });
   const SyncState state = SyncHelper::GetInstance().GetState();
   if (!good) std::printf("failed at %s: %s\n", state.lastError.step.c_str(), state.lastError.cause.c_str());
-  std::printf("  %-22s %8.2f s  %8.0f records/s  %5zu requests  %7.1f MB peak\n", what, seconds,
-              static_cast<double>(records) / seconds, cloud.TakeRequests(), PeakMegabytes());
+  Print(what, records, spent);
+  std::printf("  %5zu requests  %6.1f MB peak\n", cloud.TakeRequests(), PeakMegabytes());
   return good;
 }
 
@@ -111,9 +137,8 @@ int RunWith(std::int64_t records) {
   sync.SetServices(HostSyncServices());
   (void)sync.LoadDataToMemory();
   std::printf("%lld records\n", static_cast<long long>(records));
-  const double alone = PagesAlone();
-  std::printf("  %-22s %8.2f s  %8.0f records/s\n", "pages alone", alone,
-              static_cast<double>(records) / alone);
+  Print("pages alone", records, PagesAlone());
+  std::printf("\n");
   bool good = RunCycle("first download", records, cloud);
   cloud.Fill(kChanges);
   good = RunCycle("1,000 changes", kChanges, cloud) && good;

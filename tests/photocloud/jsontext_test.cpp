@@ -34,5 +34,27 @@ TEST(JsonText, ValuesAreWrittenAsJson) {
   EXPECT_EQ(text, "true -5 1.5 \"a\\\"b\u00e9\\n\" null {\"k\":[]} ");
 }
 
+// At each place of a word of eight letters, and behind the last whole one.
+TEST(JsonText, LettersThatNeedEscapesAreFoundAtEachPlace) {
+  const std::pair<char, const char*> escapes[] = {
+      {'"', "\\\""}, {'\\', "\\\\"}, {'\x01', "\\u0001"}, {'\x1f', "\\u001f"}, {'\n', "\\n"}};
+  for (std::size_t size = 1; size < 20; ++size) {
+    for (std::size_t at = 0; at < size; ++at) {
+      for (const auto& [letter, escape] : escapes) {
+        std::string text(size, 'a');
+        text[at] = letter;
+        std::string out;
+        AppendText(out, text);
+        EXPECT_EQ(out, '"' + std::string(at, 'a') + escape + std::string(size - at - 1, 'a') + '"');
+      }
+    }
+    std::string plain;
+    for (std::size_t i = 0; i < size; ++i) plain += "~ !#[]\x80\xff"[i % 8];
+    std::string out;
+    AppendText(out, plain);
+    EXPECT_EQ(out, '"' + plain + '"');
+  }
+}
+
 }  // namespace
 }  // namespace photocloud::testing
