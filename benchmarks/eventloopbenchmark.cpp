@@ -2,7 +2,6 @@
 // and recycles, with files, database and connections made slow (slowlayers.cpp).
 // Usage: eventloop_benchmark [FILES [IMPORTED]]
 
-#include <dlfcn.h>
 #include <unistd.h>
 
 #include <QApplication>
@@ -22,6 +21,7 @@
 #include "host/base/globalparamwrapper.h"
 #include "model/gallery.h"
 #include "store/dbhelper.h"
+#include "tests/support/slowlayers.h"
 #include "transfer/thumbnails/thumbnailhelper.h"
 #include "ui/galleryalbumwnd.h"
 #include "ui/userproperties.h"
@@ -37,19 +37,14 @@ double MsSince(Clock::time_point start) {
   return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
 }
 
-std::atomic<bool>* Switch() { return static_cast<std::atomic<bool>*>(dlsym(RTLD_DEFAULT, "slowLayersOn")); }
-std::atomic<long>* OfFirst() {
-  return static_cast<std::atomic<long>*>(dlsym(RTLD_DEFAULT, "slowLayersOfFirst"));
-}
-
 // Runs the loop until `done` and tells the longest time between two turns.
 void Measure(const char* what, const std::function<void()>& step, const std::function<bool()>& done) {
-  const long before = *OfFirst();
+  const long before = SlowLayers::callsOfFirst;
   double longest = 0;
   long turns = 0;
   const auto start = Clock::now();
   auto last = start;
-  *Switch() = true;
+  SlowLayers::on = true;
   while (!done()) {
     if (step) step();
     QCoreApplication::sendPostedEvents();
@@ -59,9 +54,9 @@ void Measure(const char* what, const std::function<void()>& step, const std::fun
     ++turns;
     usleep(1000);
   }
-  *Switch() = false;
+  SlowLayers::on = false;
   std::printf("  %-36s longest %7.1f ms   %6ld turns in %6.1f s   %ld calls of the window's thread\n", what,
-              longest, turns, MsSince(start) / 1000, *OfFirst() - before);
+              longest, turns, MsSince(start) / 1000, SlowLayers::callsOfFirst - before);
   std::fflush(stdout);
 }
 
@@ -158,14 +153,6 @@ void Run(std::size_t count, int imported, const QString& folder) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (!Switch()) {
-    const std::string library =
-        std::filesystem::read_symlink("/proc/self/exe").parent_path() / "libslow_layers.so";
-    setenv("LD_PRELOAD", library.c_str(), 1);
-    execv("/proc/self/exe", argv);
-    return 1;
-  }
-  unsetenv("LD_PRELOAD");
   qputenv("QT_QPA_PLATFORM", "offscreen");
   qputenv("ZENTARA_SCALE", "100");
   toolkit::Prepare();
@@ -176,6 +163,9 @@ int main(int argc, char** argv) {
   const QString folder =
       QDir::tempPath() + QStringLiteral("/eventloop-benchmark-%1").arg(QCoreApplication::applicationPid());
   platform::SetProfileRoot(folder.toStdString());
+  SlowLayers::root = folder.toStdString();
+  SlowLayers::workerMs = 2000;
+  SlowLayers::firstMs = 200;
   const bool good = GlobalParamWrapper::GetInstance()->Load() && UserAuthService::GetInstance()->Load() &&
                     DBHelper::GetInstance().IntiDataBase("bench") && Gallery::GetInstance().Init();
   GlobalData::globalParam = GlobalParamWrapper::GetInstance();

@@ -1,7 +1,6 @@
 #include "settingspage.h"
 
 #include <QDir>
-#include <QFileDialog>
 #include <QLocale>
 #include <QMenu>
 
@@ -9,6 +8,7 @@
 #include "autostart.h"
 #include "common/toolkit/button.h"
 #include "common/toolkit/dialogbuilder.h"
+#include "common/toolkit/filechooser.h"
 #include "common/toolkit/label.h"
 #include "common/toolkit/overlays.h"
 #include "common/toolkit/resourcemanager.h"
@@ -135,13 +135,13 @@ void SettingsPage::OnSwitch(const QString& name, bool on) {
 void SettingsPage::OnClick(const QString& name, CControlUI& sender) {
   if (name == QStringLiteral("set_account_btn")) return frame.SignOut([](const QString&) {});
   if (name == QStringLiteral("set_password_btn")) {
-    PasswordWnd ask(frame.Work());
+    Asked<PasswordWnd> ask(frame.Work());
     if (ask.RunOver(frame) == IDOK)
       Toast::Show(*this, {QStringLiteral("check"), QStringLiteral("IDS_PASSWORD_CHANGED"), {}, {}});
     return;
   }
   if (name == QStringLiteral("set_devices_btn")) {
-    DevicesWnd window(frame.Work());
+    Asked<DevicesWnd> window(frame.Work());
     (void)window.RunOver(frame);
     return;
   }
@@ -176,7 +176,7 @@ void SettingsPage::ChooseLanguage(CControlUI& at) {
 }
 
 void SettingsPage::ChooseDownloads() {
-  const QString folder = QFileDialog::getExistingDirectory(this, {}, DownloadPicWnd::StandardFolder());
+  const QString folder = toolkit::ChooseFolder(*this, DownloadPicWnd::StandardFolder());
   if (folder.isEmpty()) return;
   const QString refused = DownloadPicWnd::Refused(folder);
   if (!refused.isEmpty()) {
@@ -189,16 +189,17 @@ void SettingsPage::ChooseDownloads() {
 }
 
 void SettingsPage::AddWatched() {
-  const QString folder = QFileDialog::getExistingDirectory(this);
+  const QString folder = toolkit::ChooseFolder(*this);
+  if (folder.isEmpty()) return;
   QStringList folders = DesktopSettings::WatchedFolders();
-  if (folder.isEmpty() || folders.contains(folder)) return;
+  if (folders.contains(folder)) return;
   frame.Watch(folders << folder);
   ShowWatched();
 }
 
 void SettingsPage::ExportKeys() {
   const QString file =
-      QFileDialog::getSaveFileName(this, {}, QDir::home().filePath(QStringLiteral("zentara-keys.json")));
+      toolkit::ChooseFileToSave(*this, QDir::home().filePath(QStringLiteral("zentara-keys.json")));
   if (file.isEmpty()) return;
   frame.Work().ExportKeys(file, [page = QPointer<SettingsPage>(this), file](const QString& error) {
     if (!page) return;

@@ -52,17 +52,19 @@ void WindowBusyBaseShadow::FitContents() {
 
 int WindowBusyBaseShadow::RunOver(QWidget& owner) {
   QWidget* over = owner.window();
-  UIBackGroundMessWnd dim;
-  (void)dim.Create(over, QStringLiteral("UIChildMessWnd"), WindowStyle::Child, over->rect());
-  dim.show();
-  dim.raise();
+  const Asked<UIBackGroundMessWnd> dim;
+  (void)dim->Create(over, QStringLiteral("UIChildMessWnd"), WindowStyle::Child, over->rect());
+  dim->show();
+  dim->raise();
+  CloseWith(owner);
   if (!Create(over, QString::fromLatin1(GetWindowClassName()), WindowStyle::Dialog)) return IDCANCEL;
   over->installEventFilter(this);
   FitContents();  // Its rows came after the skin.
   // Widths are known once it is shown.
   QTimer::singleShot(0, this, [this] { FitContents(); });
+  const HWND layer = dim->GetHWND();
   const int result = ShowModal();
-  platform::SendMessageW(dim.GetHWND(), UIBackGroundMessWnd::kDialogClosed, 0, 0);
+  platform::SendMessageW(layer, UIBackGroundMessWnd::kDialogClosed, 0, 0);
   return result;
 }
 

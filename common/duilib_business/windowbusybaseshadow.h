@@ -1,5 +1,8 @@
 #pragma once
 
+#include <QPointer>
+#include <utility>
+
 #include "common/duilib_business/windowbusybase.h"
 
 // A dialog with a shadow around it, modal over a dim layer. The toolkit draws the
@@ -8,6 +11,8 @@ class WindowBusyBaseShadow : public WindowBusyBase {
  public:
   // Opens over the window around `owner`, with a dim layer over all of that, runs
   // until it is closed, and gives the result. The focus goes back to where it was.
+  // When `owner` or its window goes meanwhile, the result is IDCANCEL and the dialog
+  // may be gone too: call it through an Asked, and touch nothing of the owner's then.
   int RunOver(QWidget& owner);
 
   void InitWindow() override;
@@ -19,6 +24,25 @@ class WindowBusyBaseShadow : public WindowBusyBase {
  private:
   void ShadowCreate();
   void FitContents();
+};
+
+// A dialog for the time of a question. It belongs to the window that it lies over, and
+// goes with it; else it goes here.
+template <class Dialog>
+class Asked {
+ public:
+  template <class... Arguments>
+  explicit Asked(Arguments&&... arguments) : dialog(new Dialog(std::forward<Arguments>(arguments)...)) {}
+  Asked(const Asked&) = delete;
+  Asked& operator=(const Asked&) = delete;
+  ~Asked() { delete dialog; }
+
+  // For good only while nobody has let the dialog's window go: behind RunOver's IDOK.
+  Dialog* operator->() const { return dialog; }
+  int RunOver(QWidget& owner) { return dialog->RunOver(owner); }
+
+ private:
+  QPointer<Dialog> dialog;
 };
 
 // The dim layer under a dialog: follows its window, and goes when the dialog says so.

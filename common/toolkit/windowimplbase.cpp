@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QCloseEvent>
+#include <QDialog>
 #include <QDragEnterEvent>
 #include <QDragLeaveEvent>
 #include <QDropEvent>
@@ -52,6 +53,7 @@ WindowImplBaseEx::WindowImplBaseEx() : manager(*this) {
 }
 
 WindowImplBaseEx::~WindowImplBaseEx() {
+  CloseInside();
   Unregister();
   if (modal) modal->quit();
 }
@@ -187,14 +189,24 @@ int WindowImplBaseEx::ShowModal() {
   return result;
 }
 
+void WindowImplBaseEx::CloseInside() {
+  const auto ends = [this](const WindowImplBaseEx* window) {
+    const QWidget* by = window->opener;
+    return isAncestorOf(window) || (by && (by == this || isAncestorOf(by)));
+  };
+  for (WindowImplBaseEx* child : QList(Windows().values())) {
+    // Closing one may have closed another.
+    if (Windows().values().contains(child) && child != this && ends(child)) child->Close(IDCANCEL);
+  }
+  // Those of Qt, such as the question for a file.
+  for (QDialog* dialog : findChildren<QDialog*>()) dialog->reject();
+}
+
 void WindowImplBaseEx::Close(int value) {
   if (closing) return;
   closing = true;
   result = value;
-  for (WindowImplBaseEx* child : QList(Windows().values())) {
-    // Closing one may have closed another.
-    if (Windows().values().contains(child) && child != this && isAncestorOf(child)) child->Close(IDCANCEL);
-  }
+  CloseInside();
   Unregister();
   const QPointer<WindowImplBaseEx> alive(this);
   close();

@@ -26,6 +26,8 @@ inline constexpr int IDCANCEL = 2;
 // messages, Close (OnFinalMessage). A window that is closed or deleted has no
 // handle any more; a message on its way to it is dropped. Who made the window
 // deletes it, unless WA_DeleteOnClose is set; a parent deletes its children.
+// What can be deleted with its parent while somebody waits in ShowModal is made
+// on the heap and held by a QPointer.
 class WindowImplBaseEx : public QWidget, public INotifyUI, public IDialogBuilderCallback {
  public:
   WindowImplBaseEx();
@@ -55,8 +57,11 @@ class WindowImplBaseEx : public QWidget, public INotifyUI, public IDialogBuilder
   // over the rest before.
   int ShowModal();
   void ShowWindow(bool show = true, bool takeFocus = true);
-  // Ends the window; closes the windows inside it before. Does nothing twice.
+  // Ends the window; closes the windows inside it before, and those that it has
+  // opened elsewhere. Does nothing twice.
   void Close(int result = IDCANCEL);
+  // It lies in another window than the one that has opened it, and ends with that.
+  void CloseWith(QWidget& widget) { opener = &widget; }
   void CenterWindow();
 
   // Drags over the window arrive as messages 2024, 2026, 2027 and 2028.
@@ -94,6 +99,7 @@ class WindowImplBaseEx : public QWidget, public INotifyUI, public IDialogBuilder
   bool BuildSkin();
   void Register();
   void Unregister();
+  void CloseInside();
   void FollowScreen();
   void OnDpi(int dpi);
   bool Drag(UINT message, QDropEvent& event);
@@ -101,6 +107,7 @@ class WindowImplBaseEx : public QWidget, public INotifyUI, public IDialogBuilder
   CPaintManagerUI manager;
   QEventLoop* modal = nullptr;
   QPointer<QWidget> focusBefore;
+  QPointer<QWidget> opener;
   WindowStyle windowStyle = WindowStyle::Frame;
   int result = IDCANCEL;
   bool closing = false;

@@ -134,6 +134,9 @@ struct GlobalParamWrapper::State {
   bool Store(const char* key, const Json::Value& value);
   std::string DeviceId();
   std::wstring Folder(const fs::path& folder);
+  // One that only this program takes away: made by the first call, so that a later one
+  // asks nothing of the disk.
+  std::wstring OwnFolder(const fs::path& root);
 
   platform::SharedMutex lock;
   Running running GUARDED_BY(lock);
@@ -143,6 +146,7 @@ struct GlobalParamWrapper::State {
   bool mayStore GUARDED_BY(lock) = true;
   std::string deviceId GUARDED_BY(lock);
   std::set<fs::path> reportedFolders GUARDED_BY(lock);
+  std::set<fs::path> madeFolders GUARDED_BY(lock);
 };
 
 bool GlobalParamWrapper::State::Load() {
@@ -223,6 +227,18 @@ std::wstring GlobalParamWrapper::State::Folder(const fs::path& folder) {
   return platform::WidePath(folder);
 }
 
+std::wstring GlobalParamWrapper::State::OwnFolder(const fs::path& root) {
+  const fs::path folder = root / kProductFolder / Get(&Running::userLevel);
+  {
+    platform::ReaderLock hold(lock);
+    if (madeFolders.contains(folder)) return platform::WidePath(folder);
+  }
+  std::wstring path = Folder(folder);
+  platform::WriterLock hold(lock);
+  if (!reportedFolders.contains(folder)) madeFolders.insert(folder);
+  return path;
+}
+
 GlobalParamWrapper::GlobalParamWrapper() : state(new State) { SetUser({}, {}); }
 
 GlobalParamWrapper* GlobalParamWrapper::GetInstance() {
@@ -234,6 +250,7 @@ bool GlobalParamWrapper::Load() {
   platform::WriterLock hold(state->lock);
   state->deviceId.clear();
   state->reportedFolders.clear();
+  state->madeFolders.clear();
   return state->Load();
 }
 
@@ -245,12 +262,8 @@ std::wstring GlobalParamWrapper::GetDeviceName() {
 std::wstring GlobalParamWrapper::GetCloudPhotoUrl() { return state->Text("cloudPhotoUrl", L""); }
 std::wstring GlobalParamWrapper::GetCloudPhotoV2Url() { return state->Text("cloudPhotoV2Url", L""); }
 
-std::wstring GlobalParamWrapper::GetUserCachePath() {
-  return state->Folder(platform::CacheRoot() / kProductFolder / state->Get(&State::Running::userLevel));
-}
-std::wstring GlobalParamWrapper::GetUserDataBaseFolder() {
-  return state->Folder(platform::DataRoot() / kProductFolder / state->Get(&State::Running::userLevel));
-}
+std::wstring GlobalParamWrapper::GetUserCachePath() { return state->OwnFolder(platform::CacheRoot()); }
+std::wstring GlobalParamWrapper::GetUserDataBaseFolder() { return state->OwnFolder(platform::DataRoot()); }
 std::wstring GlobalParamWrapper::GetUserDownloadsPath() { return state->Folder(platform::DownloadsFolder()); }
 std::wstring GlobalParamWrapper::GetUserProfilePath() { return state->Folder(platform::HomeFolder()); }
 std::wstring GlobalParamWrapper::GetAppDataLocalPath() { return state->Folder(platform::DataRoot()); }

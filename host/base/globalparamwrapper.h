@@ -51,7 +51,8 @@ class GlobalParamWrapper {
   std::wstring GetCloudPhotoUrl();    // "cloudPhotoUrl", ""
   std::wstring GetCloudPhotoV2Url();  // "cloudPhotoV2Url", ""
 
-  // Folders, without a separator at the end, made when asked for:
+  // Folders, without a separator at the end, made when asked for, the user's two by the
+  // first call alone: a window asks for them while it paints.
   //   cache      cache root/ZentaraCloud/USER
   //   database   data root/ZentaraCloud/USER
   //   downloads  the user's downloads folder

@@ -9,7 +9,9 @@
 #include "common/platform/paths.h"
 #include "common/toolkit/edit.h"
 #include "pagetest.h"
+#include "support/slowlayers.h"
 #include "ui/userproperties.h"
+#include "utils/messages.h"
 
 namespace {
 
@@ -125,6 +127,32 @@ TEST_F(BlockedPageTest, FullCloudIsToldBehindTheCycleThatMetIt) {
   page->OnSyncStatus(SyncStatus::IDLE, 2);
   Settle();
   EXPECT_EQ(Text("update_status"), QStringLiteral("Updated just now"));
+}
+
+// Counts what this thread asks of files, database and connections while it stands.
+class WatchedLayers {
+ public:
+  explicit WatchedLayers(const std::filesystem::path& root) {
+    SlowLayers::root = root.string();
+    SlowLayers::callsOfFirst = 0;
+    SlowLayers::on = true;
+  }
+  ~WatchedLayers() { SlowLayers::on = false; }
+  long Calls() const { return SlowLayers::callsOfFirst; }
+};
+
+TEST_F(BlockedPageTest, ThumbnailsThatComeInCostTheWindowNoSystemCall) {
+  const auto today = AddDay(0, 60);
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  const WatchedLayers layers(folder.Path());
+  for (const auto& file : today) Page::Post(WM_GALLERY_THUMB_READY, 0, reinterpret_cast<LPARAM>(file.get()));
+  ASSERT_TRUE(UntilPictures());
+  for (int i = 0; i < 20; ++i) {
+    List().Body()->LineDown();
+    Settle();
+  }
+  EXPECT_EQ(layers.Calls(), 0);
 }
 
 }  // namespace

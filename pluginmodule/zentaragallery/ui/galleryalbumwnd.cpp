@@ -374,7 +374,7 @@ void CGalleryAlbumWnd::OnDeleteAlbum() {
   const auto album = FindAlbum(menuId.empty() ? selectedId : menuId);
   menuId.clear();
   if (!album || album->Kind() != AlbumKind::None) return;
-  DeletePicWnd ask(DeletePicWnd::Kind::Album, album->FileCount(), false, Page::AlbumTitle(*album));
+  Asked<DeletePicWnd> ask(DeletePicWnd::Kind::Album, album->FileCount(), false, Page::AlbumTitle(*album));
   const int answer = ask.RunOver(*this);
   LogInfo(kTag, "CGalleryAlbumWnd nRet=" + std::to_string(answer));
   if (answer != IDOK) return;

@@ -1,13 +1,13 @@
 // What the tool bar, the menus and the keys do with the chosen files.
 
 #include <QDesktopServices>
-#include <QFileDialog>
 #include <QFileInfo>
 #include <QUrl>
 #include <cstdio>
 
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
+#include "common/toolkit/filechooser.h"
 #include "common/toolkit/menu.h"
 #include "common/toolkit/resourcemanager.h"
 #include "host/base/drivethreadpool.h"
@@ -235,7 +235,8 @@ void ZentaraGallery::OnUpload() {
   const QString filter = words + QStringLiteral(" (") + QString::fromLatin1(kFilters) + u' ' +
                          QString::fromLatin1(kFilters).toUpper() + u')';
   const QStringList files =
-      chooseFiles ? chooseFiles(words, filter) : QFileDialog::getOpenFileNames(this, words, {}, filter);
+      chooseFiles ? chooseFiles(words, filter) : toolkit::ChooseFiles(*this, words, filter);
+  if (files.isEmpty()) return;  // The page may have gone meanwhile.
   std::vector<std::wstring> paths;
   for (const QString& file : files) paths.push_back(Page::Wide(file));
   Upload(std::move(paths), current && current->IsReal() ? current : nullptr);
@@ -245,12 +246,13 @@ void ZentaraGallery::Upload(std::vector<std::wstring> paths, Album::Ptr album, s
   if (paths.empty()) return;
   if (paths.size() > UploadController::kFilesUpperLimit) return SayLimit();
   if (!album) {
-    UpLoadFilesWnd ask;
+    const QPointer<ZentaraGallery> page(this);
+    Asked<UpLoadFilesWnd> ask;
     if (ask.RunOver(*this) != IDOK) {
-      if (then) then();
+      if (page && then) then();
       return;
     }
-    album = ask.Chosen();
+    album = ask->Chosen();
   }
   const auto result = std::make_shared<UploadController::Result>();
   const std::size_t total = paths.size();
@@ -267,9 +269,10 @@ void ZentaraGallery::Upload(std::vector<std::wstring> paths, Album::Ptr album, s
       [this, album, result, then = std::move(then)](const Job& ended) {
         if (!result->added.empty())
           Say(QStringLiteral("check"), Counted("IDS_GALLERY_ADDED", result->added.size()));
-        TellRefused(Page::Wide(Page::AlbumTitle(*album)), result->refused);
         if (panel) panel->Reload();
-        if (then && !ended.stop) then();
+        const QPointer<ZentaraGallery> page(this);
+        TellRefused(Page::Wide(Page::AlbumTitle(*album)), result->refused);
+        if (page && then && !ended.stop) then();
       });
 }
 
@@ -280,7 +283,7 @@ void ZentaraGallery::TellRefused(const std::wstring& album, const std::vector<Re
     lines.push_back({Page::Wide(platform::WideFileName(file.path)), QString::fromLatin1(file.textKey)});
   }
   LogInfo(kTag, "ShowExceptionWnd file true ");
-  UploadExceptionWnd window(Page::Wide(album), std::move(lines));
+  Asked<UploadExceptionWnd> window(Page::Wide(album), std::move(lines));
   (void)window.RunOver(*this);
 }
 
@@ -292,7 +295,7 @@ void ZentaraGallery::OnDeleteFile(bool hard) {
   if (PageRules::IsActionForbidden(bin ? PageRules::kFunctionRemove : PageRules::kFunctionDelete)) return;
   Files files = Chosen();
   if (files.empty()) return;
-  DeletePicWnd ask(DeletePicWnd::Kind::Files, files.size(), hard || bin);
+  Asked<DeletePicWnd> ask(DeletePicWnd::Kind::Files, files.size(), hard || bin);
   if (ask.RunOver(*this) != IDOK) return;
   if (!hard && !bin) return Recycle(std::move(files));
   const auto deleted = std::make_shared<std::size_t>(0);
@@ -357,7 +360,7 @@ void ZentaraGallery::OnClearBin() {
   if (!current || !current->IsBin() || PageRules::IsActionForbidden(PageRules::kFunctionRemove)) return;
   const Files files = current->GetFiles();
   if (files.empty()) return;
-  DeletePicWnd ask(DeletePicWnd::Kind::ClearBin, files.size(), true);
+  Asked<DeletePicWnd> ask(DeletePicWnd::Kind::ClearBin, files.size(), true);
   if (ask.RunOver(*this) != IDOK) return;
   std::int64_t size = 0;
   std::string ids;
@@ -388,9 +391,9 @@ void ZentaraGallery::OnMoveFile() {
   LogInfo(kTag, "ButtonDown_Move");
   Files files = Chosen();
   if (files.empty() || PageRules::IsActionForbidden(PageRules::kFunctionMove)) return;
-  MovePicWnd ask(current && current->IsReal() ? current : nullptr);
-  if (ask.RunOver(*this) != IDOK || !ask.Chosen()) return;
-  MoveTo(std::move(files), ask.Chosen());
+  Asked<MovePicWnd> ask(current && current->IsReal() ? current : nullptr);
+  if (ask.RunOver(*this) != IDOK || !ask->Chosen()) return;
+  MoveTo(std::move(files), ask->Chosen());
 }
 
 void ZentaraGallery::MoveTo(Files files, const Album::Ptr& target) {
@@ -442,11 +445,11 @@ void ZentaraGallery::OnDownLoadFile() {
   LogInfo(kTag, "ButtonDown_DownLoad");
   Files files = Chosen();
   if (files.empty()) return;
-  DownloadPicWnd ask([this](const QString& start) {
-    return chooseFolder ? chooseFolder(start) : QFileDialog::getExistingDirectory(this, {}, start);
+  Asked<DownloadPicWnd> ask([this](const QString& start) {
+    return chooseFolder ? chooseFolder(start) : toolkit::ChooseFolder(*this, start);
   });
   if (ask.RunOver(*this) != IDOK) return;
-  Download(std::move(files), Page::Wide(ask.Folder()));
+  Download(std::move(files), Page::Wide(ask->Folder()));
 }
 
 void ZentaraGallery::OnDownLoadFileNoWnd() {

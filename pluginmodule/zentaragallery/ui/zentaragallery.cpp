@@ -1,7 +1,6 @@
 #include "ui/zentaragallery.h"
 
 #include <QClipboard>
-#include <QFileDialog>
 #include <QGuiApplication>
 #include <QMimeData>
 #include <QUrl>
@@ -546,8 +545,9 @@ bool ZentaraGallery::OnKey(TEventUI& event) {
       return true;
     case Qt::Key_Delete:
       if (Selection().Count() > 0) {
+        const QPointer<ZentaraGallery> page(this);
         OnDeleteFile(current && current->IsBin());
-        if (list) list->OnKeyRelease();
+        if (page && list) list->OnKeyRelease();
       } else if (panel) {
         (void)platform::PostMessageW(panel->GetHWND(), WM_GALLERY_ALBUM_KEY, static_cast<WPARAM>(event.key),
                                      0);
@@ -708,8 +708,11 @@ LRESULT ZentaraGallery::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, b
     case WM_GALLERY_DELETE_SHOWN:
       // A held key asks again while the question stands.
       if (std::exchange(asksForShown, true)) return 0;
-      OnDeleteFile(false);
-      asksForShown = false;
+      {
+        const QPointer<ZentaraGallery> page(this);
+        OnDeleteFile(false);
+        if (page) asksForShown = false;
+      }
       return 0;
     case WM_GALLERY_SHOW_WINDOW:
       LogInfo(kTag, "show gallery window!");

@@ -54,7 +54,8 @@ void DownloadPicWnd::Check() {
 
 void DownloadPicWnd::OnOpenFile() {
   const QString chosen = chooseFolder ? chooseFolder(edit->GetText()) : QString();
-  if (!chosen.isEmpty()) edit->SetText(chosen);
+  if (chosen.isEmpty()) return;  // The dialog may have gone meanwhile.
+  edit->SetText(chosen);
   Check();
 }
 

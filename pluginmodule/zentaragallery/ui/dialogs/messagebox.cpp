@@ -22,7 +22,7 @@ void ErrorWnd::Notify(TNotifyUI& message) {
 }
 
 void PopMessageBox(QWidget& owner, const QString& title, const QString& words, const QString& button) {
-  ErrorWnd box(title, words, button);
+  Asked<ErrorWnd> box(title, words, button);
   (void)box.RunOver(owner);
   Page::Post(WM_GALLERY_ERROR_CLOSED);
 }

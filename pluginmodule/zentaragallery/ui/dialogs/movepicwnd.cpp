@@ -123,10 +123,10 @@ void MovePicWnd::Choose(int index) {
 }
 
 void MovePicWnd::OnAdd() {
-  InputAlbumNameWnd input;
+  Asked<InputAlbumNameWnd> input;
   if (input.RunOver(*this) != IDOK) return;
   Fill();
-  const auto made = std::find(albums.begin(), albums.end(), input.Made());
+  const auto made = std::find(albums.begin(), albums.end(), input->Made());
   if (made == albums.end()) return;
   const int index = static_cast<int>(made - albums.begin());
   if (list->IsVisible()) return (void)list->SelectItem(index);

@@ -24,7 +24,8 @@ void ThumbRequests::Ask(const Files& missing, const Arrived& arrived) {
 void ThumbRequests::Look(const Files& files, const Arrived& arrived) {
   Files absent;
   for (const auto& file : files) {
-    if (!file->TestThumbnailOnDisk() && file->ThumbnailPath().empty()) {
+    // One that only this computer has is made from its original.
+    if (!file->TestThumbnailOnDisk() && !file->MakeThumbnail()) {
       absent.push_back(file);
       continue;
     }
