@@ -46,7 +46,7 @@ class Desktop:
         reading, writing = os.pipe()
         wide, tall = self.size
         self.programs.append(subprocess.Popen(
-            ["Xvfb", "-displayfd", str(writing), "-screen", "0", f"{wide}x{tall}x24", "-nolisten", "tcp"],
+            ["Xvfb", "-displayfd", str(writing), "-screen", "0", f"{wide}x{tall}x24", "-nolisten", "tcp", "-noreset"],
             pass_fds=[writing], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL))
         os.close(writing)
         with os.fdopen(reading) as display:
