@@ -13,6 +13,7 @@ import tempfile
 import time
 
 PATIENCE = 60  # seconds that anything may take before it counts as failed
+CYCLE = 60  # seconds from one cycle of the sync to the next
 
 
 class Failed(Exception):
@@ -45,7 +46,7 @@ class Desktop:
         reading, writing = os.pipe()
         wide, tall = self.size
         self.programs.append(subprocess.Popen(
-            ["Xvfb", "-displayfd", str(writing), "-screen", "0", f"{wide}x{tall}x24", "-nolisten", "tcp"],
+            ["Xvfb", "-displayfd", str(writing), "-screen", "0", f"{wide}x{tall}x24", "-nolisten", "tcp", "-noreset"],
             pass_fds=[writing], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL))
         os.close(writing)
         with os.fdopen(reading) as display:
@@ -187,12 +188,12 @@ class Desktop:
     def pictures(self):
         return self.all(role="list item", name=lambda name: ".jpg" in name or ".mp4" in name)
 
-    def wait(self, condition, what):
+    def wait(self, condition, what, patience=PATIENCE):
         """The accessible tree tells no end of most changes, so it is asked again."""
-        end = time.monotonic() + PATIENCE
+        end = time.monotonic() + patience
         while not condition():
             if time.monotonic() > end:
-                raise Failed(f"waited {PATIENCE} s in vain for {what}")
+                raise Failed(f"waited {patience} s in vain for {what}")
             time.sleep(0.05)
 
     def dump(self, node, out=sys.stdout, depth=0):

@@ -12,7 +12,7 @@ import re
 import subprocess
 import sys
 
-from driver import Desktop, Failed
+from driver import CYCLE, Desktop, Failed, PATIENCE
 
 PICTURES = 90
 BESIDE = (1300, 200)  # where the window of the other program lies
@@ -47,8 +47,8 @@ class Journey:
         """Pictures whose middle lies in the list, not below its edge."""
         return [node for node in self.d.pictures() if 100 < self.d.centre(node)[1] < 880]
 
-    def expect(self, condition, what):
-        self.d.wait(condition, what)
+    def expect(self, condition, what, patience=PATIENCE):
+        self.d.wait(condition, what, patience)
 
     def album(self, name):
         self.d.click(self.d.find(name, "check box"))
@@ -65,7 +65,7 @@ class Journey:
         self.expect(lambda: self.photos() == PICTURES, f"{PICTURES} photos in the time line")
         self.expect(lambda: self.in_sight(), "pictures")
         self.expect(lambda: not any("waiting for upload" in node.name for node in self.d.pictures()),
-                    "all pictures in the photo cloud")
+                    "all pictures in the photo cloud", PATIENCE + CYCLE)  # One may have missed the first.
         self.d.find(lambda name: name.startswith("Updated"), "label")
 
     def scroll(self):
@@ -186,6 +186,29 @@ class Journey:
             raise Failed(f"{name} was dragged out with other bytes")
         self.d.end_other()
 
+    def drop_in(self):
+        """Single files that another program drops: the page asks for their album."""
+        self.album("Pictures")
+        self.expect(lambda: self.photos() == PICTURES and self.in_sight(), "the time line")
+        files = [os.path.join(self.d.folder, name) for name in ("harbour.jpg", "bridge.jpg")]
+        for shade, file in enumerate(files):
+            subprocess.run(["convert", "-size", "640x480", f"gradient:hsl({shade * 90},60%,50%)-black", file], check=True)
+            os.utime(file, (1.7e9, 1.7e9))  # One of this second may still be being written.
+        said = self.d.other("dragsource", *files)
+        self.d.carry(BESIDE, self.d.centre(self.in_sight()[1]), lambda: self.d.said(said, "taken"))
+        self.expect(lambda: self.d.said(said, "done copy"), "the drop to be taken")
+        self.d.end_other()
+        self.d.find("Upload to", "label")
+        self.d.click(self.d.all("Best", "label")[-1])  # The dialog's, not the panel's.
+        self.d.click(self.d.all("Upload", "push button")[-1])
+        self.d.find(lambda name: name.startswith("2 files added"))
+        self.expect(lambda: self.photos() == PICTURES + 2, "two photos more")
+        self.album("Best")
+        self.expect(lambda: self.photos() == 22 and "harbour.jpg" in self.names(), "both in the album that was chosen")
+        for file in files:
+            if not os.path.exists(file):
+                raise Failed(f"{file} is gone from where it lay")
+
     def play_a_film(self):
         clips = os.path.join(self.d.folder, "Clips")
         os.mkdir(clips)
@@ -213,11 +236,11 @@ class Journey:
 
         # Until the login is through a click is for the page that asks.
         def opened():
-            there = self.photos() == PICTURES
+            there = self.photos() == PICTURES + 2
             for button in [] if there else self.d.all("Gallery", "check box"):
                 self.d.click(button)
             return there
-        self.expect(opened, f"{PICTURES} photos after the next log-in")
+        self.expect(opened, f"{PICTURES + 2} photos after the next log-in")
 
     def leave_nothing_behind(self):
         if not self.d.serving():
@@ -228,7 +251,7 @@ class Journey:
     def walk(self):
         for step in (self.first_start, self.bring_a_folder, self.scroll, self.zoom, self.select,
                      self.create_an_album_and_move, self.delete_and_restore, self.download,
-                     self.look_at_pictures, self.drag_out, self.play_a_film, self.log_out, self.leave_nothing_behind):
+                     self.look_at_pictures, self.drag_out, self.drop_in, self.play_a_film, self.log_out, self.leave_nothing_behind):
             print(step.__name__.replace("_", " "), flush=True)
             step()
 

@@ -10,18 +10,14 @@
 #include <deque>
 #include <fstream>
 
+#include "cloudpagetest.h"
 #include "common/toolkit/label.h"
 #include "common/toolkit/resourcemanager.h"
-#include "contenttest.h"
-#include "host/base/globalparamwrapper.h"
-#include "openpage.h"
 #include "transfer/gallerytransmanager.h"
 #include "ui/dragpicture.h"
 #include "ui/galleryalbumwnd.h"
 #include "ui/gallerydragout.h"
 #include "ui/gallerydropwatch.h"
-#include "ui/view/pageflags.h"
-#include "utils/globaldata.h"
 #include "utils/messages.h"
 
 namespace fs = std::filesystem;
@@ -33,13 +29,10 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
-class DragOutTest : public ContentTest, protected OpenPage {
+class DragOutTest : public CloudPageTest {
  protected:
   void SetUp() override {
-    upward::Install(&GalleryFileListViewHelper::GetInstance());
-    ContentTest::SetUp();
-    GlobalData::globalParam = GlobalParamWrapper::GetInstance();
-    GlobalData::multiBubbleShown = false;
+    CloudPageTest::SetUp();
     fs::create_directories(folder / "target");
     // What is dropped lands in a folder of the user's.
     home = qgetenv("HOME");
@@ -48,10 +41,8 @@ class DragOutTest : public ContentTest, protected OpenPage {
   void TearDown() override {
     target.kill();
     target.waitForFinished();
-    ClosePage();
-    ContentTest::TearDown();
+    CloudPageTest::TearDown();
     qputenv("HOME", home);
-    upward::Install(static_cast<IAlbumViews*>(nullptr));
   }
 
   // A picture of the cloud; without `here` its original is not on this computer.

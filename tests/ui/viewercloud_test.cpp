@@ -2,6 +2,10 @@
 
 #include <gmock/gmock.h>
 
+#include <fstream>
+
+#include "loopbackserver.h"
+#include "transfer/thumbnails/thumbnailhelper.h"
 #include "utils/messages.h"
 #include "viewercloudtest.h"
 
@@ -40,6 +44,62 @@ TEST_F(ViewerCloudTest, APictureThatTheCloudDoesNotGiveKeepsThePlaceholder) {
   EXPECT_TRUE(Until([&] { return !page->Viewer()->IsLoading(); }));
   const QImage shown = page->Viewer()->Lcd()->grab().toImage();
   EXPECT_NE(shown.pixelColor(shown.rect().center()), shown.pixelColor(1, 1));
+}
+
+// --- The first generation
+
+// An old cloud that answers with one picture for each size.
+class OldCloudViewerTest : public ViewerCloudTest {
+ protected:
+  void SetUp() override {
+    ViewerCloudTest::SetUp();
+    upward::Install(static_cast<IThumbnails*>(&ThumbnailHelper::GetInstance()));
+    const auto path = folder / "config/ZentaraCloud/account.json";
+    Json::Value account;
+    std::ifstream(path) >> account;
+    account["countryCode"] = "CN";
+    std::ofstream(path) << account;
+    ASSERT_TRUE(session.Load());
+    GlobalData::cloudGeneration = GlobalData::kGenerationV1;
+    GlobalData::cloudPhotoUrl = old.Url();
+  }
+  void TearDown() override {
+    ViewerCloudTest::TearDown();
+    upward::Install(static_cast<IThumbnails*>(nullptr));
+    GlobalData::cloudPhotoUrl.clear();
+  }
+  static std::string Plain(QSize size, Qt::GlobalColor color) {
+    QImage image(size, QImage::Format_RGB32);
+    image.fill(color);
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    EXPECT_TRUE(buffer.open(QIODevice::WriteOnly) && image.save(&buffer, "JPG", 90));
+    return bytes.toStdString();
+  }
+  std::string Answer(const std::string& request) const {
+    if (request.starts_with("GET /small")) return LoopbackServer::Answer(200, Plain({320, 240}, Qt::red));
+    if (request.starts_with("GET /large")) return LoopbackServer::Answer(200, Plain({1600, 1200}, Qt::blue));
+    const char* path = request.find("id-large") != std::string::npos ? "/large" : "/small";
+    return LoopbackServer::Answer(200, R"({"code":0,"urlList":[{"url":")" + old.Url() + path + R"("}]})");
+  }
+
+  LoopbackServer old{[this](const std::string& request) { return Answer(request); }};
+};
+
+TEST_F(OldCloudViewerTest, ThumbnailComesInThePageAndThePictureInTheViewer) {
+  const auto file = CloudFile("old");
+  file->SetFileName(L"beach.jpg");
+  file->SetThumbFileId("id-small");
+  file->SetLcdFileId("id-large");
+  Add({file});
+  OpenViewer(file);
+  EXPECT_TRUE(Until([&] { return file->thumbExists.Get(); }));
+  // The thumbnail is red, the picture blue.
+  EXPECT_TRUE(Until([&] {
+    const QImage shown = page->Viewer()->Lcd()->grab().toImage();
+    return shown.pixelColor(shown.rect().center()).blue() > 200;
+  }));
+  EXPECT_TRUE(Until([&] { return !page->Viewer()->IsLoading(); }));
 }
 
 }  // namespace

@@ -3,26 +3,19 @@
 #include <QBuffer>
 #include <QImage>
 
+#include "cloudpagetest.h"
 #include "common/platform/files.h"
 #include "common/platform/paths.h"
-#include "contenttest.h"
-#include "host/base/globalparamwrapper.h"
-#include "openpage.h"
 #include "transfer/thumbnails/gallerythumbnailmodule.h"
-#include "ui/view/pageflags.h"
 #include "ui/viewer/douclickthumui.h"
 #include "ui/viewer/lcdpictures.h"
 #include "ui/viewer/viewerlist.h"
-#include "utils/globaldata.h"
 
-// The page over a gallery whose contents the real server has.
-class ViewerCloudTest : public ContentTest, protected OpenPage {
+// The viewer over such a page.
+class ViewerCloudTest : public CloudPageTest {
  protected:
   void SetUp() override {
-    upward::Install(&GalleryFileListViewHelper::GetInstance());
-    ContentTest::SetUp();
-    GlobalData::globalParam = GlobalParamWrapper::GetInstance();
-    GlobalData::multiBubbleShown = false;
+    CloudPageTest::SetUp();
     ASSERT_TRUE(ZentaraDeskClient::GalleryThumbnailModule::GetInstance().StartFetching());
   }
   void TearDown() override {
@@ -31,8 +24,7 @@ class ViewerCloudTest : public ContentTest, protected OpenPage {
     LcdPictures::GetInstance().Clear();
     ViewerList::Clear();
     LcdPictures::GetInstance().WaitIdle();
-    ContentTest::TearDown();
-    upward::Install(static_cast<IAlbumViews*>(nullptr));
+    CloudPageTest::TearDown();
   }
   // A picture without a pattern, which does not become small.
   static std::string NoisePicture(QSize size) {

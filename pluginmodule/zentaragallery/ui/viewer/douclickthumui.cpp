@@ -1,7 +1,5 @@
 #include "ui/viewer/douclickthumui.h"
 
-#include <QStyle>
-
 #include "ui/pagecontext.h"
 #include "ui/player/player.h"
 #include "ui/view/galleryfilelistviewhelper.h"
@@ -16,7 +14,6 @@ namespace {
 
 // Below this width of the window the details lie over the picture.
 constexpr int kLeastWide = 1080;
-constexpr int kTopBar = 49;
 
 }  // namespace
 
@@ -117,11 +114,6 @@ void CDouClickThumUI::FitAttributes() {
   const bool beside =
       Attributes() && Attributes()->GetHWND() && window()->width() >= Manager().Scale(kLeastWide);
   if (auto* room = FindControl(QStringLiteral("ConRightWidth"))) room->SetVisible(beside);
-}
-
-QRect CDouClickThumUI::AttributeRect() const {
-  const int wide = Manager().Scale(PicAttributeWnd::kWidth), top = Manager().Scale(kTopBar);
-  return QStyle::visualRect(layoutDirection(), rect(), {width() - wide, top, wide, height() - top});
 }
 
 void CDouClickThumUI::resizeEvent(QResizeEvent* event) {

@@ -24,10 +24,10 @@ class CDouClickThumUI : public PictureWindow {
   FullScreenRespondUI* Full() const;
   // Of the full screen while it is open.
   const File& ShownNow() const;
-  QRect AttributeRect() const override;
 
  protected:
   bool IsFull() const override { return false; }
+  int TopBar() const override { return 49; }
   void Leave() override;
   void ShowAttributesOn(bool on) override;
   void OnFollowed() override;

@@ -2,7 +2,6 @@
 
 #include <QApplication>
 #include <QMouseEvent>
-#include <QStyle>
 #include <QTimerEvent>
 
 #include "ui/pagecontext.h"
@@ -11,12 +10,6 @@
 #include "ui/viewer/viewerlist.h"
 #include "utils/gallerylog.h"
 #include "utils/messages.h"
-
-namespace {
-
-constexpr int kTopBar = 48;
-
-}  // namespace
 
 FullScreenRespondUI::FullScreenRespondUI() { setAttribute(Qt::WA_DeleteOnClose); }
 
@@ -65,11 +58,6 @@ void FullScreenRespondUI::OnBurstGone() {
   LogInfo("FullScreenRespondUI", "Cloud Delete burst mode, close fullwnd");
   Close();
   (void)platform::SendMessageW(GlobalData::viewerWnd, WM_GALLERY_RELOAD_VIEW, 0, 0);
-}
-
-QRect FullScreenRespondUI::AttributeRect() const {
-  const int wide = Manager().Scale(PicAttributeWnd::kWidth), top = Manager().Scale(kTopBar);
-  return QStyle::visualRect(layoutDirection(), rect(), {width() - wide, top, wide, height() - top});
 }
 
 // --- Bars

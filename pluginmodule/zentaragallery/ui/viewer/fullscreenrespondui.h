@@ -22,10 +22,10 @@ class FullScreenRespondUI : public PictureWindow {
   bool AreBarsShown() const { return barsShown; }
   // The timer that takes the bars away; 0 while something keeps them.
   int ClockId() const { return clock.isActive() ? clock.timerId() : 0; }
-  QRect AttributeRect() const override;
 
  protected:
   bool IsFull() const override { return true; }
+  int TopBar() const override { return 48; }
   bool ShowsArrows() const override { return barsShown; }
   void Leave() override;
   void ToggleFullScreen() override { Leave(); }

@@ -2,6 +2,7 @@
 
 #include <QAbstractButton>
 #include <QKeyEvent>
+#include <QStyle>
 #include <QWheelEvent>
 
 #include "common/toolkit/resourcemanager.h"
@@ -333,6 +334,11 @@ void PictureWindow::CreateAttributeWnd() {
   attributes->show();
   ShowAttributesOn(true);
   PlaceAttributes();
+}
+
+QRect PictureWindow::AttributeRect() const {
+  const int wide = Manager().Scale(PicAttributeWnd::kWidth), top = Manager().Scale(TopBar());
+  return QStyle::visualRect(layoutDirection(), rect(), {width() - wide, top, wide, height() - top});
 }
 
 void PictureWindow::PlaceAttributes() {

@@ -54,11 +54,13 @@ class PictureWindow : public WindowImplBaseEx {
   // The details; null while they are not open.
   PicAttributeWnd* Attributes() const;
   // Where the details lie in it.
-  virtual QRect AttributeRect() const = 0;
+  QRect AttributeRect() const;
   bool IsLoading() const { return ring && ring->IsVisible(); }
 
  protected:
   virtual bool IsFull() const = 0;
+  // Height of the bar above the picture, below which the details begin; unscaled.
+  virtual int TopBar() const = 0;
   // Back, or out of the full screen.
   virtual void Leave() = 0;
   virtual void ShowFavorite(bool on);
