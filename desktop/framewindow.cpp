@@ -36,6 +36,9 @@ FrameWindow::FrameWindow(Workspace& of, QStringList startFiles)
       homeCloud(GallerySession::DataFolder()),
       watched([this](const QStringList& folders) { ImportWatched(folders); }),
       files(std::move(startFiles)) {
+  watched.onPolling = [this] {
+    if (settings) settings->ShowWatched();
+  };
   work.onRaise = [this](const QStringList& handed) {
     Raise();
     TakeFiles(handed);
@@ -43,6 +46,7 @@ FrameWindow::FrameWindow(Workspace& of, QStringList startFiles)
 }
 
 FrameWindow::~FrameWindow() {
+  watched.onPolling = nullptr;
   work.onRaise = nullptr;
   CloseGallery();
 }
