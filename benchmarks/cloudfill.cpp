@@ -41,6 +41,9 @@ photocloud::MediaRecord MakeMedia(std::int64_t version) {
 
 void FillCloud(const std::filesystem::path& data, const std::string& userName, std::int64_t count) {
   photocloud::SqliteStore store(data / "photocloud.db");
+  // A store that has records and no secret would be taken for a backup, whose earlier
+  // cursors have expired.
+  (void)store.Secret();
   const auto account = store.FindAccountByName(userName);
   for (std::int64_t done = 0; account && done < count; done += kBatch) {
     store.Atomically([&] {
@@ -85,7 +88,7 @@ void FillAttachments(const std::filesystem::path& data, const std::string& userN
   photocloud::SqliteStore store(data / "photocloud.db");
   const auto account = store.FindAccountByName(userName);
   if (!account) return;
-  const auto newest = store.ListMedia(account->id, {}, std::nullopt, count);
+  const auto newest = store.ListMedia(account->id, {}, std::nullopt, count, photocloud::Extent::Brief);
   store.Atomically([&] {
     for (const photocloud::MediaRecord& media : newest) {
       AddAsset(store, account->id, media.id, "content");

@@ -63,13 +63,13 @@ void TakeLocalAlong(GallerySession& session) {
 }
 
 // Adds what the folders hold and gives what could not be read.
-QString ImportInto(GallerySession& session, const QStringList& folders) {
+QString ImportInto(GallerySession& session, const QStringList& folders, const std::atomic<bool>& stopped) {
   QStringList problems;
   const auto tell = [&problems](const std::string& problem) { problems << QString::fromStdString(problem); };
-  ImportChoice choice({}, Never());
+  ImportChoice choice({}, stopped);
   choice.onProblem = tell;
   for (const QString& folder : folders) choice.Add(folder.toStdString());
-  FolderImport work(session, Never());
+  FolderImport work(session, stopped);
   work.onProblem = tell;
   (void)work.Run(choice.Folders(), Known::PassedOver);  // Refused files are told by nobody.
   return problems.join(QLatin1Char('\n'));
@@ -149,34 +149,43 @@ void Workspace::Close() {
     served = false;
   }
   if (open) {
-    session->End();
-    session->Close();
+    (void)ChangeAccount([this] {
+      session->End();
+      session->Close();
+      return QString();
+    });
   }
   open = false;
   owner.Release();
 }
 
+QString Workspace::ChangeAccount(const std::function<QString()>& change) {
+  WindowTerminal terminal;
+  (void)session->Gate().BeginChange(terminal);  // Nobody stops this terminal.
+  QString error = change();
+  session->Gate().EndChange();
+  return error;
+}
+
 void Workspace::SignIn(const std::string& server, const std::string& user, const std::string& password,
                        Done done) {
-  InBackground(
-      [this, server, user, password] {
-        session->End();
-        const bool takes = UserAuthService::GetInstance()->GetServerUrl().empty() && TakeLocal::Count() > 0;
-        const auto outcome = SignIn::Login(*session, {server, user, password, {}, takes});
-        const QString error = ErrorOf(outcome);
-        if (takes && error.isEmpty()) TakeLocalAlong(*session);
-        return error;
-      },
-      std::move(done));
+  const auto login = [this, server, user, password] {
+    session->End();
+    const bool takes = UserAuthService::GetInstance()->GetServerUrl().empty() && TakeLocal::Count() > 0;
+    const auto outcome = SignIn::Login(*session, {server, user, password, {}, takes});
+    QString error = ErrorOf(outcome);
+    if (takes && error.isEmpty()) TakeLocalAlong(*session);
+    return error;
+  };
+  InBackground([this, login] { return ChangeAccount(login); }, std::move(done));
 }
 
 void Workspace::SignOut(Done done) {
-  InBackground(
-      [this] {
-        session->End();
-        return ErrorOf(SignIn::Logout(*session));
-      },
-      std::move(done));
+  const auto logout = [this] {
+    session->End();
+    return ErrorOf(SignIn::Logout(*session));
+  };
+  InBackground([this, logout] { return ChangeAccount(logout); }, std::move(done));
 }
 
 void Workspace::ChangePassword(const std::string& present, const std::string& next, Done done) {
@@ -228,8 +237,8 @@ void Workspace::Import(const QStringList& folders, Done done) {
       [this, folders] {
         WindowTerminal terminal;
         auto& gate = session->Gate();
-        (void)gate.Enter(terminal, CommandKind::Long, AccountGate::Change::Awaited);
-        const QString error = session->IsLoaded() ? ImportInto(*session, folders) : QString();
+        (void)gate.Enter(terminal, CommandKind::Long, AccountGate::Change::Stops);
+        QString error = session->IsLoaded() ? ImportInto(*session, folders, terminal.Stopped()) : QString();
         gate.Leave(terminal);
         return error;
       },

@@ -37,7 +37,8 @@ class Workspace : public QObject, public ICommandRunner {
 
   // --- The account
   // Signs in, takes the pictures of the local gallery along, and loads the gallery of the
-  // account. The page must be gone before.
+  // account. The page must be gone before. An import of the window is stopped first, and
+  // commands of terminals as AccountGate says.
   void SignIn(const std::string& server, const std::string& user, const std::string& password, Done done);
   void SignOut(Done done);
   // What the account holds at its service; each talks to it and waits on a worker.
@@ -64,6 +65,8 @@ class Workspace : public QObject, public ICommandRunner {
   int Run(const std::vector<std::string>& arguments, CommandTerminal& terminal) override;
 
  private:
+  // Runs `change` while nothing else works with the account; waits for that.
+  QString ChangeAccount(const std::function<QString()>& change);
   void InBackground(std::function<QString()> work, Done done);
 
   ProfileOwner owner;

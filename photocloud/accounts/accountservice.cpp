@@ -18,6 +18,8 @@ constexpr std::int64_t kRefreshSeconds = 30 * 24 * 3600;
 // For a device that lost the answer of its refresh.
 constexpr std::int64_t kPreviousRefreshMs = 60 * 1000;
 
+constexpr std::int64_t kDayMs = std::int64_t{24} * 3600 * 1000;
+
 struct OwnAlbum {
   const char* id;
   const char* type;
@@ -86,6 +88,24 @@ bool AccountService::SetDisabled(const std::string& userName, bool disabled) {
     account->disabled = disabled;
     store.UpdateAccount(*account);
     if (disabled) store.RemoveSessionsOf(account->id, 0);
+    return true;
+  });
+}
+
+bool AccountService::Suspend(const std::string& userName, int deleteDays) {
+  const std::int64_t now = clock.NowMs();
+  return SetSuspended(userName, now, deleteDays > 0 ? now + deleteDays * kDayMs : 0);
+}
+
+bool AccountService::Resume(const std::string& userName) { return SetSuspended(userName, 0, 0); }
+
+bool AccountService::SetSuspended(const std::string& userName, std::int64_t sinceMs, std::int64_t deleteMs) {
+  return store.Atomically([&] {
+    auto account = store.FindAccountByName(userName);
+    if (!account) return false;
+    account->suspendedMs = sinceMs;
+    account->deleteMs = deleteMs;
+    store.UpdateAccount(*account);
     return true;
   });
 }

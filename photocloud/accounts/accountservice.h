@@ -75,6 +75,11 @@ class AccountService {
   bool Create(const std::string& userName, const std::string& loginSecret, std::int64_t quotaBytes);
   // Takes effect on the next request, also on a server that runs meanwhile.
   bool SetDisabled(const std::string& userName, bool disabled);
+  // Switches the service off for an account: it can be read and takes nothing more. Its
+  // devices are told, and that its data go after so many days; 0 tells no time. Nothing
+  // goes by itself.
+  bool Suspend(const std::string& userName, int deleteDays);
+  bool Resume(const std::string& userName);
 
   LoginResult Login(const LoginAttempt& attempt);
   std::variant<Tokens, ErrorCode> Refresh(const std::string& refreshToken);
@@ -99,6 +104,7 @@ class AccountService {
   void SweepSessions();
 
  private:
+  bool SetSuspended(const std::string& userName, std::int64_t sinceMs, std::int64_t deleteMs);
   Tokens Renew(Session& session, const Account& account) const;
   std::variant<WrappedKeys, ErrorCode> StoreChange(const Caller& caller, const PasswordChange& change,
                                                    const std::string& verifier);

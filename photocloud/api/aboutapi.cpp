@@ -20,7 +20,7 @@ Answer GetAbout(Exchange& exchange) {
   const ServiceSettings& settings = exchange.services.settings;
   Json::Value json(Json::objectValue);
   json["dataVersion"] = "v2.0";
-  json["status"] = "normal";
+  json["status"] = account.suspendedMs > 0 ? "disabled" : "normal";
   json["maxBatchNumber"] = settings.maxBatchNumber;
   json["maxFileUploadSize"] = Json::Int64(settings.content.maxFileBytes);
   json["maxThumbnailSize"] = Json::Int64(settings.content.maxThumbnailBytes);
@@ -31,6 +31,8 @@ Answer GetAbout(Exchange& exchange) {
   answer.json["settings"]["suspendCursor"] = account.suspendCursor;
   if (account.restoredCursor > 0)
     answer.json["settings"]["restoredCursor"] = std::to_string(account.restoredCursor);
+  if (account.suspendedMs > 0) answer.json["settings"]["disableTime"] = std::to_string(account.suspendedMs);
+  if (account.deleteMs > 0) answer.json["settings"]["deleteTime"] = std::to_string(account.deleteMs);
   answer.isSelected = true;
   return answer;
 }

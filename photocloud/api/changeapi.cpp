@@ -68,6 +68,7 @@ Answer ListChanges(Exchange& exchange) {
   const FieldSelector recordFields = fields.Inside("media");
   const PageView view(exchange, recordFields, page);
   std::string elements;
+  elements.reserve(kUsualPageBytes);
   const auto done = AppendElements(page, view.Count(), elements, [&](const MediaRecord& media) {
     AppendChange(media, fields, view, elements);
   });

@@ -196,6 +196,7 @@ std::variant<Target, ErrorCode> FindSigned(Exchange& exchange) {
   const auto account = exchange.services.store.FindAccount(found->first);
   if (!account || account->disabled) return ErrorCode::AccountDisabled;
   if (account->hidden) return ErrorCode::DataHidden;
+  if (account->suspendedMs > 0 && request.method == "PUT") return ErrorCode::AccountDisabled;
   return Target{*account, found->second};
 }
 

@@ -72,6 +72,12 @@ Json::Value FieldSelector::Apply(const Json::Value& value) const {
   return selected;
 }
 
+bool FieldSelector::NamesOnly(std::span<const std::string_view> names) const {
+  return !members.empty() && std::all_of(members.begin(), members.end(), [names](const Member& member) {
+    return std::find(names.begin(), names.end(), member.name) != names.end();
+  });
+}
+
 FieldSelector FieldSelector::Inside(std::string_view name) const {
   const FieldSelector* const found = Find(name);
   return found ? *found : FieldSelector();

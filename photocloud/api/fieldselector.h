@@ -3,6 +3,7 @@
 #include <json/value.h>
 
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -30,6 +31,8 @@ class FieldSelector {
 
   bool IsEverything() const { return members.empty(); }
   bool Names(std::string_view name) const { return Find(name) != nullptr; }
+  // True when it names some members, and none but these.
+  bool NamesOnly(std::span<const std::string_view> names) const;
   // The selector of a member that is named, or null.
   const FieldSelector* Find(std::string_view name) const;
   // The selector that holds inside a member; everything when it is not named.

@@ -1,68 +1,11 @@
 #include "photocloud/api/jsontext.h"
 
-#include <algorithm>
-
 #include "photocloud/base/json.h"
 
 namespace photocloud {
 namespace {
 
 const FieldSelector kEverything;
-
-// The place behind the string that opens at `at`.
-std::size_t BehindString(std::string_view text, std::size_t at) {
-  while (true) {
-    at = text.find('"', at + 1);
-    if (at == std::string_view::npos) return text.size();
-    std::size_t escapes = 0;
-    while (text[at - 1 - escapes] == '\\') ++escapes;
-    if (escapes % 2 == 0) return at + 1;
-  }
-}
-
-// The place behind the value that begins at `at`.
-std::size_t BehindValue(std::string_view text, std::size_t at) {
-  if (at >= text.size()) return text.size();
-  if (text[at] == '"') return BehindString(text, at);
-  if (text[at] != '{' && text[at] != '[') {
-    while (at < text.size() && text[at] != ',' && text[at] != '}' && text[at] != ']') ++at;
-    return at;
-  }
-  int depth = 0;
-  while (at < text.size()) {
-    const char letter = text[at];
-    if (letter == '"') {
-      at = BehindString(text, at);
-      continue;
-    }
-    if (letter == '{' || letter == '[') ++depth;
-    if (letter == '}' || letter == ']') --depth;
-    ++at;
-    if (depth == 0) return at;
-  }
-  return text.size();
-}
-
-// Calls `take(key, value)` for each member until it returns false.
-template <typename Take>
-void ForEachMember(std::string_view object, const Take& take) {
-  std::size_t at = 1;
-  while (at < object.size() && object[at] == '"') {
-    const auto behindKey = BehindString(object, at);
-    const auto behind = BehindValue(object, behindKey + 1);
-    if (behindKey + 1 >= object.size()) return;
-    if (!take(object.substr(at + 1, behindKey - at - 2),
-              object.substr(behindKey + 1, behind - behindKey - 1)))
-      return;
-    at = behind + 1;
-  }
-}
-
-bool NeedsEscapes(std::string_view text) {
-  return std::any_of(text.begin(), text.end(), [](char letter) {
-    return static_cast<unsigned char>(letter) < 0x20 || letter == '"' || letter == '\\' || letter == 0x7F;
-  });
-}
 
 void AppendElements(std::string& out, std::string_view list, const FieldSelector& fields) {
   out += '[';
@@ -78,16 +21,6 @@ void AppendElements(std::string& out, std::string_view list, const FieldSelector
 
 }  // namespace
 
-void AppendText(std::string& out, std::string_view text) {
-  if (NeedsEscapes(text)) {
-    out += WriteJson(Json::Value(std::string(text)));
-    return;
-  }
-  out += '"';
-  out += text;
-  out += '"';
-}
-
 void AppendSelected(std::string& out, std::string_view value, const FieldSelector& fields) {
   if (fields.IsEverything() || value.empty() || (value.front() != '{' && value.front() != '[')) {
     out += value;
@@ -97,16 +30,6 @@ void AppendSelected(std::string& out, std::string_view value, const FieldSelecto
   ObjectText object(out, fields);
   object.AddMembers(value);
   object.End();
-}
-
-std::string_view MemberOf(std::string_view object, std::string_view name) {
-  std::string_view found;
-  ForEachMember(object, [&](std::string_view key, std::string_view value) {
-    if (key != name) return true;
-    found = value;
-    return false;
-  });
-  return found;
 }
 
 void AppendValue(std::string& out, const Json::Value& value) {

@@ -6,6 +6,8 @@
 #include <string_view>
 
 #include "photocloud/api/fieldselector.h"
+#include "photocloud/base/json.h"
+#include "photocloud/base/jsonmembers.h"
 
 namespace photocloud {
 
@@ -14,15 +16,9 @@ namespace photocloud {
 //
 // The texts are those that WriteJson made: sound, and without blanks.
 
-// Appends `text` as a JSON string.
-void AppendText(std::string& out, std::string_view text);
-
 // Appends what `fields` selects of a value; lists are passed through to their
 // elements.
 void AppendSelected(std::string& out, std::string_view value, const FieldSelector& fields);
-
-// The value of an object's member as it stands, or an empty text.
-std::string_view MemberOf(std::string_view object, std::string_view name);
 
 // Appends a value as JSON.
 void AppendValue(std::string& out, const Json::Value& value);

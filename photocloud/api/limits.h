@@ -26,5 +26,7 @@ constexpr std::size_t kLongestMediaFields = 256 << 10;
 // records it holds.
 constexpr int kMaxPageSize = 100;
 constexpr std::size_t kMostPageBytes = 4 << 20;
+// What most pages fit into.
+constexpr std::size_t kUsualPageBytes = 64 << 10;
 
 }  // namespace photocloud

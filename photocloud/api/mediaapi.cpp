@@ -42,6 +42,16 @@ std::optional<MediaFilter> ReadFilter(const Request& request) {
   return filter;
 }
 
+// A device that compares asks for all its records, and for little of each.
+Extent ExtentOf(const FieldSelector& fields) {
+  static const std::vector<std::string_view> names = [] {
+    std::vector<std::string_view> brief = {"id", "albumId", "status"};
+    brief.insert(brief.end(), std::begin(kBriefFields), std::end(kBriefFields));
+    return brief;
+  }();
+  return fields.NamesOnly(names) ? Extent::Brief : Extent::Whole;
+}
+
 // Appends the list of records. Returns true when it ended early: then `page` ends
 // with the last record that is in it.
 bool AppendPage(Exchange& exchange, const FieldSelector& fields, std::vector<MediaRecord>& page,
@@ -67,15 +77,16 @@ Answer ListMedia(Exchange& exchange) {
   const auto filter = ReadFilter(exchange.request);
   if (!filter) return Answer(ErrorCode::Malformed, "queryParam");
   const auto& [version, position] = std::get<ListCursor>(cursor);
-  auto page =
-      exchange.services.store.ListMedia(exchange.Account(), *filter, position, std::get<int>(size) + 1);
+  const FieldSelector fields = exchange.fields.Inside("media");
+  auto page = exchange.services.store.ListMedia(exchange.Account(), *filter, position,
+                                                std::get<int>(size) + 1, ExtentOf(fields));
   bool hasMore = static_cast<int>(page.size()) > std::get<int>(size);
   if (hasMore) page.pop_back();
-  std::string records;
-  hasMore = AppendPage(exchange, exchange.fields.Inside("media"), page, records) || hasMore;
-  std::string text;
+  std::string text, unwanted;
+  text.reserve(kUsualPageBytes);
   ObjectText object(text, exchange.fields);
-  if (object.Begin("media")) text += records;
+  // Where the next page begins is known from the records, asked for or not.
+  hasMore = AppendPage(exchange, fields, page, object.Begin("media") ? text : unwanted) || hasMore;
   object.Add("nextCursor",
              hasMore ? WriteCursor(version, {page.back().createdMs, page.back().id}) : std::string());
   object.End();

@@ -26,6 +26,13 @@ ErrorCode CodeOf(const StoreFailure& failure) {
   return ErrorCode::Internal;
 }
 
+std::optional<ErrorCode> CheckAccount(const Account& account, const RouteRules& rules) {
+  if (rules.hideable && account.hidden) return ErrorCode::DataHidden;
+  // What needs the lock changes the account's data.
+  if (rules.lock && account.suspendedMs > 0) return ErrorCode::AccountDisabled;
+  return std::nullopt;
+}
+
 std::vector<std::string_view> SplitPath(std::string_view path) {
   std::vector<std::string_view> parts;
   parts.reserve(8);
@@ -238,8 +245,7 @@ std::optional<ErrorCode> Router::CheckToken(Exchange& exchange, const RouteRules
   auto caller = services.accounts.Authenticate(BearerToken(exchange.request));
   if (const auto* refused = std::get_if<ErrorCode>(&caller)) return *refused;
   exchange.caller = std::move(std::get<Caller>(caller));
-  if (rules.hideable && exchange.caller.account.hidden) return ErrorCode::DataHidden;
-  return std::nullopt;
+  return CheckAccount(exchange.caller.account, rules);
 }
 
 // Items of a batch come with the token of the whole. Their account is read anew:
@@ -249,8 +255,7 @@ std::optional<ErrorCode> Router::TakeCallerOfBatch(Exchange& exchange, const Rou
   auto account = services.store.FindAccount(exchange.caller.account.id);
   if (!account) return ErrorCode::TokenInvalid;
   exchange.caller.account = std::move(*account);
-  if (rules.hideable && exchange.caller.account.hidden) return ErrorCode::DataHidden;
-  return std::nullopt;
+  return CheckAccount(exchange.caller.account, rules);
 }
 
 std::optional<Answer> Router::Prepare(Exchange& exchange, const RouteRules& rules) {

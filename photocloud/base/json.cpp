@@ -60,6 +60,17 @@ bool HasWholeCharacters(std::string_view text) {
   return true;
 }
 
+// Looks at all of it, since a loop without an early end takes many letters at a time.
+bool NeedsEscapes(std::string_view text) {
+  unsigned found = 0;
+  for (const char letter : text) {
+    const auto byte = static_cast<unsigned char>(letter);
+    found |= static_cast<unsigned>(byte < 0x20) | static_cast<unsigned>(byte == '"') |
+             static_cast<unsigned>(byte == '\\') | static_cast<unsigned>(byte == 0x7F);
+  }
+  return found != 0;
+}
+
 Json::CharReaderBuilder StrictReader() {
   Json::CharReaderBuilder builder;
   Json::CharReaderBuilder::strictMode(&builder.settings_);
@@ -99,6 +110,16 @@ std::string WriteJson(const Json::Value& value) {
     return oneLine;
   }();
   return Json::writeString(builder, value);
+}
+
+void AppendText(std::string& out, std::string_view text) {
+  if (NeedsEscapes(text)) {
+    out += WriteJson(Json::Value(std::string(text)));
+    return;
+  }
+  out += '"';
+  out += text;
+  out += '"';
 }
 
 std::string TextOf(const Json::Value& object, const char* key) {

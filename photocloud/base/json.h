@@ -23,6 +23,9 @@ std::optional<Json::Value> ParseJson(std::string_view text, JsonFault& fault);
 std::optional<Json::Value> ParseJson(std::string_view text);
 
 // One line of UTF-8, not escaped.
+// Appends `text` as a JSON string.
+void AppendText(std::string& out, std::string_view text);
+
 std::string WriteJson(const Json::Value& value);
 
 // The member's text, or an empty one when it is absent or no text.

@@ -23,14 +23,19 @@ std::string TimeNow() {
 
 void Log(LogLevel level, std::string_view event,
          std::initializer_list<std::pair<const char*, std::string>> fields) {
-  Json::Value line(Json::objectValue);
-  for (const auto& [key, value] : fields) line[key] = value;
-  line["time"] = TimeNow();
-  line["level"] = kLevelNames[static_cast<int>(level)];
-  line["event"] = std::string(event);
+  std::string line;
+  const auto add = [&line](std::string_view key, std::string_view value) {
+    line += line.empty() ? "{\"" : ",\"";
+    line.append(key).append("\":");
+    AppendText(line, value);
+  };
+  for (const auto& [key, value] : fields) add(key, value);
+  add("event", event);
+  add("level", kLevelNames[static_cast<int>(level)]);
+  add("time", TimeNow());
+  line += "}\n";
   // One call per line: lines of several threads do not mix.
-  const std::string text = WriteJson(line) + "\n";
-  std::fwrite(text.data(), 1, text.size(), stderr);
+  std::fwrite(line.data(), 1, line.size(), stderr);
 }
 
 bool OpenLog(const std::string& file) {

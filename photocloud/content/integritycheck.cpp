@@ -69,10 +69,20 @@ bool IsSame(const fs::path& left, const fs::path& right) {
   return fs::equivalent(left, right, error) && !error;
 }
 
-// True when a backup into the folder would write over what it is made from.
+// True for a folder inside another, by whatever way; it need not exist.
+bool IsInside(const fs::path& folder, const fs::path& outer) {
+  std::error_code error;
+  for (fs::path at = fs::weakly_canonical(folder, error); at.has_relative_path(); at = at.parent_path()) {
+    if (IsSame(at, outer)) return true;
+  }
+  return false;
+}
+
+// True when a backup into the folder would write over what it is made from, or be
+// taken for objects of the service.
 bool HoldsStore(const fs::path& folder, const fs::path& database) {
   const fs::path data = database.has_parent_path() ? database.parent_path() : fs::path(".");
-  return IsSame(folder, data) || IsSame(folder, data / kObjects) || IsSame(folder / kDatabase, database) ||
+  return IsInside(folder, data / kObjects) || IsSame(folder, data) || IsSame(folder / kDatabase, database) ||
          IsSame(folder / kObjects, data / kObjects);
 }
 

@@ -121,7 +121,8 @@ class MetadataStore {
   // Visible ones, with what lists show: without their device, when they were touched,
   // and the versions in which they were made and lost.
   virtual std::vector<MediaRecord> ListMedia(std::int64_t account, const MediaFilter& filter,
-                                             const std::optional<ListPosition>& after, int limit) = 0;
+                                             const std::optional<ListPosition>& after, int limit,
+                                             Extent extent) = 0;
   virtual std::vector<MediaRecord> ListChanges(std::int64_t account, std::int64_t afterVersion,
                                                bool includeDeleted, int limit) = 0;
   virtual std::vector<MediaRecord> ListLosts(std::int64_t account, std::int64_t afterVersion, int limit) = 0;

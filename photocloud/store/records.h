@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace photocloud {
@@ -24,6 +25,10 @@ struct Account {
   std::int64_t recordBytes = 0;  // Of the texts that its records hold.
   // The version that the account got when its data came from a backup; 0: never.
   std::int64_t restoredCursor = 0;
+  // Since when the service is switched off for the account, which then can be read and
+  // takes nothing more; 0: it is on. And when its data are to go, as its devices are told.
+  std::int64_t suspendedMs = 0;
+  std::int64_t deleteMs = 0;
 };
 
 // Tokens are stored as their SHA-256 only.
@@ -80,6 +85,15 @@ struct MediaRecord {
   std::int64_t touchedMs = 0;    // When the row was last written.
   std::string fields;            // JSON object with all fields that callers give.
 };
+
+// What a comparison asks of the fields: devices go through all records for it, and
+// these few take a tenth of them.
+inline constexpr std::string_view kBriefFields[] = {"createdTime", "editedTime", "size"};
+
+// How much of its records a list gives. Brief ones have their id, album, time of
+// creation and status; `fields` has kBriefFields at least, and what else is filled
+// in is left open.
+enum class Extent { Whole, Brief };
 
 struct AssetRecord {
   std::string mediaId;

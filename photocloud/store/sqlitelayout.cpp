@@ -117,6 +117,20 @@ UPDATE accounts SET record_bytes=
     R"sql(
 ALTER TABLE accounts ADD COLUMN restored_cursor INTEGER NOT NULL DEFAULT 0;
 )sql",
+    // 4: lists for a comparison come from their index alone. Members of a patch that
+    // are null are those that it leaves out.
+    R"sql(
+ALTER TABLE media ADD COLUMN brief TEXT NOT NULL DEFAULT '{}';
+UPDATE media SET brief=json_patch('{}',json_object('createdTime',json_extract(fields,'$.createdTime'),
+  'editedTime',json_extract(fields,'$.editedTime'),'size',json_extract(fields,'$.size'))) WHERE json_valid(fields);
+DROP INDEX media_created;
+CREATE INDEX media_created ON media(account, created_ms DESC, id DESC, album_id, status, brief, phase) WHERE phase = 1;
+)sql",
+    // 5: accounts for which the service is switched off.
+    R"sql(
+ALTER TABLE accounts ADD COLUMN suspended_ms INTEGER NOT NULL DEFAULT 0;
+ALTER TABLE accounts ADD COLUMN delete_ms INTEGER NOT NULL DEFAULT 0;
+)sql",
 };
 constexpr std::int64_t kLayoutVersion = std::size(kLayoutSteps);
 

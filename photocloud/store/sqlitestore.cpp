@@ -2,6 +2,7 @@
 
 #include <cerrno>
 
+#include "photocloud/base/jsonmembers.h"
 #include "photocloud/base/text.h"
 #include "photocloud/store/disk.h"
 #include "photocloud/store/sqlitefile.h"
@@ -14,9 +15,9 @@ namespace {
 constexpr std::int64_t kRestoreStep = 1'000'000'000;
 
 Account ReadAccount(const SqliteStatement& row) {
-  return {row.Number(0),  row.Text(1),    row.Text(2),    row.Text(3),   row.Flag(4),
-          row.Flag(5),    row.Text(6),    row.Text(7),    row.Number(8), row.Number(9),
-          row.Number(10), row.Number(11), row.Number(12), row.Number(13)};
+  return {row.Number(0),  row.Text(1),    row.Text(2),    row.Text(3),   row.Flag(4),    row.Flag(5),
+          row.Text(6),    row.Text(7),    row.Number(8),  row.Number(9), row.Number(10), row.Number(11),
+          row.Number(12), row.Number(13), row.Number(14), row.Number(15)};
 }
 
 Session ReadSession(const SqliteStatement& row) {
@@ -56,6 +57,29 @@ MediaRecord ReadListed(const SqliteStatement& row) {
   media.status = static_cast<ContentStatus>(row.Number(5));
   media.fields = row.Text(6);
   return media;
+}
+
+MediaRecord ReadBrief(const SqliteStatement& row) {
+  MediaRecord media;
+  media.id = row.Text(0);
+  media.phase = MediaPhase::Visible;
+  media.albumId = row.Text(1);
+  media.createdMs = row.Number(2);
+  media.status = static_cast<ContentStatus>(row.Number(3));
+  media.fields = row.Text(4);
+  return media;
+}
+
+// The object with kBriefFields only, as the index of the lists holds it.
+std::string BriefOf(std::string_view fields) {
+  std::string brief;
+  for (const std::string_view name : kBriefFields) {
+    const std::string_view value = MemberOf(fields, name);
+    if (value.empty()) continue;
+    brief += brief.empty() ? "{\"" : ",\"";
+    brief.append(name).append("\":").append(value);
+  }
+  return brief.empty() ? "{}" : brief + '}';
 }
 
 AssetRecord ReadAsset(const SqliteStatement& row) {
@@ -210,7 +234,7 @@ std::optional<std::int64_t> SqliteStore::InsertAccount(const Account& account) {
 std::optional<Account> SqliteStore::FindAccount(std::int64_t id) {
   return Row(ReadAccount, R"sql(
     SELECT id,user_id,user_name,verifier,disabled,hidden,user_status,suspend_cursor,version,
-    oldest_cursor,quota_bytes,used_bytes,record_bytes,restored_cursor FROM accounts WHERE id=?)sql",
+    oldest_cursor,quota_bytes,used_bytes,record_bytes,restored_cursor,suspended_ms,delete_ms FROM accounts WHERE id=?)sql",
              id);
 }
 
@@ -220,7 +244,7 @@ std::optional<Account> SqliteStore::FindAccountByName(const std::string& userNam
   return Row(ReadAccount,
              R"sql(
     SELECT id,user_id,user_name,verifier,disabled,hidden,user_status,suspend_cursor,version,
-    oldest_cursor,quota_bytes,used_bytes,record_bytes,restored_cursor FROM accounts WHERE user_name=?1 COLLATE
+    oldest_cursor,quota_bytes,used_bytes,record_bytes,restored_cursor,suspended_ms,delete_ms FROM accounts WHERE user_name=?1 COLLATE
     NOCASE ORDER BY user_name=?1 DESC,id LIMIT 1)sql",
              userName);
 }
@@ -228,15 +252,15 @@ std::optional<Account> SqliteStore::FindAccountByName(const std::string& userNam
 std::vector<Account> SqliteStore::ListAccounts() {
   return Rows(ReadAccount, R"sql(
     SELECT id,user_id,user_name,verifier,disabled,hidden,user_status,suspend_cursor,version,
-    oldest_cursor,quota_bytes,used_bytes,record_bytes,restored_cursor FROM accounts ORDER BY id)sql");
+    oldest_cursor,quota_bytes,used_bytes,record_bytes,restored_cursor,suspended_ms,delete_ms FROM accounts ORDER BY id)sql");
 }
 
 void SqliteStore::UpdateAccount(const Account& account) {
   Run(R"sql(
-    UPDATE accounts SET verifier=?,disabled=?,hidden=?,user_status=?,suspend_cursor=?,quota_bytes=?
-    WHERE id=?)sql",
+    UPDATE accounts SET verifier=?,disabled=?,hidden=?,user_status=?,suspend_cursor=?,quota_bytes=?,
+    suspended_ms=?,delete_ms=? WHERE id=?)sql",
       account.verifier, account.disabled, account.hidden, account.userStatus, account.suspendCursor,
-      account.quotaBytes, account.id);
+      account.quotaBytes, account.suspendedMs, account.deleteMs, account.id);
 }
 
 void SqliteStore::RemoveAccount(std::int64_t id) {
@@ -406,27 +430,29 @@ std::optional<MediaRecord> SqliteStore::FindMedia(std::int64_t account, const st
 
 void SqliteStore::PutMedia(std::int64_t account, const MediaRecord& media) {
   const Guard guard(connections);
+  const std::string brief = BriefOf(media.fields);
   // Most changes leave a record at its place in all lists but the one by versions:
   // a statement that names no column of the others leaves their indexes alone.
   const int changed = Run(
       R"sql(
-    UPDATE media SET recycled=?1,version=?2,device=?3,status=?4,touched_ms=?5,fields=?6 WHERE
-    account=?7 AND id=?8 AND phase=?9 AND album_id=?10 AND created_ms=?11 AND created_version=?12
-    AND lost_version=?13)sql",
-      media.recycled, media.version, media.device, static_cast<int>(media.status), media.touchedMs,
-      media.fields, account, media.id, static_cast<int>(media.phase), media.albumId, media.createdMs,
-      media.createdVersion, media.lostVersion);
+    UPDATE media SET recycled=?1,version=?2,device=?3,touched_ms=?4,fields=?5 WHERE account=?6 AND
+    id=?7 AND phase=?8 AND album_id=?9 AND created_ms=?10 AND created_version=?11 AND status=?12 AND
+    lost_version=?13 AND brief=?14)sql",
+      media.recycled, media.version, media.device, media.touchedMs, media.fields, account, media.id,
+      static_cast<int>(media.phase), media.albumId, media.createdMs, media.createdVersion,
+      static_cast<int>(media.status), media.lostVersion, brief);
   if (changed > 0) return;
   Run(R"sql(
     INSERT INTO media(account,id,phase,album_id,recycled,created_ms,version,created_version,device,
-    status,lost_version,touched_ms,fields) VALUES(?,?,?,?,?,?,?,?,?,?,?,?,?) ON CONFLICT(account,id)
-    DO UPDATE SET phase=excluded.phase,album_id=excluded.album_id,recycled=excluded.recycled,
+    status,lost_version,touched_ms,fields,brief) VALUES(?,?,?,?,?,?,?,?,?,?,?,?,?,?) ON
+    CONFLICT(account,id) DO UPDATE SET phase=excluded.phase,album_id=excluded.album_id,recycled=excluded.recycled,
     created_ms=excluded.created_ms,version=excluded.version,
     created_version=excluded.created_version,device=excluded.device,status=excluded.status,
-    lost_version=excluded.lost_version,touched_ms=excluded.touched_ms,fields=excluded.fields)sql",
+    lost_version=excluded.lost_version,touched_ms=excluded.touched_ms,fields=excluded.fields,
+    brief=excluded.brief)sql",
       account, media.id, static_cast<int>(media.phase), media.albumId, media.recycled, media.createdMs,
       media.version, media.createdVersion, media.device, static_cast<int>(media.status), media.lostVersion,
-      media.touchedMs, media.fields);
+      media.touchedMs, media.fields, brief);
 }
 
 void SqliteStore::RemoveMedia(std::int64_t account, const std::string& id) {
@@ -434,8 +460,17 @@ void SqliteStore::RemoveMedia(std::int64_t account, const std::string& id) {
 }
 
 std::vector<MediaRecord> SqliteStore::ListMedia(std::int64_t account, const MediaFilter& filter,
-                                                const std::optional<ListPosition>& after, int limit) {
+                                                const std::optional<ListPosition>& after, int limit,
+                                                Extent extent) {
   const ListPosition from = after.value_or(ListPosition{INT64_MAX, ""});
+  // All that this one names stands in its index: the records themselves are not read.
+  if (extent == Extent::Brief && filter.albumId.empty() && !filter.recycled) {
+    return Rows(ReadBrief,
+                R"sql(
+    SELECT id,album_id,created_ms,status,brief FROM media INDEXED BY media_created WHERE account=?1
+    AND phase=1 AND (created_ms,id)<(?2,?3) ORDER BY created_ms DESC,id DESC LIMIT ?4)sql",
+                account, from.createdMs, from.id, limit);
+  }
   const int recycled = filter.recycled ? (*filter.recycled ? 1 : 0) : -1;
   // Two statements, because one with an optional album would not use its index.
   if (!filter.albumId.empty()) {

@@ -82,7 +82,8 @@ class SqliteStore : public MetadataStore {
   void PutMedia(std::int64_t account, const MediaRecord& media) override;
   void RemoveMedia(std::int64_t account, const std::string& id) override;
   std::vector<MediaRecord> ListMedia(std::int64_t account, const MediaFilter& filter,
-                                     const std::optional<ListPosition>& after, int limit) override;
+                                     const std::optional<ListPosition>& after, int limit,
+                                     Extent extent) override;
   std::vector<MediaRecord> ListChanges(std::int64_t account, std::int64_t afterVersion, bool includeDeleted,
                                        int limit) override;
   std::vector<MediaRecord> ListLosts(std::int64_t account, std::int64_t afterVersion, int limit) override;

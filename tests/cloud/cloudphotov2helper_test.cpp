@@ -449,6 +449,23 @@ TEST_F(CloudHelperTest, SilentUserIsToldToTheFrame) {
   EXPECT_TRUE(log.Has("Silent user status change and error code is 31084977"));
 }
 
+TEST_F(CloudHelperTest, ServiceThatIsSwitchedOffForTheAccountIsTold) {
+  constexpr std::int64_t kDayMs = std::int64_t{24} * 3600 * 1000;
+  ASSERT_EQ(CloudPhotoV2Helper::GetCutStatus(), 2);
+  EXPECT_TRUE(CloudPhotoV2Helper::GetServiceState().known);
+  EXPECT_FALSE(CloudPhotoV2Helper::GetServiceState().disabled);
+  server.ManageUser("suspend", "alice", {"--delete-days", "30"});
+  ASSERT_EQ(CloudPhotoV2Helper::GetCutStatus(), 2);
+  const auto state = CloudPhotoV2Helper::GetServiceState();
+  EXPECT_TRUE(state.disabled);
+  EXPECT_GT(state.disableTimeMs, 0);
+  EXPECT_EQ(state.deleteTimeMs, state.disableTimeMs + 30 * kDayMs);
+  server.ManageUser("resume", "alice");
+  ASSERT_EQ(CloudPhotoV2Helper::GetCutStatus(), 2);
+  EXPECT_FALSE(CloudPhotoV2Helper::GetServiceState().disabled);
+  EXPECT_EQ(CloudPhotoV2Helper::GetServiceState().deleteTimeMs, 0);
+}
+
 TEST_F(CloudHelperTest, HiddenDataIsToldToTheFrameOnce) {
   Frame frame;
   server.Action(R"({"action":"hideData","userName":"alice"})");

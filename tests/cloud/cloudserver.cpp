@@ -91,9 +91,15 @@ void CloudServer::AddUserBy(const std::string& option, const std::string& name, 
                             const std::vector<std::string>& more) {
   const auto file = data.Path() / "secret";
   std::ofstream(file) << secret << '\n';
+  std::vector<std::string> arguments = {option, file.string(), "--fast-password"};
+  arguments.insert(arguments.end(), more.begin(), more.end());
+  ManageUser("add", name, arguments);
+}
+
+void CloudServer::ManageUser(const std::string& command, const std::string& name,
+                             const std::vector<std::string>& more) {
   const int nothing = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
-  std::vector<std::string> arguments = {
-      "user", "add", name, "--data", data.Path().string(), option, file.string(), "--fast-password"};
+  std::vector<std::string> arguments = {"user", command, name, "--data", data.Path().string()};
   arguments.insert(arguments.end(), more.begin(), more.end());
   const pid_t child = Spawn(std::move(arguments), nothing);
   ::close(nothing);

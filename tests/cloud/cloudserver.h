@@ -28,6 +28,9 @@ class CloudServer {
                const std::vector<std::string>& more = {}) {
     AddUserBy("--password-file", name, password, more);
   }
+  // "zentara-photocloud user ..." beside the running server.
+  void ManageUser(const std::string& command, const std::string& name,
+                  const std::vector<std::string>& more = {});
   // Ends the process as a crash does.
   void Kill();
 

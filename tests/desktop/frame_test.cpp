@@ -148,6 +148,29 @@ TEST_F(FrameTest, WhatComesIntoAWatchedFolderIsImportedByItself) {
   End();
 }
 
+// Two galleries would be one: what the import still adds would land in that of the account.
+TEST_F(FrameTest, SignInEndsTheImportFirst) {
+  const QString pictures = QString::fromStdString((folder.Path() / "Many").string());
+  ASSERT_TRUE(QDir().mkpath(pictures));
+  for (int i = 0; i < 200; ++i) {
+    QImage picture(160, 120, QImage::Format_RGB32);
+    picture.fill(QColor::fromRgb(0x102030 + i));
+    ASSERT_TRUE(picture.save(pictures + QStringLiteral("/%1.png").arg(i)));
+  }
+  bool opened = false;
+  work.Open([&opened](const QString& error) { opened = error.isEmpty(); });
+  ASSERT_TRUE(Until([&opened] { return opened; }));
+  QStringList ended;
+  work.Import({pictures}, [&ended](const QString&) { ended << QStringLiteral("import"); });
+  ASSERT_TRUE(Until([] { return Gallery::GetInstance().FileCount() > 0; }));
+  work.SignIn("http://127.0.0.1:1", "ann", "a long password",
+              [&ended](const QString&) { ended << QStringLiteral("sign-in"); });
+  ASSERT_TRUE(Until([&ended] { return ended.size() == 2; }));
+  EXPECT_EQ(ended, (QStringList{QStringLiteral("import"), QStringLiteral("sign-in")}));
+  EXPECT_LT(Gallery::GetInstance().FileCount(), 200u);
+  End();
+}
+
 TEST_F(FrameTest, SwitchesShowWhatIsKept) {
   Open();
   ASSERT_TRUE(Until([this] { return FirstRun() && FirstRun()->isVisible(); }));

@@ -5,8 +5,11 @@
 #include <sqlite3.h>
 
 #include <fstream>
+#include <latch>
+#include <set>
 #include <thread>
 
+#include "photocloud/api/handlers.h"
 #include "photocloud/base/digest.h"
 #include "photocloud/base/json.h"
 #include "serverprocess.h"
@@ -415,6 +418,185 @@ TEST_F(AttackTest, LogIsOpenedAnewAtTheSignal) {
   server->Signal(SIGHUP);
   while (!fs::exists(log)) EXPECT_EQ(Call("GET", "/cloudPhoto/v1/time").status, 200);
   EXPECT_EQ(Call("GET", "/cloudPhoto/v1/about").status, 200);
+}
+
+// The object is a file with a hole of 8 GiB, whose digests take the better part of a
+// minute: answers that come before its damage is found have not waited for them.
+TEST_F(AttackTest, ReportsOfLossesKeepNobodyWaitingForTheObjectsToBeRead) {
+  constexpr std::int64_t kLength = std::int64_t{8} << 30;
+  Start();
+  const std::string bytes = "content";
+  const Made made = Announce(bytes);
+  ASSERT_EQ(Put(made.putTarget, bytes).status, 200);
+  ASSERT_EQ(Call("PATCH", "/cloudPhoto/v1/media/" + made.mediaId + "?mode=normal", "{}").status, 200);
+  server->Signal(SIGKILL);
+  server->Wait();
+  const std::string sha256 = Sha256Hex(bytes);
+  fs::resize_file(folder.path / "objects" / "1" / sha256.substr(0, 2) / sha256, kLength);
+  sqlite3* database = nullptr;
+  ASSERT_EQ(sqlite3_open((Data() + "/photocloud.db").c_str(), &database), SQLITE_OK);
+  const std::string lengths = "UPDATE objects SET length=" + std::to_string(kLength) +
+                              ";UPDATE slices SET length=" + std::to_string(kLength);
+  ASSERT_EQ(sqlite3_exec(database, lengths.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
+  sqlite3_close(database);
+  Start();
+
+  const Json::Value asset =
+      Call("GET", "/cloudPhoto/v1/media/" + made.mediaId).json["attachments"][0]["asset"];
+  Json::Value batch(Json::objectValue);
+  batch["requests"][0]["method"] = "PATCH";
+  batch["requests"][0]["uri"] = "/cloudPhoto/v1/media/" + made.mediaId + "/assets/" + asset["id"].asString() +
+                                "/revisions/" + asset["versionId"].asString();
+  batch["requests"][0]["body"]["status"] = 2;
+  const HttpReply reported = Call("POST", "/cloudPhoto/v1/batch?form=json", WriteJson(batch));
+  ASSERT_EQ(reported.status, 200) << reported.body;
+  EXPECT_EQ(reported.json["responses"][0]["code"], 200) << reported.body;
+  EXPECT_EQ(Call("POST", "/cloudPhoto/v1/albums", R"({"albumName":"meanwhile"})").status, 200);
+  std::ifstream log(Data() + "/log");
+  const std::string lines((std::istreambuf_iterator<char>(log)), std::istreambuf_iterator<char>());
+  EXPECT_NE(lines.find("batch"), std::string::npos);
+  EXPECT_EQ(lines.find("object damaged"), std::string::npos);
+}
+
+TEST_F(AttackTest, UploadsThatRaceTheirDeletionLeaveNoSpaceTaken) {
+  Start();
+  std::set<int> answers;
+  for (int round = 0; round < 40; ++round) {
+    const std::string bytes = "content of round " + std::to_string(round) + std::string(100000, 'x');
+    const Made made = Announce(bytes);
+    std::latch both(2);
+    std::thread sender([&] {
+      HttpConnection connection(server->Port());
+      both.arrive_and_wait();
+      answers.insert(connection.Call("PUT", made.putTarget, bytes).status);
+    });
+    both.arrive_and_wait();
+    EXPECT_EQ(Call("DELETE", "/cloudPhoto/v1/media/" + made.mediaId).status, 200);
+    sender.join();
+  }
+  for (const int status : answers) EXPECT_TRUE(status == 200 || status == 404 || status == 422) << status;
+  // Tombstones take a few bytes each, an object 100,000.
+  EXPECT_LT(Call("GET", "/cloudPhoto/v1/quota").json["usedSpace"].asInt64(), 1000);
+  EXPECT_EQ(RunProgram({PHOTOCLOUD_PROGRAM, "check", "--data", Data()}).status, 0);
+}
+
+// The files of uploads that a kill cut off, and used bytes that are wrong.
+TEST_F(AttackTest, LeftOversOfAKillGoAndSumsAreRepaired) {
+  Start();
+  const std::string bytes(300000, 'x');
+  const Made made = Announce(bytes);
+  HttpConnection cut(server->Port());
+  cut.Send("PUT " + made.putTarget +
+           " HTTP/1.1\r\nHost: x\r\nContent-Length: 300000\r\nExpect: 100-continue\r\n\r\n");
+  ASSERT_FALSE(cut.ReadUntil("\r\n\r\n").empty());
+  cut.Send(bytes.substr(1));
+  ASSERT_FALSE(fs::is_empty(folder.path / "objects" / "incoming"));
+  server->Signal(SIGKILL);
+  server->Wait();
+  {
+    SqliteStore store(folder.path / "photocloud.db");
+    store.AddUsedBytes(1, 4711);
+  }
+  Start();
+  EXPECT_TRUE(fs::is_empty(folder.path / "objects" / "incoming"));
+  const auto check = [&](const std::vector<std::string>& more) {
+    std::vector<std::string> arguments = {PHOTOCLOUD_PROGRAM, "check", "--data", Data()};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return RunProgram(arguments).status;
+  };
+  EXPECT_EQ(check({}), 2);
+  EXPECT_EQ(check({"--repair"}), 0);
+  EXPECT_EQ(check({}), 0);
+  // 300,000 bytes are announced still, with a small record.
+  const std::int64_t used = Call("GET", "/cloudPhoto/v1/quota").json["usedSpace"].asInt64();
+  EXPECT_GE(used, 300000);
+  EXPECT_LT(used, 304000);
+}
+
+TEST_F(AttackTest, StreamEndsWhenAnotherProcessDisablesTheAccount) {
+  Start();
+  HttpConnection stream(server->Port());
+  stream.Send("GET /cloudPhoto/v1/push HTTP/1.1\r\nHost: x\r\n" + Bearer() + "\r\n");
+  ASSERT_FALSE(stream.ReadUntil("\r\n\r\n").empty());
+  ASSERT_EQ(RunProgram({PHOTOCLOUD_PROGRAM, "user", "disable", "--data", Data(), "anna"}).status, 0);
+  // Empty: the connection ended.
+  EXPECT_EQ(stream.ReadUntil("never sent"), "");
+}
+
+TEST_F(AttackTest, NamesOfAccountsAreUniqueWithoutCase) {
+  for (const char* name : {"anna", "Anna", "ANNA"}) {
+    EXPECT_NE(RunProgram({PHOTOCLOUD_PROGRAM, "user", "add", "--data", Data(), "--fast-password",
+                          "--login-secret-file", "-", name},
+                         "other\n")
+                  .status,
+              0)
+        << name;
+  }
+}
+
+// Each route with each id of another account: none of its data come, and none change.
+TEST_F(AttackTest, NoRouteLeadsToAnotherAccountsData) {
+  Start();
+  const std::string bytes = "private content";
+  const Made made = Announce(bytes);
+  ASSERT_EQ(Put(made.putTarget, bytes).status, 200);
+  ASSERT_EQ(Call("PATCH", "/cloudPhoto/v1/media/" + made.mediaId + "?mode=normal", "{}").status, 200);
+  ASSERT_EQ(Call("POST", "/cloudPhoto/v1/albums", R"({"id":"trip","albumName":"Private trip"})").status, 200);
+  const std::string media =
+      Call("GET", "/cloudPhoto/v1/media/" + made.mediaId + "?fields=fileName,version").body;
+  const std::string albums = Call("GET", "/cloudPhoto/v1/albums").body;
+  const Json::Value asset =
+      Call("GET", "/cloudPhoto/v1/media/" + made.mediaId).json["attachments"][0]["asset"];
+  const std::string session = Call("GET", "/cloudPhoto/v1/sessions").json["sessions"][0]["id"].asString();
+
+  ASSERT_EQ(RunProgram({PHOTOCLOUD_PROGRAM, "user", "add", "--data", Data(), "--fast-password",
+                        "--login-secret-file", "-", "mallory"},
+                       "other\n")
+                .status,
+            0);
+  std::map<std::string, std::string> hers;
+  hers["Authorization"] = "Bearer " + http->Call("POST", "/cloudPhoto/v1/auth/login",
+                                                 R"({"userName":"mallory","password":"other"})")
+                                          .json["accessToken"]
+                                          .asString();
+  hers["x-zt-lock"] = http->Call("GET", "/cloudPhoto/v1/locks", "", hers).json["token"].asString();
+  const std::map<std::string, std::string> ids = {
+      {"mediaId", made.mediaId},
+      {"albumId", "trip"},
+      {"assetId", asset["id"].asString()},
+      {"versionId", asset["versionId"].asString()},
+      {"objectId", asset["resource"]["objects"][0]["id"].asString()},
+      {"sessionId", session}};
+  const std::string body = R"({"status":2,"favorite":true,"albumName":"mine","fileName":"mine.jpg"})";
+  int tried = 0;
+  for (const Route& route : ApiRoutes()) {
+    std::string target = route.pattern;
+    if (target.find('{') == std::string::npos) continue;
+    for (const auto& [name, id] : ids) {
+      const auto at = target.find('{' + name + '}');
+      if (at != std::string::npos) target.replace(at, name.size() + 2, id);
+    }
+    ASSERT_EQ(target.find('{'), std::string::npos) << target;
+    // A refused body ends its connection.
+    const HttpReply reply =
+        HttpConnection(server->Port())
+            .Call(route.method, target, std::string(route.method) == "GET" ? "" : body, hers);
+    EXPECT_TRUE(reply.status == 403 || reply.status == 404)
+        << route.method << ' ' << target << ' ' << reply.body;
+    EXPECT_EQ(reply.body.find("rivate"), std::string::npos) << target;
+    ++tried;
+  }
+  EXPECT_GE(tried, 10);
+  for (const char* list :
+       {"/cloudPhoto/v1/media", "/cloudPhoto/v1/changes?cursor=0", "/cloudPhoto/v1/losts"}) {
+    const HttpReply reply = HttpConnection(server->Port()).Call("GET", list, "", hers);
+    EXPECT_EQ(reply.status, 200) << list;
+    EXPECT_EQ(reply.body.find(made.mediaId), std::string::npos) << list;
+  }
+  EXPECT_EQ(http->Call("GET", "/cloudPhoto/v1/albums", "", hers).body.find("Private"), std::string::npos);
+  EXPECT_EQ(Call("GET", "/cloudPhoto/v1/media/" + made.mediaId + "?fields=fileName,version").body, media);
+  EXPECT_EQ(Call("GET", "/cloudPhoto/v1/albums").body, albums);
+  EXPECT_EQ(Call("GET", "/cloudPhoto/v1/sessions").json["sessions"].size(), 1u);
 }
 
 }  // namespace

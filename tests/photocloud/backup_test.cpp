@@ -67,9 +67,9 @@ TEST_F(BackupTest, FolderOfTheServiceIsRefusedUnderEveryName) {
   fs::create_directory_symlink(data, folder.path / "link");
   fs::create_directory(folder.path / "inner");
   fs::create_symlink(data + "/photocloud.db", folder.path / "inner" / "photocloud.db");
-  for (const std::string& name :
-       {data, data + "/.", folder.path.string() + "/inner/../data", data + "/objects",
-        (folder.path / "link").string(), (folder.path / "inner").string()}) {
+  for (const std::string& name : {data, data + "/.", folder.path.string() + "/inner/../data",
+                                  data + "/objects", data + "/objects/incoming", data + "/objects/new/folder",
+                                  (folder.path / "link").string(), (folder.path / "inner").string()}) {
     EXPECT_NE(Backup(name).status, 0) << name;
   }
   EXPECT_NE(Users(data).find("anna"), std::string::npos);

@@ -206,6 +206,36 @@ TEST_F(CloudTest, ListGivesTheSelectedFieldsOnly) {
   EXPECT_EQ(list.json, expected);
 }
 
+// Those lists come from an index of their own, which each change has to reach.
+TEST_F(CloudTest, ListForAComparisonFollowsEachChange) {
+  const std::string id = cloud.MakeMedia(anna, "a.jpg");
+  cloud.MakeMedia(anna, "b.jpg", "2024-05-02T10:20:30");
+  cloud.MakeAlbum(anna, "trip", "Trip");
+  const char* const changes[] = {R"({"size":77})",
+                                 R"({"editedTime":"2024-06-01T00:00:00Z"})",
+                                 R"({"createdTime":"2024-06-02T00:00:00Z"})",
+                                 R"({"albumId":"trip"})",
+                                 R"({"recycled":true})",
+                                 R"({"fileName":"size.jpg","properties":{"size":1}})",
+                                 R"({"editedTime":null})"};
+  for (const char* const change : changes) {
+    ASSERT_EQ(cloud.Call(anna, "PATCH", "/cloudPhoto/v1/media/" + id, Json(change)).status, 200) << change;
+    const Json::Value brief =
+        cloud
+            .Call(
+                anna, "GET",
+                "/cloudPhoto/v1/media?fields=nextCursor,media(albumId,id,editedTime,createdTime,size,status)")
+            .json;
+    Json::Value whole = cloud.Call(anna, "GET", "/cloudPhoto/v1/media").json;
+    for (Json::Value& media : whole["media"]) {
+      for (const std::string& name : media.getMemberNames()) {
+        if (!brief["media"][0].isMember(name) && name != "editedTime") media.removeMember(name);
+      }
+    }
+    EXPECT_EQ(brief, whole) << change;
+  }
+}
+
 TEST_F(CloudTest, BadListQueriesAreRefused) {
   const std::pair<const char*, const char*> cases[] = {
       {"pageSize=0", "31084000"},        {"pageSize=x", "31084000"},     {"cursor=nonsense", "31084002"},

@@ -221,6 +221,46 @@ TEST_F(ServerTest, UsersAreManagedBesideTheRunningServer) {
   EXPECT_NE(Run({"user", "remove", "--data", Data(), "berta"}).status, 0);
 }
 
+TEST_F(ServerTest, SuspendedAccountCanBeReadAndTakesNothingMore) {
+  TakeLock();
+  const auto made =
+      Call("POST", "/cloudPhoto/v1/media?mode=temp", R"({"fileName":"a.jpg","albumId":"default-album-1"})");
+  ASSERT_EQ(made.status, 200) << made.body;
+  const std::string media = "/cloudPhoto/v1/media/" + made.json["id"].asString();
+  ASSERT_EQ(Call("PATCH", media + "?mode=normal", "{}").status, 200);
+  EXPECT_EQ(Call("GET", "/cloudPhoto/v1/about").json["status"], "normal");
+
+  ASSERT_EQ(Run({"user", "suspend", "--data", Data(), "--delete-days", "2", "anna"}).status, 0);
+  EXPECT_NE(Run({"user", "list", "--data", Data()}).output.find("anna\tsuspended\t"), std::string::npos);
+  const HttpReply about = Call("GET", "/cloudPhoto/v1/about");
+  EXPECT_EQ(about.json["status"], "disabled");
+  const Json::Value& settings = about.json["settings"];
+  EXPECT_EQ(std::stoll(settings["deleteTime"].asString()) - std::stoll(settings["disableTime"].asString()),
+            2 * 24 * 3600 * 1000);
+  EXPECT_EQ(Call("GET", media).status, 200);
+  EXPECT_EQ(Call("GET", "/cloudPhoto/v1/changes?cursor=0").json["changes"].size(), 1u);
+  // What is refused before its body comes ends its connection.
+  const auto change = [&](const std::string& method, const std::string& target, const std::string& body) {
+    return HttpConnection(server->Port()).Call(method, target, body, headers);
+  };
+  for (const HttpReply& refused :
+       {change("PATCH", media, R"({"favorite":true})"), change("DELETE", media, ""),
+        change("POST", "/cloudPhoto/v1/albums", R"({"albumName":"x"})"),
+        change("POST", "/cloudPhoto/v1/media?mode=temp",
+               R"({"fileName":"b.jpg","albumId":"default-album-1"})")}) {
+    EXPECT_EQ(refused.status, 403);
+    EXPECT_EQ(refused.json["error"]["errors"][0]["code"], "31084003");
+  }
+  const HttpReply batch = Call("POST", "/cloudPhoto/v1/batch?form=json",
+                               R"({"requests":[{"method":"DELETE","uri":")" + media + R"("}]})");
+  EXPECT_EQ(batch.json["responses"][0]["code"], 403) << batch.body;
+
+  ASSERT_EQ(Run({"user", "resume", "--data", Data(), "anna"}).status, 0);
+  EXPECT_FALSE(Call("GET", "/cloudPhoto/v1/about").json["settings"].isMember("disableTime"));
+  EXPECT_EQ(Call("PATCH", media, R"({"favorite":true})").status, 200);
+  EXPECT_NE(Run({"user", "suspend", "--data", Data(), "nobody"}).status, 0);
+}
+
 // The secrets' source stands in the test of the client's derivation: the argon2
 // command and Python's BLAKE2b.
 TEST_F(ServerTest, UserAddedByPasswordLogsInWithTheDerivedSecretOnly) {

@@ -57,9 +57,7 @@ TEST_F(SyncLockTest, LostLockStopsTheUploadAndTheNextCycleDoesIt) {
   gallery.FavoriteFiles(gallery.GetFile("a"), true);
   cloud.onCall = [this](const std::string& call) {
     if (call != "UploadModifyFile") return;
-    for (int i = 0; i < 500 && Count("KeepLock") == 0; ++i)
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    while (sync->GetState().lastError.step != "SyncHelper::KeepLock") std::this_thread::yield();
   };
   EXPECT_FALSE(Cycle());
   EXPECT_EQ(Count("KeepLock"), 1);

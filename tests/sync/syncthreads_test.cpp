@@ -13,9 +13,16 @@ TEST_F(SyncThreadsTest, UserEditsWhileCyclesRun) {
   cloud.CreateAlbum("default-album-300-x", L"Trip");
   for (int i = 0; i < 20; ++i) cloud.AddMedia("m" + std::to_string(i), L"m" + std::to_wstring(i) + L".jpg");
   Settle();
+  // Each request of a cycle lets both go on, so that they change what is under way.
   std::atomic<bool> done{false};
+  std::counting_semaphore<> userTurns{0}, otherTurns{0};
+  cloud.onCall = [&](const std::string&) {
+    userTurns.release(3);
+    otherTurns.release();
+  };
   std::thread user([&] {
     for (int round = 0; !done; ++round) {
+      userTurns.acquire();
       const auto file = gallery.GetFile("m" + std::to_string(round % 10));
       if (file) (void)gallery.FavoriteFiles(file, !file->IsFavorite);
       if (round % 50 == 0) {
@@ -24,24 +31,26 @@ TEST_F(SyncThreadsTest, UserEditsWhileCyclesRun) {
         }
       }
       (void)sync->GetState();
-      std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
   });
   std::thread other([&] {
     for (int round = 0; !done; ++round) {
+      otherTurns.acquire();
       cloud.Edit("m" + std::to_string(round % 20), [](CloudFileInfo& info) { info.size += 1; });
       if (round % 7 == 0) cloud.Recycle("m" + std::to_string(10 + round % 10));
       if (round % 11 == 0) cloud.Recover("m" + std::to_string(10 + round % 10));
       if (round == 30)
         sync->ProcessPushMsg("301",
                              R"({"deviceCategory":"pc","serviceType":"cloudphoto","operType":"clearfile"})");
-      std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
   });
   for (int i = 0; i < 30; ++i) (void)Cycle();
   done = true;
+  userTurns.release();
+  otherTurns.release();
   user.join();
   other.join();
+  cloud.onCall = nullptr;
   Settle(12);
   ExpectInStep();
 }

@@ -17,11 +17,13 @@
 namespace {
 
 using testing::AllOf;
+using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 using testing::SizeIs;
+using testing::StartsWith;
 using E = TransferErrorInterface;
 
 // The text kFox and its ciphertext, made with the openssl command line:
@@ -235,12 +237,12 @@ TEST_F(ToldContentTest, FileThatLeftTheGalleryStillArrives) {
   EXPECT_EQ(task->LastErr().level, E::kInfo);
 }
 
-TEST_F(ToldContentTest, FirstGenerationIsNotServed) {
+TEST_F(ToldContentTest, FirstGenerationIsAskedForNoRecordOfTheSecond) {
   GlobalData::cloudGeneration = GlobalData::kGenerationV1;
   EXPECT_FALSE(RunWith());
-  EXPECT_EQ(task->LastErr().code, E::kVersionUnknown);
+  EXPECT_EQ(task->LastErr().code, E::kNoUrl);
   EXPECT_EQ(task->LastErr().outage, E::Outage::No);
-  EXPECT_THAT(asked, IsEmpty());
+  EXPECT_THAT(asked, Each(StartsWith("POST /JPJX/CloudPhoto ")));
 }
 
 // --- Lost contents

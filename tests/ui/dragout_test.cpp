@@ -19,6 +19,7 @@
 #include "ui/dragpicture.h"
 #include "ui/galleryalbumwnd.h"
 #include "ui/gallerydragout.h"
+#include "ui/gallerydropwatch.h"
 #include "ui/view/pageflags.h"
 #include "utils/globaldata.h"
 #include "utils/messages.h"
@@ -40,12 +41,16 @@ class DragOutTest : public ContentTest, protected OpenPage {
     GlobalData::globalParam = GlobalParamWrapper::GetInstance();
     GlobalData::multiBubbleShown = false;
     fs::create_directories(folder / "target");
+    // What is dropped lands in a folder of the user's.
+    home = qgetenv("HOME");
+    qputenv("HOME", QByteArray::fromStdString(folder.Path().string()));
   }
   void TearDown() override {
     target.kill();
     target.waitForFinished();
     ClosePage();
     ContentTest::TearDown();
+    qputenv("HOME", home);
     upward::Install(static_cast<IAlbumViews*>(nullptr));
   }
 
@@ -124,8 +129,17 @@ class DragOutTest : public ContentTest, protected OpenPage {
     return names;
   }
 
+  // All words that the page shows.
+  QString Words() const {
+    QString words;
+    for (QWidget* widget : page->findChildren<QWidget*>())
+      if (const auto* label = dynamic_cast<CLabelUI*>(widget)) words += label->GetText();
+    return words;
+  }
+
   QProcess target;
   std::string said;
+  QByteArray home;
 };
 
 TEST_F(DragOutTest, OriginalOfThisComputerIsGivenWhereItLies) {
@@ -175,6 +189,8 @@ TEST_F(DragOutTest, TargetThatNamesAFolderGetsTheDownloadsThere) {
   for (const auto& row : rows)
     EXPECT_EQ(platform::NativePath(row.LocalPath).parent_path(), folder / "target");
   EXPECT_TRUE(QTest::qWaitFor([] { return LeftOver().empty() && !GlobalData::dragging; }, 20000));
+  EXPECT_FALSE(page->DropWatch().IsWatching());
+  EXPECT_FALSE(Words().contains(QStringLiteral("copied to")));
   GalleryTransManager::GetInstance().GalleryStop();
 }
 
@@ -187,17 +203,45 @@ TEST_F(DragOutTest, DropThatIsRefusedLeavesNothing) {
   EXPECT_EQ(CountRequests("GET /cloudPhoto/v1/objects/"), 0u);
 }
 
+TEST_F(DragOutTest, FolderIsToldIntoWhichATargetHasCopied) {
+  (void)Picture("one", Noise(100, 1), true);
+  (void)Picture("two", Noise(3 * kSliceSize), false);
+  Open();
+  page->CurrentList()->OnSelectAllKey(0);
+  EXPECT_EQ(DragTo(QStringLiteral("uris")), "2 copy");
+  EXPECT_TRUE(
+      QTest::qWaitFor([&] { return Words().contains(QStringLiteral("2 files copied to target")); }, 20000));
+  EXPECT_FALSE(page->DropWatch().IsWatching());
+}
+
+TEST_F(DragOutTest, WatchForADropIsStartedAgainWhenItIsAskedTo) {
+  (void)Picture("one", Noise(100), true);
+  Open();
+  EXPECT_EQ(DragTo(QStringLiteral("uris"),
+                   [this] {
+                     EXPECT_TRUE(page->DropWatch().IsWatching());
+                     (void)platform::SendMessageW(page->GetHWND(), WM_RESTART_MANAGER, 0, 0);
+                     EXPECT_TRUE(page->DropWatch().IsWatching());
+                   }),
+            "1 copy");
+  EXPECT_TRUE(
+      QTest::qWaitFor([&] { return Words().contains(QStringLiteral("1 file copied to target")); }, 20000));
+}
+
+TEST_F(DragOutTest, DropThatWentNowhereIsNotWatched) {
+  (void)Picture("refused", Noise(1000), true);
+  Open();
+  (void)DragTo(QStringLiteral("refuse"), [this] { EXPECT_TRUE(page->DropWatch().IsWatching()); });
+  EXPECT_TRUE(QTest::qWaitFor([&] { return !page->DropWatch().IsWatching(); }, 20000));
+}
+
 TEST_F(DragOutTest, FetchThatFailsGivesTheTargetNothingAndIsSaid) {
   (void)Picture("failing", Noise(1000), false);
   Open();
   server.Fault(R"({"method":"GET","path":"/objects/","times":0,"status":404})");
   EXPECT_EQ(DragTo(QStringLiteral("uris")), "0 copy");
   EXPECT_THAT(Arrived(), IsEmpty());
-  QString words;
-  for (QWidget* widget : page->findChildren<QWidget*>()) {
-    if (const auto* label = dynamic_cast<CLabelUI*>(widget)) words += label->GetText();
-  }
-  EXPECT_THAT(words.toStdString(),
+  EXPECT_THAT(Words().toStdString(),
               HasSubstr(CResourceManager::GetText(QStringLiteral("IDS_GALLERY_DRAG_FAILED")).toStdString()));
   EXPECT_TRUE(QTest::qWaitFor([] { return LeftOver().empty(); }, 20000));
 }
@@ -300,6 +344,26 @@ TEST_F(DragOutTest, PictureDroppedOnAnAlbumOfThePanelMovesThere) {
   driver.start(20);
   EXPECT_TRUE(QTest::qWaitFor([&] { return dropped && file->AlbumId() == album->AlbumId.Get(); }, 20000));
   EXPECT_EQ(CountRequests("GET /cloudPhoto/v1/objects/"), 0u);
+}
+
+TEST_F(DragOutTest, SecondAnswerToOneDropFindsNothingToDo) {
+  const auto file = Picture("twice", Noise(1000), false);
+  Open();
+  page->CurrentList()->OnSelectAllKey(0);
+  const DragOutData data(*page, {file});
+  GlobalData::dragging = true;
+  const LogText log;
+  for (int i = 0; i < 2; ++i) {
+    (void)platform::SendMessageW(page->GetHWND(), WM_GALLERY_SHELL_DROP, 0,
+                                 reinterpret_cast<platform::LPARAM>(new std::wstring(
+                                     folder.Wide("target/") + data.DirectoryName().toStdWString())));
+    EXPECT_FALSE(GlobalData::dragging);
+  }
+  const std::string text = log.Text(), line = "Home Gallery Drag To Local Success";
+  EXPECT_NE(text.find(line), std::string::npos);
+  EXPECT_EQ(text.find(line), text.rfind(line));
+  EXPECT_THAT(text, HasSubstr("GetSelectedVec=1"));
+  EXPECT_THAT(text, HasSubstr("GetSelectConTrolsSize=1"));
 }
 
 TEST_F(DragOutTest, PathThatIsNotTheDragsIsLeftAlone) {

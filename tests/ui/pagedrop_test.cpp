@@ -102,6 +102,18 @@ TEST_F(PageDropTest, OpenAlbumTakesWhatIsDroppedOnIt) {
   EXPECT_TRUE(Until([this] { return FilesOf(L"Harbour") == 1; }));
 }
 
+TEST_F(PageDropTest, WhatLiesInARecycleBinIsNotTakenAndNothingIsClosed) {
+  AddDay(0, 2);
+  Open();
+  const auto before = gallery.FileCount();
+  ASSERT_TRUE(Drop({Picture("a.jpg", "$RECYCLE.BIN"), Picture("b.jpg", "$Recycle.Bin/S-1-5"),
+                    Picture("c.jpg", ".Trash-1000/files")}));
+  Settle();
+  EXPECT_EQ(OpenDialog(), nullptr);
+  EXPECT_TRUE(page->isVisible());
+  EXPECT_EQ(gallery.FileCount(), before);
+}
+
 TEST_F(PageDropTest, TheBinTakesNothing) {
   AddDay(0, 2);
   Open();

@@ -46,6 +46,7 @@ void ReadBody(const std::string& body, RawAnswer& answer) {
 // A request that opens a session may go to another service than the present
 // session's, which has no business with its token.
 Json::Value HeadersOf(const SingleRequest& request) {
+  if (request.makeHeaders) return request.makeHeaders();
   Json::Value headers = HeadBuilder::Build(request.lockToken);
   if (request.open) headers.removeMember("Authorization");
   if (!request.accessToken.empty()) headers["Authorization"].append("Bearer " + request.accessToken);

@@ -2,6 +2,7 @@
 
 #include <json/value.h>
 
+#include <functional>
 #include <future>
 #include <optional>
 #include <string>
@@ -43,6 +44,8 @@ struct SingleRequest {
   std::string baseUrl;      // empty: the service of the logged-in user
   bool open = false;        // needs no session, and opens none when its token has ended
   std::string accessToken;  // of an open request that belongs to a session in the making
+  // Makes its headers, anew for each sending; empty: the common ones, with the session.
+  std::function<Json::Value()> makeHeaders = {};
 };
 
 // Whether the other side or the way to it was out, so that the same request may

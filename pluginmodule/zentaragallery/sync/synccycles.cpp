@@ -42,17 +42,17 @@ bool SyncHelper::FullSync(SyncMode next) {
 bool SyncHelper::FullSyncGalleryFilesV2(SyncMode next) {
   constexpr char kTag[] = "SyncHelper::FullSyncGalleryFilesV2";
   if (next == SyncModeBriefing) {
-    LogInfo(kTag, [this] { return "Briefing strart! type:" + std::to_string(briefingType); });
-    const int result = Briefing(briefingType);
+    LogInfo(kTag, [this] { return "Briefing strart! type:" + std::to_string(briefing.Type()); });
+    const int result = Briefing(briefing.Type());
     LogInfo(kTag, [result] { return "Briefing result: " + std::to_string(result); });
     LogInfo(kTag, "Briefing end!");
     return result == 0;
   }
   LogInfo(kTag, "All Download V2 Begin");
   std::size_t olderRows = 0;
-  fullListing = true;
+  Note(&Progress::fullListing, true);
   const bool listed = listing.RequestDownLoadFileV2(olderRows);
-  fullListing = false;
+  Note(&Progress::fullListing, false);
   if (!listed) return cycle.Fail(kTag, "All DownLoad V2 Faild");
   const auto version = cycle.QueryVersion();
   if (!version) {
@@ -66,8 +66,8 @@ bool SyncHelper::FullSyncGalleryFilesV2(SyncMode next) {
   // this one started are compared with it, unless it only adds to them.
   const bool anew = next == SyncModeFull || row.UpdateTime == 0;
   if (moved || (anew && olderRows > 0)) {
-    briefingType = kMovedWhileListing;
-    return Briefing(briefingType) != 0 || listing.FinishFullSync();
+    briefing.SetType(kMovedWhileListing);
+    return Briefing(kMovedWhileListing) != 0 || listing.FinishFullSync();
   }
   if (!listing.FinishFullSync()) return false;
   LogInfo(kTag, "full sync success!");
@@ -112,7 +112,7 @@ bool SyncHelper::IncrementCycle() {
   LogInfo(kTag, "Begin Increment Sync");
   ClearStopFlags();
   pull.ForgetTarget();
-  pulled = false;
+  Note(&Progress::pulled, false);
   cycleRunning = true;
   if (!cycle.TakeService()) {
     if (cycle.IsPaused()) cycle.TellPaused();
@@ -126,7 +126,7 @@ bool SyncHelper::IncrementCycle() {
     EndFailedPull();
     return false;
   }
-  pulled = true;
+  Note(&Progress::pulled, true);
   if (cycle.IsPaused()) {
     cycle.TellPaused();
     return true;
@@ -213,13 +213,13 @@ bool SyncHelper::CompareAll() {
 int SyncHelper::Briefing(int type) {
   constexpr char kTag[] = "SyncHelper::Briefing";
   LogInfo(kTag, [type] { return "Briefing type: " + std::to_string(type); });
-  if (briefingBusy.exchange(true)) {
+  if (!briefing.Begin()) {
     LogInfo(kTag, "[Briefing]Is Briefing Now");
     return kAlreadyRunning;
   }
-  if (type == kByPush && fullListing) {
+  if (type == kByPush && Noted().fullListing) {
     LogInfo(kTag, "[Briefing]Is AllDown Now");
-    briefingBusy = false;
+    briefing.End();
     return kRefused;
   }
   LogInfo(kTag,
@@ -229,6 +229,6 @@ int SyncHelper::Briefing(int type) {
     comparison.GiveBackEmpty();
     (void)IncrementSync();  // What fails there is repeated by the next tick.
   }
-  briefingBusy = false;
+  briefing.End();
   return good ? kDone : kFailed;
 }

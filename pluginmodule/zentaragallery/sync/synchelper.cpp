@@ -26,7 +26,6 @@ constexpr std::int64_t kTickMs = 60'000;
 // the briefings of one account's devices apart.
 constexpr std::uint32_t kRandomMask = 0x7fff;
 constexpr std::int64_t kDayMs = 86'400'000;
-constexpr std::int32_t kDefaultBriefingDays = 30;
 // A service that refuses is asked again after n * n * 120 + 120 seconds; after
 // this many refusals not before the next start.
 constexpr std::int32_t kMaxFailures503 = 3;
@@ -50,23 +49,23 @@ void SyncHelper::Replace(SyncHelper* other) { replacement = other; }
 SyncHelper::SyncHelper(SyncServices given) : services(std::move(given)) {}
 
 SyncHelper::~SyncHelper() {
-  closed = true;
+  phase = Phase::kClosed;
   cycle.Stop();
   turns.LookAgain();
   StopTimer();
   lock.Release();
-  platform::MutexLock hold(watchLock);
-  if (watchThread.joinable()) watchThread.join();
+  displayWatch.Join();
+  platform::MutexLock hold(driverLock);
   if (playerThread.joinable()) playerThread.join();
 }
 
 void SyncHelper::StartSync() {
   constexpr char kTag[] = "SyncHelper::StartSync";
-  const int stopsBefore = stops;
+  const int stopsBefore = Stops();
   platform::MutexLock starting(startLock);
-  if (started) return;
+  if (IsStarted()) return;
   LogInfo(kTag, "StartSync");
-  if (closed) {
+  if (IsClosed()) {
     // A cycle may have gone on behind the stop, with what it had read of the user
     // before.
     EndTicks();
@@ -75,17 +74,17 @@ void SyncHelper::StartSync() {
   {
     platform::MutexLock hold(driverLock);
     if (stops != stopsBefore) return;
-    closed = false;
+    phase = Phase::kOpen;
   }
   if (GlobalData::cloudGeneration == GlobalData::kGenerationUnknown) (void)cycle.CutStatus();
   CheckAndClearDatabase();
   std::mt19937 generator(std::random_device{}());
-  briefingRandomMs = static_cast<std::int64_t>(generator() & kRandomMask) % kDayMs;
-  LogInfo(kTag, [this] { return "Briefing Random Time :" + std::to_string(briefingRandomMs) + " ms"; });
-  briefingPeriodDays = services.briefingPeriodDays ? services.briefingPeriodDays() : kDefaultBriefingDays;
+  const std::int64_t randomMs = static_cast<std::int64_t>(generator() & kRandomMask) % kDayMs;
+  LogInfo(kTag, [randomMs] { return "Briefing Random Time :" + std::to_string(randomMs) + " ms"; });
+  briefing.Set(services.briefingPeriodDays ? services.briefingPeriodDays() : 0, randomMs);
   platform::MutexLock hold(driverLock);
-  if (closed) return;  // A stop came while the service was asked.
-  started = true;
+  if (IsClosed()) return;  // A stop came while the service was asked.
+  phase = Phase::kStarted;
   refunds.ResumeLater();
   cycle.TakeStopBack();
   // The switch was turned on before the start.
@@ -97,13 +96,12 @@ void SyncHelper::StartSync() {
   (void)GalleryTransManager::GetInstance().LoadTaskFromDB();  // What cannot be read has been logged.
   if (GlobalData::cloudGeneration == GlobalData::kGenerationV2) {
     if (services.startLostFiles) services.startLostFiles(RefundOf(kContent), RefundOf(kThumbnails));
-    StartWatch();
+    displayWatch.Start(services.pause);
   }
   if (services.registerPush) {
     services.registerPush(
         [this](const std::string& command, const std::string& body) { ProcessPushMsg(command, body); });
   }
-  platform::MutexLock watch(watchLock);
   if (services.makePlayer && !playerThread.joinable()) playerThread = std::thread(services.makePlayer);
 }
 
@@ -126,7 +124,7 @@ void SyncHelper::StopTicks() {
   {
     platform::MutexLock hold(driverLock);
     ++stops;
-    started = false;
+    if (IsStarted()) phase = Phase::kOpen;
   }
   if (timerTicks) EndCycle();
   if (services.removePush) services.removePush();
@@ -135,32 +133,35 @@ void SyncHelper::StopTicks() {
 
 void SyncHelper::TimerTick() {
   timerTicks = true;
-  if (started) (void)RunOnce();
+  if (IsStarted()) (void)RunOnce();
   timerTicks = false;
 }
 
 void SyncHelper::Reopen() {
   platform::MutexLock starting(startLock);
-  if (!closed) return;
+  if (!IsClosed()) return;
   EndTicks();
   ForgetRun();
   platform::MutexLock hold(driverLock);
-  closed = false;
+  phase = Phase::kOpen;
   cycle.TakeStopBack();
 }
 
+int SyncHelper::Stops() {
+  platform::MutexLock hold(driverLock);
+  return stops;
+}
+
 void SyncHelper::ForgetRun() {
-  {
-    platform::MutexLock hold(watchLock);
-    if (watchThread.joinable()) watchThread.join();
-  }
+  displayWatch.Join();
   lock.Release();
   cycle.Forget();
   EmptyViews();
   pull.ForgetTarget();
   comparison.ForgetRequeued();
   refunds.Forget();
-  pulled = hasTicked = timeLineToldIdle = timeLineToldCycle = false;
+  platform::MutexLock hold(progressLock);
+  progress = {};
 }
 
 void SyncHelper::EmptyViews() {
@@ -169,26 +170,12 @@ void SyncHelper::EmptyViews() {
   (void)gallery.AddFiles({});
 }
 
-void SyncHelper::StartWatch() {
-  platform::MutexLock hold(watchLock);
-  if (watching) return;  // Since a start before the ticks were stopped.
-  if (watchThread.joinable()) watchThread.join();
-  const bool shown = GlobalParamWrapper::GetInstance()->GetEnableShowLostCloudPhoto();
-  watching = true;
-  watchThread = std::thread([this, shown] {
-    platform::SetThreadName("display watch");
-    LoadDataToMemoryWhenDisplaySwitchChanged(shown);
-    watching = false;
-  });
-}
-
 void SyncHelper::StopSync() {
   LogInfo("SyncHelper::StopSync", "StopSync");
   {
     platform::MutexLock hold(driverLock);
     ++stops;
-    closed = true;
-    started = false;
+    phase = Phase::kClosed;
   }
   cycle.Stop();
   turns.LookAgain();
@@ -203,12 +190,12 @@ void SyncHelper::ClearStopFlags() {
   // Not that of the lock's keeper: the lock of a refund may be on its way back.
   cycle.TakeStopBack();
   // A stop that came between must not be forgotten.
-  if (closed || (timerTicks && !started)) cycle.Stop();
+  if (IsClosed() || (timerTicks && !IsStarted())) cycle.Stop();
 }
 
 void SyncHelper::SetSyncSwitch(bool on) {
   syncSwitch = on;
-  if (started) SetPaused(!on);
+  if (IsStarted()) SetPaused(!on);
 }
 
 void SyncHelper::SetPaused(bool paused) {
@@ -227,8 +214,8 @@ void SyncHelper::PostToFrame(unsigned message) const {
   platform::PostMessageW(GlobalParamWrapper::GetInstance()->GetMainWnd(), message, 0, 0);
 }
 
-void SyncHelper::NotifyTimeLine(std::atomic<bool>& done) {
-  if (done.exchange(true)) return;
+void SyncHelper::NotifyTimeLine(bool Progress::*done) {
+  if (Note(done, true)) return;
   if (const auto album = Gallery::GetInstance().GetAlbum(SystemAlbumId(AlbumKind::TimeLine))) album->Notify();
 }
 
@@ -241,8 +228,8 @@ bool SyncHelper::RunNext(const std::function<bool()>& giveUp, const std::functio
 }
 
 bool SyncHelper::BetweenCycles(const std::function<bool()>& work) {
-  if (!turns.Wait([this] { return closed.load(); })) return false;
-  const bool done = !closed && work();
+  if (!turns.Wait([this] { return IsClosed(); })) return false;
+  const bool done = !IsClosed() && work();
   EndTurn();
   return done;
 }
@@ -272,14 +259,14 @@ void SyncHelper::GiveBackContents(const Ids& ids) { (void)RefundGetLock(ids, kCo
 bool SyncHelper::GiveBackLost(const std::function<bool()>& goOn) {
   if (!services.giveBackLost || !services.giveBackLost(RefundOf(kContent), RefundOf(kThumbnails)))
     return cycle.Fail("SyncHelper::GiveBackLost", "what the cloud has lost cannot be given back now");
-  refunds.WaitUntilEnded([&] { return !closed && goOn(); });
-  return !closed;
+  refunds.WaitUntilEnded([&] { return !IsClosed() && goOn(); });
+  return !IsClosed();
 }
 
 bool SyncHelper::RunTurn() {
   cycle.Begin();
   comparison.ForgetRequeued();
-  hasTicked = true;
+  Note(&Progress::hasTicked, true);
   SyncTick();
   ExpireBin();
   EndTurn();
@@ -309,7 +296,7 @@ void SyncHelper::KeepLastError() {
 }
 
 void SyncHelper::SyncTick() {
-  if (closed) return;
+  if (IsClosed()) return;
   cycle.CountPending();
   if (!syncSwitch) {
     cycle.TellPaused();
@@ -325,28 +312,28 @@ void SyncHelper::SyncTick() {
   }
   if (cycleRunning) return;
   const SyncMode next = GetSyncMode();
-  mode = static_cast<std::int32_t>(next);
+  Note(&Progress::mode, next);
   if (next == SyncModeFailed || next == SyncModeNewAccount) {
     KeepLastError();
-    NotifyTimeLine(timeLineToldIdle);
+    NotifyTimeLine(&Progress::timeLineToldIdle);
     return;
   }
   PostToFrame(WM_FRAME_SYNC_BEGIN);
   (void)RunMode(next);  // What failed stands in the cycle.
   KeepLastError();
   PostToFrame(WM_FRAME_SYNC_END);
-  NotifyTimeLine(timeLineToldCycle);
+  NotifyTimeLine(&Progress::timeLineToldCycle);
 }
 
 bool SyncHelper::RunMode(SyncMode next) {
   if (next == SyncModeIncrement) {
-    hasSynced = true;
+    Note(&Progress::hasSynced, true);
     return IncrementSync();
   }
   if (WaitsAfter503()) return cycle.Fail("SyncHelper::SyncTick", "service unavailable, waiting");
-  hasSynced = false;
+  Note(&Progress::hasSynced, false);
   const bool good = FullSync(next);
-  hasSynced = true;
+  Note(&Progress::hasSynced, true);
   return good;
 }
 
@@ -359,15 +346,16 @@ bool SyncHelper::WaitsAfter503() const {
 }
 
 SyncState SyncHelper::GetState() {
+  const Progress noted = Noted();
   SyncState state;
   state.status = cycle.Status();
-  state.mode = static_cast<SyncMode>(mode.load());
-  state.started = started;
-  state.hasSynced = hasSynced;
+  state.mode = noted.mode;
+  state.started = IsStarted();
+  state.hasSynced = noted.hasSynced;
   state.lockHeld = !GalleryTransManager::GetInstance().LockToken().empty();
   (void)cycle.localOperation.ReadVersionRecord(state.row, state.hasRow);  // Unreadable shows as no row.
   state.targetVersion = pull.TargetVersion();
-  state.pulled = pulled;
+  state.pulled = noted.pulled;
   state.pendingAlbums = cycle.localOperation.GetCreatedAlbums().size() +
                         cycle.localOperation.GetModifyAlbums().size() +
                         cycle.localOperation.GetDeleteAlbums().size();
@@ -375,6 +363,6 @@ SyncState SyncHelper::GetState() {
       cycle.localOperation.GetChangedFiles().size() + cycle.localOperation.GetDeleteFiles().size();
   state.pendingUploads = cycle.localOperation.GetUploadFiles().size();
   state.requeued = comparison.Requeued();
-  state.lastError = hasTicked ? cycle.LastError() : LastErrorFile::Load();
+  state.lastError = noted.hasTicked ? cycle.LastError() : LastErrorFile::Load();
   return state;
 }

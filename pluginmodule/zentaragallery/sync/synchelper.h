@@ -9,11 +9,13 @@
 #include <vector>
 
 #include "common/platform/mutex.h"
+#include "sync/briefingplan.h"
 #include "sync/cloudcomparison.h"
 #include "sync/cloudlock.h"
 #include "sync/cloudpull.h"
 #include "sync/contentupload.h"
 #include "sync/cycleturns.h"
+#include "sync/displaywatch.h"
 #include "sync/fulllisting.h"
 #include "sync/localchanges.h"
 #include "sync/refunds.h"
@@ -30,8 +32,8 @@
 // the cloud was silent: a deletion needs a tombstone, or a whole listing.
 //
 // It drives the parts that do the work, each with a state of its own: CloudLock,
-// CloudPull, FullListing, CloudComparison, LocalChanges, ContentUpload, Refunds; what
-// they share is SyncCycle.
+// CloudPull, FullListing, CloudComparison, LocalChanges, ContentUpload, Refunds,
+// DisplayWatch; what they share is SyncCycle.
 //
 // Threads: cycles run on the timer's thread, or on the caller's of RunOnce, and
 // never overlap. StartSync, StopSync, SetPaused, ProcessPushMsg and GetState may
@@ -143,9 +145,38 @@ class SyncHelper {
   static bool IsClearNewer(const std::string& local, const std::string& cloud);
   // One look of the watch on the display switch; `shown` is the setting last
   // seen.
-  void CheckDisplaySwitch(bool& shown);
+  void CheckDisplaySwitch(bool& shown) { displayWatch.CheckDisplaySwitch(shown); }
 
  private:
+  enum class Phase {
+    kOpen,     // cycles run when they are asked for
+    kStarted,  // and by the timer's ticks
+    kClosed,   // StopSync came: no cycle may clear its flags
+  };
+  // What is told of the cycles, since the start.
+  struct Progress {
+    SyncMode mode = SyncModeFailed;
+    bool pulled = false;
+    bool hasTicked = false;
+    bool hasSynced = false;
+    bool fullListing = false;
+    bool timeLineToldIdle = false;
+    bool timeLineToldCycle = false;
+  };
+
+  bool IsStarted() const { return phase == Phase::kStarted; }
+  bool IsClosed() const { return phase == Phase::kClosed; }
+  // The value before.
+  template <typename T>
+  T Note(T Progress::*field, T value) {
+    platform::MutexLock hold(progressLock);
+    return std::exchange(progress.*field, value);
+  }
+  Progress Noted() {
+    platform::MutexLock hold(progressLock);
+    return progress;
+  }
+
   // synchelper.cpp
   bool RunTurn();
   void SyncTick();
@@ -153,12 +184,12 @@ class SyncHelper {
   void KeepLastError();
   void ExpireBin();
   bool WaitsAfter503() const;
-  void NotifyTimeLine(std::atomic<bool>& done);
+  void NotifyTimeLine(bool Progress::*done);
   void PostToFrame(unsigned message) const;
   void EndTicks();
+  int Stops();
   void ForgetRun();
   static void EmptyViews();
-  void StartWatch();
   void ClearStopFlags();
   void TimerTick();
   void EndTurn();
@@ -180,8 +211,6 @@ class SyncHelper {
 
   // syncinit.cpp
   void ProcessClientInitPushMsg(const std::string& body);
-  void LoadDataToMemoryWhenDisplaySwitchChanged(bool shown);
-  bool SleepWhileLoggedIn(std::int64_t seconds) const;
 
   SyncServices services;  // constant while the sync runs
   ThreadTimer timer;
@@ -197,34 +226,25 @@ class SyncHelper {
   LocalChanges changes{cycle};
   ContentUpload content{cycle};
 
-  std::atomic<std::int32_t> mode{0};
-  std::atomic<bool> pulled{false};
-  std::atomic<std::int32_t> briefingPeriodDays{0};
-  std::atomic<std::int64_t> briefingRandomMs{0};
-  std::atomic<int> briefingType{0};
+  BriefingPlan briefing;
 
-  std::atomic<bool> started{false};
-  std::atomic<bool> closed{false};      // StopSync came: no cycle may clear its flags
-  std::atomic<bool> timerTicks{false};  // the timer's thread runs one
-  std::atomic<bool> hasTicked{false};
-  std::int64_t expiryAsked = 0;  // when the service's time was last asked for the bin; of turns
-  std::atomic<bool> cycleRunning{false};
-  std::atomic<bool> hasSynced{false};
-  std::atomic<bool> briefingBusy{false};
-  std::atomic<bool> fullListing{false};
-  std::atomic<bool> watching{false};  // the watch thread runs
-  std::atomic<bool> syncSwitch{true};
-  std::atomic<bool> timeLineToldIdle{false};
-  std::atomic<bool> timeLineToldCycle{false};
-
-  // Starts and joins of the timer, requests and all; before `driverLock`, which
-  // is before `watchLock`.
+  // Starts and joins of the timer, requests and all; before `driverLock`.
   platform::Mutex startLock;
   // A start that begins its threads, against a stop; never over a request.
   platform::Mutex driverLock;
-  std::atomic<int> stops{0};  // so far; a start in which it grows is none
+  int stops GUARDED_BY(driverLock) = 0;  // so far; a start in which it grows is none
+  std::thread playerThread GUARDED_BY(driverLock);
 
-  platform::Mutex watchLock;
-  std::thread watchThread GUARDED_BY(watchLock);
-  std::thread playerThread GUARDED_BY(watchLock);
+  std::atomic<Phase> phase{Phase::kOpen};  // changed under `driverLock`
+  std::atomic<bool> timerTicks{false};     // the timer's thread runs one
+  std::atomic<bool> syncSwitch{true};
+
+  // Of turns.
+  bool cycleRunning = false;
+  std::int64_t expiryAsked = 0;  // when the service's time was last asked for the bin
+
+  platform::Mutex progressLock;  // a leaf
+  Progress progress GUARDED_BY(progressLock);
+
+  DisplayWatch displayWatch{[this] { return IsClosed(); }};
 };

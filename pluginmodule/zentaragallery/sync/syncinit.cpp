@@ -1,4 +1,4 @@
-// Push messages, the clear marker, and the switch that shows lost files.
+// Push messages and the clear marker.
 
 #include <json/json.h>
 
@@ -17,7 +17,6 @@ namespace {
 
 constexpr char kClientInit[] = "301";
 constexpr std::array<std::string_view, 3> kInitOperations{"clearfile", "clearmetadata", "clearthumbnail"};
-constexpr std::int64_t kWatchSeconds = 60;
 
 std::string Member(const Json::Value& body, const char* key) {
   return body[key].isString() ? body[key].asString() : std::string();
@@ -111,52 +110,4 @@ void SyncHelper::CheckAndClearDatabase() {
   const std::wstring path =
       database.UserFolder() + L"\\" + DBHelper::GetGalleryDBName(CHeader::GetInstance().GetUserId());
   if (services.resetDatabase) (void)services.resetDatabase(path);  // Logged there; the old state goes on.
-}
-
-bool SyncHelper::SleepWhileLoggedIn(std::int64_t seconds) const {
-  constexpr std::chrono::milliseconds kSliceMs{100};  // so that a stop is seen at once
-  constexpr int kSlices = 10;
-  for (std::int64_t second = 0; second < seconds; ++second) {
-    if (!GlobalParamWrapper::GetInstance()->GetIsUserLoggedIn()) return false;
-    for (int slice = 0; slice < kSlices; ++slice) {
-      if (closed) return false;
-      services.pause ? services.pause(kSliceMs) : std::this_thread::sleep_for(kSliceMs);
-    }
-  }
-  return !closed && GlobalParamWrapper::GetInstance()->GetIsUserLoggedIn();
-}
-
-void SyncHelper::LoadDataToMemoryWhenDisplaySwitchChanged(bool shown) {
-  constexpr char kTag[] = "SyncHelper::LoadDataToMemoryWhenDisplaySwitchChanged";
-  while (true) {
-    if (closed || !GlobalParamWrapper::GetInstance()->GetIsUserLoggedIn()) return;
-    std::int64_t complete = 0;
-    if (DBHelper::GetInstance().GetHasDownAll(complete) && complete != 0) break;
-    LogInfo(kTag, "wait for stop loop");
-    if (!SleepWhileLoggedIn(kWatchSeconds)) return;
-  }
-  LogInfo(kTag, "Start to check whether enableShowLostCloudPhoto changes");
-  do {
-    CheckDisplaySwitch(shown);
-  } while (SleepWhileLoggedIn(kWatchSeconds));
-}
-
-void SyncHelper::CheckDisplaySwitch(bool& shown) {
-  auto* parameters = GlobalParamWrapper::GetInstance();
-  const bool now = parameters->GetEnableShowLostCloudPhoto();
-  if (!now || shown) {
-    shown = now;
-    return;
-  }
-  auto& gallery = Gallery::GetInstance();
-  Gallery::Files lost;
-  if (!DBHelper::GetInstance().GetLostFiles(lost)) return;  // The next look tries again.
-  std::erase_if(lost, [&gallery](const GalleryFile::Ptr& file) {
-    return gallery.GetFile(file->UniqueId()) != nullptr;
-  });
-  if (!closed && parameters->GetIsUserLoggedIn() && !lost.empty()) (void)gallery.AddFiles(lost);
-  LogInfo("SyncHelper::LoadDataToMemoryWhenDisplaySwitchChanged", [&] {
-    return "enableShowLostCloudPhoto:0->1,adding gallery files to memory,size:" + std::to_string(lost.size());
-  });
-  shown = now;
 }

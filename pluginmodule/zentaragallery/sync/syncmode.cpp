@@ -11,8 +11,6 @@ namespace {
 
 constexpr char kTag[] = "SyncHelper::GetSyncMode";
 constexpr char kSecondGeneration[] = "v2.0";
-constexpr std::int64_t kHourMs = 3'600'000;
-constexpr std::int64_t kDefaultBriefingDays = 30;
 // With this much down a comparison costs less than another listing.
 constexpr std::int64_t kEnoughIsDown = 50;
 
@@ -55,10 +53,9 @@ SyncMode SyncHelper::GetSyncMode() {
     (void)cycle.localOperation.ChangeVersionRecord(
         [now](AlbumLocalVersion& stored) { stored.BriefingTime = now; });
   }
-  const std::int64_t days = briefingPeriodDays > 0 ? briefingPeriodDays.load() : kDefaultBriefingDays;
-  if (now <= row.BriefingTime + days * 24 * kHourMs + briefingRandomMs) return SyncModeIncrement;
+  if (!briefing.IsDue(row.BriefingTime, now)) return SyncModeIncrement;
   LogInfo(kTag, "start briefing by expired!");
-  briefingType = 1;
+  briefing.SetType(1);
   return SyncModeBriefing;
 }
 
@@ -96,7 +93,7 @@ SyncMode SyncHelper::RestartFull(const AlbumLocalVersion& row, const CloudVersio
   const std::int64_t max = DBHelper::GetInstance().GetMaxOffset(),
                      min = DBHelper::GetInstance().GetMinOffset();
   if (max + (min < 1 ? min : 0) >= kEnoughIsDown) {
-    briefingType = 0;
+    briefing.SetType(0);
     return SyncModeBriefing;
   }
   const bool stored = cycle.localOperation.ChangeVersionRecord([&cloud](AlbumLocalVersion& stored_) {

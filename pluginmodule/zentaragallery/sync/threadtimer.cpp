@@ -5,8 +5,6 @@
 
 namespace {
 
-// A wake or a stop is seen after one slice at the latest.
-constexpr std::chrono::milliseconds kSliceMs{500};
 // At this value the disk may lose what is written.
 constexpr std::int32_t kDiskError = 4;
 constexpr char kTag[] = "ThreadTimer";
@@ -55,12 +53,15 @@ void ThreadTimer::RunOnce(const std::function<void()>& function) {
 void ThreadTimer::Wait(std::int64_t intervalMs) {
   const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(intervalMs);
   platform::MutexLock hold(lock);
-  while (!stopRequested && !wakeRequested) {
-    const auto now = std::chrono::steady_clock::now();
-    if (now >= end) break;
-    ended.wait_until(lock, std::min(end, now + kSliceMs));
+  while (!stopRequested && !wakeRequested && ended.wait_until(lock, end) != std::cv_status::timeout) {
   }
   wakeRequested = false;
+}
+
+void ThreadTimer::Wake() {
+  platform::MutexLock hold(lock);
+  wakeRequested = true;
+  ended.notify_all();
 }
 
 void ThreadTimer::Stop() {

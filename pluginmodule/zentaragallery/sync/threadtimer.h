@@ -26,8 +26,8 @@ class ThreadTimer {
 
   // Nothing when it runs already. `runAfterWait` false: the function runs first.
   void Start(std::int64_t intervalMs, std::function<void()> function, bool runAfterWait);
-  // Ends the present wait within half a second.
-  void Wake() { wakeRequested = true; }
+  // Ends the present wait, or the coming one.
+  void Wake();
   void Stop();
   bool IsRunning() const { return !expired; }
 
@@ -39,7 +39,7 @@ class ThreadTimer {
   std::atomic<bool> expired{true};
   std::atomic<bool> stopRequested{false};
   std::atomic<bool> wakeRequested{false};
-  platform::Mutex lock;  // with `ended`, which wakes a waiting thread at a stop
-  std::condition_variable_any ended;
+  platform::Mutex lock;               // with `ended`, which wakes a waiting thread at a stop
+  std::condition_variable_any ended;  // and woken
   std::thread thread;
 };

@@ -3,7 +3,9 @@
 #include <openssl/evp.h>
 
 #include <climits>
+#include <fstream>
 
+#include "common/platform/files.h"
 #include "common/platform/text.h"
 #include "utils/gallerylog.h"
 #include "utils/streamdigest.h"
@@ -18,6 +20,7 @@ constexpr char kAes256[] = "AES_256_CBC_PKCS5Padding";
 constexpr int kCipherDataType = 12;
 // One call of the library takes an int.
 constexpr std::size_t kLongestUpdate = std::size_t{1} << 30;
+constexpr std::size_t kPassBytes = 0x400000;
 
 struct FreeContext {
   void operator()(EVP_CIPHER_CTX* context) const { EVP_CIPHER_CTX_free(context); }
@@ -134,6 +137,49 @@ std::string UserKey(std::int32_t keyType) {
   return {};
 }
 
+// The content's key; empty, logged, under a wrong key of the user.
+std::string UnwrappedKey(std::int32_t keyType, const std::string& encryptedKey, const char* tag) {
+  const std::string userKey = UserKey(keyType);
+  if (userKey.empty()) {
+    LogError(tag, "decode failed! keyType=" + std::to_string(keyType));
+    return {};
+  }
+  const std::string wrapped = FromHex(encryptedKey);
+  std::optional<std::string> keyText;
+  if (wrapped.size() > kBlock) {
+    keyText = Decrypt(userKey, wrapped.substr(0, kBlock), std::string_view(wrapped).substr(kBlock));
+  }
+  const std::string key = keyText ? FromHex(*keyText) : std::string();
+  if (key.empty()) LogError(tag, "decode failed!");
+  return key;
+}
+
+// Decrypts what `Update` is given into a file.
+class FileDecryption {
+ public:
+  FileDecryption(const std::string& key, const std::string& iv, const std::filesystem::path& target)
+      : context(Open(key, iv, Direction::Decrypt)), out(target, std::ios::binary | std::ios::trunc) {}
+
+  bool Update(std::string_view pass) {
+    std::string plain(pass.size() + kBlock, '\0');
+    std::size_t written = 0;
+    return context && Step(context.get(), pass, plain.data(), written) && Write(plain, written);
+  }
+  bool Finish() {
+    std::string plain(kBlock, '\0');
+    std::size_t written = 0;
+    return context && Close(context.get(), plain.data(), written) && Write(plain, written) && out.flush();
+  }
+
+ private:
+  bool Write(const std::string& plain, std::size_t count) {
+    return out.write(plain.data(), static_cast<std::streamsize>(count)).good();
+  }
+
+  const Context context;
+  std::ofstream out;
+};
+
 }  // namespace
 
 struct StreamCipher::State {
@@ -215,22 +261,28 @@ bool DecryptData(std::int32_t keyType, const std::string& encryptedKey, const st
                  std::string& data, std::string& plain) {
   constexpr char kTag[] = "ContentCrypto::DecryptData";
   plain.clear();
-  const std::string userKey = UserKey(keyType);
-  if (userKey.empty()) {
-    LogError(kTag, "decode failed! keyType=" + std::to_string(keyType));
-    return false;
-  }
-  const std::string wrapped = FromHex(encryptedKey);
-  std::optional<std::string> keyText;
-  if (wrapped.size() > kBlock) {
-    keyText = Decrypt(userKey, wrapped.substr(0, kBlock), std::string_view(wrapped).substr(kBlock));
-  }
-  if (!keyText || !DecryptInPlace(FromHex(*keyText), FromHex(ivText), data)) {
+  const std::string key = UnwrappedKey(keyType, encryptedKey, kTag);
+  if (key.empty()) return false;
+  if (!DecryptInPlace(key, FromHex(ivText), data)) {
     LogError(kTag, "decode failed!");
     return false;
   }
   plain.swap(data);
   return true;
+}
+
+bool DecryptFile(std::int32_t keyType, const std::string& encryptedKey, const std::string& ivText,
+                 const std::filesystem::path& data, const std::filesystem::path& plain,
+                 const std::function<bool()>& goesOn) {
+  constexpr char kTag[] = "ContentCrypto::DecryptFile";
+  const std::string key = UnwrappedKey(keyType, encryptedKey, kTag);
+  if (key.empty()) return false;
+  FileDecryption decryption(key, FromHex(ivText), plain);
+  const auto error = platform::ReadInPasses(
+      data, kPassBytes, [&](std::string_view pass) { return goesOn() && decryption.Update(pass); });
+  if (!error && goesOn() && decryption.Finish()) return true;
+  if (goesOn()) LogError(kTag, "decode failed!");
+  return false;
 }
 
 bool DecryptDataByHmac(const std::string& hmac, std::string& data, std::string& plain) {

@@ -3,6 +3,8 @@
 #include <json/value.h>
 
 #include <cstdint>
+#include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -83,7 +85,13 @@ std::string ResourceHash(const std::string& mk2, const std::string& hmac);
 // `data` is empty after a success, and as it was after a failure.
 bool DecryptData(std::int32_t keyType, const std::string& encryptedKey, const std::string& ivText,
                  std::string& data, std::string& plain);
-// The same for a content that came with its HMAC's text.
+// The same for a content of any size in a file, which is one stream, into the file
+// `plain`, in passes. False, logged; also when `goesOn` says no. What was written until
+// then is left to the caller.
+bool DecryptFile(std::int32_t keyType, const std::string& encryptedKey, const std::string& ivText,
+                 const std::filesystem::path& data, const std::filesystem::path& plain,
+                 const std::function<bool()>& goesOn);
+// As DecryptData, for a content that came with its HMAC's text.
 bool DecryptDataByHmac(const std::string& hmac, std::string& data, std::string& plain);
 
 }  // namespace ContentCrypto

@@ -6,6 +6,7 @@
 namespace {
 
 constexpr std::size_t kErrorHead = 4096;
+constexpr long kPartialContent = 206;
 
 }  // namespace
 
@@ -20,7 +21,8 @@ std::vector<std::string> SessionHeaders(const std::string& url) {
 }
 
 HttpFetched FetchByHttp(const std::string& url, const std::vector<std::string>& headers,
-                        const curlppx::CurlConn::Writer& writer, const std::function<bool()>& goesOn) {
+                        const curlppx::CurlConn::Writer& writer, const std::function<bool()>& goesOn,
+                        Accept accept) {
   curlppx::CurlConn connection(curlppx::CurlConn::Connection::Kept);
   HttpFetched fetched;
   if (!connection.IsReady() || !connection.SetUrl(url)) {
@@ -31,7 +33,8 @@ HttpFetched FetchByHttp(const std::string& url, const std::vector<std::string>& 
   connection.SetMethod(curlppx::CurlConn::Method::Get, {});
   connection.SetWriter([&](std::string_view piece) {
     const long code = connection.HttpCode();
-    if (code >= 200 && code <= 299) return writer(piece);
+    if (code >= 200 && code <= 299)
+      return (accept == Accept::Any || code == kPartialContent) && writer(piece);
     fetched.response.append(piece.substr(0, kErrorHead - fetched.response.size()));
     return true;
   });

@@ -22,8 +22,14 @@ bool IsOfTheService(const std::string& url);
 // The header that carries the session there; none to anybody else.
 std::vector<std::string> SessionHeaders(const std::string& url);
 
+// Which good answers a writer takes: a part that was asked for by its range must not
+// be taken for the whole of a service that gives no ranges.
+enum class Accept { Any, PartOnly };
+
 // Fetches `url` by GET. `writer` takes the pieces of a good answer only; an
 // error's body is no part of a file. The transfer ends once `goesOn` says no,
-// which is asked about once a second and with every piece.
+// which is asked about once a second and with every piece, and with a good answer
+// that is not accepted.
 HttpFetched FetchByHttp(const std::string& url, const std::vector<std::string>& headers,
-                        const curlppx::CurlConn::Writer& writer, const std::function<bool()>& goesOn);
+                        const curlppx::CurlConn::Writer& writer, const std::function<bool()>& goesOn,
+                        Accept accept = Accept::Any);

@@ -1,5 +1,6 @@
 #include "ui/gallerydragout.h"
 
+#include <QDesktopServices>
 #include <QDir>
 #include <QDrag>
 #include <QEventLoop>
@@ -21,6 +22,7 @@
 #include "transfer/stream/contentcopy.h"
 #include "ui/directsave.h"
 #include "ui/dragpicture.h"
+#include "ui/gallerydropwatch.h"
 #include "ui/pagecontext.h"
 #include "ui/view/galleryselecthelper.h"
 #include "ui/view/pageflags.h"
@@ -132,7 +134,11 @@ void GalleryDragOut::Run(QWidget& source, const QPixmap& picture) {
   // The window that the drag comes from is known once it has begun.
   QTimer::singleShot(0, drag, [name] { DirectSave::Offer(name); });
   // A copy only: a target that moved would take the user's originals away.
-  if (drag->exec(Qt::CopyAction) == Qt::IgnoreAction) End();
+  page->DropWatch().Begin();
+  const QPointer<ZentaraGallery> stillThere = page;
+  const bool dropped = drag->exec(Qt::CopyAction) != Qt::IgnoreAction;
+  if (!dropped) End();
+  if (stillThere) page->DropWatch().DragEnded(dropped);
 }
 
 // Also of a drop, once the target has all it asked for.
@@ -200,12 +206,19 @@ void DragOutData::FindPlaces(State& of) {
   }
 }
 
+QStringList DragOutData::NamesOf(const std::vector<Place>& places) {
+  QStringList names;
+  for (const Place& place : places) names << QFileInfo(place.path).fileName();
+  return names;
+}
+
 QByteArray DragOutData::Addresses() const {
   const auto kept = state;
   FindPlaces(*kept);
   // While a button is held the drag only passes over the window that asks.
   if (!DirectSave::IsButtonHeld() && !FetchCopies(kept)) return {};
   QByteArray list;
+  if (kept->page) kept->page->DropWatch().Expect(NamesOf(kept->places));
   for (const Place& place : kept->places)
     list += QUrl::fromLocalFile(place.path).toEncoded(QUrl::FullyEncoded) + "\r\n";
   return list;
@@ -251,17 +264,38 @@ bool DragOutData::FetchCopies(const std::shared_ptr<State>& of) {
 
 // A target has named the place at which it wants the drag directory; what is wanted there
 // are the pictures.
+// Other names are those of files that the target was given and has put there itself.
 void ZentaraGallery::DragDownGalleryFile(const std::wstring& path) {
-  if (!GlobalData::dragging || !GalleryDragOut::IsOfTheDrag(Page::Wide(path))) return;
+  if (!GalleryDragOut::IsOfTheDrag(Page::Wide(path))) return DropWatch().Take(Page::Wide(path));
+  if (!GlobalData::dragging) return;
   // A second answer to one drop finds the mark taken away.
   GlobalData::dragging = false;
+  DropWatch().End();  // What lands now are our own downloads.
   const Files files = Chosen();
   LogInfo(kTag, "GetSelectedVec=" + std::to_string(files.size()));
   LogInfo(kTag, "selectPicVec.size=" + std::to_string(files.size()));
+  LogInfo(kTag, "GetSelectConTrolsSize=" + std::to_string(GallerySelectHelper::GetInstance().Count()));
   const QString folder = QFileInfo(Page::Wide(path)).path();
   LogInfo(kTag, "Home Gallery Drag To Local oprType:");
   if (!files.empty()) Download(files, Page::Wide(folder));
   LogInfo(kTag, "Home Gallery Drag To Local Success");
   Page::Post(WM_GALLERY_RELOAD_VIEW);
   (void)platform::PostMessageW(GlobalData::mainWnd, WM_GALLERY_DRAG_DONE, 0, 0);
+}
+
+void ZentaraGallery::TellLanded(std::size_t count, const QString& folder) {
+  const QString place = QFileInfo(folder).fileName();
+  const QString words =
+      CResourceManager::GetPluralText(QStringLiteral("IDS_GALLERY_DROPPED"), static_cast<qint64>(count));
+  Say(QStringLiteral("check"), Page::Fill(words, {QString(), place.isEmpty() ? folder : place}),
+      QStringLiteral("IDS_GALLERY_SHOW_FOLDER"),
+      [folder] { QDesktopServices::openUrl(QUrl::fromLocalFile(folder)); });
+}
+
+GalleryDropWatch& ZentaraGallery::DropWatch() {
+  if (!dropWatch) {
+    dropWatch = std::make_unique<GalleryDropWatch>(
+        GetHWND(), [this](std::size_t count, const QString& folder) { TellLanded(count, folder); });
+  }
+  return *dropWatch;
 }

@@ -19,7 +19,7 @@ class ZentaraGallery;
 // (WM_GALLERY_SHELL_DROP). Any other target gets a list of addresses: originals that
 // are on this computer where they lie, the others as copies in the drag directory,
 // which are fetched when the target asks after the drop. Nothing is fetched for a drag
-// that only passes over a window.
+// that only passes over a window. Where such a target puts them, a watch tells.
 //
 // Owned by the drag. User-interface thread.
 class DragOutData : public QMimeData {
@@ -57,6 +57,7 @@ class DragOutData : public QMimeData {
   static void FindPlaces(State& of);
   // Waits with an event loop, in which the drag may end: of the state alone.
   static bool FetchCopies(const std::shared_ptr<State>& of);
+  static QStringList NamesOf(const std::vector<Place>& places);
   QByteArray Addresses() const;
   QByteArray SaveDirectly() const;
 

@@ -22,6 +22,7 @@
 #include "ui/galleryaccessible.h"
 #include "ui/galleryalbumwnd.h"
 #include "ui/gallerydragout.h"
+#include "ui/gallerydropwatch.h"
 #include "ui/pagecontext.h"
 #include "ui/player/player.h"
 #include "ui/timescrollbar.h"
@@ -767,6 +768,9 @@ LRESULT ZentaraGallery::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, b
       if (path) DragDownGalleryFile(*path);
       return 0;
     }
+    case WM_RESTART_MANAGER:
+      DropWatch().Restart();
+      return 0;
     case WM_DRAG_ENTER:
       return OnDragEnter(*reinterpret_cast<DragDataUI*>(lParam));
     case WM_DRAG_OVER:

@@ -23,6 +23,7 @@
 
 class CDouClickThumUI;
 class CGalleryAlbumWnd;
+class GalleryDropWatch;
 class LoadPageWnd;
 class UploadProcess;
 
@@ -88,6 +89,8 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
   void UploadDropped(std::vector<std::wstring> dropped, Album::Ptr album);
   // Asks for files and brings them in.
   void OnUpload();
+  // Learns where pictures land that are dragged out.
+  GalleryDropWatch& DropWatch();
   void MoveTo(Files files, const Album::Ptr& target);
   void Recycle(Files files);
   void Say(const QString& icon, const QString& sentence, const QString& action = {},
@@ -188,6 +191,7 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
 
   // gallerydragout.cpp: where a drag out of the page has ended
   void DragDownGalleryFile(const std::wstring& path);
+  void TellLanded(std::size_t count, const QString& folder);
 
   Album::Ptr current;
   CGalleryVListUI* list = nullptr;
@@ -209,6 +213,7 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
   QPointer<Bubble> multiBubble;
   QPointer<Bubble> dropBubble;
   std::shared_ptr<Job> job;
+  std::unique_ptr<GalleryDropWatch> dropWatch;
   QString rememberedDate;
   QString typed;  // digits of a date
   QTimer typedEnd;

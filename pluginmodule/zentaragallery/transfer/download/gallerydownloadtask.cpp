@@ -4,7 +4,6 @@
 #include <filesystem>
 #include <future>
 
-#include "cloud/galleryver.h"
 #include "common/platform/files.h"
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
@@ -103,15 +102,7 @@ bool GalleryDownloadTask::TakeOtherPlace() {
 
 bool GalleryDownloadTask::StartDownloadTask() {
   const auto begin = std::chrono::steady_clock::now();
-  const GalleryVer version = GetGalleryVer();
-  bool done = false;
-  if (version == GalleryVer::V2) {
-    done = DownloadV2();
-  } else {
-    Fail(kVersionUnknown, kError, "GalleryDownloadTask::StartDownloadTask", __LINE__,
-         version == GalleryVer::V1 ? "the first generation is not served" : "",
-         version == GalleryVer::V1 ? Outage::No : Outage::Yes);
-  }
+  const bool done = DownloadByVersion(GetGalleryVer());
   tempStream.close();
   const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
   Logger::CloudLogger::GetInstance()->ReportLog(
@@ -120,21 +111,36 @@ bool GalleryDownloadTask::StartDownloadTask() {
   return done;
 }
 
+bool GalleryDownloadTask::DownloadByVersion(GalleryVer version) {
+  switch (version) {
+    case GalleryVer::V2:
+      return DownloadV2();
+    case GalleryVer::V1:
+      return UserAuthService::GetInstance()->IsChinaAccount() ? DownloadV1() : DownloadV1Eur();
+    case GalleryVer::Unknown:
+      break;
+  }
+  return Fail(kVersionUnknown, kError, "GalleryDownloadTask::StartDownloadTask", __LINE__, "", Outage::Yes);
+}
+
 bool GalleryDownloadTask::DownloadV2() {
   constexpr char kStep[] = "GalleryDownloadTask::DownloadV2";
   FollowNewId();
   if (!GetDownloadUrlV2()) return false;
   if (HasItsName() && HoldsTheContent()) return true;
-  if (!SetLocalFile()) return false;
-  if (!CheckFileStatus() || !CreateTempFile()) {
-    return Fail(kNoSpaceOnDisk, kError, kStep, __LINE__, "the .download file cannot be written");
-  }
+  if (!ReadyToWrite(kStep)) return false;
   // Content that its writer did not encrypt comes through its link, whole.
   const bool isCrypt = !place.slices.empty() && place.content.asset.cipher.isSet;
   const bool there = isCrypt ? DownloadCrypt() : DownloadPlain();
   if (!there) return false;
   tempStream.close();
   return MayGoOn() && PublishFile();
+}
+
+bool GalleryDownloadTask::ReadyToWrite(const char* step) {
+  if (!SetLocalFile()) return false;
+  if (CheckFileStatus() && CreateTempFile()) return true;
+  return Fail(kNoSpaceOnDisk, kError, step, __LINE__, "the .download file cannot be written");
 }
 
 // Whether an earlier run seems to have died behind its last step, with the row

@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "cloud/cloudphotov1files.h"
+#include "cloud/galleryver.h"
 #include "host/requests/curlppx.h"
 #include "host/requests/ns/cloudphotov2assets.h"
 #include "host/transfer/downloadtask.h"
@@ -53,10 +55,14 @@ class GalleryDownloadTask : public DownloadTask {
     bool usesBearer = false;   // the URL is a link of the record and needs the session
     bool fromFileproxy = false;
     bool hasContent = false;
+    // Of the first generation.
+    NS::CloudPhoto::V2::ObjectUrl address;
+    NS::VFS::File record;  // of its regional service
   };
   using Fetched = HttpFetched;
 
   bool StartDownloadTask();
+  bool DownloadByVersion(GalleryVer version);
   bool DownloadV2();
   bool HasItsName() const;
   bool HoldsTheContent() const;
@@ -68,6 +74,21 @@ class GalleryDownloadTask : public DownloadTask {
   void ChooseContent();
   void ChooseKeychain();
   bool ChooseThumbnail();
+
+  // gallerydownloadv1.cpp
+  bool DownloadV1();
+  bool GetDownloadUrl();
+  bool FetchOriginal();
+  Fetched FetchRest();
+  bool CheckLength();
+  bool DownloadV1Eur();
+  bool GetDownloadUrlEur();
+  const NS::VFS::Item& RegionalContent() const;
+  bool FindSlice();
+  bool TakeRegionalSlices();
+  Fetched FetchRegionalSlice(const NS::VFS::Slice& slice);
+  bool OpenRegionalContent();
+  bool ReadyToWrite(const char* step);
 
   bool DownloadCrypt();
   bool DownloadSlices();

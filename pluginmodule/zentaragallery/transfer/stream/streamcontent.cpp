@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "cloud/cloudphotov1files.h"
 #include "transfer/contentcrypto.h"
 #include "transfer/httpfetch.h"
 #include "transfer/stream/playurlparamconstruct.h"
@@ -59,8 +60,29 @@ StreamContent::Outcome StreamContent::TakeObjects(const Asset& asset) {
 }
 
 StreamContent::Outcome StreamContent::TakeLink(std::int64_t length) {
+  if (GlobalData::cloudGeneration == GlobalData::kGenerationV1 && !file->IsVideo())
+    return TakeAddress(length);
   link = RequestPlayUrl(*file, http);
+  linkHeaders = SessionHeaders(link);
   if (link.empty()) return http.LastResult().curlCode != 0 ? Outcome::Outage : Outcome::Refused;
+  return TakeParts(length);
+}
+
+// The first generation plays films only; a picture has an address.
+StreamContent::Outcome StreamContent::TakeAddress(std::int64_t length) {
+  const auto answer = NS::Request::Sync(NS::CloudPhoto::V1::File::GetOriginalUrl(*file));
+  link = answer.payload && answer.payload->IsGood() ? answer.payload->address.url : std::string();
+  if (link.empty()) {
+    LogError(kTag, "get url failed! fileid: " + file->UniqueId());
+    return answer.IsOutage() ? Outcome::Outage : Outcome::Refused;
+  }
+  linkHeaders = NS::CloudPhoto::V1::ContentHeaders(link);
+  const auto& own = answer.payload->address.headers;
+  linkHeaders.insert(linkHeaders.end(), own.begin(), own.end());
+  return TakeParts(length);
+}
+
+StreamContent::Outcome StreamContent::TakeParts(std::int64_t length) {
   std::vector<Piece> read;
   for (std::int64_t start = 0; start < length; start += kLinkPiece) {
     const std::int64_t count = std::min(kLinkPiece, length - start);
@@ -95,7 +117,7 @@ StreamContent::Outcome StreamContent::Fetch(std::size_t index, const std::functi
   const Piece& piece = pieces[index];
   const bool isObject = !piece.address.url.empty();
   const std::string& url = isObject ? piece.address.url : link;
-  auto headers = isObject ? piece.address.headers : SessionHeaders(url);
+  auto headers = isObject ? piece.address.headers : linkHeaders;
   if (!isObject) headers.push_back(RangeHeader(piece.start, piece.stored));
   const auto wanted = static_cast<std::size_t>(piece.stored);
   std::string bytes;

@@ -58,6 +58,8 @@ class StreamContent {
   Outcome ReadV2();
   Outcome TakeObjects(const NS::CloudPhoto::V2::Asset& asset);
   Outcome TakeLink(std::int64_t length);
+  Outcome TakeAddress(std::int64_t length);
+  Outcome TakeParts(std::int64_t length);
   Outcome Take(std::vector<Piece> read, std::int64_t length, const std::string& digest);
   bool Open(std::string& bytes, std::string& plain) const;
   static Outcome OutcomeOf(const HttpFetched& fetched, long wantedCode);
@@ -69,4 +71,5 @@ class StreamContent {
   std::vector<Piece> pieces;
   NS::CloudPhoto::V2::Cipher cipher;
   std::string link;
+  std::vector<std::string> linkHeaders;
 };

@@ -1,6 +1,7 @@
 #include "transfer/thumbnails/gallerythumbnaildownloadtask.h"
 
 #include "cloud/galleryver.h"
+#include "host/account/userauthservice.h"
 #include "transfer/thumbnails/thumbnailhelper.h"
 #include "utils/gallerylog.h"
 
@@ -35,8 +36,10 @@ void GalleryThumbnailDownloadTask::Bring() const {
       (void)helper.DownloadThumbnailV2(file, request.isLcd, goesOn, request.progressCallback);
       break;
     case GalleryVer::V1:
-      // TODO: DownloadThumbnailV1 and DownloadThumbnailV1Eur; until then pictures
-      // of the first generation have no thumbnail.
+      (void)(UserAuthService::GetInstance()->IsChinaAccount()
+                 ? helper.DownloadThumbnailV1(file, request.isLcd, goesOn)
+                 : helper.DownloadThumbnailV1Eur(file, request.isLcd, goesOn));
+      break;
     case GalleryVer::Unknown:
       LogError("GalleryThumbnailDownloadTask::BusinessRun",
                [&] { return "download thumb error: no service for file id: " + file->UniqueId(); });

@@ -22,19 +22,19 @@ constexpr long kPartialContent = 206;
 constexpr long kForbidden = 403;
 constexpr long kNotFound = 404;
 
-std::string ErrorText(const HttpFetched& fetched) {
+}  // namespace
+
+std::string ThumbnailDownload::ErrorText(const HttpFetched& fetched) {
   if (fetched.curlCode == curlppx::kCurlUrlMalformat)
     return "DownloadThumbnail error,urlCode:" + std::to_string(fetched.curlCode);
   return "download thumb error:download failed! ErroeCode:" + std::to_string(fetched.curlCode) +
          " http code:" + std::to_string(fetched.httpCode) + " response:" + fetched.response;
 }
 
-void RemoveQuietly(const std::wstring& path) {
+void ThumbnailDownload::RemoveQuietly(const std::wstring& path) {
   std::error_code ignored;  // Left-overs harm nobody: no reader takes such a name.
   fs::remove(platform::NativePath(path), ignored);
 }
-
-}  // namespace
 
 ThumbnailDownload::ThumbnailDownload(GalleryFile::Ptr wanted, bool isLarge, std::function<bool()> mayGoOn,
                                      Progress whenFurther)
@@ -192,16 +192,20 @@ bool ThumbnailDownload::SaveThumbnail(const std::string& plain) const {
     RemoveQuietly(tempPath);
     return false;
   };
-  const fs::path temp = platform::NativePath(tempPath);
-  if (const auto error = platform::MakeFolder(temp.parent_path())) return fail(error.message());
-  std::ofstream out(temp, std::ios::binary);
-  out.write(plain.data(), static_cast<std::streamsize>(plain.size()));
-  out.close();
-  if (!out) return fail("download thumb error:save file failed!");
+  if (!WriteFile(tempPath, plain)) return fail("download thumb error:save file failed!");
   if (!CheckThumbnail(tempPath)) return false;
-  if (const auto error = platform::RenameOver(temp, platform::NativePath(savePath)))
+  if (const auto error = platform::RenameOver(platform::NativePath(tempPath), platform::NativePath(savePath)))
     return fail(error.message());
   return true;
+}
+
+bool ThumbnailDownload::WriteFile(const std::wstring& path, const std::string& bytes) {
+  const fs::path native = platform::NativePath(path);
+  if (platform::MakeFolder(native.parent_path())) return false;
+  std::ofstream out(native, std::ios::binary);
+  out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  out.close();
+  return out.good();
 }
 
 bool ThumbnailDownload::CheckThumbnail(const std::wstring& path) const {

@@ -5,14 +5,14 @@
 #include <string>
 #include <vector>
 
+#include "cloud/cloudphotov1files.h"
 #include "host/requests/ns/cloudphotov2assets.h"
 #include "model/records/galleryfile.h"
 #include "transfer/httpfetch.h"
 
-// One fetch of one thumbnail from the second generation's service.
-//
-// Both thumbnails of a file lie in one object, the small one first; only the
-// range of the wanted one is asked for:
+// One fetch of one thumbnail from the service. In its second generation both thumbnails of a
+// file lie in one object, the small one first; only the range of the wanted one is
+// asked for:
 //
 //   encrypted  [small + 1..16][large + 1..16]
 //   plain      [small][large]
@@ -31,6 +31,11 @@ class ThumbnailDownload {
 
   // False, logged, when no thumbnail came about.
   bool DownloadThumbnailV2();
+  // The same from the first generation, which keeps each thumbnail by itself, and from
+  // its regional service, which keeps them encrypted. A picture that has none there gets
+  // one made of its original.
+  bool DownloadThumbnailV1();
+  bool DownloadThumbnailV1Eur();
 
  private:
   // Far beyond a picture of 1920 pixels; a record cannot make this computer take
@@ -47,6 +52,11 @@ class ThumbnailDownload {
     std::int64_t length = 0;  // of the range
     std::int64_t plain[2]{};  // small and large, where the record tells both
     std::string sha256;       // of the plain bytes; empty when not told
+    // Of the first generation.
+    std::vector<NS::VFS::Slice> slices;  // one behind the other; `length` 0 where it is not told
+    std::string iv;
+    std::string encryptedKey;
+    bool isOriginal = false;  // it has no thumbnail of that size
   };
 
   // thumbnailplace.cpp
@@ -70,8 +80,19 @@ class ThumbnailDownload {
   bool DownloadFileproxyFile(const std::string& url);
   std::string OwnPart(std::string bytes) const;
   bool SaveThumbnail(const std::string& plain) const;
+  static bool WriteFile(const std::wstring& path, const std::string& bytes);
+  static void RemoveQuietly(const std::wstring& path);
+  static std::string ErrorText(const HttpFetched& fetched);
   bool CheckThumbnail(const std::wstring& path) const;
   bool DeleteDiffShaThm(const std::wstring& path) const;
+
+  // thumbnaildownloadv1.cpp
+  using GetAddress = bool (ThumbnailDownload::*)();
+  bool GetThubDlUrlV1();
+  bool GetThubDlUrlV1Eur();
+  bool FetchAll(GetAddress getAddress, std::string& bytes);
+  HttpFetched FetchWhole();
+  bool MakeOfOriginal(const std::string& bytes) const;
 
   // thumbnailstatus.cpp
   void LogOperationFailure(const std::string& text) const;

@@ -63,7 +63,12 @@ bool ThumbnailHelper::CreateThumbnail(const std::wstring& source, const std::wst
 }
 
 bool ThumbnailHelper::CreateThumbnail(const GalleryFile& file, const std::wstring& target, bool isLcd) {
-  return CreateThumbnail(file.LocalPath(), target, isLcd ? kLcdLongEdge : kSmallLongEdge, file.Guid());
+  return CreateThumbnail(file, file.LocalPath(), target, isLcd);
+}
+
+bool ThumbnailHelper::CreateThumbnail(const GalleryFile& file, const std::wstring& source,
+                                      const std::wstring& target, bool isLcd) {
+  return CreateThumbnail(source, target, isLcd ? kLcdLongEdge : kSmallLongEdge, file.Guid());
 }
 
 bool ThumbnailHelper::MakeLocal(const GalleryFile& file, const std::wstring& target, bool isLcd) {
@@ -127,4 +132,14 @@ bool ThumbnailHelper::DownloadThumbnailV2(const GalleryFile::Ptr& file, bool isL
                                           const std::function<bool()>& goesOn,
                                           const std::function<void(int percent)>& progress) {
   return ThumbnailDownload(file, isLcd, goesOn, progress).DownloadThumbnailV2();
+}
+
+bool ThumbnailHelper::DownloadThumbnailV1(const GalleryFile::Ptr& file, bool isLcd,
+                                          const std::function<bool()>& goesOn) {
+  return ThumbnailDownload(file, isLcd, goesOn).DownloadThumbnailV1();
+}
+
+bool ThumbnailHelper::DownloadThumbnailV1Eur(const GalleryFile::Ptr& file, bool isLcd,
+                                             const std::function<bool()>& goesOn) {
+  return ThumbnailDownload(file, isLcd, goesOn).DownloadThumbnailV1Eur();
 }

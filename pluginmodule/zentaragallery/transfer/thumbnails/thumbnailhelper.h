@@ -23,8 +23,10 @@ class ThumbnailHelper : public IThumbnails {
   // logged with the guid, when no thumbnail came about.
   bool CreateThumbnail(const std::wstring& source, const std::wstring& target, int longEdge,
                        const std::string& guid);
-  // The file's small or screen-sized thumbnail, from its `LocalPath`.
+  // The file's small or screen-sized thumbnail, from its `LocalPath` or from `source`.
   bool CreateThumbnail(const GalleryFile& file, const std::wstring& target, bool isLcd);
+  bool CreateThumbnail(const GalleryFile& file, const std::wstring& source, const std::wstring& target,
+                       bool isLcd);
 
   // Hands the requests to the background task of GalleryThumbnailModule, but for
   // files with a fetch under way: one `uniqueId` has one at a time. What the fetch
@@ -32,11 +34,13 @@ class ThumbnailHelper : public IThumbnails {
   // has ended. So a list may ask again with every repaint. Without that module the
   // callbacks are called at once.
   void DownloadThumbs(const std::vector<ThumbnailRequest>& requests);
-  // Fetches one thumbnail from the second generation's service on the caller's
-  // thread. `goesOn` false ends it; `progress` is told each further hundredth. False,
+  // Fetches one thumbnail from the service on the caller's thread, as its generation
+  // wants it. `goesOn` false ends it; `progress` is told each further hundredth. False,
   // logged, when none came about; a file of the final name is always a whole picture.
   bool DownloadThumbnailV2(const GalleryFile::Ptr& file, bool isLcd, const std::function<bool()>& goesOn,
                            const std::function<void(int percent)>& progress = {});
+  bool DownloadThumbnailV1(const GalleryFile::Ptr& file, bool isLcd, const std::function<bool()>& goesOn);
+  bool DownloadThumbnailV1Eur(const GalleryFile::Ptr& file, bool isLcd, const std::function<bool()>& goesOn);
 
   // IThumbnails. A file of the gallery that is there and of which no picture can be made
   // gets a neutral thumbnail; one that is being added gets none.

@@ -1,5 +1,7 @@
 #include "ui/dialogs/deletepicwnd.h"
 
+#include <QTextBoundaryFinder>
+
 #include "common/toolkit/resourcemanager.h"
 #include "ui/pagecontext.h"
 #include "ui/view/pageflags.h"
@@ -17,11 +19,13 @@ QString Breakable(const QString& text) {
                                   QStringLiteral("th-TH")};
   if (kWhole.contains(CResourceManager::Language())) return text;
   QString broken;
-  int run = 0;
-  for (const QChar character : text) {
-    run = character.isSpace() ? 0 : run + 1;
-    broken += character;
+  QTextBoundaryFinder characters(QTextBoundaryFinder::Grapheme, text);
+  qsizetype start = 0, run = 0;
+  for (qsizetype end = characters.toNextBoundary(); end > 0; end = characters.toNextBoundary()) {
+    run = text[start].isSpace() ? 0 : run + 1;
+    broken += text.mid(start, end - start);
     if (run > 0 && run % kLongWord == 0) broken += QChar(0x200b);
+    start = end;
   }
   return broken;
 }

@@ -1,4 +1,4 @@
-// Tests of the page: one application for the whole program, without a screen, at 100 %
+// Tests of windows: one application for the whole program, without a screen, at 100 %
 // whatever the computer says.
 
 #include <gtest/gtest.h>
