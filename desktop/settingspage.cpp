@@ -79,9 +79,7 @@ void SettingsPage::Reload() {
 void SettingsPage::ShowWatched() {
   auto* box = dynamic_cast<CContainerUI*>(FindSubControl(QStringLiteral("set_watched")));
   const QStringList folders = DesktopSettings::WatchedFolders();
-  if (auto* words = FindSubControl(QStringLiteral("set_watch_text")))
-    words->SetText(frame.IsPollingFolders() ? QStringLiteral("IDS_SETTINGS_WATCH_POLLED")
-                                            : QStringLiteral("IDS_SETTINGS_WATCH_TEXT"));
+  Show("set_watch_polled", frame.IsPollingFolders());
   if (!box || folders == watchedShown) return;
   watchedShown = folders;
   while (box->GetCount() > 1) (void)box->RemoveAt(1);
