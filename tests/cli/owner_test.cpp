@@ -283,14 +283,16 @@ TEST_F(OwnerTest, TwoSyncsAtOnceBothEndWithEverythingInStep) {
 TEST_F(OwnerTest, SyncBesideAWatchGoesOnWhenTheWatchEnds) {
   Upload(1);
   HoldAnUpload();
-  auto watch = Watch();
-  AwaitUpload(*watch);
+  const std::vector<std::string> words{ZENTARACTL, "--profile", (folder / "profile").string(), "sync",
+                                       "--watch"};
+  Process watch(words);
+  AwaitUpload(watch);
   Process sync(Command({"sync"}));
-  Process second({ZENTARACTL, "--profile", (folder / "profile").string(), "sync", "--watch"});
+  Process second(words);
   EXPECT_EQ(second.ReadLine(), "Watching; Ctrl-C ends it.");
   cloud.ClearRules();
-  watch->Signal(SIGINT);
-  EXPECT_EQ(watch->Wait(), kDone);
+  watch.Signal(SIGINT);
+  EXPECT_EQ(watch.Wait(), kDone);
   EXPECT_EQ(sync.Wait(), kDone);
   EXPECT_EQ(Documents({"status"}).back()["pendingUploads"].asInt(), 0);
   second.Signal(SIGINT);
