@@ -22,6 +22,7 @@ class PageEdgeTest : public PageTest {
   void SetUp() override {
     PageTest::SetUp();
     UserProperties::Set(UserProperties::kTipSeen, 1);
+    UserProperties::Set(UserProperties::kRowCount, 2);  // six columns
   }
   void TearDown() override {
     GlobalData::mainWnd = nullptr;
