@@ -36,6 +36,9 @@ FrameWindow::FrameWindow(Workspace& of, QStringList startFiles)
       homeCloud(GallerySession::DataFolder()),
       watched([this](const QStringList& folders) { ImportWatched(folders); }),
       files(std::move(startFiles)) {
+  watched.onPolling = [this] {
+    if (settings) settings->ShowWatched();
+  };
   work.onRaise = [this](const QStringList& handed) {
     Raise();
     TakeFiles(handed);
@@ -43,6 +46,7 @@ FrameWindow::FrameWindow(Workspace& of, QStringList startFiles)
 }
 
 FrameWindow::~FrameWindow() {
+  watched.onPolling = nullptr;
   work.onRaise = nullptr;
   CloseGallery();
 }
@@ -224,6 +228,19 @@ LRESULT FrameWindow::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, bool
       if (home && shown == Home) home->Reload();
       handled = true;
       return 0;
+    case WM_GALLERY_ALBUM_COVER: {
+      const std::unique_ptr<std::wstring> cover(reinterpret_cast<std::wstring*>(lParam));
+      if (home && shown == Home) home->Reload();
+      handled = true;
+      return 0;
+    }
+    case WM_GALLERY_DROP_LIST:
+      (void)Toast::Show(*this, {QStringLiteral("info"),
+                                QString::fromStdWString(*reinterpret_cast<const std::wstring*>(lParam)),
+                                {},
+                                {}});
+      handled = true;
+      return 1;
     case WM_GALLERY_DOWNLOAD_TOAST:
       UpdateBadge();
       handled = true;

@@ -45,6 +45,7 @@ class FrameWindow : public WindowBusyBase {
   void SignOut(Workspace::Done done);
   void FinishFirstRun();
   void Quit();
+  bool IsPollingFolders() const { return watched.IsPolling(); }
   bool HasTray() const { return tray; }
   Workspace& Work() { return work; }
   class ZentaraGallery* GalleryPage() const;

@@ -63,8 +63,9 @@ QString HomeCloud::Failed(const QString& what) const {
 }
 
 void HomeCloud::Start(std::function<void(const QString&)> done) {
-  told = std::move(done);
+  told.push_back(std::move(done));
   if (!address.empty()) return Finish({});
+  if (std::exchange(starting, true)) return;
   const QPointer<HomeCloud> self(this);
   const auto make = [self, folder = folder, program = Program()] {
     QString failed;
@@ -135,5 +136,8 @@ void HomeCloud::OnEnd() {
 }
 
 void HomeCloud::Finish(const QString& error) {
-  if (auto done = std::exchange(told, nullptr)) done(error);
+  starting = false;
+  const QPointer<HomeCloud> self(this);
+  for (const auto& done : std::exchange(told, {}))
+    if (self) done(error);
 }

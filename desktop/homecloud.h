@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <vector>
 
 // A photo cloud of the user's own on this computer, started and looked after by the
 // window. Its folder "home-cloud" in the profile's data holds the cloud's data, its log,
@@ -41,6 +42,7 @@ class HomeCloud : public QObject {
   const std::filesystem::path folder;
   QProcess server;
   std::string address;
-  std::function<void(const QString&)> told;
+  std::vector<std::function<void(const QString&)>> told;
+  bool starting = false;
   bool triedLast = false;
 };

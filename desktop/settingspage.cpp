@@ -79,6 +79,7 @@ void SettingsPage::Reload() {
 void SettingsPage::ShowWatched() {
   auto* box = dynamic_cast<CContainerUI*>(FindSubControl(QStringLiteral("set_watched")));
   const QStringList folders = DesktopSettings::WatchedFolders();
+  Show("set_watch_polled", frame.IsPollingFolders());
   if (!box || folders == watchedShown) return;
   watchedShown = folders;
   while (box->GetCount() > 1) (void)box->RemoveAt(1);

@@ -12,11 +12,13 @@ class SettingsPage : public CVerticalLayoutUI {
   void Reload();
   void OnNotify(TNotifyUI& message);
 
+  // Anew when folders have come or gone, or cannot all be watched.
+  void ShowWatched();
+
  private:
   void Say(const char* name, const QString& words);
   void Show(const char* name, bool on);
   void Check(const char* name, bool on);
-  void ShowWatched();
   void OnSwitch(const QString& name, bool on);
   void OnClick(const QString& name, CControlUI& sender);
   void ChooseLanguage(CControlUI& at);

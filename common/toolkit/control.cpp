@@ -324,9 +324,11 @@ bool CControlUI::SendMouse(QEvent& event, EventType type) {
     told.wheelDelta = static_cast<QWheelEvent&>(event).angleDelta().y();
     told.wParam = told.wheelDelta > 0 ? 0 : 1;
   }
-  if (Send(told)) return true;
+  const QPointer<QWidget> alive(Widget());
+  if (Send(told) || !alive) return true;
   if (type == EventType::DoubleClick && told.pSender == this) {
     Notify("dbclick", 0, 0);
+    if (!alive) return true;
   } else if (type == EventType::MouseMove) {
     told.Type = EventType::SetCursor;
     (void)Send(told);
@@ -364,7 +366,8 @@ bool CControlUI::SendTouch(QEvent& event) {
 bool CControlUI::SendContextMenu(QEvent& event) {
   const auto& asked = static_cast<QContextMenuEvent&>(event);
   TEventUI told{.Type = EventType::ContextMenu, .ptMouse = asked.pos(), .ptScreen = asked.globalPos()};
-  if (Send(told)) return true;
+  const QPointer<QWidget> alive(Widget());
+  if (Send(told) || !alive) return true;
   CPaintManagerUI* manager = GetManager();
   if (!menu || !manager) return false;
   TNotifyUI message{.sType = "menu", .pSender = this, .ptMouse = asked.globalPos()};

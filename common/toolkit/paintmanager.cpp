@@ -27,6 +27,7 @@ CControlUI* CPaintManagerUI::FindControl(QPoint point) const {
 void CPaintManagerUI::SendNotify(TNotifyUI& message) {
   const QPointer<QWidget> alive(&window);
   if (const auto owner = dynamic_cast<INotifyUI*>(&window)) owner->Notify(message);
+  if (!alive) return;
   for (INotifyUI* notifier : QList(notifiers)) {
     if (!alive) return;
     if (notifiers.contains(notifier)) notifier->Notify(message);
@@ -57,9 +58,11 @@ void CPaintManagerUI::AddPreMessageFilter(IMessageFilterUI* filter) {
 void CPaintManagerUI::RemovePreMessageFilter(IMessageFilterUI* filter) { filters.removeOne(filter); }
 
 LRESULT CPaintManagerUI::FilterMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, bool& handled) {
+  const QPointer<QWidget> alive(&window);
   for (IMessageFilterUI* filter : QList(filters)) {
     if (!filters.contains(filter)) continue;
     const LRESULT result = filter->MessageHandler(uMsg, wParam, lParam, handled);
+    handled |= !alive;
     if (handled) return result;
   }
   return 0;
@@ -97,7 +100,7 @@ void CPaintManagerUI::timerEvent(QTimerEvent* event) {
   }
   TEventUI told{.Type = EventType::Timer, .pSender = control, .wParam = timer.id};
   control->DoEvent(told);
-  if (!told.handled) SendNotify(control, "timer", timer.id);
+  if (!told.handled && timer.widget) SendNotify(control, "timer", timer.id);
 }
 
 void CPaintManagerUI::SetDPI(int dpi) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QEvent>
+#include <QPointer>
 #include <utility>
 
 #include "common/toolkit/control.h"
@@ -21,11 +22,14 @@ class TControl : public Q, public CControlUI {
   using CControlUI::Widget;
 
   bool event(QEvent* event) override {
-    if (Translate(*event)) return true;
+    // What it brings about may be the end of the window: a question that is asked in it
+    // can outlive who asks.
+    const QPointer<QWidget> alive(this);
+    if (Translate(*event) || !alive) return true;
     // Not to be asked afterwards: a deferred delete leaves nobody to ask.
     const bool resized = event->type() == QEvent::Resize;
     const bool done = Q::event(event);
-    if (resized) AfterResize();
+    if (resized && alive) AfterResize();
     return done;
   }
 };

@@ -347,6 +347,33 @@ TEST_F(CloudHelperTest, ExpiredCursorOfAServiceThatCameFromABackupClearsNothing)
   ExpectCleared();
 }
 
+TEST_F(CloudHelperTest, StateOfTheServiceIsWhatItsLastAnswerSaid) {
+  CloudPhotoV2Helper::Forget();
+  EXPECT_FALSE(CloudPhotoV2Helper::GetServiceState().known);
+  ASSERT_EQ(CloudPhotoV2Helper::GetCutStatus(), 2);
+  EXPECT_TRUE(CloudPhotoV2Helper::GetServiceState().known);
+  EXPECT_FALSE(CloudPhotoV2Helper::GetServiceState().disabled);
+  const auto about = [](const char* status) {
+    return LoopbackServer::Answer(
+        200, std::string(R"({"dataVersion":"v2.0","status":")") + status +
+                 R"(","settings":{"v2cut":"1","disableTime":"1700000000000","deleteTime":"1702592000000",)"
+                 R"("suspendCursor":"900"}})");
+  };
+  LoopbackServer off({about("disabled"), about("1"), about("normal")});
+  GoTo(off.Url());
+  for (const bool disabled : {true, true, false}) {
+    (void)CloudPhotoV2Helper::GetCutStatus();
+    const auto state = CloudPhotoV2Helper::GetServiceState();
+    EXPECT_TRUE(state.known);
+    EXPECT_EQ(state.disabled, disabled);
+    EXPECT_EQ(state.disableTimeMs, 1'700'000'000'000);
+    EXPECT_EQ(state.deleteTimeMs, 1'702'592'000'000);
+    EXPECT_EQ(state.clearVersion, "900");
+  }
+  CloudPhotoV2Helper::Forget();
+  EXPECT_FALSE(CloudPhotoV2Helper::GetServiceState().known);
+}
+
 TEST_F(CloudHelperTest, EmptyingThatFailsInTheMiddleChangesNothing) {
   FillTables();
   // The last of its statements meets a table that refuses.

@@ -84,6 +84,8 @@ LRESULT CGalleryAlbumWnd::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam,
     case WM_GALLERY_ALBUM_CLEAR:
       Reload();
       return 0;
+    case WM_GALLERY_ALBUM_COMMAND:
+      return platform::SendMessageW(page.GetHWND(), uMsg, wParam, lParam);
     case WM_GALLERY_ALBUM_FORWARD:
       OnForwarded(wParam);
       return 0;

@@ -31,7 +31,8 @@ bool IsFiles(const DragDataUI& drag) { return drag.data && drag.data->hasUrls() 
 
 bool IsInTrash(const QString& path) {
   return path.contains(QStringLiteral("$RECYCLE.BIN"), Qt::CaseInsensitive) ||
-         path.contains(QStringLiteral("/.Trash-")) || path.contains(QStringLiteral("/share/Trash/"));
+         path.contains(QStringLiteral("/.Trash-")) || path.contains(QStringLiteral("/.Trash/")) ||
+         path.contains(QStringLiteral("/share/Trash/"));
 }
 
 // The pictures and videos that a drop names, by the name of the album that they go to:
@@ -121,7 +122,7 @@ LRESULT ZentaraGallery::OnDragRelease(DragDataUI& drag) {
   if (!drag.accepted) return 0;
   if (IsFiles(drag)) {
     if (PageRules::IsActionForbidden(PageRules::kFunctionUpload)) {
-      Say(QStringLiteral("info"), QStringLiteral("IDS_MAIN_TOAST_UPGRADETIP"));
+      SayNotOpen();
       return 0;
     }
     if (GlobalData::cloudDisabled) {
@@ -137,6 +138,14 @@ LRESULT ZentaraGallery::OnDragRelease(DragDataUI& drag) {
   Files files = Chosen();
   if (!files.empty() && target && target != current) MoveTo(std::move(files), target);
   return 0;
+}
+
+// The host says it where it says all of its own; one that does not leaves it to the page.
+void ZentaraGallery::SayNotOpen() {
+  const QString key = QStringLiteral("IDS_MAIN_TOAST_UPGRADETIP");
+  const std::wstring words = Page::Wide(CResourceManager::GetText(key));
+  if (!platform::SendMessageW(GlobalData::mainWnd, WM_GALLERY_DROP_LIST, 0, reinterpret_cast<LPARAM>(&words)))
+    Say(QStringLiteral("info"), key);
 }
 
 // The walk through folders is work for another thread; what it finds is uploaded then.

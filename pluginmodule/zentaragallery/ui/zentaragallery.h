@@ -185,6 +185,7 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
   void OnDropToFile(const DragDataUI& drag, const Album::Ptr& target);
   void UploadGroups(const std::shared_ptr<std::map<std::wstring, std::vector<std::wstring>>>& groups,
                     const Album::Ptr& target);
+  void SayNotOpen();
   Album::Ptr DropTarget(const DragDataUI& drag, QString& name) const;
   void SetDropDescription(const QString& words, QPoint at);
 

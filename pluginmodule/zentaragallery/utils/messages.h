@@ -9,6 +9,7 @@
 
 #define GALLERY_MESSAGE(name, number) inline constexpr platform::UINT name = number
 
+GALLERY_MESSAGE(WM_GALLERY_ALBUM_COMMAND, 3034);     // owner of the panel: 0, as it came
 GALLERY_MESSAGE(WM_GALLERY_OPEN_UPGRADE, 3037);      // Frame: the link in the status line
 GALLERY_MESSAGE(WM_GALLERY_LANGUAGE_CHANGED, 3089);  // Main, from the host
 GALLERY_MESSAGE(WM_GALLERY_DOWNLOAD_START, 3090);    // owner of the dialog: 0, list of files
@@ -82,7 +83,7 @@ GALLERY_MESSAGE(WM_GALLERY_LCD_READY, 3187);           // Viewer, Full: file; th
 GALLERY_MESSAGE(WM_GALLERY_PLAY_SHOWN, 3188);          // Viewer, from Full: play the film that is shown
 GALLERY_MESSAGE(WM_GALLERY_RESIZED, 3189);             // Dim
 GALLERY_MESSAGE(WM_HOME_GALLERY_DATA, 3213);           // Frame: 0, file count
-GALLERY_MESSAGE(WM_GALLERY_ALBUM_COVER, 3214);         // Frame: 0, path
+GALLERY_MESSAGE(WM_GALLERY_ALBUM_COVER, 3214);         // Frame: 0, path of a cover that has changed, owned
 GALLERY_MESSAGE(WM_HOME_GALLERY_DBLCLICK, 3215);       // Main: 0 viewer, 1 jump; local path, owned
 GALLERY_MESSAGE(WM_GALLERY_LOGIN, 3216);               // Main: 0, 1 login, 0 logout
 GALLERY_MESSAGE(WM_GALLERY_ALBUM_REMOVED, 3217);       // Main: 0, album id, owned
@@ -99,7 +100,7 @@ GALLERY_MESSAGE(WM_GALLERY_CONTINUE_UPLOAD, 3292);     // Main: uploads that wer
 GALLERY_MESSAGE(WM_RESTART_MANAGER, 3293);             // Main
 GALLERY_MESSAGE(WM_GALLERY_SIZE_AGAIN, 3296);          // Main
 GALLERY_MESSAGE(WM_GALLERY_FUNCTIONS_CHANGED, 3305);   // Main, Viewer, Album
-GALLERY_MESSAGE(WM_GALLERY_DROP_LIST, 3308);           // Frame
+GALLERY_MESSAGE(WM_GALLERY_DROP_LIST, 3308);           // Frame: 0, words for who dropped files, a wide text
 GALLERY_MESSAGE(WM_GALLERY_ALBUM_KEY, 3313);           // Album: key
 GALLERY_MESSAGE(WM_GALLERY_UPLOAD_LIMIT, 3334);        // Main: more files than one upload takes
 GALLERY_MESSAGE(WM_GALLERY_CONTENT_STATUS,

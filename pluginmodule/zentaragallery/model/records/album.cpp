@@ -252,11 +252,15 @@ void Album::UpdateCover() {
 }
 
 void Album::SetCover(std::wstring path) {
+  auto told = std::make_unique<std::wstring>(path);
   {
     platform::MutexLock hold(coverLock);
     if (path == coverPath) return;
     coverPath = std::move(path);
   }
+  if (platform::PostMessageW(GlobalData::mainWnd, WM_GALLERY_ALBUM_COVER, 0,
+                             reinterpret_cast<platform::LPARAM>(told.get())))
+    (void)told.release();
   upward::Context().Announce(AlbumEvent::CoverChanged, shared_from_this());
 }
 
