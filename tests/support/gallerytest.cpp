@@ -3,6 +3,7 @@
 #include "common/platform/paths.h"
 #include "host/account/userauthservice.h"
 #include "host/base/globalparamwrapper.h"
+#include "model/records/upward.h"
 #include "sync/modelload.h"
 #include "utils/globaldata.h"
 
@@ -20,6 +21,9 @@ void GalleryTest::TearDown() {
   gallery.SetAlbumListener(nullptr);
   gallery.SetAlbumsListener(nullptr);
   (void)gallery.Init();
+  // A module that was begun installs its own.
+  upward::Install(static_cast<IThumbnails*>(nullptr));
+  upward::Install(static_cast<IAlbumViews*>(nullptr));
 }
 
 GalleryFile::Ptr GalleryTest::CloudFile(const std::string& id, const std::string& albumId,
