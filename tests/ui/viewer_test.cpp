@@ -296,13 +296,14 @@ TEST_F(ViewerTest, AHeartThatIsPressedTwiceAtOnceIsAsItWas) {
   OpenViewer(today[0]);
   OperationLog log;
   // No worker comes to the row in between.
-  std::latch begun(32), go(1);
+  // Shared, since workers may be on their way out of the wait when the test ends.
+  const auto begun = std::make_shared<std::latch>(32), go = std::make_shared<std::latch>(1);
   for (int i = 0; i < 32; ++i)
-    ASSERT_TRUE(CommonAbility::DriveThreadPool::GetInstance().Add([&] {
-      begun.count_down();
-      go.wait();
+    ASSERT_TRUE(CommonAbility::DriveThreadPool::GetInstance().Add([begun, go] {
+      begun->count_down();
+      go->wait();
     }));
-  begun.wait();
+  begun->wait();
   for (int i = 0; i < 4; ++i) {
     QTest::keyClick(Viewer(), Qt::Key_F);
     EXPECT_EQ(log.Of(173).back().find("\"Isfavorite\":\"true\"") != std::string::npos, i % 2 == 0) << i;
@@ -310,7 +311,7 @@ TEST_F(ViewerTest, AHeartThatIsPressedTwiceAtOnceIsAsItWas) {
   const auto tip = [&] { return Part("FavoriteBtn")->toolTip(); };
   EXPECT_EQ(tip(), CResourceManager::GetText(QStringLiteral("IDS_GALLERT_LCD_FAVORITE")));
   QTest::keyClick(Viewer(), Qt::Key_F);
-  go.count_down();
+  go->count_down();
   ASSERT_TRUE(Until([&] { return today[0]->IsFavorite.Get(); }));
   Settle();
   EXPECT_TRUE(today[0]->IsFavorite);
