@@ -77,6 +77,7 @@ void DownloadRun::Show() const {
 
 void DownloadRun::Stop() {
   std::vector<std::string> ids;
+  ids.reserve(tasks.size());
   for (const auto& task : tasks) ids.push_back(task->GetTransferId());
   Transfers().Pause(TaskType::Download, ids);
 }

@@ -47,7 +47,7 @@ class Outcome {
       json["id"] = id;
       json["error"] = why;
       if (output.IsJson()) output.Print(json, "");
-      output.Error(id + ": " + why);
+      output.Error(std::string(id).append(": ").append(why));
     }
     return failed.empty() ? Exit::Done : Exit::Failed;
   }

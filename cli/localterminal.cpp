@@ -45,7 +45,7 @@ std::optional<std::string> LocalTerminal::ReadLine(const std::string& prompt, Ec
   WriteError(prompt);
   std::optional<platform::HiddenInput> hidden;
   if (echo == Echo::Hidden) hidden.emplace();
-  const auto line = TypedLine();
+  auto line = TypedLine();
   // The end of the line was hidden, too.
   if (hidden && hidden->IsHidden()) std::cerr << '\n';
   return line;

@@ -106,7 +106,7 @@ class UploadProgress : public ISyncCallback {
   UploadProgress(GallerySession& session, Output& to) : listeners(session.Listeners()), output(to) {
     listeners.Add(this);
   }
-  ~UploadProgress() { listeners.Remove(this); }
+  ~UploadProgress() override { listeners.Remove(this); }
   UploadProgress(const UploadProgress&) = delete;
   UploadProgress& operator=(const UploadProgress&) = delete;
 
@@ -202,7 +202,7 @@ class CycleTeller : public ISyncCallback {
   CycleTeller(GallerySession& session, Output& to) : listeners(session.Listeners()), output(to), sources(to) {
     listeners.Add(this);
   }
-  ~CycleTeller() { listeners.Remove(this); }
+  ~CycleTeller() override { listeners.Remove(this); }
   CycleTeller(const CycleTeller&) = delete;
   CycleTeller& operator=(const CycleTeller&) = delete;
 

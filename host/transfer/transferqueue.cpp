@@ -266,6 +266,7 @@ std::vector<TransferTask::Ptr> TransferQueue::Tasks() const {
   platform::MutexLock hold(lock);
   Measure();
   std::vector<TransferTask::Ptr> tasks;
+  tasks.reserve(items.size());
   for (const auto& [number, item] : items) tasks.push_back(item->task);
   return tasks;
 }

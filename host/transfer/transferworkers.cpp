@@ -58,7 +58,7 @@ void TransferQueue::MakeDueReady() {
 
 TransferQueue::ItemPtr TransferQueue::BeginNext() {
   while (!ready.empty()) {
-    const ItemPtr item = items.at(*ready.begin());
+    ItemPtr item = items.at(*ready.begin());
     ready.erase(ready.begin());
     Announce();
     if (!item->task->BeginRun()) continue;  // Somebody has stopped it; it stays listed.

@@ -20,12 +20,12 @@ constexpr char kIsThere[] = "IDS_GALLERT_FILE_ALREADY_EXIST";
 // stands beside it with a number.
 Album::Ptr AlbumFor(const std::wstring& name) {
   auto& gallery = Gallery::GetInstance();
-  const auto owner = gallery.AlbumNameIsExist(name);
+  auto owner = gallery.AlbumNameIsExist(name);
   if (owner && owner->IsReal()) return owner;
-  const auto system = gallery.GetSystemAlbumNamed(name);
+  auto system = gallery.GetSystemAlbumNamed(name);
   if (system && system->IsReal()) return system;
   if (!owner) return gallery.CreateAlbum(name, false, -1);
-  if (const auto beside = gallery.AlbumNameIsExist(name + L"(1)"); beside && beside->IsReal()) return beside;
+  if (auto beside = gallery.AlbumNameIsExist(name + L"(1)"); beside && beside->IsReal()) return beside;
   return gallery.CreateAlbum(name, true, -1);
 }
 

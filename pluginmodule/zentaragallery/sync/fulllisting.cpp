@@ -83,7 +83,7 @@ class BackgroundAdder {
 // `row`: what the table knows of a file that memory does not show, or null.
 GalleryFile::Ptr FileOfListing(const CloudFileInfo& record, const GalleryFile::Ptr& row,
                                std::int64_t editedTime, std::int64_t offset) {
-  const auto file = row ? SyncLocalOperation::RenewRow(row, record) : std::make_shared<GalleryFile>(record);
+  auto file = row ? SyncLocalOperation::RenewRow(row, record) : std::make_shared<GalleryFile>(record);
   if (HasLocalChange(*file)) return file;
   if (record.recycleTime < 0) file->RecycleTime = 0;
   if (editedTime > 0) file->Sdsmtime = editedTime;

@@ -51,7 +51,7 @@ bool ForEachBatch(const List& list, std::int32_t limit, const SyncCycle& cycle, 
 }
 
 Album::Ptr CopyForUpload(const Album& album) {
-  const auto copy = std::make_shared<Album>();
+  auto copy = std::make_shared<Album>();
   copy->AlbumId = album.AlbumId.Get();
   copy->AlbumName = album.AlbumName.Get();
   const std::string type = album.AlbumType.Get();

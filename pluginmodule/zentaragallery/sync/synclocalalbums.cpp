@@ -138,14 +138,14 @@ bool SyncLocalOperation::DeleteAlbums(const Albums& deleted) {
 // --- Changes of the user
 
 SyncLocalOperation::Albums SyncLocalOperation::GetCreatedAlbums() {
-  const Albums albums = WithOperation(kAlbumCreated);
+  Albums albums = WithOperation(kAlbumCreated);
   LogInfo("SyncLocalOperation::GetCreatedAlbums",
           [&] { return "Get Local Created Albums Success Count:" + Count(albums.size()); });
   return albums;
 }
 
 SyncLocalOperation::Albums SyncLocalOperation::GetModifyAlbums() {
-  const Albums albums = WithOperation(kAlbumModified);
+  Albums albums = WithOperation(kAlbumModified);
   LogInfo("SyncLocalOperation::GetModifyAlbums",
           [&] { return "Get Local Modfiy Albums Success Count :" + Count(albums.size()); });
   return albums;

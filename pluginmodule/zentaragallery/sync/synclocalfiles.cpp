@@ -251,7 +251,7 @@ SyncLocalOperation::FilePtr SyncLocalOperation::RenewRow(const FilePtr& row, con
     TakeIdentifiers(*row, record);
     return row;
   }
-  const auto file = std::make_shared<GalleryFile>(record);
+  auto file = std::make_shared<GalleryFile>(record);
   file->SetLocalPath(row->LocalPath());
   if (!row->Guid().empty()) file->SetGuid(row->Guid());
   file->IsLocalUpload = row->IsLocalUpload;

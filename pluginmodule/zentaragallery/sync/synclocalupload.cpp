@@ -68,14 +68,14 @@ bool SyncLocalOperation::HasLocalChanges() {
 SyncLocalOperation::Files SyncLocalOperation::GetUploadFiles() { return FilesThat(WaitsForContent); }
 
 SyncLocalOperation::Files SyncLocalOperation::GetChangedFiles() {
-  const Files files = FilesThat(IsChanged);
+  Files files = FilesThat(IsChanged);
   (void)LogCount("SyncLocalOperation::GetChangedFiles",
                  "Get Local Modfiy Files Success Count :", files.size());
   return files;
 }
 
 SyncLocalOperation::Files SyncLocalOperation::GetDeleteFiles() {
-  const Files files = FilesThat([](const GalleryFile& file) { return file.IsDeleted.Get(); });
+  Files files = FilesThat([](const GalleryFile& file) { return file.IsDeleted.Get(); });
   (void)LogCount("SyncLocalOperation::GetDeleteFiles", "Get Local Delete Files Success Count:", files.size());
   return files;
 }

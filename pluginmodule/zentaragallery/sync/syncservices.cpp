@@ -57,6 +57,7 @@ class PushDelegate {
 
 void CreateRefundTasks(const std::vector<RefundTask>& tasks, bool lockHeld, std::function<void()> done) {
   std::vector<GalleryUpThdMng::Request> requests;
+  requests.reserve(tasks.size());
   for (const RefundTask& task : tasks) requests.push_back({task.fileId, task.type});
   GalleryUpThdMng::GetInstance().CreateTask(std::move(requests), lockHeld, std::move(done));
 }

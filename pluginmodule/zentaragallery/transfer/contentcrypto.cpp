@@ -149,7 +149,7 @@ std::string UnwrappedKey(std::int32_t keyType, const std::string& encryptedKey, 
   if (wrapped.size() > kBlock) {
     keyText = Decrypt(userKey, wrapped.substr(0, kBlock), std::string_view(wrapped).substr(kBlock));
   }
-  const std::string key = keyText ? FromHex(*keyText) : std::string();
+  std::string key = keyText ? FromHex(*keyText) : std::string();
   if (key.empty()) LogError(tag, "decode failed!");
   return key;
 }

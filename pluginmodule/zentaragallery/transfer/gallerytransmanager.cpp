@@ -259,6 +259,7 @@ void GalleryTransManager::GalleryDownloadFromPortal(const std::string& json, con
 bool GalleryTransManager::AddDownloadsDB(const std::vector<DownloadPtr>& tasks) {
   LogInfo("GalleryTransManager::AddDownloadsDB", "Add DownLoadTask To DB");
   std::vector<DownloadTaskProperty*> rows;
+  rows.reserve(tasks.size());
   for (const auto& task : tasks) rows.push_back(task.get());
   return DBHelper::GetInstance().AddDownloads(rows);
 }
@@ -274,6 +275,7 @@ std::size_t GalleryTransManager::LoadTaskFromDB() {
   std::vector<TransferTask::Ptr> tasks, finished;
   tasks.reserve(rows.size());
   for (const auto& row : rows) tasks.push_back(std::make_shared<GalleryDownloadTask>(row));
+  finished.reserve(finishedRows.size());
   for (const auto& row : finishedRows) finished.push_back(std::make_shared<GalleryCompleteTask>(row));
   const bool paused = GlobalParamWrapper::GetInstance()->GetTransfersPaused();
   const std::size_t count = tasks.size() + finished.size();
@@ -290,6 +292,7 @@ void GalleryTransManager::DelAllTaskDB(TaskType kind) {
 
 void GalleryTransManager::DeleteTasks(const std::vector<TransferTask::Ptr>& tasks) {
   std::vector<std::string> ids;
+  ids.reserve(tasks.size());
   for (const auto& task : tasks) ids.push_back(task->GetTransferId());
   DelTasks(ids);
 }

@@ -120,7 +120,7 @@ GalleryFile::Ptr MakeRecord(const std::wstring& path, const std::filesystem::pat
 CheckedFile Check(const std::wstring& path, const Album& album,
                   const std::function<bool(const std::string&)>& isThere) {
   const auto native = platform::NativePath(path);
-  if (const auto refused = CheckContent(path, native); refused.textKey) return refused;
+  if (auto refused = CheckContent(path, native); refused.textKey) return refused;
   std::string hash;
   std::int64_t size = 0;
   if (!ReadHash(path, native, hash, size))

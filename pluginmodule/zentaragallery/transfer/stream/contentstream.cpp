@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstring>
 
 #include "common/platform/text.h"
 #include "common/platform/thread.h"
@@ -69,7 +68,7 @@ std::int64_t ContentStream::Read(unsigned char* buffer, std::size_t count) {
   if (!bytes) return -1;
   const auto from = static_cast<std::size_t>(position - starts[index]);
   const std::size_t taken = std::min(count, bytes->size() - from);
-  std::memcpy(buffer, bytes->data() + from, taken);
+  std::copy_n(bytes->data() + from, taken, buffer);
   position += static_cast<std::int64_t>(taken);
   return static_cast<std::int64_t>(taken);
 }
@@ -93,7 +92,7 @@ std::shared_ptr<const std::string> ContentStream::WaitForPiece(std::size_t index
   if (std::exchange(wanted, index) != index) changed.notify_all();
   for (;;) {
     if (stopped || failure != Failure::None) return nullptr;
-    if (const auto bytes = Find(index)) {
+    if (auto bytes = Find(index)) {
       const auto place =
           std::find_if(cache.begin(), cache.end(), [&](const Piece& p) { return p.index == index; });
       cache.splice(cache.begin(), cache, place);

@@ -79,6 +79,7 @@ bool ThumbnailHelper::MakeLocal(const GalleryFile& file, const std::wstring& tar
 void ThumbnailHelper::Fetch(const std::vector<GalleryFile::Ptr>& files,
                             std::function<void(const GalleryFile::Ptr&)> done) {
   std::vector<ThumbnailRequest> requests;
+  requests.reserve(files.size());
   for (const auto& file : files) requests.push_back({file, false, false, done, {}});
   DownloadThumbs(requests);
 }
