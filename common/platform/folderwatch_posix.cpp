@@ -99,7 +99,7 @@ std::vector<fs::path> FolderWatch::Next() {
 
 // [inotify_event][name, zeros up to len] again and again.
 void FolderWatch::Read(std::vector<fs::path>& came) {
-  alignas(inotify_event) std::array<char, 64 * 1024> buffer;
+  alignas(inotify_event) std::array<char, std::size_t{64} * 1024> buffer;
   const ssize_t count = ::read(events, buffer.data(), buffer.size());
   for (std::size_t at = 0; count > 0 && at < static_cast<std::size_t>(count);) {
     inotify_event event{};
