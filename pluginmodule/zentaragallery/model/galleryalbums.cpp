@@ -192,7 +192,7 @@ Gallery::AlbumPtr Gallery::CreateAlbum(const std::wstring& name, bool restore, s
     LogError(kTag, "CreateAlbum end .");
     return nullptr;
   }
-  const auto album = Album::Create(name);
+  auto album = Album::Create(name);
   if (!album) {
     LogError(kTag, "CreateAlbum null,end.");
     return nullptr;
@@ -338,7 +338,7 @@ Gallery::AlbumPtr Gallery::GetOrCreateSystemAlbum(AlbumKind kind) {
   const char* id = SystemAlbumId(kind);
   if (!id) return nullptr;
   if (auto present = GetAlbum(id)) return present;
-  const auto album = Album::CreateSystem(kind);
+  auto album = Album::CreateSystem(kind);
   if (!album) return nullptr;
   {
     platform::WriterLock hold(albumLock);
@@ -379,11 +379,11 @@ Gallery::AlbumPtr Gallery::GetSystemAlbumNamed(const std::wstring& name) {
 }
 
 Gallery::AlbumPtr Gallery::AlbumForFolder(const std::wstring& name) {
-  const auto owner = AlbumNameIsExist(name);
+  auto owner = AlbumNameIsExist(name);
   if (owner && owner->IsReal()) return owner;
-  const auto system = GetSystemAlbumNamed(name);
+  auto system = GetSystemAlbumNamed(name);
   if (system && system->IsReal()) return system;
   if (!owner) return CreateAlbum(name, false, -1);
-  if (const auto beside = AlbumNameIsExist(name + L"(1)"); beside && beside->IsReal()) return beside;
+  if (auto beside = AlbumNameIsExist(name + L"(1)"); beside && beside->IsReal()) return beside;
   return CreateAlbum(name, true, -1);
 }

@@ -628,12 +628,12 @@ Gallery::FilePtr Gallery::GetFile(const std::string& uniqueId) {
 }
 
 Gallery::FilePtr Gallery::GetVisibleFile(const std::string& uniqueId) {
-  const FilePtr file = GetFile(uniqueId);
+  FilePtr file = GetFile(uniqueId);
   if (!file || file->ContinuousType == 0) return file;
   Files covers;
   (void)DBHelper::GetInstance().GetBurstCovers(file->ContinuousName(), covers);  // None reads as no cover.
   for (const auto& row : covers) {
-    const FilePtr cover = GetFile(row->UniqueId());
+    FilePtr cover = GetFile(row->UniqueId());
     if (!cover || !cover->HasMember(file)) continue;
     burstIndex = file->ContinuousNo - 1;
     return cover;

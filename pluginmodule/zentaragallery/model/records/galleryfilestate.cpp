@@ -25,8 +25,7 @@ std::wstring AlbumNameOfSourcePath(const std::string& sourcePath) {
   path.erase(root, std::string_view(kPhoneRoot).size());
   path.resize(std::min(path.size(), path.rfind('/')));
   const auto slash = path.rfind('/');
-  const std::wstring component =
-      platform::Utf8ToWide(slash == std::string::npos ? path : path.substr(slash + 1));
+  std::wstring component = platform::Utf8ToWide(slash == std::string::npos ? path : path.substr(slash + 1));
   if (component.size() <= kStampDigits) return component;
   return component.substr(0, component.size() - kStampDigits);
 }
