@@ -4,8 +4,6 @@
 // changes less.
 // Usage: cloud_benchmark [RECORDS [NAME...]]: with names, only what begins with one of them.
 
-#include <time.h>
-
 #include <algorithm>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/beast/core.hpp>
@@ -23,6 +21,7 @@
 #include "photocloud/accounts/accountservice.h"
 #include "photocloud/base/json.h"
 #include "photocloud/store/sqlitestore.h"
+#include "processortime.h"
 #include "serverprocess.h"
 #include "tests/support/temporaryfolder.h"
 
@@ -79,14 +78,6 @@ class BareServer {
   std::thread thread;
 };
 
-// Milliseconds of processor time that a process has taken.
-double CpuOf(pid_t process) {
-  clockid_t clock{};
-  timespec taken{};
-  if (::clock_getcpuclockid(process, &clock) != 0 || ::clock_gettime(clock, &taken) != 0) std::abort();
-  return static_cast<double>(taken.tv_sec) * 1e3 + static_cast<double>(taken.tv_nsec) / 1e6;
-}
-
 pid_t serverProcess = 0;
 
 // Milliseconds of a call. Bare answers come from a thread of this process, so that
@@ -101,7 +92,7 @@ Spent TimeOf(int calls, const std::function<void()>& work) {
   const auto start = std::chrono::steady_clock::now();
   for (int i = 0; i < calls; ++i) work();
   const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - start;
-  return {took.count() / calls, (CpuOf(0) + CpuOf(serverProcess) - before) / calls};
+  return {took.count() / calls, (CpuOf(0) + CpuOf(serverProcess) - before) * 1e3 / calls};
 }
 
 double MedianOf(std::vector<double> values) {

@@ -5,7 +5,6 @@
 // Usage: sync_benchmark [RECORDS]
 
 #include <sys/resource.h>
-#include <time.h>
 
 #include <cstdio>
 
@@ -16,6 +15,7 @@
 #include "host/base/jsontext.h"
 #include "host/requests/curlppx.h"
 #include "model/gallery.h"
+#include "processortime.h"
 #include "support/process.h"
 #include "sync/synchelper.h"
 #include "tests/support/temporaryfolder.h"
@@ -26,14 +26,6 @@ namespace {
 constexpr std::int64_t kChanges = 1000;
 
 pid_t serverProcess = 0;
-
-// Seconds of processor time that a process has taken; 0 is this one.
-double CpuOf(pid_t process) {
-  clockid_t clock{};
-  timespec taken{};
-  if (::clock_getcpuclockid(process, &clock) != 0 || ::clock_gettime(clock, &taken) != 0) std::abort();
-  return static_cast<double>(taken.tv_sec) + static_cast<double>(taken.tv_nsec) / 1e9;
-}
 
 struct Spent {
   double wall = 0;

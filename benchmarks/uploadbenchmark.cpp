@@ -14,12 +14,12 @@
 #include <cstdio>
 #include <fstream>
 #include <functional>
-#include <sstream>
 #include <thread>
 
 #include "httpclient.h"
 #include "photocloud/base/digest.h"
 #include "photocloud/base/json.h"
+#include "processortime.h"
 #include "serverprocess.h"
 #include "testcloud.h"
 #include "tests/support/temporaryfolder.h"
@@ -77,19 +77,6 @@ class Sink {
   pid_t process = -1;
   unsigned short port = 0;
 };
-
-// Seconds of processor time that the process has taken so far.
-double CpuOf(pid_t process) {
-  std::ifstream file("/proc/" + std::to_string(process) + "/stat");
-  std::string line;
-  std::getline(file, line);
-  std::istringstream fields(line.substr(line.rfind(')') + 2));
-  std::string skipped;
-  double user = 0, system = 0;
-  for (int i = 0; i < 11; ++i) fields >> skipped;
-  fields >> user >> system;
-  return (user + system) / static_cast<double>(::sysconf(_SC_CLK_TCK));
-}
 
 // Calls `work` for each object over connections of their own. Returns the processor
 // time that the receiver took for it.
