@@ -197,8 +197,8 @@ class Journey:
         said = self.d.other("dragsource", *files)
         self.d.carry(BESIDE, self.d.centre(self.in_sight()[1]), lambda: self.d.said(said, "taken"))
         self.expect(lambda: self.d.said(said, "done copy"), "the drop to be taken")
-        self.d.end_other()
         self.d.find("Upload to", "label")
+        self.d.end_other()  # Not before: it is asked for the files once it has dropped them.
         self.d.click(self.d.all("Best", "label")[-1])  # The dialog's, not the panel's.
         self.d.click(self.d.all("Upload", "push button")[-1])
         self.d.find(lambda name: name.startswith("2 files added"))
