@@ -12,6 +12,7 @@ class CloudPageTest : public ContentTest, protected OpenPage {
   void SetUp() override {
     upward::Install(&GalleryFileListViewHelper::GetInstance());
     ContentTest::SetUp();
+    ForgetChoices();
     GlobalData::globalParam = GlobalParamWrapper::GetInstance();
     GlobalData::multiBubbleShown = false;
   }

@@ -7,12 +7,20 @@
 #include <memory>
 
 #include "common/toolkit/windowimplbase.h"
+#include "ui/userproperties.h"
 #include "ui/view/galleryfilelistviewhelper.h"
 #include "ui/view/galleryselecthelper.h"
 #include "ui/zentaragallery.h"
 
 // The page in a window of its own, for fixtures over different data.
 struct OpenPage {
+  // What a test before has chosen on its page is not found again by the next one.
+  static void ForgetChoices() {
+    for (const char* name :
+         {UserProperties::kRowCount, UserProperties::kTipSeen, UserProperties::kUseDownloads,
+          UserProperties::kDownloadFolder, UserProperties::kAskDownload})
+      UserProperties::Set(name, std::string());
+  }
   void ShowPage(QSize size = {1100, 900}) {
     frame = std::make_unique<WindowImplBaseEx>();
     ASSERT_TRUE(frame->Create(static_cast<QWidget*>(nullptr), QStringLiteral("frame"), WindowStyle::Frame,

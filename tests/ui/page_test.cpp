@@ -423,4 +423,39 @@ TEST_F(PageTest, StepPaintsWhatCameInAlone) {
   EXPECT_LE(painted.area, 6 * 64 + 6 * 170);
 }
 
+TEST_F(PageTest, WhatATestHasChosenIsNotFoundByTheNext) {
+  AddDay(0, 20);
+  Open();
+  Find<CSliderUI>("slider_pic")->SetValue(1);
+  Settle();
+  ASSERT_EQ(UserProperties::GetText(UserProperties::kRowCount), "0");
+  TearDown();
+  SetUp();
+  AddDay(0, 20);
+  Open();
+  EXPECT_EQ(Find<CSliderUI>("slider_pic")->GetValue(), 3);
+}
+
+// A worker swaps the layout in between two rows of one pass: each row is looked up by its
+// place alone, and the next pass puts right what the first one has missed.
+TEST_F(PageTest, FileThatIsDeletedBetweenTwoRowsOfAPassLeavesNoHole) {
+  const auto today = AddDay(0, 12);
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  const auto row = [this](std::size_t index) { return List().Body()->Rows()[index]; };
+  Files missing;
+  const auto fill = [&](std::uint32_t index) {
+    row(index)->SetFileInfoCell(helper.GetListViewVec(index), index, false, missing);
+  };
+  fill(1);
+  ASSERT_EQ(gallery.RecycleFiles({today[2]}, false), 1u);
+  fill(2);
+  EXPECT_EQ(row(1)->Cell(2)->File(), today[2]);
+  EXPECT_EQ(row(2)->Cell(0)->File(), today[7]);
+  EXPECT_EQ(row(2)->Cell(5)->File(), nullptr);
+  ASSERT_TRUE(Until([&] { return row(1)->Cell(2)->File() == today[3]; }));
+  EXPECT_EQ(row(1)->Cell(5)->File(), today[6]);
+  EXPECT_EQ(row(2)->Cell(0)->File(), today[7]);
+}
+
 }  // namespace

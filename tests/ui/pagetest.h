@@ -11,20 +11,18 @@
 #include "common/platform/paths.h"
 #include "common/toolkit/resourcequeue.h"
 #include "host/base/globalparamwrapper.h"
+#include "openpage.h"
 #include "support/gallerytest.h"
 #include "ui/galleryalbumwnd.h"
 #include "ui/pagecontext.h"
-#include "ui/view/galleryfilelistviewhelper.h"
-#include "ui/view/galleryselecthelper.h"
 #include "ui/view/pageflags.h"
-#include "ui/zentaragallery.h"
 #include "utils/globaldata.h"
 
 // Days are those of UTC, whatever the computer's zone.
 inline const int kZoneSet = setenv("TZ", "UTC", 1);
 
 // The page over a gallery with pictures, in a window of 1440 x 900 that no screen shows.
-class PageTest : public GalleryTest {
+class PageTest : public GalleryTest, protected OpenPage {
  protected:
   static constexpr std::int64_t kToday = 1'699'920'000;  // 14 November 2023, in seconds
   static constexpr std::int64_t kDay = 86'400;
@@ -32,15 +30,13 @@ class PageTest : public GalleryTest {
   void SetUp() override {
     upward::Install(&helper);
     GalleryTest::SetUp();
+    ForgetChoices();
     GlobalData::globalParam = GlobalParamWrapper::GetInstance();
     GlobalData::searchJump = false;
     GlobalData::multiBubbleShown = false;
   }
   void TearDown() override {
-    page.reset();
-    frame.reset();
-    selection.SelectClear(false);
-    helper.WaitForConf();
+    ClosePage();
     GalleryTest::TearDown();
     upward::Install(static_cast<IAlbumViews*>(nullptr));
   }
@@ -67,14 +63,7 @@ class PageTest : public GalleryTest {
   }
 
   void Open(QSize size = {1440, 900}) {
-    frame = std::make_unique<WindowImplBaseEx>();
-    ASSERT_TRUE(frame->Create(static_cast<QWidget*>(nullptr), QStringLiteral("frame"), WindowStyle::Frame,
-                              QRect(QPoint(0, 0), size)));
-    page = std::make_unique<ZentaraGallery>();
-    ASSERT_TRUE(page->Create(frame.get(), QStringLiteral("ZentaraGalleryWnd"), WindowStyle::Child,
-                             {84, 0, size.width() - 84, size.height()}));
-    frame->show();
-    page->show();
+    ASSERT_NO_FATAL_FAILURE(ShowPage(size));
     frame->activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(frame.get()));
     Settle();
@@ -86,10 +75,6 @@ class PageTest : public GalleryTest {
       QCoreApplication::sendPostedEvents();
       QApplication::processEvents();
     }
-  }
-  // Runs the event loop until `done`; false when it does not come.
-  static bool Until(const std::function<bool()>& done) {
-    return QTest::qWaitFor([&done] { return done(); }, 20000);
   }
   bool UntilPictures() {
     return Until([this] {
@@ -138,6 +123,4 @@ class PageTest : public GalleryTest {
 
   GalleryFileListViewHelper& helper = GalleryFileListViewHelper::GetInstance();
   GallerySelectHelper& selection = GallerySelectHelper::GetInstance();
-  std::unique_ptr<WindowImplBaseEx> frame;
-  std::unique_ptr<ZentaraGallery> page;
 };

@@ -237,4 +237,15 @@ TEST_F(ViewHelper, BinIsExpiredWhenItIsShown) {
   EXPECT_EQ(gallery.GetAlbum(kRecycleAlbumId)->FileCount(), 0u);
 }
 
+TEST_F(ViewHelper, FileThatIsDeletedBetweenTwoRowsStaysUntilTheNextLayout) {
+  const auto today = AddDay(0, 12);
+  ShowTimeLine();
+  EXPECT_EQ(helper.GetListViewVec(1).files.back(), today[5]);
+  today[6]->IsDeleted = 1;  // The record is first; the album's view follows.
+  EXPECT_EQ(helper.GetListViewVec(2).files.front(), today[6]);
+  today[6]->IsDeleted = 0;
+  ASSERT_EQ(gallery.RecycleFiles({today[6]}, false), 1u);
+  EXPECT_EQ(helper.GetListViewVec(2).files.front(), today[7]);
+}
+
 }  // namespace
