@@ -2,6 +2,7 @@
 
 #include <QPainter>
 #include <QPointer>
+#include <QUrl>
 
 #include "choicecard.h"
 #include "common/toolkit/button.h"
@@ -10,6 +11,20 @@
 #include "common/toolkit/theme.h"
 #include "common/toolkit/toolkit.h"
 #include "framewindow.h"
+
+namespace {
+
+// The address of a server as it is typed: "photos.example" means that of its https.
+// Empty for what can be no address.
+QString ServerAddress(QString typed) {
+  if (!typed.contains(QStringLiteral("://"))) typed.prepend(QStringLiteral("https://"));
+  while (typed.endsWith(u'/')) typed.chop(1);
+  const QUrl url(typed, QUrl::StrictMode);
+  const bool web = url.scheme() == QStringLiteral("https") || url.scheme() == QStringLiteral("http");
+  return url.isValid() && web && !url.host().isEmpty() ? typed : QString();
+}
+
+}  // namespace
 
 CControlUI* FirstRunPage::CreateControl(const QString& element) {
   return element == QStringLiteral("ChoiceCard") ? new ChoiceCardUI : nullptr;
@@ -68,6 +83,8 @@ void FirstRunPage::OnNext() {
   const auto* elsewhere = Find<ChoiceCardUI>(QStringLiteral("choice_server"));
   if (elsewhere && elsewhere->IsSelected()) {
     if (TextOf("server_field").isEmpty()) return Fail(QStringLiteral("IDS_FIRSTRUN_ADDRESS_NEEDED"));
+    if (ServerAddress(TextOf("server_field")).isEmpty())
+      return Fail(QStringLiteral("IDS_FIRSTRUN_ADDRESS_WRONG"));
     return ShowStep(2);
   }
   Wait(true);
@@ -79,9 +96,7 @@ void FirstRunPage::OnNext() {
 }
 
 void FirstRunPage::SignIn() {
-  QString server = TextOf("server_field");
-  if (!server.contains(QStringLiteral("://"))) server.prepend(QStringLiteral("https://"));
-  while (server.endsWith(u'/')) server.chop(1);
+  const QString server = ServerAddress(TextOf("server_field"));
   const auto* password = Find<CEditUI>(QStringLiteral("login_password"));
   if (TextOf("login_user").isEmpty() || !password || password->GetText().isEmpty())
     return Fail(QStringLiteral("IDS_FIRSTRUN_NAME_NEEDED"));

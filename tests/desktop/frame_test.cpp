@@ -11,8 +11,11 @@
 #include <fstream>
 
 #include "autostart.h"
+#include "choicecard.h"
 #include "common/platform/paths.h"
 #include "common/toolkit/button.h"
+#include "common/toolkit/edit.h"
+#include "common/toolkit/resourcemanager.h"
 #include "desktopsettings.h"
 #include "firstrunpage.h"
 #include "framewindow.h"
@@ -83,6 +86,41 @@ TEST_F(FrameTest, FirstStartAsksAndNotNowOpensTheGallery) {
   frame->ShowPage(FrameWindow::Transfers);
   frame->ShowPage(FrameWindow::Gallery);
   EXPECT_TRUE(HasPage());
+  End();
+}
+
+TEST_F(FrameTest, AddressOfAServerIsCheckedBeforeTheAccountIsAsked) {
+  Open();
+  ASSERT_TRUE(Until([this] { return FirstRun() && FirstRun()->isVisible(); }));
+  auto* elsewhere = FirstRun()->Find<ChoiceCardUI>(QStringLiteral("choice_server"));
+  auto* field = FirstRun()->Find<CEditUI>(QStringLiteral("server_field"));
+  auto* login = FirstRun()->FindControl(QStringLiteral("step_login"));
+  auto* words = FirstRun()->FindControl(QStringLiteral("fail_words"));
+  ASSERT_TRUE(elsewhere && field && login && words);
+  QTest::mouseClick(elsewhere, Qt::LeftButton);
+  ASSERT_TRUE(field->isEnabled());
+  const auto next = [&](const char* typed) {
+    field->SetText(QString::fromLatin1(typed));
+    Press("btn_next");
+  };
+  next("  ");
+  EXPECT_EQ(words->GetText(), CResourceManager::GetText(QStringLiteral("IDS_FIRSTRUN_ADDRESS_NEEDED")));
+  for (const char* wrong : {"no address", "https://", "ftp://photos.example", "photos.example:port",
+                            "https://photos.example:99999", "/home/me/photos", "http:///photos"}) {
+    next(wrong);
+    EXPECT_EQ(words->GetText(), CResourceManager::GetText(QStringLiteral("IDS_FIRSTRUN_ADDRESS_WRONG")))
+        << wrong;
+    EXPECT_FALSE(login->Widget()->isVisible()) << wrong;
+  }
+  for (const char* good : {"photos.example", "https://photos.example:8443/", "http://192.168.0.7:8080",
+                           "https://[::1]:8443", "photos.example/cloud"}) {
+    next(good);
+    EXPECT_TRUE(login->Widget()->isVisible()) << good;
+    EXPECT_EQ(words->GetText(), QString()) << good;
+    Press("btn_back");
+  }
+  Press("btn_later");
+  ASSERT_TRUE(Until([this] { return HasPage(); }));
   End();
 }
 
