@@ -1,14 +1,19 @@
 // Files that another program drops on the page.
 
 #include <QDropEvent>
+#include <QLabel>
 #include <QMimeData>
 #include <QTimer>
 #include <QUrl>
 
 #include "common/toolkit/button.h"
+#include "common/toolkit/overlays.h"
+#include "common/toolkit/resourcemanager.h"
 #include "pagetest.h"
 #include "transfer/thumbnails/thumbnailhelper.h"
 #include "ui/dialogs/movepicwnd.h"
+#include "ui/dialogs/uploadexceptionwnd.h"
+#include "ui/dragpicture.h"
 
 namespace {
 
@@ -50,6 +55,31 @@ class PageDropTest : public PageTest {
     QDropEvent drop(QPointF(point), Qt::CopyAction, &data, Qt::LeftButton, {});
     QApplication::sendEvent(page.get(), &drop);
     return drop.isAccepted();
+  }
+  // A drag of the page's own pictures that ends on an album of the panel.
+  bool DropPicturesOn(QWidget& album) {
+    QMimeData data;
+    data.setData(kPicturesMime, {});
+    const QPoint point = page->mapFromGlobal(album.mapToGlobal(album.rect().center()));
+    QDragEnterEvent enter(point, Qt::CopyAction, &data, Qt::LeftButton, {});
+    QApplication::sendEvent(page.get(), &enter);
+    QDropEvent drop(QPointF(point), Qt::CopyAction, &data, Qt::LeftButton, {});
+    QApplication::sendEvent(page.get(), &drop);
+    return drop.isAccepted();
+  }
+  CButtonUI& AlbumButton() {
+    page->Panel()->Reload();
+    return *page->Panel()->Find<CButtonUI>(QStringLiteral("btn_custom_album"));
+  }
+  // What the page has said last.
+  QString Said() {
+    for (QWidget* widget : frame->findChildren<QWidget*>()) {
+      auto* toast = dynamic_cast<Toast*>(widget);
+      if (!toast || toast->isHidden()) continue;
+      for (const auto* label : toast->findChildren<QLabel*>())
+        if (!label->text().isEmpty()) return label->text();
+    }
+    return {};
   }
   void ShowAlbum(const char* button) {
     QTest::mouseClick(page->Panel()->Find<CButtonUI>(QString::fromLatin1(button)), Qt::LeftButton);
@@ -112,6 +142,81 @@ TEST_F(PageDropTest, WhatLiesInARecycleBinIsNotTakenAndNothingIsClosed) {
   EXPECT_EQ(OpenDialog(), nullptr);
   EXPECT_TRUE(page->isVisible());
   EXPECT_EQ(gallery.FileCount(), before);
+}
+
+TEST_F(PageDropTest, DropThatNamesNothingSaysSo) {
+  AddDay(0, 2);
+  Open();
+  // As when the program that they come from has ended before it was asked.
+  ASSERT_TRUE(Drop({}));
+  Settle();
+  EXPECT_EQ(Said(), CResourceManager::GetText(QStringLiteral("IDS_GALLERY_DROP_NOTHING")));
+}
+
+TEST_F(PageDropTest, PicturesThatAreDraggedOntoTheirOwnAlbumStayAsTheyAre) {
+  const auto album = gallery.CreateAlbum(L"Harbour", false, -1);
+  const auto own = AddDay(0, 2, album->AlbumId.Get());
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  // In the album itself, and from the time line.
+  for (const bool inside : {true, false}) {
+    page->Panel()->SelectAlbum(inside ? album->AlbumId.Get()
+                                      : std::string(SystemAlbumId(AlbumKind::TimeLine)));
+    ASSERT_TRUE(Until([this, &own] { return Cell(own[0]) != nullptr; }));
+    ASSERT_TRUE(UntilPictures());
+    Click(own[0]);
+    ASSERT_EQ(Selected(), std::set<FilePtr>{own[0]});
+    EXPECT_EQ(DropPicturesOn(AlbumButton()), !inside);
+    Settle();
+    EXPECT_EQ(Selected(), std::set<FilePtr>{own[0]}) << inside;
+    EXPECT_EQ(Said(), QString()) << inside;
+    EXPECT_EQ(album->FileCount(), 2u);
+  }
+}
+
+TEST_F(PageDropTest, PicturesThatAreDraggedOntoAnAlbumGoThere) {
+  const auto files = AddDay(0, 3);
+  const auto album = gallery.CreateAlbum(L"Harbour", false, -1);
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  Click(files[1]);
+  EXPECT_TRUE(DropPicturesOn(AlbumButton()));
+  EXPECT_TRUE(Until([&] { return album->FileCount() == 1; }));
+  EXPECT_EQ(files[1]->AlbumId(), album->AlbumId.Get());
+  EXPECT_EQ(Selected(), std::set<FilePtr>());
+}
+
+// A file of the same name is there already: it stays where it was, and that is told.
+TEST_F(PageDropTest, ConflictOfAMoveIsToldFileByFile) {
+  const auto album = gallery.CreateAlbum(L"Harbour", false, -1);
+  const auto there = CloudFile("there", album->AlbumId.Get(), (kToday - kDay) * 1000);
+  there->SetFileName(L"same.jpg");
+  WriteThumbnail(*there, {320, 240});
+  Add({there});
+  const auto files = AddDay(0, 3);
+  files[0]->SetFileName(L"same.jpg");
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  List().OnSelectAllKey(0);  // That of the album itself has nowhere to go.
+  ASSERT_EQ(Selected().size(), 4u);
+  QStringList told;
+  QTimer answer;
+  QObject::connect(&answer, &QTimer::timeout, [&told] {
+    for (QWidget* at = QApplication::focusWidget(); at; at = at->parentWidget()) {
+      auto* dialog = dynamic_cast<UploadExceptionWnd*>(at);
+      if (!dialog || !told.isEmpty()) continue;
+      for (const auto* label : dialog->findChildren<QLabel*>()) told << label->text();
+      dialog->Close(IDCANCEL);
+    }
+  });
+  answer.start(20);
+  EXPECT_TRUE(DropPicturesOn(AlbumButton()));
+  EXPECT_TRUE(Until([&told] { return !told.isEmpty(); }));
+  EXPECT_TRUE(told.contains(QStringLiteral("same.jpg")));
+  EXPECT_TRUE(told.contains(CResourceManager::GetText(QStringLiteral("IDS_GALLERT_UPLOADEX_FILE_EXIST"))));
+  EXPECT_TRUE(told.contains(CResourceManager::GetPluralText(QStringLiteral("IDS_GALLERY_LEFT_TITLE"), 1)));
+  EXPECT_EQ(files[1]->AlbumId(), album->AlbumId.Get());
+  EXPECT_NE(files[0]->AlbumId(), album->AlbumId.Get());
 }
 
 TEST_F(PageDropTest, TheBinTakesNothing) {

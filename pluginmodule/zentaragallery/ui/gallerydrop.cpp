@@ -136,6 +136,8 @@ LRESULT ZentaraGallery::OnDragRelease(DragDataUI& drag) {
   }
   LogInfo(kTag, "pParams->pSupportedFrmt->cfFormat == CF_BITMAP");
   Files files = Chosen();
+  if (target)
+    std::erase_if(files, [&](const auto& file) { return file->AlbumId() == target->AlbumId.Get(); });
   if (!files.empty() && target && target != current) MoveTo(std::move(files), target);
   return 0;
 }
@@ -164,7 +166,8 @@ void ZentaraGallery::OnDropToFile(const DragDataUI& drag, const Album::Ptr& targ
 }
 
 void ZentaraGallery::UploadDropped(std::vector<std::wstring> dropped, Album::Ptr target) {
-  if (dropped.empty()) return;
+  // The program that they come from may have ended before it was asked for them.
+  if (dropped.empty()) return Say(QStringLiteral("info"), QStringLiteral("IDS_GALLERY_DROP_NOTHING"));
   const auto found = std::make_shared<ByAlbum>();
   Run(
       UploadProcess::TextKey(UploadProcess::ImportData), 0,

@@ -47,16 +47,27 @@ constexpr char kFilters[] =
 
 GallerySelectHelper& Selection() { return GallerySelectHelper::GetInstance(); }
 
-// Goes through the files in steps until it is stopped; gives those that `step` took on.
+// What a user is told of a file that a batch has left as it was, by its state.
+constexpr std::array kReasons{"IDS_GALLERT_FILE_NOT_EXIST",
+                              "IDS_GALLERT_UPLOADEX_ALBUM_NOT_EXIST",
+                              "IDS_GALLERT_UPLOADEX_CREATE_RECYCLE_FAIL",
+                              "IDS_GALLERT_UPLOADEX_FILE_EXIST",
+                              "IDS_GALLERT_UPLOADEX_FILE_DELETE_FILE",
+                              "IDS_GALLERT_UPLOADEX_FILE_MOVE_FILE"};
+
+// Goes through the files in steps until it is stopped; gives those that `step` took on,
+// and with `left` the others with their reasons.
 template <typename Step>
-ZentaraGallery::Files InSteps(const ZentaraGallery::Files& files, ZentaraGallery::Job& job, Step step) {
+ZentaraGallery::Files InSteps(const ZentaraGallery::Files& files, ZentaraGallery::Job& job, Step step,
+                              std::vector<RefusedFile>* left = nullptr) {
   ZentaraGallery::Files done;
   for (std::size_t from = 0; from < files.size() && !job.stop; from += kStep) {
     const auto begin = files.begin() + static_cast<std::ptrdiff_t>(from);
     const auto end = files.begin() + static_cast<std::ptrdiff_t>(std::min(from + kStep, files.size()));
     const ZentaraGallery::Files part(begin, end);
-    step(part, [&done](Gallery::ProcFileState state, const GalleryFile::Ptr& file) {
-      if (state == Gallery::Done) done.push_back(file);
+    step(part, [&](Gallery::ProcFileState state, const GalleryFile::Ptr& file) {
+      if (state == Gallery::Done) return done.push_back(file);
+      if (left) left->push_back({file->FileName(), kReasons.at(static_cast<std::size_t>(state) - 1)});
     });
     job.count += part.size();
   }
@@ -276,14 +287,15 @@ void ZentaraGallery::Upload(std::vector<std::wstring> paths, Album::Ptr album, s
       });
 }
 
-void ZentaraGallery::TellRefused(const std::wstring& album, const std::vector<RefusedFile>& refused) {
+void ZentaraGallery::TellRefused(const std::wstring& album, const std::vector<RefusedFile>& refused,
+                                 const char* titleKey) {
   if (refused.empty()) return;
   std::vector<UploadExceptionWnd::Line> lines;
   for (const auto& file : refused) {
     lines.push_back({Page::Wide(platform::WideFileName(file.path)), QString::fromLatin1(file.textKey)});
   }
   LogInfo(kTag, "ShowExceptionWnd file true ");
-  Asked<UploadExceptionWnd> window(Page::Wide(album), std::move(lines));
+  Asked<UploadExceptionWnd> window(QString::fromLatin1(titleKey), Page::Wide(album), std::move(lines));
   (void)window.RunOver(*this);
 }
 
@@ -299,30 +311,40 @@ void ZentaraGallery::OnDeleteFile(bool hard) {
   if (ask.RunOver(*this) != IDOK) return;
   if (!hard && !bin) return Recycle(std::move(files));
   const auto deleted = std::make_shared<std::size_t>(0);
+  const auto left = std::make_shared<std::vector<RefusedFile>>();
   Run(
       UploadProcess::TextKey(UploadProcess::Delete), files.size(),
-      [files, deleted](Job& running) {
-        *deleted = InSteps(files, running, [](const Files& part, const Gallery::Report& report) {
-                     (void)Gallery::GetInstance().DeleteFiles(part, false, report);
-                   }).size();
+      [files, deleted, left](Job& running) {
+        const auto work = [](const Files& part, const Gallery::Report& report) {
+          (void)Gallery::GetInstance().DeleteFiles(part, false, report);
+        };
+        *deleted = InSteps(files, running, work, left.get()).size();
       },
-      [this, deleted](const Job&) {
+      [this, deleted, left](const Job&) {
         DoneWithSelection();
-        Say(QStringLiteral("delete"), Counted("IDS_GALLERY_DELETED_FOR_GOOD", *deleted));
+        const QPointer<ZentaraGallery> page(this);
+        TellRefused({}, *left, "IDS_GALLERY_LEFT_TITLE");
+        if (page && *deleted > 0)
+          Say(QStringLiteral("delete"), Counted("IDS_GALLERY_DELETED_FOR_GOOD", *deleted));
       });
 }
 
 void ZentaraGallery::Recycle(Files files) {
   const auto gone = std::make_shared<Files>();
+  const auto left = std::make_shared<std::vector<RefusedFile>>();
   Run(
       UploadProcess::TextKey(UploadProcess::Delete), files.size(),
-      [files, gone](Job& running) {
-        *gone = InSteps(files, running, [](const Files& part, const Gallery::Report& report) {
+      [files, gone, left](Job& running) {
+        const auto work = [](const Files& part, const Gallery::Report& report) {
           (void)Gallery::GetInstance().RecycleFiles(part, false, report);
-        });
+        };
+        *gone = InSteps(files, running, work, left.get());
       },
-      [this, gone](const Job&) {
+      [this, gone, left](const Job&) {
         DoneWithSelection();
+        const QPointer<ZentaraGallery> page(this);
+        TellRefused({}, *left, "IDS_GALLERY_LEFT_TITLE");
+        if (!page || gone->empty()) return;
         Say(QStringLiteral("delete"), Counted("IDS_GALLERY_RECYCLED", gone->size()),
             QStringLiteral("IDS_GALLERY_UNDO"), [this, gone] {
               Run(
@@ -400,7 +422,7 @@ void ZentaraGallery::MoveTo(Files files, const Album::Ptr& target) {
   struct Moved {
     std::map<std::string, Files> from;
     std::size_t done = 0;
-    std::size_t blocked = 0;
+    std::vector<RefusedFile> left;
   };
   const auto moved = std::make_shared<Moved>();
   OnToolbarState(0);
@@ -410,33 +432,43 @@ void ZentaraGallery::MoveTo(Files files, const Album::Ptr& target) {
       [files, target, moved](Job& running) {
         std::map<GalleryFile::Ptr, std::string> homes;
         for (const auto& file : files) homes[file] = file->AlbumId();
-        const Files done =
-            InSteps(files, running, [&target](const Files& part, const Gallery::Report& report) {
+        const Files done = InSteps(
+            files, running,
+            [&target](const Files& part, const Gallery::Report& report) {
               (void)Gallery::GetInstance().MoveFiles(part, target, false, report);
-            });
+            },
+            &moved->left);
         for (const auto& file : done) moved->from[homes[file]].push_back(file);
         moved->done = done.size();
-        moved->blocked = running.count - done.size();
       },
       [this, target, moved](const Job&) {
         Page::PostRedraw();
         const QString name = Page::AlbumTitle(*target);
-        if (moved->done == 0)
+        if (moved->done == 0 && moved->left.empty())
           return Say(QStringLiteral("info"),
                      Page::Fill(CResourceManager::GetText(QStringLiteral("IDS_GALLERY_MOVED_NONE")), {name}));
-        Say(QStringLiteral("move"), Page::Fill(Counted("IDS_GALLERY_MOVED", moved->done), {QString(), name}),
-            QStringLiteral("IDS_GALLERY_UNDO"), [this, moved] {
-              Run(
-                  UploadProcess::TextKey(UploadProcess::Move), moved->done,
-                  [moved](Job&) {
-                    for (const auto& [id, part] : moved->from) {
-                      if (const auto home = Gallery::GetInstance().GetAlbum(id))
-                        (void)Gallery::GetInstance().MoveFiles(part, home, false);
-                    }
-                  },
-                  nullptr);
-            });
+        const QPointer<ZentaraGallery> page(this);
+        TellRefused(Page::Wide(name), moved->left, "IDS_GALLERY_LEFT_TITLE");
+        if (page && moved->done > 0) SayMoved(moved->from, moved->done, target);
       });
+}
+
+// With the way back: each file to the album that it came from.
+void ZentaraGallery::SayMoved(const std::map<std::string, Files>& from, std::size_t number,
+                              const Album::Ptr& target) {
+  const QString words =
+      Page::Fill(Counted("IDS_GALLERY_MOVED", number), {QString(), Page::AlbumTitle(*target)});
+  Say(QStringLiteral("move"), words, QStringLiteral("IDS_GALLERY_UNDO"), [this, from, number] {
+    Run(
+        UploadProcess::TextKey(UploadProcess::Move), number,
+        [from](Job&) {
+          for (const auto& [id, part] : from) {
+            if (const auto home = Gallery::GetInstance().GetAlbum(id))
+              (void)Gallery::GetInstance().MoveFiles(part, home, false);
+          }
+        },
+        nullptr);
+  });
 }
 
 // --- Download

@@ -166,7 +166,10 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
   void SayLimit();
   void Download(Files files, const std::wstring& folder);
   void DoneWithSelection();
-  void TellRefused(const std::wstring& album, const std::vector<struct RefusedFile>& refused);
+  void SayMoved(const std::map<std::string, Files>& from, std::size_t number, const Album::Ptr& target);
+  // `titleKey` counts them.
+  void TellRefused(const std::wstring& album, const std::vector<struct RefusedFile>& refused,
+                   const char* titleKey = "IDS_GALLERY_UPLOADEX_TITLE");
 
   // gallerystatus.cpp: the status line and what the cloud says
   void OnUpdateWinState(int state, std::int64_t count);

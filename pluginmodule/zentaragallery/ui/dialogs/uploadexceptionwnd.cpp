@@ -17,7 +17,10 @@ constexpr std::size_t kMostLines = 1000;
 }  // namespace
 
 void UploadExceptionWnd::InitWindow() {
-  if (auto* label = FindControl(QStringLiteral("albumName"))) label->SetText(albumName);
+  if (auto* label = FindControl(QStringLiteral("albumName"))) {
+    label->SetText(albumName);
+    label->SetVisible(!albumName.isEmpty());
+  }
   auto* list = Find<CListUI>(QStringLiteral("listview"));
   if (list) {
     for (std::size_t i = 0; i < std::min(lines.size(), kMostLines); ++i) {
@@ -44,8 +47,7 @@ void UploadExceptionWnd::InitWindow() {
     list->SetFixedHeight(kRowHeight * std::clamp(static_cast<int>(lines.size()), 1, kMostRows));
   }
   if (auto* title = FindControl(QStringLiteral("title")))
-    title->SetText(CResourceManager::GetPluralText(QStringLiteral("IDS_GALLERY_UPLOADEX_TITLE"),
-                                                   static_cast<qint64>(lines.size())));
+    title->SetText(CResourceManager::GetPluralText(titleKey, static_cast<qint64>(lines.size())));
   WindowBusyBaseShadow::InitWindow();
   if (auto* close = FindControl(QStringLiteral("btn_cancel"))) close->SetFocus();
 }

@@ -4,15 +4,16 @@
 
 #include "common/duilib_business/windowbusybaseshadow.h"
 
-// The files that were not taken, each with its reason, "CUploadExceptionWnd".
+// The files that were not taken, or left as they were, each with its reason, "CUploadExceptionWnd".
 class UploadExceptionWnd : public WindowBusyBaseShadow {
  public:
   struct Line {
     QString name;
     QString reason;  // a text key, or words
   };
-  UploadExceptionWnd(QString album, std::vector<Line> refused)
-      : albumName(std::move(album)), lines(std::move(refused)) {}
+  // `title` is a key with plural forms, `album` empty for none.
+  UploadExceptionWnd(QString title, QString album, std::vector<Line> refused)
+      : titleKey(std::move(title)), albumName(std::move(album)), lines(std::move(refused)) {}
 
   QString GetSkinFile() override { return QStringLiteral("Gallery/UploadException/UploadExceptionWnd.xml"); }
   const char* GetWindowClassName() const override { return "CUploadExceptionWnd"; }
@@ -20,6 +21,6 @@ class UploadExceptionWnd : public WindowBusyBaseShadow {
   void Notify(TNotifyUI& message) override;
 
  private:
-  const QString albumName;
+  const QString titleKey, albumName;
   const std::vector<Line> lines;
 };
