@@ -20,12 +20,14 @@
 #include "transfer/gallerytransmanager.h"
 #include "transferspage.h"
 #include "ui/zentaragallery.h"
+#include "utils/gallerylog.h"
 #include "utils/globaldata.h"
 #include "utils/messages.h"
 
 namespace {
 
 constexpr int kNavigationWidth = 84;
+constexpr int kMinWidth = 900, kMinHeight = 600;
 constexpr int kBadgeMs = 1000;
 constexpr const char* kButtons[] = {"nav_home", "nav_gallery", "nav_transfers", "nav_settings"};
 
@@ -60,10 +62,11 @@ CControlUI* FrameWindow::CreateControl(const QString& element) {
 }
 
 void FrameWindow::InitWindow() {
+  SetLog([](const std::string& line) { LogInfo("WindowBusyBase", line); });
   SetTopWindow(GetHWND());
   WindowBusyBase::InitWindow();
   setWindowTitle(QStringLiteral("Zentara Gallery"));
-  setMinimumSize(Manager().Scale(900), Manager().Scale(600));
+  Sub_OnDPIChanged();
   GlobalData::mainWnd = GetHWND();
   GlobalParamWrapper::GetInstance()->SetMainWnd(GetHWND());
   SetUpTray();
@@ -71,6 +74,10 @@ void FrameWindow::InitWindow() {
   connect(badge, &QTimer::timeout, this, &FrameWindow::UpdateBadge);
   badge->start(kBadgeMs);
   Start();
+}
+
+void FrameWindow::Sub_OnDPIChanged() {
+  setMinimumSize(Manager().Scale(kMinWidth), Manager().Scale(kMinHeight));
 }
 
 // --- Start

@@ -51,6 +51,7 @@ class FrameWindow : public WindowBusyBase {
   class ZentaraGallery* GalleryPage() const;
 
  protected:
+  void Sub_OnDPIChanged() override;
   void resizeEvent(QResizeEvent* event) override;
   void closeEvent(QCloseEvent* event) override;
 

@@ -62,9 +62,10 @@ void WindowBusyBase::OnChildDestroyMsg(HWND child) {
 void WindowBusyBase::OnDPIChanged(UINT message, WPARAM dpi) {
   Log("WindowBusyBase::OnDPIChanged uMsg=" + std::to_string(message) + ",hWnd=[" + Hex(GetHWND()) + "]");
   const int before = Manager().GetDPI();
-  Manager().SetDPI(static_cast<int>(dpi));
-  if (before > 0 && isWindow()) resize(size() * static_cast<double>(dpi) / before);
+  const QSize same = before > 0 ? size() * static_cast<double>(dpi) / before : size();
+  OnDpi(static_cast<int>(dpi));
   Sub_OnDPIChanged();
+  if (isWindow()) resize(same);
   for (const auto& [child, data] : childMap) {
     if (platform::IsWindow(child)) platform::SendMessageW(child, message, dpi, 0);
   }

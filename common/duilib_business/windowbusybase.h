@@ -44,6 +44,8 @@ class WindowBusyBase : public WindowImplBaseEx {
   static void Log(const std::string& line);
   // The subclass's data, on "windowinit" and on a "timer" put off to later.
   virtual void OnPrepareData() {}
+  // Puts it off to the next "timer", once.
+  void PrepareLater() { preparing = true; }
   virtual void Sub_OnDPIChanged() {}
 
  private:

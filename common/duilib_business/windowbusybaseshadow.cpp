@@ -23,9 +23,11 @@ void WindowBusyBaseShadow::InitWindow() {
 }
 
 void WindowBusyBaseShadow::ShadowCreate() {
+  if (!Shadow()) return;
+  Shadow()->setObjectName(QStringLiteral("PrintShadowingWnd"));
   char text[64];
   std::snprintf(text, sizeof text, "WindowBusyBaseShadow::ShadowCreate shadow[0x%zx]",
-                reinterpret_cast<std::size_t>(this));
+                reinterpret_cast<std::size_t>(Shadow()));
   Log(text);
 }
 

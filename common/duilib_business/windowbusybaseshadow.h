@@ -49,7 +49,7 @@ class Asked {
 class UIBackGroundMessWnd : public WindowBusyBase {
  public:
   const char* GetWindowClassName() const override { return "UIChildMessWnd"; }
-  QString GetSkinFile() override { return QStringLiteral("Gallery/BackGroundWnd.xml"); }
+  QString GetSkinFile() override { return QStringLiteral("Gallery//BackGroundWnd.xml"); }
   LRESULT HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, bool& handled) override;
 
   // The topmost one that is open; null without a dialog.

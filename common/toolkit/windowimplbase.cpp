@@ -74,7 +74,8 @@ HWND WindowImplBaseEx::Create(QWidget* parent, const QString& name, WindowStyle 
   closing = false;
   Register();
   if (overlay && holder)
-    new ShadowUI(*this, style == WindowStyle::Dialog ? kDialogRadius : kPopupRadius, ShadowLevel(style));
+    shadow =
+        new ShadowUI(*this, style == WindowStyle::Dialog ? kDialogRadius : kPopupRadius, ShadowLevel(style));
   rect.isEmpty() ? adjustSize() : setGeometry(rect);
   if (rect.isEmpty() && overlay) CenterWindow();
   InitWindow();

@@ -83,6 +83,10 @@ class WindowImplBaseEx : public QWidget, public INotifyUI, public IDialogBuilder
   CControlUI* CreateControl(const QString& element) override;
 
  protected:
+  // Makes the window and those inside it anew for a resolution.
+  void OnDpi(int dpi);
+  // What lies below a dialog or a popup; null for other windows.
+  QWidget* Shadow() const { return shadow; }
   void closeEvent(QCloseEvent* event) override;
   void keyPressEvent(QKeyEvent* event) override;
   void keyReleaseEvent(QKeyEvent* event) override;
@@ -101,13 +105,13 @@ class WindowImplBaseEx : public QWidget, public INotifyUI, public IDialogBuilder
   void Unregister();
   void CloseInside();
   void FollowScreen();
-  void OnDpi(int dpi);
   bool Drag(UINT message, QDropEvent& event);
 
   CPaintManagerUI manager;
   QEventLoop* modal = nullptr;
   QPointer<QWidget> focusBefore;
   QPointer<QWidget> opener;
+  QPointer<QWidget> shadow;
   WindowStyle windowStyle = WindowStyle::Frame;
   int result = IDCANCEL;
   bool closing = false;

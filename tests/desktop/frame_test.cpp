@@ -25,6 +25,7 @@
 #include "sync/synchelper.h"
 #include "tests/support/temporaryfolder.h"
 #include "transferspage.h"
+#include "ui/galleryalbumwnd.h"
 #include "ui/view/galleryfilelistviewhelper.h"
 #include "ui/zentaragallery.h"
 
@@ -63,6 +64,16 @@ class FrameTest : public testing::Test {
     return nullptr;
   }
   bool HasPage() const { return frame->GalleryPage() && frame->GalleryPage()->isVisible(); }
+  // All that was logged, behind the end.
+  std::string LogText() const {
+    std::string text;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder.Path())) {
+      if (entry.path().extension() != ".log") continue;
+      std::ifstream file(entry.path());
+      text.append(std::istreambuf_iterator<char>(file), {});
+    }
+    return text;
+  }
   void Press(const char* name) {
     auto* button = FirstRun()->Find<CButtonUI>(QString::fromLatin1(name));
     ASSERT_NE(button, nullptr);
@@ -122,6 +133,24 @@ TEST_F(FrameTest, AddressOfAServerIsCheckedBeforeTheAccountIsAsked) {
   Press("btn_later");
   ASSERT_TRUE(Until([this] { return HasPage(); }));
   End();
+}
+
+TEST_F(FrameTest, WindowOnAScreenOfAnotherResolutionTakesItsPagesAlong) {
+  Open();
+  ASSERT_TRUE(Until([this] { return FirstRun() && FirstRun()->isVisible(); }));
+  Press("btn_later");
+  ASSERT_TRUE(Until([this] { return HasPage(); }));
+  const QSize before = frame->size();
+  (void)platform::SendMessageW(frame->GetHWND(), WM_DPI_CHANGED, 144, 0);
+  EXPECT_EQ(frame->size(), before * 1.5);
+  EXPECT_EQ(frame->minimumSize(), QSize(1350, 900));
+  EXPECT_EQ(frame->GalleryPage()->Manager().GetScale(), 150);
+  EXPECT_EQ(frame->GalleryPage()->Panel()->Manager().GetScale(), 150);
+  EXPECT_EQ(frame->GalleryPage()->Panel()->width(), 300);
+  End();
+  const std::string log = LogText();
+  EXPECT_NE(log.find("WindowBusyBase::OnDPIChanged uMsg=3267,hWnd=[0x"), std::string::npos);
+  EXPECT_NE(log.find("ZentaraGallery::dpiVal: 144"), std::string::npos);
 }
 
 TEST_F(FrameTest, FoldersGoUpIntoThePhotoCloudOnThisComputer) {

@@ -19,7 +19,7 @@ struct OpenPage {
     for (const char* name :
          {UserProperties::kRowCount, UserProperties::kTipSeen, UserProperties::kUseDownloads,
           UserProperties::kDownloadFolder, UserProperties::kAskDownload})
-      UserProperties::Set(name, std::string());
+      if (!UserProperties::GetText(name).empty()) UserProperties::Set(name, std::string());
   }
   void ShowPage(QSize size = {1100, 900}) {
     frame = std::make_unique<WindowImplBaseEx>();
