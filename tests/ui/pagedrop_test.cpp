@@ -14,6 +14,7 @@
 #include "ui/dialogs/movepicwnd.h"
 #include "ui/dialogs/uploadexceptionwnd.h"
 #include "ui/dragpicture.h"
+#include "utils/messages.h"
 
 namespace {
 
@@ -142,6 +143,42 @@ TEST_F(PageDropTest, WhatLiesInARecycleBinIsNotTakenAndNothingIsClosed) {
   EXPECT_EQ(OpenDialog(), nullptr);
   EXPECT_TRUE(page->isVisible());
   EXPECT_EQ(gallery.FileCount(), before);
+}
+
+// The host's window, as far as it hears of uploads.
+struct Listener : WindowImplBaseEx {
+  LRESULT HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, bool& handled) override {
+    if (uMsg == WM_GALLERY_UPLOAD_BUSY) busy.push_back(wParam);
+    return WindowImplBaseEx::HandleMessage(uMsg, wParam, lParam, handled);
+  }
+  std::vector<WPARAM> busy;
+};
+
+TEST_F(PageDropTest, HostIsToldWhenFilesComeInAndWhenTheyAreThere) {
+  const auto album = gallery.CreateAlbum(L"Harbour", false, -1);
+  AddDay(0, 2);
+  Listener host;
+  ASSERT_TRUE(host.Create(static_cast<QWidget*>(nullptr), QStringLiteral("host"), WindowStyle::Frame));
+  GlobalData::mainWnd = host.GetHWND();
+  Open();
+  page->Upload({Picture("a.jpg").toLocalFile().toStdWString()}, album);
+  EXPECT_TRUE(Until([&host] { return host.busy.size() == 2; }));
+  EXPECT_EQ(host.busy, (std::vector<WPARAM>{1, 0}));
+  GlobalData::mainWnd = nullptr;
+}
+
+TEST_F(PageDropTest, LinkIsFollowedToWhatItNames) {
+  AddDay(0, 2);
+  Open();
+  (void)Picture("a.jpg", "Trip");
+  const QUrl link = Picture("b.jpg").adjusted(QUrl::RemoveFilename);
+  const QString path = link.toLocalFile() + QStringLiteral("Trip.desktop");
+  QFile file(path);
+  ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+  file.write("[Desktop Entry]\nVersion=1.0\nType=Link\nName=Trip\nURL=" + link.toEncoded() + "Trip\n");
+  file.close();
+  ASSERT_TRUE(Drop({QUrl::fromLocalFile(path)}));
+  EXPECT_TRUE(Until([this] { return FilesOf(L"Trip") == 1; }));
 }
 
 TEST_F(PageDropTest, DropThatNamesNothingSaysSo) {

@@ -228,6 +228,36 @@ TEST_F(PageEdgeTest, CoverThatChangesIsToldToTheHost) {
   EXPECT_TRUE(Until([&] { return host.covers.contains(cover); }));
 }
 
+// The size of the frame comes from pictures for some scales; at others there is none, and
+// the date stands by itself.
+TEST_F(PageEdgeTest, DateBesideTheBarHasItsFrameAtTheScalesThatHaveOne) {
+  AddDay(0, 200);
+  AddDay(40, 200);
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  const auto framed = [this](int dpi) {
+    (void)platform::SendMessageW(page->GetHWND(), WM_GALLERY_DPI, static_cast<WPARAM>(dpi), 0);
+    Settle();
+    EXPECT_TRUE(UntilPictures());
+    auto* bar = dynamic_cast<CTimeAlbumBodyUI&>(*List().Body()).TimeBar();
+    QTest::mousePress(bar, Qt::LeftButton, {}, {bar->width() / 2, 200});
+    auto* bubble = bar->parentWidget()->findChild<QWidget*>(QStringLiteral("TimeFrame"));
+    EXPECT_TRUE(bubble && bubble->isVisible());
+    if (!bubble) return QSize();
+    QImage image(bubble->size(), QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    bubble->render(&image, {}, {}, QWidget::DrawChildren);
+    QTest::mouseRelease(bar, Qt::LeftButton, {}, {bar->width() / 2, 200});
+    int written = 0;
+    for (int x = 0; x < image.width(); ++x) written += qAlpha(image.pixel(x, image.height() / 2)) > 0;
+    EXPECT_GT(written, 0) << dpi;
+    return qAlpha(image.pixel(image.width() / 2, 1)) > 0 ? image.size() : QSize();
+  };
+  EXPECT_EQ(framed(96), QSize(98, 24));
+  EXPECT_EQ(framed(106), QSize());  // 110 %
+  EXPECT_EQ(framed(120), QSize(123, 30));
+}
+
 TEST_F(PageEdgeTest, CommandOfThePanelReachesItsOwner) {
   AddDay(0, 1);
   Open();

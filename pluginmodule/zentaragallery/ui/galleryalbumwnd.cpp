@@ -80,6 +80,9 @@ LRESULT CGalleryAlbumWnd::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam,
   handled = true;
   switch (uMsg) {
     case WM_GALLERY_ALBUM_RELAYOUT:
+      Reload();
+      LogHeights();
+      return 0;
     case WM_GALLERY_RETEXT:
     case WM_GALLERY_ALBUM_CLEAR:
       Reload();
@@ -101,6 +104,15 @@ LRESULT CGalleryAlbumWnd::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam,
       handled = false;
       return WindowImplBaseEx::HandleMessage(uMsg, wParam, lParam, handled);
   }
+}
+
+void CGalleryAlbumWnd::LogHeights() const {
+  const auto height = [this](const char* name) {
+    const auto* box = FindControl(QString::fromLatin1(name));
+    return std::to_string(box ? box->GetPos().height() : 0);
+  };
+  LogInfo(kTag, "Gallery Album owerAlbumHeight: " + height("custom_albums") +
+                    " sysAlbumHeight:" + height("sys_photo"));
 }
 
 // --- Hidden data
@@ -326,7 +338,9 @@ void CGalleryAlbumWnd::RefuseName(const QString& key) {
   if (bubble) bubble->Dismiss();
   if (!edit) return;
   edit->SetError(!key.isEmpty());
-  if (!key.isEmpty()) bubble = Bubble::Show(*edit, key, BubbleKind::Error);
+  if (key.isEmpty()) return;
+  bubble = Bubble::Show(*edit, key, BubbleKind::Error);
+  (void)platform::PostMessageW(page.GetHWND(), WM_GALLERY_BUBBLE, 0, 0);
 }
 
 void CGalleryAlbumWnd::TryName() {

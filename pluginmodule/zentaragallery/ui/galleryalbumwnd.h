@@ -57,6 +57,7 @@ class CGalleryAlbumWnd : public WindowImplBaseEx {
   void OnGetAlbumThumb(CButtonUI& button, const Album::Ptr& album);
   void WhenChangeHideDataReLoadGalleryFiles();
   void OnForwarded(WPARAM word);
+  void LogHeights() const;
   void EndEdit();
   void TryName();
   void RefuseName(const QString& key);

@@ -1,5 +1,6 @@
 // Drags over the page: files from outside come in, pictures of the page go to albums.
 
+#include <QFile>
 #include <QFileInfo>
 #include <QMimeData>
 #include <QUrl>
@@ -25,6 +26,7 @@
 namespace {
 
 constexpr char kTag[] = "ZentaraGallery";
+constexpr qint64 kMostLinkBytes = 64 * 1024;
 
 bool IsPictures(const DragDataUI& drag) { return drag.data && drag.data->hasFormat(kPicturesMime); }
 bool IsFiles(const DragDataUI& drag) { return drag.data && drag.data->hasUrls() && !IsPictures(drag); }
@@ -33,6 +35,20 @@ bool IsInTrash(const QString& path) {
   return path.contains(QStringLiteral("$RECYCLE.BIN"), Qt::CaseInsensitive) ||
          path.contains(QStringLiteral("/.Trash-")) || path.contains(QStringLiteral("/.Trash/")) ||
          path.contains(QStringLiteral("/share/Trash/"));
+}
+
+// What a link file of the desktop stands for; other paths stand for themselves.
+std::filesystem::path Followed(const std::filesystem::path& path) {
+  if (path.extension() != ".desktop") return path;
+  QFile file(QString::fromStdString(path.string()));
+  if (!file.open(QIODevice::ReadOnly)) return path;
+  const auto lines = file.read(kMostLinkBytes).split('\n');
+  const QByteArray start("URL=");
+  const auto url = std::find_if(lines.begin(), lines.end(),
+                                [&](const QByteArray& line) { return line.startsWith(start); });
+  if (!lines.contains("Type=Link") || url == lines.end()) return path;
+  const QString target = QUrl::fromEncoded(url->mid(start.size()).trimmed()).toLocalFile();
+  return target.isEmpty() || IsInTrash(target) ? path : std::filesystem::path(target.toStdString());
 }
 
 // The pictures and videos that a drop names, by the name of the album that they go to:
@@ -44,10 +60,10 @@ ByAlbum CollectPaths(const std::vector<std::wstring>& dropped, const std::atomic
   ByAlbum groups;
   std::size_t count = 0;
   for (const auto& path : dropped) {
-    const auto native = platform::NativePath(path);
+    const auto native = Followed(platform::NativePath(path));
     std::error_code failed;
     if (!std::filesystem::is_directory(native, failed)) {
-      groups[{}].push_back(path);
+      groups[{}].push_back(platform::WidePath(native));
       continue;
     }
     platform::WalkFiles(

@@ -74,6 +74,17 @@ ZentaraGallery::Files InSteps(const ZentaraGallery::Files& files, ZentaraGallery
   return done;
 }
 
+// Tells the host's window that files come in, and when that has ended.
+struct UploadBusy {
+  UploadBusy() { Tell(1); }
+  ~UploadBusy() { Tell(0); }
+  UploadBusy(const UploadBusy&) = delete;
+  UploadBusy& operator=(const UploadBusy&) = delete;
+  static void Tell(WPARAM begins) {
+    (void)platform::PostMessageW(GlobalData::mainWnd, WM_GALLERY_UPLOAD_BUSY, begins, 0);
+  }
+};
+
 QString Counted(const char* key, std::size_t count) {
   return CResourceManager::GetPluralText(QString::fromLatin1(key), static_cast<qint64>(count));
 }
@@ -270,6 +281,7 @@ void ZentaraGallery::Upload(std::vector<std::wstring> paths, Album::Ptr album, s
   Run(
       UploadProcess::TextKey(UploadProcess::Import), total,
       [paths = std::move(paths), album, result](Job& running) {
+        const UploadBusy busy;
         UploadController controller;
         controller.stop = &running.stop;
         controller.onProgress = [&running](const UploadController::Progress& progress) {
@@ -477,11 +489,10 @@ void ZentaraGallery::OnDownLoadFile() {
   LogInfo(kTag, "ButtonDown_DownLoad");
   Files files = Chosen();
   if (files.empty()) return;
-  Asked<DownloadPicWnd> ask([this](const QString& start) {
+  Asked<DownloadPicWnd> ask(std::move(files), [this](const QString& start) {
     return chooseFolder ? chooseFolder(start) : toolkit::ChooseFolder(*this, start);
   });
-  if (ask.RunOver(*this) != IDOK) return;
-  Download(std::move(files), Page::Wide(ask->Folder()));
+  (void)ask.RunOver(*this);  // It orders them itself.
 }
 
 void ZentaraGallery::OnDownLoadFileNoWnd() {

@@ -30,6 +30,7 @@ class CTimeScrollBarUINew::Bubble : public QWidget {
  public:
   Bubble(const CTimeScrollBarUINew& of, QWidget* over) : QWidget(over), bar(of) {
     setAttribute(Qt::WA_TransparentForMouseEvents);
+    setObjectName(QStringLiteral("TimeFrame"));
   }
   QString text;
 
@@ -37,6 +38,31 @@ class CTimeScrollBarUINew::Bubble : public QWidget {
   void paintEvent(QPaintEvent*) override {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
+    painter.setFont(Theme::Instance().Font(QStringLiteral("small-strong"), bar.GetScale()));
+    if (TimeBar::BubbleImage(bar.GetScale()).empty()) return PaintBareText(painter);
+    PaintFrame(painter);
+    painter.setPen(QColor(bar.textColor));
+    painter.drawText(TextRect(), Qt::AlignHCenter | Qt::AlignTop, text);
+  }
+
+ private:
+  QRect TextRect() const {
+    const int left = bar.Scaled(4);
+    const QRect place(left, bar.Scaled(6), bar.Scaled(86) + left, bar.Scaled(16) + bar.Scaled(6));
+    return layoutDirection() == Qt::RightToLeft ? place.translated(width() - place.width() - 2 * left, 0)
+                                                : place;
+  }
+  // A scale without a frame: an edge keeps the words legible over any picture.
+  void PaintBareText(QPainter& painter) {
+    const QFontMetrics metrics(painter.font());
+    const QRect place = TextRect();
+    QPainterPath words;
+    words.addText(place.center().x() - metrics.horizontalAdvance(text) / 2, place.top() + metrics.ascent(),
+                  painter.font(), text);
+    painter.strokePath(words, QPen(CControlUI::ColorOf(QStringLiteral("dim-toast")), bar.Scaled(3)));
+    painter.fillPath(words, QColor(bar.textColor));
+  }
+  void PaintFrame(QPainter& painter) {
     painter.setPen(Qt::NoPen);
     painter.setBrush(CControlUI::ColorOf(QStringLiteral("dim-toast")));
     const int tip = bar.Scaled(5), round = bar.Scaled(4);
@@ -49,12 +75,8 @@ class CTimeScrollBarUINew::Bubble : public QWidget {
     arrow.lineTo(mirrored ? 0 : width(), middle);
     arrow.lineTo(base, middle + tip);
     painter.drawPath(arrow);
-    painter.setPen(QColor(bar.textColor));
-    painter.setFont(Theme::Instance().Font(QStringLiteral("small-strong"), bar.GetScale()));
-    painter.drawText(body, Qt::AlignCenter, text);
   }
 
- private:
   const CTimeScrollBarUINew& bar;
 };
 

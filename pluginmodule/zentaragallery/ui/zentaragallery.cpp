@@ -16,6 +16,7 @@
 #include "store/dbhelper.h"
 #include "sync/synchelper.h"
 #include "transfer/gallerytransmanager.h"
+#include "ui/dialogs/downloadpicwnd.h"
 #include "ui/dialogs/loadpagewnd.h"
 #include "ui/dialogs/messagebox.h"
 #include "ui/dialogs/uploadprocess.h"
@@ -656,6 +657,11 @@ LRESULT ZentaraGallery::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, b
     case WM_GALLERY_UPLOAD_PROGRESS:
       if (uploadProcess) uploadProcess->SetProgress(static_cast<int>(wParam), lParam);
       return 0;
+    case WM_GALLERY_DOWNLOAD_START: {
+      const std::unique_ptr<Files> ordered(reinterpret_cast<Files*>(lParam));
+      if (ordered) Download(std::move(*ordered), Page::Wide(DownloadPicWnd::StandardFolder()));
+      return 0;
+    }
     case WM_GALLERY_DOWNLOAD_DONE:
       DoneWithSelection();
       return 0;

@@ -70,12 +70,14 @@ void DeletePicWnd::Accept() {
   (void)platform::PostMessageW(GlobalData::viewerWnd, WM_GALLERY_FOCUS_BACK, 0, 0);
 }
 
-bool DeletePicWnd::OnKey(TEventUI& event) {
+bool DeletePicWnd::OnHotKey(const TEventUI& event) {
   const bool enter = event.key == Qt::Key_Return || event.key == Qt::Key_Enter;
-  if (event.Type != EventType::KeyDown || !enter) return WindowBusyBaseShadow::OnKey(event);
+  if (event.Type != EventType::KeyDown || !enter) return false;
   Accept();
   return true;
 }
+
+bool DeletePicWnd::OnKey(TEventUI& event) { return OnHotKey(event) || WindowBusyBaseShadow::OnKey(event); }
 
 void DeletePicWnd::Notify(TNotifyUI& message) {
   WindowBusyBaseShadow::Notify(message);

@@ -22,6 +22,7 @@ class DeletePicWnd : public WindowBusyBaseShadow {
   Words KeysOf() const;
 
  private:
+  bool OnHotKey(const TEventUI& event);
   void Accept();
 
   const Kind kind;

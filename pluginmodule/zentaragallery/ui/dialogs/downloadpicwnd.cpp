@@ -7,6 +7,7 @@
 #include "host/base/globalparamwrapper.h"
 #include "ui/pagecontext.h"
 #include "ui/userproperties.h"
+#include "utils/globaldata.h"
 #include "utils/messages.h"
 
 QString DownloadPicWnd::StandardFolder() {
@@ -61,12 +62,18 @@ void DownloadPicWnd::OnOpenFile() {
 
 void DownloadPicWnd::OnOk() {
   if (!Refused(edit->GetText()).isEmpty()) return;
-  folder = QDir::cleanPath(edit->GetText());
+  const QString folder = QDir::cleanPath(edit->GetText());
   const bool standard = folder == Page::NativeText(GlobalParamWrapper::GetInstance()->GetUserDownloadsPath());
   UserProperties::Set(UserProperties::kUseDownloads, standard ? 1 : 0);
   UserProperties::Set(UserProperties::kDownloadFolder, folder.toStdString());
   const auto* never = Find<CCheckBoxUI>(QStringLiteral("isTipAgain"));
   if (never && never->IsSelected()) UserProperties::Set(UserProperties::kAskDownload, 0);
+  // The receiver frees the list.
+  auto order = std::make_unique<std::vector<GalleryFile::Ptr>>(files);
+  if (platform::PostMessageW(GlobalData::galleryWnd, WM_GALLERY_DOWNLOAD_START, 0,
+                             reinterpret_cast<LPARAM>(order.get())))
+    (void)order.release();
+  Page::Post(WM_GALLERY_DOWNLOAD_DONE);
   Close(IDOK);
 }
 

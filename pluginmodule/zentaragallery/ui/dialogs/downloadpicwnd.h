@@ -1,23 +1,24 @@
 #pragma once
 
 #include <functional>
+#include <vector>
 
 #include "common/duilib_business/windowbusybaseshadow.h"
+#include "model/records/galleryfile.h"
 
 class CEditUI;
 
-// Asks where originals are to go. RunOver gives IDOK behind a choice; the choice and
-// "do not ask again" are kept.
+// Asks where originals are to go. A choice, and "do not ask again", are kept; the files
+// are ordered from the page then, which fetches them into the standard folder.
 class DownloadPicWnd : public WindowBusyBaseShadow {
  public:
-  explicit DownloadPicWnd(std::function<QString(const QString&)> choose) : chooseFolder(std::move(choose)) {}
+  DownloadPicWnd(std::vector<GalleryFile::Ptr> wanted, std::function<QString(const QString&)> choose)
+      : files(std::move(wanted)), chooseFolder(std::move(choose)) {}
 
   QString GetSkinFile() override { return QStringLiteral("Gallery/DonwloadPic/DownLoadPic.xml"); }
   const char* GetWindowClassName() const override { return "CDownloadPicWnd"; }
   void InitWindow() override;
   void Notify(TNotifyUI& message) override;
-
-  QString Folder() const { return folder; }
 
   // Why a folder cannot take downloads, as a text key; empty for a good one.
   static QString Refused(const QString& folder);
@@ -30,7 +31,7 @@ class DownloadPicWnd : public WindowBusyBaseShadow {
   void OnOk();
   void OnOpenFile();
 
+  const std::vector<GalleryFile::Ptr> files;
   const std::function<QString(const QString&)> chooseFolder;
   CEditUI* edit = nullptr;
-  QString folder;
 };

@@ -25,7 +25,9 @@ void InputAlbumNameWnd::InitWindow() {
 void InputAlbumNameWnd::Refuse(const QString& key) {
   edit->SetError(!key.isEmpty());
   if (bubble) bubble->Dismiss();
-  if (!key.isEmpty()) bubble = Bubble::Show(*edit, key, BubbleKind::Error);
+  if (key.isEmpty()) return;
+  bubble = Bubble::Show(*edit, key, BubbleKind::Error);
+  Page::Post(WM_GALLERY_BUBBLE);
 }
 
 void InputAlbumNameWnd::OnTextChanged() {

@@ -32,7 +32,8 @@ class TimeBar {
   std::optional<std::int64_t> GetDateAtPoint(int distance, int height, int range) const;
   std::optional<std::int64_t> DateAtScroll(std::int64_t position) const;
 
-  // The bubble's picture for a scale in per cent; empty for one that has none.
+  // The bubble's picture for a scale in per cent; empty for one that has none. The frame
+  // is drawn for those that have one, and left out at others.
   static std::string BubbleImage(int scalePercent);
 
  private:
