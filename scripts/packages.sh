@@ -10,7 +10,7 @@ RUN_PACKAGES="fonts-noto-cjk vlc-plugin-base libvlc-bin"
 TEST_PACKAGES="libgtest-dev libgmock-dev libheif-dev libbenchmark-dev libimage-exiftool-perl sqlite3 openssl curl python3
   dbus-daemon xvfb xdotool ffmpeg vlc-plugin-base libvlc-bin clang-format"
 ANALYSIS_PACKAGES="clang-16 clang-tidy-16 libclang-rt-16-dev"
-DESKTOP_TEST_PACKAGES="python3-pyatspi at-spi2-core xdotool imagemagick"
+DESKTOP_TEST_PACKAGES="python3-pyatspi at-spi2-core xdotool imagemagick weston qt6-wayland"
 
 install_packages() {
   missing=""

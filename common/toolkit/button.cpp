@@ -131,6 +131,7 @@ void CButtonUI::SetIconOnly(bool only) {
 }
 
 void CButtonUI::SetBadge(int count) {
+  if (count == badge) return;
   badge = count;
   Invalidate();
 }

@@ -292,6 +292,29 @@ TEST(Layouts, AChildDeletedElsewhereIsForgotten) {
 
 // --- Controls ----------------------------------------------------------------
 
+// An open window asks for it every second.
+TEST(Button, ABadgeThatStaysPaintsNothing) {
+  SkinWindow window(R"(<VerticalLayout><Button name="b" text="x"/></VerticalLayout>)");
+  ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
+  auto* button = window.Find<CButtonUI>("b");
+  struct Counter : QObject {
+    bool eventFilter(QObject*, QEvent* event) override {
+      count += event->type() == QEvent::Paint;
+      return false;
+    }
+    int count = 0;
+  } painted;
+  button->SetBadge(3);
+  QApplication::processEvents();
+  button->installEventFilter(&painted);
+  button->SetBadge(3);
+  QApplication::processEvents();
+  EXPECT_EQ(painted.count, 0);
+  button->SetBadge(4);
+  QApplication::processEvents();
+  EXPECT_EQ(painted.count, 1);
+}
+
 TEST(Button, OneOfAGroupIsOn) {
   SkinWindow window(R"(<HorizontalLayout><Button name="a" group="g" selected="true" text="a"/>
     <VerticalLayout><Button name="b" group="g" text="b"/></VerticalLayout></HorizontalLayout>)");

@@ -197,8 +197,11 @@ TEST_F(PageDropTest, PicturesThatAreDraggedOntoTheirOwnAlbumStayAsTheyAre) {
   ASSERT_TRUE(UntilPictures());
   // In the album itself, and from the time line.
   for (const bool inside : {true, false}) {
-    page->Panel()->SelectAlbum(inside ? album->AlbumId.Get()
-                                      : std::string(SystemAlbumId(AlbumKind::TimeLine)));
+    const std::string shown = inside ? album->AlbumId.Get() : SystemAlbumId(AlbumKind::TimeLine);
+    page->Panel()->SelectAlbum(shown);
+    // The layout comes from a worker, and both have the file.
+    ASSERT_TRUE(Until([&] { return helper.CurrentAlbumId() == shown; }));
+    Settle();
     ASSERT_TRUE(Until([this, &own] { return Cell(own[0]) != nullptr; }));
     ASSERT_TRUE(UntilPictures());
     Click(own[0]);
