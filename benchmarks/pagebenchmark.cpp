@@ -1,6 +1,8 @@
 // The time line of many photographs, on the offscreen platform: opening, scroll steps,
 // jumps, zoom, selection and memory, beside a QListView of as many items that paints as
 // many pictures a step in the same run. Usage: page_benchmark [FILES]
+// With --day before it, the notches of a whole day of scrolling instead, and whether
+// memory stays what it was once caches are full.
 //
 // A tenth of the files is of one day; the others lie between the years 162 and 2190.
 
@@ -42,6 +44,8 @@ constexpr int kSteps = 400;
 constexpr int kPictures = 64;  // different ones; each file has its own name for one of them
 constexpr int kWheel = 120;
 constexpr int kLongStep = 180;
+constexpr int kDayNotches = 8 * 60 * 60 * 10;  // eight hours, ten a second
+constexpr int kDayParts = 20;                  // the first of them fills the caches
 
 using Clock = std::chrono::steady_clock;
 
@@ -305,6 +309,36 @@ class PageRun {
     selection.SelectClear(false);
   }
 
+  // Down and up again, through every picture many times; with a zoom, a choice of all and
+  // a jump in each part.
+  void ScrollADay() {
+    auto* slider = page->Find<CSliderUI>(QStringLiteral("slider_pic"));
+    int direction = -kWheel;
+    double warm = 0, most = 0;
+    for (int part = 0; part < kDayParts; ++part) {
+      for (int i = 0; i < kDayNotches / kDayParts; ++i) {
+        const int before = List()->GetScrollPos().height();
+        (void)Wheel(direction);
+        if (List()->GetScrollPos().height() == before) direction = -direction;
+        if (i % 8 == 0) GiveThumbnails();
+      }
+      slider->SetValue(1 + part % 4);
+      GalleryFileListViewHelper::GetInstance().WaitForConf();
+      List()->OnSelectAllKey(1);
+      Turn();
+      GallerySelectHelper::GetInstance().SelectClear(false);
+      (void)JumpTo(0.37 + 0.03 * part);
+      UntilDecoded();
+      const double now = ResidentMb();
+      if (part == 0) warm = now;
+      most = std::max(most, now);
+      std::printf("  after %3d %% of the day %.1f MB\n", (part + 1) * 100 / kDayParts, now);
+      std::fflush(stdout);
+    }
+    std::printf("  %d notches; memory after the warm-up %.1f MB, at most %.1f MB, at the end %.1f MB\n",
+                kDayNotches, warm, most, ResidentMb());
+  }
+
   double perPicture = 0;
 
  private:
@@ -383,7 +417,9 @@ int main(int argc, char** argv) {
   toolkit::Prepare();
   QApplication application(argc, argv);
   toolkit::Start(application);
-  const std::size_t count = argc > 1 ? std::strtoull(argv[1], nullptr, 10) : 1'000'000;
+  const bool day = argc > 1 && std::string_view(argv[1]) == "--day";
+  const int given = day ? 2 : 1;
+  const std::size_t count = argc > given ? std::strtoull(argv[given], nullptr, 10) : day ? 20'000 : 1'000'000;
   const QString folder =
       QDir::tempPath() + QStringLiteral("/page-benchmark-%1").arg(QCoreApplication::applicationPid());
   platform::SetProfileRoot(folder.toStdString());
@@ -403,11 +439,15 @@ int main(int argc, char** argv) {
     std::printf("%zu files\n", count);
     PageRun page(folder + QStringLiteral("/pictures"));
     page.Open(count);
-    page.Scroll();
-    page.Zoom();
-    page.Select();
-    RunListView(count, folder + QStringLiteral("/pictures"), page);
-    std::printf("  memory in all %.0f MB\n", ResidentMb());
+    if (day) {
+      page.ScrollADay();
+    } else {
+      page.Scroll();
+      page.Zoom();
+      page.Select();
+      RunListView(count, folder + QStringLiteral("/pictures"), page);
+      std::printf("  memory in all %.0f MB\n", ResidentMb());
+    }
   }
   QDir(folder).removeRecursively();
   std::fflush(stdout);

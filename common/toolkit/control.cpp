@@ -34,10 +34,8 @@ CControlUI* CControlUI::Around(QWidget* widget) {
 CControlUI* CControlUI::GetParent() const { return Around(Widget()->parentWidget()); }
 
 CPaintManagerUI* CControlUI::GetManager() const {
-  for (QWidget* widget = Widget()->parentWidget(); widget; widget = widget->parentWidget()) {
-    if (const auto window = dynamic_cast<WindowImplBaseEx*>(widget)) return &window->Manager();
-  }
-  return nullptr;
+  const auto* window = WindowAround(Widget()->parentWidget());
+  return window ? &const_cast<WindowImplBaseEx*>(window)->Manager() : nullptr;
 }
 
 int CControlUI::GetScale() const { return ScaleOf(Widget()); }

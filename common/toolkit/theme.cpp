@@ -4,6 +4,7 @@
 #include <QHash>
 #include <QPainter>
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "common/toolkit/portalsettings.h"
@@ -74,6 +75,21 @@ const QHash<QString, Token>& Tokens() {
   return tokens;
 }
 
+// Light, dark, and both again in high contrast: read once, since each control asks for
+// several in each painting.
+const QHash<QString, std::array<QColor, 4>>& Colors() {
+  static const auto read = [] {
+    QHash<QString, std::array<QColor, 4>> colors;
+    for (auto token = Tokens().constBegin(); token != Tokens().constEnd(); ++token) {
+      const QColor light(token->light), dark(token->dark);
+      colors.insert(token.key(), {light, dark, token->lightContrast ? QColor(token->lightContrast) : light,
+                                  token->darkContrast ? QColor(token->darkContrast) : dark});
+    }
+    return colors;
+  }();
+  return read;
+}
+
 struct Type {
   int size, line;
   QFont::Weight weight;
@@ -136,11 +152,10 @@ void Theme::SetDesktop(const Desktop& value) {
 }
 
 QColor Theme::Color(const QString& token) const {
-  const auto found = Tokens().constFind(token);
-  if (found == Tokens().constEnd()) return {};
-  const char* contrast = IsDark() ? found->darkContrast : found->lightContrast;
-  if (highContrast && contrast) return QColor(contrast);
-  return QColor(IsDark() ? found->dark : found->light);
+  const auto found = Colors().constFind(token);
+  if (found == Colors().constEnd()) return {};
+  const std::size_t mode = IsDark() ? 1 : 0;
+  return (*found)[highContrast ? mode + 2 : mode];
 }
 
 QFont Theme::Font(const QString& style, int scale) const {

@@ -52,10 +52,7 @@ int ScreenDpi(const QWidget* widget) {
 }
 
 int ScaleOf(const QWidget* widget) {
-  for (; widget; widget = widget->parentWidget()) {
-    if (const auto window = dynamic_cast<const WindowImplBaseEx*>(widget))
-      return window->Manager().GetScale();
-  }
+  if (const auto* window = WindowAround(widget)) return window->Manager().GetScale();
   return (ScreenDpi(nullptr) * 100 + 48) / 96;
 }
 

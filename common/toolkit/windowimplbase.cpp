@@ -10,6 +10,7 @@
 #include <QHash>
 #include <QKeyEvent>
 #include <QPainter>
+#include <QSet>
 #include <QVBoxLayout>
 #include <QWindow>
 
@@ -24,6 +25,13 @@ namespace {
 
 QHash<HWND, WindowImplBaseEx*>& Windows() {
   static QHash<HWND, WindowImplBaseEx*> windows;
+  return windows;
+}
+
+// All that live, created or not. Scale and manager are asked for along the whole chain of
+// parents many times in each painting: looking here costs a fraction of a cast.
+QSet<const QWidget*>& Alive() {
+  static QSet<const QWidget*> windows;
   return windows;
 }
 
@@ -44,9 +52,15 @@ namespace toolkit {
 
 WindowImplBaseEx* WidgetOf(HWND handle) { return Windows().value(handle); }
 
+const WindowImplBaseEx* WindowAround(const QWidget* widget) {
+  while (widget && !Alive().contains(widget)) widget = widget->parentWidget();
+  return static_cast<const WindowImplBaseEx*>(widget);
+}
+
 }  // namespace toolkit
 
 WindowImplBaseEx::WindowImplBaseEx() : manager(*this) {
+  Alive().insert(this);
   const auto restyle = [this] { manager.Restyle(); };
   connect(&Theme::Instance(), &Theme::changed, this, restyle);
   connect(&CResourceManager::GetInstance(), &CResourceManager::languageChanged, this, restyle);
@@ -56,6 +70,7 @@ WindowImplBaseEx::~WindowImplBaseEx() {
   CloseInside();
   Unregister();
   if (modal) modal->quit();
+  Alive().remove(this);
 }
 
 HWND WindowImplBaseEx::Create(HWND parent, const QString& name, WindowStyle style, const QRect& rect) {

@@ -123,5 +123,8 @@ namespace toolkit {
 // The window of a handle; null when it is not a window of this toolkit or is
 // gone. User-interface thread only.
 WindowImplBaseEx* WidgetOf(HWND handle);
+// The widget itself, or the next one up that is such a window; null without one.
+// User-interface thread only.
+const WindowImplBaseEx* WindowAround(const QWidget* widget);
 
 }  // namespace toolkit
