@@ -197,7 +197,8 @@ void MeasureAccounts(const std::filesystem::path& data, int port, const std::str
   std::size_t turn = 0;
   std::string page;
   PrintBeside(
-      "accounts: one", [&] { page = clients[0]->Call(http::verb::get, target); }, page, target);
+      "accounts: one, the same page", [&] { page = clients[0]->Call(http::verb::get, target); }, page,
+      target);
   PrintBeside(
       "accounts: 200 in turn",
       [&] { page = clients[turn++ % clients.size()]->Call(http::verb::get, target); }, page, target);
@@ -261,6 +262,8 @@ int main(int argc, char** argv) {
           "/cloudPhoto/v1/media?fields=nextCursor,media(id,fileName,attachments)&cursor=", "",
           kWithAttachments / 100);
   MeasureBatch(client);
-  MeasureAccounts(folder.Path(), server.Port(),
-                  "/cloudPhoto/v1/media?queryParam=albumType%3D0&fields=nextCursor," + media);
+  const std::string list = "/cloudPhoto/v1/media?queryParam=albumType%3D0&fields=nextCursor," + media;
+  // As many records as the accounts in turn read.
+  Measure("accounts: one, page by page", client, list + "&cursor=", "", kAccounts);
+  MeasureAccounts(folder.Path(), server.Port(), list);
 }

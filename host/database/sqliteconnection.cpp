@@ -16,6 +16,9 @@ constexpr std::size_t kMaxStatements = 128;
 // in part and never by the end of the process. In other journal modes the
 // default stays, which flushes.
 constexpr char kSynchronous[] = "PRAGMA synchronous=NORMAL";
+// Four times the default: pages that many batches change are copied into the database
+// less often, which was a tenth of a first download.
+constexpr char kCheckpointPages[] = "PRAGMA wal_autocheckpoint=4000";
 // A large import would otherwise leave a log of the same size behind.
 constexpr char kJournalSizeLimit[] = "PRAGMA journal_size_limit=67108864";
 
@@ -112,8 +115,9 @@ void SqliteConnection::Configure() {
   sqlite3_extended_result_codes(connection.get(), 1);
   sqlite3_busy_timeout(connection.get(), kBusyTimeoutMs);
   if (!IsWal(connection.get())) return;
-  // Both save time or space only, so their failure is no reason to stop.
+  // All save time or space only, so their failure is no reason to stop.
   (void)sqlite3_exec(connection.get(), kSynchronous, nullptr, nullptr, nullptr);
+  (void)sqlite3_exec(connection.get(), kCheckpointPages, nullptr, nullptr, nullptr);
   (void)sqlite3_exec(connection.get(), kJournalSizeLimit, nullptr, nullptr, nullptr);
 }
 

@@ -3,6 +3,8 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <memory>
+#include <sstream>
 #include <variant>
 
 namespace {
@@ -118,9 +120,12 @@ bool VideoMetadata::FromJson(const Json::Value& json) { return ReadFields(kVideo
 Json::Value VideoMetadata::ToJson() const { return WriteFields(kVideoFields, *this); }
 
 std::string CompactJson(const Json::Value& json) {
-  static const Json::StreamWriterBuilder builder = CompactWriter();
+  // Making a writer costs as much as writing the metadata of a picture.
+  thread_local const std::unique_ptr<Json::StreamWriter> writer(CompactWriter().newStreamWriter());
   try {
-    return Json::writeString(builder, json);
+    std::ostringstream text;
+    writer->write(json, &text);
+    return std::move(text).str();
   } catch (const std::exception&) {
     return {};
   }

@@ -92,6 +92,7 @@ GalleryFile::GalleryFile(const NS::CloudPhoto::V1::FileInfo& record) {
   put(FileText::PictureMetadata, record.pictureMetadata);
   put(FileText::VideoMetadata, record.videoMetadata);
   SetTexts(all);
+  expandIsCompact = true;
   SetAlbumId(record.albumId);
   SetRecycleAlbumId(record.recycleAlbumId);
   CreateTime = record.createTime;
@@ -104,7 +105,9 @@ GalleryFile::GalleryFile(const NS::CloudPhoto::V1::FileInfo& record) {
   std::int32_t type = 0;
   if (ParseNumber(std::string_view(record.fileType), type)) SavedFileType = type;
   std::int64_t firstUpdate = record.createTime;
-  ParseNumber(std::string_view(ExpandValue("first_update_time")), firstUpdate);
+  const Json::Value& told =
+      record.expand.isObject() ? record.expand["first_update_time"] : Json::Value::nullSingleton();
+  if (told.isString()) ParseNumber(std::string_view(told.asString()), firstUpdate);
   FirstUpdateTime = firstUpdate;
   ParseBurstName();
 }
