@@ -243,6 +243,7 @@ TEST_F(PageEdgeTest, DateBesideTheBarHasItsFrameAtTheScalesThatHaveOne) {
     QTest::mousePress(bar, Qt::LeftButton, {}, {bar->width() / 2, 200});
     auto* bubble = bar->parentWidget()->findChild<QWidget*>(QStringLiteral("TimeFrame"));
     EXPECT_TRUE(bubble && bubble->isVisible());
+    Keep(("date-" + std::to_string(dpi)).c_str());
     if (!bubble) return QSize();
     QImage image(bubble->size(), QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);
