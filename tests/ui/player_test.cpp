@@ -183,13 +183,28 @@ TEST_F(PlayerTest, VolumeZeroIsMuteAndTheStoredVolumeSurvives) {
   EXPECT_EQ(mute->IconName(), QStringLiteral("volume"));
   QTest::mouseClick(mute, Qt::LeftButton);
   EXPECT_FALSE(Player().IsSoundOn());
-  EXPECT_EQ(slider->GetValue(), 0);
+  EXPECT_EQ(Player().Volume(), 55);
   slider->SetValue(30);
   EXPECT_TRUE(Player().IsSoundOn());
   EXPECT_EQ(Player().Volume(), 30);
-  const auto bar = viewer->Bar()->mapTo(frame.get(), QPoint(0, 0));
-  EXPECT_LE(volume->geometry().bottom(), bar.y());
   Keep("player-volume");
+}
+
+TEST_F(PlayerTest, VolumeOpensAboveItsButtonAtTheStoredVolumeAlsoWhenItIsMute) {
+  Play(Film(Films::Busy()));
+  Player().SetVolume(40);
+  Player().SetSoundOn(false);
+  auto* const button = Control<CButtonUI>("btnVolume");
+  QTest::mouseClick(button, Qt::LeftButton);
+  auto* volume = Within<GalleryVolWnd>(frame.get());
+  ASSERT_TRUE(volume);
+  EXPECT_EQ(volume->Find<CSliderUI>(QStringLiteral("recording_slider"))->GetValue(), 40);
+  EXPECT_FALSE(Player().IsSoundOn());
+  EXPECT_EQ(button->IconName(), QStringLiteral("mute"));
+  const QPoint top = button->mapToGlobal(QPoint(button->width() / 2, 0));
+  const QRect place(volume->mapToGlobal(QPoint(0, 0)), volume->size());
+  EXPECT_EQ(place.bottom() + 1, top.y());
+  EXPECT_NEAR(place.center().x(), top.x(), 1);
 }
 
 TEST_F(PlayerTest, EscapeClosesTheVolumeAndGivesTheFocusBack) {
