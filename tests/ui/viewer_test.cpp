@@ -4,8 +4,11 @@
 
 #include "common/toolkit/resourcemanager.h"
 #include "host/base/drivethreadpool.h"
+#include "films.h"
 #include "tests/support/operationlog.h"
 #include "ui/dialogs/deletepicwnd.h"
+#include "ui/player/player.h"
+#include "ui/player/vlcplayer.h"
 #include "viewertest.h"
 
 namespace {
@@ -755,9 +758,83 @@ TEST_F(ViewerTest, AFilmShowsItsStillWithAPlayButtonAndDoesNotZoom) {
   EXPECT_FALSE(IsEnabled("slider_pic"));
   Wheel(Lcd(), 120, Lcd().rect().center(), Qt::ControlModifier);
   EXPECT_EQ(Lcd().Zoom(), 0);
+  EXPECT_FALSE(Part("RotateBtn")->isEnabled());  // The film itself would not turn.
   Key(Qt::Key_Right);
   EXPECT_FALSE(HasPart("playBtn"));
   EXPECT_TRUE(IsEnabled("slider_pic"));
+  EXPECT_TRUE(Part("RotateBtn")->isEnabled());
+}
+
+TEST_F(ViewerTest, AFilmEndsWithItsWindowHiddenAndCanBeStartedAgain) {
+  VlcPlayer::moreOptions = {"--aout=adummy"};
+  const auto film = AddDay(0, 1)[0];
+  film->SavedFileType = 4;
+  film->SetLocalPath(platform::WidePath(Films::Red(30)));
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  OpenViewer(film);
+  for (const bool full : {false, true}) {
+    SCOPED_TRACE(full);
+    if (full) Press("FullScreenBtn");
+    const auto part = [&](const char* name) {
+      PictureWindow* window = full ? static_cast<PictureWindow*>(Full()) : Viewer();
+      return window->FindControl(QString::fromLatin1(name))->Widget();
+    };
+    QTest::mouseClick(part("playBtn"), Qt::LeftButton);
+    ASSERT_TRUE(Until([&] { return VlcPlayer::GetInstance().IsPlaying() && part("bottomCon")->isVisible(); }));
+    frame->hide();
+    EXPECT_FALSE(VideoPlayer::HasPlayer());
+    frame->show();
+    Settle();
+    EXPECT_FALSE(part("bottomCon")->isVisible());
+    EXPECT_TRUE(part("playBtn")->isVisible());
+  }
+  Full()->Close();
+  VlcPlayer::GetInstance().Shutdown();
+}
+
+TEST_F(ViewerTest, DigitsOfTheDetailsAreThoseOfTheLanguage) {
+  const auto today = AddDay(0, 2);
+  PictureMetadata metadata;
+  metadata.width = 4032;
+  metadata.height = 3024;
+  metadata.isoSpeed = 1600;
+  metadata.subjectDistance = 12;
+  today[0]->SetPictureMetadata(CompactJson(metadata.ToJson()));
+  VideoMetadata video;
+  video.width = 1920;
+  video.height = 1080;
+  video.durationTime = 75;
+  today[1]->SavedFileType = 4;
+  today[1]->SetVideoMetadata(CompactJson(video.ToJson()));
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  OpenViewer(today[0]);
+  Press("AttributeBtn");
+  const auto value = [&](const char* key) { return Viewer()->Attributes()->ValueOf(QString::fromLatin1(key)); };
+  CResourceManager::GetInstance().SetLanguage(QStringLiteral("ar"));
+  Settle();
+  EXPECT_EQ(value("IDS_GALLERT_LCD_ATTR_Resolution"), QStringLiteral("٤٠٣٢ x ٣٠٢٤"));
+  EXPECT_EQ(value("IDS_VIEWER_ATTR_ISO"), QStringLiteral("١٦٠٠"));
+  EXPECT_TRUE(value("IDS_VIEWER_ATTR_DISTANCE").contains(QStringLiteral("١٢")));
+  Keep("viewer-details-ar");
+  Viewer()->CalMouseWheelIndex(-120);
+  EXPECT_EQ(value("IDS_GALLERT_LCD_ATTR_Resolution"), QStringLiteral("١٩٢٠ x ١٠٨٠"));
+  EXPECT_EQ(value("IDS_VIEWER_ATTR_DURATION"), QStringLiteral("٠٠:٠١:١٥"));
+  CResourceManager::GetInstance().SetLanguage(QStringLiteral("en-GB"));
+}
+
+TEST_F(ViewerTest, OtherResolutionIsTakenWhileItIsOpen) {
+  const auto today = AddDay(0, 2);
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  OpenViewer(today[0]);
+  Press("FullScreenBtn");
+  (void)platform::SendMessageW(page->GetHWND(), WM_GALLERY_DPI, 144, 0);
+  Settle();
+  EXPECT_EQ(Viewer()->Manager().GetDPI(), 144);
+  EXPECT_EQ(Full()->Manager().GetDPI(), 144);
+  EXPECT_EQ(Part("Backbtn")->width(), 54);
 }
 
 }  // namespace

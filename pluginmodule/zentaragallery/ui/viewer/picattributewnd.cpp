@@ -75,11 +75,13 @@ QString CameraName(const PictureMetadata& metadata) {
   return maker.isEmpty() || named ? model : maker + u' ' + model;
 }
 
+QString Digits(int number) { return CResourceManager::InDigits(QString::number(number)); }
+
 QString Duration(int seconds) {
-  return QStringLiteral("%1:%2:%3")
-      .arg(seconds / 3600, 2, 10, QLatin1Char('0'))
-      .arg(seconds / 60 % 60, 2, 10, QLatin1Char('0'))
-      .arg(seconds % 60, 2, 10, QLatin1Char('0'));
+  return CResourceManager::InDigits(QStringLiteral("%1:%2:%3")
+                                        .arg(seconds / 3600, 2, 10, QLatin1Char('0'))
+                                        .arg(seconds / 60 % 60, 2, 10, QLatin1Char('0'))
+                                        .arg(seconds % 60, 2, 10, QLatin1Char('0')));
 }
 
 }  // namespace
@@ -247,8 +249,7 @@ void PicAttributeWnd::SetAttributeResolu() {
     high = picture.height;
   }
   if (wide > 0 && high > 0)
-    AddRow("IDS_GALLERT_LCD_ATTR_Resolution",
-           QString::number(wide) + QStringLiteral(" x ") + QString::number(high));
+    AddRow("IDS_GALLERT_LCD_ATTR_Resolution", Digits(wide) + QStringLiteral(" x ") + Digits(high));
 }
 
 void PicAttributeWnd::SetTimes() {
@@ -270,7 +271,7 @@ void PicAttributeWnd::SetExposure(const PictureMetadata& metadata) {
     AddRow("IDS_VIEWER_ATTR_MAX_APERTURE",
            QStringLiteral("f/") + Decimal(std::pow(2, metadata.maxApertureValue / 2), 1));
   AddRow("IDS_VIEWER_ATTR_EXPOSURE_TIME", ExposureTime(metadata.exposureTime));
-  if (metadata.isoSpeed > 0) AddRow("IDS_VIEWER_ATTR_ISO", QString::number(metadata.isoSpeed));
+  if (metadata.isoSpeed > 0) AddRow("IDS_VIEWER_ATTR_ISO", Digits(metadata.isoSpeed));
   if (metadata.focalLength > 0)
     AddRow("IDS_VIEWER_ATTR_FOCAL_LENGTH",
            WithUnit("IDS_VIEWER_UNIT_MILLIMETRES", Decimal(metadata.focalLength, 1)));
@@ -287,7 +288,7 @@ void PicAttributeWnd::SetExposure(const PictureMetadata& metadata) {
   AddRow("IDS_VIEWER_ATTR_WHITE_BALANCE", Text(metadata.whiteBalance));
   if (metadata.subjectDistance > 0)
     AddRow("IDS_VIEWER_ATTR_DISTANCE",
-           WithUnit("IDS_VIEWER_UNIT_METRES", QString::number(metadata.subjectDistance)));
+           WithUnit("IDS_VIEWER_UNIT_METRES", Digits(metadata.subjectDistance)));
   AddRow("IDS_VIEWER_ATTR_COLOR_SPACE", WordsOf(metadata.colorSpace));
 }
 
