@@ -32,6 +32,7 @@ class PlayerCloudTest : public ContentTest, protected PlayerScene {
     EXPECT_TRUE(Upload(file));
     std::filesystem::remove(platform::NativePath(file->LocalPath()));
     file->SavedFileType = 4;
+    file->SetFileName(L"film.mp4");
     server.ForgetRequests();
     return file;
   }
@@ -69,6 +70,33 @@ TEST_F(PlayerCloudTest, FilmWhoseIndexStandsAtItsEndPlaysAndSeeks) {
   Player().SetPosition(0.9F);
   ASSERT_TRUE(Until([this] { return viewer->Got(WM_GALLERY_VIDEO_ENDED); }));
   EXPECT_EQ(ErrorWords(), QString());
+}
+
+// A film without sound, such as a time lapse: nobody waits for 15 seconds of it.
+TEST_F(PlayerCloudTest, SilentFilmIsFetchedNoFurtherAheadThanOthers) {
+  // The film is small: KiB and bytes that libVLC reads ahead of any film.
+  for (const char* option : {"--prefetch-buffer-size=64", "--prefetch-read-size=65536"})
+    VlcPlayer::moreOptions.emplace_back(option);
+  constexpr int kSeconds = 60;
+  const auto file =
+      Uploaded(Films::Make("silent.mp4", "testsrc2=s=320x180:r=25", kSeconds, "-an -movflags faststart"));
+  Play(file);
+  ASSERT_TRUE(Until([this] { return HasPicture() && Player().Time() > 500; }));
+  const double fetched = static_cast<double>(Objects() * kSeconds) / static_cast<double>(slices);
+  EXPECT_LT(fetched - static_cast<double>(Player().Time()) / 1000, 8);
+}
+
+TEST_F(PlayerCloudTest, FilmThatWasHeldUprightStandsUprightAndOneOfNarrowPixelsHasItsShape) {
+  const auto upright = Films::Make("held.mp4", "testsrc2=s=320x180:r=25", 30);
+  Films::TurnRight(upright);
+  const auto narrow = Films::Make("thin.mp4", "testsrc2=s=320x180:r=25", 30, "-aspect 4:3");
+  const std::pair<std::filesystem::path, QSize> films[] = {{upright, {180, 320}}, {narrow, {240, 180}}};
+  for (const auto& [film, size] : films) {
+    Play(Uploaded(film));
+    ASSERT_TRUE(Until([this] { return HasPicture(); }));
+    EXPECT_EQ(Window()->Picture()->Picture().size(), size);
+    VideoPlayer::StopVideo();
+  }
 }
 
 TEST_F(PlayerCloudTest, DamagedFilmEndsWithWords) {
