@@ -41,7 +41,9 @@ class AlbumChoiceTest : public DialogTest {
     for (int i = 0; i < count; ++i)
       ASSERT_NE(gallery.CreateAlbum(L"Album" + std::to_wstring(i), false, -1), nullptr);
   }
-  static QAccessibleInterface* Told(QWidget& widget) { return QAccessible::queryAccessibleInterface(&widget); }
+  static QAccessibleInterface* Told(QWidget& widget) {
+    return QAccessible::queryAccessibleInterface(&widget);
+  }
   // Names, in order, of the items below `list`.
   static QStringList Items(QAccessibleInterface& list, bool selectedOnly = false) {
     QStringList names;
@@ -88,7 +90,9 @@ TEST_F(AlbumChoiceTest, FewAlbumsAreAListOfItemsBesideAButton) {
   EXPECT_TRUE(names.contains(QStringLiteral("Album1")));
   EXPECT_EQ(names.size(), tiles->GetCount() - 1);
   EXPECT_EQ(Told(*tiles->GetItemAt(0)->Widget())->role(), QAccessible::Button);
-  Told(*tiles->GetItemAt(1)->Widget())->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+  Told(*tiles->GetItemAt(1)->Widget())
+      ->actionInterface()
+      ->doAction(QAccessibleActionInterface::pressAction());
   EXPECT_EQ(Items(*Told(*tiles), true), QStringList(names[0]));
 }
 

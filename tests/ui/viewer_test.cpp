@@ -3,8 +3,8 @@
 #include <latch>
 
 #include "common/toolkit/resourcemanager.h"
-#include "host/base/drivethreadpool.h"
 #include "films.h"
+#include "host/base/drivethreadpool.h"
 #include "tests/support/operationlog.h"
 #include "ui/dialogs/deletepicwnd.h"
 #include "ui/player/player.h"
@@ -781,7 +781,8 @@ TEST_F(ViewerTest, AFilmEndsWithItsWindowHiddenAndCanBeStartedAgain) {
       return window->FindControl(QString::fromLatin1(name))->Widget();
     };
     QTest::mouseClick(part("playBtn"), Qt::LeftButton);
-    ASSERT_TRUE(Until([&] { return VlcPlayer::GetInstance().IsPlaying() && part("bottomCon")->isVisible(); }));
+    ASSERT_TRUE(
+        Until([&] { return VlcPlayer::GetInstance().IsPlaying() && part("bottomCon")->isVisible(); }));
     frame->hide();
     EXPECT_FALSE(VideoPlayer::HasPlayer());
     frame->show();
@@ -811,7 +812,9 @@ TEST_F(ViewerTest, DigitsOfTheDetailsAreThoseOfTheLanguage) {
   ASSERT_TRUE(UntilPictures());
   OpenViewer(today[0]);
   Press("AttributeBtn");
-  const auto value = [&](const char* key) { return Viewer()->Attributes()->ValueOf(QString::fromLatin1(key)); };
+  const auto value = [&](const char* key) {
+    return Viewer()->Attributes()->ValueOf(QString::fromLatin1(key));
+  };
   CResourceManager::GetInstance().SetLanguage(QStringLiteral("ar"));
   Settle();
   EXPECT_EQ(value("IDS_GALLERT_LCD_ATTR_Resolution"), QStringLiteral("٤٠٣٢ x ٣٠٢٤"));

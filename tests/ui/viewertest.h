@@ -76,7 +76,8 @@ class ViewerTest : public PageTest {
   // Until the screen-sized picture of what is shown is there and is what the viewer paints:
   // it hears of a picture only after that is in memory.
   bool UntilSharp() {
-    return Until([this] { return Viewer() && IsSharp(Full() ? *Full()->Lcd() : Lcd(), Viewer()->ShownNow()); });
+    return Until(
+        [this] { return Viewer() && IsSharp(Full() ? *Full()->Lcd() : Lcd(), Viewer()->ShownNow()); });
   }
   static bool IsSharp(const CDouThumLCDUI& lcd, const FilePtr& file) {
     auto& pictures = LcdPictures::GetInstance();
