@@ -1,5 +1,6 @@
 // The picture viewer with real input: opening, walking, zooming, leaving.
 
+#include <QLabel>
 #include <latch>
 
 #include "common/toolkit/resourcemanager.h"
@@ -824,6 +825,36 @@ TEST_F(ViewerTest, DigitsOfTheDetailsAreThoseOfTheLanguage) {
   Viewer()->CalMouseWheelIndex(-120);
   EXPECT_EQ(value("IDS_GALLERT_LCD_ATTR_Resolution"), QStringLiteral("١٩٢٠ x ١٠٨٠"));
   EXPECT_EQ(value("IDS_VIEWER_ATTR_DURATION"), QStringLiteral("٠٠:٠١:١٥"));
+  CResourceManager::GetInstance().SetLanguage(QStringLiteral("en-GB"));
+}
+
+TEST_F(ViewerTest, LabelsOfTheDetailsStandWhereTheLineBegins) {
+  const auto today = AddDay(0, 1);
+  PictureMetadata metadata;
+  metadata.isoSpeed = 100;
+  today[0]->SetPictureMetadata(CompactJson(metadata.ToJson()));
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  OpenViewer(today[0]);
+  Press("AttributeBtn");
+  for (const char* language : {"en-GB", "ar"}) {
+    CResourceManager::GetInstance().SetLanguage(QString::fromLatin1(language));
+    Settle();
+    for (auto* label : Viewer()->Attributes()->findChildren<QLabel*>()) {
+      if (label->text() != QStringLiteral("ISO")) continue;  // Latin letters in every language
+      const QImage painted = label->grab().toImage();
+      const QColor ground = painted.pixelColor(painted.width() / 2, 0);
+      const auto hasInk = [&](int from, int to) {
+        for (int x = from; x < to; ++x)
+          for (int y = 0; y < painted.height(); ++y)
+            if (!Looks(painted.pixelColor(x, y), ground, 40)) return true;
+        return false;
+      };
+      const bool mirrored = CResourceManager::IsRightToLeft();
+      EXPECT_EQ(hasInk(0, painted.width() / 2), !mirrored) << language;
+      EXPECT_EQ(hasInk(painted.width() / 2, painted.width()), mirrored) << language;
+    }
+  }
   CResourceManager::GetInstance().SetLanguage(QStringLiteral("en-GB"));
 }
 

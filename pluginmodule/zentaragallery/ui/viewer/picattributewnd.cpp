@@ -58,6 +58,12 @@ QString WithUnit(const char* key, const QString& number) {
   return Page::Fill(CResourceManager::GetText(QString::fromLatin1(key)), {number});
 }
 
+// A file name or "ISO" reads from the left in every language, but stands where the line
+// begins.
+Qt::Alignment LineBegin() {
+  return (QApplication::isRightToLeft() ? Qt::AlignRight : Qt::AlignLeft) | Qt::AlignAbsolute;
+}
+
 QString Text(const std::string& text) { return QString::fromStdString(text).trimmed(); }
 
 // A camera writes a hundredth as such.
@@ -92,9 +98,8 @@ SelectableText::SelectableText(const QString& text, QWidget* parent) : QTextEdit
   setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
   setTabChangesFocus(true);
   setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
-  // A file name reads from the left in every language, but stands where the line begins.
   QTextOption option = document()->defaultTextOption();
-  option.setAlignment((QApplication::isRightToLeft() ? Qt::AlignRight : Qt::AlignLeft) | Qt::AlignAbsolute);
+  option.setAlignment(LineBegin());
   document()->setDefaultTextOption(option);
   setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
@@ -192,6 +197,7 @@ void PicAttributeWnd::AddRow(const char* labelKey, const QString& value) {
   rows->addWidget(line);
   const QString words = CResourceManager::GetText(QString::fromLatin1(labelKey));
   auto* label = new QLabel(words);
+  label->setAlignment(LineBegin() | Qt::AlignVCenter);
   label->setContentsMargins(0, scale(12), 0, scale(4));
   label->setFont(Theme::Instance().Font(QStringLiteral("small"), Manager().GetScale()));
   QPalette quiet = label->palette();
