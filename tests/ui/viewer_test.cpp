@@ -1,15 +1,14 @@
 // The picture viewer with real input: opening, walking, zooming, leaving.
 
+#include <gmock/gmock.h>
+
 #include <QLabel>
 #include <latch>
 
 #include "common/toolkit/resourcemanager.h"
-#include "films.h"
 #include "host/base/drivethreadpool.h"
 #include "tests/support/operationlog.h"
 #include "ui/dialogs/deletepicwnd.h"
-#include "ui/player/player.h"
-#include "ui/player/vlcplayer.h"
 #include "viewertest.h"
 
 namespace {
@@ -766,35 +765,6 @@ TEST_F(ViewerTest, AFilmShowsItsStillWithAPlayButtonAndDoesNotZoom) {
   EXPECT_TRUE(Part("RotateBtn")->isEnabled());
 }
 
-TEST_F(ViewerTest, AFilmEndsWithItsWindowHiddenAndCanBeStartedAgain) {
-  VlcPlayer::moreOptions = {"--aout=adummy"};
-  const auto film = AddDay(0, 1)[0];
-  film->SavedFileType = 4;
-  film->SetLocalPath(platform::WidePath(Films::Red(30)));
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(film);
-  for (const bool full : {false, true}) {
-    SCOPED_TRACE(full);
-    if (full) Press("FullScreenBtn");
-    const auto part = [&](const char* name) {
-      PictureWindow* window = full ? static_cast<PictureWindow*>(Full()) : Viewer();
-      return window->FindControl(QString::fromLatin1(name))->Widget();
-    };
-    QTest::mouseClick(part("playBtn"), Qt::LeftButton);
-    ASSERT_TRUE(
-        Until([&] { return VlcPlayer::GetInstance().IsPlaying() && part("bottomCon")->isVisible(); }));
-    frame->hide();
-    EXPECT_FALSE(VideoPlayer::HasPlayer());
-    frame->show();
-    Settle();
-    EXPECT_FALSE(part("bottomCon")->isVisible());
-    EXPECT_TRUE(part("playBtn")->isVisible());
-  }
-  Full()->Close();
-  VlcPlayer::GetInstance().Shutdown();
-}
-
 TEST_F(ViewerTest, DigitsOfTheDetailsAreThoseOfTheLanguage) {
   const auto today = AddDay(0, 2);
   PictureMetadata metadata;
@@ -856,6 +826,52 @@ TEST_F(ViewerTest, LabelsOfTheDetailsStandWhereTheLineBegins) {
     }
   }
   CResourceManager::GetInstance().SetLanguage(QStringLiteral("en-GB"));
+}
+
+TEST_F(BurstViewerTest, WhatIsDoneIsWrittenToTheOperationLog) {
+  const auto shots = AddBurst(3);
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  OperationLog log;
+  const auto last = [&log] {
+    const auto lines = log.Of(173);
+    return lines.empty() ? std::string() : lines.back();
+  };
+  const auto key = [](const char* name) { return std::string("\"key\":\"halcyra_gallery_") + name + '"'; };
+  OpenViewer(shots[0]);
+  Press("RotateBtn");
+  EXPECT_THAT(last(), testing::HasSubstr(key("rotate")));
+  Press("FavoriteBtn");
+  EXPECT_THAT(last(), testing::HasSubstr(key("setfavorite")));
+  EXPECT_THAT(last(), testing::HasSubstr("\"size\":\"" + std::to_string(shots[0]->Size.Get()) + '"'));
+  Press("AttributeBtn");
+  EXPECT_THAT(last(), testing::HasSubstr(key("showprompt")));
+  Press("BurstCover");
+  EXPECT_THAT(last(), testing::HasSubstr(key("burst")));
+  Press("Backbtn");
+  EXPECT_THAT(last(), testing::HasSubstr(key("burstback")));
+  EXPECT_EQ(Viewer()->Shown(), shots[0]);
+  Press("Backbtn");
+  EXPECT_THAT(last(), testing::HasSubstr(key("detailback")));
+  EXPECT_EQ(Viewer(), nullptr);
+}
+
+TEST_F(ViewerTest, TheHostClosesTheWindowOnTop) {
+  const auto today = AddDay(0, 2);
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  OpenViewer(today[0]);
+  (void)platform::SendMessageW(Viewer()->GetHWND(), WM_GALLERY_FULL_OPEN, 0, 0);
+  ASSERT_NE(Full(), nullptr);
+  Full()->CalMouseWheelIndex(-120);
+  (void)platform::SendMessageW(page->GetHWND(), WM_GALLERY_VIEWER_CLOSE_TOP, 0, 0);
+  EXPECT_EQ(Full(), nullptr);
+  ASSERT_NE(Viewer(), nullptr);
+  EXPECT_EQ(Viewer()->Shown(), today[1]);
+  (void)platform::SendMessageW(page->GetHWND(), WM_GALLERY_VIEWER_CLOSE_TOP, 0, 0);
+  EXPECT_EQ(Viewer(), nullptr);
+  Settle();
+  EXPECT_EQ(Selected(), (std::set{today[1]}));
 }
 
 TEST_F(ViewerTest, OtherResolutionIsTakenWhileItIsOpen) {
