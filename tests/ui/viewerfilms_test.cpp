@@ -79,6 +79,19 @@ TEST_F(ViewerFilms, TheFilmGoesIntoTheFullScreenAndBackWithoutAnEnd) {
   EXPECT_EQ(VlcPlayer::GetInstance().Number(), number);
 }
 
+TEST_F(ViewerFilms, ADataResetClosesTheViewerItsFullScreenAndTheFilm) {
+  OpenFilm(Films::Red(30));
+  Press("FullScreenBtn");
+  Play();
+  ASSERT_TRUE(Until([this] { return Runs(); }));
+  const QPointer<QWidget> viewer(Viewer()), full(Full());
+  (void)platform::SendMessageW(page->GetHWND(), WM_GALLERY_DATA_RESET, 0, 0);
+  EXPECT_FALSE(VideoPlayer::HasPlayer());
+  ASSERT_TRUE(Until([&] { return !viewer && !full; }));
+  EXPECT_EQ(GlobalData::viewerWnd.load(), nullptr);
+  EXPECT_EQ(GlobalData::fullWnd.load(), nullptr);
+}
+
 TEST_F(ViewerFilms, AMessageStartsTheFilmInTheWindowOnTop) {
   OpenFilm(Films::Red(30));
   (void)platform::SendMessageW(Viewer()->GetHWND(), WM_GALLERY_PLAY_SHOWN, 0, 0);
