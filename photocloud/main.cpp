@@ -29,7 +29,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::int64_t kSweepPeriodMs = 60 * 1000;
+constexpr std::int64_t kSweepPeriodMs = 60LL * 1000;
 // How long a push stream may outlive a session that another process has ended.
 constexpr std::int64_t kStreamCheckMs = 1000;
 constexpr std::int64_t kLeftOversPeriodMs = std::int64_t{24} * 3600 * 1000;
@@ -68,7 +68,7 @@ struct Data {
 
   // A mistyped folder is not made into an empty service.
   static fs::path Open(const fs::path& folder, Missing missing) {
-    const fs::path file = folder / "photocloud.db";
+    fs::path file = folder / "photocloud.db";
     if (missing == Missing::Refuse && !fs::exists(file))
       throw StoreFailure("no service in " + folder.string());
     fs::create_directories(folder);
@@ -98,7 +98,7 @@ std::string AskPassword() {
     std::cerr << "Password: " << std::flush;
     tcsetattr(STDIN_FILENO, TCSAFLUSH, &hidden);
   }
-  const std::string password = FirstLine(std::cin);
+  std::string password = FirstLine(std::cin);
   if (terminal) {
     tcsetattr(STDIN_FILENO, TCSAFLUSH, &shown);
     std::cerr << '\n';
@@ -152,7 +152,7 @@ class MetricsServer : public HttpService {
   // Returns why it could not, or an empty text.
   std::string Listen() {
     if (!server) return {};
-    const std::string failure = server->Listen();
+    std::string failure = server->Listen();
     if (!failure.empty()) return failure;
     Log(LogLevel::Info, "metrics", {{"address", server->BoundAddress()}});
     thread = std::thread([this] { server->Run([] {}); });
@@ -175,8 +175,8 @@ class MetricsServer : public HttpService {
 
  private:
   static bool IsProxied(const Request& request) {
-    return request.headers.count("x-forwarded-for") > 0 || request.headers.count("forwarded") > 0 ||
-           request.headers.count("via") > 0;
+    return request.headers.contains("x-forwarded-for") || request.headers.contains("forwarded") ||
+           request.headers.contains("via");
   }
 
   Router& router;

@@ -14,9 +14,9 @@ namespace {
 // Short, because a stolen one works until then.
 constexpr std::int64_t kAccessSeconds = 3600;
 // A device that stays off for a month asks for the password again.
-constexpr std::int64_t kRefreshSeconds = 30 * 24 * 3600;
+constexpr std::int64_t kRefreshSeconds = 30LL * 24 * 3600;
 // For a device that lost the answer of its refresh.
-constexpr std::int64_t kPreviousRefreshMs = 60 * 1000;
+constexpr std::int64_t kPreviousRefreshMs = 60LL * 1000;
 
 constexpr std::int64_t kDayMs = std::int64_t{24} * 3600 * 1000;
 

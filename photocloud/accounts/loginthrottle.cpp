@@ -14,7 +14,7 @@ constexpr std::int64_t kLongestWaitMs = 10000;
 constexpr int kFreeOfName = 50;
 constexpr std::int64_t kWaitOfNameMs = 2000;
 // Attempts are forgotten after a minute without another one.
-constexpr std::int64_t kMemoryMs = 60 * 1000;
+constexpr std::int64_t kMemoryMs = 60LL * 1000;
 constexpr std::size_t kMostEntries = 20000;
 
 std::int64_t StepOf(int count) {

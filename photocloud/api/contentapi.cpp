@@ -78,7 +78,7 @@ Json::Value AssetJson(const AssetRecord& asset) {
 }
 
 // An upload that goes on for longer than uploads are kept is not swept away.
-constexpr std::int64_t kTouchPeriodMs = 3600 * 1000;
+constexpr std::int64_t kTouchPeriodMs = 3600LL * 1000;
 
 void TouchUpload(Exchange& exchange, MediaRecord media) {
   const auto now = exchange.services.clock.NowMs();

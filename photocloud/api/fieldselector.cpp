@@ -15,7 +15,7 @@ std::string_view TrimFront(std::string_view text) {
 std::string TakeName(std::string_view& rest) {
   rest = TrimFront(rest);
   const auto end = rest.find_first_of(",() ");
-  const std::string name(rest.substr(0, end));
+  std::string name(rest.substr(0, end));
   rest = TrimFront(rest.substr(name.size()));
   return name;
 }
@@ -27,6 +27,8 @@ FieldSelector::FieldSelector() = default;
 FieldSelector::~FieldSelector() = default;
 FieldSelector::FieldSelector(const FieldSelector& other) = default;
 FieldSelector& FieldSelector::operator=(const FieldSelector& other) = default;
+FieldSelector::FieldSelector(FieldSelector&& other) noexcept = default;
+FieldSelector& FieldSelector::operator=(FieldSelector&& other) noexcept = default;
 
 std::optional<FieldSelector> FieldSelector::Parse(std::string_view text) {
   FieldSelector selector;

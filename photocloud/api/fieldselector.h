@@ -21,6 +21,8 @@ class FieldSelector {
   ~FieldSelector();
   FieldSelector(const FieldSelector& other);
   FieldSelector& operator=(const FieldSelector& other);
+  FieldSelector(FieldSelector&& other) noexcept;
+  FieldSelector& operator=(FieldSelector&& other) noexcept;
 
   // Nothing for unbalanced parentheses, an empty name, or a nesting deeper than
   // an answer can be. Blanks around names count for nothing.

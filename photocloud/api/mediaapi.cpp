@@ -194,7 +194,7 @@ std::optional<MediaRecord> FindRepeated(Exchange& exchange, const std::vector<As
     if (plan.asset.usage != "content") continue;
     for (const AssetRecord& twin :
          exchange.services.store.ListWholeAssets(exchange.Account(), plan.asset, kMostTwins)) {
-      const auto known = FindVisible(exchange, twin.mediaId);
+      auto known = FindVisible(exchange, twin.mediaId);
       if (!known || known->albumId != media.albumId || known->recycled != media.recycled) continue;
       const Json::Value fields = ParseJson(known->fields).value_or(Json::Value(Json::objectValue));
       const bool isSame = fields["fileName"] == wanted["fileName"] &&

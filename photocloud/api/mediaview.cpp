@@ -189,6 +189,7 @@ PageView::PageView(Exchange& pageExchange, const FieldSelector& recordFields,
       count(records.size()) {
   if (!wantsAssets || records.empty()) return;
   std::vector<std::string> ids;
+  ids.reserve(records.size());
   for (const MediaRecord& media : records) ids.push_back(media.id);
   auto& store = exchange.services.store;
   contents = store.ListContents(exchange.Account(), ids, kMostObjectsOfPage);

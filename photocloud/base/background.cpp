@@ -25,7 +25,7 @@ Background::~Background() {
 
 bool Background::Add(std::int64_t owner, const std::string& name, std::function<void()> task) {
   const MutexLock guard(queueLock);
-  if (names.count(name) > 0) return true;
+  if (names.contains(name)) return true;
   if (waiting.size() >= kMostWaiting || ofOwner[owner] >= kMostOfOwner) return false;
   names.insert(name);
   ++ofOwner[owner];

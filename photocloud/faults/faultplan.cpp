@@ -15,7 +15,7 @@ bool HasKnownKeys(const Json::Value& rule) {
                                               "status", "errorCode",   "delayMs", "cutAfterBytes",
                                               "close",  "dropRequest", "before",  "after"};
   for (const std::string& key : rule.getMemberNames()) {
-    if (!known.count(key)) return false;
+    if (!known.contains(key)) return false;
   }
   return true;
 }
@@ -95,6 +95,7 @@ void FaultPlan::Clear() {
 std::vector<FaultRule> FaultPlan::Rules() const {
   const MutexLock guard(planLock);
   std::vector<FaultRule> rules;
+  rules.reserve(entries.size());
   for (const Entry& entry : entries) rules.push_back(entry.rule);
   return rules;
 }

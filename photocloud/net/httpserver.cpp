@@ -69,7 +69,8 @@ struct HttpServer::State : ConnectionHost {
   void AcceptLater();
   // Runs on the acceptor's strand, since no other thread may use it meanwhile.
   void OnStop();
-  void Repeat(std::shared_ptr<asio::steady_timer> timer, milliseconds period, std::function<void()> task);
+  void Repeat(const std::shared_ptr<asio::steady_timer>& timer, milliseconds period,
+              const std::function<void()>& task);
   void AwaitSignal();
   std::shared_ptr<asio::ssl::context> ReadCertificate() const;
   void ReloadCertificate();
@@ -147,8 +148,8 @@ void HttpServer::State::OnStop() {
   });
 }
 
-void HttpServer::State::Repeat(std::shared_ptr<asio::steady_timer> timer, milliseconds period,
-                               std::function<void()> task) {
+void HttpServer::State::Repeat(const std::shared_ptr<asio::steady_timer>& timer, milliseconds period,
+                               const std::function<void()>& task) {
   timer->expires_after(period);
   timer->async_wait([this, timer, period, task](beast::error_code error) {
     if (error || isStopping) return;
@@ -226,8 +227,8 @@ std::string HttpServer::BoundAddress() const {
   return text.str();
 }
 
-void HttpServer::Every(std::int64_t periodMs, std::function<void()> task) {
-  state->Repeat(std::make_shared<asio::steady_timer>(state->io), milliseconds(periodMs), std::move(task));
+void HttpServer::Every(std::int64_t periodMs, const std::function<void()>& task) {
+  state->Repeat(std::make_shared<asio::steady_timer>(state->io), milliseconds(periodMs), task);
 }
 
 void HttpServer::Run(std::function<void()> onStop, std::function<void()> onReload) {

@@ -68,7 +68,7 @@ class HttpServer {
   std::string BoundAddress() const;
 
   // Calls `task` on a server thread every `periodMs`, first after one period.
-  void Every(std::int64_t periodMs, std::function<void()> task);
+  void Every(std::int64_t periodMs, const std::function<void()>& task);
 
   // Serves until SIGTERM, SIGINT or Stop. `onStop` is called first; then no
   // connection is accepted, requests under way get their answers, and idle

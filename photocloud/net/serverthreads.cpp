@@ -50,6 +50,7 @@ boost::asio::io_context::executor_type ConnectionLoops::Next() {
 
 std::vector<std::thread> ConnectionLoops::Start() {
   std::vector<std::thread> threads;
+  threads.reserve(loops.size());
   for (const auto& loop : loops) {
     threads.emplace_back([each = loop.get()] {
       const auto work = boost::asio::make_work_guard(*each);

@@ -27,7 +27,7 @@ constexpr int kRequestMs = 3000;
 // it reads there. All other reads have connections of their own and wait for no
 // writer. Other processes, such as the account commands beside a running server,
 // wait for their turn to write.
-class SqliteStore : public MetadataStore {
+class SqliteStore final : public MetadataStore {
  public:
   // Opens the file and brings its tables up to date. Throws StoreFailure, also
   // for a file of a later version, which this one could only damage.

@@ -117,10 +117,11 @@ class WatchedListing : public ICloudListing {
   std::unique_ptr<std::vector<Album::Ptr>> GetAlbums(const std::string& cursor) override {
     return listing->GetAlbums(cursor);
   }
-  std::unique_ptr<MediaPage> GetFiles(std::string& cursor, int kind) override {
+  std::unique_ptr<MediaPage> GetFiles(std::string& cursor, int kind, bool* expired) override {
     if (onPage) onPage();
-    return listing->GetFiles(cursor, kind);
+    return listing->GetFiles(cursor, kind, expired);
   }
+  void ForgetCursor() override { listing->ForgetCursor(); }
   std::unique_ptr<MediaPage> GetFilesByAlbumId(const std::string& albumId) override {
     return listing->GetFilesByAlbumId(albumId);
   }

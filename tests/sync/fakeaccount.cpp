@@ -235,8 +235,12 @@ class FakeListing : public ICloudListing {
     return account.End() ? std::move(list) : nullptr;
   }
 
-  std::unique_ptr<MediaPage> GetFiles(std::string& cursor, int kind) override {
+  std::unique_ptr<MediaPage> GetFiles(std::string& cursor, int kind, bool* expired) override {
     if (!account.Begin("GetFiles")) return nullptr;
+    if (account.refusesCursors && expired) {
+      *expired = true;
+      return nullptr;
+    }
     auto page = std::make_unique<MediaPage>();
     std::string next = cursor;
     page->media = account.Listed(next, kind == 1);
@@ -247,6 +251,10 @@ class FakeListing : public ICloudListing {
     if (!account.End()) return nullptr;
     cursor = next;
     return page;
+  }
+
+  void ForgetCursor() override {
+    if (account.onForgetCursor) account.onForgetCursor();
   }
 
   std::unique_ptr<MediaPage> GetFilesByAlbumId(const std::string& albumId) override {

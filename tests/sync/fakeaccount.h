@@ -80,6 +80,8 @@ class FakeAccount {
   std::int64_t last503Ms = 0;
   std::int32_t batchLimit = 50;
   bool emptyListing = false;
+  std::atomic<bool> refusesCursors = false;  // of the listing, as one that has expired
+  std::function<void()> onForgetCursor;
   bool overlappingPages = false;  // a page of the listing begins with the last file of the one before
   bool keepLockFails = false;
 

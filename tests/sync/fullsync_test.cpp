@@ -1,3 +1,6 @@
+#include <sqlite3.h>
+
+#include "common/platform/paths.h"
 #include "synctest.h"
 
 namespace {
@@ -40,6 +43,43 @@ TEST_F(FullSyncTest, DownloadGoesOnAfterAnyPage) {
   Settle();
   EXPECT_EQ(VersionRow().HasDownAll, 1);
   ExpectInStep();
+}
+
+// The first page cannot be stored while another connection writes, and that goes on
+// until the second page is asked for.
+TEST_F(FullSyncTest, NextPageIsAskedForWhileTheOneInFrontIsStored) {
+  cloud.pageSize = 10;
+  Fill(20);
+  const auto& database = DBHelper::GetInstance();
+  const auto file = platform::NativePath(database.UserFolder() + L"\\" + DBHelper::GetGalleryDBName("alice"));
+  sqlite3* other = nullptr;
+  ASSERT_EQ(sqlite3_open(file.c_str(), &other), SQLITE_OK);
+  std::atomic<int> pages{0};
+  cloud.onCall = [&](const std::string& call) {
+    if (call != "GetFiles") return;
+    const char* const order = ++pages == 1 ? "BEGIN IMMEDIATE" : "ROLLBACK";
+    EXPECT_EQ(sqlite3_exec(other, order, nullptr, nullptr, nullptr), SQLITE_OK);
+  };
+  EXPECT_TRUE(Cycle());
+  cloud.onCall = nullptr;
+  sqlite3_close(other);
+  EXPECT_EQ(pages, 2);
+  ExpectInStep();
+}
+
+// Storing the page in front stores its cursor, which must not come back behind it.
+TEST_F(FullSyncTest, CursorThatHasExpiredIsForgottenBehindThePageInFront) {
+  cloud.pageSize = 10;
+  Fill(20);
+  std::atomic<int> pages{0};
+  cloud.onCall = [&](const std::string& call) {
+    if (call == "GetFiles" && ++pages == 2) cloud.refusesCursors = true;
+  };
+  std::string whenForgotten;
+  cloud.onForgetCursor = [&] { whenForgotten = VersionRow().FileCursor; };
+  EXPECT_FALSE(Cycle());
+  EXPECT_EQ(DBHelper::GetInstance().CountFiles(), 10);
+  EXPECT_EQ(whenForgotten, "m1009");
 }
 
 TEST_F(FullSyncTest, ChangesWhileListingAreComparedAfterwards) {

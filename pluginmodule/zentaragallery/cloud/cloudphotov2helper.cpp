@@ -150,13 +150,8 @@ bool HasFallenBehind() {
          rows.front().HasDownAll != 0 && rows.front().LatestVersion < restored;
 }
 
-// Forgets what the cloud told, so that the next cycle lists all of it anew. Behind a
-// backup it compares instead.
 void CursorExpired(const NS::ErrorResp& error) {
-  if (!error.EndsIn(kCursorExpired) || HasFallenBehind()) return;
-  // Refused, which the store has logged: the next cycle meets the same answer.
-  if (!DBHelper::GetInstance().ForgetCloud()) return;
-  LogInfo("CloudPhotoV2Helper::CursorExpired", "Cursor Is EXPIRED, DownLoad All");
+  if (error.EndsIn(kCursorExpired)) CloudPhotoV2Helper::ForgetCursor();
 }
 
 std::int32_t Keep(std::int32_t generation) {
@@ -280,18 +275,26 @@ std::unique_ptr<std::vector<Album::Ptr>> CloudPhotoV2Helper::GetAlbums(const std
   }
 }
 
-std::unique_ptr<CloudPhotoV2Helper::MediaPage> CloudPhotoV2Helper::GetFiles(std::string& cursor, int kind) {
+std::unique_ptr<CloudPhotoV2Helper::MediaPage> CloudPhotoV2Helper::GetFiles(std::string& cursor, int kind,
+                                                                            bool* expired) {
   const char* fields = kind == 1 ? kCompareFields : kMediaFields;
   const auto answer = NS::Request::Sync(V2::MediaReq::List(MediaList(fields, cursor, kAlbumType)));
   if (!HasPayload(answer, "CloudPhotoV2Helper::GetFiles")) {
     Note503(answer.httpCode);
-    if (answer.error) CursorExpired(*answer.error);
+    if (answer.error && expired) *expired = answer.error->EndsIn(kCursorExpired);
+    if (answer.error && !expired) CursorExpired(*answer.error);
     return nullptr;
   }
   if (!Advance(cursor, answer.payload->nextCursor)) return nullptr;
   auto page = std::make_unique<MediaPage>();
   Append(answer.payload->media, *page);
   return page;
+}
+
+void CloudPhotoV2Helper::ForgetCursor() {
+  // Where the store refuses, which it has logged, the next cycle meets the same answer.
+  if (HasFallenBehind() || !DBHelper::GetInstance().ForgetCloud()) return;
+  LogInfo("CloudPhotoV2Helper::CursorExpired", "Cursor Is EXPIRED, DownLoad All");
 }
 
 std::unique_ptr<CloudPhotoV2Helper::MediaPage> CloudPhotoV2Helper::GetFilesByAlbumId(

@@ -50,8 +50,12 @@ class CloudPhotoV2Helper {
 
   static std::unique_ptr<std::vector<Album::Ptr>> GetAlbums(const std::string& cursor);
   // One page; kind 1 asks only for what a comparison needs. `cursor` takes the
-  // next page's, empty behind the last.
-  static std::unique_ptr<MediaPage> GetFiles(std::string& cursor, int kind);
+  // next page's, empty behind the last. A cursor that the service knows no longer is
+  // forgotten at once, or with `expired` told there.
+  static std::unique_ptr<MediaPage> GetFiles(std::string& cursor, int kind, bool* expired = nullptr);
+  // Forgets what the cloud told, so that the next cycle lists all of it anew. Behind a
+  // backup it compares instead.
+  static void ForgetCursor();
   static std::unique_ptr<MediaPage> GetFilesByAlbumId(const std::string& albumId);
   // Those of the media that the cloud has; null when one could not be looked up.
   static std::unique_ptr<std::vector<CloudFileInfo>> GetFileDetail(const std::vector<std::string>& ids);

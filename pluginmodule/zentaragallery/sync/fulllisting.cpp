@@ -2,6 +2,7 @@
 
 #include <condition_variable>
 #include <deque>
+#include <future>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -81,6 +82,42 @@ class BackgroundAdder {
 };
 
 // `row`: what the table knows of a file that memory does not show, or null.
+// The pages of the listing, each asked for while the one in front of it is stored.
+class PageAhead {
+ public:
+  explicit PageAhead(ICloudListing& of) : listing(of) {}
+
+  // `cursor` takes the next page's. A refused one is forgotten here and not when its
+  // answer comes: storing the page in front would put its own back.
+  std::unique_ptr<ICloudListing::MediaPage> Take(std::string& cursor) {
+    if (!coming.valid()) Ask(cursor);
+    Answer answer = coming.get();
+    if (answer.expired) listing.ForgetCursor();
+    cursor = std::move(answer.next);
+    if (answer.page && !cursor.empty()) Ask(cursor);
+    return std::move(answer.page);
+  }
+
+ private:
+  struct Answer {
+    std::string next;
+    std::unique_ptr<ICloudListing::MediaPage> page{};
+    bool expired = false;
+  };
+
+  void Ask(const std::string& cursor) {
+    coming = std::async(std::launch::async, [this, cursor] {
+      platform::SetThreadName("sync page");
+      Answer answer{.next = cursor};
+      answer.page = listing.GetFiles(answer.next, kWholeRecords, &answer.expired);
+      return answer;
+    });
+  }
+
+  ICloudListing& listing;
+  std::future<Answer> coming;  // Waits for its answer when it goes.
+};
+
 GalleryFile::Ptr FileOfListing(const CloudFileInfo& record, const GalleryFile::Ptr& row,
                                std::int64_t editedTime, std::int64_t offset) {
   auto file = row ? SyncLocalOperation::RenewRow(row, record) : std::make_shared<GalleryFile>(record);
@@ -227,9 +264,10 @@ bool FullListing::RequestDownLoadFileV2(std::size_t& olderRows) {
   // The first file that it brought itself has place 0 too.
   olderRows = known.OlderRows() - (offset > 0 && known.OlderRows() > 0 ? 1 : 0);
   BackgroundAdder adder(cycle.localOperation);
+  PageAhead pages(*listing);
   do {
     if (cycle.IsCancelled()) return cycle.Fail(kStep, "stopped");
-    const auto page = listing->GetFiles(cursor, kWholeRecords);
+    const auto page = pages.Take(cursor);
     if (!page) return cycle.Fail(kStep, "the files could not be listed");
     SyncLocalOperation::Files fresh;
     if (!StoreListedPage(*page, known, offset, fresh)) return cycle.Fail(kStep, "a page could not be stored");

@@ -20,9 +20,10 @@ class CloudV2Listing : public ICloudListing {
   std::unique_ptr<std::vector<Album::Ptr>> GetAlbums(const std::string& cursor) override {
     return CloudPhotoV2Helper::GetAlbums(cursor);
   }
-  std::unique_ptr<MediaPage> GetFiles(std::string& cursor, int kind) override {
-    return CloudPhotoV2Helper::GetFiles(cursor, kind);
+  std::unique_ptr<MediaPage> GetFiles(std::string& cursor, int kind, bool* expired) override {
+    return CloudPhotoV2Helper::GetFiles(cursor, kind, expired);
   }
+  void ForgetCursor() override { CloudPhotoV2Helper::ForgetCursor(); }
   std::unique_ptr<MediaPage> GetFilesByAlbumId(const std::string& albumId) override {
     return CloudPhotoV2Helper::GetFilesByAlbumId(albumId);
   }

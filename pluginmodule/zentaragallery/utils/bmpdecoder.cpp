@@ -163,7 +163,7 @@ class BmpDecoder {
         at += 2;
       } else {
         for (std::uint32_t i = 0; i < code; ++i) Put(x++, y, OfRun(at + i * bits / 8, i));
-        at += ((code * bits + 7) / 8 + 1) / 2 * 2;
+        at += (std::size_t{code} * bits + 15) / 16 * 2;
       }
     }
     return y > 0;  // Without the mark of the end, too: what there is was drawn.

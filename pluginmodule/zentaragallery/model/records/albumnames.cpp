@@ -84,10 +84,10 @@ Album::FileList Album::FilesNamed(std::wstring_view name) const {
 std::string Album::FreeName(const GalleryFile::Ptr& file) const {
   const std::string name = platform::WideToUtf8(file->FileName());
   const auto dot = name.rfind('.');
-  const std::string stem = name.substr(0, dot);
-  const std::string extension = dot == std::string::npos ? std::string() : name.substr(dot);
+  const std::string stem = name.substr(0, dot) + "(";
+  const std::string end = ")" + (dot == std::string::npos ? std::string() : name.substr(dot));
   for (int number = 1; number <= kMaxNumberBehindName; ++number) {
-    std::string candidate = stem + "(" + std::to_string(number) + ")" + extension;
+    std::string candidate = stem + std::to_string(number) + end;
     if (!NameClashes(file, candidate)) return candidate;
   }
   return {};

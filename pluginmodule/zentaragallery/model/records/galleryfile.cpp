@@ -92,6 +92,7 @@ GalleryFile::GalleryFile(const NS::CloudPhoto::V1::FileInfo& record) {
   put(FileText::PictureMetadata, record.pictureMetadata);
   put(FileText::VideoMetadata, record.videoMetadata);
   SetTexts(all);
+  expandIsCompact = true;
   SetAlbumId(record.albumId);
   SetRecycleAlbumId(record.recycleAlbumId);
   CreateTime = record.createTime;
