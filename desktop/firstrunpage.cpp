@@ -56,7 +56,7 @@ void FirstRunPage::ShowStep(int next) {
     if (!dot) continue;
     const bool on = (step == 1) == (QLatin1String(name) == QLatin1String("dot_choice"));
     dot->SetFixedWidth(on ? 20 : 6);
-    dot->SetBkColor(on ? QStringLiteral("accent") : QStringLiteral("line"));
+    dot->SetBkColor(on ? QStringLiteral("accent") : QStringLiteral("line-strong"));
   }
   if (auto* back = FindControl(QStringLiteral("btn_back"))) back->SetVisible(step == 2);
   if (auto* later = FindControl(QStringLiteral("btn_later"))) later->SetVisible(step == 1);

@@ -9,6 +9,8 @@ BUILD_PACKAGES="g++ cmake ninja-build pkg-config git ccache mold
 RUN_PACKAGES="fonts-noto-cjk vlc-plugin-base libvlc-bin"
 TEST_PACKAGES="libgtest-dev libgmock-dev libheif-dev libbenchmark-dev libimage-exiftool-perl sqlite3 openssl curl python3
   dbus-daemon xvfb xdotool ffmpeg vlc-plugin-base libvlc-bin clang-format"
+# Only on a machine that checks changes: they begin to serve when they are installed.
+PROXY_PACKAGES="nginx-light haproxy"
 ANALYSIS_PACKAGES="clang-16 clang-tidy-16 libclang-rt-16-dev"
 DESKTOP_TEST_PACKAGES="python3-pyatspi at-spi2-core xdotool imagemagick weston qt6-wayland"
 

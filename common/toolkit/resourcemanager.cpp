@@ -111,6 +111,13 @@ QString CResourceManager::FormatNumber(qint64 number) {
   return U_FAILURE(status) ? QString::number(number) : ToQt(text);
 }
 
+QString CResourceManager::InDigits(const QString& text) {
+  QString shown;
+  for (const QChar letter : text)
+    shown += letter.isDigit() ? FormatNumber(letter.digitValue()) : QString(letter);
+  return shown;
+}
+
 QString CResourceManager::FormatPercent(int percent) {
   UErrorCode status = U_ZERO_ERROR;
   const auto text = icu::number::NumberFormatter::withLocale(IcuLocale())

@@ -35,6 +35,9 @@ class CResourceManager : public QObject {
   // A day in long style, with hour and minute.
   static QString FormatDateTime(qint64 milliseconds);
   static QString FormatNumber(qint64 number);
+  // `text` with its digits in those of the language, for what is no number but made of
+  // some: a time of a film, the sides of a picture.
+  static QString InDigits(const QString& text);
   // With as many digits behind the point as it needs, at most that many.
   static QString FormatDecimal(double number, int digits);
   static QString FormatPercent(int percent);

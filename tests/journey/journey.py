@@ -199,7 +199,7 @@ class Journey:
         self.expect(lambda: self.d.said(said, "done copy"), "the drop to be taken")
         self.d.find("Upload to", "label")
         self.d.end_other()  # Not before: it is asked for the files once it has dropped them.
-        self.d.click(self.d.all("Best", "label")[-1])  # The dialog's, not the panel's.
+        self.d.click(self.d.find("Best", "list item"))
         self.d.click(self.d.all("Upload", "push button")[-1])
         self.d.find(lambda name: name.startswith("2 files added"))
         self.expect(lambda: self.photos() == PICTURES + 2, "two photos more")

@@ -364,4 +364,59 @@ TEST_F(GalleryTransManagerTest, FinishedRowOfAFileThatIsGoneHasNoPicture) {
   EXPECT_EQ(picture, L"");
 }
 
+TEST_F(GalleryTransManagerTest, FinishedRowOfADeletedFileIsStillListedWithAnEmptyPicture) {
+  const auto file = Listed("a", L"a.jpg");
+  CompletedTaskProperty row;
+  row.UniqueId = "a";
+  row.FileName = L"a.jpg";
+  ASSERT_TRUE(DBHelper::GetInstance().AddCompleted(row));
+  ASSERT_GT(gallery.DeleteFiles({file}, true), 0u);
+  ASSERT_EQ(gallery.GetFile("a"), nullptr);
+  ASSERT_EQ(manager.LoadTaskFromDB(), 1u);
+  EXPECT_THAT(ListedIds(TaskType::Complete), ElementsAre("a"));
+  GalleryCompleteShowTask shown(&manager, row);
+  std::wstring picture = L"?";
+  EXPECT_FALSE(shown.GetThumbnailPath(picture));
+  EXPECT_EQ(picture, L"");
+}
+
+TEST_F(GalleryTransManagerTest, FinishedRowThatTheTableDoesNotKnowChangesNothing) {
+  CompletedTaskProperty kept, unknown;
+  kept.UniqueId = unknown.UniqueId = "a";
+  ASSERT_TRUE(DBHelper::GetInstance().AddCompleted(kept));
+  ASSERT_EQ(manager.LoadTaskFromDB(), 1u);
+  unknown.Id = kept.Id + 1;
+  // A statement that meets no row has not failed.
+  EXPECT_TRUE(GalleryCompleteTask(unknown).DeleteFromDB());
+  EXPECT_TRUE(GalleryCompleteShowTask(&manager, unknown).DeleteFromDB());
+  EXPECT_THAT(ListedIds(TaskType::Complete), ElementsAre("a"));
+  std::vector<CompletedTaskProperty> rows;
+  ASSERT_TRUE(DBHelper::GetInstance().GetCompleted(rows));
+  ASSERT_EQ(rows.size(), 1u);
+  EXPECT_EQ(rows[0].Id, kept.Id);
+}
+
+TEST_F(GalleryTransManagerTest, FinishedRowOfARunHasTheFieldsOfItsTableRow) {
+  CompletedTaskProperty row;
+  row.FileName = L"a.jpg";
+  row.FileId = "id";
+  row.UniqueId = "a";
+  row.TotalLength = 12;
+  row.LocalPath = L"/downloads/a.jpg";
+  row.TaskType = 1;
+  row.EndTime = 34;
+  row.IsLocalFileDownload = 2;
+  ASSERT_TRUE(DBHelper::GetInstance().AddCompleted(row));
+  const GalleryCompleteShowTask shown(&manager, row);
+  EXPECT_EQ(shown.Row().FileName, L"a.jpg");
+  EXPECT_EQ(shown.Row().FileId, "id");
+  EXPECT_EQ(shown.Row().UniqueId, "a");
+  EXPECT_EQ(shown.Row().TotalLength, 12);
+  EXPECT_EQ(shown.Row().LocalPath, L"/downloads/a.jpg");
+  EXPECT_EQ(shown.Row().TaskType, 1);
+  EXPECT_EQ(shown.Row().EndTime, 34);
+  EXPECT_EQ(shown.Row().Id, row.Id);
+  EXPECT_TRUE(shown.Row().IsLocalFileDownload);
+}
+
 }  // namespace

@@ -12,6 +12,7 @@
 #include "host/account/userauthservice.h"
 #include "host/base/globalparamwrapper.h"
 #include "host/base/jsontext.h"
+#include "cloudserver.h"
 #include "loopbackserver.h"
 #include "tests/support/gallerytest.h"
 #include "tests/support/picturefiles.h"
@@ -290,6 +291,16 @@ TEST_F(OldCloudTest, PictureWithoutThumbnailsGetsOneOfItsOriginal) {
   ASSERT_TRUE(fs::exists(SmallOf(file)));
   EXPECT_LT(fs::file_size(SmallOf(file)), contents["/original"].size());
   EXPECT_THAT(Names("cache"), SizeIs(1));
+}
+
+TEST_F(OldCloudTest, OriginalOfWhichNoThumbnailCanBeMadeIsNamed) {
+  const LogText log;
+  const FilePtr file = OldFile();
+  contents["/original"] = "no picture";
+  TellUrl("/original");
+  Fetch(file);
+  EXPECT_THAT(Names("cache"), IsEmpty());
+  EXPECT_TRUE(log.Has("download thumb error:Create Thumbnail failed! file id: " + file->UniqueId()));
 }
 
 TEST_F(OldCloudTest, ExpiredAddressOfAThumbnailIsAskedForAnew) {

@@ -76,14 +76,21 @@ class PageTest : public GalleryTest, protected OpenPage {
       QApplication::processEvents();
     }
   }
+  // Until the picture of each cell in sight is in memory: one that knows its path may not
+  // have been painted yet, and nothing waits for it then.
   bool UntilPictures() {
     return Until([this] {
       bool all = true;
       for (const auto* row : List().Body()->Rows())
-        for (int k = 0; row->IsVisible() && k < row->Columns(); ++k)
-          all &= !row->Cell(k)->File() || !row->Cell(k)->ThumbPath().isEmpty();
+        for (int k = 0; row->IsVisible() && k < row->Columns(); ++k) all &= HasItsPicture(*row->Cell(k));
       return all && ResourceQueue::GetInstance().Waiting() == 0;
     });
+  }
+  static bool HasItsPicture(const CGalleryPictureUI& cell) {
+    auto& queue = ResourceQueue::GetInstance();
+    const QString& path = cell.ThumbPath();
+    if (!cell.File() || path.isEmpty()) return !cell.File();
+    return !queue.Get(path, cell.PictureSize()).isNull() || queue.HasFailed(path);
   }
   CGalleryVListUI& List() { return *page->CurrentList(); }
   CGalleryPictureUI* Cell(const FilePtr& file) { return List().CellOf(file.get()); }

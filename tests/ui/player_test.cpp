@@ -10,23 +10,12 @@
 #include "common/toolkit/theme.h"
 #include "playertest.h"
 #include "support/gallerytest.h"
-#include "ui/player/galleryvolwnd.h"
 #include "ui/player/vlclibrary.h"
 
 namespace {
 
-using State = CPlayControlUI::State;
-
-class PlayerTest : public GalleryTest, protected PlayerScene {
+class PlayerTest : public PlayerOver<GalleryTest> {
  protected:
-  void SetUp() override {
-    GalleryTest::SetUp();
-    Open();
-  }
-  void TearDown() override {
-    Close();
-    GalleryTest::TearDown();
-  }
   static GalleryFile::Ptr Film(const std::filesystem::path& path) {
     auto file = std::make_shared<GalleryFile>();
     file->SavedFileType = 4;
@@ -112,8 +101,7 @@ TEST_F(PlayerTest, FileThatIsNoFilmIsSaidInTheBubbleWhichStaysToBeRead) {
 }
 
 TEST_F(PlayerTest, PauseHoldsTheFilmAndPlayGoesOn) {
-  Play(Film(Films::Busy()));
-  ASSERT_TRUE(Until([this] { return Player().Time() > 0 && Shown() == State::Playing; }));
+  ASSERT_TRUE(PlayUntilSeen(Film(Films::Busy())));
   QTest::mouseClick(Control<CButtonUI>("btnPlay"), Qt::LeftButton);
   EXPECT_EQ(Shown(), State::Paused);
   EXPECT_EQ(Control<CButtonUI>("btnPlay")->IconName(), QStringLiteral("play"));
@@ -124,8 +112,7 @@ TEST_F(PlayerTest, PauseHoldsTheFilmAndPlayGoesOn) {
 }
 
 TEST_F(PlayerTest, SliderGoesToItsPlaceInTheFilm) {
-  Play(Film(Films::Busy()));
-  ASSERT_TRUE(Until([this] { return Player().Time() > 0 && Shown() == State::Playing; }));
+  ASSERT_TRUE(PlayUntilSeen(Film(Films::Busy())));
   auto* slider = Control<CSliderUI>("sliderPlay");
   QTest::mouseClick(slider, Qt::LeftButton, {}, QPoint(slider->width() * 4 / 5, slider->height() / 2));
   EXPECT_TRUE(Label("labelPlayTime").startsWith(QStringLiteral("00:00:2")))
@@ -137,8 +124,7 @@ TEST_F(PlayerTest, SliderGoesToItsPlaceInTheFilm) {
 }
 
 TEST_F(PlayerTest, SpeedIsChosenInTheMenuAndIsOneAgainForTheNextFilm) {
-  Play(Film(Films::Busy()));
-  ASSERT_TRUE(Until([this] { return Player().Time() > 0 && Shown() == State::Playing; }));
+  ASSERT_TRUE(PlayUntilSeen(Film(Films::Busy())));
   QTest::mouseClick(Control<CButtonUI>("beishu"), Qt::LeftButton);
   auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
   ASSERT_TRUE(menu);
@@ -183,21 +169,33 @@ TEST_F(PlayerTest, VolumeZeroIsMuteAndTheStoredVolumeSurvives) {
   EXPECT_EQ(mute->IconName(), QStringLiteral("volume"));
   QTest::mouseClick(mute, Qt::LeftButton);
   EXPECT_FALSE(Player().IsSoundOn());
-  EXPECT_EQ(slider->GetValue(), 0);
+  EXPECT_EQ(Player().Volume(), 55);
   slider->SetValue(30);
   EXPECT_TRUE(Player().IsSoundOn());
   EXPECT_EQ(Player().Volume(), 30);
-  const auto bar = viewer->Bar()->mapTo(frame.get(), QPoint(0, 0));
-  EXPECT_LE(volume->geometry().bottom(), bar.y());
   Keep("player-volume");
 }
 
-TEST_F(PlayerTest, EscapeClosesTheVolumeAndGivesTheFocusBack) {
+TEST_F(PlayerTest, VolumeOpensAboveItsButtonAtTheStoredVolumeAlsoWhenItIsMute) {
   Play(Film(Films::Busy()));
-  ASSERT_TRUE(Until([this] { return Shown() == State::Playing; }));
+  Player().SetVolume(40);
+  Player().SetSoundOn(false);
+  auto* const button = Control<CButtonUI>("btnVolume");
+  auto* volume = OpenVolume();
+  ASSERT_TRUE(volume);
+  EXPECT_EQ(volume->Find<CSliderUI>(QStringLiteral("recording_slider"))->GetValue(), 40);
+  EXPECT_FALSE(Player().IsSoundOn());
+  EXPECT_EQ(button->IconName(), QStringLiteral("mute"));
+  const QPoint top = button->mapToGlobal(QPoint(button->width() / 2, 0));
+  const QRect place(volume->mapToGlobal(QPoint(0, 0)), volume->size());
+  EXPECT_EQ(place.bottom() + 1, top.y());
+  EXPECT_NEAR(place.center().x(), top.x(), 1);
+}
+
+TEST_F(PlayerTest, EscapeClosesTheVolumeAndGivesTheFocusBack) {
+  ASSERT_TRUE(PlayUntilSeen(Film(Films::Busy())));
   viewer->setFocus();
-  Control<CButtonUI>("btnVolume")->click();
-  const QPointer<GalleryVolWnd> volume = Within<GalleryVolWnd>(frame.get());
+  const QPointer<GalleryVolWnd> volume = OpenVolume();
   ASSERT_TRUE(volume);
   ASSERT_TRUE(volume->isAncestorOf(QApplication::focusWidget()));
   QTest::keyClick(QApplication::focusWidget(), Qt::Key_Escape);
@@ -209,8 +207,7 @@ TEST_F(PlayerTest, VolumeWindowClosesWhenTheFocusGoes) {
   Play(Film(Films::Busy()));
   frame->activateWindow();
   ASSERT_TRUE(QTest::qWaitForWindowActive(frame.get()));
-  QTest::mouseClick(Control<CButtonUI>("btnVolume"), Qt::LeftButton);
-  const QPointer<GalleryVolWnd> volume = Within<GalleryVolWnd>(frame.get());
+  const QPointer<GalleryVolWnd> volume = OpenVolume();
   ASSERT_TRUE(volume);
   Control<CButtonUI>("btnPlay")->setFocus();
   EXPECT_TRUE(Until([&] { return volume.isNull(); }));
@@ -238,8 +235,7 @@ TEST_F(PlayerTest, HundredQuickChangesEndInTheLastFilm) {
 }
 
 TEST_F(PlayerTest, MessageOfAFormerFilmIsNotThisOnes) {
-  Play(Film(Films::Busy()));
-  ASSERT_TRUE(Until([this] { return Shown() == State::Playing; }));
+  ASSERT_TRUE(PlayUntilSeen(Film(Films::Busy())));
   (void)platform::SendMessageW(Window()->GetHWND(), WM_USER_END_REACHED, Player().Number() - 1, 0);
   EXPECT_EQ(Shown(), State::Playing);
   EXPECT_FALSE(viewer->Got(WM_GALLERY_VIDEO_ENDED));
@@ -256,8 +252,7 @@ TEST_F(PlayerTest, NothingIsWrittenToStandardError) {
 }
 
 TEST_F(PlayerTest, FilmLiesOverTheStillAndUnderTheArrows) {
-  Play(Film(Films::Busy()));
-  ASSERT_TRUE(Until([this] { return HasPicture(); }));
+  ASSERT_TRUE(PlayUntilSeen(Film(Films::Busy())));
   const auto* arrow = viewer->FindControl(QStringLiteral("arrow"))->Widget();
   const QPoint middle = arrow->geometry().center();
   EXPECT_EQ(viewer->Stage()->childAt(middle), arrow);
@@ -266,8 +261,7 @@ TEST_F(PlayerTest, FilmLiesOverTheStillAndUnderTheArrows) {
 }
 
 TEST_F(PlayerTest, PictureFollowsTheSizeAndIsContained) {
-  Play(Film(Films::Busy()));
-  ASSERT_TRUE(Until([this] { return HasPicture(); }));
+  ASSERT_TRUE(PlayUntilSeen(Film(Films::Busy())));
   VideoPlayer::VLCWndOnSize({10, 20, 400, 400});
   EXPECT_EQ(Window()->geometry(), QRect(10, 20, 400, 400));
   QApplication::processEvents();
@@ -277,8 +271,7 @@ TEST_F(PlayerTest, PictureFollowsTheSizeAndIsContained) {
 }
 
 TEST_F(PlayerTest, BarOfAnotherWindowTakesTheFilmOverAndGivesItBack) {
-  Play(Film(Films::Busy()));
-  ASSERT_TRUE(Until([this] { return HasPicture() && Shown() == State::Playing; }));
+  ASSERT_TRUE(PlayUntilSeen(Film(Films::Busy())));
   auto* full = new StandInViewer;
   ASSERT_TRUE(full->Create(frame.get(), QStringLiteral("FullScreenRespondUI"), WindowStyle::Child,
                            {0, 0, 1155, 851}));
@@ -306,8 +299,7 @@ TEST_F(PlayerTest, BarOfAnotherWindowTakesTheFilmOverAndGivesItBack) {
 
 // A window that closes closes those inside it.
 TEST_F(PlayerTest, FilmOutlivesTheFullScreenThatClosesBeforeItGivesItBack) {
-  Play(Film(Films::Busy()));
-  ASSERT_TRUE(Until([this] { return HasPicture() && Shown() == State::Playing; }));
+  ASSERT_TRUE(PlayUntilSeen(Film(Films::Busy())));
   auto* full = new StandInViewer;
   ASSERT_TRUE(full->Create(frame.get(), QStringLiteral("FullScreenRespondUI"), WindowStyle::Child,
                            {0, 0, 1155, 851}));
@@ -334,8 +326,7 @@ TEST_F(PlayerTest, ScreenButtonAsksTheWindowOfItsBar) {
 }
 
 TEST_F(PlayerTest, ViewerThatClosesTakesTheFilmsWindowsAlong) {
-  Play(Film(Films::Busy()));
-  ASSERT_TRUE(Until([this] { return HasPicture(); }));
+  ASSERT_TRUE(PlayUntilSeen(Film(Films::Busy())));
   delete viewer;
   EXPECT_EQ(Window(), nullptr);
   VideoPlayer::StopVideo();
@@ -350,8 +341,7 @@ TEST_F(PlayerTest, ViewerThatClosesTakesTheFilmsWindowsAlong) {
 }
 
 TEST_F(PlayerTest, KeysGoToTheViewer) {
-  Play(Film(Films::Busy()));
-  ASSERT_TRUE(Until([this] { return HasPicture(); }));
+  ASSERT_TRUE(PlayUntilSeen(Film(Films::Busy())));
   QTest::keyClick(Window(), Qt::Key_Right);
   ASSERT_TRUE(Until([this] { return viewer->Got(platform::WM_KEYDOWN); }));
   const auto at = std::find(viewer->messages.begin(), viewer->messages.end(), platform::WM_KEYDOWN);
@@ -361,15 +351,13 @@ TEST_F(PlayerTest, KeysGoToTheViewer) {
 TEST_F(PlayerTest, FilmThatWasHeldUprightStandsUpright) {
   const auto path = Films::Make("upright.mp4", "testsrc2=s=320x180:r=25", 2);
   Films::TurnRight(path);
-  Play(Film(path));
-  ASSERT_TRUE(Until([this] { return HasPicture(); }));
+  ASSERT_TRUE(PlayUntilSeen(Film(path)));
   EXPECT_EQ(Window()->Picture()->Picture().size(), QSize(180, 320));
 }
 
 TEST_F(PlayerTest, FilmOfNarrowPixelsHasItsShape) {
   const auto path = Films::Make("narrow.mp4", "testsrc2=s=720x576:r=25", 2, "-aspect 16:9");
-  Play(Film(path));
-  ASSERT_TRUE(Until([this] { return HasPicture(); }));
+  ASSERT_TRUE(PlayUntilSeen(Film(path)));
   EXPECT_EQ(
       Window()->Picture()->Picture().size(),
       QSize(1024, 576).scaled(QSize(1024, 576).boundedTo(frame->screen()->size()), Qt::KeepAspectRatio));
@@ -380,13 +368,10 @@ TEST_F(PlayerTest, FromRightToLeftTheBarIsMirroredAndTheLineOfTimeIsNot) {
     for (const ThemeMode mode : {ThemeMode::Light, ThemeMode::Dark}) {
       CResourceManager::GetInstance().SetLanguage(QString::fromLatin1(language));
       Theme::Instance().SetMode(mode);
-      Play(Film(Films::Busy()));
-      ASSERT_TRUE(
-          Until([this] { return HasPicture() && Shown() == State::Playing && Player().Length() > 0; }));
+      ASSERT_TRUE(PlayUntilSeen(Film(Films::Busy())));
       Player().SetPosition(0.4F);
       ASSERT_TRUE(Until([this] { return Control<CSliderUI>("sliderPlay")->GetValue() > 3900; }));
-      Control<CButtonUI>("btnVolume")->click();
-      auto* volume = Within<GalleryVolWnd>(frame.get());
+      auto* volume = OpenVolume();
       ASSERT_TRUE(volume);
       ASSERT_TRUE(Until([volume] { return !volume->graphicsEffect(); }));
       Keep((std::string("player-") + language + (mode == ThemeMode::Dark ? "-dark" : "-light")).c_str());

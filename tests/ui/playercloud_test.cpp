@@ -10,18 +10,8 @@
 
 namespace {
 
-using State = CPlayControlUI::State;
-
-class PlayerCloudTest : public ContentTest, protected PlayerScene {
+class PlayerCloudTest : public PlayerOver<ContentTest> {
  protected:
-  void SetUp() override {
-    ContentTest::SetUp();
-    Open();
-  }
-  void TearDown() override {
-    Close();
-    ContentTest::TearDown();
-  }
   // A film that is in the cloud and not on this computer any more.
   FilePtr Uploaded(const std::filesystem::path& film) {
     std::ifstream in(film, std::ios::binary);
@@ -32,6 +22,7 @@ class PlayerCloudTest : public ContentTest, protected PlayerScene {
     EXPECT_TRUE(Upload(file));
     std::filesystem::remove(platform::NativePath(file->LocalPath()));
     file->SavedFileType = 4;
+    file->SetFileName(L"film.mp4");
     server.ForgetRequests();
     return file;
   }
@@ -49,8 +40,7 @@ TEST_F(PlayerCloudTest, FilmStartsBeforeItIsHereAndIsNeverOnTheDisk) {
   ASSERT_TRUE(VideoPlayer::CanPlayVideo(file, url, isLocal));
   EXPECT_FALSE(isLocal);
   EXPECT_EQ(Objects(), 0u);
-  Play(file);
-  ASSERT_TRUE(Until([this] { return HasPicture() && Player().Time() > 0; }));
+  ASSERT_TRUE(PlayUntilSeen(file));
   EXPECT_EQ(Shown(), State::Playing);
   for (const auto& entry : std::filesystem::recursive_directory_iterator(folder / "")) {
     EXPECT_TRUE(!entry.is_regular_file() || entry.file_size() < 5u * kSliceSize) << entry.path();
@@ -62,13 +52,38 @@ TEST_F(PlayerCloudTest, FilmStartsBeforeItIsHereAndIsNeverOnTheDisk) {
 
 TEST_F(PlayerCloudTest, FilmWhoseIndexStandsAtItsEndPlaysAndSeeks) {
   const auto file = Uploaded(Films::Busy());
-  Play(file);
-  ASSERT_TRUE(Until([this] { return HasPicture() && Player().Length() > 0; }));
+  ASSERT_TRUE(PlayUntilSeen(file));
   Player().SetPosition(0.8F);
   ASSERT_TRUE(Until([this] { return Player().Time() > 22'000 && Shown() == State::Playing; }));
   Player().SetPosition(0.9F);
   ASSERT_TRUE(Until([this] { return viewer->Got(WM_GALLERY_VIDEO_ENDED); }));
   EXPECT_EQ(ErrorWords(), QString());
+}
+
+// A film without sound, such as a time lapse: nobody waits for 15 seconds of it.
+TEST_F(PlayerCloudTest, SilentFilmIsFetchedNoFurtherAheadThanOthers) {
+  // The film is small: KiB and bytes that libVLC reads ahead of any film.
+  for (const char* option : {"--prefetch-buffer-size=64", "--prefetch-read-size=65536"})
+    VlcPlayer::moreOptions.emplace_back(option);
+  constexpr int kSeconds = 60;
+  const auto file =
+      Uploaded(Films::Make("silent.mp4", "testsrc2=s=320x180:r=25", kSeconds, "-an -movflags faststart"));
+  Play(file);
+  ASSERT_TRUE(Until([this] { return HasPicture() && Player().Time() > 500; }));
+  const double fetched = static_cast<double>(Objects() * kSeconds) / static_cast<double>(slices);
+  EXPECT_LT(fetched - static_cast<double>(Player().Time()) / 1000, 8);
+}
+
+TEST_F(PlayerCloudTest, FilmThatWasHeldUprightStandsUprightAndOneOfNarrowPixelsHasItsShape) {
+  const auto upright = Films::Make("held.mp4", "testsrc2=s=320x180:r=25", 30);
+  Films::TurnRight(upright);
+  const auto narrow = Films::Make("thin.mp4", "testsrc2=s=320x180:r=25", 30, "-aspect 4:3");
+  const std::pair<std::filesystem::path, QSize> films[] = {{upright, {180, 320}}, {narrow, {240, 180}}};
+  for (const auto& [film, size] : films) {
+    ASSERT_TRUE(PlayUntilSeen(Uploaded(film)));
+    EXPECT_EQ(Window()->Picture()->Picture().size(), size);
+    VideoPlayer::StopVideo();
+  }
 }
 
 TEST_F(PlayerCloudTest, DamagedFilmEndsWithWords) {
@@ -108,8 +123,7 @@ TEST_F(PlayerCloudTest, FilmThatStallsShowsTheRingAndThenWhy) {
   // The service's patience.
   std::ofstream(folder / "config/ZentaraCloud/settings.json") << R"({"timeoutLowSpeedSeconds":2})";
   ASSERT_TRUE(GlobalParamWrapper::GetInstance()->Load());
-  Play(file);
-  ASSERT_TRUE(Until([this] { return HasPicture() && Player().Time() > 0; }));
+  ASSERT_TRUE(PlayUntilSeen(file));
   EXPECT_FALSE(Window()->IsStalled());
   ASSERT_TRUE(Until([this] { return Window() && Window()->IsStalled(); }));
   EXPECT_TRUE(HasPicture());  // The ring lies over where it stands.

@@ -12,6 +12,7 @@
 #include "common/toolkit/windowimplbase.h"
 #include "films.h"
 #include "ui/pagecontext.h"
+#include "ui/player/galleryvolwnd.h"
 #include "ui/player/playcontrolui.h"
 #include "ui/player/player.h"
 #include "ui/player/playersession.h"
@@ -59,6 +60,8 @@ T* Within(const QWidget* top) {
 
 // What a test of the player does; for fixtures over different data.
 struct PlayerScene {
+  using State = CPlayControlUI::State;
+
   void Open(QSize size = {1155, 851}) {
     VlcPlayer::moreOptions = {"--aout=adummy"};
     frame = std::make_unique<WindowImplBaseEx>();
@@ -84,10 +87,22 @@ struct PlayerScene {
   void Play(const GalleryFile::Ptr& file) {
     VideoPlayer::PlayVideo(viewer->Stage(), file, viewer->Stage()->rect(), viewer->Bar());
   }
+  // Until its pictures run.
+  bool PlayUntilSeen(const GalleryFile::Ptr& file) {
+    Play(file);
+    return Until([this] {
+      return HasPicture() && Shown() == State::Playing && Player().Time() > 0 && Player().Length() > 0;
+    });
+  }
+  // By its button; null when it does not open.
+  GalleryVolWnd* OpenVolume() {
+    Control<CButtonUI>("btnVolume")->click();
+    return Within<GalleryVolWnd>(frame.get());
+  }
   static bool Until(const std::function<bool()>& done) {
     return QTest::qWaitFor([&done] { return done(); }, 30000);
   }
-  CPlayControlUI::State Shown() { return viewer->Bar()->Shown(); }
+  State Shown() { return viewer->Bar()->Shown(); }
   CDuiMainWnd* Window() { return Within<CDuiMainWnd>(frame.get()); }
   // The colour in the middle of the picture; invalid without one.
   QColor Middle() {
@@ -119,4 +134,18 @@ struct PlayerScene {
 
   std::unique_ptr<WindowImplBaseEx> frame;
   StandInViewer* viewer = nullptr;
+};
+
+// The scene over the data of another fixture.
+template <class Data>
+class PlayerOver : public Data, protected PlayerScene {
+ protected:
+  void SetUp() override {
+    Data::SetUp();
+    Open();
+  }
+  void TearDown() override {
+    Close();
+    Data::TearDown();
+  }
 };

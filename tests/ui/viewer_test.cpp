@@ -1,5 +1,8 @@
 // The picture viewer with real input: opening, walking, zooming, leaving.
 
+#include <gmock/gmock.h>
+
+#include <QLabel>
 #include <latch>
 
 #include "common/toolkit/resourcemanager.h"
@@ -755,9 +758,133 @@ TEST_F(ViewerTest, AFilmShowsItsStillWithAPlayButtonAndDoesNotZoom) {
   EXPECT_FALSE(IsEnabled("slider_pic"));
   Wheel(Lcd(), 120, Lcd().rect().center(), Qt::ControlModifier);
   EXPECT_EQ(Lcd().Zoom(), 0);
+  EXPECT_FALSE(Part("RotateBtn")->isEnabled());  // The film itself would not turn.
   Key(Qt::Key_Right);
   EXPECT_FALSE(HasPart("playBtn"));
   EXPECT_TRUE(IsEnabled("slider_pic"));
+  EXPECT_TRUE(Part("RotateBtn")->isEnabled());
+}
+
+TEST_F(ViewerTest, DigitsOfTheDetailsAreThoseOfTheLanguage) {
+  const auto today = AddDay(0, 2);
+  PictureMetadata metadata;
+  metadata.width = 4032;
+  metadata.height = 3024;
+  metadata.isoSpeed = 1600;
+  metadata.subjectDistance = 12;
+  today[0]->SetPictureMetadata(CompactJson(metadata.ToJson()));
+  VideoMetadata video;
+  video.width = 1920;
+  video.height = 1080;
+  video.durationTime = 75;
+  today[1]->SavedFileType = 4;
+  today[1]->SetVideoMetadata(CompactJson(video.ToJson()));
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  OpenViewer(today[0]);
+  Press("AttributeBtn");
+  const auto value = [&](const char* key) {
+    return Viewer()->Attributes()->ValueOf(QString::fromLatin1(key));
+  };
+  CResourceManager::GetInstance().SetLanguage(QStringLiteral("ar"));
+  Settle();
+  EXPECT_EQ(value("IDS_GALLERT_LCD_ATTR_Resolution"), QStringLiteral("٤٠٣٢ x ٣٠٢٤"));
+  EXPECT_EQ(value("IDS_VIEWER_ATTR_ISO"), QStringLiteral("١٦٠٠"));
+  EXPECT_TRUE(value("IDS_VIEWER_ATTR_DISTANCE").contains(QStringLiteral("١٢")));
+  Keep("viewer-details-ar");
+  Viewer()->CalMouseWheelIndex(-120);
+  EXPECT_EQ(value("IDS_GALLERT_LCD_ATTR_Resolution"), QStringLiteral("١٩٢٠ x ١٠٨٠"));
+  EXPECT_EQ(value("IDS_VIEWER_ATTR_DURATION"), QStringLiteral("٠٠:٠١:١٥"));
+  CResourceManager::GetInstance().SetLanguage(QStringLiteral("en-GB"));
+}
+
+TEST_F(ViewerTest, LabelsOfTheDetailsStandWhereTheLineBegins) {
+  const auto today = AddDay(0, 1);
+  PictureMetadata metadata;
+  metadata.isoSpeed = 100;
+  today[0]->SetPictureMetadata(CompactJson(metadata.ToJson()));
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  OpenViewer(today[0]);
+  Press("AttributeBtn");
+  for (const char* language : {"en-GB", "ar"}) {
+    CResourceManager::GetInstance().SetLanguage(QString::fromLatin1(language));
+    Settle();
+    for (auto* label : Viewer()->Attributes()->findChildren<QLabel*>()) {
+      if (label->text() != QStringLiteral("ISO")) continue;  // Latin letters in every language
+      const QImage painted = label->grab().toImage();
+      const QColor ground = painted.pixelColor(painted.width() / 2, 0);
+      const auto hasInk = [&](int from, int to) {
+        for (int x = from; x < to; ++x)
+          for (int y = 0; y < painted.height(); ++y)
+            if (!Looks(painted.pixelColor(x, y), ground, 40)) return true;
+        return false;
+      };
+      const bool mirrored = CResourceManager::IsRightToLeft();
+      EXPECT_EQ(hasInk(0, painted.width() / 2), !mirrored) << language;
+      EXPECT_EQ(hasInk(painted.width() / 2, painted.width()), mirrored) << language;
+    }
+  }
+  CResourceManager::GetInstance().SetLanguage(QStringLiteral("en-GB"));
+}
+
+TEST_F(BurstViewerTest, WhatIsDoneIsWrittenToTheOperationLog) {
+  const auto shots = AddBurst(3);
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  OperationLog log;
+  const auto last = [&log] {
+    const auto lines = log.Of(173);
+    return lines.empty() ? std::string() : lines.back();
+  };
+  const auto key = [](const char* name) { return std::string("\"key\":\"halcyra_gallery_") + name + '"'; };
+  OpenViewer(shots[0]);
+  Press("RotateBtn");
+  EXPECT_THAT(last(), testing::HasSubstr(key("rotate")));
+  Press("FavoriteBtn");
+  EXPECT_THAT(last(), testing::HasSubstr(key("setfavorite")));
+  EXPECT_THAT(last(), testing::HasSubstr("\"size\":\"" + std::to_string(shots[0]->Size.Get()) + '"'));
+  Press("AttributeBtn");
+  EXPECT_THAT(last(), testing::HasSubstr(key("showprompt")));
+  Press("BurstCover");
+  EXPECT_THAT(last(), testing::HasSubstr(key("burst")));
+  Press("Backbtn");
+  EXPECT_THAT(last(), testing::HasSubstr(key("burstback")));
+  EXPECT_EQ(Viewer()->Shown(), shots[0]);
+  Press("Backbtn");
+  EXPECT_THAT(last(), testing::HasSubstr(key("detailback")));
+  EXPECT_EQ(Viewer(), nullptr);
+}
+
+TEST_F(ViewerTest, TheHostClosesTheWindowOnTop) {
+  const auto today = AddDay(0, 2);
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  OpenViewer(today[0]);
+  (void)platform::SendMessageW(Viewer()->GetHWND(), WM_GALLERY_FULL_OPEN, 0, 0);
+  ASSERT_NE(Full(), nullptr);
+  Full()->CalMouseWheelIndex(-120);
+  (void)platform::SendMessageW(page->GetHWND(), WM_GALLERY_VIEWER_CLOSE_TOP, 0, 0);
+  EXPECT_EQ(Full(), nullptr);
+  ASSERT_NE(Viewer(), nullptr);
+  EXPECT_EQ(Viewer()->Shown(), today[1]);
+  (void)platform::SendMessageW(page->GetHWND(), WM_GALLERY_VIEWER_CLOSE_TOP, 0, 0);
+  EXPECT_EQ(Viewer(), nullptr);
+  Settle();
+  EXPECT_EQ(Selected(), (std::set{today[1]}));
+}
+
+TEST_F(ViewerTest, OtherResolutionIsTakenWhileItIsOpen) {
+  const auto today = AddDay(0, 2);
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  OpenViewer(today[0]);
+  Press("FullScreenBtn");
+  (void)platform::SendMessageW(page->GetHWND(), WM_GALLERY_DPI, 144, 0);
+  Settle();
+  EXPECT_EQ(Viewer()->Manager().GetDPI(), 144);
+  EXPECT_EQ(Full()->Manager().GetDPI(), 144);
+  EXPECT_EQ(Part("Backbtn")->width(), 54);
 }
 
 }  // namespace

@@ -73,10 +73,17 @@ class ViewerTest : public PageTest {
     ASSERT_EQ(Viewer()->Shown(), file);
     Settle();
   }
-  // Until the screen-sized picture of what is shown is there.
+  // Until the screen-sized picture of what is shown is there and is what the viewer paints:
+  // it hears of a picture only after that is in memory.
   bool UntilSharp() {
     return Until(
-        [this] { return Viewer() && LcdPictures::GetInstance().Has(Viewer()->ShownNow(), Lcd().Box()); });
+        [this] { return Viewer() && IsSharp(Full() ? *Full()->Lcd() : Lcd(), Viewer()->ShownNow()); });
+  }
+  static bool IsSharp(const CDouThumLCDUI& lcd, const FilePtr& file) {
+    auto& pictures = LcdPictures::GetInstance();
+    if (!pictures.Has(file, lcd.Box())) return false;
+    const LcdPicture there = pictures.Get(file, lcd.Box());
+    return lcd.Picture().image.cacheKey() == there.image.cacheKey() && lcd.Picture().frames == there.frames;
   }
   QWidget* Part(const char* name) {
     auto* control = Viewer()->FindControl(QString::fromLatin1(name));

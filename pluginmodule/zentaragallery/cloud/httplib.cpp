@@ -24,7 +24,8 @@ constexpr std::size_t kLongestAnswer = 256 << 20;
 std::vector<std::string> HeaderLines(const HttpHeaders& headers) {
   std::vector<std::string> lines;
   // Without a value the library would take "name:" for an order to leave it out.
-  for (const auto& [name, value] : headers) lines.push_back(value.empty() ? name + ";" : name + ":" + value);
+  for (const auto& [name, value] : headers)
+    lines.emplace_back(name).append(value.empty() ? ";" : ":").append(value);
   lines.push_back("x-zt-client-mode:" +
                   platform::WideToUtf8(GlobalParamWrapper::GetInstance()->GetZtClientMode()));
   lines.push_back("x-zt-os-brand:Windows");

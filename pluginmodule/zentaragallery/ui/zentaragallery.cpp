@@ -25,7 +25,6 @@
 #include "ui/gallerydragout.h"
 #include "ui/gallerydropwatch.h"
 #include "ui/pagecontext.h"
-#include "ui/player/player.h"
 #include "ui/timescrollbar.h"
 #include "ui/userproperties.h"
 #include "ui/view/galleryfilelistviewhelper.h"
@@ -399,7 +398,8 @@ void ZentaraGallery::showEvent(QShowEvent* event) {
 void ZentaraGallery::hideEvent(QHideEvent* event) {
   WindowImplBaseEx::hideEvent(event);
   if (loadPage) loadPage->Close();
-  if (HasViewer() || platform::IsWindow(GlobalData::fullWnd)) VideoPlayer::StopVideo();
+  for (const HWND window : {GlobalData::fullWnd.load(), GlobalData::viewerWnd.load()})
+    (void)platform::SendMessageW(window, WM_GALLERY_VIDEO_STOP, 0, 0);
 }
 
 // The line below the title tells the last update once the first sync has had its time.

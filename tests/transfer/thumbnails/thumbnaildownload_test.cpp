@@ -230,6 +230,18 @@ TEST_F(ToldThumbnailTest, ObjectWithoutAnAddressIsNamed) {
   EXPECT_TRUE(log.Has("download thumb error:get url error! file id: m"));
 }
 
+// Signed addresses are long.
+TEST_F(ToldThumbnailTest, LongAddressIsTakenAndOneThatIsNoneIsNamed) {
+  LoopbackServer objects({LoopbackServer::Answer(200, asset.objects[0])});
+  Url() = objects.Url() + "/o?sign=" + std::string(2000, 'a');
+  ASSERT_TRUE(FetchWith(false));
+  EXPECT_EQ(SmallOf(file), small);
+  Url() = "http://[" + std::string(400, 'a');
+  const LogText log;
+  EXPECT_FALSE(FetchWith(true));
+  EXPECT_TRUE(log.Has("DownloadThumbnail error,urlCode:3"));
+}
+
 TEST_F(ToldThumbnailTest, LargePictureOfAnotherLengthIsRefused) {
   LoopbackServer objects({LoopbackServer::Answer(200, asset.objects[0].substr(0, 4000))});
   Url() = objects.Url() + "/o";

@@ -131,5 +131,7 @@ bool ThumbnailDownload::MakeOfOriginal(const std::string& bytes) const {
   const bool made = WriteFile(source, bytes) &&
                     ThumbnailHelper::GetInstance().CreateThumbnail(*file, source, target, isLcd);
   RemoveQuietly(source);
+  if (!made)
+    LogError(kTag, [this] { return "download thumb error:Create Thumbnail failed! file id: " + Id(); });
   return made;
 }

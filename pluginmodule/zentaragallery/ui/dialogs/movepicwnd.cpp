@@ -1,5 +1,6 @@
 #include "ui/dialogs/movepicwnd.h"
 
+#include <QAccessible>
 #include <algorithm>
 
 #include "common/toolkit/label.h"
@@ -106,8 +107,9 @@ void MovePicWnd::AddRow(const Album::Ptr& album) {
   tick->ApplyAttributeList(QStringLiteral(
       "icon=\"check\" iconsize=\"20\" iconcolor=\"accent-text\" width=\"20\" visible=\"false\""));
   row->Add(tick);
-  row->setAccessibleName(Page::AlbumTitle(*album));
   list->Add(row);
+  // Behind Add: what it is for a screen reader is settled when it is first told of.
+  row->setAccessibleName(Page::AlbumTitle(*album));
   albums.push_back(album);
 }
 
@@ -120,6 +122,16 @@ void MovePicWnd::Choose(int index) {
       tick->SetVisible(i == index);
   }
   if (auto* ok = FindControl(QStringLiteral("btn_ok"))) ok->SetEnabled(chosen != nullptr);
+  TellChoice(index);
+}
+
+// To a screen reader: the focus stays in the list.
+void MovePicWnd::TellChoice(int index) {
+  if (!chosen || !list) return;
+  CControlUI* const item = list->IsVisible() ? list->GetItemAt(index) : tiles->GetItemAt(index + 1);
+  if (!item) return;
+  QAccessibleEvent told(item->Widget(), QAccessible::Selection);
+  QAccessible::updateAccessibility(&told);
 }
 
 void MovePicWnd::OnAdd() {

@@ -38,6 +38,7 @@ class MovePicWnd : public WindowBusyBaseShadow {
   void AddRow(const Album::Ptr& album);
   void FillTiles();
   void Choose(int index);
+  void TellChoice(int index);
   void OnAdd();
 
   const Album::Ptr left;

@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr int kWidth = 44, kHeight = 162, kAboveBar = 5, kCorner = 12;
+constexpr int kWidth = 44, kHeight = 162, kCorner = 12;
 
 }  // namespace
 
@@ -32,9 +32,8 @@ void GalleryVolWnd::Open(CPlayControlUI& bar, QWidget& button) {
   const int wide = bar.Scaled(kWidth), tall = bar.Scaled(kHeight);
   QWidget* const window = bar.window();
   const QPoint top = button.mapTo(window, QPoint(button.width() / 2, 0));
-  const int barTop = bar.mapTo(window, QPoint(0, 0)).y();
   const int left = std::clamp(top.x() - wide / 2, 0, std::max(0, window->width() - wide));
-  volume->setGeometry(left, barTop - tall - bar.Scaled(kAboveBar), wide, tall);
+  volume->setGeometry(left, top.y() - tall, wide, tall);
   volume->ShowWindow();
   toolkit::FadeIn(*volume, 180);
   if (volume->slider) volume->slider->setFocus(Qt::PopupFocusReason);
@@ -47,9 +46,7 @@ void GalleryVolWnd::InitWindow() {
       return Page::Fill(CResourceManager::GetText(QStringLiteral("IDS_ACCESSIBLE_VOLUME")),
                         {CResourceManager::FormatPercent(value)});
     });
-    const auto& player = VlcPlayer::GetInstance();
-    const QSignalBlocker quiet(slider);
-    slider->SetValue(player.IsSoundOn() ? player.Volume() : 0);
+    ShowVolume();
   }
   ShowSound();
   qApp->installEventFilter(this);
@@ -63,13 +60,19 @@ void GalleryVolWnd::Notify(TNotifyUI& message) {
   } else if (message.sType == QStringLiteral("click") && message.pSender &&
              message.pSender->GetName() == QStringLiteral("btnVol")) {
     player.SetSoundOn(!player.IsSoundOn());
-    const QSignalBlocker quiet(slider);
-    if (slider) slider->SetValue(player.IsSoundOn() ? player.Volume() : 0);
-    if (slider) slider->update();
+    ShowVolume();
   } else {
     return;
   }
   ShowSound();
+}
+
+// The stored one, which is also what the sound comes back with.
+void GalleryVolWnd::ShowVolume() {
+  if (!slider) return;
+  const QSignalBlocker quiet(slider);
+  slider->SetValue(VlcPlayer::GetInstance().Volume());
+  slider->update();
 }
 
 void GalleryVolWnd::ShowSound() {

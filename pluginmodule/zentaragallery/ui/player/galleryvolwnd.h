@@ -25,6 +25,7 @@ class GalleryVolWnd : public WindowImplBaseEx {
   bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
+  void ShowVolume();
   void ShowSound();
 
   const QPointer<CPlayControlUI> bar;

@@ -31,13 +31,6 @@ constexpr std::array<RateItem, 5> kRates{{{"OnHalfSpeed", 0.5F},
                                           {"OnDoublesSpeed", 2.0F},
                                           {"OnDoublesAndHalfSpeed", 2.5F}}};
 
-QString InDigitsOfLanguage(const QString& text) {
-  QString shown;
-  for (const QChar letter : text)
-    shown += letter.isDigit() ? CResourceManager::FormatNumber(letter.digitValue()) : QString(letter);
-  return shown;
-}
-
 QString Clock(std::int64_t ms) {
   const std::int64_t seconds = std::max<std::int64_t>(0, ms) / 1000;
   const auto two = [](std::int64_t number) { return QStringLiteral("%1").arg(number, 2, 10, QChar(u'0')); };
@@ -47,7 +40,7 @@ QString Clock(std::int64_t ms) {
 }  // namespace
 
 QString CPlayControlUI::TimeText(std::int64_t timeMs, std::int64_t lengthMs) {
-  return InDigitsOfLanguage(Clock(timeMs) + u'/' + Clock(lengthMs));
+  return CResourceManager::InDigits(Clock(timeMs) + u'/' + Clock(lengthMs));
 }
 
 QString CPlayControlUI::RateText(float rate) {

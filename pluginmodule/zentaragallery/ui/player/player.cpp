@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "common/platform/paths.h"
+#include "common/platform/text.h"
 #include "ui/player/playersession.h"
 #include "utils/gallerylog.h"
 #include "utils/globaldata.h"
@@ -35,7 +36,7 @@ bool CanPlayVideo(const GalleryFile::Ptr& file, std::string& url, bool& isLocal)
   }
   // Whether the service gives it shows when the stream asks, on a thread that may wait.
   if (generation == GlobalData::kGenerationUnknown || file->IsLocalOnly()) return false;
-  url = kStreamPrefix + file->UniqueId();
+  url = kStreamPrefix + file->UniqueId() + platform::WideToUtf8(platform::WideExtension(file->FileName()));
   isLocal = false;
   return true;
 }

@@ -16,8 +16,8 @@ using RECT = QRect;
 namespace VideoPlayer {
 
 // What Play takes for `file`, without a wait for the network: the path of a film that
-// is on this computer, else the address of a stream. False for no film, and for one
-// that neither this computer nor the service can give.
+// is on this computer, else the address of a stream, which ends as the film's name does.
+// False for no film, and for one that neither this computer nor the service can give.
 bool CanPlayVideo(const GalleryFile::Ptr& file, std::string& url, bool& isLocal);
 
 // Starts `file` over `rect`, in pixels of `owner`; `control` is the bar that shows its

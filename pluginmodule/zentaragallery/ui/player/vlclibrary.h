@@ -19,6 +19,7 @@ struct VlcLibrary {
   decltype(&libvlc_media_new_location) media_new_location = nullptr;
   decltype(&libvlc_media_new_path) media_new_path = nullptr;
   decltype(&libvlc_media_new_callbacks) media_new_callbacks = nullptr;
+  decltype(&libvlc_media_add_option) media_add_option = nullptr;
   decltype(&libvlc_media_release) media_release = nullptr;
   decltype(&libvlc_media_tracks_get) media_tracks_get = nullptr;
   decltype(&libvlc_media_tracks_release) media_tracks_release = nullptr;

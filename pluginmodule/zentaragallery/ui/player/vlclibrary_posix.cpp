@@ -34,6 +34,7 @@ std::unique_ptr<VlcLibrary> VlcLibrary::Load(const char* name) {
   VLC_FIND(media_new_location);
   VLC_FIND(media_new_path);
   VLC_FIND(media_new_callbacks);
+  VLC_FIND(media_add_option);
   VLC_FIND(media_release);
   VLC_FIND(media_tracks_get);
   VLC_FIND(media_tracks_release);

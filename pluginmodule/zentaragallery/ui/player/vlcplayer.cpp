@@ -6,6 +6,7 @@
 #include <chrono>
 #include <future>
 
+#include "common/platform/text.h"
 #include "common/platform/thread.h"
 #include "ui/player/vlclibrary.h"
 #include "utils/gallerylog.h"
@@ -30,6 +31,18 @@ bool IsLocation(const std::string& path) {
 }
 
 const VlcLibrary& Vlc() { return *VlcLibrary::Get(); }
+
+// From where seeking takes a while libVLC's own reader of these files takes 15 seconds of
+// a film without sound at once, and the picture stutters until they have come. Its other
+// reader does not.
+constexpr char kSteadyReader[] = ":demux=avformat,any";
+constexpr const char* kReadAtOnce[] = {".mp4", ".m4v", ".mov", ".3gp", ".3g2"};
+
+bool IsReadAtOnce(const std::string& path) {
+  return std::ranges::any_of(kReadAtOnce, [lower = platform::AsciiLower(path)](const char* extension) {
+    return lower.ends_with(extension);
+  });
+}
 
 }  // namespace
 
@@ -226,6 +239,7 @@ void VlcPlayer::Start(Film& started) {
   if (instance && started.stream) {
     media = vlc.media_new_callbacks(instance, Callbacks::OpenStream, Callbacks::ReadStream,
                                     Callbacks::SeekStream, Callbacks::CloseStream, &started);
+    if (media && IsReadAtOnce(started.path)) vlc.media_add_option(media, kSteadyReader);
   } else if (instance) {
     media = (IsLocation(started.path) ? vlc.media_new_location : vlc.media_new_path)(instance,
                                                                                      started.path.c_str());

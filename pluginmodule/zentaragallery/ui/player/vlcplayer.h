@@ -33,8 +33,8 @@ class VlcPlayer {
   static bool HasLibrary();
 
   // Plays `path`: a file, or an address that begins with "http", "https", "ftp" or
-  // "rstp"; or `stream`, when there is one. `window` gets the messages. Ends the former
-  // film. Returns the film's number.
+  // "rstp"; or `stream`, when there is one: of `path` only the extension counts then.
+  // `window` gets the messages. Ends the former film. Returns the film's number.
   platform::WPARAM Play(const std::string& path, std::shared_ptr<ContentStream> stream, platform::HWND window,
                         QSize mostPixels);
   void Stop();

@@ -58,6 +58,12 @@ QString WithUnit(const char* key, const QString& number) {
   return Page::Fill(CResourceManager::GetText(QString::fromLatin1(key)), {number});
 }
 
+// A file name or "ISO" reads from the left in every language, but stands where the line
+// begins.
+Qt::Alignment LineBegin() {
+  return (QApplication::isRightToLeft() ? Qt::AlignRight : Qt::AlignLeft) | Qt::AlignAbsolute;
+}
+
 QString Text(const std::string& text) { return QString::fromStdString(text).trimmed(); }
 
 // A camera writes a hundredth as such.
@@ -75,11 +81,13 @@ QString CameraName(const PictureMetadata& metadata) {
   return maker.isEmpty() || named ? model : maker + u' ' + model;
 }
 
+QString Digits(int number) { return CResourceManager::InDigits(QString::number(number)); }
+
 QString Duration(int seconds) {
-  return QStringLiteral("%1:%2:%3")
-      .arg(seconds / 3600, 2, 10, QLatin1Char('0'))
-      .arg(seconds / 60 % 60, 2, 10, QLatin1Char('0'))
-      .arg(seconds % 60, 2, 10, QLatin1Char('0'));
+  return CResourceManager::InDigits(QStringLiteral("%1:%2:%3")
+                                        .arg(seconds / 3600, 2, 10, QLatin1Char('0'))
+                                        .arg(seconds / 60 % 60, 2, 10, QLatin1Char('0'))
+                                        .arg(seconds % 60, 2, 10, QLatin1Char('0')));
 }
 
 }  // namespace
@@ -90,9 +98,8 @@ SelectableText::SelectableText(const QString& text, QWidget* parent) : QTextEdit
   setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
   setTabChangesFocus(true);
   setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
-  // A file name reads from the left in every language, but stands where the line begins.
   QTextOption option = document()->defaultTextOption();
-  option.setAlignment((QApplication::isRightToLeft() ? Qt::AlignRight : Qt::AlignLeft) | Qt::AlignAbsolute);
+  option.setAlignment(LineBegin());
   document()->setDefaultTextOption(option);
   setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
@@ -190,6 +197,7 @@ void PicAttributeWnd::AddRow(const char* labelKey, const QString& value) {
   rows->addWidget(line);
   const QString words = CResourceManager::GetText(QString::fromLatin1(labelKey));
   auto* label = new QLabel(words);
+  label->setAlignment(LineBegin() | Qt::AlignVCenter);
   label->setContentsMargins(0, scale(12), 0, scale(4));
   label->setFont(Theme::Instance().Font(QStringLiteral("small"), Manager().GetScale()));
   QPalette quiet = label->palette();
@@ -247,8 +255,7 @@ void PicAttributeWnd::SetAttributeResolu() {
     high = picture.height;
   }
   if (wide > 0 && high > 0)
-    AddRow("IDS_GALLERT_LCD_ATTR_Resolution",
-           QString::number(wide) + QStringLiteral(" x ") + QString::number(high));
+    AddRow("IDS_GALLERT_LCD_ATTR_Resolution", Digits(wide) + QStringLiteral(" x ") + Digits(high));
 }
 
 void PicAttributeWnd::SetTimes() {
@@ -270,7 +277,7 @@ void PicAttributeWnd::SetExposure(const PictureMetadata& metadata) {
     AddRow("IDS_VIEWER_ATTR_MAX_APERTURE",
            QStringLiteral("f/") + Decimal(std::pow(2, metadata.maxApertureValue / 2), 1));
   AddRow("IDS_VIEWER_ATTR_EXPOSURE_TIME", ExposureTime(metadata.exposureTime));
-  if (metadata.isoSpeed > 0) AddRow("IDS_VIEWER_ATTR_ISO", QString::number(metadata.isoSpeed));
+  if (metadata.isoSpeed > 0) AddRow("IDS_VIEWER_ATTR_ISO", Digits(metadata.isoSpeed));
   if (metadata.focalLength > 0)
     AddRow("IDS_VIEWER_ATTR_FOCAL_LENGTH",
            WithUnit("IDS_VIEWER_UNIT_MILLIMETRES", Decimal(metadata.focalLength, 1)));
@@ -287,7 +294,7 @@ void PicAttributeWnd::SetExposure(const PictureMetadata& metadata) {
   AddRow("IDS_VIEWER_ATTR_WHITE_BALANCE", Text(metadata.whiteBalance));
   if (metadata.subjectDistance > 0)
     AddRow("IDS_VIEWER_ATTR_DISTANCE",
-           WithUnit("IDS_VIEWER_UNIT_METRES", QString::number(metadata.subjectDistance)));
+           WithUnit("IDS_VIEWER_UNIT_METRES", Digits(metadata.subjectDistance)));
   AddRow("IDS_VIEWER_ATTR_COLOR_SPACE", WordsOf(metadata.colorSpace));
 }
 

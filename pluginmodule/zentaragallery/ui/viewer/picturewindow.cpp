@@ -167,6 +167,7 @@ void PictureWindow::FollowPicture() {
   if (before != lcd->Zoom()) PostZoomSlider(lcd->Zoom());
   ShowStill();
   ShowButton(QStringLiteral("playBtn"), isVideo && !VideoPlayer::HasPlayer());
+  if (auto* turn = FindControl(QStringLiteral("RotateBtn"))) turn->SetEnabled(!isVideo);
   if (!VideoPlayer::HasPlayer()) ShowBottomBar(false);
   DecodeAhead();
 }
@@ -567,7 +568,7 @@ LRESULT PictureWindow::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, bo
       return 0;
     case WM_GALLERY_VIDEO_STOP:
       VideoPlayer::StopVideo();
-      ShowBottomBar(false);
+      FollowWinChange(false);
       return 0;
     case WM_MOUSEWHEEL:
     case WM_MOUSEHWHEEL:
