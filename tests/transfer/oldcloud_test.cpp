@@ -8,11 +8,11 @@
 #include <fstream>
 #include <future>
 
+#include "cloudserver.h"
 #include "common/platform/paths.h"
 #include "host/account/userauthservice.h"
 #include "host/base/globalparamwrapper.h"
 #include "host/base/jsontext.h"
-#include "cloudserver.h"
 #include "loopbackserver.h"
 #include "tests/support/gallerytest.h"
 #include "tests/support/picturefiles.h"

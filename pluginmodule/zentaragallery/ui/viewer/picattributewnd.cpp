@@ -293,8 +293,7 @@ void PicAttributeWnd::SetExposure(const PictureMetadata& metadata) {
                                                         : QStringLiteral("IDS_VIEWER_FLASH_NOT_USED")));
   AddRow("IDS_VIEWER_ATTR_WHITE_BALANCE", Text(metadata.whiteBalance));
   if (metadata.subjectDistance > 0)
-    AddRow("IDS_VIEWER_ATTR_DISTANCE",
-           WithUnit("IDS_VIEWER_UNIT_METRES", Digits(metadata.subjectDistance)));
+    AddRow("IDS_VIEWER_ATTR_DISTANCE", WithUnit("IDS_VIEWER_UNIT_METRES", Digits(metadata.subjectDistance)));
   AddRow("IDS_VIEWER_ATTR_COLOR_SPACE", WordsOf(metadata.colorSpace));
 }
 
