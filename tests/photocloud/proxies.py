@@ -12,12 +12,12 @@ import json
 import os
 import re
 import shutil
+import signal
 import socket
 import ssl
 import subprocess
 import sys
 import tempfile
-import time
 
 SKIPPED = 77
 PATIENCE = 30  # seconds
@@ -63,6 +63,7 @@ class Proxied:
         self.port = free_port()
         self.url = f"https://localhost:{self.port}"
         self.programs = []
+        self.pid_file = os.path.join(folder, "proxy.pid")
         self.certificate, key = os.path.join(folder, "cert.pem"), os.path.join(folder, "key.pem")
         self.both = os.path.join(folder, "both.pem")
         subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj", "/CN=localhost",
@@ -89,16 +90,13 @@ class Proxied:
         self.inner = int(server.stdout.readline().rsplit(":", 1)[1])
 
     def start(self, command):
-        self.programs.append(subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=self.log))
-        end = time.monotonic() + PATIENCE
-        while True:
-            try:
-                return socket.create_connection(("127.0.0.1", self.port)).close()
-            except ConnectionRefusedError:
-                expect(time.monotonic() < end, "the proxy does not listen")
-                time.sleep(0.05)
+        """The command goes to the background, and ends here, once it listens."""
+        subprocess.run(command, check=True, stdout=subprocess.DEVNULL, stderr=self.log, timeout=PATIENCE)
 
     def close(self):
+        if os.path.exists(self.pid_file):
+            with open(self.pid_file) as number:
+                os.kill(int(number.read()), signal.SIGTERM)
         for program in reversed(self.programs):
             program.terminate()
             try:
@@ -134,8 +132,7 @@ def nginx(proxied, manual):
                      for kind in ("client_body", "proxy", "fastcgi", "uwsgi", "scgi"))
     path = os.path.join(proxied.folder, "nginx.conf")
     with open(path, "w") as out:
-        out.write(f"daemon off;\nmaster_process off;\npid {proxied.folder}/nginx.pid;\nerror_log stderr;\nevents {{}}\n"
-                  f"http {{\naccess_log off;\n{places}{settings}}}\n")
+        out.write(f"pid {proxied.pid_file};\nerror_log stderr;\nevents {{}}\nhttp {{\naccess_log off;\n{places}{settings}}}\n")
     return ["nginx", "-e", "stderr", "-c", path]
 
 
@@ -146,7 +143,7 @@ def haproxy(proxied, manual):
     path = os.path.join(proxied.folder, "haproxy.cfg")
     with open(path, "w") as out:
         out.write(settings)
-    return ["haproxy", "-f", path]
+    return ["haproxy", "-D", "-p", proxied.pid_file, "-f", path]
 
 
 def login(proxied, password, **headers):
