@@ -75,9 +75,10 @@ struct HttpServer::State : ConnectionHost {
   std::shared_ptr<asio::ssl::context> ReadCertificate() const;
   void ReloadCertificate();
 
-  // New connections, signals and what is done from time to time.
-  asio::io_context io;
   ConnectionLoops loops;
+  // New connections, signals and what is done from time to time. Goes before the loops:
+  // what it is still accepting belongs to one of them.
+  asio::io_context io;
   // Replaced when the certificate is read anew; connections keep theirs. Belongs
   // to the acceptor's strand once the server runs.
   std::shared_ptr<asio::ssl::context> tls;

@@ -145,10 +145,11 @@ TEST_F(PageDropTest, WhatLiesInARecycleBinIsNotTakenAndNothingIsClosed) {
   EXPECT_EQ(gallery.FileCount(), before);
 }
 
-// The host's window, as far as it hears of uploads.
+// The host's window, as far as it hears of uploads. The path of a cover is its own.
 struct Listener : WindowImplBaseEx {
   LRESULT HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, bool& handled) override {
     if (uMsg == WM_GALLERY_UPLOAD_BUSY) busy.push_back(wParam);
+    if (uMsg == WM_GALLERY_ALBUM_COVER) delete reinterpret_cast<std::wstring*>(lParam);
     return WindowImplBaseEx::HandleMessage(uMsg, wParam, lParam, handled);
   }
   std::vector<WPARAM> busy;
