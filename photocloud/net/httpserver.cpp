@@ -41,9 +41,10 @@ struct HttpServer::State : ConnectionHost {
   State(ServerSettings serverSettings, HttpService& httpService, ServerEvents serverEvents)
       : ConnectionHost(std::move(serverSettings), httpService, std::move(serverEvents)),
         loops(settings.threads),
-        acceptor(asio::make_strand(io)),
-        signals(acceptor.get_executor()),
-        acceptTimer(acceptor.get_executor()),
+        strand(asio::make_strand(io)),
+        acceptor(strand),
+        signals(strand),
+        acceptTimer(strand),
         stopTimer(io) {}
 
   bool Join(const std::shared_ptr<Connection>& connection) {
@@ -67,7 +68,7 @@ struct HttpServer::State : ConnectionHost {
 
   void Accept();
   void AcceptLater();
-  // Runs on the acceptor's strand, since no other thread may use it meanwhile.
+  // Runs on the strand of the acceptor, since no other thread may use it meanwhile.
   void OnStop();
   void Repeat(const std::shared_ptr<asio::steady_timer>& timer, milliseconds period,
               const std::function<void()>& task);
@@ -79,8 +80,9 @@ struct HttpServer::State : ConnectionHost {
   // New connections, signals and what is done from time to time. Goes before the loops:
   // what it is still accepting belongs to one of them.
   asio::io_context io;
+  asio::strand<asio::io_context::executor_type> strand;
   // Replaced when the certificate is read anew; connections keep theirs. Belongs
-  // to the acceptor's strand once the server runs.
+  // to the strand once the server runs.
   std::shared_ptr<asio::ssl::context> tls;
   tcp::acceptor acceptor;
   asio::signal_set signals;
@@ -245,7 +247,7 @@ void HttpServer::Run(std::function<void()> onStop, std::function<void()> onReloa
 }
 
 void HttpServer::Stop() {
-  asio::post(state->acceptor.get_executor(), [self = state.get()] { self->OnStop(); });
+  asio::post(state->strand, [self = state.get()] { self->OnStop(); });
 }
 
 }  // namespace photocloud
