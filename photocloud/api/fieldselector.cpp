@@ -12,6 +12,11 @@ std::string_view TrimFront(std::string_view text) {
   return text;
 }
 
+// Stored JSON has it escaped, so that no name would find it there.
+bool IsEscaped(char letter) {
+  return static_cast<unsigned char>(letter) < ' ' || letter == '"' || letter == '\\';
+}
+
 std::string TakeName(std::string_view& rest) {
   rest = TrimFront(rest);
   const auto end = rest.find_first_of(",() ");
@@ -42,7 +47,7 @@ bool FieldSelector::ParseMembers(std::string_view& rest, int depth) {
   if (depth > kMaxJsonDepth) return false;
   while (true) {
     const std::string name = TakeName(rest);
-    if (name.empty()) return false;
+    if (name.empty() || std::any_of(name.begin(), name.end(), IsEscaped)) return false;
     // Named twice it is one member, with all that stands in either.
     auto known =
         std::find_if(members.begin(), members.end(), [&](const Member& each) { return each.name == name; });

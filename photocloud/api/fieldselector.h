@@ -24,8 +24,8 @@ class FieldSelector {
   FieldSelector(FieldSelector&& other) noexcept;
   FieldSelector& operator=(FieldSelector&& other) noexcept;
 
-  // Nothing for unbalanced parentheses, an empty name, or a nesting deeper than
-  // an answer can be. Blanks around names count for nothing.
+  // Nothing for unbalanced parentheses, an empty name, one with a character that JSON
+  // escapes, or a nesting deeper than an answer can be. Blanks around names count for nothing.
   static std::optional<FieldSelector> Parse(std::string_view text);
 
   // What is left of `value`. Lists are passed through to their elements.

@@ -43,6 +43,13 @@ TEST(FieldSelector, BrokenSelectorsAreRefused) {
   EXPECT_FALSE(FieldSelector::Parse(deep));
 }
 
+// Members are found in stored text, which has such characters escaped, and in parsed JSON,
+// which has not.
+TEST(FieldSelector, NamesThatJsonWouldEscapeAreRefused) {
+  for (const char* text : {"\"p", "a,b\\", "a\x01", "p(\"x)"})
+    EXPECT_FALSE(FieldSelector::Parse(text)) << text;
+}
+
 TEST(FieldSelector, TellsWhatIsWanted) {
   const auto selector = FieldSelector::Parse("media(id,attachments)");
   ASSERT_TRUE(selector);
