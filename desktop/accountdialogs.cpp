@@ -54,6 +54,7 @@ void PasswordWnd::Notify(TNotifyUI& message) {
 
 void DevicesWnd::InitWindow() {
   WindowBusyBaseShadow::InitWindow();
+  if (auto* close = FindControl(QStringLiteral("btn_cancel"))) close->SetFocus();
   Load();
 }
 

@@ -50,24 +50,32 @@ void ChoiceCardUI::paintEvent(QPaintEvent*) {
   painter.setPen(Qt::NoPen);
   painter.setBrush(ColorOf(isChecked() ? QStringLiteral("tint-hover") : QStringLiteral("panel")));
   painter.drawRoundedRect(square, Scaled(8), Scaled(8));
-  const int side = Scaled(20);
+  const int glyph = Scaled(20);
   icons::Paint(painter, icon,
-               {square.center().x() - side / 2 + 1, square.center().y() - side / 2 + 1, side, side},
+               {square.center().x() - glyph / 2 + 1, square.center().y() - glyph / 2 + 1, glyph, glyph},
                ColorOf(isChecked() ? QStringLiteral("accent-text") : QStringLiteral("text")));
 
   const int mark = Scaled(18), edge = Scaled(14), from = Scaled(64);
   const int room = width() - from - edge - mark - Scaled(8);
-  const auto line = [&](const QString& words, const char* style, const char* color, int top, int tall) {
+  const auto use = [&](const char* style, const char* color) {
     painter.setFont(
         Theme::Instance().Font(QString::fromLatin1(style), GetManager() ? GetManager()->GetScale() : 100));
     painter.setPen(ColorOf(QString::fromLatin1(color)));
-    painter.drawText(place({from, top, room, tall}),
-                     Qt::AlignVCenter | (isRightToLeft() ? Qt::AlignRight : Qt::AlignLeft),
-                     painter.fontMetrics().elidedText(words, Qt::ElideRight, room));
   };
-  const int middle = height() / 2;
-  line(text(), "strong", "text", middle - Scaled(20), Scaled(20));
-  line(CResourceManager::GetText(about), "small", "text-2", middle + Scaled(2), Scaled(16));
+  const int side = (isRightToLeft() ? Qt::AlignRight : Qt::AlignLeft) | Qt::AlignAbsolute;
+  const QString aboutText = CResourceManager::GetText(about);
+  use("small", "text-2");
+  // One line, or two where a language needs them.
+  const int lineHeight = painter.fontMetrics().height();
+  const int wanted = painter.fontMetrics()
+                         .boundingRect(QRect(0, 0, room, height()), side | Qt::TextWordWrap, aboutText)
+                         .height();
+  const int tall = std::min(wanted, 2 * lineHeight), head = Scaled(20), gap = Scaled(2);
+  const int top = (height() - head - gap - tall) / 2, middle = height() / 2;
+  painter.drawText(place({from, top + head + gap, room, tall}), side | Qt::TextWordWrap, aboutText);
+  use("strong", "text");
+  painter.drawText(place({from, top, room, head}), side | Qt::AlignVCenter,
+                   painter.fontMetrics().elidedText(text(), Qt::ElideRight, room));
 
   QStyleOptionButton radio;
   radio.initFrom(this);

@@ -30,7 +30,12 @@ CControlUI* FirstRunPage::CreateControl(const QString& element) {
   return element == QStringLiteral("ChoiceCard") ? new ChoiceCardUI : nullptr;
 }
 
-void FirstRunPage::InitWindow() { ShowStep(1); }
+void FirstRunPage::InitWindow() {
+  auto* password = Find<CEditUI>(QStringLiteral("login_password"));
+  auto* eye = FindControl(QStringLiteral("show_password"));
+  if (password && eye) password->PutInside(*eye);
+  ShowStep(1);
+}
 
 QString FirstRunPage::TextOf(const char* name) const {
   const auto* control = FindControl(QString::fromLatin1(name));

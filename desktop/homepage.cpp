@@ -60,8 +60,9 @@ void HomeGridUI::PaintBkImage(QPainter& painter) {
       const int strip = Scaled(20), mark = Scaled(16);
       painter.fillRect(QRect(picture.left(), picture.bottom() + 1 - strip, picture.width(), strip),
                        ColorOf(QStringLiteral("strip")));
+      const QRect place(picture.left() + 2, picture.bottom() - 1 - mark, mark, mark);
       icons::Paint(painter, item.isVideo ? QStringLiteral("video") : QStringLiteral("burst"),
-                   {picture.left() + 2, picture.bottom() - 1 - mark, mark, mark}, Qt::white);
+                   QStyle::visualRect(layoutDirection(), picture, place), Qt::white);
     });
   }
 }

@@ -3,6 +3,8 @@
 #include <QDir>
 #include <QLocale>
 #include <QMenu>
+#include <QTextBoundaryFinder>
+#include <algorithm>
 
 #include "accountdialogs.h"
 #include "autostart.h"
@@ -11,11 +13,13 @@
 #include "common/toolkit/filechooser.h"
 #include "common/toolkit/label.h"
 #include "common/toolkit/overlays.h"
+#include "common/toolkit/progress.h"
 #include "common/toolkit/resourcemanager.h"
 #include "desktopsettings.h"
 #include "framewindow.h"
 #include "host/account/userauthservice.h"
 #include "host/base/drivethreadpool.h"
+#include "host/requests/cloudspacequery.h"
 #include "sync/synchelper.h"
 #include "ui/dialogs/downloadpicwnd.h"
 #include "ui/pagecontext.h"
@@ -56,6 +60,10 @@ void SettingsPage::Reload() {
   Say("set_account",
       local ? QStringLiteral("IDS_SETTINGS_LOCAL") : QString::fromStdString(identity->GetUserName()));
   Say("set_server", local ? QString() : LeftToRight(QString::fromStdString(identity->GetServerUrl())));
+  ShowAvatar(local ? QString() : QString::fromStdString(identity->GetUserName()));
+  AskSpace();
+  Say("set_version", Page::Fill(CResourceManager::GetText(QStringLiteral("IDS_SETTINGS_VERSION")),
+                                {LeftToRight(QStringLiteral(ZENTARA_VERSION))}));
   Show("set_server", !local);
   Show("set_signed_in", !local);
   Show("set_sync_row", !local);
@@ -74,6 +82,32 @@ void SettingsPage::Reload() {
   Check("set_sync", DesktopSettings::Syncs());
   Check("set_autostart", Autostart::IsOn());
   ShowWatched();
+}
+
+// The first letter of the name; an icon for nobody.
+void SettingsPage::ShowAvatar(const QString& user) {
+  auto* avatar = dynamic_cast<CLabelUI*>(FindSubControl(QStringLiteral("set_avatar")));
+  if (!avatar) return;
+  QTextBoundaryFinder letters(QTextBoundaryFinder::Grapheme, user);
+  avatar->SetIcon(user.isEmpty() ? QStringLiteral("account") : QString(), 20, QStringLiteral("accent-text"));
+  avatar->SetText(user.left(std::max<qsizetype>(letters.toNextBoundary(), 0)).toUpper());
+}
+
+// A service that does not tell its space has no line for it.
+void SettingsPage::AskSpace() {
+  if (UserAuthService::GetInstance()->GetServerUrl().empty()) return Show("set_space_row", false);
+  Page::InBackground(this, &CloudSpaceQuery::GetSpaceInfo, [this](const SpaceInfo& space) {
+    const bool told = space.status == 0 && space.total > 0;
+    Show("set_space_row", told);
+    if (!told) return;
+    const auto used = std::max<qint64>(space.total - space.free, 0);
+    Say("set_space", Page::Fill(CResourceManager::GetText(QStringLiteral("IDS_SETTINGS_SPACE")),
+                                {Page::SizeText(used), Page::SizeText(space.total)}));
+    auto* bar = dynamic_cast<CProgressUI*>(FindSubControl(QStringLiteral("set_space_bar")));
+    if (!bar) return;
+    bar->setRange(0, 1000);
+    bar->SetValue(static_cast<int>(1000.0 * static_cast<double>(used) / static_cast<double>(space.total)));
+  });
 }
 
 void SettingsPage::ShowWatched() {

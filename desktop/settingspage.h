@@ -21,6 +21,8 @@ class SettingsPage : public CVerticalLayoutUI {
   void Check(const char* name, bool on);
   void OnSwitch(const QString& name, bool on);
   void OnClick(const QString& name, CControlUI& sender);
+  void ShowAvatar(const QString& user);
+  void AskSpace();
   void ChooseLanguage(CControlUI& at);
   void ChooseDownloads();
   void AddWatched();

@@ -13,6 +13,7 @@
 #include "framewindow.h"
 #include "host/base/drivethreadpool.h"
 #include "host/requests/cloudtrouble.h"
+#include "host/transfer/completetask.h"
 #include "transfer/gallerytransmanager.h"
 #include "ui/albumthumb.h"
 #include "ui/pagecontext.h"
@@ -199,8 +200,11 @@ void TransfersPage::AddRow(const TransferTask::Ptr& task) {
     middle->Add(size);
   }
   row->Add(middle);
+  kept.mark = new CLabelUI;
+  kept.mark->SetFixedWidth(18);
+  row->Add(kept.mark);
   kept.state = new CLabelUI;
-  kept.state->SetFixedWidth(272);
+  kept.state->SetFixedWidth(242);
   kept.state->SetFont(QStringLiteral("small"));
   row->Add(kept.state);
   const auto button = [&](const char* icon, const char* action, const char* tip) {
@@ -253,15 +257,23 @@ QString TransfersPage::StateText(const TransferTask& task) const {
       return CResourceManager::GetText(QStringLiteral("IDS_TRANSFERS_PAUSED"));
     case TaskStatus::Waiting:
       return CResourceManager::GetText(QStringLiteral("IDS_TRANSFERS_WAITING"));
-    default:
-      return CResourceManager::GetText(QStringLiteral("IDS_TRANSFERS_DONE"));
+    default: {
+      const auto* ended = dynamic_cast<const CompleteTask*>(&task);
+      return ended && ended->EndTime > 0 ? CResourceManager::FormatDateTime(ended->EndTime)
+                                         : CResourceManager::GetText(QStringLiteral("IDS_TRANSFERS_DONE"));
+    }
   }
 }
 
 void TransfersPage::Update(Row& row) {
   row.state->SetText(StateText(*row.task));
-  row.state->SetTextColor(row.task->Status() == TaskStatus::Failed ? QStringLiteral("danger-text")
-                                                                   : QStringLiteral("text-2"));
+  const bool failed = row.task->Status() == TaskStatus::Failed;
+  const bool ended = RankOf(GroupOf(*row.task)) == 3;
+  row.mark->SetIcon(failed  ? QStringLiteral("error")
+                    : ended ? QStringLiteral("check")
+                            : QString(),
+                    16, failed ? QStringLiteral("danger-text") : QStringLiteral("text-2"));
+  row.state->SetTextColor(failed ? QStringLiteral("danger-text") : QStringLiteral("text-2"));
   const qint64 total = row.task->GetTotalSize();
   if (row.bar && total > 0) row.bar->SetValue(static_cast<int>(row.task->Transferred() * 1000 / total));
 }

@@ -29,7 +29,7 @@ class TransfersPage : public CVerticalLayoutUI {
   struct Row {
     TransferTask::Ptr task;
     QWidget* widget = nullptr;
-    CLabelUI* state = nullptr;
+    CLabelUI *mark = nullptr, *state = nullptr;
     CProgressUI* bar = nullptr;
   };
   std::vector<TransferTask::Ptr> Tasks() const;

@@ -36,6 +36,7 @@ const QHash<QString, KindLook>& Kinds() {
       {"album", {ButtonKind::Album, "body", 40, 18}},
       {"nav", {ButtonKind::Nav, "nav", 56, 24}},
       {"segment", {ButtonKind::Segment, "label", 28, 16}},
+      {"choice", {ButtonKind::Choice, "label", 32, 16}},
   };
   return kinds;
 }
@@ -80,6 +81,8 @@ void CButtonUI::SetAttribute(const QString& name, const QString& value) {
   } else if (name == "iconcolor") {
     iconColor = value;
     Invalidate();
+  } else if (name == "bareoff") {
+    bareWhenOff = ToBool(value);
   } else if (name == "group") {
     group = value;
     setCheckable(true);

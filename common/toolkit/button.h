@@ -8,24 +8,25 @@
 
 // How a button looks; drawn by GalleryStyle.
 enum class ButtonKind {
-  Plain,   // an edge
-  Main,    // filled with the accent
-  Danger,  // filled red
-  Tool,    // icon and words, no ground
-  Link,    // words only
-  Icon,    // icon only, no ground
-  Round,   // icon on a raised disc
-  Chip,    // rounded, small
-  Album,   // a line of a list: icon, words, a bar at the start when chosen
-  Nav,     // icon above words
-  Segment  // a part of a segmented control
+  Plain,    // an edge
+  Main,     // filled with the accent
+  Danger,   // filled red
+  Tool,     // icon and words, no ground
+  Link,     // words only
+  Icon,     // icon only, no ground
+  Round,    // icon on a raised disc
+  Chip,     // rounded, small
+  Album,    // a line of a list: icon, words, a bar at the start when chosen
+  Nav,      // icon above words
+  Segment,  // a part of a segmented control
+  Choice    // what is chosen of a menu that it opens: an edge, words, an arrow at the end
 };
 
 // A push button. Sends "click".
 //
 // Attributes: style (plain, main, danger, tool, link, icon, round, chip, album,
-// nav, segment), icon, iconsize, iconcolor, group (buttons of one group in
-// one window are a choice: one of them is on; sends "selectchanged"), checkable,
+// nav, segment, choice), bareoff (without a ground while it is off), icon, iconsize, iconcolor, group
+// (buttons of one group in one window are a choice: one of them is on; sends "selectchanged"), checkable,
 // selected, shortcut, badge.
 class CButtonUI : public TControl<QPushButton> {
  public:
@@ -46,6 +47,7 @@ class CButtonUI : public TControl<QPushButton> {
   // Shows the icon alone, with the words as tooltip and accessible name.
   void SetIconOnly(bool only);
   bool IsIconOnly() const { return iconOnly; }
+  bool IsBareWhenOff() const { return bareWhenOff; }
 
   void Selected(bool on) { setChecked(on); }
   bool IsSelected() const { return isChecked(); }
@@ -62,6 +64,7 @@ class CButtonUI : public TControl<QPushButton> {
   int iconSize = 20;
   int badge = 0;
   bool iconOnly = false;
+  bool bareWhenOff = false;
 };
 
 // Sends "selectchanged". Attribute: selected; switch ("true": drawn as one).

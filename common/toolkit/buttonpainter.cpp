@@ -37,8 +37,11 @@ struct Face {
   bool IsEnabled() const { return Has(QStyle::State_Enabled); }
   bool IsHot() const { return IsEnabled() && Has(QStyle::State_MouseOver); }
   bool IsDown() const { return IsEnabled() && Has(QStyle::State_Sunken); }
+  bool IsChoice() const { return Kind() == ButtonKind::Choice; }
   bool IsFilled() const {
-    return Kind() == ButtonKind::Main || Kind() == ButtonKind::Danger || Kind() == ButtonKind::Plain;
+    if (!IsEnabled() && button && button->IsBareWhenOff()) return false;
+    return Kind() == ButtonKind::Main || Kind() == ButtonKind::Danger || Kind() == ButtonKind::Plain ||
+           IsChoice();
   }
   QString Icon() const { return button ? button->IconName() : QString(); }
   int IconSize() const { return Icon().isEmpty() ? 0 : button->IconSize(); }
@@ -72,6 +75,8 @@ Shape ShapeOf(const Face& face) {
       return {56, 76, 0, 0, 4};
     case ButtonKind::Segment:
       return {28, 0, 12, 12, 6};
+    case ButtonKind::Choice:
+      return {32, 180, 12, 8, 8};
   }
   return {};
 }
@@ -155,8 +160,8 @@ void PaintGround(QPainter& painter, const Face& face) {
   painter.setPen(Qt::NoPen);
   painter.setBrush(ground.isValid() ? QBrush(ground) : QBrush(Qt::NoBrush));
   painter.drawRoundedRect(rect, radius, radius);
-  const bool edged =
-      face.IsEnabled() && (face.Kind() == ButtonKind::Plain || face.Kind() == ButtonKind::Round);
+  const bool edged = face.IsEnabled() && (face.Kind() == ButtonKind::Plain || face.IsChoice() ||
+                                          face.Kind() == ButtonKind::Round);
   if (!edged && !Theme::Instance().IsHighContrast()) return;
   if (face.Kind() == ButtonKind::Link || face.Kind() == ButtonKind::Album || face.Kind() == ButtonKind::Nav)
     return;
@@ -227,25 +232,26 @@ void PaintNav(QPainter& painter, const Face& face) {
   PaintBadge(painter, face);
 }
 
-// Icon and words beside each other; a chip has its icon at the end.
+// Icon and words beside each other; a chip and a choice have the icon at the end.
 void PaintRow(QPainter& painter, const Face& face) {
   const Shape shape = ShapeOf(face);
   const QRect rect = face.option.rect;
   const int icon = face.IconSize(), gap = icon && !face.option.text.isEmpty() ? face.Px(shape.gap) : 0;
   const int room = rect.width() - face.Px(shape.start) - face.Px(shape.end) - icon - gap;
   const int words = std::min(WordsWidth(face) + 1, room);
-  const bool fromStart = face.Kind() == ButtonKind::Album || face.Kind() == ButtonKind::Link;
+  const bool fromStart =
+      face.Kind() == ButtonKind::Album || face.Kind() == ButtonKind::Link || face.IsChoice();
   const int length = icon + gap + words;
   const int free = rect.width() - face.Px(shape.start) - face.Px(shape.end) - length;
   const int x = face.Px(shape.start) + (fromStart ? 0 : std::max(0, free / 2));
-  const bool iconLast = face.Kind() == ButtonKind::Chip;
+  const bool iconLast = face.Kind() == ButtonKind::Chip || face.IsChoice();
   const auto part = [&](int left, int wide, int high) {
     const QRect logical(rect.left() + left, rect.top() + (rect.height() - high) / 2, wide, high);
     return QStyle::visualRect(face.option.direction, rect, logical);
   };
   const int wordsWide = fromStart ? room : words;
   if (icon) {
-    const QRect place = part(iconLast ? x + words + gap : x, icon, icon);
+    const QRect place = part(iconLast ? x + wordsWide + gap : x, icon, icon);
     icons::Paint(painter, face.Icon(), place, IconInkOf(face), face.option.direction);
   }
   if (!face.option.text.isEmpty()) {

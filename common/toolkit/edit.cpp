@@ -1,6 +1,7 @@
 #include "common/toolkit/edit.h"
 
 #include <QContextMenuEvent>
+#include <QHBoxLayout>
 #include <QHash>
 #include <QMenu>
 
@@ -66,6 +67,27 @@ void CEditUI::contextMenuEvent(QContextMenuEvent* event) {
   menu->popup(event->globalPos());
 }
 
+void CEditUI::PutInside(CControlUI& control) {
+  inside = control.Widget();
+  auto* row = new QHBoxLayout(this);
+  row->setContentsMargins({});
+  row->addStretch();
+  row->addWidget(inside);
+  inside->setCursor(Qt::ArrowCursor);
+  KeepClear();
+}
+
+void CEditUI::KeepClear() {
+  if (!inside) return;
+  const int room = inside->maximumWidth();
+  setTextMargins(isRightToLeft() ? room : 0, 0, isRightToLeft() ? 0 : room, 0);
+}
+
+void CEditUI::changeEvent(QEvent* event) {
+  TControl<QLineEdit>::changeEvent(event);
+  if (event->type() == QEvent::LayoutDirectionChange) KeepClear();
+}
+
 void CEditUI::SetError(bool on) {
   if (error == on) return;
   error = on;
@@ -75,6 +97,7 @@ void CEditUI::SetError(bool on) {
 void CEditUI::Restyle() {
   CControlUI::Restyle();
   if (!promptKey.isEmpty()) setPlaceholderText(CResourceManager::GetText(promptKey));
+  KeepClear();
 }
 
 void CEditUI::DoEvent(TEventUI& event) {

@@ -20,6 +20,9 @@ class CEditUI : public TControl<QLineEdit> {
   void DoEvent(TEventUI& event) override;
   QString GetText() const override { return text(); }
 
+  // Puts a button into the end of the field; the words keep clear of it.
+  void PutInside(CControlUI& control);
+
   // Draws the edge of an error until it is taken back.
   void SetError(bool on);
   bool HasError() const { return error; }
@@ -30,8 +33,12 @@ class CEditUI : public TControl<QLineEdit> {
  protected:
   void ShowText(const QString& shown) override;
   void contextMenuEvent(QContextMenuEvent* event) override;
+  void changeEvent(QEvent* event) override;
 
  private:
+  void KeepClear();
+
   QString promptKey;
+  QWidget* inside = nullptr;
   bool error = false;
 };

@@ -1,5 +1,6 @@
 #include "common/toolkit/windowimplbase.h"
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QCloseEvent>
 #include <QDialog>
@@ -194,7 +195,10 @@ int WindowImplBaseEx::ShowModal() {
   // What InitWindow gave the focus to keeps it; nothing could have it before it was shown.
   const QPointer<QWidget> first = focusWidget();
   ShowWindow();
-  first&& first != this ? first->setFocus(Qt::OtherFocusReason) : void(focusNextPrevChild(true));
+  // A button shows that Return is for it; a field has its own edge.
+  const bool isButton = qobject_cast<QAbstractButton*>(first) != nullptr;
+  first&& first != this ? first->setFocus(isButton ? Qt::TabFocusReason : Qt::OtherFocusReason)
+                        : void(focusNextPrevChild(true));
   if (isWindow()) setWindowModality(Qt::ApplicationModal);
   QEventLoop loop;
   modal = &loop;

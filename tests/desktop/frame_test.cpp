@@ -50,6 +50,13 @@ class FrameTest : public testing::Test {
     frame->show();
     frame->activateWindow();
   }
+  // As somebody who looks at it first without a photo cloud.
+  void OpenWithoutCloud() {
+    Open();
+    ASSERT_TRUE(Until([this] { return FirstRun() && FirstRun()->isVisible(); }));
+    Press("btn_later");
+    ASSERT_TRUE(Until([this] { return HasPage(); }));
+  }
   void End() {
     frame.reset();
     work.Close();
@@ -86,10 +93,7 @@ class FrameTest : public testing::Test {
 };
 
 TEST_F(FrameTest, FirstStartAsksAndNotNowOpensTheGallery) {
-  Open();
-  ASSERT_TRUE(Until([this] { return FirstRun() && FirstRun()->isVisible(); }));
-  Press("btn_later");
-  ASSERT_TRUE(Until([this] { return HasPage(); }));
+  ASSERT_NO_FATAL_FAILURE(OpenWithoutCloud());
   EXPECT_TRUE(UserAuthService::GetInstance()->GetServerUrl().empty());
   frame->ShowPage(FrameWindow::Home);
   EXPECT_FALSE(frame->GalleryPage()->isVisible());
@@ -136,10 +140,7 @@ TEST_F(FrameTest, AddressOfAServerIsCheckedBeforeTheAccountIsAsked) {
 }
 
 TEST_F(FrameTest, WindowOnAScreenOfAnotherResolutionTakesItsPagesAlong) {
-  Open();
-  ASSERT_TRUE(Until([this] { return FirstRun() && FirstRun()->isVisible(); }));
-  Press("btn_later");
-  ASSERT_TRUE(Until([this] { return HasPage(); }));
+  ASSERT_NO_FATAL_FAILURE(OpenWithoutCloud());
   const QSize before = frame->size();
   (void)platform::SendMessageW(frame->GetHWND(), WM_DPI_CHANGED, 144, 0);
   EXPECT_EQ(frame->size(), before * 1.5);
@@ -196,10 +197,7 @@ TEST_F(FrameTest, WhatComesIntoAWatchedFolderIsImportedByItself) {
     ASSERT_TRUE(picture.save(watched + QString::fromLatin1(name)));
   };
   take("/first.jpg", 10);
-  Open();
-  ASSERT_TRUE(Until([this] { return FirstRun() && FirstRun()->isVisible(); }));
-  Press("btn_later");
-  ASSERT_TRUE(Until([this] { return HasPage(); }));
+  ASSERT_NO_FATAL_FAILURE(OpenWithoutCloud());
   const auto held = [] {
     Gallery::Files files;
     Gallery::GetInstance().GetAllFiles(files);
@@ -239,10 +237,7 @@ TEST_F(FrameTest, SignInEndsTheImportFirst) {
 }
 
 TEST_F(FrameTest, SwitchesShowWhatIsKept) {
-  Open();
-  ASSERT_TRUE(Until([this] { return FirstRun() && FirstRun()->isVisible(); }));
-  Press("btn_later");
-  ASSERT_TRUE(Until([this] { return HasPage(); }));
+  ASSERT_NO_FATAL_FAILURE(OpenWithoutCloud());
   frame->ShowPage(FrameWindow::Settings);
   auto* tray = frame->Find<CCheckBoxUI>(QStringLiteral("set_tray"));
   ASSERT_NE(tray, nullptr);
@@ -315,10 +310,7 @@ class WaitingTask : public TransferTask {
 };
 
 TEST_F(FrameTest, AllOfThousandsOfTransfersCanBeScrolledTo) {
-  Open();
-  ASSERT_TRUE(Until([this] { return FirstRun() && FirstRun()->isVisible(); }));
-  Press("btn_later");
-  ASSERT_TRUE(Until([this] { return HasPage(); }));
+  ASSERT_NO_FATAL_FAILURE(OpenWithoutCloud());
   TransfersPage* page = nullptr;
   for (QWidget* widget : frame->findChildren<QWidget*>())
     if (auto* found = dynamic_cast<TransfersPage*>(widget)) page = found;
@@ -351,10 +343,7 @@ TEST_F(FrameTest, AllOfThousandsOfTransfersCanBeScrolledTo) {
 
 // What the switch says is what the settings of the profile keep and the next start does.
 TEST_F(FrameTest, SwitchedOffSyncIsKeptForTheNextStart) {
-  Open();
-  ASSERT_TRUE(Until([this] { return FirstRun() && FirstRun()->isVisible(); }));
-  Press("btn_later");
-  ASSERT_TRUE(Until([this] { return HasPage(); }));
+  ASSERT_NO_FATAL_FAILURE(OpenWithoutCloud());
   frame->ShowPage(FrameWindow::Settings);
   auto* sync = frame->Find<CCheckBoxUI>(QStringLiteral("set_sync"));
   ASSERT_NE(sync, nullptr);

@@ -7,6 +7,13 @@ namespace {
 
 class FullSyncTest : public SyncTest {
  protected:
+  // Does something at the request of the page of that number.
+  void OnPage(int number, std::function<void()> act) {
+    cloud.onCall = [act = std::move(act), number,
+                    pages = std::make_shared<std::atomic<int>>(0)](const std::string& call) {
+      if (call == "GetFiles" && ++*pages == number) act();
+    };
+  }
   void Fill(int count) {
     cloud.CreateAlbum("default-album-300-x", L"Trip");
     for (int i = 0; i < count; ++i) {
@@ -31,10 +38,7 @@ TEST_F(FullSyncTest, DownloadGoesOnAfterAnyPage) {
   cloud.pageSize = 10;
   Fill(55);
   for (int page = 1; page <= 6; ++page) {
-    std::atomic<int> pages{0};
-    cloud.onCall = [&](const std::string& call) {
-      if (call == "GetFiles" && ++pages == 2) cloud.FailCall(1);
-    };
+    OnPage(2, [&] { cloud.FailCall(1); });
     (void)Cycle();
     cloud.onCall = nullptr;
     EXPECT_EQ(DBHelper::GetInstance().CountFiles(), std::min(page * 10, 55)) << page;
@@ -71,10 +75,7 @@ TEST_F(FullSyncTest, NextPageIsAskedForWhileTheOneInFrontIsStored) {
 TEST_F(FullSyncTest, CursorThatHasExpiredIsForgottenBehindThePageInFront) {
   cloud.pageSize = 10;
   Fill(20);
-  std::atomic<int> pages{0};
-  cloud.onCall = [&](const std::string& call) {
-    if (call == "GetFiles" && ++pages == 2) cloud.refusesCursors = true;
-  };
+  OnPage(2, [&] { cloud.refusesCursors = true; });
   std::string whenForgotten;
   cloud.onForgetCursor = [&] { whenForgotten = VersionRow().FileCursor; };
   EXPECT_FALSE(Cycle());
@@ -85,12 +86,10 @@ TEST_F(FullSyncTest, CursorThatHasExpiredIsForgottenBehindThePageInFront) {
 TEST_F(FullSyncTest, ChangesWhileListingAreComparedAfterwards) {
   cloud.pageSize = 10;
   Fill(30);
-  std::atomic<int> pages{0};
-  cloud.onCall = [&](const std::string& call) {
-    if (call != "GetFiles" || ++pages != 3) return;
+  OnPage(3, [&] {
     cloud.Delete("m1001");
     cloud.AddMedia("a-early", L"early.jpg");
-  };
+  });
   EXPECT_TRUE(Cycle());
   cloud.onCall = nullptr;
   EXPECT_EQ(VersionRow().HasDownAll, 1);
@@ -100,10 +99,7 @@ TEST_F(FullSyncTest, ChangesWhileListingAreComparedAfterwards) {
 TEST_F(FullSyncTest, FarBehindInterruptedDownloadIsCompared) {
   cloud.pageSize = 30;
   Fill(90);
-  std::atomic<int> pages{0};
-  cloud.onCall = [&](const std::string& call) {
-    if (call == "GetFiles" && ++pages == 3) cloud.FailCall(1);
-  };
+  OnPage(3, [&] { cloud.FailCall(1); });
   EXPECT_FALSE(Cycle());
   cloud.onCall = nullptr;
   cloud.Delete("m1000");
@@ -115,10 +111,7 @@ TEST_F(FullSyncTest, FarBehindInterruptedDownloadIsCompared) {
 TEST_F(FullSyncTest, EarlyInterruptedDownloadStartsAgain) {
   cloud.pageSize = 10;
   Fill(90);
-  std::atomic<int> pages{0};
-  cloud.onCall = [&](const std::string& call) {
-    if (call == "GetFiles" && ++pages == 3) cloud.FailCall(1);
-  };
+  OnPage(3, [&] { cloud.FailCall(1); });
   EXPECT_FALSE(Cycle());
   cloud.onCall = nullptr;
   cloud.Delete("m1000");

@@ -346,6 +346,24 @@ TEST(Edit, AChangeOfLanguageKeepsWhatWasTyped) {
   CResourceManager::GetInstance().SetLanguage("en-GB");
 }
 
+// The words stay clear of it, at whichever end it is.
+TEST(Edit, AButtonInsideStandsAtItsEndAndIsTold) {
+  SkinWindow window(R"(<VerticalLayout><Edit name="e"/><Button name="b" style="icon" icon="eye" width="36"
+                       height="36"/></VerticalLayout>)");
+  auto* edit = window.Find<CEditUI>("e");
+  auto* button = window.Find<CButtonUI>("b");
+  edit->PutInside(*button);
+  QApplication::processEvents();
+  EXPECT_EQ(edit->textMargins(), QMargins(0, 0, button->width(), 0));
+  EXPECT_EQ(button->mapTo(edit, QPoint(button->width(), 0)).x(), edit->width());
+  QTest::mouseClick(button, Qt::LeftButton);
+  EXPECT_EQ(window.Count("click"), 1);
+  edit->setLayoutDirection(Qt::RightToLeft);
+  QApplication::processEvents();
+  EXPECT_EQ(edit->textMargins(), QMargins(button->width(), 0, 0, 0));
+  EXPECT_EQ(button->mapTo(edit, QPoint(0, 0)).x(), 0);
+}
+
 TEST(Edit, ItsMenuSpeaksTheLanguageOfTheWindow) {
   CResourceManager::GetInstance().SetLanguage("de-DE");
   CEditUI edit;

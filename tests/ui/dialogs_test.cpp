@@ -115,6 +115,24 @@ TEST_F(DialogTest, DeletionIsWordedByItsKindAndCount) {
             "IDS_GALLERY_DELETEONE_WNDTITLE IDS_GALLERY_DELETEONE_WNDCONTENT IDS_GALLERT_BTN_DELETE");
 }
 
+// What cannot be taken back begins on the button that loses nothing, and Return is for the
+// button with the ring.
+TEST_F(DialogTest, ReturnDeletesUnlessItsButtonIsTheOneThatCancels) {
+  AddDay(0, 1);
+  Open();
+  const auto answer = [this](bool forGood) {
+    Asked<DeletePicWnd> dialog(DeletePicWnd::Kind::Files, 2, forGood);
+    QTimer::singleShot(0, dialog.operator->(), [] {
+      auto* focus = QApplication::focusWidget();
+      EXPECT_EQ(QApplication::focusWidget()->objectName().left(4), QStringLiteral("btn_"));
+      QTest::keyClick(focus, Qt::Key_Return);
+    });
+    return dialog.RunOver(*page);
+  };
+  EXPECT_EQ(answer(false), IDOK);
+  EXPECT_EQ(answer(true), IDCANCEL);
+}
+
 TEST_F(DialogTest, WheelOverAListOfAlbumsMovesTheChoiceByOne) {
   CListAlbumExUI list;
   EXPECT_EQ(list.GetClass(), QStringLiteral("ListAlbumEx"));

@@ -16,7 +16,7 @@ ThumbUI::ThumbUI(std::function<QString()> pathNow, QString placeholderIcon)
 }
 
 AlbumThumbUI::AlbumThumbUI(const Album::Ptr& album)
-    : ThumbUI([album] { return Page::NativeText(album->CoverPath()); }, QStringLiteral("album")) {}
+    : ThumbUI([album] { return Page::NativeText(album->CoverPath()); }, Page::AlbumIcon(*album)) {}
 
 void ThumbUI::PaintBkImage(QPainter& painter) {
   const QString file = path();

@@ -79,6 +79,25 @@ QString AlbumTitle(const Album& album) {
   return CResourceManager::GetText(QString::fromStdWString(name));
 }
 
+QString AlbumIcon(const Album& album) {
+  switch (album.Kind()) {
+    case AlbumKind::Camera:
+      return QStringLiteral("camera");
+    case AlbumKind::Screenshots:
+      return QStringLiteral("screenshot");
+    case AlbumKind::Bluetooth:
+      return QStringLiteral("bluetooth");
+    case AlbumKind::Share:
+      return QStringLiteral("share");
+    case AlbumKind::PalveraShare:
+      return QStringLiteral("share-device");
+    case AlbumKind::WlanDirect:
+      return QStringLiteral("wlan");
+    default:
+      return QStringLiteral("album");
+  }
+}
+
 QString CountText(std::uint64_t photos, std::uint64_t videos) {
   const auto plural = [](const char* key, std::uint64_t number) {
     return number ? CResourceManager::GetPluralText(QString::fromLatin1(key), static_cast<qint64>(number))

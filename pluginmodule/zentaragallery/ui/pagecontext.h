@@ -53,8 +53,9 @@ QString AccessibleText(const GalleryFile& file);
 QString NativeText(const std::wstring& path);
 QString Wide(const std::wstring& text);
 std::wstring Wide(const QString& text);
-// The words of an album in the panel.
+// The words of an album in the panel, and the icon where it has no cover.
 QString AlbumTitle(const class Album& album);
+QString AlbumIcon(const Album& album);
 // "3 photos, 1 video"; only what there is, empty for nothing.
 QString CountText(std::uint64_t photos, std::uint64_t videos);
 // "1,2 MB" in the language's own form.

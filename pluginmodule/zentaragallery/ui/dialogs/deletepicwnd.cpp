@@ -73,6 +73,13 @@ void DeletePicWnd::Accept() {
 bool DeletePicWnd::OnHotKey(const TEventUI& event) {
   const bool enter = event.key == Qt::Key_Return || event.key == Qt::Key_Enter;
   if (event.Type != EventType::KeyDown || !enter) return false;
+  // On a button that loses nothing Return is for that button.
+  for (const char* name : {"btn_cancel", "btn_close"}) {
+    const auto* button = FindControl(QString::fromLatin1(name));
+    if (!button || !button->IsFocused()) continue;
+    Close(IDCANCEL);
+    return true;
+  }
   Accept();
   return true;
 }

@@ -69,7 +69,7 @@ void MovePicWnd::FillTiles() {
   tiles->Add(made);
   for (const auto& album : albums) {
     auto* tile =
-        new AlbumTileUI([album] { return Page::NativeText(album->CoverPath()); }, QStringLiteral("album"));
+        new AlbumTileUI([album] { return Page::NativeText(album->CoverPath()); }, Page::AlbumIcon(*album));
     tile->SetName(QStringLiteral("tile_album"));
     tile->SetText(Page::AlbumTitle(*album));
     tile->SetTag(tiles->GetCount() - 1);
