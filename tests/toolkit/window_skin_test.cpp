@@ -56,7 +56,8 @@ TEST(WindowSkin, ScrollBoxShowsAsMuchAsFitsOfATallerChild) {
   auto* area = box->findChild<QScrollArea*>();
   ASSERT_TRUE(area);
   EXPECT_EQ(area->verticalScrollBar()->maximum(), 4000 - box->height());
-  EXPECT_FALSE(box->Add(new CButtonUI));
+  CButtonUI refused;
+  EXPECT_FALSE(box->Add(&refused));
   QTest::mouseClick(window.Find<CButtonUI>("upper"), Qt::LeftButton);
   EXPECT_EQ(window.Count("click"), 1);
 }
