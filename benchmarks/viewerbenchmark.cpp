@@ -31,6 +31,7 @@
 #include "ui/viewer/douthumlcdui.h"
 #include "ui/zentaragallery.h"
 #include "utils/globaldata.h"
+#include "utils/thumbnailmaker.h"
 
 namespace {
 
@@ -139,7 +140,7 @@ void DoubleClick(QWidget& widget, QPointF at) {
 // The page with the files in their order, and the viewer over it.
 int ShowWindow(const std::vector<File>& files, const QString& profile) {
   constexpr QSize kWindow(1440, 900);
-  constexpr int kBar = 84, kTryMs = 50;
+  constexpr int kBar = 84, kTryMs = 50, kThumbnailEdge = 512;
   constexpr std::int64_t kNewest = 1'700'000'000'000;
   platform::SetProfileRoot(profile.toStdString());
   if (!GlobalParamWrapper::GetInstance()->Load() || !UserAuthService::GetInstance()->Load() ||
@@ -150,7 +151,9 @@ int ShowWindow(const std::vector<File>& files, const QString& profile) {
     files[i]->SetFileId(files[i]->Guid());
     files[i]->SetAlbumId("default-album-1");
     // As an import leaves them.
-    (void)files[i]->MakeThumbnail();
+    const std::wstring thumbnail = files[i]->ThumbnailName();
+    QDir().mkpath(QFileInfo(Page::NativeText(thumbnail)).path());
+    files[i]->thumbExists = MakeThumbnail(files[i]->LocalPath(), thumbnail, kThumbnailEdge);
     files[i]->CreateTime = kNewest - static_cast<std::int64_t>(i) * 1000;
   }
   auto album = std::make_shared<Album>();
