@@ -5,7 +5,9 @@
 #include <QStyle>
 #include <QToolTip>
 #include <QWidget>
+#include <deque>
 
+#include "common/platform/mutex.h"
 #include "common/toolkit/focusring.h"
 #include "common/toolkit/gallerystyle.h"
 #include "common/toolkit/paintmanager.h"
@@ -34,7 +36,45 @@ void Dress(QApplication& application) {
   QToolTip::setPalette(palette);
 }
 
+// What is to be run lies here and not in Qt's events, so that tools which do not know
+// Qt's locks see who hands what to whom.
+class Later : public QObject {
+ public:
+  static Later& Get() {
+    static Later& later = *new Later;  // Workers may still call while the process ends.
+    return later;
+  }
+  Later() { moveToThread(QCoreApplication::instance()->thread()); }
+
+  void Add(std::function<void()> work) {
+    platform::MutexLock hold(lock);
+    waiting.push_back(std::move(work));
+    QCoreApplication::postEvent(this, new QEvent(QEvent::User));  // Under the lock: in the same order.
+  }
+
+  bool event(QEvent* event) override {
+    if (event->type() != QEvent::User) return QObject::event(event);
+    TakeFirst()();
+    return true;
+  }
+
+ private:
+  std::function<void()> TakeFirst() {
+    platform::MutexLock hold(lock);
+    auto first = std::move(waiting.front());
+    waiting.pop_front();
+    return first;
+  }
+
+  platform::Mutex lock;
+  std::deque<std::function<void()>> waiting GUARDED_BY(lock);
+};
+
 }  // namespace
+
+void RunLater(std::function<void()> work) {
+  if (QCoreApplication::instance()) Later::Get().Add(std::move(work));
+}
 
 void Start(QApplication& application) {
   application.setStyle(new GalleryStyle);

@@ -10,6 +10,7 @@
 #include "common/toolkit/filechooser.h"
 #include "common/toolkit/menu.h"
 #include "common/toolkit/resourcemanager.h"
+#include "common/toolkit/toolkit.h"
 #include "host/base/drivethreadpool.h"
 #include "host/base/logger.h"
 #include "host/requests/cloudspacequery.h"
@@ -116,7 +117,7 @@ void ZentaraGallery::Run(const QString& textKey, std::size_t total, std::functio
   };
   const auto whole = [made, work = std::move(work), finish] {
     work(*made);
-    QMetaObject::invokeMethod(qApp, finish, Qt::QueuedConnection);
+    toolkit::RunLater(finish);
   };
   if (!CommonAbility::DriveThreadPool::GetInstance().Add(whole)) finish();
 }
@@ -504,12 +505,10 @@ void ZentaraGallery::OnDownLoadFileNoWnd() {
 void ZentaraGallery::Download(Files files, const std::wstring& folder) {
   const auto queued = std::make_shared<std::size_t>(0);
   const std::size_t wanted = files.size();
-  CommonAbility::DriveThreadPool::GetInstance().Add([files = std::move(files), folder, queued, wanted,
-                                                     page = QPointer<ZentaraGallery>(this)] {
-    *queued = GalleryTransManager::GetInstance().GalleryDownload(files, folder);
-    QMetaObject::invokeMethod(
-        qApp,
-        [page, queued, wanted, folder] {
+  CommonAbility::DriveThreadPool::GetInstance().Add(
+      [files = std::move(files), folder, queued, wanted, page = QPointer<ZentaraGallery>(this)] {
+        *queued = GalleryTransManager::GetInstance().GalleryDownload(files, folder);
+        toolkit::RunLater([page, queued, wanted, folder] {
           if (!page) return;
           page->DoneWithSelection();
           if (*queued == 0 && wanted > 0)
@@ -518,9 +517,8 @@ void ZentaraGallery::Download(Files files, const std::wstring& folder) {
           page->Say(QStringLiteral("download"), Counted("IDS_GALLERY_DOWNLOADING", *queued),
                     QStringLiteral("IDS_GALLERY_SHOW_FOLDER"),
                     [folder] { QDesktopServices::openUrl(QUrl::fromLocalFile(Page::NativeText(folder))); });
-        },
-        Qt::QueuedConnection);
-  });
+        });
+      });
 }
 
 // --- Menus
