@@ -38,42 +38,42 @@ void Dress(QApplication& application) {
 
 // What is to be run lies here and not in Qt's events, so that tools which do not know
 // Qt's locks see who hands what to whom.
-class Later : public QObject {
- public:
-  static Later& Get() {
-    static Later& later = *new Later;  // Workers may still call while the process ends.
-    return later;
+struct Handed {
+  static Handed& Get() {
+    static Handed& handed = *new Handed;  // Workers may still call while the process ends.
+    return handed;
   }
-  Later() { moveToThread(QCoreApplication::instance()->thread()); }
-
-  void Add(std::function<void()> work) {
-    platform::MutexLock hold(lock);
-    waiting.push_back(std::move(work));
-    QCoreApplication::postEvent(this, new QEvent(QEvent::User));  // Under the lock: in the same order.
-  }
-
-  bool event(QEvent* event) override {
-    if (event->type() != QEvent::User) return QObject::event(event);
-    TakeFirst()();
-    return true;
-  }
-
- private:
   std::function<void()> TakeFirst() {
     platform::MutexLock hold(lock);
-    auto first = std::move(waiting.front());
-    waiting.pop_front();
+    auto first = std::move(work.front());
+    work.pop_front();
     return first;
   }
 
   platform::Mutex lock;
-  std::deque<std::function<void()>> waiting GUARDED_BY(lock);
+  std::deque<std::function<void()>> work GUARDED_BY(lock);
+};
+
+// Gets an event for each piece of work.
+class Receiver : public QObject {
+ public:
+  Receiver() { moveToThread(QCoreApplication::instance()->thread()); }
+  bool event(QEvent* event) override {
+    if (event->type() != QEvent::User) return QObject::event(event);
+    Handed::Get().TakeFirst()();
+    return true;
+  }
 };
 
 }  // namespace
 
 void RunLater(std::function<void()> work) {
-  if (QCoreApplication::instance()) Later::Get().Add(std::move(work));
+  if (!QCoreApplication::instance()) return;
+  static Receiver& receiver = *new Receiver;
+  Handed& handed = Handed::Get();
+  platform::MutexLock hold(handed.lock);
+  handed.work.push_back(std::move(work));
+  QCoreApplication::postEvent(&receiver, new QEvent(QEvent::User));  // Under the lock: in the same order.
 }
 
 void Start(QApplication& application) {

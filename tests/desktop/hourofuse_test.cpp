@@ -175,8 +175,8 @@ class HourOfUse : public testing::Test {
     Open(AlbumKind::TimeLine);
   }
   void WalkThePages() {
-    for (const auto page : {FrameWindow::Home, FrameWindow::Transfers, FrameWindow::Settings,
-                            FrameWindow::Gallery}) {
+    for (const auto page :
+         {FrameWindow::Home, FrameWindow::Transfers, FrameWindow::Settings, FrameWindow::Gallery}) {
       frame->ShowPage(page);
       QCoreApplication::processEvents();
     }
