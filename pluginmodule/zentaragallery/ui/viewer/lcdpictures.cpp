@@ -16,6 +16,7 @@
 #include "transfer/thumbnails/thumbnailhelper.h"
 #include "ui/pagecontext.h"
 #include "utils/mediareader.h"
+#include "utils/mediaworkers.h"
 #include "utils/messages.h"
 #include "utils/picturemetadata.h"
 
@@ -112,6 +113,7 @@ struct LcdPictures::State {
   std::map<TileKey, QImage> tileImages GUARDED_BY(lock);
   std::deque<TileKey> tileUses GUARDED_BY(lock);
   qint64 tileBytes GUARDED_BY(lock) = 0;
+  bool isToPrepare GUARDED_BY(lock) = false;
   std::uint64_t epoch GUARDED_BY(lock) = 0;  // a former account's work is not taken
 
   bool IsUnderWay(const Job& job) REQUIRES(lock) { return std::ranges::find(running, job) != running.end(); }
@@ -165,8 +167,13 @@ struct LcdPictures::State {
       std::uint64_t began = 0;
       {
         MutexLock hold(lock);
-        while (!Take(job)) changed.wait(lock);
+        while (!Take(job) && !isToPrepare) changed.wait(lock);
+        isToPrepare = false;
         began = epoch;
+      }
+      if (!job.file) {
+        MediaWorkers::GetInstance().Prepare();
+        continue;
       }
       job.tile ? RunTile(job) : job.whole ? RunOriginal(job, began) : RunPicture(job, began);
       MutexLock hold(lock);
@@ -308,6 +315,12 @@ LcdPictures& LcdPictures::GetInstance() {
 
 LcdPictures::LcdPictures() : state(new State) {
   for (int i = 0; i < kWorkers; ++i) std::thread([this] { state->Work(); }).detach();
+}
+
+void LcdPictures::Prepare() {
+  MutexLock hold(state->lock);
+  state->isToPrepare = true;
+  state->changed.notify_one();
 }
 
 LcdPicture LcdPictures::Get(const File& file, QSize box) const {

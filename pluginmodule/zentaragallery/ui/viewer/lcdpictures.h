@@ -43,6 +43,9 @@ class LcdPictures {
 
   static LcdPictures& GetInstance();
 
+  // Somebody may open the viewer soon: what decodes gets ready.
+  void Prepare();
+
   // The picture fitted into `box`, from memory; one of another size while that is not
   // there, null without any.
   LcdPicture Get(const File& file, QSize box) const;
