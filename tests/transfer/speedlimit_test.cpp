@@ -82,12 +82,11 @@ TEST_F(ContentSpeedTest, StopDoesNotWaitForTheLimit) {
   ASSERT_TRUE(Upload(file));
   Set("downloadLimitBytes", 1);
   const auto task = DownloadTask(file, "stopped");
-  SpeedLimit::Downloads().SetClock(
-      [this] { return SpeedLimit::Time(std::chrono::nanoseconds(time)); },
-      [this, &task](std::chrono::nanoseconds of) {
-        time += of.count();
-        task->StopTask(TaskStatus::PausedByUser, 0);
-      });
+  SpeedLimit::Downloads().SetClock([this] { return SpeedLimit::Time(std::chrono::nanoseconds(time)); },
+                                   [this, &task](std::chrono::nanoseconds of) {
+                                     time += of.count();
+                                     task->StopTask(TaskStatus::PausedByUser, 0);
+                                   });
   EXPECT_FALSE(Run(*task));
   EXPECT_EQ(task->Status(), TaskStatus::PausedByUser);
   EXPECT_LE(Seconds(), 10);
