@@ -104,6 +104,18 @@ TEST_F(GlobalParamTest, ValuesOfAnotherTypeCountAsMissing) {
   EXPECT_TRUE(param.CheckFunctionOpen(L"gallery"));
 }
 
+TEST_F(GlobalParamTest, LimitsOfSpeedAreNumbersOrTheirDigits) {
+  ASSERT_TRUE(LoadWith("{}"));
+  EXPECT_EQ(param.GetUploadLimit(), 0);
+  EXPECT_EQ(param.GetDownloadLimit(), 0);
+  ASSERT_TRUE(LoadWith(R"({"uploadLimitBytes":1000000,"downloadLimitBytes":"10000000"})"));
+  EXPECT_EQ(param.GetUploadLimit(), 1'000'000);
+  EXPECT_EQ(param.GetDownloadLimit(), 10'000'000);
+  ASSERT_TRUE(LoadWith(R"({"uploadLimitBytes":-1,"downloadLimitBytes":"fast"})"));
+  EXPECT_EQ(param.GetUploadLimit(), 0);
+  EXPECT_EQ(param.GetDownloadLimit(), 0);
+}
+
 TEST_F(GlobalParamTest, BrokenFilesAreKeptAside) {
   const std::string deep(5000, '[');
   for (const std::string& broken :
