@@ -5,6 +5,7 @@
 
 #include "common/toolkit/resourcemanager.h"
 #include "common/toolkit/theme.h"
+#include "host/base/globalparamwrapper.h"
 #include "ui/userproperties.h"
 
 namespace DesktopSettings {
@@ -12,7 +13,15 @@ namespace {
 
 constexpr char kChosen[] = "DesktopCloudChosen", kTray[] = "DesktopCloseToTray",
                kSyncOff[] = "DesktopSyncOff", kWatched[] = "DesktopWatchedFolders";
+// Names of GlobalParamWrapper, which hands them to the transfers.
+constexpr char kUploadLimit[] = "uploadLimitBytes", kDownloadLimit[] = "downloadLimitBytes";
 constexpr char kLanguage[] = "DesktopLanguage", kTheme[] = "DesktopTheme";
+
+// What was chosen just now, before it is stored; else what is stored, as a number too.
+qint64 Limit(const char* name, std::int64_t stored) {
+  const std::string chosen = UserProperties::GetText(name);
+  return chosen.empty() ? stored : QString::fromStdString(chosen).toLongLong();
+}
 
 }  // namespace
 
@@ -31,6 +40,13 @@ QStringList WatchedFolders() {
 void SetWatchedFolders(const QStringList& folders) {
   UserProperties::Set(kWatched, folders.join(u'\n').toStdString());
 }
+
+qint64 UploadLimit() { return Limit(kUploadLimit, GlobalParamWrapper::GetInstance()->GetUploadLimit()); }
+void SetUploadLimit(const qint64& bytes) { UserProperties::Set(kUploadLimit, std::to_string(bytes)); }
+qint64 DownloadLimit() {
+  return Limit(kDownloadLimit, GlobalParamWrapper::GetInstance()->GetDownloadLimit());
+}
+void SetDownloadLimit(const qint64& bytes) { UserProperties::Set(kDownloadLimit, std::to_string(bytes)); }
 
 QString Language() { return QString::fromStdString(UserProperties::GetText(kLanguage)); }
 QString ThemeName() { return QString::fromStdString(UserProperties::GetText(kTheme)); }

@@ -18,6 +18,12 @@ void SetSyncs(bool on);
 // Folders whose pictures are imported by themselves.
 QStringList WatchedFolders();
 void SetWatchedFolders(const QStringList& folders);
+// Bytes a second of all uploads and of all downloads; 0 for no limit. Transfers follow at
+// once.
+qint64 UploadLimit();
+void SetUploadLimit(const qint64& bytes);
+qint64 DownloadLimit();
+void SetDownloadLimit(const qint64& bytes);
 // Language tag and theme ("system", "light", "dark"); empty: the desktop's.
 QString Language();
 void SetLanguage(const QString& tag);

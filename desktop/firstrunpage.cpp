@@ -8,9 +8,11 @@
 #include "common/toolkit/button.h"
 #include "common/toolkit/container.h"
 #include "common/toolkit/edit.h"
+#include "common/toolkit/label.h"
 #include "common/toolkit/theme.h"
 #include "common/toolkit/toolkit.h"
 #include "framewindow.h"
+#include "ui/pagecontext.h"
 
 namespace {
 
@@ -25,6 +27,16 @@ QString ServerAddress(QString typed) {
 }
 
 }  // namespace
+
+FirstRunPage::FirstRunPage(FrameWindow& of)
+    : ask([](const std::string& server, const std::function<bool()>& goesOn) {
+        return AddressCheck::Ask(server, goesOn);
+      }),
+      frame(of) {}
+
+FirstRunPage::~FirstRunPage() {
+  if (asking) *asking = false;
+}
 
 CControlUI* FirstRunPage::CreateControl(const QString& element) {
   return element == QStringLiteral("ChoiceCard") ? new ChoiceCardUI : nullptr;
@@ -83,15 +95,70 @@ void FirstRunPage::Fail(const QString& words) {
   label->SetText(words);
 }
 
+void FirstRunPage::OnAddress() {
+  const QString address = ServerAddress(TextOf("server_field"));
+  if (TextOf("server_field").isEmpty()) return Fail(QStringLiteral("IDS_FIRSTRUN_ADDRESS_NEEDED"));
+  if (address.isEmpty()) return Fail(QStringLiteral("IDS_FIRSTRUN_ADDRESS_WRONG"));
+  Fail({});
+  if (address == answered) return ShowStep(2);
+  wantsOn = true;
+  Check();
+}
+
+void FirstRunPage::Check() {
+  const QString address = ServerAddress(TextOf("server_field"));
+  if (asking || address.isEmpty() || address == answered) return;
+  asking = std::make_shared<std::atomic<bool>>(true);
+  ShowCheck("IDS_FIRSTRUN_ASKING", "", "text-2");
+  Page::InBackground(
+      this,
+      [ask = ask, server = address.toStdString(), waits = asking] {
+        return std::pair(waits, ask(server, [waits] { return waits->load(); }));
+      },
+      [this, address](const auto& told) {
+        if (told.first == asking) OnChecked(address, told.second);
+      });
+}
+
+void FirstRunPage::OnChecked(const QString& address, AddressCheck::Answer answer) {
+  const bool good = AddressCheck::IsGood(answer), on = wantsOn;
+  StopCheck();
+  ShowCheck(AddressCheck::WordsOf(answer), good ? "check" : "error", good ? "ok" : "danger-text");
+  if (auto* field = Find<CEditUI>(QStringLiteral("server_field"))) field->SetError(!good);
+  if (!good) return;
+  answered = address;
+  if (on) ShowStep(2);
+}
+
+// What it still comes to is no longer told.
+void FirstRunPage::StopCheck() {
+  if (asking) *asking = false;
+  asking.reset();
+  wantsOn = false;
+  answered.clear();
+  ShowCheck("", "", "");
+  if (auto* field = Find<CEditUI>(QStringLiteral("server_field"))) field->SetError(false);
+}
+
+void FirstRunPage::ShowCheck(const char* words, const char* icon, const char* color) {
+  const auto show = [this](const char* name, bool on) {
+    if (auto* control = FindControl(QString::fromLatin1(name))) control->SetVisible(on);
+  };
+  show("check_ring", asking != nullptr);
+  show("check_stop", asking != nullptr);
+  show("check_icon", *icon != 0);
+  if (auto* mark = Find<CLabelUI>(QStringLiteral("check_icon")); mark && *icon)
+    mark->SetIcon(QString::fromLatin1(icon), 16, QString::fromLatin1(color));
+  auto* label = FindControl(QStringLiteral("check_words"));
+  if (!label) return;
+  if (*color) label->SetTextColor(QString::fromLatin1(color));
+  label->SetText(QString::fromLatin1(words));
+}
+
 void FirstRunPage::OnNext() {
   if (step == 2) return SignIn();
   const auto* elsewhere = Find<ChoiceCardUI>(QStringLiteral("choice_server"));
-  if (elsewhere && elsewhere->IsSelected()) {
-    if (TextOf("server_field").isEmpty()) return Fail(QStringLiteral("IDS_FIRSTRUN_ADDRESS_NEEDED"));
-    if (ServerAddress(TextOf("server_field")).isEmpty())
-      return Fail(QStringLiteral("IDS_FIRSTRUN_ADDRESS_WRONG"));
-    return ShowStep(2);
-  }
+  if (elsewhere && elsewhere->IsSelected()) return OnAddress();
   Wait(true);
   frame.UseHomeCloud([page = QPointer<FirstRunPage>(this)](const QString& error) {
     if (!page) return;
@@ -121,12 +188,19 @@ void FirstRunPage::Notify(TNotifyUI& message) {
     auto* field = FindControl(QStringLiteral("server_field"));
     if (!field || !elsewhere) return;
     field->SetEnabled(elsewhere->IsSelected());
+    if (!elsewhere->IsSelected()) StopCheck();
     if (elsewhere->IsSelected()) field->SetFocus();
     return;
+  }
+  if (name == QStringLiteral("server_field")) {
+    if (message.sType == QStringLiteral("textchanged")) return StopCheck();
+    if (message.sType == QStringLiteral("killfocus")) return Check();
+    if (message.sType == QStringLiteral("escape")) return StopCheck();
   }
   if (message.sType == QStringLiteral("return")) return OnNext();
   if (message.sType != QStringLiteral("click")) return;
   if (name == QStringLiteral("btn_next")) return OnNext();
+  if (name == QStringLiteral("check_stop")) return StopCheck();
   if (name == QStringLiteral("btn_back")) return ShowStep(1);
   if (name == QStringLiteral("btn_later")) return frame.FinishFirstRun();
   if (name == QStringLiteral("show_password")) {

@@ -20,6 +20,7 @@
 #include "host/account/userauthservice.h"
 #include "host/base/drivethreadpool.h"
 #include "host/requests/cloudspacequery.h"
+#include "licenceswnd.h"
 #include "sync/synchelper.h"
 #include "ui/dialogs/downloadpicwnd.h"
 #include "ui/pagecontext.h"
@@ -27,8 +28,13 @@
 
 namespace {
 
-// A path or an address reads from left to right among words of any language.
-QString LeftToRight(const QString& path) { return QChar(0x2066) + path + QChar(0x2069); }
+constexpr qint64 kMegabyte = 1 << 20;
+constexpr qint64 kLimits[] = {0, kMegabyte, 2 * kMegabyte, 5 * kMegabyte, 10 * kMegabyte};
+
+QString LimitText(qint64 bytes) {
+  return bytes > 0 ? Page::SpeedText(bytes, 0)
+                   : CResourceManager::GetText(QStringLiteral("IDS_SETTINGS_NO_LIMIT"));
+}
 
 }  // namespace
 
@@ -59,17 +65,19 @@ void SettingsPage::Reload() {
   const bool local = identity->GetServerUrl().empty();
   Say("set_account",
       local ? QStringLiteral("IDS_SETTINGS_LOCAL") : QString::fromStdString(identity->GetUserName()));
-  Say("set_server", local ? QString() : LeftToRight(QString::fromStdString(identity->GetServerUrl())));
+  Say("set_server", local ? QString() : Page::LeftToRight(QString::fromStdString(identity->GetServerUrl())));
   ShowAvatar(local ? QString() : QString::fromStdString(identity->GetUserName()));
   AskSpace();
   Say("set_version", Page::Fill(CResourceManager::GetText(QStringLiteral("IDS_SETTINGS_VERSION")),
-                                {LeftToRight(QStringLiteral(ZENTARA_VERSION))}));
+                                {Page::LeftToRight(QStringLiteral(ZENTARA_VERSION))}));
   Show("set_server", !local);
   Show("set_signed_in", !local);
   Show("set_sync_row", !local);
   Say("set_account_btn",
       local ? QStringLiteral("IDS_FIRSTRUN_SIGN_IN") : QStringLiteral("IDS_SETTINGS_SIGN_OUT"));
-  Say("set_folder", LeftToRight(DownloadPicWnd::StandardFolder()));
+  Say("set_folder", Page::LeftToRight(DownloadPicWnd::StandardFolder()));
+  Say("set_upload_limit_btn", LimitText(DesktopSettings::UploadLimit()));
+  Say("set_download_limit_btn", LimitText(DesktopSettings::DownloadLimit()));
   const QString language = DesktopSettings::Language();
   Say("set_language_btn",
       language.isEmpty() ? QStringLiteral("IDS_SETTINGS_SYSTEM") : QLocale(language).nativeLanguageName());
@@ -126,7 +134,7 @@ void SettingsPage::ShowWatched() {
         QStringLiteral("height=\"48\" inset=\"56,0,20,0\" childpadding=\"16\" childvalign=\"middle\""));
     auto* name = new CLabelUI;
     name->SetAttribute(QStringLiteral("elide"), QStringLiteral("middle"));
-    name->SetText(LeftToRight(QDir::toNativeSeparators(folder)));
+    name->SetText(Page::LeftToRight(QDir::toNativeSeparators(folder)));
     row->Add(name);
     auto* remove = new CButtonUI;
     remove->SetName(QStringLiteral("set_unwatch"));
@@ -190,24 +198,47 @@ void SettingsPage::OnClick(const QString& name, CControlUI& sender) {
   }
   if (name == QStringLiteral("set_folder_btn")) return ChooseDownloads();
   if (name == QStringLiteral("set_language_btn")) return ChooseLanguage(sender);
+  if (name == QStringLiteral("set_upload_limit_btn"))
+    return ChooseLimit(sender, DesktopSettings::UploadLimit(), &DesktopSettings::SetUploadLimit);
+  if (name == QStringLiteral("set_download_limit_btn"))
+    return ChooseLimit(sender, DesktopSettings::DownloadLimit(), &DesktopSettings::SetDownloadLimit);
+  if (name == QStringLiteral("set_licences_btn")) {
+    Asked<LicencesWnd> window;
+    (void)window.RunOver(frame);
+    return;
+  }
   if (name == QStringLiteral("set_now_btn")) frame.Work().SyncNow();
 }
 
-void SettingsPage::ChooseLanguage(CControlUI& at) {
+template <class Value>
+void SettingsPage::Choose(CControlUI& at, const std::vector<std::pair<Value, QString>>& choices,
+                          const Value& now, void (*set)(const Value&)) {
   auto* menu = new QMenu(at.Widget());
   menu->setAttribute(Qt::WA_DeleteOnClose);
-  const auto add = [&](const QString& tag, const QString& words) {
+  for (const auto& [value, words] : choices) {
     auto* item = menu->addAction(words);
     item->setCheckable(true);
-    item->setChecked(tag == DesktopSettings::Language());
-    connect(item, &QAction::triggered, this, [this, tag] {
-      DesktopSettings::SetLanguage(tag);
+    item->setChecked(value == now);
+    connect(item, &QAction::triggered, this, [this, value = value, set] {
+      set(value);
       Reload();
     });
-  };
-  add({}, CResourceManager::GetText(QStringLiteral("IDS_SETTINGS_SYSTEM")));
-  for (const QString& tag : CResourceManager::Languages()) add(tag, QLocale(tag).nativeLanguageName());
+  }
   menu->popup(at.Widget()->mapToGlobal(QPoint(0, at.GetHeight())));
+}
+
+void SettingsPage::ChooseLanguage(CControlUI& at) {
+  std::vector<std::pair<QString, QString>> choices{
+      {{}, CResourceManager::GetText(QStringLiteral("IDS_SETTINGS_SYSTEM"))}};
+  for (const QString& tag : CResourceManager::Languages())
+    choices.emplace_back(tag, QLocale(tag).nativeLanguageName());
+  Choose(at, choices, DesktopSettings::Language(), &DesktopSettings::SetLanguage);
+}
+
+void SettingsPage::ChooseLimit(CControlUI& at, qint64 now, void (*set)(const qint64&)) {
+  std::vector<std::pair<qint64, QString>> choices;
+  for (const qint64 limit : kLimits) choices.emplace_back(limit, LimitText(limit));
+  Choose(at, choices, now, set);
 }
 
 void SettingsPage::ChooseDownloads() {

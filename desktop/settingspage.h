@@ -1,5 +1,8 @@
 #pragma once
 
+#include <utility>
+#include <vector>
+
 #include "common/toolkit/container.h"
 
 class FrameWindow;
@@ -23,7 +26,12 @@ class SettingsPage : public CVerticalLayoutUI {
   void OnClick(const QString& name, CControlUI& sender);
   void ShowAvatar(const QString& user);
   void AskSpace();
+  // A menu of what a value may be, below the control that shows it.
+  template <class Value>
+  void Choose(CControlUI& at, const std::vector<std::pair<Value, QString>>& choices, const Value& now,
+              void (*set)(const Value&));
   void ChooseLanguage(CControlUI& at);
+  void ChooseLimit(CControlUI& at, qint64 now, void (*set)(const qint64&));
   void ChooseDownloads();
   void AddWatched();
   void ExportKeys();

@@ -14,6 +14,7 @@
 #include "host/base/drivethreadpool.h"
 #include "host/requests/cloudtrouble.h"
 #include "host/transfer/completetask.h"
+#include "model/gallery.h"
 #include "transfer/gallerytransmanager.h"
 #include "ui/albumthumb.h"
 #include "ui/pagecontext.h"
@@ -23,11 +24,18 @@ namespace {
 // Rows that are made at once. An import of a card is thousands of tasks, of which nobody
 // looks at more than a screen: the others come when the list is scrolled to them.
 constexpr std::size_t kRowsAtOnce = 200;
-constexpr int kHeadHeight = 44, kRowHeight = 68;
+constexpr int kHeadHeight = 44, kRowHeight = 68, kBarRowHeight = 76;
+// A window narrower than this has what a transfer does below its name.
+constexpr int kWideWindow = 1080;
+constexpr int kNavigation = 84;
+constexpr qint64 kMinute = 60;
+
+bool HasCompleted(const TransferTask& task) {
+  return task.GetTaskType() == TaskType::Complete || task.Status() == TaskStatus::Completed;
+}
 
 const char* GroupOf(const TransferTask& task) {
-  if (task.GetTaskType() == TaskType::Complete || task.Status() == TaskStatus::Completed)
-    return "IDS_TRANSFERS_FINISHED";
+  if (HasCompleted(task)) return "IDS_TRANSFERS_FINISHED";
   switch (task.Status()) {
     case TaskStatus::Running:
       return "IDS_TRANSFERS_RUNNING";
@@ -47,6 +55,65 @@ int RankOf(const char* group) {
 }
 
 GalleryTransManager& Manager() { return GalleryTransManager::GetInstance(); }
+
+QString Text(const char* key) { return CResourceManager::GetText(QString::fromLatin1(key)); }
+
+// A row with a line above it.
+class TransferRowUI : public CListContainerElementUI {
+ public:
+  void PaintBkImage(QPainter& painter) override {
+    CListContainerElementUI::PaintBkImage(painter);
+    painter.fillRect(0, 0, width(), std::max(1, Scaled(1)), ColorOf(QStringLiteral("line")));
+  }
+};
+
+bool IsPaused(const TransferTask& task) {
+  return task.Status() == TaskStatus::PausedByUser || task.Status() == TaskStatus::PausedBySystem;
+}
+
+qint64 Thousandths(const TransferTask& task) {
+  const qint64 total = task.GetTotalSize();
+  return total > 0 ? std::clamp<qint64>(task.Transferred() * 1000 / total, 0, 1000) : 0;
+}
+
+bool HasBar(const TransferTask& task) {
+  return task.Status() == TaskStatus::Running || (IsPaused(task) && task.Transferred() > 0);
+}
+
+QString PercentText(const TransferTask& task) {
+  return Page::Fill(Text("IDS_TRANSFERS_PERCENT"), {CResourceManager::FormatNumber(Thousandths(task) / 10)});
+}
+
+QString RemainingText(const TransferTask& task) {
+  if (task.Speed() <= 0) return {};
+  const qint64 seconds = (task.GetTotalSize() - task.Transferred()) / task.Speed() + 1;
+  return seconds < 2 * kMinute
+             ? CResourceManager::GetPluralText(QStringLiteral("IDS_TRANSFERS_SECONDS_LEFT"), seconds)
+             : CResourceManager::GetPluralText(QStringLiteral("IDS_TRANSFERS_MINUTES_LEFT"),
+                                               (seconds + kMinute - 1) / kMinute);
+}
+
+// Where it goes: the album of an upload, the folder of a download.
+QString TargetText(const TransferTask& task) {
+  QString target = QFileInfo(QFileInfo(Page::NativeText(task.GetLocalPath())).path()).fileName();
+  if (task.GetTaskType() == TaskType::Upload) {
+    const auto file = Gallery::GetInstance().GetFile(task.GetTransferId());
+    const auto album = file ? Gallery::GetInstance().GetAlbum(file->AlbumId()) : nullptr;
+    target = album ? Page::AlbumTitle(*album) : QString();
+  }
+  return target.isEmpty() ? QString() : Page::Fill(Text("IDS_TRANSFERS_TO"), {target});
+}
+
+QString Joined(QStringList parts) {
+  parts.removeAll(QString());
+  return parts.join(QStringLiteral(" · "));
+}
+
+// The second line of a row.
+QString AboutText(const TransferTask& task) {
+  const bool runs = task.Status() == TaskStatus::Running;
+  return Joined({TargetText(task), runs ? RemainingText(task) : Page::SizeText(task.GetTotalSize())});
+}
 
 }  // namespace
 
@@ -108,7 +175,7 @@ void TransfersPage::MakeRows(const std::vector<TransferTask::Ptr>& tasks) {
   std::vector<std::string> now;
   for (std::size_t i = 0; i < count; ++i)
     now.push_back(tasks[i]->GetTransferId() + GroupOf(*tasks[i]) +
-                  std::to_string(static_cast<int>(tasks[i]->Status())));
+                  std::to_string(static_cast<int>(tasks[i]->Status())) + (HasBar(*tasks[i]) ? "b" : ""));
   const bool grown =
       !shape.empty() && shape.size() <= now.size() && std::equal(shape.begin(), shape.end(), now.begin());
   const QSize at = list->GetScrollPos();
@@ -162,11 +229,12 @@ void TransfersPage::AddHead(const char* key) {
   list->Add(head);
 }
 
+// Picture and direction; name, target and bar; what it does; what can be done.
 void TransfersPage::AddRow(const TransferTask::Ptr& task) {
-  auto* row = new CListContainerElementUI;
-  row->SetFixedHeight(kRowHeight);
-  row->SetChildPadding(12);
-  row->ApplyAttributeList(QStringLiteral("inset=\"0,10,0,10\" childvalign=\"middle\""));
+  auto* row = new TransferRowUI;
+  row->SetFixedHeight(HasBar(*task) ? kBarRowHeight : kRowHeight);
+  row->SetChildPadding(16);
+  row->ApplyAttributeList(QStringLiteral("childvalign=\"middle\""));
   auto* picture = new ThumbUI(
       [task] {
         std::wstring path;
@@ -181,68 +249,104 @@ void TransfersPage::AddRow(const TransferTask::Ptr& task) {
   way->SetIcon(up ? QStringLiteral("upload") : QStringLiteral("download"), 18, QStringLiteral("text-2"));
   way->SetFixedWidth(18);
   row->Add(way);
-  auto* middle = new CVerticalLayoutUI;
-  middle->SetChildPadding(4);
-  auto* name = new CLabelUI;
-  name->SetFont(QStringLiteral("strong"));
-  name->SetText(Page::Wide(task->GetFileName()));
-  name->SetAttribute(QStringLiteral("elide"), QStringLiteral("middle"));
-  middle->Add(name);
   Row kept{task, row};
-  if (task->Status() == TaskStatus::Running) {
-    middle->Add(kept.bar = new CProgressUI);
-    kept.bar->setRange(0, 1000);
-    kept.bar->SetFixedHeight(4);
+  row->Add(MakeMiddle(kept));
+  if (wide) row->Add(MakeState(kept));
+  AddButtons(*row, *task);
+  list->Add(row);
+  rows.push_back(kept);
+}
+
+CControlUI* TransfersPage::MakeMiddle(Row& row) {
+  auto* middle = new CVerticalLayoutUI;
+  middle->SetChildPadding(2);
+  const auto stretch = [middle] {
+    auto* space = new CWidgetUI;
+    space->ApplyAttributeList(QStringLiteral("stretch=\"1\""));
+    middle->Add(space);
+  };
+  stretch();
+  auto* name = new CLabelUI;
+  name->ApplyAttributeList(QStringLiteral("font=\"body\" height=\"20\" elide=\"middle\""));
+  name->SetText(Page::Wide(row.task->GetFileName()));
+  middle->Add(name);
+  if (wide) {
+    row.about = new CLabelUI;
+    row.about->SetName(QStringLiteral("row_about"));
+    row.about->ApplyAttributeList(QStringLiteral("font=\"small\" textcolor=\"text-2\" height=\"16\""));
+    middle->Add(row.about);
   } else {
-    auto* size = new CLabelUI;
-    size->ApplyAttributeList(QStringLiteral("font=\"small\" textcolor=\"text-2\""));
-    size->SetText(Page::SizeText(task->GetTotalSize()));
-    middle->Add(size);
+    middle->Add(MakeState(row));
   }
-  row->Add(middle);
-  kept.mark = new CLabelUI;
-  kept.mark->SetFixedWidth(18);
-  row->Add(kept.mark);
-  kept.state = new CLabelUI;
-  kept.state->SetFixedWidth(242);
-  kept.state->SetFont(QStringLiteral("small"));
-  row->Add(kept.state);
+  if (HasBar(*row.task)) {
+    row.bar = new CProgressUI;
+    row.bar->setRange(0, 1000);
+    row.bar->ApplyAttributeList(QStringLiteral("height=\"4\" padding=\"0,6,0,0\""));
+    if (IsPaused(*row.task)) row.bar->SetAttribute(QStringLiteral("forecolor"), QStringLiteral("text-2"));
+    middle->Add(row.bar);
+  }
+  stretch();
+  return middle;
+}
+
+// What the transfer does, with a mark where it has ended.
+CControlUI* TransfersPage::MakeState(Row& row) {
+  auto* both = new CHorizontalLayoutUI;
+  both->SetChildPadding(6);
+  both->ApplyAttributeList(QStringLiteral("childvalign=\"middle\""));
+  if (wide) both->SetFixedWidth(272);
+  const bool ended = row.task->Status() == TaskStatus::Failed || HasCompleted(*row.task);
+  if (ended) {
+    row.mark = new CLabelUI;
+    row.mark->SetFixedWidth(16);
+    both->Add(row.mark);
+  }
+  row.state = new CLabelUI;
+  row.state->SetName(QStringLiteral("row_state"));
+  row.state->SetFont(QStringLiteral("small"));
+  both->Add(row.state);
+  return both;
+}
+
+void TransfersPage::AddButtons(CContainerUI& row, const TransferTask& task) {
+  auto* place = new CHorizontalLayoutUI;
+  place->SetChildPadding(4);
+  place->SetFixedWidth(68);
+  place->ApplyAttributeList(QStringLiteral("childvalign=\"middle\""));
   const auto button = [&](const char* icon, const char* action, const char* tip) {
     auto* made = new CButtonUI;
     made->SetName(QString::fromLatin1(action));
     made->ApplyAttributeList(QStringLiteral("style=\"icon\" width=\"32\" height=\"32\" iconsize=\"18\""));
     made->SetIcon(QString::fromLatin1(icon));
     made->SetToolTip(QString::fromLatin1(tip));
-    made->SetUserData(QString::fromStdString(task->GetTransferId()));
-    row->Add(made);
+    made->SetUserData(QString::fromStdString(task.GetTransferId()));
+    place->Add(made);
   };
-  const bool ended = RankOf(GroupOf(*task)) == 3;
-  if (ended) {
+  if (task.GetTaskType() == TaskType::Complete) {
     button("folder", "row_folder", "IDS_GALLERY_SHOW_FOLDER");
+    button("close", "row_drop", "IDS_TRANSFERS_DROP");
   } else {
-    if (task->Status() == TaskStatus::Failed) button("retry", "row_resume", "IDS_TRANSFERS_RETRY");
-    if (task->Status() == TaskStatus::Running || task->Status() == TaskStatus::Waiting)
+    if (task.Status() == TaskStatus::Failed) button("retry", "row_resume", "IDS_TRANSFERS_RETRY");
+    if (task.Status() == TaskStatus::Running || task.Status() == TaskStatus::Waiting)
       button("pause", "row_pause", "IDS_TRANSFERS_PAUSE");
-    if (task->Status() == TaskStatus::PausedByUser || task->Status() == TaskStatus::PausedBySystem)
-      button("play", "row_resume", "IDS_TRANSFERS_RESUME");
+    if (IsPaused(task)) button("play", "row_resume", "IDS_TRANSFERS_RESUME");
     button("close", "row_cancel", "IDS_GALLERT_BTN_CANCEL");
   }
-  list->Add(row);
-  rows.push_back(kept);
+  row.Add(place);
 }
 
 QString TransfersPage::StateText(const TransferTask& task) const {
-  const qint64 total = task.GetTotalSize(), done = task.Transferred();
+  if (HasCompleted(task)) {
+    const auto* ended = dynamic_cast<const CompleteTask*>(&task);
+    return ended && ended->EndTime > 0 ? CResourceManager::FormatDateTime(ended->EndTime)
+                                       : Text("IDS_TRANSFERS_DONE");
+  }
   switch (task.Status()) {
     case TaskStatus::Running: {
-      QString text = Page::SizeText(done) + QStringLiteral(" / ") + Page::SizeText(total);
-      if (task.Speed() > 0) {
-        text += QStringLiteral(", ") + Page::SizeText(task.Speed()) + QStringLiteral("/s");
-        const qint64 seconds = (total - done) / task.Speed() + 1;
-        text += QStringLiteral(", ") +
-                CResourceManager::GetPluralText(QStringLiteral("IDS_TRANSFERS_SECONDS_LEFT"), seconds);
-      }
-      return text;
+      const QString amount = Page::Fill(Text("IDS_TRANSFERS_AMOUNT"), {Page::SizeText(task.Transferred()),
+                                                                       Page::SizeText(task.GetTotalSize())});
+      return Joined({PercentText(task), amount, task.Speed() > 0 ? Page::SpeedText(task.Speed()) : QString(),
+                     wide ? QString() : RemainingText(task)});
     }
     case TaskStatus::Failed: {
       const auto error = task.LastErr();
@@ -254,28 +358,32 @@ QString TransfersPage::StateText(const TransferTask& task) const {
     }
     case TaskStatus::PausedByUser:
     case TaskStatus::PausedBySystem:
-      return CResourceManager::GetText(QStringLiteral("IDS_TRANSFERS_PAUSED"));
+      return task.Transferred() > 0 ? Page::Fill(Text("IDS_TRANSFERS_PAUSED_AT"), {PercentText(task)})
+                                    : Text("IDS_TRANSFERS_PAUSED");
     case TaskStatus::Waiting:
       return CResourceManager::GetText(QStringLiteral("IDS_TRANSFERS_WAITING"));
-    default: {
-      const auto* ended = dynamic_cast<const CompleteTask*>(&task);
-      return ended && ended->EndTime > 0 ? CResourceManager::FormatDateTime(ended->EndTime)
-                                         : CResourceManager::GetText(QStringLiteral("IDS_TRANSFERS_DONE"));
-    }
+    default:
+      return {};
   }
 }
 
 void TransfersPage::Update(Row& row) {
-  row.state->SetText(StateText(*row.task));
   const bool failed = row.task->Status() == TaskStatus::Failed;
-  const bool ended = RankOf(GroupOf(*row.task)) == 3;
-  row.mark->SetIcon(failed  ? QStringLiteral("error")
-                    : ended ? QStringLiteral("check")
-                            : QString(),
-                    16, failed ? QStringLiteral("danger-text") : QStringLiteral("text-2"));
-  row.state->SetTextColor(failed ? QStringLiteral("danger-text") : QStringLiteral("text-2"));
-  const qint64 total = row.task->GetTotalSize();
-  if (row.bar && total > 0) row.bar->SetValue(static_cast<int>(row.task->Transferred() * 1000 / total));
+  const QString color = failed ? QStringLiteral("danger-text") : QStringLiteral("text-2");
+  if (row.about) row.about->SetText(AboutText(*row.task));
+  row.state->SetText(StateText(*row.task));
+  row.state->SetTextColor(color);
+  if (row.mark) row.mark->SetIcon(failed ? QStringLiteral("error") : QStringLiteral("check"), 16, color);
+  if (row.bar) row.bar->SetValue(static_cast<int>(Thousandths(*row.task)));
+}
+
+void TransfersPage::resizeEvent(QResizeEvent* event) {
+  CVerticalLayoutUI::resizeEvent(event);
+  const bool now = width() >= Scaled(kWideWindow - kNavigation);
+  if (now == std::exchange(wide, now)) return;
+  shape.clear();
+  QMetaObject::invokeMethod(
+      this, [this] { Reload(); }, Qt::QueuedConnection);
 }
 
 void TransfersPage::Act(const std::string& id, const QString& action) {
@@ -285,6 +393,11 @@ void TransfersPage::Act(const std::string& id, const QString& action) {
   if (action == QStringLiteral("row_folder")) {
     const QString folder = QFileInfo(Page::NativeText(row->task->GetLocalPath())).path();
     QDesktopServices::openUrl(QUrl::fromLocalFile(folder));
+    return;
+  }
+  if (action == QStringLiteral("row_drop")) {
+    (void)CommonAbility::DriveThreadPool::GetInstance().Add(
+        [task = row->task] { (void)task->DeleteFromDB(); });
     return;
   }
   const TaskType kind = row->task->GetTaskType();

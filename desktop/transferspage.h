@@ -24,12 +24,15 @@ class TransfersPage : public CVerticalLayoutUI {
   // Where the tasks come from; tests bring their own.
   std::function<std::vector<TransferTask::Ptr>(TaskType kind)> tasksOf;
 
+ protected:
+  void resizeEvent(QResizeEvent* event) override;
+
  private:
   enum class Filter { All, Uploads, Downloads };
   struct Row {
     TransferTask::Ptr task;
     QWidget* widget = nullptr;
-    CLabelUI *mark = nullptr, *state = nullptr;
+    CLabelUI *about = nullptr, *mark = nullptr, *state = nullptr;
     CProgressUI* bar = nullptr;
   };
   std::vector<TransferTask::Ptr> Tasks() const;
@@ -42,6 +45,9 @@ class TransfersPage : public CVerticalLayoutUI {
   void ShowCounts(const std::vector<TransferTask::Ptr>& tasks);
   void FollowScroll();
   void AddRow(const TransferTask::Ptr& task);
+  CControlUI* MakeMiddle(Row& row);
+  CControlUI* MakeState(Row& row);
+  static void AddButtons(CContainerUI& row, const TransferTask& task);
   void Update(Row& row);
   QString StateText(const TransferTask& task) const;
   void Act(const std::string& id, const QString& action);
@@ -54,4 +60,5 @@ class TransfersPage : public CVerticalLayoutUI {
   std::vector<std::string> shape;  // which rows there are, and in which groups
   std::vector<Head> heads;
   std::vector<Row> rows;
+  bool wide = true;
 };

@@ -3,7 +3,9 @@
 #include <json/value.h>
 #include <openssl/evp.h>
 
+#include <algorithm>
 #include <array>
+#include <charconv>
 #include <initializer_list>
 
 #include "common/platform/clock.h"
@@ -111,6 +113,15 @@ struct GlobalParamWrapper::State {
   Number Amount(const char* key, Number missing) {
     const Json::Value value = Setting(key);
     return value.isInt() && value.asInt() >= 0 ? Number{value.asInt()} : missing;
+  }
+  // Windows store their values as texts.
+  std::int64_t Bytes(const char* key) {
+    const Json::Value value = Setting(key);
+    if (!value.isString()) return Amount<std::int64_t>(key, 0);
+    const std::string text = value.asString();
+    std::int64_t bytes = 0;
+    (void)std::from_chars(text.data(), text.data() + text.size(), bytes);
+    return std::max<std::int64_t>(bytes, 0);
   }
   std::size_t Workers(const char* key) {
     return static_cast<std::size_t>(std::clamp(Amount(key, kWorkers), 1, kMostWorkers));
@@ -302,6 +313,9 @@ bool GlobalParamWrapper::GetUserPropertiesShow() { return state->Flag("userPrope
 bool GlobalParamWrapper::CheckFunctionOpen(const std::wstring& function) {
   return !state->ListHas("closedFunctions", function, false);
 }
+bool GlobalParamWrapper::CheckModuleValid(const std::wstring& module) {
+  return state->ListHas("modules", module, false);
+}
 bool GlobalParamWrapper::IsBaseServiceUser() { return state->Flag("baseServiceUser", false); }
 
 std::wstring GlobalParamWrapper::GetPackageName() {
@@ -317,6 +331,8 @@ long GlobalParamWrapper::GetTimeoutLowSpeed() {
 }
 std::size_t GlobalParamWrapper::GetUploadWorkers() { return state->Workers("uploadWorkers"); }
 std::size_t GlobalParamWrapper::GetDownloadWorkers() { return state->Workers("downloadWorkers"); }
+std::int64_t GlobalParamWrapper::GetUploadLimit() { return state->Bytes("uploadLimitBytes"); }
+std::int64_t GlobalParamWrapper::GetDownloadLimit() { return state->Bytes("downloadLimitBytes"); }
 bool GlobalParamWrapper::GetTransfersPaused() {
   {
     platform::WriterLock hold(state->lock);

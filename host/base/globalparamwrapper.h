@@ -96,6 +96,9 @@ class GlobalParamWrapper {
   // Whether a function of the client is open to this user: it does not stand in
   // "closedFunctions", [].
   bool CheckFunctionOpen(const std::wstring& function);
+  // Whether the client has an optional module, such as "SupportUpgrade", which sells
+  // space: it stands in "modules", [].
+  bool CheckModuleValid(const std::wstring& module);
   bool IsBaseServiceUser();  // "baseServiceUser", false: an account with the basic service only
 
   // Requests.
@@ -108,6 +111,10 @@ class GlobalParamWrapper {
   // How many files are on their way at once, each way; from 1 to 16.
   std::size_t GetUploadWorkers();    // "uploadWorkers", 4
   std::size_t GetDownloadWorkers();  // "downloadWorkers", 4
+  // Bytes a second of all transfers of one direction together, as a number or its digits;
+  // 0 for no limit.
+  std::int64_t GetUploadLimit();    // "uploadLimitBytes", 0
+  std::int64_t GetDownloadLimit();  // "downloadLimitBytes", 0
   // The user's pause of all transfers; it holds over restarts and for all processes
   // of the profile: Get looks at the file again when that has changed. Set stores it
   // and is false, logged, when it cannot.

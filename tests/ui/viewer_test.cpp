@@ -594,7 +594,7 @@ TEST_F(ViewerTest, DetailsTellWhatTheRecordKnowsInTextsThatCanBeSelected) {
   Viewer()->setFocus();
   Key(Qt::Key_Right);
   EXPECT_EQ(value("IDS_GALLERT_LCD_ATTR_Name"), QStringLiteral("d0-1.jpg"));
-  EXPECT_EQ(value("IDS_GALLERT_LCD_ATTR_Size"), QStringLiteral("2 KB"));
+  EXPECT_EQ(value("IDS_GALLERT_LCD_ATTR_Size"), QStringLiteral("2 kB"));
   Press("AttributeBtn");
   EXPECT_EQ(Viewer()->Attributes(), nullptr);
   EXPECT_FALSE(Viewer()->Find<CButtonUI>(QStringLiteral("AttributeBtn"))->IsSelected());

@@ -11,6 +11,7 @@
 #include "common/platform/text.h"
 #include "host/base/globalparamwrapper.h"
 #include "host/requests/curlppx.h"
+#include "host/transfer/speedlimit.h"
 #include "utils/gallerylog.h"
 
 namespace {
@@ -65,6 +66,14 @@ CurlConn::Reader BodyReader(UploadFileCommandParams& params) {
 
 CurlConn::Reader FileReader(std::FILE* file) {
   return [file](char* buffer, std::size_t size) { return std::fread(buffer, 1, size, file); };
+}
+
+// In pieces that wait for the limit of all uploads; `goesOn` ends the wait.
+CurlConn::Reader Limited(CurlConn::Reader reader, std::function<bool()> goesOn) {
+  return [reader = std::move(reader), goesOn = std::move(goesOn)](char* buffer, std::size_t size) {
+    const std::size_t read = reader(buffer, std::min(size, SpeedLimit::kPieceBytes));
+    return SpeedLimit::Uploads().Take(read, goesOn) ? read : 0;
+  };
 }
 
 // Where the next byte of an upload comes from: its file, or its buffer.
@@ -181,8 +190,10 @@ bool HttpLib::UploadFile(UploadFileCommandParams& params, const std::string& url
     }
   }
   std::int64_t begin = 0;  // of an attempt
-  connection.SetUpload(isInit ? 0 : params.sliceLength, file ? FileReader(file.get()) : BodyReader(params),
-                       [&] { return Seek(file.get(), params, begin); });
+  connection.SetUpload(
+      isInit ? 0 : params.sliceLength,
+      Limited(file ? FileReader(file.get()) : BodyReader(params), [this] { return !stopFlag; }),
+      [&] { return Seek(file.get(), params, begin); });
   connection.SetProgress([this](const CurlConn::Counters& counters) {
     return OnProgress(counters.downloadTotal, counters.downloaded);
   });

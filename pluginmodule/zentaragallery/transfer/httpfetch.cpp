@@ -2,6 +2,7 @@
 
 #include "common/platform/text.h"
 #include "host/account/userauthservice.h"
+#include "host/transfer/speedlimit.h"
 
 namespace {
 
@@ -22,7 +23,7 @@ std::vector<std::string> SessionHeaders(const std::string& url) {
 
 HttpFetched FetchByHttp(const std::string& url, const std::vector<std::string>& headers,
                         const curlppx::CurlConn::Writer& writer, const std::function<bool()>& goesOn,
-                        Accept accept) {
+                        Accept accept, SpeedLimit* limit) {
   curlppx::CurlConn connection(curlppx::CurlConn::Connection::Kept);
   HttpFetched fetched;
   if (!connection.IsReady() || !connection.SetUrl(url)) {
@@ -32,6 +33,7 @@ HttpFetched FetchByHttp(const std::string& url, const std::vector<std::string>& 
   connection.SetHeaders(headers);
   connection.SetMethod(curlppx::CurlConn::Method::Get, {});
   connection.SetWriter([&](std::string_view piece) {
+    if (limit && !limit->Take(piece.size(), goesOn)) return false;
     const long code = connection.HttpCode();
     if (code >= 200 && code <= 299)
       return (accept == Accept::Any || code == kPartialContent) && writer(piece);

@@ -7,6 +7,8 @@
 #include "host/requests/curlppx.h"
 #include "host/requests/ns/request.h"
 
+class SpeedLimit;
+
 // What became of a fetch.
 struct HttpFetched {
   int curlCode = 0;
@@ -29,7 +31,7 @@ enum class Accept { Any, PartOnly };
 // Fetches `url` by GET. `writer` takes the pieces of a good answer only; an
 // error's body is no part of a file. The transfer ends once `goesOn` says no,
 // which is asked about once a second and with every piece, and with a good answer
-// that is not accepted.
+// that is not accepted. Pieces wait for `limit`, where there is one.
 HttpFetched FetchByHttp(const std::string& url, const std::vector<std::string>& headers,
                         const curlppx::CurlConn::Writer& writer, const std::function<bool()>& goesOn,
-                        Accept accept = Accept::Any);
+                        Accept accept = Accept::Any, SpeedLimit* limit = nullptr);

@@ -109,9 +109,15 @@ QString CountText(std::uint64_t photos, std::uint64_t videos) {
   return Fill(CResourceManager::GetText(QStringLiteral("IDS_GALLERT_PHOTOS_VIDEOS")), {photoText, videoText});
 }
 
-QString SizeText(qint64 bytes) {
+QString SizeText(qint64 bytes, int decimals) {
   return QLocale(CResourceManager::Language())
-      .formattedDataSize(bytes, 1, QLocale::DataSizeTraditionalFormat);
+      .formattedDataSize(bytes, decimals, QLocale::DataSizeTraditionalFormat);
+}
+
+QString LeftToRight(const QString& path) { return QChar(0x2066) + path + QChar(0x2069); }
+
+QString SpeedText(qint64 bytesASecond, int decimals) {
+  return Fill(CResourceManager::GetText(QStringLiteral("IDS_SPEED")), {SizeText(bytesASecond, decimals)});
 }
 
 QString Fill(QString text, const QStringList& arguments) {

@@ -5,6 +5,7 @@
 #include <QString>
 #include <functional>
 
+#include "common/toolkit/toolkit.h"
 #include "common/toolkit/types.h"
 #include "host/base/drivethreadpool.h"
 #include "model/records/galleryfile.h"
@@ -19,12 +20,9 @@ void InBackground(QObject* owner, Work work, Done done) {
   (void)CommonAbility::DriveThreadPool::GetInstance().Add(
       [owner = QPointer<QObject>(owner), work = std::move(work), done = std::move(done)]() mutable {
         auto result = work();
-        QMetaObject::invokeMethod(
-            qApp,
-            [owner, done = std::move(done), result = std::move(result)]() mutable {
-              if (owner) done(result);
-            },
-            Qt::QueuedConnection);
+        toolkit::RunLater([owner, done = std::move(done), result = std::move(result)]() mutable {
+          if (owner) done(result);
+        });
       });
 }
 
@@ -59,7 +57,11 @@ QString AlbumIcon(const Album& album);
 // "3 photos, 1 video"; only what there is, empty for nothing.
 QString CountText(std::uint64_t photos, std::uint64_t videos);
 // "1,2 MB" in the language's own form.
-QString SizeText(qint64 bytes);
+QString SizeText(qint64 bytes, int decimals = 1);
+// A path or an address reads from left to right among words of any language.
+QString LeftToRight(const QString& path);
+// "1.2 MB/s".
+QString SpeedText(qint64 bytesASecond, int decimals = 1);
 
 // "%1$s", "%2$s" and "%s" of a text become the arguments.
 QString Fill(QString text, const QStringList& arguments);

@@ -11,6 +11,7 @@
 #include "host/base/globalparamwrapper.h"
 #include "host/base/logger.h"
 #include "host/requests/ns/headbuilder.h"
+#include "host/transfer/speedlimit.h"
 #include "model/gallery.h"
 #include "store/dbhelper.h"
 #include "transfer/contentcrypto.h"
@@ -214,8 +215,9 @@ GalleryDownloadTask::Fetched GalleryDownloadTask::FetchSlice(const ResourceObjec
     bytes.append(piece.substr(0, wanted - bytes.size()));
     return true;
   };
-  Fetched fetched = FetchByHttp(object.downloadUrl.url, object.downloadUrl.headers, take,
-                                [this] { return slicesWanted && MayGoOn(); });
+  Fetched fetched = FetchByHttp(
+      object.downloadUrl.url, object.downloadUrl.headers, take,
+      [this] { return slicesWanted && MayGoOn(); }, Accept::Any, &SpeedLimit::Downloads());
   fetched.bytes = std::move(bytes);
   return fetched;
 }
@@ -306,7 +308,8 @@ bool GalleryDownloadTask::FailTransfer(const char* step, std::int32_t line, cons
 GalleryDownloadTask::Fetched GalleryDownloadTask::HttpDownload(const std::string& url,
                                                                const std::vector<std::string>& headers,
                                                                const curlppx::CurlConn::Writer& writer) {
-  return FetchByHttp(url, headers, writer, [this] { return MayGoOn(); });
+  return FetchByHttp(
+      url, headers, writer, [this] { return MayGoOn(); }, Accept::Any, &SpeedLimit::Downloads());
 }
 
 bool GalleryDownloadTask::CreateTempFile() {

@@ -6,6 +6,7 @@
 #include "common/platform/files.h"
 #include "common/platform/paths.h"
 #include "common/platform/text.h"
+#include "host/transfer/speedlimit.h"
 #include "model/gallery.h"
 #include "store/dbhelper.h"
 #include "transfer/contentcrypto.h"
@@ -88,7 +89,8 @@ GalleryDownloadTask::Fetched GalleryDownloadTask::FetchRest() {
   if (Position == 0) return HttpDownload(place.address.url, headers, append);
   headers.push_back("Range:bytes=" + std::to_string(Position) + "-");
   Fetched fetched = FetchByHttp(
-      place.address.url, headers, append, [this] { return MayGoOn(); }, Accept::PartOnly);
+      place.address.url, headers, append, [this] { return MayGoOn(); }, Accept::PartOnly,
+      &SpeedLimit::Downloads());
   if (fetched.httpCode != kWhole || !StartOver()) return fetched;
   headers.pop_back();
   return HttpDownload(place.address.url, headers, append);
