@@ -69,7 +69,7 @@ int WindowBusyBaseShadow::RunOver(QWidget& owner) {
   QTimer::singleShot(0, this, [this] { FitContents(); });
   motion::Appear(*dim.operator->(), motion::kDialogMs);
   motion::Appear(*this, motion::kDialogMs, {.scale = motion::kDialogFrom});
-  if (auto* shadow = toolkit::WidgetOf(Shadow())) motion::Appear(*shadow, motion::kDialogMs);
+  if (Shadow()) motion::Appear(*Shadow(), motion::kDialogMs);
   const HWND layer = dim->GetHWND();
   const int result = ShowModal();
   platform::SendMessageW(layer, UIBackGroundMessWnd::kDialogClosed, 0, 0);
