@@ -11,6 +11,7 @@
 #include "common/platform/files.h"
 #include "common/platform/random.h"
 #include "common/toolkit/resourcemanager.h"
+#include "common/toolkit/toolkit.h"
 #include "host/base/drivethreadpool.h"
 #include "host/base/hexadecimal.h"
 
@@ -96,16 +97,13 @@ void HomeCloud::Start(std::function<void(const QString&)> done) {
                nullptr))
         failed = data;
     }
-    QMetaObject::invokeMethod(
-        qApp,
-        [self, failed] {
-          if (!self) return;
-          if (!failed.isEmpty()) return self->Finish(self->Failed(failed));
-          const std::string last = Line(self->folder / "address");
-          self->triedLast = last.empty();
-          self->Serve(last.empty() ? QStringLiteral("127.0.0.1:0") : QString::fromStdString(last));
-        },
-        Qt::QueuedConnection);
+    toolkit::RunLater([self, failed] {
+      if (!self) return;
+      if (!failed.isEmpty()) return self->Finish(self->Failed(failed));
+      const std::string last = Line(self->folder / "address");
+      self->triedLast = last.empty();
+      self->Serve(last.empty() ? QStringLiteral("127.0.0.1:0") : QString::fromStdString(last));
+    });
   };
   (void)CommonAbility::DriveThreadPool::GetInstance().Add(make);
 }

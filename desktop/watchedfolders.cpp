@@ -7,6 +7,7 @@
 #include <QSet>
 #include <algorithm>
 
+#include "common/toolkit/toolkit.h"
 #include "host/base/drivethreadpool.h"
 
 WatchedFolders::WatchedFolders(std::function<void(const QStringList&)> onChanged)
@@ -39,12 +40,9 @@ void WatchedFolders::Add() {
           while (below.hasNext() && found.size() < most) found << below.next();
           all &= !below.hasNext();
         }
-        QMetaObject::invokeMethod(
-            qApp,
-            [self, wanted, found, all] {
-              if (self && self->folders == wanted) self->WatchAlso(found, all);
-            },
-            Qt::QueuedConnection);
+        toolkit::RunLater([self, wanted, found, all] {
+          if (self && self->folders == wanted) self->WatchAlso(found, all);
+        });
       });
 }
 

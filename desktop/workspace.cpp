@@ -7,6 +7,7 @@
 
 #include "common/platform/files.h"
 #include "common/toolkit/resourcemanager.h"
+#include "common/toolkit/toolkit.h"
 #include "host/account/userauthservice.h"
 #include "host/base/drivethreadpool.h"
 #include "host/base/jsonfile.h"
@@ -109,12 +110,9 @@ void Workspace::InBackground(std::function<QString()> work, Done done) {
   (void)CommonAbility::DriveThreadPool::GetInstance().Add(
       [work = std::move(work), done = std::move(done), self] {
         const QString error = work();
-        QMetaObject::invokeMethod(
-            qApp,
-            [done, error, self] {
-              if (self && done) done(error);
-            },
-            Qt::QueuedConnection);
+        toolkit::RunLater([done, error, self] {
+          if (self && done) done(error);
+        });
       });
 }
 

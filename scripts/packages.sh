@@ -2,12 +2,12 @@
 # ./test. Only what is missing is installed, and said first.
 
 BUILD_PACKAGES="g++ cmake ninja-build pkg-config git ccache mold
-  libsqlite3-dev libssl-dev libjsoncpp-dev libicu-dev libcurl4-openssl-dev libvips-dev libexif-dev libraw-dev
+  libsqlite3-dev libssl-dev libjsoncpp-dev libicu-dev libcurl4-openssl-dev libvips-dev libheif-dev libexif-dev libraw-dev
   libavformat-dev libavcodec-dev libswscale-dev libavutil-dev libspdlog-dev libcli11-dev libboost1.81-dev
   libsodium-dev libxxhash-dev libmediainfo0v5 libvlc-dev
   qt6-base-dev libxcb1-dev qt6-svg-dev libqt6svg6 qt6-qpa-plugins fonts-inter fonts-noto-core"
 RUN_PACKAGES="qt6-wayland fonts-noto-cjk vlc-plugin-base libvlc-bin"
-TEST_PACKAGES="libgtest-dev libgmock-dev libheif-dev libbenchmark-dev libimage-exiftool-perl sqlite3 openssl curl python3
+TEST_PACKAGES="libgtest-dev libgmock-dev libbenchmark-dev libimage-exiftool-perl sqlite3 openssl curl python3
   dbus-daemon xvfb xdotool ffmpeg vlc-plugin-base libvlc-bin clang-format"
 # Only on a machine that checks changes: they begin to serve when they are installed.
 PROXY_PACKAGES="nginx-light haproxy"

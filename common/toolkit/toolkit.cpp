@@ -5,7 +5,9 @@
 #include <QStyle>
 #include <QToolTip>
 #include <QWidget>
+#include <deque>
 
+#include "common/platform/mutex.h"
 #include "common/toolkit/focusring.h"
 #include "common/toolkit/gallerystyle.h"
 #include "common/toolkit/paintmanager.h"
@@ -34,7 +36,45 @@ void Dress(QApplication& application) {
   QToolTip::setPalette(palette);
 }
 
+// What is to be run lies here and not in Qt's events, so that tools which do not know
+// Qt's locks see who hands what to whom.
+struct Handed {
+  static Handed& Get() {
+    static Handed& handed = *new Handed;  // Workers may still call while the process ends.
+    return handed;
+  }
+  std::function<void()> TakeFirst() {
+    platform::MutexLock hold(lock);
+    auto first = std::move(work.front());
+    work.pop_front();
+    return first;
+  }
+
+  platform::Mutex lock;
+  std::deque<std::function<void()>> work GUARDED_BY(lock);
+};
+
+// Gets an event for each piece of work.
+class Receiver : public QObject {
+ public:
+  Receiver() { moveToThread(QCoreApplication::instance()->thread()); }
+  bool event(QEvent* event) override {
+    if (event->type() != QEvent::User) return QObject::event(event);
+    Handed::Get().TakeFirst()();
+    return true;
+  }
+};
+
 }  // namespace
+
+void RunLater(std::function<void()> work) {
+  if (!QCoreApplication::instance()) return;
+  static Receiver& receiver = *new Receiver;
+  Handed& handed = Handed::Get();
+  platform::MutexLock hold(handed.lock);
+  handed.work.push_back(std::move(work));
+  QCoreApplication::postEvent(&receiver, new QEvent(QEvent::User));  // Under the lock: in the same order.
+}
 
 void Start(QApplication& application) {
   application.setStyle(new GalleryStyle);

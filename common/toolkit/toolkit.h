@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+
 class QApplication;
 class QWidget;
 
@@ -10,6 +12,10 @@ namespace toolkit {
 void Prepare();
 // After it was made: style, theme, fonts, focus ring. Follows the desktop.
 void Start(QApplication& application);
+
+// Runs `work` on the user-interface thread, in the order of the calls and not within
+// the call itself; from any thread. Dropped when there is no application.
+void RunLater(std::function<void()> work);
 
 // Dots per inch of the widget's screen; 96 * ZENTARA_SCALE / 100 when that is
 // set.

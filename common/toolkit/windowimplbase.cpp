@@ -36,13 +36,6 @@ QSet<const QWidget*>& Alive() {
   return windows;
 }
 
-// Work for a window runs in the order it came in, on the application's thread.
-void RunLater(std::function<void()> work) {
-  if (QCoreApplication* application = QCoreApplication::instance()) {
-    QMetaObject::invokeMethod(application, std::move(work), Qt::QueuedConnection);
-  }
-}
-
 constexpr int kDialogRadius = 16, kPopupRadius = 12;
 
 int ShadowLevel(WindowStyle style) { return style == WindowStyle::Dialog ? 3 : 2; }
@@ -117,7 +110,8 @@ CControlUI* WindowImplBaseEx::BuildRoot() {
 void WindowImplBaseEx::Register() {
   if (GetHWND()) return;
   const HWND handle = platform::RegisterWindow(
-      [this](UINT message, WPARAM word, LPARAM value) { return Dispatch(message, word, value); }, RunLater);
+      [this](UINT message, WPARAM word, LPARAM value) { return Dispatch(message, word, value); },
+      toolkit::RunLater);
   manager.SetPaintWindow(handle);
   Windows().insert(handle, this);
 }

@@ -313,6 +313,9 @@ bool GlobalParamWrapper::GetUserPropertiesShow() { return state->Flag("userPrope
 bool GlobalParamWrapper::CheckFunctionOpen(const std::wstring& function) {
   return !state->ListHas("closedFunctions", function, false);
 }
+bool GlobalParamWrapper::CheckModuleValid(const std::wstring& module) {
+  return state->ListHas("modules", module, false);
+}
 bool GlobalParamWrapper::IsBaseServiceUser() { return state->Flag("baseServiceUser", false); }
 
 std::wstring GlobalParamWrapper::GetPackageName() {

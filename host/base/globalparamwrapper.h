@@ -96,6 +96,9 @@ class GlobalParamWrapper {
   // Whether a function of the client is open to this user: it does not stand in
   // "closedFunctions", [].
   bool CheckFunctionOpen(const std::wstring& function);
+  // Whether the client has an optional module, such as "SupportUpgrade", which sells
+  // space: it stands in "modules", [].
+  bool CheckModuleValid(const std::wstring& module);
   bool IsBaseServiceUser();  // "baseServiceUser", false: an account with the basic service only
 
   // Requests.

@@ -18,6 +18,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr std::int32_t kContent = 0, kThumbnails = 1;  // of a Request
+constexpr platform::LPARAM kContentThere = 1, kContentLost = 2;
+
 // {"FILE ID": TYPE, ...}
 fs::path PendingFile() {
   return platform::NativePath(GlobalParamWrapper::GetInstance()->GetUserDataBaseFolder()) / "refunds.json";
@@ -58,6 +61,11 @@ void GalleryUpThdMng::SetEngine(TransferManager* manager, MakeTask make) {
   platform::MutexLock hold(engineLock);
   owner = manager;
   makeTask = std::move(make);
+}
+
+void GalleryUpThdMng::SetTip(HWND window, platform::UINT message) {
+  tipMessage = message;
+  tipWindow = window;
 }
 
 std::vector<GalleryUpThdMng::Request> GalleryUpThdMng::PendingTasks() {
@@ -108,12 +116,13 @@ GalleryUpThdMng::Queued GalleryUpThdMng::QueueOne(const BatchPtr& batch, const R
   }
   const TransferTask::Ptr task = manager && make ? make(request) : nullptr;
   if (!task || !task->AddToDB()) return Queued::Nothing;
-  task->WhenDone([this, batch, id = request.fileId](const TransferTask::Ptr& ended) {
+  task->WhenDone([this, batch, request](const TransferTask::Ptr& ended) {
+    Tell(ended, request);
     // One that has failed goes out again with the next start: the cloud's list has
     // been walked beyond it.
     if (ended->Status() == TaskStatus::Completed) {
       platform::MutexLock hold(batch->lock);
-      batch->ended.push_back(id);
+      batch->ended.push_back(request.fileId);
     }
     LeaveBatch(batch);
   });
@@ -121,6 +130,17 @@ GalleryUpThdMng::Queued GalleryUpThdMng::QueueOne(const BatchPtr& batch, const R
   if (manager->AddUpload(task)) return Queued::Yes;
   --batch->left;
   return Queued::Listed;
+}
+
+void GalleryUpThdMng::Tell(const TransferTask::Ptr& ended, const Request& request) const {
+  const HWND window = tipWindow;
+  const bool there = ended->Status() == TaskStatus::Completed && request.type != kThumbnails;
+  const bool lost = ended->Status() == TaskStatus::Failed && request.type == kContent;
+  if (!window || (!there && !lost)) return;
+  auto record = std::make_unique<TransferTask::Ptr>(ended);
+  const platform::LPARAM state = there ? kContentThere : kContentLost;
+  if (platform::PostMessageW(window, tipMessage, reinterpret_cast<platform::WPARAM>(record.get()), state))
+    (void)record.release();  // The window's now.
 }
 
 void GalleryUpThdMng::LeaveBatch(const BatchPtr& batch) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -8,6 +9,7 @@
 #include <vector>
 
 #include "common/platform/mutex.h"
+#include "common/platform/window.h"
 #include "host/base/msgthreadability.h"
 #include "host/transfer/transfertask.h"
 
@@ -38,6 +40,11 @@ class GalleryUpThdMng : public CommonAbility::MsgThreadAbility {
   // must outlive its tasks; null: no task is made.
   void SetEngine(TransferManager* manager, MakeTask make);
 
+  // A window that learns how contents went back: `message` is posted with a
+  // TransferTask::Ptr, which the receiver deletes, and 1 when the cloud has the
+  // content again, or 2 when the upload of a lost one has failed. Null tells nobody.
+  void SetTip(HWND window, platform::UINT message);
+
   // What an earlier run has left, for the present user.
   std::vector<Request> PendingTasks();
 
@@ -54,6 +61,7 @@ class GalleryUpThdMng : public CommonAbility::MsgThreadAbility {
   using BatchPtr = std::shared_ptr<Batch>;
 
   void QueueBatch(const BatchPtr& batch);
+  void Tell(const TransferTask::Ptr& ended, const Request& request) const;
   enum class Queued { Yes, Listed, Nothing };
   Queued QueueOne(const BatchPtr& batch, const Request& request);
   void LeaveBatch(const BatchPtr& batch);
@@ -62,6 +70,8 @@ class GalleryUpThdMng : public CommonAbility::MsgThreadAbility {
   platform::Mutex engineLock;
   TransferManager* owner GUARDED_BY(engineLock) = nullptr;
   MakeTask makeTask GUARDED_BY(engineLock);
+  std::atomic<HWND> tipWindow{nullptr};
+  std::atomic<platform::UINT> tipMessage{0};
   platform::Mutex fileLock;  // covers reading and writing the file, so that no entry gets lost
 };
 

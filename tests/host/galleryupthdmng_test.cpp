@@ -101,4 +101,78 @@ TEST_F(GalleryUpThdMngTest, CloseCallsWhatIsDue) {
   EXPECT_EQ(done.wait_for(std::chrono::seconds(0)), std::future_status::ready);
 }
 
+// A window on its own thread: what is posted waits until it is looked at.
+class TipWindow {
+ public:
+  TipWindow() {
+    handle = platform::RegisterWindow(
+        [this](platform::UINT message, platform::WPARAM word, platform::LPARAM state) {
+          const std::unique_ptr<TransferTask::Ptr> task(reinterpret_cast<TransferTask::Ptr*>(word));
+          told[(*task)->GetTransferId()] = {message, state};
+          return platform::LRESULT{0};
+        },
+        [this](std::function<void()> call) {
+          platform::MutexLock hold(lock);
+          calls.push_back(std::move(call));
+        });
+  }
+  ~TipWindow() { platform::UnregisterWindow(handle); }
+  HWND Handle() const { return handle; }
+  std::map<std::string, std::pair<platform::UINT, platform::LPARAM>> Told() {
+    std::vector<std::function<void()>> waiting;
+    {
+      platform::MutexLock hold(lock);
+      waiting.swap(calls);
+    }
+    for (const auto& call : waiting) call();
+    return told;
+  }
+
+ private:
+  HWND handle = nullptr;
+  platform::Mutex lock;
+  std::vector<std::function<void()>> calls GUARDED_BY(lock);
+  std::map<std::string, std::pair<platform::UINT, platform::LPARAM>> told;
+};
+
+TEST_F(GalleryUpThdMngTest, WindowLearnsWhichContentsAreInTheCloudAgain) {
+  TipWindow window;
+  uploads.SetTip(window.Handle(), 3350);
+  for (const char* id : {"content", "thumbnails", "from before"}) Task(id)->Let(E::kNone);
+  for (const char* id : {"still lost", "no thumbnails", "still pending"}) Task(id)->Let(E::kNotAllowed);
+  Create({{"content", 0},
+          {"thumbnails", 1},
+          {"from before", 2},
+          {"still lost", 0},
+          {"no thumbnails", 1},
+          {"still pending", 2}})
+      .wait();
+  const std::map<std::string, std::pair<platform::UINT, platform::LPARAM>> expected{
+      {"content", {3350, 1}}, {"from before", {3350, 1}}, {"still lost", {3350, 2}}};
+  EXPECT_EQ(window.Told(), expected);
+}
+
+TEST_F(GalleryUpThdMngTest, UploadThatIsStoppedTellsTheWindowNothing) {
+  TipWindow window;
+  uploads.SetTip(window.Handle(), 3350);
+  const auto task = Task("a");
+  auto done = Create({{"a", 0}});
+  task->WaitForRun(1);
+  manager.StopAllTask(TaskType::Upload);
+  done.wait();
+  EXPECT_TRUE(window.Told().empty());
+}
+
+TEST_F(GalleryUpThdMngTest, WindowThatIsGoneLeavesNoRecord) {
+  {
+    TipWindow window;
+    uploads.SetTip(window.Handle(), 3350);
+  }
+  const auto task = Task("a");
+  task->Let(E::kNone);
+  Create({{"a", 0}}).wait();
+  tasks.clear();
+  EXPECT_EQ(task.use_count(), 1);
+}
+
 }  // namespace

@@ -62,7 +62,7 @@ TEST_F(GlobalParamTest, SettingsReplaceDefaults) {
   ASSERT_TRUE(LoadWith(R"({"deviceName":"\u4e2d","cloudPhotoUrl":"http://one","cloudPhotoV2Url":"http://two",
     "dataHidePeriod":true,"hideData":true,"enableShowLostCloudPhoto":false,"enableCloudPhotoAssetRefund":false,
     "cloudPhotoAssetRefundPeriodDays":3,"statusesToRefund":[4,5],"otherUserProperties":"{}",
-    "userPropertiesShow":true,"closedFunctions":["gallery"],"baseServiceUser":true,"countryCode":"DE",
+    "userPropertiesShow":true,"closedFunctions":["gallery"],"modules":["SupportUpgrade"],"baseServiceUser":true,"countryCode":"DE",
     "packageName":"p","clientMode":"m","timeoutConnectMs":1,"limitLowSpeedBytes":2,"timeoutLowSpeedSeconds":3,
     "useLocalCertificate":true})"));
   EXPECT_EQ(param.GetDeviceName(), L"\u4E2D");
@@ -70,6 +70,8 @@ TEST_F(GlobalParamTest, SettingsReplaceDefaults) {
   EXPECT_EQ(param.GetCloudPhotoV2Url(), L"http://two");
   EXPECT_TRUE(param.GetDataHidePeriod());
   EXPECT_TRUE(param.GetIsHideData());
+  EXPECT_TRUE(param.CheckModuleValid(L"SupportUpgrade"));
+  EXPECT_FALSE(param.CheckModuleValid(L"Another"));
   EXPECT_FALSE(param.GetEnableShowLostCloudPhoto());
   EXPECT_FALSE(param.GetEnableCloudPhotoAssetRefund());
   EXPECT_EQ(param.GetCloudPhotoAssetRefundPeriod(), 3);

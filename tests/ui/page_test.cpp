@@ -329,6 +329,19 @@ TEST_F(PageTest, ThumbnailThatArrivesReachesItsCell) {
   EXPECT_TRUE(Until([&] { return cell->HitRect().width() == cell->width() - 4; }));
 }
 
+TEST_F(PageTest, WhatIsChosenWhileABatchRunsStaysChosen) {
+  const auto today = AddDay(0, 3);
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  Click(today[0]);
+  page->Recycle({today[0]});
+  EXPECT_TRUE(Selected().empty());
+  Click(today[2]);
+  ASSERT_TRUE(Until([&] { return today[0]->IsInBin(); }));
+  Settle();
+  EXPECT_EQ(Selected(), (std::set<FilePtr>{today[2]}));
+}
+
 TEST_F(PageTest, StatusLineFollowsTheSync) {
   AddDay(0, 1);
   Open();

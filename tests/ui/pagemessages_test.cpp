@@ -3,10 +3,13 @@
 
 #include <QAbstractButton>
 #include <QApplication>
+#include <fstream>
 
 #include "common/duilib_business/windowbusybaseshadow.h"
 #include "common/toolkit/button.h"
+#include "common/toolkit/label.h"
 #include "host/base/drivethreadpool.h"
+#include "host/base/jsonfile.h"
 #include "host/transfer/transfertask.h"
 #include "pagetest.h"
 #include "sync/synchelper.h"
@@ -154,6 +157,97 @@ TEST_F(PageMessageTest, EmptyingThatIsNoNewerLeavesTheRows) {
   Settle();
   EXPECT_EQ(Box(), nullptr);
   EXPECT_EQ(VersionRows(), 1u);
+}
+
+// --- The status line
+
+TEST_F(PageMessageTest, AlbumShowsOnlyWhatIsBeingUploaded) {
+  AddDay(0, 2);
+  Open();
+  page->OnSyncStatus(SyncStatus::CHECK, 0);
+  Settle();
+  ASSERT_TRUE(IsShown("update_ring"));
+  page->Panel()->SelectAlbum(SystemAlbumId(AlbumKind::AllPictures));
+  Settle();
+  EXPECT_FALSE(IsShown("update_bar"));
+  page->OnSyncStatus(SyncStatus::UPLOAD, 3);
+  Settle();
+  EXPECT_TRUE(IsShown("update_bar"));
+  EXPECT_EQ(Text("update_status"), QStringLiteral("Uploading 3 items"));
+  page->OnSyncStatus(SyncStatus::UPLOAD, 0);
+  Settle();
+  EXPECT_FALSE(IsShown("update_status"));
+  EXPECT_FALSE(IsShown("update_ring"));
+}
+
+TEST_F(PageMessageTest, TimeLineShowsWhatWasToldMeanwhile) {
+  AddDay(0, 2);
+  Open();
+  page->OnSyncStatus(SyncStatus::CHECK, 0);
+  Settle();
+  page->Panel()->SelectAlbum(SystemAlbumId(AlbumKind::AllPictures));
+  page->OnSyncStatus(SyncStatus::SYNCERROR, 0);
+  Settle();
+  page->Panel()->SelectAlbum(SystemAlbumId(AlbumKind::TimeLine));
+  Settle();
+  EXPECT_FALSE(IsShown("update_ring"));
+  EXPECT_EQ(Text("update_status"), QStringLiteral("The gallery could not be updated"));
+}
+
+TEST_F(PageMessageTest, AnotherLanguageIsNoUpdate) {
+  AddDay(0, 1);
+  clock.ms = 1'700'000'000'000;
+  Open();
+  page->OnSyncStatus(SyncStatus::IDLE, 0);
+  Settle();
+  clock.ms += 300'000;
+  Tell(WM_GALLERY_LANGUAGE_CHANGED);
+  EXPECT_EQ(Text("update_status"), QStringLiteral("Updated 5 minutes ago"));
+}
+
+// The cloud is full, and an upgrade of the account can be bought.
+class UpgradeTest : public PageMessageTest {
+ protected:
+  void OpenWith(const char* more) {
+    std::ofstream(JsonFile::Folder() / "settings.json") << R"({"modules":["SupportUpgrade"])" << more << "}";
+    (void)GlobalParamWrapper::GetInstance()->Load();
+    AddDay(0, 1);
+    Open();
+    page->OnSyncStatus(SyncStatus::NOSPACE, 2);
+    page->OnSyncStatus(SyncStatus::IDLE, 2);
+    Settle();
+  }
+};
+
+TEST_F(UpgradeTest, FullCloudLinksToMoreSpace) {
+  OpenWith("");
+  EXPECT_EQ(Text("update_status"), QStringLiteral("2 items wait. The photo cloud is full. "
+                                                  "<a 1> <c #007DFF>Get more space</c></a>"));
+  auto* words = page->Find<CLabelUI>(QStringLiteral("update_status"));
+  EXPECT_EQ(words->toolTip(), QStringLiteral("2 items wait. The photo cloud is full. Get more space"));
+}
+
+TEST_F(UpgradeTest, LinkAsksTheHostForMoreSpace) {
+  OpenWith("");
+  int asked = 0;
+  const HWND host = platform::RegisterWindow(
+      [&asked](UINT message, WPARAM, LPARAM) {
+        asked += message == 3037 ? 1 : 0;
+        return LRESULT{0};
+      },
+      [](const std::function<void()>& call) { call(); });
+  const HWND before = GlobalData::mainWnd.exchange(host);
+  auto* words = page->Find<CLabelUI>(QStringLiteral("update_status"));
+  Q_EMIT words->linkActivated(QStringLiteral("1"));
+  Settle();
+  GlobalData::mainWnd = before;
+  platform::UnregisterWindow(host);
+  EXPECT_EQ(asked, 1);
+}
+
+TEST_F(UpgradeTest, AccountWithTheBasicServiceIsToldItsLimit) {
+  OpenWith(R"(,"baseServiceUser":true)");
+  EXPECT_EQ(Text("update_status"), QStringLiteral("Your account cannot upload more."));
 }
 
 // --- Contents

@@ -192,6 +192,33 @@ TEST_F(PlayerTest, VolumeOpensAboveItsButtonAtTheStoredVolumeAlsoWhenItIsMute) {
   EXPECT_NEAR(place.center().x(), top.x(), 1);
 }
 
+TEST_F(PlayerTest, VolumeButtonIsTintedWhileItsWindowIsOpen) {
+  Play(Film(Films::Busy()));
+  auto* const button = Control<CButtonUI>("btnVolume");
+  // Without the shadow that the window above it casts.
+  const auto ground = [button] { return button->grab().toImage().pixelColor(button->width() / 2, 3); };
+  QTest::mouseMove(viewer->Stage());  // Under the pointer it has another ground.
+  QApplication::processEvents();
+  const QColor before = ground();
+  const QPointer<GalleryVolWnd> volume = OpenVolume();
+  ASSERT_TRUE(volume);
+  // What a press lays over it fades.
+  EXPECT_TRUE(Until([&] { return ground() == Theme::Instance().Color(QStringLiteral("tint")); }));
+  volume->Close();
+  EXPECT_TRUE(Until([&] { return volume.isNull() && ground() == before; }));
+}
+
+TEST_F(PlayerTest, SecondPressOfTheVolumeButtonClosesItsWindow) {
+  Play(Film(Films::Busy()));
+  auto* const button = Control<CButtonUI>("btnVolume");
+  QTest::mouseClick(button, Qt::LeftButton);
+  const QPointer<GalleryVolWnd> volume = Within<GalleryVolWnd>(frame.get());
+  ASSERT_TRUE(volume);
+  QTest::mouseClick(button, Qt::LeftButton);
+  EXPECT_TRUE(Until([&] { return volume.isNull(); }));
+  EXPECT_FALSE(Within<GalleryVolWnd>(frame.get()));
+}
+
 TEST_F(PlayerTest, EscapeClosesTheVolumeAndGivesTheFocusBack) {
   ASSERT_TRUE(PlayUntilSeen(Film(Films::Busy())));
   viewer->setFocus();

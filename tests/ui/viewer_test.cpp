@@ -292,6 +292,36 @@ TEST_F(ViewerTest, AHeartIsSetAndTakenBack) {
   EXPECT_EQ(Row("d0-0")->IsFavorite, false);
 }
 
+TEST_F(ViewerTest, AHeartIsToldWithTheWayBack) {
+  const auto today = AddDay(0, 2);
+  Open();
+  ASSERT_TRUE(UntilPictures());
+  OpenViewer(today[0]);
+  const auto said = [this](const char* key) {
+    const auto* toast = Said();
+    const auto words = CResourceManager::GetText(QString::fromLatin1(key));
+    return toast && std::ranges::any_of(toast->findChildren<QLabel*>(),
+                                        [&](const QLabel* label) { return label->text() == words; });
+  };
+  Press("FavoriteBtn");
+  EXPECT_TRUE(said("IDS_VIEWER_FAVORITE_ADDED"));
+  ASSERT_TRUE(Until([&] { return today[0]->IsFavorite == 1; }));
+  // Also when another picture is shown by then.
+  Viewer()->CalMouseWheelIndex(-120);
+  Settle();
+  ASSERT_NE(Said(), nullptr);
+  auto* undo = Said()->findChild<QPushButton*>();
+  ASSERT_NE(undo, nullptr);
+  QTest::mouseClick(undo, Qt::LeftButton);
+  EXPECT_TRUE(Until([&] { return today[0]->IsFavorite == 0; }));
+  EXPECT_NE(today[1]->IsFavorite, 1);
+  Viewer()->CalMouseWheelIndex(120);
+  Press("FavoriteBtn");
+  Settle();
+  Press("FavoriteBtn");
+  EXPECT_TRUE(said("IDS_VIEWER_FAVORITE_REMOVED"));
+}
+
 TEST_F(ViewerTest, AHeartThatIsPressedTwiceAtOnceIsAsItWas) {
   const auto today = AddDay(0, 1);
   Open();
@@ -788,12 +818,24 @@ TEST_F(ViewerTest, DigitsOfTheDetailsAreThoseOfTheLanguage) {
   };
   CResourceManager::GetInstance().SetLanguage(QStringLiteral("ar"));
   Settle();
-  EXPECT_EQ(value("IDS_GALLERT_LCD_ATTR_Resolution"), QStringLiteral("٤٠٣٢ x ٣٠٢٤"));
+  // The width at the left, whatever stands around it.
+  EXPECT_EQ(value("IDS_GALLERT_LCD_ATTR_Resolution"), QStringLiteral("\u2066٤٠٣٢ x ٣٠٢٤\u2069"));
   EXPECT_EQ(value("IDS_VIEWER_ATTR_ISO"), QStringLiteral("١٦٠٠"));
   EXPECT_TRUE(value("IDS_VIEWER_ATTR_DISTANCE").contains(QStringLiteral("١٢")));
   Keep("viewer-details-ar");
+  auto* resolution =
+      Viewer()->Attributes()->findChild<QTextEdit*>(QStringLiteral("IDS_GALLERT_LCD_ATTR_Resolution"));
+  ASSERT_NE(resolution, nullptr);
+  const auto placeOf = [resolution](int character) {
+    QTextCursor cursor(resolution->document());
+    cursor.setPosition(character);
+    return resolution->cursorRect(cursor).x();
+  };
+  const QString shown = resolution->toPlainText();
+  EXPECT_LT(placeOf(static_cast<int>(shown.indexOf(QStringLiteral("٤")))),
+            placeOf(static_cast<int>(shown.indexOf(QStringLiteral(" x ")) + 3)));
   Viewer()->CalMouseWheelIndex(-120);
-  EXPECT_EQ(value("IDS_GALLERT_LCD_ATTR_Resolution"), QStringLiteral("١٩٢٠ x ١٠٨٠"));
+  EXPECT_EQ(value("IDS_GALLERT_LCD_ATTR_Resolution"), QStringLiteral("\u2066١٩٢٠ x ١٠٨٠\u2069"));
   EXPECT_EQ(value("IDS_VIEWER_ATTR_DURATION"), QStringLiteral("٠٠:٠١:١٥"));
   CResourceManager::GetInstance().SetLanguage(QStringLiteral("en-GB"));
 }

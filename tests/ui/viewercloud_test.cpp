@@ -61,6 +61,62 @@ TEST_F(ViewerCloudTest, APictureThatTheCloudDoesNotGiveKeepsThePlaceholder) {
   EXPECT_NE(shown.pixelColor(shown.rect().center()), shown.pixelColor(1, 1));
 }
 
+// --- A picture that could not be had at first
+
+class LaterPictureTest : public ViewerCloudTest {
+ protected:
+  // Shown while the cloud gives nothing; it does again afterwards.
+  void OpenInVain() {
+    file = OnlyInTheCloud();
+    server.Fault(R"({"method":"GET","path":"/objects/","times":0,"status":503})");
+    OpenViewer(file);
+    HideWatch watch;
+    ring->installEventFilter(&watch);
+    ASSERT_TRUE(Until([&] { return watch.hidden; }));
+    server.ClearFaults();
+  }
+  bool Comes() {
+    return QTest::qWaitFor(
+        [this] { return LcdPictures::GetInstance().Has(file, page->Viewer()->Lcd()->Box()); }, 10000);
+  }
+  FilePtr file;
+};
+
+TEST_F(LaterPictureTest, ComesWhenItIsLookedAtAgain) {
+  ASSERT_NO_FATAL_FAILURE(OpenInVain());
+  (void)platform::SendMessageW(GlobalData::viewerWnd, WM_GALLERY_VIEWER_CLOSE, 0, 0);
+  const QPoint at = Cell()->rect().center();
+  QTest::mouseDClick(Cell(), Qt::LeftButton, {}, at);
+  ASSERT_NE(page->Viewer(), nullptr);
+  EXPECT_TRUE(Comes());
+}
+
+TEST_F(LaterPictureTest, ComesWithTheNextNewsOfTheAlbumWhileItIsShown) {
+  ASSERT_NO_FATAL_FAILURE(OpenInVain());
+  (void)platform::SendMessageW(GlobalData::viewerWnd, WM_GALLERY_RELOAD_VIEW, 0, 0);
+  EXPECT_TRUE(Comes());
+}
+
+TEST_F(LaterPictureTest, IsNotAskedForAgainWhileItIsUnderWay) {
+  file = OnlyInTheCloud();
+  server.Fault(R"({"method":"GET","path":"/objects/","times":0,"delayMs":3600000})");
+  OpenViewer(file);
+  ASSERT_TRUE(Until([&] { return page->Viewer()->IsLoading(); }));
+  const auto asked = [this] {
+    const auto requests = server.Requests();
+    return std::ranges::count_if(
+        requests, [](const std::string& request) { return request.find("/objects/") != std::string::npos; });
+  };
+  ASSERT_TRUE(Until([&] { return asked() > 0; })) << testing::PrintToString(server.Requests());
+  const auto before = asked();
+  for (int i = 0; i < 20; ++i)
+    (void)platform::SendMessageW(GlobalData::viewerWnd, WM_GALLERY_RELOAD_VIEW, 0, 0);
+  LcdPictures::GetInstance().WaitIdle();
+  EXPECT_TRUE(page->Viewer()->IsLoading());
+  EXPECT_EQ(asked(), before);
+  server.Kill();
+}
+
 // --- The first generation
 
 // An old cloud that answers with one picture for each size.

@@ -3,6 +3,7 @@
 #include <QWheelEvent>
 #include <fstream>
 
+#include "common/toolkit/overlays.h"
 #include "pagetest.h"
 #include "ui/viewer/douclickthumui.h"
 #include "ui/viewer/fullscreenrespondui.h"
@@ -84,6 +85,12 @@ class ViewerTest : public PageTest {
     if (!pictures.Has(file, lcd.Box())) return false;
     const LcdPicture there = pictures.Get(file, lcd.Box());
     return lcd.Picture().image.cacheKey() == there.image.cacheKey() && lcd.Picture().frames == there.frames;
+  }
+  // What the window says at its bottom; null when it says nothing.
+  Toast* Said() {
+    for (QWidget* widget : Viewer()->findChildren<QWidget*>())
+      if (auto* toast = dynamic_cast<Toast*>(widget); toast && toast->ClockId() != 0) return toast;
+    return nullptr;
   }
   QWidget* Part(const char* name) {
     auto* control = Viewer()->FindControl(QString::fromLatin1(name));

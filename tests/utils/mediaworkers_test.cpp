@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <thread>
 
 #include "tests/support/picturefiles.h"
 #include "tests/support/temporaryfolder.h"
@@ -70,6 +71,22 @@ TEST_F(MediaWorkersTest, StopEndsAReadingThatWouldTakeLong) {
   const FileReading reading(&stop);
   EXPECT_EQ(workers.Ask(Request(), answer), Outcome::Stopped);
   EXPECT_FALSE(reading.WasTooSlow());
+}
+
+TEST_F(MediaWorkersTest, HelperThatWasPreparedTakesTheFirstReading) {
+  MediaWorkers workers(Script("echo started >>$0.starts\n"
+                              "head -c 4 <&3 >/dev/null\n"
+                              "printf '\\015\\000\\000\\000{\"failure\":0}' >&3\nread line <&3"),
+                       hours(1));
+  workers.Prepare();
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (!fs::exists(folder / "helper.starts") && std::chrono::steady_clock::now() < end)
+    std::this_thread::yield();
+  ASSERT_TRUE(fs::exists(folder / "helper.starts"));
+  workers.Prepare();
+  EXPECT_EQ(workers.Ask(Request(), answer), Outcome::Answered);
+  std::ifstream starts(folder / "helper.starts");
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(starts), {}), "started\n");
 }
 
 TEST_F(MediaWorkersTest, HelperThatAFileEndsIsReplaced) {

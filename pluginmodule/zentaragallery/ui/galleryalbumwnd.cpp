@@ -4,6 +4,7 @@
 
 #include "common/duilib_business/windowbusybaseshadow.h"
 #include "common/toolkit/container.h"
+#include "common/toolkit/dialogbuilder.h"
 #include "common/toolkit/list.h"
 #include "common/toolkit/menu.h"
 #include "common/toolkit/resourcemanager.h"
@@ -189,11 +190,8 @@ void CGalleryAlbumWnd::FillCustom() {
   box->RemoveAll();
   custom.clear();
   for (const auto& album : all) {
-    auto* button = new CButtonUI;
-    button->SetName(QStringLiteral("btn_custom_album"));
-    button->ApplyAttributeList(
-        QStringLiteral("style=\"album\" checkable=\"true\" width=\"fill\" height=\"40\" icon=\"album\" "
-                       "iconsize=\"18\" menu=\"true\""));
+    auto* button = dynamic_cast<CButtonUI*>(CDialogBuilder().Create(QStringLiteral("Gallery/list_item.xml")));
+    if (!button) return LogError(kTag, "album wnd load faild");
     button->SetText(Page::AlbumTitle(*album));
     button->SetToolTip(Page::AlbumTitle(*album));
     box->Add(button);

@@ -21,6 +21,7 @@
 #include "ui/view/pageflags.h"
 #include "ui/view/pagerules.h"
 #include "ui/view/thumbrequests.h"
+#include "ui/viewer/lcdpictures.h"
 #include "utils/messages.h"
 
 namespace {
@@ -304,6 +305,7 @@ void CGalleryPictureUI::OnLeftDown(TEventUI& event) {
   downAt = event.ptMouse;
   Page::SetFocusFile(nullptr);
   if (file) {
+    LcdPictures::GetInstance().Prepare();  // A second press opens the viewer.
     Selection().OnLButtonDown(file);
     TellToolbar();
   } else if (Selection().Count() > 0) {

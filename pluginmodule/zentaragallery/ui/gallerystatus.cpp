@@ -28,6 +28,9 @@ constexpr char kTag[] = "ZentaraGallery";
 constexpr char kLastUpdate[] = "GalleryLastUpdate";  // seconds since 1970
 constexpr char kClearSeen[] = "GalleryClearSeen";    // user and marker of the last emptying that was told
 constexpr std::int64_t kDayMs = 86'400'000;
+constexpr int kUploading = 2;
+// The markup of what leads to more space, as CLabelUI reads it.
+constexpr char kLinkBegin[] = "<a 1> <c #007DFF>", kLinkEnd[] = "</c></a>";
 constexpr LPARAM kContentThere = 1, kContentLost = 2;
 
 std::int64_t LastUpdate() {
@@ -46,6 +49,15 @@ QString IconOf(int state) {
 std::int64_t DaysUntil(std::int64_t timeMs) {
   const std::int64_t left = timeMs - platform::NowMs();
   return timeMs > 0 && left > 0 ? (left + kDayMs - 1) / kDayMs : 0;
+}
+
+QString UpgradeLink() {
+  return QString::fromLatin1(kLinkBegin) + CResourceManager::GetText(QStringLiteral("IDS_UPDATE_Space_Ok")) +
+         QString::fromLatin1(kLinkEnd);
+}
+
+QString WithoutLink(QString text) {
+  return text.replace(UpgradeLink(), CResourceManager::GetText(QStringLiteral("IDS_UPDATE_Space_Ok")));
 }
 
 // Whether the cloud was emptied behind the state that this gallery has taken over.
@@ -92,11 +104,17 @@ void ZentaraGallery::OnUpdateWinState(int state, std::int64_t number) {
   const auto told = static_cast<SyncStatus>(state);
   if (told == SyncStatus::NOSPACE) spaceIsUp = true;
   if (told == SyncStatus::CHECK || told == SyncStatus::DOWNLOAD) spaceIsUp = false;
-  if ((!current || current->Kind() != AlbumKind::TimeLine) && state != 2) return;
+  if (IsTimeLine() || state == kUploading) ShowLastStatus();
+}
+
+// Other albums have the line only for what is being uploaded.
+void ZentaraGallery::ShowLastStatus() {
   const std::int64_t last = LastUpdate();
   const auto status =
-      PageRules::StatusFor(state, number, !spaceIsUp, last > 0 ? platform::NowSeconds() - last : -1);
-  ShowStatus(status, state);
+      PageRules::StatusFor(shownState, shownCount, !spaceIsUp, last > 0 ? platform::NowSeconds() - last : -1);
+  const bool uploads = shownState == kUploading && current && !current->IsBin();
+  if (auto* bar = FindControl(QStringLiteral("update_bar"))) bar->SetVisible(IsTimeLine() || uploads);
+  ShowStatus(status, shownState);
 }
 
 void ZentaraGallery::ShowStatus(const PageRules::StatusText& status, int state) {
@@ -119,6 +137,7 @@ void ZentaraGallery::ShowStatus(const PageRules::StatusText& status, int state) 
     text = CResourceManager::GetText(QString::fromStdString(status.key));
   }
   words->SetText(text);
+  words->SetToolTip(WithoutLink(text));
   words->SetVisible(!status.hidden);
   words->SetTextColor(state == 5 ? QStringLiteral("danger-text") : QStringLiteral("text-2"));
   if (ring) ring->SetVisible(status.ring);
@@ -130,9 +149,19 @@ void ZentaraGallery::ShowStatus(const PageRules::StatusText& status, int state) 
   if (status.reload) Page::Post(WM_GALLERY_RELOAD_VIEW);
 }
 
+QString ZentaraGallery::StorageFullText(std::int64_t number) const {
+  auto& parameters = *GlobalParamWrapper::GetInstance();
+  if (!parameters.CheckModuleValid(L"SupportUpgrade")) return FullTextWithoutLink(number);
+  if (parameters.IsBaseServiceUser())
+    return CResourceManager::GetText(QStringLiteral("IDS_GALLERY_TOAST_BASEUPLOAD"));
+  const QString text = CResourceManager::GetText(QStringLiteral("IDS_GALLERT_SyncNotSpace") +
+                                                 CResourceManager::PluralSuffix(number));
+  return Page::Fill(text, {CResourceManager::FormatNumber(number), UpgradeLink()});
+}
+
 // Without the module that sells space there is nothing to link to: the words about it
 // are left out, by the language's own sentence ends.
-QString ZentaraGallery::StorageFullText(std::int64_t number) const {
+QString ZentaraGallery::FullTextWithoutLink(std::int64_t number) {
   const QString language = CResourceManager::Language();
   if (language == QStringLiteral("zh-CN"))
     return Page::Fill(CResourceManager::GetText(QStringLiteral("IDS_GALLERT_SyncNotSpace_Overseas")),

@@ -10,6 +10,7 @@
 #include "common/toolkit/filechooser.h"
 #include "common/toolkit/menu.h"
 #include "common/toolkit/resourcemanager.h"
+#include "common/toolkit/toolkit.h"
 #include "host/base/drivethreadpool.h"
 #include "host/base/logger.h"
 #include "host/requests/cloudspacequery.h"
@@ -116,7 +117,7 @@ void ZentaraGallery::Run(const QString& textKey, std::size_t total, std::functio
   };
   const auto whole = [made, work = std::move(work), finish] {
     work(*made);
-    QMetaObject::invokeMethod(qApp, finish, Qt::QueuedConnection);
+    toolkit::RunLater(finish);
   };
   if (!CommonAbility::DriveThreadPool::GetInstance().Add(whole)) finish();
 }
@@ -143,6 +144,7 @@ ZentaraGallery::Files ZentaraGallery::Chosen() const {
   return files;
 }
 
+// When a batch begins: what is chosen while it runs is the user's next choice.
 void ZentaraGallery::DoneWithSelection() {
   if (HasViewer()) return;  // What it shows stays chosen.
   Selection().SelectClear(false);
@@ -324,6 +326,7 @@ void ZentaraGallery::OnDeleteFile(bool hard) {
   if (!hard && !bin) return Recycle(std::move(files));
   const auto deleted = std::make_shared<std::size_t>(0);
   const auto left = std::make_shared<std::vector<RefusedFile>>();
+  DoneWithSelection();
   Run(
       UploadProcess::TextKey(UploadProcess::Delete), files.size(),
       [files, deleted, left](Job& running) {
@@ -333,7 +336,6 @@ void ZentaraGallery::OnDeleteFile(bool hard) {
         *deleted = InSteps(files, running, work, left.get()).size();
       },
       [this, deleted, left](const Job&) {
-        DoneWithSelection();
         const QPointer<ZentaraGallery> page(this);
         TellRefused({}, *left, "IDS_GALLERY_LEFT_TITLE");
         if (page && *deleted > 0)
@@ -344,6 +346,7 @@ void ZentaraGallery::OnDeleteFile(bool hard) {
 void ZentaraGallery::Recycle(Files files) {
   const auto gone = std::make_shared<Files>();
   const auto left = std::make_shared<std::vector<RefusedFile>>();
+  DoneWithSelection();
   Run(
       UploadProcess::TextKey(UploadProcess::Delete), files.size(),
       [files, gone, left](Job& running) {
@@ -353,7 +356,6 @@ void ZentaraGallery::Recycle(Files files) {
         *gone = InSteps(files, running, work, left.get());
       },
       [this, gone, left](const Job&) {
-        DoneWithSelection();
         const QPointer<ZentaraGallery> page(this);
         TellRefused({}, *left, "IDS_GALLERY_LEFT_TITLE");
         if (!page || gone->empty()) return;
@@ -377,6 +379,7 @@ void ZentaraGallery::OnRestoreFile() {
   const Files files = Chosen();
   if (files.empty() || !current || !current->IsBin()) return;
   const auto back = std::make_shared<std::size_t>(0);
+  DoneWithSelection();
   Run(
       UploadProcess::TextKey(UploadProcess::Restore), files.size(),
       [files, back](Job& running) {
@@ -384,10 +387,7 @@ void ZentaraGallery::OnRestoreFile() {
                   (void)Gallery::GetInstance().RecoverFiles(part, false, report);
                 }).size();
       },
-      [this, back](const Job&) {
-        DoneWithSelection();
-        Say(QStringLiteral("restore"), Counted("IDS_GALLERY_RESTORED", *back));
-      });
+      [this, back](const Job&) { Say(QStringLiteral("restore"), Counted("IDS_GALLERY_RESTORED", *back)); });
 }
 
 void ZentaraGallery::OnClearBin() {
@@ -406,6 +406,7 @@ void ZentaraGallery::OnClearBin() {
   Logger::OutputOperationLog(
       kEventClearBin, 1, 0,
       {{"num", number}, {"total", number}, {"size", std::to_string(size)}, {"ids", ids}});
+  DoneWithSelection();
   Run(
       UploadProcess::TextKey(UploadProcess::Delete), files.size(),
       [files](Job& running) {
@@ -414,7 +415,6 @@ void ZentaraGallery::OnClearBin() {
         });
       },
       [this](const Job& ended) {
-        DoneWithSelection();
         Say(QStringLiteral("empty-bin"), Counted("IDS_GALLERY_DELETED_FOR_GOOD", ended.count));
       });
 }
@@ -504,23 +504,20 @@ void ZentaraGallery::OnDownLoadFileNoWnd() {
 void ZentaraGallery::Download(Files files, const std::wstring& folder) {
   const auto queued = std::make_shared<std::size_t>(0);
   const std::size_t wanted = files.size();
-  CommonAbility::DriveThreadPool::GetInstance().Add([files = std::move(files), folder, queued, wanted,
-                                                     page = QPointer<ZentaraGallery>(this)] {
-    *queued = GalleryTransManager::GetInstance().GalleryDownload(files, folder);
-    QMetaObject::invokeMethod(
-        qApp,
-        [page, queued, wanted, folder] {
+  DoneWithSelection();
+  CommonAbility::DriveThreadPool::GetInstance().Add(
+      [files = std::move(files), folder, queued, wanted, page = QPointer<ZentaraGallery>(this)] {
+        *queued = GalleryTransManager::GetInstance().GalleryDownload(files, folder);
+        toolkit::RunLater([page, queued, wanted, folder] {
           if (!page) return;
-          page->DoneWithSelection();
           if (*queued == 0 && wanted > 0)
             return page->Say(QStringLiteral("info"), QStringLiteral("IDS_GALLERY_DOWNLOAD_NONE"));
           (void)platform::PostMessageW(GlobalData::mainWnd, WM_GALLERY_DOWNLOAD_TOAST, 0, 0);
           page->Say(QStringLiteral("download"), Counted("IDS_GALLERY_DOWNLOADING", *queued),
                     QStringLiteral("IDS_GALLERY_SHOW_FOLDER"),
                     [folder] { QDesktopServices::openUrl(QUrl::fromLocalFile(Page::NativeText(folder))); });
-        },
-        Qt::QueuedConnection);
-  });
+        });
+      });
 }
 
 // --- Menus

@@ -5,6 +5,7 @@
 #include <QString>
 #include <functional>
 
+#include "common/toolkit/toolkit.h"
 #include "common/toolkit/types.h"
 #include "host/base/drivethreadpool.h"
 #include "model/records/galleryfile.h"
@@ -19,12 +20,9 @@ void InBackground(QObject* owner, Work work, Done done) {
   (void)CommonAbility::DriveThreadPool::GetInstance().Add(
       [owner = QPointer<QObject>(owner), work = std::move(work), done = std::move(done)]() mutable {
         auto result = work();
-        QMetaObject::invokeMethod(
-            qApp,
-            [owner, done = std::move(done), result = std::move(result)]() mutable {
-              if (owner) done(result);
-            },
-            Qt::QueuedConnection);
+        toolkit::RunLater([owner, done = std::move(done), result = std::move(result)]() mutable {
+          if (owner) done(result);
+        });
       });
 }
 

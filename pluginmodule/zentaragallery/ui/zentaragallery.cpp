@@ -13,6 +13,7 @@
 #include "host/base/drivethreadpool.h"
 #include "host/base/globalparamwrapper.h"
 #include "host/base/logger.h"
+#include "host/transfer/galleryupthdmng.h"
 #include "store/dbhelper.h"
 #include "sync/synchelper.h"
 #include "transfer/gallerytransmanager.h"
@@ -53,8 +54,6 @@ GalleryFileListViewHelper& Helper() { return GalleryFileListViewHelper::GetInsta
 GallerySelectHelper& Selection() { return GallerySelectHelper::GetInstance(); }
 
 bool IsHidden() { return GlobalParamWrapper::GetInstance()->GetDataHidePeriod(); }
-
-bool IsTimeLine(const Album::Ptr& album) { return album && album->Kind() == AlbumKind::TimeLine; }
 
 int TabOf(const Album& album) {
   if (album.Kind() == AlbumKind::TimeLine) return kTabTimeLine;
@@ -148,6 +147,7 @@ void ZentaraGallery::InitWindow() {
   typedEnd.setSingleShot(true);
   GlobalData::multiBubbleShown = !UserProperties::GetFlag(UserProperties::kTipSeen);
   SyncHelper::GetInstance().SetCallback(this);
+  ZentaraDeskClient::GalleryUpThdMng::GetInstance().SetTip(GetHWND(), WM_GALLERY_CONTENT_STATUS);
   LogInfo(kTag, "init main window complete");
   if (const auto pictures = Gallery::GetInstance().GetAlbum(SystemAlbumId(AlbumKind::TimeLine)))
     OnLoadGalleryFile(pictures, false);
@@ -155,6 +155,7 @@ void ZentaraGallery::InitWindow() {
 
 void ZentaraGallery::OnFinalMessage() {
   SyncHelper::GetInstance().SetCallback(nullptr);
+  ZentaraDeskClient::GalleryUpThdMng::GetInstance().SetTip(nullptr, 0);
   Helper().DropCallback();
   if (job) job->stop = true;
   (void)platform::PostMessageW(GlobalData::mainWnd, WM_GALLERY_UPLOAD_PANEL_CLOSE, 0, 0);
@@ -201,7 +202,7 @@ void ZentaraGallery::BindView(const Album& album) {
   const bool bin = tab == kTabBin;
   for (const char* name : {"btn_uploadFiles", "btn_download", "btn_move", "btn_delete"}) show(name, !bin);
   for (const char* name : {"btn_ReplyFiles", "btn_removeFile"}) show(name, bin);
-  show("update_bar", !bin);
+  ShowLastStatus();
 }
 
 void ZentaraGallery::OnLoadGalleryFile(const Album::Ptr& album, bool keepPage) {
@@ -242,7 +243,9 @@ void ZentaraGallery::SetViewConf(const char* reason) {
   const HWND self = GetHWND();
   Helper().SetListViewConf(
       current->AlbumId.Get(), static_cast<std::uint8_t>(columns),
-      [self](std::uint32_t) {
+      [self, coming = reloadComing](std::uint32_t) {
+        // An import tells of each of its files: the one that waits shows them all.
+        if (coming->exchange(true)) return;
         (void)platform::PostMessageW(self, WM_GALLERY_RELOAD_VIEW, 0, 0);
         // The viewer stays below the full screen, and takes over what that shows.
         const HWND full = GlobalData::fullWnd.load();
@@ -420,7 +423,7 @@ void ZentaraGallery::Retext() {
   if (!current) return;
   if (title) title->SetText(Page::AlbumTitle(*current));
   ShowCounts(TabOf(*current));
-  OnUpdateWinState(shownState, shownCount);
+  ShowLastStatus();
   Selection().RefreshNumberLabel();
   (void)platform::SendMessageW(GlobalData::viewerWnd, WM_GALLERY_RETEXT, 0, 0);
   if (panel) (void)platform::SendMessageW(panel->GetHWND(), WM_GALLERY_RETEXT, 0, 0);
@@ -565,7 +568,7 @@ bool ZentaraGallery::OnKey(TEventUI& event) {
       break;
   }
   const bool digit = event.key >= Qt::Key_0 && event.key <= Qt::Key_9;
-  if (!control && (digit || (event.key == Qt::Key_Minus && !typed.isEmpty())) && IsTimeLine(current)) {
+  if (!control && (digit || (event.key == Qt::Key_Minus && !typed.isEmpty())) && IsTimeLine()) {
     OnTypedDate(QChar(event.key));
     return true;
   }
@@ -621,6 +624,7 @@ LRESULT ZentaraGallery::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, b
       OnLoadGalleryFile(*reinterpret_cast<const Album::Ptr*>(wParam), lParam != 0);
       return 0;
     case WM_GALLERY_RELOAD_VIEW:
+      *reloadComing = false;
       OnReloadView();
       return 0;
     case WM_GALLERY_REDRAW:
@@ -794,7 +798,7 @@ LRESULT ZentaraGallery::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lParam, b
 // The album is gone from the gallery; of the time line only what it holds can go.
 void ZentaraGallery::OnAlbumRemoved(std::string* id) {
   const std::unique_ptr<std::string> removed(id);
-  if (IsTimeLine(current) && current->FileCount() == 0) {
+  if (IsTimeLine() && current->FileCount() == 0) {
     for (const HWND window : {GlobalData::fullWnd.load(), GlobalData::viewerWnd.load()})
       (void)platform::SendMessageW(window, WM_GALLERY_VIEWER_CLOSE, 0, 0);
     EnableZoom(false);

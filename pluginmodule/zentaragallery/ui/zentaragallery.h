@@ -110,6 +110,7 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
 
  private:
   // zentaragallery.cpp: the window and its views
+  bool IsTimeLine() const { return current && current->Kind() == AlbumKind::TimeLine; }
   void FindControls();
   void BindView(const Album& album);
   void OnLoadGalleryFile(const Album::Ptr& album, bool keepPage);
@@ -173,8 +174,10 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
 
   // gallerystatus.cpp: the status line and what the cloud says
   void OnUpdateWinState(int state, std::int64_t count);
+  void ShowLastStatus();
   void ShowStatus(const PageRules::StatusText& status, int state);
   QString StorageFullText(std::int64_t count) const;
+  static QString FullTextWithoutLink(std::int64_t count);
   void DisableOrDel();
   void ShowDisabled(bool disabled, std::int64_t daysLeft);
   void OnCloudCleared(const std::string& marker);
@@ -222,10 +225,12 @@ class ZentaraGallery : public WindowImplBaseEx, public ISyncCallback, public ISe
   QTimer typedEnd;
   QRect sizedAt;
   int savedSlider = 3;
-  int shownState = 0;  // of the status line
+  int shownState = -1;  // of the status line; -1 before the first is told
   std::int64_t shownCount = 0;
   bool spaceIsUp = false;  // the cloud's, as the last cycle met it
   bool started = false;
+  // A changed layout has been told and not been shown yet.
+  const std::shared_ptr<std::atomic<bool>> reloadComing = std::make_shared<std::atomic<bool>>(false);
   bool asksForShown = false;   // whether to delete what the viewer shows
   bool sliderIsZoom = false;   // the viewer has it
   bool settingSlider = false;  // by the page, not the user

@@ -10,6 +10,9 @@
 // Safe from any thread.
 namespace MediaReading {
 
+// Loads the picture library ahead of the first reading.
+void Start();
+
 MediaFailure Exif(const std::wstring& path, PictureMetadata& metadata, std::int64_t& timeMs);
 MediaFailure Video(const std::wstring& path, VideoMetadata& metadata);
 // Empty, or why no thumbnail came about.

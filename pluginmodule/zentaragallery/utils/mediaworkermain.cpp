@@ -130,6 +130,8 @@ class Inbox {
 int main() {
   // Lives as long as its thread: until the process ends.
   auto* const inbox = new Inbox;
+  // Before the first request: it may have been started ahead of it.
+  MediaReading::Start();
   while (const auto request = inbox->Next()) {
     if (!platform::ParentChannel::Send(Answer(*request))) break;
   }

@@ -63,6 +63,14 @@ MediaWorkers::Outcome MediaWorkers::Ask(const Json::Value& request, Json::Value&
   }
 }
 
+void MediaWorkers::Prepare() {
+  bool isFresh = false;
+  Worker worker = Take(isFresh);
+  if (!worker) return;
+  const platform::MutexLock hold(lock);
+  idle.push_back(std::move(worker));
+}
+
 MediaWorkers::Worker MediaWorkers::Take(bool& isFresh) {
   {
     platform::MutexLock hold(lock);

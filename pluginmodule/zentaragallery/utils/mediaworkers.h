@@ -33,6 +33,9 @@ class MediaWorkers {
   // One reading; on the thread's FileReading it ends with that. One that is too slow,
   // or ends its process, is logged.
   Outcome Ask(const Json::Value& request, Json::Value& answer);
+  // Starts a helper that waits for the first reading, unless one does: its libraries
+  // take longer to load than a small picture to read.
+  void Prepare();
 
  private:
   using Worker = std::unique_ptr<platform::ChildProcess>;

@@ -111,6 +111,8 @@ MediaFailure ReadPicture(const std::wstring& path, PictureRead& read) {
 
 }  // namespace
 
+void MediaReading::Start() { (void)StartVips(); }
+
 MediaFailure MediaReading::Exif(const std::wstring& path, PictureMetadata& metadata, std::int64_t& timeMs) {
   PictureRead read;
   const MediaFailure failure = ReadPicture(path, read);

@@ -4,6 +4,7 @@
 #include "common/platform/paths.h"
 #include "utils/bmppicture.h"
 #include "utils/decodelimits.h"
+#include "utils/hevcpicture.h"
 #include "utils/mediatypes.h"
 #include "utils/pictureformat.h"
 #include "utils/rawpicture.h"
@@ -141,6 +142,10 @@ bool SinkFile(const std::filesystem::path& path, PictureFormat format, int longE
   }
   if (longEdge == 0 && format == PictureFormat::Gif) {
     if (const auto frames = OpenFrames(header.get(), path); TakesIn(sink, frames)) return true;
+  }
+  if (format == PictureFormat::Heif) {
+    if (const auto fast = DecodeHevcPicture(path, longEdge); fast && TakesIn(sink, Whole(fast.get())))
+      return true;
   }
   bool done = TakesIn(sink, ShrinkFile(header.get(), path, longEdge));
   // The embedded preview that was taken may be of other dimensions than it says.

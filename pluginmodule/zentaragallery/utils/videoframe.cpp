@@ -3,17 +3,14 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <memory>
 
+#include "utils/avowners.h"
 #include "utils/decodelimits.h"
 
 extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
 #include <libavutil/display.h>
 #include <libavutil/imgutils.h>
 #include <libavutil/opt.h>
-#include <libswscale/swscale.h>
 }
 
 namespace {
@@ -27,16 +24,6 @@ constexpr std::int64_t kPosterAtMicroseconds = 1'000'000;
 constexpr auto kPatience = std::chrono::seconds(20);
 // Some 30 s of a video in which no picture can be decoded.
 constexpr int kMaxPackets = 2000;
-
-struct FreeAv {
-  void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
-  void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
-  void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-  void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-  void operator()(SwsContext* context) const { sws_freeContext(context); }
-};
-template <typename Object>
-using AvOwner = std::unique_ptr<Object, FreeAv>;
 
 using Deadline = std::chrono::steady_clock::time_point;
 
@@ -132,15 +119,10 @@ class PosterReader {
   AvOwner<AVFrame> frame{av_frame_alloc()};
 };
 
-void SilenceLibrary() {
-  static const bool done = (av_log_set_level(AV_LOG_QUIET), true);
-  (void)done;
-}
-
 }  // namespace
 
 std::optional<RgbPicture> DecodePoster(const std::filesystem::path& path, std::string& cause) {
-  SilenceLibrary();
+  SilenceVideoLibrary();
   Deadline deadline = std::chrono::steady_clock::now() + kPatience;
   cause = "open video";
   const auto container = OpenContainer(path, deadline);

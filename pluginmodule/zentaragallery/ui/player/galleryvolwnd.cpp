@@ -18,13 +18,13 @@ constexpr int kWidth = 44, kHeight = 162, kCorner = 12;
 
 }  // namespace
 
-GalleryVolWnd::GalleryVolWnd(CPlayControlUI& opener)
-    : bar(&opener), focusBefore(QApplication::focusWidget()) {
+GalleryVolWnd::GalleryVolWnd(CPlayControlUI& opener, QWidget& pressed)
+    : bar(&opener), button(&pressed), focusBefore(QApplication::focusWidget()) {
   setAttribute(Qt::WA_DeleteOnClose);
 }
 
 void GalleryVolWnd::Open(CPlayControlUI& bar, QWidget& button) {
-  auto* volume = new GalleryVolWnd(bar);
+  auto* volume = new GalleryVolWnd(bar, button);
   if (!volume->Create(bar.Widget(), QStringLiteral("GalleryVolWnd"), WindowStyle::Popup, {0, 0, 10, 10})) {
     delete volume;
     return;
@@ -37,6 +37,7 @@ void GalleryVolWnd::Open(CPlayControlUI& bar, QWidget& button) {
   volume->ShowWindow();
   toolkit::motion::Appear(*volume, toolkit::motion::kPaneMs,
                           {.offset = {0, bar.Scaled(toolkit::motion::kPaneWay)}});
+  bar.ShowVolumeOpen(volume);
   if (volume->slider) volume->slider->setFocus(Qt::PopupFocusReason);
 }
 
@@ -87,6 +88,7 @@ void GalleryVolWnd::ShowSound() {
 
 // Or the focus would go to whatever comes next in the window, and Escape with it.
 void GalleryVolWnd::closeEvent(QCloseEvent* event) {
+  if (bar) bar->ShowVolumeOpen(nullptr);
   const QWidget* focus = QApplication::focusWidget();
   if (focusBefore && focus && (focus == this || isAncestorOf(focus)))
     focusBefore->setFocus(Qt::PopupFocusReason);
@@ -95,7 +97,9 @@ void GalleryVolWnd::closeEvent(QCloseEvent* event) {
 
 bool GalleryVolWnd::eventFilter(QObject* watched, QEvent* event) {
   const auto* widget = qobject_cast<QWidget*>(watched);
-  if (event->type() == QEvent::FocusIn && widget && widget != this && !isAncestorOf(widget)) {
+  // Its button closes it by itself: a press gives it the focus before.
+  if (event->type() == QEvent::FocusIn && widget && widget != this && widget != button &&
+      !isAncestorOf(widget)) {
     QMetaObject::invokeMethod(
         this, [this] { Close(); }, Qt::QueuedConnection);
   }

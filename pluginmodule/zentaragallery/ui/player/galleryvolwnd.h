@@ -11,7 +11,7 @@ class CSliderUI;
 // Closes with the focus and on a click beside it.
 class GalleryVolWnd : public WindowImplBaseEx {
  public:
-  explicit GalleryVolWnd(CPlayControlUI& opener);
+  GalleryVolWnd(CPlayControlUI& opener, QWidget& pressed);
   QString GetSkinFile() override { return QStringLiteral("VLC/Vol.xml"); }
   const char* GetWindowClassName() const override { return "GalleryVolWnd"; }
   void InitWindow() override;
@@ -29,6 +29,6 @@ class GalleryVolWnd : public WindowImplBaseEx {
   void ShowSound();
 
   const QPointer<CPlayControlUI> bar;
-  const QPointer<QWidget> focusBefore;
+  const QPointer<QWidget> button, focusBefore;
   CSliderUI* slider = nullptr;
 };

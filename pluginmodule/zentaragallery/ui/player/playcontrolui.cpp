@@ -99,6 +99,11 @@ void CPlayControlUI::ShowPlace() {
     button->SetAttribute(QStringLiteral("iconcolor"), color);
     button->SetTextColor(color);
   }
+  // A tint under white is none.
+  volume->SetAttribute(QStringLiteral("bkcolor"), !volumeWindow ? QString()
+                                                  : full        ? QStringLiteral("accent")
+                                                                : QStringLiteral("tint"));
+  if (volumeWindow && !full) volume->SetAttribute(QStringLiteral("iconcolor"), QStringLiteral("accent-text"));
   slider->SetTextColor(color);
   time->SetTextColor(full ? color : QStringLiteral("text-2"));
 }
@@ -151,6 +156,11 @@ void CPlayControlUI::ShowSound() {
     volume->SetIcon(VlcPlayer::GetInstance().IsSoundOn() ? QStringLiteral("volume") : QStringLiteral("mute"));
 }
 
+void CPlayControlUI::ShowVolumeOpen(WindowImplBaseEx* window) {
+  volumeWindow = window;
+  ShowPlace();
+}
+
 // --- What it does
 
 bool CPlayControlUI::IsOfFullScreen() const {
@@ -171,7 +181,10 @@ void CPlayControlUI::OnSlider(int value) {
   VlcPlayer::GetInstance().SetPosition(fraction);
 }
 
-void CPlayControlUI::OnVolume() { GalleryVolWnd::Open(*this, *volume); }
+void CPlayControlUI::OnVolume() {
+  if (volumeWindow) return volumeWindow->Close();
+  GalleryVolWnd::Open(*this, *volume);
+}
 
 void CPlayControlUI::OnScreenFull() {
   const bool full = IsOfFullScreen();

@@ -1,9 +1,12 @@
 #pragma once
 
+#include <QPointer>
+
 #include "common/toolkit/button.h"
 #include "common/toolkit/container.h"
 #include "common/toolkit/label.h"
 #include "common/toolkit/slider.h"
+#include "common/toolkit/windowimplbase.h"
 
 // The bar below a film: "btnPlay", "sliderPlay", "labelPlayTime", "beishu" (speed),
 // "btnVolume", "btnScreenFull". Element "PlayControl"; builds itself from its skin.
@@ -33,6 +36,8 @@ class CPlayControlUI : public CVerticalLayoutUI {
   void ShowPosition(float fraction, std::int64_t timeMs, std::int64_t lengthMs);
   void ShowRate(float rate);
   void ShowSound();
+  // The window of the volume above its button; null when that has closed.
+  void ShowVolumeOpen(WindowImplBaseEx* window);
   // "00:00:18/00:00:47" in the language's digits.
   static QString TimeText(std::int64_t timeMs, std::int64_t lengthMs);
   // "1.0X"
@@ -53,6 +58,7 @@ class CPlayControlUI : public CVerticalLayoutUI {
   CButtonUI* rateButton = nullptr;
   CButtonUI* volume = nullptr;
   CButtonUI* screenFull = nullptr;
+  QPointer<WindowImplBaseEx> volumeWindow;
   float fraction = 0, rate = 1;
   std::int64_t timeMs = 0, lengthMs = 0;
 };

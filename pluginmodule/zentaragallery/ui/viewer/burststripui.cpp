@@ -34,12 +34,9 @@ void BurstStripUI::AskForThumbnails() {
     if (!file->thumbExists) missing.push_back(file);
   const QPointer<BurstStripUI> strip(this);
   ThumbRequests::GetInstance().Ask(missing, [strip](const GalleryFile::Ptr&) {
-    QMetaObject::invokeMethod(
-        qApp,
-        [strip] {
-          if (strip) strip->update();
-        },
-        Qt::QueuedConnection);
+    toolkit::RunLater([strip] {
+      if (strip) strip->update();
+    });
   });
 }
 

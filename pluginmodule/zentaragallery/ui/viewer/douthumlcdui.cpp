@@ -69,6 +69,8 @@ void CDouThumLCDUI::LoadLcd(const GalleryFile::Ptr& shown) {
     fit.Reset();
     pressed = false;
   }
+  // Also at each reload: a cycle of the sync may have brought it, and the next one is far.
+  if (file && (another || HasFailed())) Pictures().TryAgain(file);
   Take();
   if (file) Want();
   setAccessibleName(file ? Page::AccessibleText(*file) : QString());

@@ -16,6 +16,7 @@
 #include "transfer/thumbnails/thumbnailhelper.h"
 #include "ui/pagecontext.h"
 #include "utils/mediareader.h"
+#include "utils/mediaworkers.h"
 #include "utils/messages.h"
 #include "utils/picturemetadata.h"
 
@@ -106,12 +107,14 @@ struct LcdPictures::State {
   std::list<Key> uses GUARDED_BY(lock);  // the latest used first
   qint64 bytes GUARDED_BY(lock) = 0;
   std::set<std::string> failed GUARDED_BY(lock);
-  std::set<std::string> fetched GUARDED_BY(lock);  // asked of the cloud, whatever came
+  // Asked of the cloud: those on their way, and all since somebody looked anew.
+  std::set<std::string> fetching GUARDED_BY(lock), fetched GUARDED_BY(lock);
   std::string originalOf GUARDED_BY(lock);
   std::shared_ptr<const MappedPixels> original GUARDED_BY(lock);
   std::map<TileKey, QImage> tileImages GUARDED_BY(lock);
   std::deque<TileKey> tileUses GUARDED_BY(lock);
   qint64 tileBytes GUARDED_BY(lock) = 0;
+  bool isToPrepare GUARDED_BY(lock) = false;
   std::uint64_t epoch GUARDED_BY(lock) = 0;  // a former account's work is not taken
 
   bool IsUnderWay(const Job& job) REQUIRES(lock) { return std::ranges::find(running, job) != running.end(); }
@@ -165,8 +168,13 @@ struct LcdPictures::State {
       std::uint64_t began = 0;
       {
         MutexLock hold(lock);
-        while (!Take(job)) changed.wait(lock);
+        while (!Take(job) && !isToPrepare) changed.wait(lock);
+        isToPrepare = false;
         began = epoch;
+      }
+      if (!job.file) {
+        MediaWorkers::GetInstance().Prepare();
+        continue;
       }
       job.tile ? RunTile(job) : job.whole ? RunOriginal(job, began) : RunPicture(job, began);
       MutexLock hold(lock);
@@ -243,10 +251,12 @@ struct LcdPictures::State {
   void Fetch(const Job& job) {
     {
       MutexLock hold(lock);
+      if (fetching.contains(job.key.content)) return;
       if (!fetched.insert(job.key.content).second) {
         failed.insert(job.key.content);
         return Tell(job, WM_GALLERY_LCD_FAILED);
       }
+      fetching.insert(job.key.content);
     }
     const HWND told = job.told;
     const auto tellProgress = [told, word = static_cast<WPARAM>(AddressOf(job.file))](int percent) {
@@ -254,14 +264,21 @@ struct LcdPictures::State {
     };
     tellProgress(0);
     ThumbnailRequest request{job.file, true, false, nullptr, nullptr};
-    request.uiCallback = [told](const File& file) {
+    request.uiCallback = [this, told, content = job.key.content](const File& file) {
+      EndFetch(content, file->TestLcdOnDisk());
       (void)platform::PostMessageW(told, WM_GALLERY_LCD_LOADED, 0, AddressOf(file));
-      const UINT next = file->TestLcdOnDisk() ? WM_GALLERY_LCD_RELOAD : WM_GALLERY_LCD_FAILED;
+      const UINT next = file->lcdExists ? WM_GALLERY_LCD_RELOAD : WM_GALLERY_LCD_FAILED;
       (void)platform::PostMessageW(told, next, static_cast<WPARAM>(AddressOf(file)), 0);
     };
     request.priorityCallback = [told] { return platform::IsWindow(told); };
     request.progressCallback = tellProgress;
     ThumbnailHelper::GetInstance().DownloadThumbs({request});
+  }
+
+  void EndFetch(const std::string& content, bool hasCome) {
+    MutexLock hold(lock);
+    fetching.erase(content);
+    if (!hasCome) failed.insert(content);
   }
 
   void RunOriginal(const Job& job, std::uint64_t began) {
@@ -308,6 +325,12 @@ LcdPictures& LcdPictures::GetInstance() {
 
 LcdPictures::LcdPictures() : state(new State) {
   for (int i = 0; i < kWorkers; ++i) std::thread([this] { state->Work(); }).detach();
+}
+
+void LcdPictures::Prepare() {
+  MutexLock hold(state->lock);
+  state->isToPrepare = true;
+  state->changed.notify_one();
 }
 
 LcdPicture LcdPictures::Get(const File& file, QSize box) const {
@@ -365,9 +388,14 @@ void LcdPictures::Forget(const File& file) {
   const std::string content = ContentOf(*file);
   MutexLock hold(state->lock);
   state->failed.erase(content);
-  state->fetched.erase(content);
   for (auto it = state->kept.lower_bound({content}); it != state->kept.end() && it->first.content == content;)
     state->Drop(it++);
+}
+
+void LcdPictures::TryAgain(const File& file) {
+  const std::string content = ContentOf(*file);
+  MutexLock hold(state->lock);
+  for (auto* set : {&state->failed, &state->fetching, &state->fetched}) set->erase(content);
 }
 
 void LcdPictures::Clear() {
@@ -378,6 +406,7 @@ void LcdPictures::Clear() {
   state->uses.clear();
   state->bytes = 0;
   state->failed.clear();
+  state->fetching.clear();
   state->fetched.clear();
   state->originalOf.clear();
   state->original.reset();

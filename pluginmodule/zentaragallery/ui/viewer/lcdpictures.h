@@ -43,6 +43,9 @@ class LcdPictures {
 
   static LcdPictures& GetInstance();
 
+  // Somebody may open the viewer soon: what decodes gets ready.
+  void Prepare();
+
   // The picture fitted into `box`, from memory; one of another size while that is not
   // there, null without any.
   LcdPicture Get(const File& file, QSize box) const;
@@ -51,9 +54,12 @@ class LcdPictures {
   void Want(const File& file, QSize box, HWND told);
   // Decoded when nothing is wanted; replaces the list before.
   void Ahead(const std::vector<File>& files, QSize box);
-  // Neither decoded nor to be had; tried again after Forget.
+  // Neither decoded nor to be had; tried again after either of these.
   bool HasFailed(const File& file) const;
+  // Another picture lies on the disk; the cloud is not asked for it once more.
   void Forget(const File& file);
+  // Somebody looks anew, or there is news: what failed may be there by now.
+  void TryAgain(const File& file);
   // Drops everything, for another account; what is under way is not taken.
   void Clear();
 

@@ -81,6 +81,14 @@ QString CameraName(const PictureMetadata& metadata) {
   return maker.isEmpty() || named ? model : maker + u' ' + model;
 }
 
+// One text that runs from the left among words that do not; else the two numbers around
+// a Latin letter may change their places.
+QString FromTheLeft(const QString& text) {
+  return CResourceManager::IsRightToLeft() ? QChar(0x2066) + text + QChar(0x2069) : text;
+}
+
+QString Aperture(double number) { return FromTheLeft(QStringLiteral("f/") + Decimal(number, 1)); }
+
 QString Digits(int number) { return CResourceManager::InDigits(QString::number(number)); }
 
 QString Duration(int seconds) {
@@ -255,7 +263,8 @@ void PicAttributeWnd::SetAttributeResolu() {
     high = picture.height;
   }
   if (wide > 0 && high > 0)
-    AddRow("IDS_GALLERT_LCD_ATTR_Resolution", Digits(wide) + QStringLiteral(" x ") + Digits(high));
+    AddRow("IDS_GALLERT_LCD_ATTR_Resolution",
+           FromTheLeft(Digits(wide) + QStringLiteral(" x ") + Digits(high)));
 }
 
 void PicAttributeWnd::SetTimes() {
@@ -270,12 +279,10 @@ void PicAttributeWnd::SetCamera(const PictureMetadata& metadata) {
 
 void PicAttributeWnd::SetExposure(const PictureMetadata& metadata) {
   const bool exposed = metadata.exposureTime > 0;
-  if (metadata.aperture > 0)
-    AddRow("IDS_VIEWER_ATTR_APERTURE", QStringLiteral("f/") + Decimal(metadata.aperture, 1));
+  if (metadata.aperture > 0) AddRow("IDS_VIEWER_ATTR_APERTURE", Aperture(metadata.aperture));
   // A camera writes this one as a power: 2 is f/2, 4 is f/4.
   if (metadata.maxApertureValue > 0)
-    AddRow("IDS_VIEWER_ATTR_MAX_APERTURE",
-           QStringLiteral("f/") + Decimal(std::pow(2, metadata.maxApertureValue / 2), 1));
+    AddRow("IDS_VIEWER_ATTR_MAX_APERTURE", Aperture(std::pow(2, metadata.maxApertureValue / 2)));
   AddRow("IDS_VIEWER_ATTR_EXPOSURE_TIME", ExposureTime(metadata.exposureTime));
   if (metadata.isoSpeed > 0) AddRow("IDS_VIEWER_ATTR_ISO", Digits(metadata.isoSpeed));
   if (metadata.focalLength > 0)

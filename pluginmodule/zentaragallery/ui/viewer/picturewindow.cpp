@@ -6,6 +6,7 @@
 #include <QWheelEvent>
 
 #include "common/toolkit/motion.h"
+#include "common/toolkit/overlays.h"
 #include "common/toolkit/resourcemanager.h"
 #include "host/base/drivethreadpool.h"
 #include "host/base/logger.h"
@@ -286,8 +287,28 @@ void PictureWindow::PicAttributeShowToCanle() {
   LogOperation(
       "halcyra_gallery_setfavorite",
       {{"Isfavorite", on ? "true" : "false"}, {"total", "1"}, {"size", std::to_string(shown->Size.Get())}});
-  TakeFavorite(on);
-  if (favoriteWritten != shown) WriteFavorite();
+  SetFavorite(shown, on);
+  SayFavorite(on);
+}
+
+void PictureWindow::SetFavorite(const GalleryFile::Ptr& file, bool on) {
+  if (file == shown) {
+    TakeFavorite(on);
+    if (favoriteWritten != shown) WriteFavorite();
+  } else {
+    (void)CommonAbility::DriveThreadPool::GetInstance().Add(
+        [file, on] { (void)Gallery::GetInstance().FavoriteFiles(file, on); });
+  }
+}
+
+// In the picture's own part of the window: a film's bar and the shots of a burst stay free.
+void PictureWindow::SayFavorite(bool on) {
+  Toast::Contents said{.icon = on ? QStringLiteral("heart-filled") : QStringLiteral("heart"),
+                       .sentence = on ? QStringLiteral("IDS_VIEWER_FAVORITE_ADDED")
+                                      : QStringLiteral("IDS_VIEWER_FAVORITE_REMOVED"),
+                       .action = QStringLiteral("IDS_GALLERY_UNDO"),
+                       .onAction = [this, file = shown, on] { SetFavorite(file, !on); }};
+  (void)Toast::Show(*lcd->parentWidget(), said);
 }
 
 // On a worker; what became of it comes back. One write of a file at a time: two would

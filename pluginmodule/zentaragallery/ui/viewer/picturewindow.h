@@ -108,6 +108,8 @@ class PictureWindow : public WindowImplBaseEx {
   void ShowAt(int index);
   void TakeFavorite(bool on);
   void FollowFavorite();
+  void SetFavorite(const GalleryFile::Ptr& file, bool on);
+  void SayFavorite(bool on);
   void WriteFavorite();
   void OnFavoriteWritten(WPARAM word, bool on);
   void PlaceAttributes();
