@@ -219,6 +219,7 @@ class Tour:
         self.shot("licences-dialog")
         self.d.key("Escape")
         self.d.gone(self.text("IDS_LICENCES_TEXT"))
+        self.d.wheel((self.d.size[0] // 2, self.d.size[1] // 2), -60)
         self.press("IDS_SETTINGS_SHOW", "push button")
         self.shot("devices-dialog")
         self.d.key("Escape")
