@@ -51,8 +51,8 @@ void LicencesWnd::AddRow(const QString& name, const QString& licence, const QStr
   if (!text.isEmpty()) {
     auto* open = new CButtonUI;
     open->SetName(QStringLiteral("open_licence"));
-    open->ApplyAttributeList(
-        QStringLiteral("style=\"icon\" icon=\"open\" iconsize=\"18\" width=\"32\" height=\"32\""));
+    open->ApplyAttributeList(QStringLiteral(
+        "style=\"icon\" icon=\"open\" iconsize=\"18\" iconcolor=\"text-2\" width=\"32\" height=\"32\""));
     open->SetToolTip(QStringLiteral("IDS_LICENCES_OPEN"));
     open->SetUserData(text);
     row->Add(open);

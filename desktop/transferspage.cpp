@@ -104,9 +104,13 @@ QString TargetText(const TransferTask& task) {
   return target.isEmpty() ? QString() : Page::Fill(Text("IDS_TRANSFERS_TO"), {target});
 }
 
+// A dot between them would be a nought among Arabic digits, so that the language joins.
 QString Joined(QStringList parts) {
   parts.removeAll(QString());
-  return parts.join(QStringLiteral(" · "));
+  QString all = parts.value(0);
+  for (qsizetype i = 1; i < parts.size(); ++i)
+    all = Page::Fill(Text("IDS_TRANSFERS_JOINED"), {all, parts[i]});
+  return all;
 }
 
 // The second line of a row.
@@ -304,6 +308,8 @@ CControlUI* TransfersPage::MakeState(Row& row) {
   row.state = new CLabelUI;
   row.state->SetName(QStringLiteral("row_state"));
   row.state->SetFont(QStringLiteral("small"));
+  // A reason is read whole.
+  if (wide && row.task->Status() == TaskStatus::Failed) row.state->setWordWrap(true);
   both->Add(row.state);
   return both;
 }
@@ -316,7 +322,8 @@ void TransfersPage::AddButtons(CContainerUI& row, const TransferTask& task) {
   const auto button = [&](const char* icon, const char* action, const char* tip) {
     auto* made = new CButtonUI;
     made->SetName(QString::fromLatin1(action));
-    made->ApplyAttributeList(QStringLiteral("style=\"icon\" width=\"32\" height=\"32\" iconsize=\"18\""));
+    made->ApplyAttributeList(
+        QStringLiteral("style=\"icon\" width=\"32\" height=\"32\" iconsize=\"18\" iconcolor=\"text-2\""));
     made->SetIcon(QString::fromLatin1(icon));
     made->SetToolTip(QString::fromLatin1(tip));
     made->SetUserData(QString::fromStdString(task.GetTransferId()));

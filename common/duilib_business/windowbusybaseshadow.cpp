@@ -6,7 +6,10 @@
 #include <QTimer>
 #include <cstdio>
 
+#include "common/toolkit/motion.h"
 #include "common/toolkit/theme.h"
+
+namespace motion = toolkit::motion;
 
 namespace {
 
@@ -64,6 +67,9 @@ int WindowBusyBaseShadow::RunOver(QWidget& owner) {
   FitContents();  // Its rows came after the skin.
   // Widths are known once it is shown.
   QTimer::singleShot(0, this, [this] { FitContents(); });
+  motion::Appear(*dim.operator->(), motion::kDialogMs);
+  motion::Appear(*this, motion::kDialogMs, {.scale = motion::kDialogFrom});
+  if (Shadow()) motion::Appear(*Shadow(), motion::kDialogMs);
   const HWND layer = dim->GetHWND();
   const int result = ShowModal();
   platform::SendMessageW(layer, UIBackGroundMessWnd::kDialogClosed, 0, 0);
@@ -74,6 +80,11 @@ int WindowBusyBaseShadow::RunOver(QWidget& owner) {
 bool WindowBusyBaseShadow::eventFilter(QObject* watched, QEvent* event) {
   if (watched == parentWidget() && event->type() == QEvent::Resize) CenterWindow();
   return WindowBusyBase::eventFilter(watched, event);
+}
+
+void WindowBusyBaseShadow::hideEvent(QHideEvent* event) {
+  WindowBusyBase::hideEvent(event);
+  motion::Vanish(*this, motion::kDialogOutMs);
 }
 
 // --- The dim layer
@@ -109,6 +120,11 @@ LRESULT UIBackGroundMessWnd::HandleMessage(UINT uMsg, WPARAM wParam, LPARAM lPar
     return 0;
   }
   return WindowBusyBase::HandleMessage(uMsg, wParam, lParam, handled);
+}
+
+void UIBackGroundMessWnd::hideEvent(QHideEvent* event) {
+  WindowBusyBase::hideEvent(event);
+  motion::Vanish(*this, motion::kDialogOutMs);
 }
 
 void UIBackGroundMessWnd::paintEvent(QPaintEvent*) {

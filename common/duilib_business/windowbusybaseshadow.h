@@ -20,6 +20,7 @@ class WindowBusyBaseShadow : public WindowBusyBase {
  protected:
   void Sub_OnDPIChanged() override;
   bool eventFilter(QObject* watched, QEvent* event) override;
+  void hideEvent(QHideEvent* event) override;
 
  private:
   void ShadowCreate();
@@ -62,6 +63,7 @@ class UIBackGroundMessWnd : public WindowBusyBase {
 
  protected:
   void paintEvent(QPaintEvent* event) override;
+  void hideEvent(QHideEvent* event) override;
   void mousePressEvent(QMouseEvent*) override {}
   bool eventFilter(QObject* watched, QEvent* event) override;
 

@@ -6,6 +6,7 @@
 #include "common/toolkit/button.h"
 #include "common/toolkit/icons.h"
 #include "common/toolkit/mix.h"
+#include "common/toolkit/motion.h"
 #include "common/toolkit/theme.h"
 #include "common/toolkit/toolkit.h"
 
@@ -151,7 +152,7 @@ int RadiusOf(const Face& face, const QRect& rect) {
 
 void PaintGround(QPainter& painter, const Face& face) {
   const QRect rect = face.option.rect;
-  const QColor ground = GroundOf(face);
+  const QColor ground = face.widget ? motion::Followed(*face.widget, GroundOf(face)) : GroundOf(face);
   const int radius = RadiusOf(face, rect);
   if (face.Kind() == ButtonKind::Segment && face.IsOn()) {
     const int edge = std::max(1, face.Px(2));

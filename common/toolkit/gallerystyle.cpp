@@ -16,6 +16,7 @@
 #include "common/toolkit/edit.h"
 #include "common/toolkit/icons.h"
 #include "common/toolkit/mix.h"
+#include "common/toolkit/motion.h"
 #include "common/toolkit/scrollbar.h"
 #include "common/toolkit/slider.h"
 #include "common/toolkit/theme.h"
@@ -344,6 +345,7 @@ void GalleryStyle::polish(QWidget* widget) {
   if (field) widget->setProperty("ownring", true);
   if (field || qobject_cast<QMenu*>(widget)) widget->setAttribute(Qt::WA_Hover);
   if (qobject_cast<QMenu*>(widget) || widget->inherits("QTipLabel")) {
+    motion::LetPopUp(*widget);
     widget->setWindowFlag(Qt::FramelessWindowHint);
     // See-through corners would be black: a mask cuts them then.
     widget->setAttribute(Qt::WA_TranslucentBackground, HasCompositor());

@@ -3,22 +3,21 @@
 #include <QAccessible>
 #include <QApplication>
 #include <QEvent>
-#include <QGraphicsOpacityEffect>
 #include <QHBoxLayout>
 #include <QPainter>
-#include <QPropertyAnimation>
 #include <QTimerEvent>
 
+#include "common/toolkit/motion.h"
 #include "common/toolkit/resourcemanager.h"
 #include "common/toolkit/theme.h"
 #include "common/toolkit/toolkit.h"
 
+namespace motion = toolkit::motion;
+
 namespace {
 
-constexpr int kToastRise = 16, kToastBottom = 32, kToastWidest = 560, kToastHigh = 44;
+constexpr int kToastBottom = 32, kToastWidest = 560, kToastHigh = 44;
 constexpr int kToastRadius = 12, kBubbleArrow = 6, kBubbleWidest = 340, kBubbleMargin = 8;
-constexpr int kFastMs = 120, kDialogMs = 180, kToastMs = 240;
-const QEasingCurve::Type kCurve = QEasingCurve::OutCubic;
 
 bool ChangesPlace(const QEvent& event) {
   return event.type() == QEvent::Resize || event.type() == QEvent::Move || event.type() == QEvent::Show ||
@@ -40,27 +39,6 @@ CButtonUI* MakeClose(QWidget& parent) {
 }
 
 }  // namespace
-
-namespace toolkit {
-
-void FadeIn(QWidget& widget, int milliseconds) {
-  const int lasts = Theme::Instance().Duration(milliseconds);
-  if (lasts == 0) return;
-  const auto effect = new QGraphicsOpacityEffect(&widget);
-  effect->setOpacity(0);
-  widget.setGraphicsEffect(effect);
-  const auto animation = new QPropertyAnimation(effect, "opacity", effect);
-  animation->setDuration(lasts);
-  animation->setEndValue(1.0);
-  animation->setEasingCurve(kCurve);
-  // An effect that stays would have the widget drawn into a picture each time.
-  QObject::connect(
-      animation, &QAbstractAnimation::finished, &widget, [&widget] { widget.setGraphicsEffect(nullptr); },
-      Qt::QueuedConnection);
-  animation->start();
-}
-
-}  // namespace toolkit
 
 // --- Shadow -----------------------------------------------------------------
 
@@ -98,7 +76,7 @@ DimLayer::DimLayer(QWidget& covered) : CWidgetUI(&covered) {
   covered.installEventFilter(this);
   show();
   raise();
-  toolkit::FadeIn(*this, kDialogMs);
+  motion::Appear(*this, motion::kDialogMs);
 }
 
 bool DimLayer::eventFilter(QObject* watched, QEvent* event) {
@@ -137,12 +115,7 @@ Toast::Toast(QWidget& page, const Contents& contents) : CWidgetUI(&page) {
   Place();
   show();
   raise();
-  const auto rise = new QPropertyAnimation(this, "pos", this);
-  rise->setDuration(Theme::Instance().Duration(kToastMs));
-  rise->setStartValue(pos() + QPoint(0, Scaled(kToastRise)));
-  rise->setEndValue(pos());
-  rise->setEasingCurve(kCurve);
-  rise->start(QAbstractAnimation::DeleteWhenStopped);
+  motion::Appear(*this, motion::kToastMs, {.offset = {0, Scaled(motion::kToastWay)}});
   RunClock();
   Alert(*this, CResourceManager::GetText(contents.sentence));
 }
@@ -186,6 +159,7 @@ void Toast::Place() {
 
 void Toast::Dismiss() {
   clock.stop();
+  if (isVisible()) motion::Vanish(*this, motion::kToastOutMs, {.offset = {0, Scaled(motion::kToastWay)}});
   hide();
   deleteLater();
 }
@@ -233,7 +207,8 @@ Bubble* Bubble::Show(QWidget& anchor, const QString& words, BubbleKind kind, boo
   bubble->SetWords(words);
   bubble->show();
   bubble->raise();
-  toolkit::FadeIn(*bubble, kFastMs);
+  const int way = bubble->Scaled(motion::kPopupWay);
+  motion::Appear(*bubble, motion::kPopupMs, {.offset = {0, bubble->above ? -way : way}});
   return bubble;
 }
 
@@ -262,6 +237,7 @@ void Bubble::SetWords(const QString& words) {
 }
 
 void Bubble::Dismiss() {
+  if (isVisible()) motion::Vanish(*this, motion::kPopupMs);
   hide();
   deleteLater();
 }

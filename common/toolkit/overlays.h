@@ -9,13 +9,6 @@
 
 // Small things that lie over a page. User-interface thread only.
 
-namespace toolkit {
-
-// Lets the widget appear over that time; at once with reduced motion.
-void FadeIn(QWidget& widget, int milliseconds);
-
-}  // namespace toolkit
-
 // The shadow of a widget inside a window: lies right below it, follows it and
 // goes with it. Takes no clicks.
 class ShadowUI : public CWidgetUI {

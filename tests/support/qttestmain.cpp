@@ -5,6 +5,7 @@
 
 #include <QApplication>
 
+#include "common/toolkit/motion.h"
 #include "common/toolkit/toolkit.h"
 
 int main(int argc, char** argv) {
@@ -15,5 +16,6 @@ int main(int argc, char** argv) {
   toolkit::Prepare();
   QApplication application(argc, argv);
   toolkit::Start(application);
+  toolkit::motion::SetMode(toolkit::motion::Mode::Still);
   return RUN_ALL_TESTS();
 }

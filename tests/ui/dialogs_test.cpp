@@ -2,14 +2,18 @@
 
 #include <QAccessible>
 #include <QTimer>
+#include <fstream>
 
 #include "common/toolkit/button.h"
 #include "common/toolkit/edit.h"
 #include "common/toolkit/resourcemanager.h"
+#include "host/base/logger.h"
 #include "pagetest.h"
 #include "ui/dialogs/deletepicwnd.h"
 #include "ui/dialogs/downloadpicwnd.h"
+#include "ui/dialogs/inputalbumnamewnd.h"
 #include "ui/dialogs/movepicwnd.h"
+#include "ui/galleryalbumwnd.h"
 #include "utils/messages.h"
 
 namespace {
@@ -131,6 +135,53 @@ TEST_F(DialogTest, ReturnDeletesUnlessItsButtonIsTheOneThatCancels) {
   };
   EXPECT_EQ(answer(false), IDOK);
   EXPECT_EQ(answer(true), IDCANCEL);
+}
+
+// Counts the bubbles that the owner is told of.
+struct BubbleCounter : IMessageFilterUI {
+  LRESULT MessageHandler(UINT uMsg, WPARAM, LPARAM, bool&) override {
+    if (uMsg == 3161) ++count;
+    return 0;
+  }
+  int count = 0;
+};
+
+TEST_F(DialogTest, OwnerIsToldOfTheBubbleBelowARefusedName) {
+  AddDay(0, 1);
+  Open();
+  BubbleCounter told;
+  page->Manager().AddPreMessageFilter(&told);
+  InputAlbumNameWnd dialog;
+  ASSERT_TRUE(dialog.Create(page.get(), QStringLiteral("InputAlbumNameWnd"), WindowStyle::Child, {}));
+  auto* edit = dialog.Find<CEditUI>(QStringLiteral("edit_name"));
+  ASSERT_NE(edit, nullptr);
+  edit->SetText(QStringLiteral("Harbour"));
+  edit->SetText(QStringLiteral("a/b"));
+  EXPECT_TRUE(edit->HasError());
+  EXPECT_TRUE(Until([&told] { return told.count == 1; }));
+  page->Manager().RemovePreMessageFilter(&told);
+}
+
+TEST_F(DialogTest, HeightsOfThePanelAndTheAcceptedDeletionAreLogged) {
+  AddDay(0, 1);
+  Open();
+  const TemporaryFolder place;
+  auto* log = Logger::CloudLogger::GetInstance();
+  ASSERT_TRUE(log->Open(place / "log.txt"));
+  (void)platform::SendMessageW(page->Panel()->GetHWND(), WM_GALLERY_ALBUM_RELAYOUT, 0, 0);
+  Asked<DeletePicWnd> dialog(DeletePicWnd::Kind::Files, 1, false);
+  QTimer::singleShot(0, dialog.operator->(),
+                     [] { QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return); });
+  EXPECT_EQ(dialog.RunOver(*page), IDOK);
+  log->ReportLog();  // Flushes.
+  log->Close();
+  std::ifstream file(place / "log.txt");
+  const std::string text(std::istreambuf_iterator<char>(file), {});
+  const int system = page->Panel()->FindControl(QStringLiteral("sys_photo"))->GetPos().height();
+  EXPECT_GT(system, 0);
+  EXPECT_NE(text.find("Gallery Album owerAlbumHeight: "), std::string::npos) << text;
+  EXPECT_NE(text.find(" sysAlbumHeight:" + std::to_string(system)), std::string::npos);
+  EXPECT_NE(text.find("DeletePicWnd ok"), std::string::npos);
 }
 
 TEST_F(DialogTest, WheelOverAListOfAlbumsMovesTheChoiceByOne) {

@@ -4,6 +4,7 @@
 #include <QHelpEvent>
 #include <QMimeData>
 #include <QPainter>
+#include <QTimer>
 #include <QToolTip>
 
 #include "common/toolkit/icons.h"
@@ -66,6 +67,8 @@ void CGalleryPictureUI::Bind(const GalleryFile::Ptr& next) {
   file = next;
   pressed = false;
   hit = {};
+  waits = false;
+  arrival.End();
   update();
 }
 
@@ -117,7 +120,9 @@ void CGalleryPictureUI::PaintBkImage(QPainter& painter) {
   // At the size that it is painted in: scaling it once more would be most of a step.
   const QImage image =
       thumbPath.isEmpty() ? QImage() : ResourceQueue::GetInstance().Get(thumbPath, PictureSize());
+  const bool waited = std::exchange(waits, image.isNull());
   if (image.isNull()) return PaintPlaceholder(painter);
+  if (waited) arrival.Begin();
   PaintPicture(painter, image);
 }
 
@@ -157,10 +162,19 @@ void CGalleryPictureUI::PaintPicture(QPainter& painter, const QImage& image) {
   painter.setRenderHint(QPainter::SmoothPixmapTransform);
   const auto [place, source] = Unscaled(hit, image.size(), inset);
   painter.drawImage(place, image, source);
+  if (arrival.IsMoving()) PaintArriving(painter, place);
   PaintMarks(painter);
   PaintCorners(painter, place);
   PaintFrame(painter, frame);
   PaintFocus(painter, frame);
+}
+
+// The placeholder lies over the picture and grows weaker. The cell alone is painted again.
+void CGalleryPictureUI::PaintArriving(QPainter& painter, const QRect& place) {
+  painter.setOpacity(1 - arrival.Strength());
+  painter.fillRect(place, ColorOf(QStringLiteral("skeleton")));
+  painter.setOpacity(1);
+  QTimer::singleShot(toolkit::motion::kFrameMs, this, [this] { update(hit); });
 }
 
 void CGalleryPictureUI::PaintFrame(QPainter& painter, const QRect& frame) {

@@ -4,6 +4,7 @@
 #include <QPointer>
 #include <QString>
 
+#include "common/toolkit/motion.h"
 #include "common/toolkit/paintmanager.h"
 #include "common/toolkit/tcontrol.h"
 #include "model/records/galleryfile.h"
@@ -51,6 +52,7 @@ class CGalleryPictureUI : public CWidgetUI, public IMessageFilterUI {
   bool event(QEvent* event) override;
 
  private:
+  void PaintArriving(QPainter& painter, const QRect& place);
   void PaintPlaceholder(QPainter& painter);
   void PaintPicture(QPainter& painter, const QImage& image);
   void PaintCorners(QPainter& painter, const QRect& picture);
@@ -74,6 +76,8 @@ class CGalleryPictureUI : public CWidgetUI, public IMessageFilterUI {
   GalleryFile::Ptr file;
   QString thumbPath;
   QRect hit;
+  bool waits = false;  // the placeholder was painted last
+  toolkit::motion::Arrival arrival;
   QPoint downAt;
   bool pressed = false;
   bool dragging = false;

@@ -216,8 +216,8 @@ GalleryDownloadTask::Fetched GalleryDownloadTask::FetchSlice(const ResourceObjec
     return true;
   };
   Fetched fetched = FetchByHttp(
-      object.downloadUrl.url, object.downloadUrl.headers, take,
-      [this] { return slicesWanted && MayGoOn(); }, Accept::Any, &SpeedLimit::Downloads());
+      object.downloadUrl.url, object.downloadUrl.headers, take, [this] { return slicesWanted && MayGoOn(); },
+      Accept::Any, &SpeedLimit::Downloads());
   fetched.bytes = std::move(bytes);
   return fetched;
 }

@@ -4,7 +4,7 @@
 #include <QPainter>
 
 #include "common/toolkit/button.h"
-#include "common/toolkit/overlays.h"
+#include "common/toolkit/motion.h"
 #include "common/toolkit/resourcemanager.h"
 #include "common/toolkit/slider.h"
 #include "common/toolkit/theme.h"
@@ -35,7 +35,8 @@ void GalleryVolWnd::Open(CPlayControlUI& bar, QWidget& button) {
   const int left = std::clamp(top.x() - wide / 2, 0, std::max(0, window->width() - wide));
   volume->setGeometry(left, top.y() - tall, wide, tall);
   volume->ShowWindow();
-  toolkit::FadeIn(*volume, 180);
+  toolkit::motion::Appear(*volume, toolkit::motion::kPaneMs,
+                          {.offset = {0, bar.Scaled(toolkit::motion::kPaneWay)}});
   bar.ShowVolumeOpen(volume);
   if (volume->slider) volume->slider->setFocus(Qt::PopupFocusReason);
 }

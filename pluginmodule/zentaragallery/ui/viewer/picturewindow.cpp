@@ -5,6 +5,7 @@
 #include <QStyle>
 #include <QWheelEvent>
 
+#include "common/toolkit/motion.h"
 #include "common/toolkit/overlays.h"
 #include "common/toolkit/resourcemanager.h"
 #include "host/base/drivethreadpool.h"
@@ -356,6 +357,9 @@ void PictureWindow::CreateAttributeWnd() {
   attributes->show();
   ShowAttributesOn(true);
   PlaceAttributes();
+  const int way = Manager().Scale(toolkit::motion::kPaneWay);
+  toolkit::motion::Appear(*attributes, toolkit::motion::kPaneMs,
+                          {.offset = {isRightToLeft() ? -way : way, 0}});
 }
 
 QRect PictureWindow::AttributeRect() const {
