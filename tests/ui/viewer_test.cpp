@@ -38,10 +38,7 @@ TEST_F(ViewerTest, ADoubleClickShowsTheThumbnailAtOnceAndThenTheOriginal) {
 }
 
 TEST_F(ViewerTest, LiesBesideThePanelAndBelowTheToolBar) {
-  const auto today = AddDay(0, 3);
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  const auto today = OpenOnDayOf(3);
   EXPECT_EQ(Viewer()->geometry(), QRect(200, 49, 1356 - 200, 900 - 49));
   EXPECT_FALSE(IsEnabled("btn_uploadFiles"));
   EXPECT_TRUE(IsEnabled("btn_download"));
@@ -53,10 +50,7 @@ TEST_F(ViewerTest, LiesBesideThePanelAndBelowTheToolBar) {
 }
 
 TEST_F(ViewerTest, ArrowsKeysAndWheelWalkThroughTheAlbum) {
-  const auto today = AddDay(0, 4);
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  const auto today = OpenOnDayOf(4);
   EXPECT_FALSE(HasPart("leftBtn"));
   Press("rightBtn");
   EXPECT_EQ(Viewer()->Shown(), today[1]);
@@ -79,10 +73,7 @@ TEST_F(ViewerTest, ArrowsKeysAndWheelWalkThroughTheAlbum) {
 }
 
 TEST_F(ViewerTest, ATouchPadTurnsByNotches) {
-  const auto today = AddDay(0, 4);
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  const auto today = OpenOnDayOf(4);
   for (int i = 0; i < 3; ++i) Wheel(Lcd(), -30, Lcd().rect().center());
   EXPECT_EQ(Viewer()->Shown(), today[0]);
   Wheel(Lcd(), -30, Lcd().rect().center());
@@ -90,10 +81,7 @@ TEST_F(ViewerTest, ATouchPadTurnsByNotches) {
 }
 
 TEST_F(ViewerTest, AWheelThatTurnsSidewaysWalksUntilTheFullScreenIsOpen) {
-  const auto today = AddDay(0, 4);
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  const auto today = OpenOnDayOf(4);
   const auto sideways = [&](QWidget& over, int delta) {
     const QPoint at = over.rect().center();
     QWheelEvent wheel(at, over.mapToGlobal(at), {}, {delta, 0}, Qt::NoButton, {}, Qt::NoScrollPhase, false);
@@ -119,10 +107,7 @@ TEST_F(ViewerTest, AWheelThatTurnsSidewaysWalksUntilTheFullScreenIsOpen) {
 
 TEST_F(ViewerTest, TheWheelAtTheEndsDoesNothingAndLogsNothing) {
   OperationLog log;
-  const auto today = AddDay(0, 2);
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  const auto today = OpenOnDayOf(2);
   Wheel(Lcd(), 120, Lcd().rect().center());
   EXPECT_EQ(Viewer()->Shown(), today[0]);
   EXPECT_TRUE(log.Of(180).empty());
@@ -137,9 +122,7 @@ TEST_F(ViewerTest, TheWheelAtTheEndsDoesNothingAndLogsNothing) {
 
 TEST_F(ViewerTest, APictureDrawnAcrossIsTheNextOne) {
   const auto today = AddDay(0, 3);
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[1]);
+  OpenOn(today[1]);
   const QPoint from = Lcd().rect().center();
   const auto draw = [&](int by) {
     QTest::mousePress(&Lcd(), Qt::LeftButton, {}, from);
@@ -158,9 +141,7 @@ TEST_F(ViewerTest, APictureDrawnAcrossIsTheNextOne) {
 TEST_F(ViewerTest, CtrlAndWheelZoomAtThePointer) {
   const auto today = AddDay(0, 2);
   GiveOriginal(today[0], Quarters({2000, 1500}));
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  OpenOn(today[0]);
   ASSERT_TRUE(UntilSharp());
   Settle();
   EXPECT_EQ(SliderValue(), 0);
@@ -184,9 +165,7 @@ TEST_F(ViewerTest, CtrlAndWheelZoomAtThePointer) {
 TEST_F(ViewerTest, ADoubleClickShowsPixelForPixelAndBack) {
   const auto today = AddDay(0, 1);
   GiveOriginal(today[0], Quarters({3000, 2000}));
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  OpenOn(today[0]);
   ASSERT_TRUE(UntilSharp());
   Settle();
   const QPoint at = Lcd().rect().center() + QPoint(40, 20);
@@ -203,9 +182,7 @@ TEST_F(ViewerTest, ADoubleClickShowsPixelForPixelAndBack) {
 TEST_F(ViewerTest, TheSliderZoomsAndThePictureIsMovedByDragging) {
   const auto today = AddDay(0, 2);
   GiveOriginal(today[0], Quarters({2400, 1800}));
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  OpenOn(today[0]);
   ASSERT_TRUE(UntilSharp());
   QTest::mouseClick(page->FindControl(QStringLiteral("btn_expansion"))->Widget(), Qt::LeftButton);
   Settle();
@@ -228,9 +205,7 @@ TEST_F(ViewerTest, TheSliderZoomsAndThePictureIsMovedByDragging) {
 
 TEST_F(ViewerTest, TheGridsZoomIsAsItWasAfterwards) {
   const auto today = AddDay(0, 9);
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[3]);
+  OpenOn(today[3]);
   QTest::mouseClick(page->FindControl(QStringLiteral("btn_expansion"))->Widget(), Qt::LeftButton);
   Settle();
   Key(Qt::Key_Escape);
@@ -244,9 +219,7 @@ TEST_F(ViewerTest, TheGridsZoomIsAsItWasAfterwards) {
 TEST_F(ViewerTest, ASmallPictureIsNotEnlarged) {
   const auto today = AddDay(0, 1);
   GiveOriginal(today[0], Quarters({200, 100}));
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  OpenOn(today[0]);
   ASSERT_TRUE(UntilSharp());
   Settle();
   EXPECT_EQ(Lcd().PicturePlace().size(), QSize(200, 100));
@@ -255,9 +228,7 @@ TEST_F(ViewerTest, ASmallPictureIsNotEnlarged) {
 TEST_F(ViewerTest, ATurnIsKeptForThisRunAndResetsTheZoom) {
   const auto today = AddDay(0, 2);
   GiveOriginal(today[0], Quarters({1200, 800}));
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  OpenOn(today[0]);
   ASSERT_TRUE(UntilSharp());
   Wheel(Lcd(), 240, Lcd().rect().center(), Qt::ControlModifier);
   ASSERT_GT(SliderValue(), 0);
@@ -279,10 +250,7 @@ TEST_F(ViewerTest, ATurnIsKeptForThisRunAndResetsTheZoom) {
 }
 
 TEST_F(ViewerTest, AHeartIsSetAndTakenBack) {
-  const auto today = AddDay(0, 2);
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  const auto today = OpenOnDayOf(2);
   EXPECT_EQ(Part("FavoriteBtn")->toolTip(), QStringLiteral("Add to favourites"));
   Press("FavoriteBtn");
   ASSERT_TRUE(Until([&] { return today[0]->IsFavorite.Get(); }));
@@ -293,10 +261,7 @@ TEST_F(ViewerTest, AHeartIsSetAndTakenBack) {
 }
 
 TEST_F(ViewerTest, AHeartIsToldWithTheWayBack) {
-  const auto today = AddDay(0, 2);
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  const auto today = OpenOnDayOf(2);
   const auto said = [this](const char* key) {
     const auto* toast = Said();
     const auto words = CResourceManager::GetText(QString::fromLatin1(key));
@@ -323,10 +288,7 @@ TEST_F(ViewerTest, AHeartIsToldWithTheWayBack) {
 }
 
 TEST_F(ViewerTest, AHeartThatIsPressedTwiceAtOnceIsAsItWas) {
-  const auto today = AddDay(0, 1);
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  const auto today = OpenOnDayOf(1);
   OperationLog log;
   // No worker comes to the row in between.
   // Shared, since workers may be on their way out of the wait when the test ends.
@@ -354,9 +316,7 @@ TEST_F(ViewerTest, AHeartThatIsPressedTwiceAtOnceIsAsItWas) {
 TEST_F(ViewerTest, LeavingPutsTheGridOnThePicture) {
   FilePtr last;
   for (int day = 0; day < 30; ++day) last = AddDay(day, 9).back();
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(helper.GetFileByIndex(0));
+  OpenOn(helper.GetFileByIndex(0));
   Key(Qt::Key_End);
   EXPECT_EQ(Viewer()->Shown(), last);
   Press("Backbtn");
@@ -370,10 +330,7 @@ TEST_F(ViewerTest, LeavingPutsTheGridOnThePicture) {
 }
 
 TEST_F(ViewerTest, AnotherAlbumClosesIt) {
-  const auto today = AddDay(0, 2);
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  const auto today = OpenOnDayOf(2);
   page->Panel()->SelectAlbum(SystemAlbumId(AlbumKind::Favorite));
   Settle();
   EXPECT_EQ(Viewer(), nullptr);
@@ -408,9 +365,7 @@ TEST_F(ViewerTest, NothingOpensInTheBin) {
 
 TEST_F(ViewerTest, DeletingTheShownPictureShowsTheNext) {
   const auto today = AddDay(0, 4);
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[1]);
+  OpenOn(today[1]);
   ASSERT_EQ(gallery.RecycleFiles({today[1]}, true), 1u);
   ASSERT_TRUE(Until([&] { return Viewer() && Viewer()->Shown() == today[2]; }));
   EXPECT_TRUE(HasPart("rightBtn"));
@@ -423,10 +378,7 @@ TEST_F(ViewerTest, DeletingTheShownPictureShowsTheNext) {
 }
 
 TEST_F(ViewerTest, DeletingTheLastPictureOfTheAlbumClosesIt) {
-  const auto today = AddDay(0, 1);
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  const auto today = OpenOnDayOf(1);
   ASSERT_EQ(gallery.RecycleFiles({today[0]}, true), 1u);
   ASSERT_TRUE(Until([&] { return Viewer() == nullptr; }));
   ASSERT_TRUE(Until([&] { return IsShown("empty_page"); }));
@@ -434,10 +386,7 @@ TEST_F(ViewerTest, DeletingTheLastPictureOfTheAlbumClosesIt) {
 }
 
 TEST_F(ViewerTest, TheDeleteKeyAsksForTheShownPicture) {
-  const auto today = AddDay(0, 3);
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  const auto today = OpenOnDayOf(3);
   Key(Qt::Key_Right);
   // The question is answered from inside its own event loop, whenever that comes.
   QTimer answer;
@@ -453,10 +402,7 @@ TEST_F(ViewerTest, TheDeleteKeyAsksForTheShownPicture) {
 }
 
 TEST_F(ViewerTest, AHeldDeleteKeyAsksOnce) {
-  const auto today = AddDay(0, 2);
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  const auto today = OpenOnDayOf(2);
   int asked = 0;
   QTimer answer;
   QObject::connect(&answer, &QTimer::timeout, [&] {
@@ -478,9 +424,7 @@ TEST_F(ViewerTest, AHeldDeleteKeyAsksOnce) {
 TEST_F(ViewerTest, AReloadInTheMiddleOfAZoomKeepsIt) {
   const auto today = AddDay(0, 3);
   GiveOriginal(today[1], Quarters({2000, 1500}));
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[1]);
+  OpenOn(today[1]);
   ASSERT_TRUE(UntilSharp());
   Wheel(Lcd(), 360, {300, 300}, Qt::ControlModifier);
   const QRect place = Lcd().PicturePlace();
@@ -513,9 +457,7 @@ TEST_F(ViewerTest, AnOriginalThatVanishedIsShownFromTheCache) {
 TEST_F(ViewerTest, ALostOriginalKeepsThePlaceholderAndNoRing) {
   const auto today = AddDay(0, 2);
   today[0]->SetLocalPath((folder / "gone.jpg").wstring());
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  OpenOn(today[0]);
   ASSERT_TRUE(
       Until([&] { return LcdPictures::GetInstance().HasFailed(today[0]) || !Viewer()->IsLoading(); }));
   Settle();
@@ -525,10 +467,7 @@ TEST_F(ViewerTest, ALostOriginalKeepsThePlaceholderAndNoRing) {
 }
 
 TEST_F(ViewerTest, AReportOfAnotherFileIsIgnored) {
-  const auto today = AddDay(0, 2);
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  const auto today = OpenOnDayOf(2);
   LcdPictures::GetInstance().WaitIdle();
   Settle();
   const auto send = [&](UINT message, const FilePtr& file, LPARAM value) {
@@ -565,9 +504,7 @@ TEST_F(ViewerTest, DetailsTellWhatTheRecordKnowsInTextsThatCanBeSelected) {
   metadata.position = "Lisbon";
   today[0]->SetPictureMetadata(CompactJson(metadata.ToJson()));
   today[0]->Size = 3 * 1024 * 1024 + 512 * 1024;
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  OpenOn(today[0]);
   Press("AttributeBtn");
   const auto* pane = Viewer()->Attributes();
   ASSERT_NE(pane, nullptr);
@@ -603,10 +540,7 @@ TEST_F(ViewerTest, DetailsTellWhatTheRecordKnowsInTextsThatCanBeSelected) {
 // --- Full screen
 
 TEST_F(ViewerTest, FullScreenCoversTheWindowAndGivesPictureAndTurnBack) {
-  const auto today = AddDay(0, 3);
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  const auto today = OpenOnDayOf(3);
   Press("FullScreenBtn");
   ASSERT_NE(Full(), nullptr);
   EXPECT_EQ(Full()->geometry(), frame->rect());
@@ -627,10 +561,7 @@ TEST_F(ViewerTest, FullScreenCoversTheWindowAndGivesPictureAndTurnBack) {
 }
 
 TEST_F(ViewerTest, TheBarsOfTheFullScreenGoUntilThePointerMoves) {
-  const auto today = AddDay(0, 3);
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  const auto today = OpenOnDayOf(3);
   Press("FullScreenBtn");
   ASSERT_NE(Full(), nullptr);
   const auto bar = [&] { return Full()->FindControl(QStringLiteral("ConHeight"))->Widget()->isVisible(); };
@@ -650,10 +581,7 @@ TEST_F(ViewerTest, TheBarsOfTheFullScreenGoUntilThePointerMoves) {
 }
 
 TEST_F(ViewerTest, DeletingInTheFullScreenShowsTheNextThere) {
-  const auto today = AddDay(0, 2);
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  const auto today = OpenOnDayOf(2);
   Press("FullScreenBtn");
   ASSERT_EQ(gallery.RecycleFiles({today[0]}, true), 1u);
   ASSERT_TRUE(Until([&] { return Full() && Full()->Shown() == today[1]; }));
@@ -685,9 +613,7 @@ class BurstViewerTest : public ViewerTest {
 
 TEST_F(BurstViewerTest, TheStripShowsShotsThatTheGridNeverShowed) {
   const auto shots = AddBurst(3);
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(shots[0]);
+  OpenOn(shots[0]);
   Press("BurstCover");
   auto* strip = dynamic_cast<BurstStripUI*>(Part("burst_strip"));
   ASSERT_NE(strip, nullptr);
@@ -732,9 +658,7 @@ TEST_F(BurstViewerTest, TheChipOpensTheShotsAndBackLeavesThem) {
 TEST_F(BurstViewerTest, ABurstWithOneShotLeftIsAnOrdinaryPicture) {
   AddDay(0, 2);
   const auto shots = AddBurst(2);
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(shots[0]);
+  OpenOn(shots[0]);
   Press("BurstCover");
   ASSERT_TRUE(Viewer()->IsBurst());
   ASSERT_TRUE(shots[0]->RemoveMember(shots[1]));
@@ -749,9 +673,7 @@ TEST_F(BurstViewerTest, ABurstWithOneShotLeftIsAnOrdinaryPicture) {
 TEST_F(BurstViewerTest, ABurstThatGoesWhileItIsLookedAtShowsTheNextPicture) {
   const auto other = AddDay(0, 2);
   const auto shots = AddBurst(3);
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(shots[0]);
+  OpenOn(shots[0]);
   Press("BurstCover");
   Press("FullScreenBtn");
   ASSERT_NE(Full(), nullptr);
@@ -780,9 +702,7 @@ TEST_F(ViewerTest, AFilmShowsItsStillWithAPlayButtonAndDoesNotZoom) {
   const auto today = AddDay(0, 2);
   today[0]->SavedFileType = 4;
   today[0]->SetFileName(L"film.mp4");
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  OpenOn(today[0]);
   EXPECT_TRUE(HasPart("playBtn"));
   EXPECT_FALSE(HasPart("bottomCon"));
   EXPECT_FALSE(IsEnabled("slider_pic"));
@@ -809,9 +729,7 @@ TEST_F(ViewerTest, DigitsOfTheDetailsAreThoseOfTheLanguage) {
   video.durationTime = 75;
   today[1]->SavedFileType = 4;
   today[1]->SetVideoMetadata(CompactJson(video.ToJson()));
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  OpenOn(today[0]);
   Press("AttributeBtn");
   const auto value = [&](const char* key) {
     return Viewer()->Attributes()->ValueOf(QString::fromLatin1(key));
@@ -845,9 +763,7 @@ TEST_F(ViewerTest, LabelsOfTheDetailsStandWhereTheLineBegins) {
   PictureMetadata metadata;
   metadata.isoSpeed = 100;
   today[0]->SetPictureMetadata(CompactJson(metadata.ToJson()));
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  OpenOn(today[0]);
   Press("AttributeBtn");
   for (const char* language : {"en-GB", "ar"}) {
     CResourceManager::GetInstance().SetLanguage(QString::fromLatin1(language));
@@ -899,10 +815,7 @@ TEST_F(BurstViewerTest, WhatIsDoneIsWrittenToTheOperationLog) {
 }
 
 TEST_F(ViewerTest, TheHostClosesTheWindowOnTop) {
-  const auto today = AddDay(0, 2);
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  const auto today = OpenOnDayOf(2);
   (void)platform::SendMessageW(Viewer()->GetHWND(), WM_GALLERY_FULL_OPEN, 0, 0);
   ASSERT_NE(Full(), nullptr);
   Full()->CalMouseWheelIndex(-120);
@@ -917,10 +830,7 @@ TEST_F(ViewerTest, TheHostClosesTheWindowOnTop) {
 }
 
 TEST_F(ViewerTest, OtherResolutionIsTakenWhileItIsOpen) {
-  const auto today = AddDay(0, 2);
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  const auto today = OpenOnDayOf(2);
   Press("FullScreenBtn");
   (void)platform::SendMessageW(page->GetHWND(), WM_GALLERY_DPI, 144, 0);
   Settle();

@@ -24,9 +24,7 @@ class ViewerFilms : public ViewerTest {
     files[0]->SavedFileType = 4;
     files[0]->SetFileName(L"film.mp4");
     files[0]->SetLocalPath(platform::WidePath(path));
-    Open();
-    ASSERT_TRUE(UntilPictures());
-    OpenViewer(files[0]);
+    OpenOn(files[0]);
   }
   PictureWindow* Top() { return Full() ? static_cast<PictureWindow*>(Full()) : Viewer(); }
   QWidget* TopPart(const char* name) { return Top()->FindControl(QString::fromLatin1(name))->Widget(); }

@@ -19,9 +19,7 @@ class ViewerGestures : public ViewerTest {
   void OpenLarge() {
     today = AddDay(0, 3);
     for (const auto& file : today) GiveOriginal(file, Quarters({3000, 2250}));
-    Open();
-    ASSERT_TRUE(UntilPictures());
-    OpenViewer(today[1]);
+    OpenOn(today[1]);
     ASSERT_TRUE(UntilSharp());
     Settle();
   }

@@ -60,9 +60,7 @@ TEST_F(ViewerPictures, ColoursAreThoseOfTheEmbeddedProfile) {
   red.setColorSpace(swapped);
   const auto today = AddDay(0, 1);
   GiveOriginal(today[0], red);
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  OpenOn(today[0]);
   ASSERT_TRUE(UntilSharp());
   Settle();
   EXPECT_TRUE(Looks(ColorAt(Lcd(), Lcd().rect().center()), QColor(0, 255, 0)))
@@ -131,9 +129,7 @@ TEST_F(ViewerPictures, AMovingPictureRunsAtItsOwnSpeedAndStopsWhenHidden) {
   const auto today = AddDay(0, 2);
   today[0]->SetFileName(L"moving.gif");
   today[0]->SetLocalPath(Write("moving.gif", std::string(kMoving, sizeof kMoving - 1)));
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  OpenOn(today[0]);
   ASSERT_TRUE(Until([&] { return HasPart("DouThumLCDgif"); }));
   EXPECT_FALSE(HasPart("DouThumLCDH"));
   EXPECT_FALSE(IsEnabled("slider_pic"));
@@ -161,9 +157,7 @@ TEST_F(ViewerPictures, AMovingPictureRunsAtItsOwnSpeedAndStopsWhenHidden) {
 TEST_F(ViewerPictures, ALargePictureIsDrawnFromTilesInSight) {
   const auto today = AddDay(0, 1);
   GiveOriginal(today[0], Quarters({9000, 3000}), "JPG");
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  OpenOn(today[0]);
   ASSERT_TRUE(UntilSharp());
   Settle();
   EXPECT_EQ(Lcd().TilesInSight().second, 0);  // Fitted, it needs none.
@@ -193,9 +187,7 @@ TEST_F(ViewerPictures, ALargePictureIsDrawnFromTilesInSight) {
 TEST_F(ViewerPictures, APanoramaIsWalkedThroughWithinABound) {
   const auto today = AddDay(0, 1);
   GiveOriginal(today[0], Quarters({30000, 2000}), "JPG");
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  OpenOn(today[0]);
   ASSERT_TRUE(UntilSharp());
   Settle();
   qint64 most = 0;
@@ -231,9 +223,7 @@ TEST_F(ViewerPictures, APanoramaIsWalkedThroughWithinABound) {
 TEST_F(ViewerPictures, NeighboursAreDecodedAhead) {
   const auto today = AddDay(0, 6);
   for (const auto& file : today) GiveOriginal(file, Quarters({1600, 1200}));
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[1]);
+  OpenOn(today[1]);
   auto& pictures = LcdPictures::GetInstance();
   pictures.WaitIdle();
   for (const int near : {0, 1, 2, 3, 4})
@@ -248,9 +238,7 @@ TEST_F(ViewerPictures, AnotherContentOfTheFileIsReadAnew) {
   const auto today = AddDay(0, 2);
   GiveOriginal(today[0], Plain({800, 600}, Qt::red));
   today[0]->SetHash("first");
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  OpenOn(today[0]);
   ASSERT_TRUE(UntilSharp());
   GiveOriginal(today[0], Plain({800, 600}, Qt::blue));
   today[0]->SetHash("second");
@@ -266,9 +254,7 @@ TEST_F(ViewerPictures, FromRightToLeftTheNextPictureIsAtTheLeft) {
   const auto today = AddDay(0, 3);
   CResourceManager::GetInstance().SetLanguage(QStringLiteral("ar"));
   Theme::Instance().SetMode(ThemeMode::Dark);
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[1]);
+  OpenOn(today[1]);
   EXPECT_EQ(Viewer()->geometry().left(), 0);
   EXPECT_LT(Part("rightBtn")->x(), Part("leftBtn")->x());
   Press("AttributeBtn");
@@ -285,10 +271,7 @@ TEST_F(ViewerPictures, FromRightToLeftTheNextPictureIsAtTheLeft) {
 }
 
 TEST_F(ViewerPictures, AnotherLanguageIsTakenWhileItIsOpen) {
-  const auto today = AddDay(0, 3);
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[0]);
+  const auto today = OpenOnDayOf(3);
   Press("AttributeBtn");
   CResourceManager::GetInstance().SetLanguage(QStringLiteral("de-DE"));
   Settle();
@@ -302,9 +285,7 @@ TEST_F(ViewerPictures, AnotherLanguageIsTakenWhileItIsOpen) {
 
 TEST_F(ViewerPictures, EveryButtonHasAName) {
   const auto today = AddDay(0, 3);
-  Open();
-  ASSERT_TRUE(UntilPictures());
-  OpenViewer(today[1]);
+  OpenOn(today[1]);
   Press("FullScreenBtn");
   for (auto* window : {static_cast<QWidget*>(Viewer()), static_cast<QWidget*>(Full())}) {
     for (const auto* button : window->findChildren<QAbstractButton*>()) {

@@ -74,6 +74,18 @@ class ViewerTest : public PageTest {
     ASSERT_EQ(Viewer()->Shown(), file);
     Settle();
   }
+  // The page with what was added, and the viewer over one of it.
+  void OpenOn(const FilePtr& file) {
+    Open();
+    ASSERT_TRUE(UntilPictures());
+    OpenViewer(file);
+  }
+  // On the first of as many pictures of today.
+  Files OpenOnDayOf(int count) {
+    const Files today = AddDay(0, count);
+    OpenOn(today[0]);
+    return today;
+  }
   // Until the screen-sized picture of what is shown is there and is what the viewer paints:
   // it hears of a picture only after that is in memory.
   bool UntilSharp() {
