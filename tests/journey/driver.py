@@ -6,6 +6,7 @@ role that a screen reader would tell; mouse and keys are those of the X server.
 """
 
 import os
+import re
 import shutil
 import subprocess
 import sys
@@ -72,6 +73,11 @@ class Desktop:
         """A second start, which gives its files to the first and ends."""
         subprocess.run([os.path.join(self.bin, "zentaracloud"), "--profile", self.profile, *files], env=self.env,
                        timeout=PATIENCE, check=True)
+
+    def sync(self):
+        """Asks the program for a cycle of the sync, and comes back at its end."""
+        subprocess.run([os.path.join(self.bin, "zentaractl"), "--profile", self.profile, "sync"], env=self.env,
+                       timeout=2 * PATIENCE, check=True, stdout=subprocess.DEVNULL)
 
     def quit(self):
         if self.app and self.app.poll() is None:
@@ -186,7 +192,7 @@ class Desktop:
         return node.queryText().getText(0, -1)
 
     def pictures(self):
-        return self.all(role="list item", name=lambda name: ".jpg" in name or ".mp4" in name)
+        return self.all(role="list item", name=lambda name: re.search(r"\.(jpg|png|gif|bmp|heic|nef|mp4)\b", name) is not None)
 
     def wait(self, condition, what, patience=PATIENCE):
         """The accessible tree tells no end of most changes, so it is asked again."""
@@ -270,6 +276,10 @@ class Desktop:
 
     def key(self, *names):
         self.xdo("key", *names)
+
+    def hold(self, key, times):
+        """A key that repeats."""
+        self.xdo("key", "--delay", 15, "--repeat", times, "--repeat-delay", 15, key)
 
     def type(self, text):
         self.xdo("type", "--delay", 15, text)

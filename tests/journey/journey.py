@@ -15,6 +15,7 @@ import sys
 from driver import CYCLE, Desktop, Failed, PATIENCE
 
 PICTURES = 90
+KINDS = 100  # beside the demonstration set
 BESIDE = (1300, 200)  # where the window of the other program lies
 
 
@@ -64,6 +65,7 @@ class Journey:
         self.d.hand_over(self.folder)
         self.expect(lambda: self.photos() == PICTURES, f"{PICTURES} photos in the time line")
         self.expect(lambda: self.in_sight(), "pictures")
+        self.d.sync()  # The next cycle by itself may be a minute away.
         self.expect(lambda: not any("waiting for upload" in node.name for node in self.d.pictures()),
                     "all pictures in the photo cloud", PATIENCE + CYCLE)  # One may have missed the first.
         self.d.find(lambda name: name.startswith("Updated"), "label")
@@ -227,6 +229,81 @@ class Journey:
         self.d.press("Back")
         self.d.gone("Pause", "push button")
 
+    # --- In the viewer
+
+    def open_details(self):
+        self.d.click(self.d.find("Details", "check box"))
+        self.pane = self.d.find("Name", "text").parent.parent.parent  # Its rows are new for each picture.
+
+    def detail(self, label):
+        return self.d.content(self.d.find(label, "text", self.pane))
+
+    def after(self, key):
+        """The name of the picture that the key brings."""
+        name = self.detail("Name")
+        self.d.key(key)
+        self.expect(lambda: self.detail("Name") != name, f"another picture than {name}")
+        return self.detail("Name")
+
+    def has_next(self):
+        return bool(self.d.all("Next", "push button"))
+
+    def walk_through_all_kinds(self):
+        """More than two hundred, with a burst, a moving picture, films and six formats."""
+        kinds = os.path.join(self.d.folder, "Kinds")
+        subprocess.run([os.path.join(self.d.bin, "zentara-pictureset"), kinds, str(KINDS)], check=True)
+        files = os.listdir(kinds)
+        behind = sum("BURST" in name for name in files) - 1  # Only its cover is counted.
+        films = sum(name.endswith(".mp4") for name in files)
+        self.shown = PICTURES + 2 + len(files) - behind - films
+        self.d.hand_over(kinds)
+        self.album("Pictures")
+        self.expect(lambda: self.photos() == self.shown, f"{self.shown} photos", 2 * PATIENCE)
+        self.d.key("Home")
+        self.expect(lambda: self.in_sight(), "the time line")
+        self.d.click(self.in_sight()[0], times=2)
+        self.d.find("Rotate", "push button")
+        all_files = self.shown + films + 1  # The film of before.
+        self.d.hold("Right", all_files - 2)
+        self.expect(self.has_next, "one more picture than steps")
+        self.d.key("Right")
+        self.d.gone("Next", "push button")
+        self.open_details()
+        formats = {self.after("Left").split(".")[-1] for _ in range(6)}
+        if formats != {"heic", "bmp", "jpg", "png", "gif"}:
+            raise Failed(f"the last pictures are {formats}")
+
+    def look_into_a_burst(self):
+        self.d.key("Home")
+        raw = False
+        for _ in range(60):
+            name = self.after("Right")
+            raw = raw or name.endswith(".nef")
+            if "BURST" in name:
+                break
+        if not raw:
+            raise Failed("no raw picture among those of the burst's day")
+        self.d.press(lambda name: re.fullmatch(r"\d+ shots", name) is not None)
+        self.expect(lambda: "BURST" in self.detail("Name"), "a shot of the burst")
+        first = self.detail("Name")
+        if "BURST" not in self.after("Right"):
+            raise Failed("the shot behind the first one is no shot")
+        self.d.press("Back")
+        self.expect(lambda: self.detail("Name") == first, "the picture that stands for the burst")
+
+    def delete_in_the_viewer(self):
+        name = self.after("Right")
+        if "BURST" in name:
+            raise Failed(f"{name} stands behind its burst")
+        self.d.key("Delete")
+        self.d.find("Delete this file?", "label")
+        self.d.click(self.d.all("Delete", "push button")[-1])
+        self.expect(lambda: self.detail("Name") != name, "the next picture in the viewer")
+        self.d.press("Back")
+        self.d.gone("Rotate", "push button")
+        self.shown -= 1
+        self.expect(lambda: self.photos() == self.shown, f"{self.shown} photos behind the deletion")
+
     def log_out(self):
         self.d.click(self.d.find("Settings", "check box"))
         self.d.press("Sign out")
@@ -236,11 +313,11 @@ class Journey:
 
         # Until the login is through a click is for the page that asks.
         def opened():
-            there = self.photos() == PICTURES + 2
+            there = self.photos() == self.shown
             for button in [] if there else self.d.all("Gallery", "check box"):
                 self.d.click(button)
             return there
-        self.expect(opened, f"{PICTURES + 2} photos after the next log-in")
+        self.expect(opened, f"{self.shown} photos after the next log-in")
 
     def leave_nothing_behind(self):
         if not self.d.serving():
@@ -251,7 +328,8 @@ class Journey:
     def walk(self):
         for step in (self.first_start, self.bring_a_folder, self.scroll, self.zoom, self.select,
                      self.create_an_album_and_move, self.delete_and_restore, self.download,
-                     self.look_at_pictures, self.drag_out, self.drop_in, self.play_a_film, self.log_out, self.leave_nothing_behind):
+                     self.look_at_pictures, self.drag_out, self.drop_in, self.play_a_film,
+                     self.walk_through_all_kinds, self.look_into_a_burst, self.delete_in_the_viewer, self.log_out, self.leave_nothing_behind):
             print(step.__name__.replace("_", " "), flush=True)
             step()
 
