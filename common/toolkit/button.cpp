@@ -115,7 +115,7 @@ void CButtonUI::DoInit() {
 void CButtonUI::SetKind(ButtonKind value) {
   kind = value;
   setProperty("radius", kind == ButtonKind::Round || kind == ButtonKind::Chip ? 999 : 8);
-  SetText(GetText());
+  ShowText(GetText());  // Its key stays, so that it follows the language.
   Restyle();
 }
 

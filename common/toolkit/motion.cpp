@@ -63,7 +63,7 @@ void Run(WayEffect& effect, int milliseconds, double begin, double end, Ended en
 }
 
 Mode& Chosen() {
-  static Mode mode = Mode::Desktop;
+  static Mode mode = qEnvironmentVariableIsSet("ZENTARA_STILL") ? Mode::Still : Mode::Desktop;
   return mode;
 }
 

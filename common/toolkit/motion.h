@@ -26,6 +26,7 @@ inline constexpr int kFrameMs = 16;
 inline constexpr int kPopupWay = 4, kToastWay = 16, kPaneWay = 24;
 inline constexpr double kDialogFrom = 0.98;
 
+// Until it is set: as the desktop has it, or still where ZENTARA_STILL is set.
 enum class Mode { Desktop, Still, Moving };
 void SetMode(Mode mode);
 

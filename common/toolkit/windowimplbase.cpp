@@ -57,7 +57,12 @@ WindowImplBaseEx::WindowImplBaseEx() : manager(*this) {
   Alive().insert(this);
   const auto restyle = [this] { manager.Restyle(); };
   connect(&Theme::Instance(), &Theme::changed, this, restyle);
-  connect(&CResourceManager::GetInstance(), &CResourceManager::languageChanged, this, restyle);
+  connect(&CResourceManager::GetInstance(), &CResourceManager::languageChanged, this, [this, restyle] {
+    restyle();
+    // For words that a window has put together itself.
+    QEvent change(QEvent::LanguageChange);
+    QCoreApplication::sendEvent(this, &change);
+  });
 }
 
 WindowImplBaseEx::~WindowImplBaseEx() {

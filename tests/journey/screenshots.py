@@ -273,7 +273,7 @@ def main():
             return 0
         looks = [look] if look else itertools.product(SCALES, THEMES, LANGUAGES)
         cloud = PhotoCloud(folder)
-        environment = dict(os.environ, PREPARED=prepare(folder, cloud), CLOUD=cloud.address)
+        environment = dict(os.environ, ZENTARA_STILL="1", PREPARED=prepare(folder, cloud), CLOUD=cloud.address)
         failed = [look for look in looks
                   if subprocess.run([sys.executable, __file__, target, *look], env=environment).returncode]
         cloud.close()

@@ -419,4 +419,16 @@ TEST(Label, ALinkIsTold) {
   EXPECT_EQ(window.last.sDetail, "1");
 }
 
+TEST(ButtonTest, ButtonOfAnotherKindStillFollowsTheLanguage) {
+  SkinWindow window(
+      R"(<HorizontalLayout><Button name="b" style="main" text="IDS_TOOLKIT_CLOSE"/></HorizontalLayout>)");
+  auto* button = window.Find<CButtonUI>("b");
+  ASSERT_NE(button, nullptr);
+  button->SetKind(ButtonKind::Tool);
+  EXPECT_EQ(button->text(), QStringLiteral("Close"));
+  CResourceManager::GetInstance().SetLanguage("de-DE");
+  EXPECT_EQ(button->text(), QString::fromUtf8("Schließen"));
+  CResourceManager::GetInstance().SetLanguage("en-GB");
+}
+
 }  // namespace

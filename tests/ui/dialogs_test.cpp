@@ -6,6 +6,7 @@
 
 #include "common/toolkit/button.h"
 #include "common/toolkit/edit.h"
+#include "common/toolkit/label.h"
 #include "common/toolkit/resourcemanager.h"
 #include "host/base/logger.h"
 #include "pagetest.h"
@@ -135,6 +136,16 @@ TEST_F(DialogTest, ReturnDeletesUnlessItsButtonIsTheOneThatCancels) {
   };
   EXPECT_EQ(answer(false), IDOK);
   EXPECT_EQ(answer(true), IDCANCEL);
+}
+
+TEST_F(DialogTest, TitleFollowsTheLanguageAtOnce) {
+  AddDay(0, 1);
+  Open();
+  const QString before = Find<CLabelUI>("time_text")->GetText();
+  CResourceManager::GetInstance().SetLanguage(QStringLiteral("de-DE"));
+  EXPECT_EQ(Find<CLabelUI>("time_text")->GetText(), QStringLiteral("Bilder"));
+  CResourceManager::GetInstance().SetLanguage(QStringLiteral("en-GB"));
+  EXPECT_EQ(Find<CLabelUI>("time_text")->GetText(), before);
 }
 
 // Counts the bubbles that the owner is told of.
