@@ -23,7 +23,8 @@ TEST_F(ViewerCloudTest, TheRingTellsHowMuchOfThePictureHasCome) {
   // Of more than a megabyte that comes in pieces of 16 KB.
   EXPECT_GT(std::count_if(seen.begin(), seen.end(), [](int value) { return value > 0 && value < 100; }), 10);
   EXPECT_TRUE(seen.contains(100));
-  EXPECT_EQ(page->Viewer()->Lcd()->Picture().image.isNull(), false);
+  // The window hears of a picture only after that is in memory.
+  EXPECT_TRUE(Until([&] { return !page->Viewer()->Lcd()->Picture().image.isNull(); }));
 }
 
 TEST_F(ViewerCloudTest, ARingOfAPictureThatWasLeftIsNotShown) {
