@@ -18,8 +18,9 @@ inline constexpr int kColorMs = 120;  // hover, press, on states
 inline constexpr int kPopupMs = 120;  // menu, popup, bubble, tool tip
 inline constexpr int kDialogMs = 180, kDialogOutMs = 120;
 inline constexpr int kToastMs = 240, kToastOutMs = 180;
-inline constexpr int kPictureMs = 180;  // a thumbnail over its placeholder
-inline constexpr int kPaneMs = 180;     // attribute pane, volume
+inline constexpr int kPictureMs = 180;               // a thumbnail over its placeholder
+inline constexpr int kPaneMs = 180;                  // attribute pane, volume
+inline constexpr int kBarMs = 120, kBarOutMs = 240;  // the bar of the time line
 inline constexpr int kFrameMs = 16;
 
 // Pixels at 100 %, and the scale that a dialog grows from.

@@ -5,6 +5,7 @@
 #include <QPainterPath>
 
 #include "common/toolkit/list.h"
+#include "common/toolkit/motion.h"
 #include "common/toolkit/paintmanager.h"
 #include "common/toolkit/resourcemanager.h"
 #include "common/toolkit/theme.h"
@@ -83,6 +84,11 @@ class CTimeScrollBarUINew::Bubble : public QWidget {
 CTimeScrollBarUINew::CTimeScrollBarUINew(QWidget* parent) : CScrollBarUI(parent) {
   setAttribute(Qt::WA_OpaquePaintEvent, false);
   setContextMenuPolicy(Qt::NoContextMenu);
+  fade.setEasingCurve(toolkit::motion::Curve());
+  connect(&fade, &QVariantAnimation::valueChanged, this, [this](const QVariant& value) {
+    strength = value.toDouble();
+    update();
+  });
 }
 
 QString& CTimeScrollBarUINew::DateText() {
@@ -130,7 +136,25 @@ void CTimeScrollBarUINew::SetDatePos(int position) {
 void CTimeScrollBarUINew::ShowForAWhile() {
   visibleTimer = true;
   if (auto* manager = GetManager()) manager->SetTimer(this, kTimerId, kShownMs);
+  Fade();
+}
+
+void CTimeScrollBarUINew::Fade() {
+  using namespace toolkit;
+  const double wanted = IsShown() ? 1 : 0;
   update();
+  const bool comes = fade.state() == QAbstractAnimation::Running && fade.endValue().toDouble() == wanted;
+  if (comes || strength == wanted) return;
+  fade.stop();
+  const int lasts = motion::Lasting(IsShown() ? motion::kBarMs : motion::kBarOutMs);
+  if (lasts == 0) {
+    strength = wanted;
+    return;
+  }
+  fade.setStartValue(strength);
+  fade.setEndValue(wanted);
+  fade.setDuration(lasts);
+  fade.start();
 }
 
 void CTimeScrollBarUINew::DoEvent(TEventUI& event) {
@@ -138,7 +162,7 @@ void CTimeScrollBarUINew::DoEvent(TEventUI& event) {
     case EventType::MouseEnter:
       hot = true;
       if (auto* manager = GetManager()) manager->KillTimer(this, kTimerId);
-      update();
+      Fade();
       break;
     case EventType::MouseLeave:
       hot = false;
@@ -149,7 +173,7 @@ void CTimeScrollBarUINew::DoEvent(TEventUI& event) {
       if (event.wParam != kTimerId) break;
       visibleTimer = false;
       if (auto* manager = GetManager()) manager->KillTimer(this, kTimerId);
-      update();
+      Fade();
       event.handled = true;
       return;
     default:
@@ -169,6 +193,7 @@ void CTimeScrollBarUINew::mousePressEvent(QMouseEvent* event) {
   if (event->button() != Qt::LeftButton || !rect().contains(event->pos())) return;
   pointer = event->pos();
   setSliderDown(true);
+  Fade();
   const QString text = GetDateAtPoint(pointer.y());
   DateText() = text;
   Notify(QStringLiteral("click"));
@@ -221,9 +246,10 @@ void CTimeScrollBarUINew::HideBubble() {
 }
 
 void CTimeScrollBarUINew::paintEvent(QPaintEvent*) {
-  if (!IsShown()) return;
+  if (strength == 0) return;
   QPainter painter(this);
   painter.setRenderHint(QPainter::Antialiasing);
+  painter.setOpacity(strength);
   painter.setPen(Qt::NoPen);
   PaintRail(painter);
   PaintThumb(painter);

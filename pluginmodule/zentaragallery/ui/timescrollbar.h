@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QBasicTimer>
+#include <QVariantAnimation>
 #include <optional>
 
 #include "common/toolkit/scrollbar.h"
@@ -45,6 +45,8 @@ class CTimeScrollBarUINew : public CScrollBarUI {
   class Bubble;
 
   void SetScrollFromPoint(int y);
+  // Towards what IsShown says.
+  void Fade();
   void PaintRail(QPainter& painter);
   void PaintThumb(QPainter& painter);
   void PaintDateBubble();
@@ -56,6 +58,8 @@ class CTimeScrollBarUINew : public CScrollBarUI {
   QPoint pointer;
   bool hot = false;
   bool visibleTimer = false;
+  QVariantAnimation fade;
+  double strength = 0;  // from 0, not to be seen, to 1
   QString thumbColor = QStringLiteral("thumb"), textColor = QStringLiteral("#FFFFFF");
   QWidget* bubble = nullptr;
 };
