@@ -314,9 +314,10 @@ TEST_F(ViewerTest, AHeartThatIsPressedTwiceAtOnceIsAsItWas) {
 }
 
 TEST_F(ViewerTest, LeavingPutsTheGridOnThePicture) {
+  const auto first = AddDay(0, 9).front();
   FilePtr last;
-  for (int day = 0; day < 30; ++day) last = AddDay(day, 9).back();
-  OpenOn(helper.GetFileByIndex(0));
+  for (int day = 1; day < 30; ++day) last = AddDay(day, 9).back();
+  OpenOn(first);
   Key(Qt::Key_End);
   EXPECT_EQ(Viewer()->Shown(), last);
   Press("Backbtn");
