@@ -4,18 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
-#include <QDir>
 #include <QTest>
 #include <QTimer>
 #include <cstdlib>
 #include <iostream>
 #include <random>
 
-#include "common/platform/paths.h"
-#include "desktopsettings.h"
-#include "framewindow.h"
-#include "host/base/globalparamwrapper.h"
-#include "tests/support/temporaryfolder.h"
+#include "frametest.h"
 #include "ui/dialogs/messagebox.h"
 #include "ui/zentaragallery.h"
 #include "utils/messages.h"
@@ -33,10 +28,7 @@ unsigned Number(const char* name, unsigned otherwise) {
 class AccountStormTest : public testing::Test {
  protected:
   void SetUp() override {
-    platform::SetProfileRoot(folder.Path());
-    ASSERT_TRUE(QDir().mkpath(QString::fromStdString(GallerySession::DataFolder().string())));
-    (void)GlobalParamWrapper::GetInstance()->Load();
-    DesktopSettings::ClearChosen();
+    ASSERT_NO_FATAL_FAILURE(UseFreshProfile(folder));
     Open();
   }
   void TearDown() override { Shut(); }

@@ -16,14 +16,19 @@
 #include "tests/support/temporaryfolder.h"
 #include "ui/zentaragallery.h"
 
+// As a computer on which the program has never run.
+inline void UseFreshProfile(const TemporaryFolder& folder) {
+  platform::SetProfileRoot(folder.Path());
+  ASSERT_TRUE(QDir().mkpath(QString::fromStdString(GallerySession::DataFolder().string())));
+  (void)GlobalParamWrapper::GetInstance()->Load();
+  DesktopSettings::ClearChosen();
+}
+
 // The host's window on a fresh profile.
 class FrameTest : public testing::Test {
  protected:
   void SetUp() override {
-    platform::SetProfileRoot(folder.Path());
-    ASSERT_TRUE(QDir().mkpath(QString::fromStdString(GallerySession::DataFolder().string())));
-    (void)GlobalParamWrapper::GetInstance()->Load();
-    DesktopSettings::ClearChosen();
+    ASSERT_NO_FATAL_FAILURE(UseFreshProfile(folder));
     QString error;
     ASSERT_EQ(work.Take(error), ProfileOwner::Take::Owned) << error.toStdString();
   }

@@ -6,20 +6,15 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
-#include <QDir>
 #include <QImage>
 #include <QPainter>
 #include <QTest>
 #include <atomic>
 #include <thread>
 
-#include "common/platform/paths.h"
-#include "desktopsettings.h"
-#include "framewindow.h"
-#include "host/base/globalparamwrapper.h"
+#include "frametest.h"
 #include "model/gallery.h"
 #include "sync/synchelper.h"
-#include "tests/support/temporaryfolder.h"
 #include "transfer/gallerytransmanager.h"
 #include "ui/galleryalbumwnd.h"
 #include "ui/view/galleryfilelistviewhelper.h"
@@ -31,39 +26,23 @@
 
 namespace {
 
-constexpr int kPatienceMs = 60'000;
 constexpr int kPerMinute = 4;  // pictures that come in
 
-class HourOfUse : public testing::Test {
+class HourOfUse : public FrameTest {
  protected:
   void SetUp() override {
-    platform::SetProfileRoot(folder.Path());
-    ASSERT_TRUE(QDir().mkpath(QString::fromStdString(GallerySession::DataFolder().string())));
-    (void)GlobalParamWrapper::GetInstance()->Load();
-    DesktopSettings::ClearChosen();
-    QString error;
-    ASSERT_TRUE(Until([&] { return work.Take(error) == ProfileOwner::Take::Owned; })) << error.toStdString();
-    frame = std::make_unique<FrameWindow>(work, QStringList());
-    ASSERT_TRUE(frame->Create(static_cast<QWidget*>(nullptr), QStringLiteral("Zentara Gallery"),
-                              WindowStyle::Frame, {0, 0, 1440, 900}));
-    frame->show();
+    ASSERT_NO_FATAL_FAILURE(FrameTest::SetUp());
+    ASSERT_NO_FATAL_FAILURE(Open());
     ASSERT_TRUE(Until([this] { return work.IsOpen(); }));
     bool there = false;
     frame->UseHomeCloud([&](const QString& failed) {
       EXPECT_EQ(failed, QString());
       there = true;
     });
-    ASSERT_TRUE(Until([&] { return there && Page() && Page()->isVisible(); }));
+    ASSERT_TRUE(Until([&] { return there && HasPage(); }));
   }
-  void TearDown() override {
-    frame.reset();
-    work.Close();
-  }
+  void TearDown() override { End(); }
 
-  template <typename Done>
-  static bool Until(Done done) {
-    return QTest::qWaitFor(done, kPatienceMs);
-  }
   ZentaraGallery* Page() const { return frame->GalleryPage(); }
   CGalleryVListUI& List() const { return *Page()->CurrentList(); }
   static Gallery::Files Held() {
@@ -101,14 +80,14 @@ class HourOfUse : public testing::Test {
   bool IsEnabled(const char* name) const {
     return Page()->FindControl(QString::fromLatin1(name))->IsEnabled();
   }
-  void Open(AlbumKind kind) { Page()->Panel()->SelectAlbum(SystemAlbumId(kind)); }
+  void OpenAlbum(AlbumKind kind) { Page()->Panel()->SelectAlbum(SystemAlbumId(kind)); }
   using Wanted = bool (*)(const GalleryFile&);
   static bool Any(const GalleryFile&) { return true; }
   // Others are deleted for good, not recycled.
   static bool IsUploaded(const GalleryFile& file) { return !file.IsLocalOnly(); }
   // On the time line, with pictures to click.
   CGalleryPictureUI* FirstCell(Wanted wanted = Any) {
-    Open(AlbumKind::TimeLine);
+    OpenAlbum(AlbumKind::TimeLine);
     (void)Until([this] { return CellNow() != nullptr; });
     return CellNow(wanted);
   }
@@ -169,7 +148,7 @@ class HourOfUse : public testing::Test {
     if (files.empty()) return;
     Page()->Recycle(files);
     ASSERT_TRUE(Until([&] { return files.front()->IsInBin(); }));
-    Open(AlbumKind::RecycleBin);
+    OpenAlbum(AlbumKind::RecycleBin);
     // Rows of the last visit are there at once.
     GalleryFileListViewHelper::GetInstance().WaitForConf();
     ASSERT_TRUE(Until([this] { return CellNow() != nullptr && IsEnabled("btn_multiSelect"); }));
@@ -177,7 +156,7 @@ class HourOfUse : public testing::Test {
     ASSERT_TRUE(Until([this] { return IsEnabled("btn_ReplyFiles"); }));
     QTest::mouseClick(Page()->FindControl(QStringLiteral("btn_ReplyFiles"))->Widget(), Qt::LeftButton);
     ASSERT_TRUE(Until([] { return InBin() == 0; }));
-    Open(AlbumKind::TimeLine);
+    OpenAlbum(AlbumKind::TimeLine);
   }
   void WalkThePages() {
     for (const auto page :
@@ -187,7 +166,7 @@ class HourOfUse : public testing::Test {
     }
     for (const auto kind :
          {AlbumKind::AllPictures, AlbumKind::Favorite, AlbumKind::RecentlyUpload, AlbumKind::TimeLine}) {
-      Open(kind);
+      OpenAlbum(kind);
       QCoreApplication::processEvents();
     }
   }
@@ -210,9 +189,6 @@ class HourOfUse : public testing::Test {
     tick.join();
   }
 
-  TemporaryFolder folder;
-  Workspace work;
-  std::unique_ptr<FrameWindow> frame;
   Album::Ptr album;
 };
 
